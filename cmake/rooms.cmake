@@ -1,0 +1,53 @@
+# Build settings common to every target, and the helpers that declare a room of the house.
+
+add_library(larkspin_settings INTERFACE)
+target_compile_options(larkspin_settings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+# Functors are copied between threads; Loki's small-object allocator is not made for that.
+target_compile_definitions(larkspin_settings INTERFACE
+    LOKI_FUNCTOR_IS_NOT_A_SMALLOBJECT _FILE_OFFSET_BITS=64)
+target_include_directories(larkspin_settings INTERFACE ${PROJECT_SOURCE_DIR}/src)
+target_link_libraries(larkspin_settings INTERFACE Threads::Threads)
+if(LARKSPIN_SANITIZE)
+    target_compile_options(larkspin_settings INTERFACE
+        -fsanitize=${LARKSPIN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(larkspin_settings INTERFACE -fsanitize=${LARKSPIN_SANITIZE})
+endif()
+
+# larkspin_room(<name> [DEPENDS <room>...]): a static library of every source file in the
+# current folder and below it, less the folders named after EXCEPT.
+function(larkspin_room name)
+    cmake_parse_arguments(ARG "" "" "DEPENDS;EXCEPT" ${ARGN})
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+    foreach(folder ${ARG_EXCEPT})
+        list(FILTER sources EXCLUDE REGEX "${CMAKE_CURRENT_SOURCE_DIR}/${folder}")
+    endforeach()
+    add_library(larkspin_${name} STATIC ${sources})
+    target_link_libraries(larkspin_${name} PUBLIC larkspin_settings)
+    foreach(room ${ARG_DEPENDS})
+        target_link_libraries(larkspin_${name} PUBLIC larkspin_${room})
+    endforeach()
+endfunction()
+
+# larkspin_test(<name> ROOMS <room>... [LIBRARIES <target>...] [TIMEOUT <seconds>]): one
+# GoogleTest program of every source file in the current folder, each test known to CTest.
+function(larkspin_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "ROOMS;LIBRARIES" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+    if(NOT sources)
+        return()
+    endif()
+    add_executable(test_${name} ${sources})
+    target_include_directories(test_${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(test_${name} PRIVATE larkspin_settings GTest::gmock_main
+        ${ARG_LIBRARIES})
+    foreach(room ${ARG_ROOMS})
+        target_link_libraries(test_${name} PRIVATE larkspin_${room})
+    endforeach()
+    gtest_discover_tests(test_${name}
+        TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()

@@ -1,0 +1,24 @@
+// From a file name to CD audio, and to its length.
+#pragma once
+
+#include "audio/reader.h"
+#include "platform/files.h"
+
+#include <memory>
+
+namespace larkspin {
+
+// True if the name ends in ".wav", ".mp3", ".wma", ".ogg", ".ape" or ".flac", in any case. The file
+// is not opened.
+bool IsSupportedAudioFile(std::u16string_view name);
+
+// The finished chain for a file: 44,100 Hz, two channels, 16 bits, a whole number of 2352-byte
+// blocks. Empty if the suffix is none of the six. Throws CReaderException with a text for the user.
+std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name,
+                                           IFileSystem& files = PosixFiles());
+
+// PCM bytes that the file will take on an audio CD, from its headers alone; 0 for a file that can't
+// be read or isn't known. Never throws.
+uint32_t GetAudioFileLength(const std::u16string& name, IFileSystem& files = PosixFiles());
+
+} // namespace larkspin

@@ -1,0 +1,44 @@
+#include "audio/piped_reader.h"
+
+#include <system_error>
+
+namespace larkspin {
+
+CPipedReader::~CPipedReader() {
+    StopDecoder();
+}
+
+void CPipedReader::StartDecoder(const char* failureText) {
+    try {
+        m_hThread = std::thread([this] {
+            Decode();
+            m_pipe.CloseWrite();
+        });
+    } catch (const std::system_error&) {
+        throw CReaderException(failureText);
+    }
+}
+
+void CPipedReader::StopDecoder() {
+    m_pipe.CloseRead();
+    if (m_hThread.joinable()) {
+        m_hThread.join();
+    }
+}
+
+void CPipedReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
+    auto* to = static_cast<uint8_t*>(buffer);
+    uint32_t filled = 0;
+    while (filled < bytes) {
+        const std::ptrdiff_t got = m_pipe.Read(to + filled, bytes - filled);
+        if (got <= 0) {
+            break;
+        }
+        filled += static_cast<uint32_t>(got);
+    }
+    if (bytesRead != nullptr) {
+        *bytesRead = filled;
+    }
+}
+
+} // namespace larkspin

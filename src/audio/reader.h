@@ -1,0 +1,51 @@
+// CReader: a pull source of PCM bytes whose total length is known before the first byte is read.
+//
+// Samples of all channels are interleaved, channel 0 first; 16-bit samples are signed
+// little-endian, 8-bit samples unsigned with the middle at 128, as in a WAV file. A reader is ready
+// when its constructor returns and only goes forward. One thread uses a reader at a time.
+#pragma once
+
+#include "platform/text.h"
+
+#include <array>
+#include <cstdint>
+#include <exception>
+#include <string>
+
+namespace larkspin {
+
+constexpr uint32_t kCdSampleRate = 44100;
+constexpr uint32_t kCdBlockBytes = 2352;
+constexpr uint32_t kCdReadChunkBytes = 18816; // 8 blocks
+
+// Raised by the constructors of readers and stages with a finished text for the user.
+class CReaderException : public std::exception {
+  public:
+    // Keeps at most 127 bytes of the text, never half of a UTF-8 character.
+    explicit CReaderException(const std::string& text);
+    const char* what() const noexcept override { return m_szText.data(); }
+
+  private:
+    std::array<char, 128> m_szText = {};
+};
+
+class CReader {
+  public:
+    CReader() = default;
+    CReader(const CReader&) = delete;
+    CReader& operator=(const CReader&) = delete;
+
+    // Fills `buffer` with up to `bytes` bytes and stores the count in *bytesRead unless that is
+    // null. A count of 0 for a request above 0 is the end, now and at every later call. Decoding
+    // errors are not reported: the stream just ends early.
+    virtual void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) = 0;
+    // May be called at any moment of the stream; joins the object's thread if it has one.
+    virtual ~CReader() = default;
+
+    int32_t m_nLength = -1; // PCM bytes claimed; only the outermost stage makes it exact
+    int32_t m_nSampleRate = -1;
+    int32_t m_nChannels = -1;
+    int32_t m_nBits = 0;
+};
+
+} // namespace larkspin

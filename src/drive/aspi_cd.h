@@ -1,0 +1,229 @@
+// CAspiCD: one optical drive and all its operations.
+//
+// The operations are spread over one source file per topic: drive discovery, disc identification,
+// write speeds, CD recording, DVD recording, erasing, appending. A block is 2048 bytes unless a
+// size is given. One thread at a time owns the drives; nothing here is locked.
+//
+// Two ways of failing. Direct operations return plain results: they judge a command by its sense
+// (key above 1 is a failure), and a command that moved data or closed a recording and came back
+// neither completed nor with sense counts as failed, so that a time-out is never taken for a
+// success. Operations of the DVD logic throw CgrowisofsException with a text for the user.
+#pragma once
+
+#include "drive/transport.h"
+#include "platform/byte_stream.h"
+
+#include <array>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <loki/Functor.h>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+class CScsiCommand;
+
+// True once the user has cancelled. Asked before each step of a long operation; may be null where
+// a pointer to it is taken.
+using CancelFunctor = Loki::Functor<bool>;
+
+// Told the progress of a DVD recording in percent, 0 to 100.
+using ProgressFunctor = std::function<void(int percent)>;
+
+// Bits of CAspiCD::m_dwDiskState and m_dwDiskKnown (READ DISC INFORMATION, MMC).
+enum DiskStateBits : uint32_t {
+    DISK_BLANK = 1,
+    DISK_APPENDABLE = 2,
+    DISK_ERASABLE = 4,
+    DISK_CAPACITY_KNOWN = 8, // m_dwDiskKnown only: m_nCapacity is valid
+};
+
+// In CAspiCD::m_nProfile, beside the profile in the low 16 bits: the disc is blank.
+constexpr uint32_t MEDIA_BLANK = 0x10000;
+
+// GetCurrentProfile's answer for a drive without GET CONFIGURATION.
+constexpr uint32_t kUnknownProfile = 65535;
+
+// Bits of CAspiCD::m_dwCapabilities.
+enum CapabilityBits : uint32_t { CAP_BUFE = 2, CAP_VENDOR_BUFE = 4, CAP_VENDOR_SPEED = 8 };
+
+// Name of a medium by its MMC profile number for the user; empty for a number that has none.
+std::u16string DiskTypeName(uint32_t profile);
+
+// The DVD test: the profiles that take the DVD way through a job. All else takes the CD way.
+bool IsDvdProfile(uint32_t profile);
+
+class CAspiCD : public IBlockReader {
+  public:
+    class CgrowisofsException : public std::exception {
+      public:
+        // Keeps at most 127 bytes of the text.
+        explicit CgrowisofsException(const char* text);
+        const char* what() const noexcept override { return m_szText.data(); }
+
+      private:
+        std::array<char, 128> m_szText = {};
+    };
+
+    using Finisher = void (*)(CAspiCD& drive);
+
+    // `transport` is not owned and must outlive the object.
+    CAspiCD(uint8_t target, uint8_t adapter, uint8_t lun, CAspiTransport* transport);
+    // A copy takes the identity and starts with a fresh recording state.
+    CAspiCD(const CAspiCD& other);
+    CAspiCD& operator=(const CAspiCD& other) = delete;
+    // Runs a finisher that is still set, so that no session stays open.
+    ~CAspiCD() override;
+
+    // --- drive discovery (discovery.cpp) ---
+    uint8_t GetDeviceType();      // peripheral device type (SPC), 5 is CD-ROM, 31 none
+    void ReadDriveName();         // fills m_strName from INQUIRY
+    char16_t GetDriveLetter();    // 0 when unknown; asked of the system once
+    std::u16string DisplayName(); // what the user knows the drive by: "sr0", or the letter
+    uint8_t EjectDisk();
+    uint8_t LockDoor(bool lock);
+
+    // --- commands (command.cpp) ---
+    uint8_t SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
+                        uint32_t length, uint8_t* sense, uint8_t senseLength = 14);
+    uint8_t SendNoData(uint8_t direction, std::span<const uint8_t> cdb);
+    bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) override;
+    uint32_t HandleEvents(CScsiCommand& command);
+    int WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel = nullptr);
+
+    // --- disc identification (identification.cpp) ---
+    bool HasCurrentProfile();
+    uint32_t GetCurrentProfile();
+    bool IsDiskErasable();
+    void ReadDiskInfo();
+    int ReadNextWritableAddress(int32_t* address);
+    int ReadSaoNextAddress(int32_t* address);
+    int32_t ReadLastSessionFirstTrack();
+    int32_t GetDvdCapacity(); // blocks; -1 the drive fails, 0 unknown kind
+    uint32_t IdentifyMedia(); // throws
+    uint32_t GetDvdBlocks(CScsiCommand& command);
+    int64_t GetDvdBytes();
+    bool HasIsoVolume();
+
+    // --- write speeds (speeds.cpp) ---
+    std::vector<double> GetWriteSpeeds(); // throws
+    bool SetCdSpeed(uint32_t speed);      // true when the drive reported an error
+    void SetVelocity(int32_t kilobytesPerSecond);
+    std::vector<uint8_t> ReadPage2A(CScsiCommand& command); // mode header and page; throws
+    int ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command); // throws
+    int SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
+                         std::vector<uint8_t>* page2A); // throws
+    // What PrepareDvdRecording believes when SetDvdWriteSpeed gave a negative value.
+    void VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2A);
+
+    // --- CD recording (cd_recording.cpp, mode_pages.cpp, cue_sheet.h) ---
+    // `header` and `blockDescriptor` are 8 bytes each, or null when not wanted.
+    int ModeSense(uint8_t page, std::span<uint8_t> buffer, uint8_t* header = nullptr,
+                  uint8_t* blockDescriptor = nullptr);
+    int ModeSelect(std::span<const uint8_t> page, const uint8_t* header = nullptr);
+    void ReadCapabilities();
+    int SetVendorWriteOptions(bool burnFree, bool speedControl);
+    uint8_t SetBlockSize2048();
+    int SetTaoParameters();
+    void SendOpc();
+    int PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,
+                        const CancelFunctor* cancel, uint32_t blockSize);
+    int WriteBlocks(int32_t* address, const void* buffer, int32_t count,
+                    const CancelFunctor* cancel, uint32_t blockSize);
+    int SyncCache();
+    int FinishSaoWrite(const CancelFunctor* cancel = nullptr);
+    int CloseSession();
+    int TestUnitReady();
+    int GetUnitBusy();
+
+    // --- DVD recording (dvd_recording.cpp, dvd_prepare.cpp, dvd_chunk.cpp, dvd_finish.cpp) ---
+    void ResetDvdState();
+    void OpenDvdForWriting(bool ignorePrevious, double speed); // throws
+    void WriteDvdFromHandle(IByteSource& source, int64_t offset, const ProgressFunctor& progress,
+                            const CancelFunctor* cancel);              // throws
+    void PrepareDvdMedia(int64_t size);                                // throws
+    void PrepareDvdRecording(CScsiCommand& command, uint32_t profile); // throws
+    void SetupWriteParameters(CScsiCommand& command, uint32_t profile,
+                              uint8_t writeMode); // throws
+    int WriteDvdChunk(const uint8_t* buffer, int64_t offset);
+    int FlushDvdCache(bool alsoWait);
+    void FinishPlusRw();
+    void FinishPlusR();
+    void FinishMinusRw();
+    void FinishMinusR();
+    void FinishRam();
+    void StopUnit();
+    void SplitPlusRDl(CScsiCommand& command, int64_t size); // throws
+
+    // --- erasing and formatting (erasing.cpp) ---
+    void BlankDisk(bool full);
+    bool IsBlankingInProgress(int* percent); // -1: the drive gives no percentage
+    void FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
+                             const CancelFunctor* cancel); // throws
+    void FormatPlusRw(CScsiCommand& command);              // throws
+    int RestartPlusRwFormat(CScsiCommand& command, int64_t size);
+    int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
+
+    // --- appending (appending.cpp) ---
+    int ReadMultiSessionStart(int32_t* address);
+    int32_t GetNextSessionStart(std::span<const uint8_t> descriptor, int32_t* previousStart);
+    int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
+    void UpdateVolumeDescriptors();                             // throws
+    int ReadOverwriteDescriptors(uint8_t* buffer);              // throws
+
+    // Identity.
+    std::u16string m_strName; // vendor and product, with their trailing blanks
+    uint8_t m_byTarget = 0;
+    uint8_t m_byAdapter = 0; // logical adapter number
+    uint8_t m_byLun = 0;
+    CAspiTransport* m_pTransport = nullptr;
+    uint8_t m_byLastStatus = 1; // SRB status of the last command
+    char16_t m_wDriveLetter = 0;
+    bool m_bHasConfig = false;
+    bool m_bConfigKnown = false;
+
+    // Filled by ReadDiskInfo.
+    int32_t m_nCapacity = 0;    // last possible start of the lead-out, a block address
+    int32_t m_nNextAddress = 0; // start of the next session-at-once recording plus 150
+    uint32_t m_dwDiskState = 0;
+    uint32_t m_dwDiskKnown = 0;
+
+    uint32_t m_dwCapabilities = 0; // filled by ReadCapabilities
+
+    // State of a DVD recording; ResetDvdState sets the values shown.
+    bool m_bMediaWritten = false;
+    int32_t m_nNextTrack = 1;
+    bool m_bDaoMode = false;
+    bool m_bQuickGrown = false;
+    bool m_bStopAfterFinish = true;
+    uint32_t m_nNextWriteAddress = 1;
+    uint32_t m_nPollDelayMs = 189;
+    uint32_t m_nDriveBufferKB = 512;
+    std::array<uint8_t, 260> m_abyFormats = {};
+    std::array<uint8_t, 32> m_abyDiscInfo = {};
+    bool m_bDaoOnly = false;
+    uint32_t m_nProfile = 0;
+    double m_dSpeedFactor = 0.0;
+    bool m_bZeroFill = false;
+    int32_t m_nVelocity = 0; // KB/s, 0 when unknown
+    Finisher m_pfnFinalize = nullptr;
+    std::unique_ptr<uint8_t[]> m_pWriteBuffer; // kDvdBufferBytes once a disc was opened
+    int32_t m_nPreviousStart = 0;
+    int32_t m_nNextStart = 0;
+    int32_t m_nSessionStart = 0;
+    int64_t m_nStartOffset = 0;
+    int64_t m_nCurrentOffset = 0;
+    int64_t m_nFinalOffset = 0;
+    // Asked by the waits inside a DVD operation that have no end of their own; set for the length
+    // of WriteDvdFromHandle and FormatDvdRewritable.
+    const CancelFunctor* m_pCancel = nullptr;
+};
+
+constexpr size_t kDvdChunkBytes = 32768;
+constexpr size_t kDvdBufferBytes = 2 * kDvdChunkBytes;
+
+} // namespace larkspin

@@ -1,0 +1,78 @@
+// The port: what the pass-through shim needs of a platform. Linux implements it with SG_IO, the
+// virtual drive directly, tests with scripts.
+//
+// Drives are known by letter index: 2 is "C:", 25 is "Z:"; on Linux /dev/sr0 sits at index 2. One
+// thread at a time uses a port (the one that owns the drives).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace larkspin {
+
+constexpr int kFirstLetterIndex = 2;
+constexpr int kLastLetterIndex = 25;
+
+enum class PortDirection : uint8_t { None, In, Out };
+
+// Why a request never got an answer from the device; numbers are stable and go into the request
+// block's error field.
+enum class PortError : uint32_t {
+    None = 0,          // the device answered; what it said is in the sense bytes
+    InvalidHandle = 6, // the device behind the handle is gone
+    Failed = 31,       // the transport failed
+    NotSupported = 50, // the port does not know this call
+    MediaChanged = 1110,
+    TimedOut = 1460, // the command outlived its time-out and was aborted
+};
+
+struct PortRequest {
+    std::span<const uint8_t> cdb; // 6, 10 or 12 bytes
+    PortDirection direction = PortDirection::None;
+    void* data = nullptr;
+    uint32_t length = 0;         // bytes at `data`
+    uint32_t timeoutSeconds = 5; // never 0
+};
+
+struct PortCompletion {
+    PortError error = PortError::None;
+    uint8_t status = 0;                 // SCSI status byte: 0 good, 2 check condition
+    std::array<uint8_t, 32> sense = {}; // fixed format (SPC), all zero when there is none
+};
+
+// Address of a drive on its host: port (host adapter), target, logical unit.
+struct PortAddress {
+    uint8_t port = 0;
+    uint8_t target = 0;
+    uint8_t lun = 0;
+};
+
+class IPortDevice {
+  public:
+    virtual ~IPortDevice() = default;
+
+    // Runs one command to its end or time-out.
+    virtual PortCompletion Execute(const PortRequest& request) = 0;
+    // PortError::NotSupported if the platform cannot tell the address.
+    virtual PortError Address(PortAddress* address) = 0;
+};
+
+class IScsiPort {
+  public:
+    virtual ~IScsiPort() = default;
+
+    // True if a CD-ROM type drive sits at this letter.
+    virtual bool IsOpticalDrive(int letterIndex) = 0;
+    // What the user knows the drive by, such as "sr0"; empty if there is none.
+    virtual std::u16string DisplayName(int letterIndex) = 0;
+    // Null if the device can't be opened. The first attempt of the caller asks for write access.
+    virtual std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) = 0;
+    // Takes the volume in the drive away from the system (unmount) and holds the device until
+    // the port goes. No result: a volume that can't be locked shows at the first write.
+    virtual void LockAndDismount(int letterIndex) = 0;
+};
+
+} // namespace larkspin

@@ -1,0 +1,39 @@
+// CScsiCommand: the request block in which the DVD logic builds its commands. Lives on the stack
+// and is bound to one drive.
+#pragma once
+
+#include "drive/aspi_cd.h"
+
+#include <array>
+#include <cstdint>
+
+namespace larkspin {
+
+// READ and NONE go out with SRB_DIR_IN, WRITE with SRB_DIR_OUT.
+enum class Direction { WRITE = 0, READ = 1, NONE = 2 };
+
+class CScsiCommand {
+  public:
+    explicit CScsiCommand(CAspiCD& drive) : m_pDrive(&drive) {}
+
+    // Byte `index` of the CDB. Index 0 first clears the CDB and the sense area and sets the
+    // time-out back to 5 s. The CDB's length is the group length of the opcode (6, 10 or 12).
+    uint8_t& operator[](size_t index);
+    void Timeout(uint32_t seconds) { m_nTimeoutSeconds = seconds; }
+    uint8_t Sense(size_t index) const { return m_abySense[index]; }
+    uint8_t Asc() const { return m_abySense[12]; }
+    CAspiCD& Drive() { return *m_pDrive; }
+
+    // 0 success; -1 no completion, or sense without a code; otherwise
+    // (sense key << 16) | (ASC << 8) | ASCQ.
+    int Transport(Direction direction, void* buffer = nullptr, uint32_t length = 0);
+
+  private:
+    CAspiCD* m_pDrive;
+    uint8_t m_nCdbLength = 6;
+    uint32_t m_nTimeoutSeconds = 5;
+    std::array<uint8_t, 16> m_abyCdb = {};
+    std::array<uint8_t, 18> m_abySense = {};
+};
+
+} // namespace larkspin

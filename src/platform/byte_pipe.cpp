@@ -1,0 +1,79 @@
+#include "platform/byte_pipe.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace larkspin {
+
+// Bytes are copied outside the lock: between m_nHead and m_nHead + m_nFilled only the reader
+// touches the ring, and outside that range only the writer.
+
+BytePipe::BytePipe(size_t capacity)
+    : m_nCapacity(std::max<size_t>(capacity, 1)), m_pRing(new std::byte[m_nCapacity]) {}
+
+std::ptrdiff_t BytePipe::Read(void* buffer, size_t bytes) {
+    if (bytes == 0) {
+        return 0;
+    }
+    std::unique_lock lock(m_mutex);
+    m_readable.wait(lock, [this] { return m_nFilled > 0 || m_bWriteClosed || m_bReadClosed; });
+    if (m_bReadClosed || m_nFilled == 0) {
+        return 0;
+    }
+    const size_t head = m_nHead;
+    const size_t count = std::min(bytes, m_nFilled);
+    lock.unlock();
+    const size_t first = std::min(count, m_nCapacity - head);
+    std::memcpy(buffer, m_pRing.get() + head, first);
+    std::memcpy(static_cast<std::byte*>(buffer) + first, m_pRing.get(), count - first);
+    lock.lock();
+    m_nHead = (head + count) % m_nCapacity;
+    m_nFilled -= count;
+    lock.unlock();
+    m_writable.notify_one();
+    return static_cast<std::ptrdiff_t>(count);
+}
+
+bool BytePipe::Write(const void* data, size_t bytes) {
+    const auto* from = static_cast<const std::byte*>(data);
+    std::unique_lock lock(m_mutex);
+    while (bytes > 0) {
+        m_writable.wait(
+            lock, [this] { return m_nFilled < m_nCapacity || m_bReadClosed || m_bWriteClosed; });
+        if (m_bReadClosed || m_bWriteClosed) {
+            return false;
+        }
+        const size_t tail = (m_nHead + m_nFilled) % m_nCapacity;
+        const size_t count = std::min(bytes, m_nCapacity - m_nFilled);
+        lock.unlock();
+        const size_t first = std::min(count, m_nCapacity - tail);
+        std::memcpy(m_pRing.get() + tail, from, first);
+        std::memcpy(m_pRing.get(), from + first, count - first);
+        from += count;
+        bytes -= count;
+        lock.lock();
+        m_nFilled += count;
+        m_readable.notify_one();
+    }
+    return !m_bReadClosed && !m_bWriteClosed;
+}
+
+void BytePipe::CloseRead() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_bReadClosed = true;
+    }
+    m_readable.notify_all();
+    m_writable.notify_all();
+}
+
+void BytePipe::CloseWrite() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_bWriteClosed = true;
+    }
+    m_readable.notify_all();
+    m_writable.notify_all();
+}
+
+} // namespace larkspin

@@ -1,0 +1,40 @@
+// An anonymous pipe inside the process: one writer thread, one reader thread, a ring of bytes.
+//
+// A full pipe blocks the writer and an empty one the reader; that is the only flow control.
+// Closing the read end fails a blocked or later Write; closing the write end gives the reader the
+// end of the stream once the ring has run dry. Both ends may be closed from any thread, and more
+// than once. The ring's memory is taken once, at construction.
+#pragma once
+
+#include "platform/byte_stream.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+namespace larkspin {
+
+class BytePipe final : public IByteSource, public IByteSink {
+  public:
+    // `capacity` in bytes, at least 1. Throws std::bad_alloc.
+    explicit BytePipe(size_t capacity);
+
+    std::ptrdiff_t Read(void* buffer, size_t bytes) override; // never -1
+    bool Write(const void* data, size_t bytes) override;
+
+    void CloseRead();
+    void CloseWrite();
+
+  private:
+    size_t m_nCapacity;
+    std::unique_ptr<std::byte[]> m_pRing;
+    std::mutex m_mutex;
+    std::condition_variable m_readable;
+    std::condition_variable m_writable;
+    size_t m_nHead = 0;   // where the next byte is read
+    size_t m_nFilled = 0; // bytes in the ring
+    bool m_bReadClosed = false;
+    bool m_bWriteClosed = false;
+};
+
+} // namespace larkspin

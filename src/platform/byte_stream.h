@@ -1,0 +1,38 @@
+// The ends of a stream of bytes, and the block device behind a previous session.
+//
+// Each object has one user at a time; an implementation that is shared by two threads says so.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace larkspin {
+
+class IByteSource {
+  public:
+    virtual ~IByteSource() = default;
+
+    // Reads up to `bytes` bytes and returns the count, which may be short. 0 is the end of the
+    // stream, -1 a failure. Blocks until at least one byte, the end or a failure is there.
+    virtual std::ptrdiff_t Read(void* buffer, size_t bytes) = 0;
+};
+
+class IByteSink {
+  public:
+    virtual ~IByteSink() = default;
+
+    // Writes all of `bytes` bytes, blocking as needed. False when the reader has gone or the
+    // write failed; what was taken before that is unknown.
+    virtual bool Write(const void* data, size_t bytes) = 0;
+};
+
+// A disc that can be read in blocks of 2048 bytes.
+class IBlockReader {
+  public:
+    virtual ~IBlockReader() = default;
+
+    // Reads `count` blocks (1 to 16) from block address `lba` into `buffer`. True on success.
+    virtual bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) = 0;
+};
+
+} // namespace larkspin

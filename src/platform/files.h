@@ -1,0 +1,71 @@
+// Files and folders, behind an interface that tests can wrap to let files vanish, shrink, grow,
+// fail and come in any order.
+//
+// Paths are wide texts (see text.h); a path that POSIX cannot open because it does not start with
+// '/' simply fails with ENOENT. Links are followed. All operations may be called on any thread;
+// a SequentialFile or MappedFile has one user at a time.
+#pragma once
+
+#include "platform/byte_stream.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+struct FileStatus {
+    enum class Type { Regular, Folder, CharacterDevice, Other };
+
+    Type type = Type::Regular;
+    uint32_t mode = 0;   // POSIX type and permission bits, as in st_mode
+    uint64_t size = 0;   // bytes
+    uint64_t device = 0; // st_dev
+    uint64_t inode = 0;  // st_ino
+    uint32_t links = 1;  // st_nlink
+    uint32_t uid = 0;
+    uint32_t gid = 0;
+    int64_t accessTime = 0; // seconds since 1970, UTC; so are the next two
+    int64_t modifyTime = 0;
+    int64_t changeTime = 0;
+};
+
+// A file open for reading from start to end, or in place when it was opened for an update.
+class ISequentialFile : public IByteSource {
+  public:
+    // Size in bytes now, or -1.
+    virtual int64_t Size() = 0;
+    // Moves to `offset` bytes from the start. False if that fails.
+    virtual bool Seek(uint64_t offset) = 0;
+    // Offset in bytes of the next read, or -1.
+    virtual int64_t Tell() = 0;
+};
+
+class IMappedFile {
+  public:
+    virtual ~IMappedFile() = default;
+    virtual std::span<const uint8_t> Bytes() const = 0;
+};
+
+class IFileSystem {
+  public:
+    virtual ~IFileSystem() = default;
+
+    virtual bool Status(const std::u16string& path, FileStatus* status) = 0;
+    // True if this process may open `path` for reading.
+    virtual bool IsReadable(const std::u16string& path) = 0;
+    // Appends the names in `folder`, "." and ".." left out, in the order the system gives them.
+    // False if the folder cannot be read.
+    virtual bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) = 0;
+    // Null if the file cannot be opened. The kernel is told that reading runs from start to end.
+    virtual std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) = 0;
+    // The whole file, read only; null if it cannot be opened, is empty or cannot be mapped.
+    virtual std::unique_ptr<IMappedFile> Map(const std::u16string& path) = 0;
+};
+
+// The real file system. One object for the process, always valid.
+IFileSystem& PosixFiles();
+
+} // namespace larkspin

@@ -1,0 +1,59 @@
+#include "platform/paths.h"
+
+namespace larkspin {
+
+namespace {
+
+constexpr size_t kShortestUnseen = 4; // drive-letter paths below this length are taken for roots
+
+bool IsRoot(std::u16string_view path) {
+    if (IsPosixPath(path)) {
+        return path.size() == 1;
+    }
+    return path.size() == 3 && path[1] == u':' && path[2] == u'\\';
+}
+
+} // namespace
+
+bool IsPosixPath(std::u16string_view path) {
+    return !path.empty() && path.front() == u'/';
+}
+
+char16_t SeparatorOf(std::u16string_view path) {
+    return IsPosixPath(path) ? u'/' : u'\\';
+}
+
+bool IsFolderByName(std::u16string_view path) {
+    return IsPosixPath(path) ? path.size() == 1 : path.size() < kShortestUnseen;
+}
+
+std::u16string_view LeafName(std::u16string_view path) {
+    const size_t last = path.rfind(SeparatorOf(path));
+    return last == std::u16string_view::npos ? path : path.substr(last + 1);
+}
+
+std::u16string JoinPath(std::u16string_view folder, std::u16string_view name) {
+    std::u16string path(folder);
+    if (path.empty() || path.back() != SeparatorOf(folder)) {
+        path += SeparatorOf(folder);
+    }
+    path += name;
+    return path;
+}
+
+std::u16string_view TrimSeparator(std::u16string_view path) {
+    if (!path.empty() && !IsRoot(path) && path.back() == SeparatorOf(path)) {
+        path.remove_suffix(1);
+    }
+    return path;
+}
+
+std::u16string_view ParentPath(std::u16string_view path) {
+    const size_t last = path.rfind(SeparatorOf(path));
+    if (last == std::u16string_view::npos) {
+        return {};
+    }
+    return last == 0 ? path.substr(0, 1) : path.substr(0, last);
+}
+
+} // namespace larkspin

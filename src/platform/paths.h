@@ -1,0 +1,32 @@
+// The one place that knows separators.
+//
+// A path that starts with '/' follows POSIX: the separator is '/', the root is "/". Any other path
+// follows the drive-letter rules: the separator is '\', a root has the form "C:\". Functions look
+// at the text alone, never at the disk, and may be called on any thread.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace larkspin {
+
+bool IsPosixPath(std::u16string_view path);
+char16_t SeparatorOf(std::u16string_view path);
+
+// True for paths that count as folders by their text alone: "/", and any path without a leading
+// '/' that is shorter than 4 units, such as "C:\".
+bool IsFolderByName(std::u16string_view path);
+
+// The text after the last separator; the whole path if there is none.
+std::u16string_view LeafName(std::u16string_view path);
+
+// `folder`, one separator of the folder's kind, and `name`.
+std::u16string JoinPath(std::u16string_view folder, std::u16string_view name);
+
+// `path` without one trailing separator; a root keeps its own.
+std::u16string_view TrimSeparator(std::u16string_view path);
+
+// The folder that holds `path`, empty if its text has no separator. The parent of "/a" is "/".
+std::u16string_view ParentPath(std::u16string_view path);
+
+} // namespace larkspin

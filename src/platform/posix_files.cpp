@@ -1,0 +1,149 @@
+#include "platform/files.h"
+#include "platform/text.h"
+
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace larkspin {
+
+namespace {
+
+class PosixFile final : public ISequentialFile {
+  public:
+    explicit PosixFile(int fd) : m_fd(fd) {}
+    PosixFile(const PosixFile&) = delete;
+    PosixFile& operator=(const PosixFile&) = delete;
+    ~PosixFile() override { ::close(m_fd); }
+
+    std::ptrdiff_t Read(void* buffer, size_t bytes) override {
+        for (;;) {
+            const ssize_t got = ::read(m_fd, buffer, bytes);
+            if (got >= 0 || errno != EINTR) {
+                return got;
+            }
+        }
+    }
+    int64_t Size() override {
+        struct stat st = {};
+        return ::fstat(m_fd, &st) == 0 ? st.st_size : -1;
+    }
+    bool Seek(uint64_t offset) override {
+        return ::lseek(m_fd, static_cast<off_t>(offset), SEEK_SET) >= 0;
+    }
+    int64_t Tell() override { return ::lseek(m_fd, 0, SEEK_CUR); }
+
+  private:
+    int m_fd;
+};
+
+class PosixMapping final : public IMappedFile {
+  public:
+    PosixMapping(void* view, size_t size) : m_pView(view), m_nSize(size) {}
+    PosixMapping(const PosixMapping&) = delete;
+    PosixMapping& operator=(const PosixMapping&) = delete;
+    ~PosixMapping() override { ::munmap(m_pView, m_nSize); }
+
+    std::span<const uint8_t> Bytes() const override {
+        return {static_cast<const uint8_t*>(m_pView), m_nSize};
+    }
+
+  private:
+    void* m_pView;
+    size_t m_nSize;
+};
+
+FileStatus::Type TypeOf(mode_t mode) {
+    if (S_ISREG(mode)) {
+        return FileStatus::Type::Regular;
+    }
+    if (S_ISDIR(mode)) {
+        return FileStatus::Type::Folder;
+    }
+    return S_ISCHR(mode) ? FileStatus::Type::CharacterDevice : FileStatus::Type::Other;
+}
+
+// O_NONBLOCK keeps the open of a FIFO without a writer from hanging; regular files ignore it.
+int OpenForReading(const std::u16string& path) {
+    return ::open(ToNative(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+}
+
+class PosixFileSystem final : public IFileSystem {
+  public:
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        struct stat st = {};
+        if (::stat(ToNative(path).c_str(), &st) != 0) {
+            return false;
+        }
+        status->type = TypeOf(st.st_mode);
+        status->mode = st.st_mode;
+        status->size = static_cast<uint64_t>(st.st_size);
+        status->device = st.st_dev;
+        status->inode = st.st_ino;
+        status->links = static_cast<uint32_t>(st.st_nlink);
+        status->uid = st.st_uid;
+        status->gid = st.st_gid;
+        status->accessTime = st.st_atime;
+        status->modifyTime = st.st_mtime;
+        status->changeTime = st.st_ctime;
+        return true;
+    }
+
+    bool IsReadable(const std::u16string& path) override {
+        return ::access(ToNative(path).c_str(), R_OK) == 0;
+    }
+
+    bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
+        DIR* dir = ::opendir(ToNative(folder).c_str());
+        if (dir == nullptr) {
+            return false;
+        }
+        while (const dirent* entry = ::readdir(dir)) {
+            const std::string_view name = entry->d_name;
+            if (name != "." && name != "..") {
+                names->push_back(ToWide(name));
+            }
+        }
+        ::closedir(dir);
+        return true;
+    }
+
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
+        const int fd = OpenForReading(path);
+        if (fd < 0) {
+            return nullptr;
+        }
+        ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+        return std::make_unique<PosixFile>(fd);
+    }
+
+    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
+        const int fd = OpenForReading(path);
+        if (fd < 0) {
+            return nullptr;
+        }
+        struct stat st = {};
+        void* view = MAP_FAILED;
+        if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
+            view = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+        }
+        ::close(fd);
+        if (view == MAP_FAILED) {
+            return nullptr;
+        }
+        return std::make_unique<PosixMapping>(view, static_cast<size_t>(st.st_size));
+    }
+};
+
+} // namespace
+
+IFileSystem& PosixFiles() {
+    static PosixFileSystem files;
+    return files;
+}
+
+} // namespace larkspin

@@ -1,0 +1,31 @@
+// A small store of typed values under key paths, one file for each user.
+//
+// A key path is names joined by '\', such as "Software\Maker\program"; value names are any text.
+// The file lies below $XDG_CONFIG_HOME (or ~/.config) and is written as a whole, atomically, with
+// mode 0600. A file that cannot be parsed means an empty store and is never overwritten: every
+// write to it fails. All operations may be called on any thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace larkspin {
+
+class ISettingsStore {
+  public:
+    virtual ~ISettingsStore() = default;
+
+    virtual bool HasKey(const std::string& key) = 0;
+    // Makes the key if it is missing. False if it can't be made.
+    virtual bool CreateKey(const std::string& key) = 0;
+    // Empty if the key or value is missing or the value has another type.
+    virtual std::optional<uint32_t> ReadNumber(const std::string& key, const std::string& name) = 0;
+    virtual std::optional<std::u16string> ReadText(const std::string& key,
+                                                   const std::string& name) = 0;
+    virtual bool WriteNumber(const std::string& key, const std::string& name, uint32_t value) = 0;
+    virtual bool WriteText(const std::string& key, const std::string& name,
+                           const std::u16string& value) = 0;
+};
+
+} // namespace larkspin

@@ -1,0 +1,110 @@
+// CCDWriterUI: the owner of all dialogs, as the jobs see it.
+//
+// Every operation may be called from a job's thread. None touches a widget there: it posts to the
+// main thread, and where it has a result it posts and waits. When the program is going away the
+// waits end by themselves with the cancelled answer.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+struct DataParametersResult {
+    bool bCancelled = true;
+    uint32_t nDriveIndex = 0;
+    double dSpeed = -1.0; // multiple of the medium's base speed, -1.0 for no wish
+    std::u16string strTitle;
+};
+
+// Also the result of the image dialog.
+struct CopyParametersResult {
+    bool bCancelled = true;
+    uint32_t nDriveIndex = 0;
+    double dSpeed = -1.0;
+    uint32_t nCopies = 1;
+};
+
+enum class EraseMode : uint32_t { Quick = 0, Full = 1, Cancelled = 2 };
+
+struct EraseTypeResult {
+    EraseMode mode = EraseMode::Cancelled;
+    double dSpeed = -1.0;
+};
+
+enum class JobKind { Data, Audio, Image, Erase };
+
+// A message box's buttons and icon.
+enum class BoxButtons { Ok, OkCancel, YesNo };
+enum class BoxIcon { None, Question, Stop };
+
+// Title of the boxes that a job shows.
+inline constexpr const char16_t* kBoxTitle = u"Larkspin 1.4";
+
+class CCDWriterUI {
+  public:
+    virtual ~CCDWriterUI() = default;
+
+    virtual DataParametersResult ShowDataParameters(const std::u16string& header) = 0;
+    virtual CopyParametersResult ShowAudioParameters(const std::u16string& header) = 0;
+    virtual CopyParametersResult ShowImageParameters(const std::u16string& header) = 0;
+    virtual EraseTypeResult ShowEraseType(const std::vector<double>& speeds) = 0;
+
+    // Progress dialogs. Start: bar to 0, flags cleared, shown and brought to the front, clock and
+    // timer started. `diskType` is an MMC profile for the cancel question.
+    virtual void StartDataProgress(uint32_t diskType) = 0;
+    virtual void StartAudioProgress(uint32_t diskType) = 0;
+    virtual void StartImageProgress(uint32_t diskType) = 0;
+    virtual void StartEraseProgress() = 0;
+    virtual void StopDataProgress() = 0;
+    virtual void StopAudioProgress() = 0;
+    virtual void StopImageProgress() = 0;
+    virtual void StopEraseProgress() = 0;
+
+    virtual bool IsDataCancelled() const = 0;
+    virtual bool IsAudioCancelled() const = 0;
+    virtual bool IsImageCancelled() const = 0;
+    virtual bool IsEraseCancelled() const = 0;
+
+    virtual void SetStatus(JobKind kind, const std::u16string& text) = 0;
+    virtual void SetProgress(JobKind kind, int percent) = 0; // held in 0 to 100
+    virtual int Progress(JobKind kind) const = 0;
+    void SetEraseProgress(int percent) { SetProgress(JobKind::Erase, percent); }
+    virtual void StepEraseProgress() = 0;
+
+    // Swaps the tray icon's callbacks for the job's pair (progress balloon and progress menu),
+    // nested as a stack; TrayCallbackGuard is built on the two.
+    virtual void PushJobTrayCallbacks(JobKind kind) = 0;
+    virtual void PopJobTrayCallbacks() = 0;
+    virtual void StartTrayAnimation() = 0;
+    virtual void StopTrayAnimation() = 0;
+    // Read by the erase job's balloon: the drive gave no percentage.
+    virtual void SetNoProgressReport(bool noReport) = 0;
+
+    // A message box with no owner; true for OK or Yes. Several may be open at once.
+    virtual bool AskUser(const std::u16string& text, const std::u16string& title,
+                         BoxButtons buttons, BoxIcon icon) = 0;
+    // OK only, title "Larkspin 1.4", no icon.
+    void ShowMessage(const std::u16string& text) {
+        AskUser(text, kBoxTitle, BoxButtons::Ok, BoxIcon::None);
+    }
+
+    virtual void HideQueueDialog() = 0;
+    // Posts UM_QUIT to the main dialog.
+    virtual void RequestExit() = 0;
+};
+
+// Keeps a job's tray callbacks installed for its own lifetime.
+class TrayCallbackGuard {
+  public:
+    TrayCallbackGuard(CCDWriterUI& ui, JobKind kind) : m_ui(ui) { m_ui.PushJobTrayCallbacks(kind); }
+    TrayCallbackGuard(const TrayCallbackGuard&) = delete;
+    TrayCallbackGuard& operator=(const TrayCallbackGuard&) = delete;
+    ~TrayCallbackGuard() { m_ui.PopJobTrayCallbacks(); }
+
+  private:
+    CCDWriterUI& m_ui;
+};
+
+} // namespace larkspin

@@ -1,0 +1,58 @@
+// What CMainDlg needs of the desktop: tray, timer, boxes, loop. All calls on the main thread but
+// ShowBalloon, which may come from any.
+#pragma once
+
+#include "ui/ccdwriter_ui.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace larkspin {
+
+enum class BalloonIcon : uint32_t { None = 0, Information = 1, Warning = 2, Error = 3 };
+
+// Commands of the idle tray menu and of the other menus, as they stand in the resources.
+enum MenuCommand : uint32_t {
+    CMD_OK = 1,
+    CMD_CANCEL = 2,
+    CMD_HIDE = 1008,
+    CMD_SHOW = 32773,
+    CMD_WRITE_DATA = 32774,
+    CMD_WRITE_AUDIO = 32775,
+    CMD_EDIT_QUEUE = 32776,
+    CMD_CLEAR_QUEUE = 32777,
+    CMD_EXIT = 32778,
+    CMD_REMOVE_FROM_QUEUE = 32779,
+};
+
+// Which items of the idle menu are enabled; "Exit" always is.
+struct IdleMenuState {
+    bool bQueueHasItems = false;
+    bool bAllAudio = false;
+};
+
+class IMainView {
+  public:
+    virtual ~IMainView() = default;
+
+    virtual void ShowBalloon(const std::u16string& text, const std::u16string& title,
+                             BalloonIcon icon, uint32_t timeoutMs) = 0;
+    // The idle pair of tray callbacks, at the bottom of the stack that jobs push theirs on. Empty
+    // functions do nothing.
+    virtual void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) = 0;
+    // Calls `tick` on the main thread after `ms`, and again every `ms` until killed.
+    virtual void StartClickTimer(uint32_t ms, std::function<void()> tick) = 0;
+    virtual void KillClickTimer() = 0;
+    virtual uint32_t DoubleClickTimeMs() = 0;
+    // Pops up the idle menu at the cursor; the choice comes back through `command`.
+    virtual void TrackIdleMenu(const IdleMenuState& state,
+                               std::function<void(uint32_t)> command) = 0;
+    virtual void ShowQueueEditor() = 0;
+    // A box with an OK button that does not hold up the caller.
+    virtual void ShowErrorBox(const std::u16string& text, const std::u16string& title) = 0;
+    // Leaves the main loop with this code.
+    virtual void Quit(int code) = 0;
+};
+
+} // namespace larkspin

@@ -1,0 +1,36 @@
+// What the dialogs need to know of drives and of the queue, so that this room needs neither.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+class IDriveCatalog {
+  public:
+    virtual ~IDriveCatalog() = default;
+
+    virtual size_t Count() = 0;
+    virtual std::u16string Name(size_t index) = 0;  // vendor and product, blanks as they come
+    virtual std::u16string Label(size_t index) = 0; // "sr0", or the drive letter
+    // Write speeds for the disc now in the drive, in the drive's order; empty if it can't tell.
+    // Sends commands: call it on the job's thread only.
+    virtual std::vector<double> WriteSpeeds(size_t index) = 0;
+    // The user's name of a medium by MMC profile; empty for an unknown one.
+    virtual std::u16string DiskTypeName(uint32_t profile) = 0;
+};
+
+// The queue as the editor sees it. Calls are safe on any thread.
+class IQueueModel {
+  public:
+    virtual ~IQueueModel() = default;
+
+    virtual std::vector<std::u16string> Paths() = 0;
+    // Removes every path that equals one of `paths`, then rechecks whether all is audio.
+    virtual void Remove(const std::vector<std::u16string>& paths) = 0;
+    // Changes whenever the queue does.
+    virtual uint64_t Version() = 0;
+};
+
+} // namespace larkspin

@@ -1,0 +1,76 @@
+// The Qt side of the user interface as one object: all windows of the program.
+//
+// Made on the main thread after QApplication and destroyed before it. CCDWriterUI's calls may come
+// from a job's thread, IMainView's from the main thread (ShowBalloon from any).
+#pragma once
+
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/settings_store.h"
+#include "ui/ccdwriter_ui.h"
+#include "ui/main_view.h"
+#include "ui/models.h"
+
+#include <functional>
+#include <memory>
+
+namespace larkspin {
+
+class QtUi final : public CCDWriterUI, public IMainView {
+  public:
+    // All references are kept. `onQuit` is called on the main thread when RequestExit was called.
+    // Throws CCDWriterUIException("Window creation failed.") if a window can't be made.
+    QtUi(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store, IFileSystem& files,
+         IClock& clock, std::function<void()> onQuit);
+    QtUi(const QtUi&) = delete;
+    QtUi& operator=(const QtUi&) = delete;
+    // Ends the waits of any job thread first.
+    ~QtUi() override;
+
+    DataParametersResult ShowDataParameters(const std::u16string& header) override;
+    CopyParametersResult ShowAudioParameters(const std::u16string& header) override;
+    CopyParametersResult ShowImageParameters(const std::u16string& header) override;
+    EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override;
+    void StartDataProgress(uint32_t diskType) override;
+    void StartAudioProgress(uint32_t diskType) override;
+    void StartImageProgress(uint32_t diskType) override;
+    void StartEraseProgress() override;
+    void StopDataProgress() override;
+    void StopAudioProgress() override;
+    void StopImageProgress() override;
+    void StopEraseProgress() override;
+    bool IsDataCancelled() const override;
+    bool IsAudioCancelled() const override;
+    bool IsImageCancelled() const override;
+    bool IsEraseCancelled() const override;
+    void SetStatus(JobKind kind, const std::u16string& text) override;
+    void SetProgress(JobKind kind, int percent) override;
+    int Progress(JobKind kind) const override;
+    void StepEraseProgress() override;
+    void PushJobTrayCallbacks(JobKind kind) override;
+    void PopJobTrayCallbacks() override;
+    void StartTrayAnimation() override;
+    void StopTrayAnimation() override;
+    void SetNoProgressReport(bool noReport) override;
+    bool AskUser(const std::u16string& text, const std::u16string& title, BoxButtons buttons,
+                 BoxIcon icon) override;
+    void HideQueueDialog() override;
+    void RequestExit() override;
+
+    void ShowBalloon(const std::u16string& text, const std::u16string& title, BalloonIcon icon,
+                     uint32_t timeoutMs) override;
+    void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) override;
+    void StartClickTimer(uint32_t ms, std::function<void()> tick) override;
+    void KillClickTimer() override;
+    uint32_t DoubleClickTimeMs() override;
+    void TrackIdleMenu(const IdleMenuState& state, std::function<void(uint32_t)> command) override;
+    void ShowQueueEditor() override;
+    void ShowErrorBox(const std::u16string& text, const std::u16string& title) override;
+    void Quit(int code) override;
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
+} // namespace larkspin

@@ -1,0 +1,77 @@
+// A virtual optical drive: the port interface over a disc that lives in a folder.
+//
+// It models a strict MMC drive: what a real one refuses is refused here with the sense a real one
+// gives. A disc folder holds data tracks as plain .iso sectors, audio as .bin with a .cue, and the
+// state beside them in a small text file, written so that a killed process leaves a disc that
+// opens. All calls may come from any thread; commands run one at a time.
+#pragma once
+
+#include "drive/port.h"
+#include "platform/clock.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace larkspin {
+
+// What a script makes of one command in place of running it.
+struct InjectedAnswer {
+    PortCompletion completion;
+    bool runCommandFirst = false; // run it, then answer as told
+    bool garbageData = false;     // fill the data that goes to the host with garbage
+};
+
+class VirtualDrive final : public IScsiPort {
+  public:
+    // Sees each command before it runs, with its running number from 0; an empty result lets it
+    // run. Called on the thread that sends the command.
+    using Script =
+        std::function<std::optional<InjectedAnswer>(const PortRequest& request, uint64_t number)>;
+
+    struct Speed {
+        uint32_t bufferKB = 2048;
+        double speedFactor = 0.0; // multiple of the selected write speed; 0: no delays at all
+    };
+
+    // The drive sits at `letterIndex` under the name `displayName`.
+    explicit VirtualDrive(IClock& clock, int letterIndex = kFirstLetterIndex,
+                          std::u16string displayName = u"sr0");
+    VirtualDrive(const VirtualDrive&) = delete;
+    VirtualDrive& operator=(const VirtualDrive&) = delete;
+    ~VirtualDrive() override;
+
+    // Makes a blank disc of a kind in a new or empty folder. Kinds: "cd-r", "cd-rw", "dvd-r",
+    // "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r", "dvd+rw", "dvd+r-dl", "dvd-r-dl".
+    // `capacityBlocks` 0 takes the kind's usual one. False if the folder can't be used.
+    static bool CreateDisc(const std::string& folder, const std::string& kind,
+                           uint32_t capacityBlocks = 0);
+
+    // Puts the disc of a folder into the drive (and takes the old one out): unit attention follows.
+    // False if the folder holds no disc.
+    bool Insert(const std::string& folder);
+    void Remove();
+    bool HasDisc();
+    // Called when a command ejects the disc, on the thread that sent it, with the disc's folder.
+    void SetOnEject(std::function<void(const std::string& folder)> onEject);
+    void SetScript(Script script);
+    void SetSpeed(const Speed& speed);
+    bool IsDoorLocked();
+    uint64_t CommandCount();
+
+    bool IsOpticalDrive(int letterIndex) override;
+    std::u16string DisplayName(int letterIndex) override;
+    std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) override;
+    void LockAndDismount(int letterIndex) override;
+
+    // One command, as the port's device runs it.
+    PortCompletion Execute(const PortRequest& request);
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
+} // namespace larkspin

@@ -1,0 +1,70 @@
+// CCDWriterISOGen: turns a list of paths into one stream of 2048-byte sectors.
+//
+// The volume is never staged: a size pass and a generate pass place everything, then the write pass
+// sends each sector once, in address order. One thread runs the generator; its only link to others
+// is the sink, and OnSizeReady.
+#pragma once
+
+#include "platform/byte_stream.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "volume/options.h"
+
+#include <array>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+// A failure that ends the run. Keeps at most 127 UTF-16 units of the text.
+class CCDWriterISOGenException : public std::exception {
+  public:
+    explicit CCDWriterISOGenException(const std::u16string& text);
+    // The text in 8-bit form, cut to 127 bytes.
+    const char* what() const noexcept override { return m_szNarrow.data(); }
+    virtual const std::u16string& WideText() const { return m_strText; }
+
+  private:
+    std::u16string m_strText;
+    std::array<char, 128> m_szNarrow = {};
+};
+
+class CCDWriterISOGen {
+  public:
+    // Called once, on the generator's thread, when the volume's length stands and before the
+    // first sector goes out.
+    using SizeReady = std::function<void(uint32_t totalSectors)>;
+    // Told of each name left out of the volume, with a text for the user.
+    using Notice = std::function<void(const std::u16string& text)>;
+
+    CCDWriterISOGen(IFileSystem& files, IClock& clock);
+    CCDWriterISOGen(const CCDWriterISOGen&) = delete;
+    CCDWriterISOGen& operator=(const CCDWriterISOGen&) = delete;
+    ~CCDWriterISOGen();
+
+    // Clears all state and sets the defaults of GenOptions. Needed before each run.
+    void ResetOptions();
+    // The options of the next run; a data disc's own settings are laid over them by MakeVolume.
+    GenOptions& Options();
+    void SetNotice(Notice notice);
+
+    // Writes a fresh volume of `queue` that begins at block `sessionBase`. Returns when the last
+    // sector has gone out. Throws CCDWriterISOGenException or std::bad_alloc.
+    void MakeVolume(const std::vector<std::u16string>& queue, IByteSink& stream,
+                    uint32_t previousBase, uint32_t sessionBase, const SizeReady& sizeReady);
+    // The same over the session that begins at `previousBase`, read through `drive` before
+    // `sizeReady` is called and never after.
+    void MakeMergedVolume(const std::vector<std::u16string>& queue, IByteSink& stream,
+                          uint32_t previousBase, uint32_t sessionBase, IBlockReader& drive,
+                          const SizeReady& sizeReady);
+
+  private:
+    struct State;
+    std::unique_ptr<State> m_pState;
+};
+
+} // namespace larkspin
