@@ -1,0 +1,245 @@
+// A port whose drives answer by script, for tests of the drive layer one command at a time.
+//
+// Every command is recorded. What answers it is, in this order: the handler set with OnCommand if
+// it gives an answer; the oldest answer queued for the operation code; the standing answer of the
+// operation code; the default, good status with the data left alone. All on one thread.
+#pragma once
+
+#include "drive/aspi_cd.h"
+#include "drive/port.h"
+#include "drive/transport.h"
+#include "support/manual_clock.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace larkspin {
+
+using Bytes = std::vector<uint8_t>;
+
+// One command as the device saw it.
+struct SentCommand {
+    Bytes cdb;
+    PortDirection direction = PortDirection::None;
+    uint32_t length = 0;
+    uint32_t timeoutSeconds = 0;
+    Bytes dataOut; // what went to the device, for PortDirection::Out
+    int letterIndex = 0;
+};
+
+struct ScriptedAnswer {
+    Bytes data; // copied to the host's buffer as far as both reach
+    PortCompletion completion;
+};
+
+// Good status with this data; a shorter answer is padded with zeros to `length`.
+inline ScriptedAnswer GoodAnswer(Bytes data = {}, size_t length = 0) {
+    if (data.size() < length)
+        data.resize(length);
+    return {std::move(data), {}};
+}
+
+// Check condition with fixed format sense of 18 bytes.
+inline ScriptedAnswer SenseAnswer(uint8_t key, uint8_t asc, uint8_t ascq, Bytes data = {}) {
+    ScriptedAnswer answer{std::move(data), {}};
+    answer.completion.status = 2;
+    answer.completion.sense[0] = 0x70;
+    answer.completion.sense[2] = key;
+    answer.completion.sense[7] = 10;
+    answer.completion.sense[12] = asc;
+    answer.completion.sense[13] = ascq;
+    return answer;
+}
+
+// The device never answered.
+inline ScriptedAnswer FailedAnswer(PortError error) {
+    ScriptedAnswer answer;
+    answer.completion.error = error;
+    return answer;
+}
+
+class ScriptedPort final : public IScsiPort {
+  public:
+    using Handler = std::function<std::optional<ScriptedAnswer>(const SentCommand& command)>;
+
+    struct Drive {
+        PortAddress address;
+        PortError addressError = PortError::None;
+        Bytes inquiry; // 36 bytes
+        bool opensForWriting = true;
+        bool opensForReading = true;
+        bool answersInquiry = true;
+        int opens = 0; // handles opened so far
+        int live = 0;  // handles open now
+    };
+
+    // `vendor` and `product` are padded with blanks.
+    Drive& AddDrive(int letterIndex, PortAddress address = {}, const std::string& vendor = "LARK",
+                    const std::string& product = "WRITER ONE") {
+        Drive& drive = m_drives[letterIndex];
+        drive.address = address;
+        drive.inquiry = Bytes(36, 0);
+        drive.inquiry[0] = 5;
+        drive.inquiry[1] = 0x80;
+        drive.inquiry[4] = 31;
+        std::fill(drive.inquiry.begin() + 8, drive.inquiry.end(), ' ');
+        std::copy_n(vendor.begin(), std::min<size_t>(vendor.size(), 8), drive.inquiry.begin() + 8);
+        std::copy_n(product.begin(), std::min<size_t>(product.size(), 16),
+                    drive.inquiry.begin() + 16);
+        std::copy_n("1.00", 4, drive.inquiry.begin() + 32);
+        return drive;
+    }
+    Drive& DriveAt(int letterIndex) { return m_drives.at(letterIndex); }
+    void RemoveDrive(int letterIndex) { m_drives.erase(letterIndex); }
+
+    void OnCommand(Handler handler) { m_handler = std::move(handler); }
+    void Queue(uint8_t opcode, ScriptedAnswer answer) {
+        m_queued[opcode].push_back(std::move(answer));
+    }
+    void Always(uint8_t opcode, ScriptedAnswer answer) { m_standing[opcode] = std::move(answer); }
+
+    // All commands since the last Clear, oldest first.
+    const std::vector<SentCommand>& Sent() const { return m_sent; }
+    std::vector<SentCommand> Sent(uint8_t opcode) const {
+        std::vector<SentCommand> found;
+        std::copy_if(m_sent.begin(), m_sent.end(), std::back_inserter(found),
+                     [opcode](const SentCommand& sent) { return sent.cdb[0] == opcode; });
+        return found;
+    }
+    Bytes SentOpcodes() const {
+        Bytes opcodes;
+        for (const SentCommand& sent : m_sent)
+            opcodes.push_back(sent.cdb[0]);
+        return opcodes;
+    }
+    // Answers that were queued and never asked for.
+    size_t QueuedLeft() const {
+        size_t left = 0;
+        for (const auto& [opcode, answers] : m_queued)
+            left += answers.size();
+        return left;
+    }
+    void Clear() { m_sent.clear(); }
+    const std::vector<int>& Locked() const { return m_locked; }
+
+    bool IsOpticalDrive(int letterIndex) override { return m_drives.contains(letterIndex); }
+    std::u16string DisplayName(int letterIndex) override {
+        return m_drives.contains(letterIndex)
+                   ? u"sr" + std::u16string(1, static_cast<char16_t>(u'0' + letterIndex - 2))
+                   : std::u16string();
+    }
+    std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) override {
+        const auto found = m_drives.find(letterIndex);
+        if (found == m_drives.end())
+            return nullptr;
+        Drive& drive = found->second;
+        if (!(writeAccess ? drive.opensForWriting : drive.opensForReading))
+            return nullptr;
+        ++drive.opens;
+        ++drive.live;
+        return std::make_unique<Device>(*this, letterIndex);
+    }
+    void LockAndDismount(int letterIndex) override { m_locked.push_back(letterIndex); }
+
+  private:
+    class Device final : public IPortDevice {
+      public:
+        Device(ScriptedPort& port, int letterIndex) : m_port(port), m_letterIndex(letterIndex) {}
+        Device(const Device&) = delete;
+        Device& operator=(const Device&) = delete;
+        ~Device() override {
+            const auto found = m_port.m_drives.find(m_letterIndex);
+            if (found != m_port.m_drives.end())
+                --found->second.live;
+        }
+        PortCompletion Execute(const PortRequest& request) override {
+            return m_port.Run(m_letterIndex, request);
+        }
+        PortError Address(PortAddress* address) override {
+            const Drive& drive = m_port.DriveAt(m_letterIndex);
+            *address = drive.address;
+            return drive.addressError;
+        }
+
+      private:
+        ScriptedPort& m_port;
+        int m_letterIndex;
+    };
+
+    PortCompletion Run(int letterIndex, const PortRequest& request) {
+        SentCommand sent;
+        sent.cdb.assign(request.cdb.begin(), request.cdb.end());
+        sent.direction = request.direction;
+        sent.length = request.length;
+        sent.timeoutSeconds = request.timeoutSeconds;
+        sent.letterIndex = letterIndex;
+        if (request.direction == PortDirection::Out && request.data != nullptr) {
+            const auto* bytes = static_cast<const uint8_t*>(request.data);
+            sent.dataOut.assign(bytes, bytes + request.length);
+        }
+        m_sent.push_back(sent);
+        const ScriptedAnswer answer = AnswerTo(sent);
+        if (request.direction == PortDirection::In && request.data != nullptr)
+            std::copy_n(answer.data.begin(), std::min<size_t>(answer.data.size(), request.length),
+                        static_cast<uint8_t*>(request.data));
+        return answer.completion;
+    }
+
+    ScriptedAnswer AnswerTo(const SentCommand& sent) {
+        if (m_handler) {
+            if (std::optional<ScriptedAnswer> answer = m_handler(sent))
+                return *answer;
+        }
+        const uint8_t opcode = sent.cdb[0];
+        if (std::deque<ScriptedAnswer>& queue = m_queued[opcode]; !queue.empty()) {
+            ScriptedAnswer answer = std::move(queue.front());
+            queue.pop_front();
+            return answer;
+        }
+        if (const auto standing = m_standing.find(opcode); standing != m_standing.end())
+            return standing->second;
+        constexpr uint8_t kInquiry = 0x12;
+        if (opcode == kInquiry) {
+            const Drive& drive = DriveAt(sent.letterIndex);
+            return drive.answersInquiry ? GoodAnswer(drive.inquiry)
+                                        : FailedAnswer(PortError::Failed);
+        }
+        return {};
+    }
+
+    std::map<int, Drive> m_drives;
+    std::map<uint8_t, std::deque<ScriptedAnswer>> m_queued;
+    std::map<uint8_t, ScriptedAnswer> m_standing;
+    Handler m_handler;
+    std::vector<SentCommand> m_sent;
+    std::vector<int> m_locked;
+};
+
+// One drive at "C:" behind a loaded transport, with its first commands off the record.
+struct ScriptedBench {
+    explicit ScriptedBench(PortAddress address = {}) {
+        port.AddDrive(kFirstLetterIndex, address);
+        transport.LoadTransport();
+        port.Clear();
+    }
+
+    ManualClock clock;
+    ScriptedPort port;
+    CAspiTransport transport{port, clock, {}};
+};
+
+// The same with its CAspiCD.
+struct ScriptedDrive : ScriptedBench {
+    CAspiCD drive{0, 0, 0, &transport};
+};
+
+} // namespace larkspin
