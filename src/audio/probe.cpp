@@ -1,0 +1,31 @@
+#include "audio/probe.h"
+
+#include "audio/reader.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace larkspin {
+
+uint32_t NormalisedLength(const AudioProbe& probe) {
+    constexpr uint64_t kLargest = std::numeric_limits<uint32_t>::max() / kCdBlockBytes;
+    if (probe.rate <= 0) {
+        return 0;
+    }
+    // Held early, so that no later step can overflow.
+    uint64_t bytes = std::min<uint64_t>(probe.bytes, uint64_t{1} << 48);
+    if (probe.bits != 16) {
+        bytes *= 2;
+    }
+    if (probe.rate != static_cast<int>(kCdSampleRate)) {
+        const double ratio = static_cast<uint32_t>(probe.rate) / static_cast<double>(kCdSampleRate);
+        bytes = static_cast<uint64_t>(static_cast<double>(bytes) / ratio);
+    }
+    if (probe.channels != 2) {
+        bytes *= 2;
+    }
+    const uint64_t blocks = (bytes + kCdBlockBytes - 1) / kCdBlockBytes;
+    return static_cast<uint32_t>(std::min(blocks, kLargest) * kCdBlockBytes);
+}
+
+} // namespace larkspin

@@ -1,0 +1,73 @@
+#include "audio/source_limits.h"
+
+#include "audio/probe.h"
+#include "platform/paths.h"
+#include "platform/text.h"
+
+#include <limits>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint64_t kMaxLength = std::numeric_limits<int32_t>::max();
+constexpr size_t kMaxText = 127; // what CReaderException keeps
+constexpr std::string_view kTooLong = "it is longer than 2 GiB of sound.";
+
+std::string Shortened(std::string name, size_t bytes) {
+    if (name.size() > bytes) {
+        constexpr std::string_view kDots = "...";
+        size_t keep = bytes - kDots.size();
+        while (keep > 0 && (static_cast<uint8_t>(name[keep]) & 0xC0) == 0x80) {
+            --keep;
+        }
+        name.replace(keep, std::string::npos, kDots);
+    }
+    return name;
+}
+
+[[noreturn]] void Refuse(const std::u16string& name, std::string_view reason) {
+    const std::string_view before = "Cannot write ";
+    const std::string_view between = ": ";
+    const size_t room = kMaxText - before.size() - between.size() - reason.size();
+    std::string text(before);
+    text += Shortened(ToNative(LeafName(name)), room);
+    text += between;
+    text += reason;
+    throw CReaderException(text);
+}
+
+} // namespace
+
+int32_t CheckedLength(const std::u16string& name, uint64_t bytes) {
+    if (bytes > kMaxLength) {
+        Refuse(name, kTooLong);
+    }
+    return static_cast<int32_t>(bytes);
+}
+
+void CheckSource(const std::u16string& name, const CReader& source) {
+    if (source.m_nChannels > kMaxSourceChannels) {
+        Refuse(name, Format("it has %d channels, an audio CD takes at most %d.", source.m_nChannels,
+                            kMaxSourceChannels));
+    }
+    if (source.m_nChannels < 1) {
+        Refuse(name, "it has no channels.");
+    }
+    if (source.m_nSampleRate < kMinSourceRate || source.m_nSampleRate > kMaxSourceRate) {
+        Refuse(name, Format("its rate of %d Hz is not between %d and %d Hz.", source.m_nSampleRate,
+                            kMinSourceRate, kMaxSourceRate));
+    }
+    if (source.m_nLength <= 0) {
+        Refuse(name, "it holds no sound, or does not say how much.");
+    }
+    const AudioProbe probe = {.bytes = static_cast<uint64_t>(source.m_nLength),
+                              .bits = source.m_nBits,
+                              .rate = source.m_nSampleRate,
+                              .channels = source.m_nChannels};
+    if (NormalisedLength(probe) > kMaxLength) {
+        Refuse(name, kTooLong);
+    }
+}
+
+} // namespace larkspin
