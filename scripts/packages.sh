@@ -1,0 +1,76 @@
+# shellcheck shell=bash disable=SC2034
+# The Debian packages that the program needs, and a function that installs what is missing.
+# Sourced by run, test and .ci/run.
+
+LARKSPIN_BUILD_PACKAGES=(
+    ca-certificates g++ cmake ninja-build pkg-config
+    qt6-base-dev libqt6svg6-dev
+    libmad0-dev libvorbis-dev libflac-dev
+    libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
+    libloki-dev libboost-dev
+)
+
+# A display and a message bus of our own where the desktop has none, and the readers that list a
+# finished disc.
+LARKSPIN_RUN_PACKAGES=(
+    xvfb xauth dbus dbus-x11 xdotool trayer imagemagick fonts-dejavu-core
+    xorriso libcdio-utils libarchive-tools
+)
+
+# Independent programs that check results, and what the checks are built with.
+LARKSPIN_TEST_PACKAGES=(
+    libgtest-dev libgmock-dev libbenchmark-dev
+    cdrskin p7zip-full udftools ffmpeg sox libsox-fmt-all flac vorbis-tools lame
+    dvdauthor lsdvd qemu-system-x86 isolinux syslinux-common procps
+)
+
+LARKSPIN_LINT_PACKAGES=(clang-format clang-tidy shellcheck git)
+
+# install_packages NAME...: installs the missing ones; explains and fails where it can't.
+install_packages() {
+    local missing=() name
+    for name in "$@"; do
+        if [[ $(dpkg-query -W -f '${db:Status-Status}' "$name" 2>/dev/null) != installed ]]; then
+            missing+=("$name")
+        fi
+    done
+    if ((${#missing[@]} == 0)); then
+        return 0
+    fi
+    if ! command -v apt-get >/dev/null; then
+        echo "These Debian packages are needed, and there is no apt-get to install them:" >&2
+        echo "  ${missing[*]}" >&2
+        return 1
+    fi
+    local as_root=()
+    if ((EUID != 0)); then
+        if ! command -v sudo >/dev/null; then
+            echo "These Debian packages are needed; please install them as root:" >&2
+            echo "  apt-get install ${missing[*]}" >&2
+            return 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing ${#missing[@]} Debian packages: ${missing[*]}"
+    if ! "${as_root[@]}" apt-get update -qq ||
+        ! "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; then
+        echo "The packages could not be installed. Is the network up, and are you allowed to?" >&2
+        return 1
+    fi
+}
+
+# configure_and_build PRESET TARGET...: builds the targets (all without any), with progress.
+configure_and_build() {
+    local preset=$1
+    shift
+    if [[ -z ${CMAKE_CXX_COMPILER_LAUNCHER:-} ]] && command -v ccache >/dev/null; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    fi
+    cmake --preset "$preset" >"build-$preset.log" 2>&1 || {
+        cat "build-$preset.log" >&2
+        return 1
+    }
+    rm -f "build-$preset.log"
+    cmake --build --preset "$preset" ${1:+--target} "$@"
+}
