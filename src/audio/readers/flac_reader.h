@@ -1,0 +1,76 @@
+// A FLAC file through libFLAC, decoded on a thread of its own.
+//
+// m_nBits is what STREAMINFO says. 8-bit samples leave as unsigned bytes, 16-bit ones as they are.
+// Of any other width nothing is decoded: the chain has no stage that narrows samples and refuses
+// the file by m_nBits, and a reader that is used alone ends at once instead of giving noise.
+//
+// A stream that doesn't tell its length (0 samples in STREAMINFO) has m_nLength 0; CheckSource
+// refuses it by name. A frame with another channel count or width than STREAMINFO's ends the
+// stream. A frame that libFLAC cannot decode is left out, a frame whose checksum is wrong comes
+// from libFLAC as silence.
+//
+// Constructor failures: "cannot open", "not a FLAC file", "Internal error #281" (no thread).
+#pragma once
+
+#include "audio/piped_reader.h"
+#include "audio/probe.h"
+#include "platform/files.h"
+
+#include <FLAC/stream_decoder.h>
+#include <atomic>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace larkspin {
+
+class CFLACReader : public CPipedReader {
+  public:
+    CFLACReader(const std::u16string& name, IFileSystem& files);
+    ~CFLACReader() override;
+
+    // Positions in whole seconds, callable on any thread. SetPosition takes effect at the next
+    // frame that is decoded; what is in the pipe by then still comes first.
+    virtual void SetPosition(uint32_t seconds);
+    virtual uint32_t GetPosition() const;
+    virtual uint32_t GetDuration() const { return m_nDurationSeconds; }
+
+  protected:
+    void Decode() override;
+
+  private:
+    friend std::optional<AudioProbe> ProbeFlac(const std::u16string& name, IFileSystem& files);
+
+    struct Callbacks;
+    struct DecoderDeleter {
+        void operator()(FLAC__StreamDecoder* decoder) const {
+            FLAC__stream_decoder_delete(decoder);
+        }
+    };
+    static constexpr uint64_t kNoSeek = std::numeric_limits<uint64_t>::max();
+
+    // Reads the metadata and starts no thread; m_nLength is not filled in.
+    struct HeaderOnly {};
+    CFLACReader(const std::u16string& name, IFileSystem& files, HeaderOnly tag);
+
+    uint64_t PcmBytes() const;
+    void TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info);
+    bool TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]);
+
+    std::unique_ptr<ISequentialFile> m_hFile;
+    std::unique_ptr<FLAC__StreamDecoder, DecoderDeleter> m_pDecoder;
+    std::vector<uint8_t> m_frame; // one frame, interleaved
+    uint64_t m_nTotalSamples = 0; // per channel
+    uint64_t m_nFileSize = 0;
+    uint32_t m_nDurationSeconds = 0;
+    bool m_bEndOfFile = false;         // a read callback met the end of the file
+    std::atomic<bool> m_bStop = false; // the destructor asks the thread to stop
+    std::atomic<uint64_t> m_nSeekSample = kNoSeek;
+    std::atomic<uint64_t> m_nDecodeOffset = 0; // bytes into the file
+};
+
+// From STREAMINFO alone.
+std::optional<AudioProbe> ProbeFlac(const std::u16string& name, IFileSystem& files);
+
+} // namespace larkspin

@@ -1,0 +1,133 @@
+#include "audio/readers/ogg_reader.h"
+
+#include "audio/source_limits.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace larkspin {
+
+namespace {
+
+// What libvorbisfile calls, with the file as data source.
+
+ISequentialFile& File(void* source) {
+    return *static_cast<ISequentialFile*>(source);
+}
+
+size_t ReadFile(void* buffer, size_t size, size_t count, void* source) {
+    const std::ptrdiff_t got = size == 0 ? 0 : File(source).Read(buffer, size * count);
+    return got <= 0 ? 0 : static_cast<size_t>(got) / size;
+}
+
+int SeekFile(void* source, ogg_int64_t offset, int whence) {
+    int64_t base = 0;
+    if (whence == SEEK_CUR) {
+        base = File(source).Tell();
+    } else if (whence == SEEK_END) {
+        base = File(source).Size();
+    }
+    int64_t target = 0;
+    if (base < 0 || __builtin_add_overflow(base, offset, &target) || target < 0) {
+        return -1;
+    }
+    return File(source).Seek(static_cast<uint64_t>(target)) ? 0 : -1;
+}
+
+int KeepOpen(void* /*source*/) {
+    return 0;
+}
+
+long TellFile(void* source) {
+    return static_cast<long>(File(source).Tell());
+}
+
+constexpr int kLittleEndian = 0;
+constexpr int kSampleBytes = 2;
+constexpr int kSigned = 1;
+constexpr uint32_t kMostAtOnce = 1 << 20; // libvorbisfile counts in int
+
+} // namespace
+
+COggReader::COggReader(const std::u16string& name, IFileSystem& files)
+    : m_hFile(files.OpenSequential(name)) {
+    const std::string native = ToNative(name);
+    if (m_hFile == nullptr) {
+        throw CReaderException(Format("Cannot open %s.", native.c_str()));
+    }
+    const ov_callbacks callbacks = {.read_func = &ReadFile,
+                                    .seek_func = &SeekFile,
+                                    .close_func = &KeepOpen,
+                                    .tell_func = &TellFile};
+    if (ov_open_callbacks(m_hFile.get(), &m_VorbisFile, nullptr, 0, callbacks) != 0) {
+        throw CReaderException(Format("%s is not an OggVorbis file.", native.c_str()));
+    }
+    try {
+        const vorbis_info* info = ov_info(&m_VorbisFile, -1);
+        const double seconds = ov_time_total(&m_VorbisFile, -1);
+        if (info == nullptr || !(seconds >= 0)) {
+            throw CReaderException(Format("Malformed OggVorbis file %s.", native.c_str()));
+        }
+        m_nBits = 8 * kSampleBytes;
+        m_nChannels = info->channels;
+        m_nSampleRate = static_cast<int32_t>(info->rate);
+        const int64_t bytesPerSecond = int64_t{m_nSampleRate} * m_nChannels * kSampleBytes;
+        // Held below 2^62, which a double can hold and an integer too.
+        const double bytes = std::min(seconds * static_cast<double>(bytesPerSecond), 0x1p62);
+        m_nLength = CheckedLength(name, static_cast<uint64_t>(bytes));
+    } catch (...) {
+        ov_clear(&m_VorbisFile);
+        throw;
+    }
+}
+
+COggReader::~COggReader() {
+    ov_clear(&m_VorbisFile);
+}
+
+bool COggReader::IsFirstFormat() {
+    const vorbis_info* info = ov_info(&m_VorbisFile, -1);
+    return info != nullptr && info->channels == m_nChannels && info->rate == m_nSampleRate;
+}
+
+uint32_t COggReader::ReadSome(char* to, uint32_t bytes) {
+    long got = OV_HOLE;
+    int link = m_nLink;
+    while (got == OV_HOLE) {
+        got = ov_read(&m_VorbisFile, to, static_cast<int>(std::min(bytes, kMostAtOnce)),
+                      kLittleEndian, kSampleBytes, kSigned, &link);
+    }
+    if (got <= 0 || (link != m_nLink && !IsFirstFormat())) {
+        return 0;
+    }
+    m_nLink = link;
+    return static_cast<uint32_t>(got);
+}
+
+void COggReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
+    auto* to = static_cast<char*>(buffer);
+    const auto frameBytes = static_cast<uint32_t>(m_nChannels * kSampleBytes);
+    uint32_t filled = 0;
+    while (bytes - filled >= frameBytes && !m_bEnded) {
+        const uint32_t got = ReadSome(to + filled, bytes - filled);
+        m_bEnded = got == 0;
+        filled += got;
+    }
+    if (bytesRead != nullptr) {
+        *bytesRead = filled;
+    }
+}
+
+std::optional<AudioProbe> ProbeOgg(const std::u16string& name, IFileSystem& files) {
+    try {
+        const COggReader reader(name, files);
+        return AudioProbe{.bytes = static_cast<uint64_t>(reader.m_nLength),
+                          .bits = reader.m_nBits,
+                          .rate = reader.m_nSampleRate,
+                          .channels = reader.m_nChannels};
+    } catch (const CReaderException&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace larkspin
