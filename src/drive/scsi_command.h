@@ -24,15 +24,18 @@ class CScsiCommand {
     uint8_t Asc() const { return m_abySense[12]; }
     CAspiCD& Drive() { return *m_pDrive; }
 
+    // Sends the block as it stands, with the drive's LUN in the top bits of CDB byte 1.
     // 0 success; -1 no completion, or sense without a code; otherwise
-    // (sense key << 16) | (ASC << 8) | ASCQ.
+    // (sense key << 16) | (ASC << 8) | ASCQ. An ASPI library ends a check condition as an error,
+    // so through one every failure is -1; the sense bytes are there in both cases.
     int Transport(Direction direction, void* buffer = nullptr, uint32_t length = 0);
 
   private:
+    static constexpr uint32_t kDefaultTimeoutSeconds = 5;
+
     CAspiCD* m_pDrive;
-    uint8_t m_nCdbLength = 6;
-    uint32_t m_nTimeoutSeconds = 5;
-    std::array<uint8_t, 16> m_abyCdb = {};
+    uint32_t m_nTimeoutSeconds = kDefaultTimeoutSeconds;
+    std::array<uint8_t, 12> m_abyCdb = {};
     std::array<uint8_t, 18> m_abySense = {};
 };
 

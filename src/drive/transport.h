@@ -4,6 +4,10 @@
 // is looked up at run time, or by a pass-through shim of our own over a port (port.h). Neither
 // knows of discs. One thread at a time may send commands: m_nTimeoutSeconds is one shared field,
 // set before a command and put back to 0 after it.
+//
+// The shim tells a check condition by the sense bytes alone: a command that the device answered
+// ends as SS_COMP. An ASPI library ends a check condition as SS_ERR with sense. A command that
+// ends as anything but SS_COMP and has no sense never got an answer.
 #pragma once
 
 #include "drive/port.h"
@@ -36,9 +40,16 @@ enum SrbStatus : uint8_t {
 
 enum SrbFlags : uint8_t { SRB_DIR_IN = 0x08, SRB_DIR_OUT = 0x10, SRB_EVENT_NOTIFY = 0x40 };
 
-// Length and layout of the request records are those of ASPI on the platform the library was built
-// for; see srb.h.
+// The records are in srb.h.
 struct SrbHeader;
+struct SRB_ExecSCSICmd;
+struct SRB_HAInquiry;
+struct SRB_GDEVBlock;
+struct AspiRequest;
+
+// Where an ASPI library is looked for, in this order.
+inline constexpr std::array<const char*, 3> kAspiLibraries = {"wnaspi32.so", "/usr/lib/wnaspi32.so",
+                                                              "/usr/local/lib/wnaspi32.so"};
 
 struct AspiDeviceEntry {
     uint8_t byPort = 0;
@@ -57,19 +68,38 @@ class CAspiTransport {
     CAspiTransport(IScsiPort& port, IClock& clock, std::vector<std::string> libraries);
     CAspiTransport(const CAspiTransport&) = delete;
     CAspiTransport& operator=(const CAspiTransport&) = delete;
+    // Closes all device handles and unloads the library, unless a command is still lost in it.
     ~CAspiTransport();
 
-    int LoadTransport(); // 1 when a path is ready, else 0
+    // 1 when a path is ready, else 0. The shim goes first; the library is looked for when the shim
+    // found no drive. A library without the two exports counts as none.
+    int LoadTransport();
+    // Number of drives found; 0 also when the table was already built.
     int ProbePassThroughDevices();
+    // 1, or 0 if there was no table.
     int ReleasePassThroughDevices();
+    // Serves a request through the shim and returns its final SRB status, never SS_PENDING.
+    // SRB_HaId is changed in place from the logical adapter number to the port number. After a
+    // medium change, or when the device handle has died, the row is probed again and the command
+    // repeated, once and in silence. INQUIRY is answered from the row and reaches no device.
     uint8_t PassThroughCommand(SrbHeader* srb);
-    // Hands the request to the live path.
+    // Hands the request to the live path and returns its status, which may be SS_PENDING when the
+    // path is a library.
     uint8_t SendSrb(SrbHeader* srb);
+    // Polls until the request has ended. False if it is still pending after `milliseconds`.
+    bool AwaitSrb(SrbHeader& srb, uint64_t milliseconds);
+    // Keeps a request that the library never gave back until the end of the process, and with it
+    // the library.
+    void Abandon(std::unique_ptr<AspiRequest> request);
+    // Through the shim only; `port` is a port number, not a logical adapter.
     void LockAndDismount(uint8_t port, uint8_t target, uint8_t lun);
     // (1 << 8) | count, or SS_NO_ADAPTERS << 8, as GetASPI32SupportInfo gives it.
     uint32_t SupportInfo();
-    // Letter index of the drive at this address (logical adapter), 0 if there is none.
-    int FindRow(uint8_t adapter, uint8_t target, uint8_t lun);
+    // Port number of a logical adapter of the shim; 0 for an adapter that does not exist.
+    uint8_t PortOf(uint8_t adapter) const;
+    // Letter index of the drive at this address (logical adapter), 0 if there is none. Of two
+    // drives with the same address the first row is found.
+    int FindRow(uint8_t adapter, uint8_t target, uint8_t lun) const;
 
     IClock& Clock() { return m_clock; }
     IScsiPort& Port() { return m_port; }
@@ -84,11 +114,24 @@ class CAspiTransport {
     bool m_bPassThroughReady = false;
     uint8_t m_byAdapterCount = 0;
     std::array<AspiDeviceEntry, 26> m_Devices;
+    // Classes of events that the drive may still report (GET EVENT STATUS NOTIFICATION, MMC); lives
+    // across calls of CAspiCD::HandleEvents.
+    uint8_t m_byEventMask = 0xFF;
 
   private:
+    bool LoadLibrary();
+    void ProbeDevice(int letterIndex);
+    void BuildAdapters();
+    std::unique_ptr<IPortDevice> OpenDevice(int letterIndex);
+    int FindRowByPort(uint8_t port, uint8_t target, uint8_t lun) const;
+    uint8_t InquireAdapter(SRB_HAInquiry& srb) const;
+    uint8_t TellDeviceType(SRB_GDEVBlock& srb) const;
+    uint8_t ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry);
+
     IScsiPort& m_port;
     IClock& m_clock;
     std::vector<std::string> m_libraries;
+    bool m_bKeepLibrary = false;
 };
 
 } // namespace larkspin

@@ -1,0 +1,196 @@
+// CAspiCD: sending commands, and the waits and events around them.
+#include "drive/direct_command.h"
+#include "drive/scsi_command.h"
+#include "drive/srb.h"
+#include "drive/waiting.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint32_t kBlockBytes = 2048;
+constexpr uint64_t kDefaultWaitMs = 10'000;
+
+// How long a library may take to give back a command that it was told to abort.
+constexpr uint64_t kAbortGraceMs = 1000;
+
+constexpr int kPollMs = 1000;
+
+// A drive that answers with neither ready nor not ready nor a unit attention is given up after as
+// many polls in a row; one that has an event to tell at every asking is left alone after as many.
+constexpr int kMaxStrangeAnswers = 100;
+constexpr int kMaxEventRounds = 100;
+
+// Classes of GET EVENT STATUS NOTIFICATION (MMC, "Notification Class").
+enum EventClass : uint8_t {
+    kNoEvent = 0,
+    kOperationalChange = 1,
+    kPowerManagement = 2,
+    kMedia = 4,
+    kDeviceBusy = 6,
+};
+
+// What HandleEvents does about events, with what it has to remember between them.
+class EventResponder {
+  public:
+    explicit EventResponder(CScsiCommand& command) : m_command(command) {}
+
+    void StartUnit() {
+        if (m_bStarted)
+            return;
+        m_command[0] = 0x1B; // START STOP UNIT
+        m_command[4] = 1;
+        m_command.Transport(Direction::NONE);
+        m_bStarted = true;
+        m_nProfile = 0;
+    }
+
+    void ReadProfile() {
+        if (m_nProfile != 0)
+            return;
+        std::array<uint8_t, 8> answer = {};
+        m_command[0] = 0x46; // GET CONFIGURATION
+        m_command[8] = answer.size();
+        if (m_command.Transport(Direction::READ, answer.data(), answer.size()) == 0)
+            m_nProfile = LoadBe16(&answer[6]);
+    }
+
+  private:
+    CScsiCommand& m_command;
+    bool m_bStarted = false;
+    uint16_t m_nProfile = 0;
+};
+
+} // namespace
+
+uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
+                             uint32_t length, uint8_t* sense, uint8_t senseLength) {
+    auto request = std::make_unique<AspiRequest>();
+    SRB_ExecSCSICmd& srb = request->exec;
+    srb.Header.SRB_Cmd = SC_EXEC_SCSI_CMD;
+    srb.Header.SRB_HaId = m_byAdapter;
+    srb.Header.SRB_Flags = direction;
+    srb.SRB_Target = m_byTarget;
+    srb.SRB_Lun = m_byLun;
+    srb.SRB_BufLen = length;
+    srb.SRB_BufPointer = static_cast<uint8_t*>(data);
+    srb.SRB_SenseLen = std::min(senseLength, kSrbSenseBytes);
+    srb.SRB_CDBLen = static_cast<uint8_t>(std::min<size_t>(cdb.size(), kSrbCdbBytes));
+    std::copy_n(cdb.begin(), srb.SRB_CDBLen, srb.CDBByte);
+
+    // A library may go on writing after a time-out, when the caller's buffer is long gone. Only
+    // the shim, which never outlives the call, works in the caller's buffer.
+    const bool copyData = !m_pTransport->m_bUsePassThrough && length > 0;
+    if (copyData) {
+        const auto* bytes = static_cast<const uint8_t*>(data);
+        request->data.assign(bytes, bytes + length);
+        srb.SRB_BufPointer = request->data.data();
+    }
+
+    m_pTransport->SendSrb(&srb.Header);
+    const uint32_t seconds = m_pTransport->m_nTimeoutSeconds;
+    if (!m_pTransport->AwaitSrb(srb.Header, seconds != 0 ? seconds * 1000ULL : kDefaultWaitMs)) {
+        request->abort.Header.SRB_Cmd = SC_ABORT_SRB;
+        request->abort.Header.SRB_HaId = m_byAdapter;
+        request->abort.SRB_ToAbort = &srb.Header;
+        m_pTransport->SendSrb(&request->abort.Header);
+        const bool gaveBack = m_pTransport->AwaitSrb(srb.Header, kAbortGraceMs);
+        m_byLastStatus = SrbStatusOf(srb.Header);
+        if (!gaveBack)
+            m_pTransport->Abandon(std::move(request));
+        return SS_ABORTED;
+    }
+    if (copyData && (direction & SRB_DIR_IN) != 0)
+        std::memcpy(data, request->data.data(), length);
+    if (sense != nullptr)
+        std::copy_n(srb.SenseArea, srb.SRB_SenseLen, sense);
+    m_byLastStatus = SrbStatusOf(srb.Header);
+    return m_byLastStatus;
+}
+
+uint8_t CAspiCD::SendNoData(uint8_t direction, std::span<const uint8_t> cdb) {
+    return SendCommand(direction, cdb, nullptr, 0, nullptr);
+}
+
+bool CAspiCD::ReadBlocks(void* buffer, uint32_t count, uint32_t lba) {
+    const uint32_t bytes = count * kBlockBytes;
+    std::memset(buffer, 0, bytes);
+    Cdb cdb(0x28); // READ(10)
+    StoreBe32(&cdb[2], lba);
+    StoreBe16(&cdb[7], static_cast<uint16_t>(count));
+    const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, buffer, bytes);
+    return result.status == SS_COMP && !HasSense(result.sense);
+}
+
+uint32_t CAspiCD::HandleEvents(CScsiCommand& command) {
+    uint8_t& mask = m_pTransport->m_byEventMask;
+    EventResponder responder(command);
+    uint32_t met = 0;
+    for (int round = 0; mask != 0 && round < kMaxEventRounds; ++round) {
+        std::array<uint8_t, 8> event = {};
+        command[0] = 0x4A; // GET EVENT STATUS NOTIFICATION
+        command[1] = 1;    // polled
+        command[4] = mask;
+        command[8] = event.size();
+        if (command.Transport(Direction::READ, event.data(), event.size()) != 0) {
+            mask = 0;
+            return met;
+        }
+        mask = event[3];
+        const uint8_t eventClass = event[2] & 7;
+        const uint8_t eventCode = event[4] & 0x0F;
+        if (eventClass == kNoEvent || LoadBe16(&event[0]) == 2 || eventCode == 0)
+            return met;
+
+        const uint16_t detail = LoadBe16(&event[6]);
+        if (eventClass == kDeviceBusy) {
+            if (eventCode != 1 || (event[5] & 3) == 0)
+                continue;
+            if (!SleepUnlessCancelled(m_pTransport->Clock(), detail * 100ULL + 100, m_pCancel))
+                return met;
+            command[0] = 0; // TEST UNIT READY
+            command.Transport(Direction::NONE);
+        } else if (eventClass == kOperationalChange) {
+            if (detail < 3)
+                responder.ReadProfile();
+            else
+                responder.StartUnit();
+        } else if ((eventClass == kPowerManagement && event[5] > 1) ||
+                   (eventClass == kMedia && (event[5] & 2) != 0)) {
+            responder.StartUnit();
+        }
+        met |= 1u << eventClass;
+    }
+    return met;
+}
+
+int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
+    if (cancel == nullptr)
+        cancel = m_pCancel;
+    IClock& clock = m_pTransport->Clock();
+    int64_t delay = kPollMs;
+    int strangeAnswers = 0;
+    while (strangeAnswers < kMaxStrangeAnswers) {
+        if (delay > 0 && !SleepUnlessCancelled(clock, static_cast<uint64_t>(delay), cancel))
+            return -1;
+        const uint64_t sent = clock.TickMs();
+        command[0] = 0; // TEST UNIT READY
+        const int code = command.Transport(Direction::NONE);
+        if (code == 0)
+            return 0;
+        if ((command.Sense(0) & 0x70) == 0)
+            return -1;
+        if (command.Asc() == kAscMediumNotPresent)
+            return code;
+        const int key = command.Sense(2) & 0x0F;
+        strangeAnswers = key == kKeyNotReady || key == kKeyUnitAttention ? 0 : strangeAnswers + 1;
+        delay = kPollMs - static_cast<int64_t>(clock.TickMs() - sent);
+    }
+    return -1;
+}
+
+} // namespace larkspin

@@ -1,0 +1,36 @@
+// Reading sense data in fixed format (SPC, "Sense data").
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace larkspin {
+
+enum SenseKey : uint8_t {
+    kKeyNotReady = 2,
+    kKeyIllegalRequest = 5,
+    kKeyUnitAttention = 6,
+};
+
+// Additional sense codes that decide something here.
+enum AdditionalSense : uint8_t {
+    kAscNotReady = 0x04,
+    kAscMediumChanged = 0x28,
+    kAscMediumNotPresent = 0x3A,
+};
+
+// Sense of this many bytes reaches up to the code and its qualifier.
+constexpr uint8_t kShortSenseBytes = 14;
+// Sense of this many bytes holds the progress indication too.
+constexpr uint8_t kLongSenseBytes = 18;
+
+constexpr bool HasSense(std::span<const uint8_t> sense) {
+    return (sense[0] & 0x70) != 0;
+}
+
+// (sense key << 16) | (ASC << 8) | ASCQ
+constexpr int SenseCode(std::span<const uint8_t> sense) {
+    return (sense[2] & 0x0F) << 16 | sense[12] << 8 | sense[13];
+}
+
+} // namespace larkspin

@@ -1,0 +1,91 @@
+#include "drive/transport.h"
+#include "drive/srb.h"
+
+#include <dlfcn.h>
+#include <thread>
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+// Requests that a library never gave back; see CAspiTransport::Abandon.
+std::vector<std::unique_ptr<AspiRequest>>& AbandonedRequests() {
+    static std::vector<std::unique_ptr<AspiRequest>> requests;
+    return requests;
+}
+
+} // namespace
+
+CAspiTransport::CAspiTransport(IScsiPort& port, IClock& clock, std::vector<std::string> libraries)
+    : m_port(port), m_clock(clock), m_libraries(std::move(libraries)) {}
+
+CAspiTransport::~CAspiTransport() {
+    if (m_bUsePassThrough)
+        ReleasePassThroughDevices();
+    if (m_hAspiLibrary != nullptr && !m_bKeepLibrary)
+        ::dlclose(m_hAspiLibrary);
+}
+
+int CAspiTransport::LoadTransport() {
+    if (ProbePassThroughDevices() > 0) {
+        m_bUsePassThrough = true;
+        m_bLoaded = true;
+    } else {
+        m_bLoaded = LoadLibrary();
+    }
+    return m_bLoaded ? 1 : 0;
+}
+
+bool CAspiTransport::LoadLibrary() {
+    for (const std::string& name : m_libraries) {
+        m_hAspiLibrary = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (m_hAspiLibrary != nullptr)
+            break;
+    }
+    if (m_hAspiLibrary == nullptr)
+        return false;
+    m_pfnGetASPI32SupportInfo = reinterpret_cast<decltype(m_pfnGetASPI32SupportInfo)>(
+        ::dlsym(m_hAspiLibrary, "GetASPI32SupportInfo"));
+    m_pfnSendASPI32Command = reinterpret_cast<decltype(m_pfnSendASPI32Command)>(
+        ::dlsym(m_hAspiLibrary, "SendASPI32Command"));
+    if (m_pfnGetASPI32SupportInfo != nullptr && m_pfnSendASPI32Command != nullptr)
+        return true;
+    ::dlclose(m_hAspiLibrary);
+    m_hAspiLibrary = nullptr;
+    return false;
+}
+
+uint8_t CAspiTransport::SendSrb(SrbHeader* srb) {
+    if (m_bUsePassThrough)
+        return PassThroughCommand(srb);
+    return static_cast<uint8_t>(m_pfnSendASPI32Command(srb));
+}
+
+bool CAspiTransport::AwaitSrb(SrbHeader& srb, uint64_t milliseconds) {
+    // Most commands end within microseconds; the long ones need no busy processor.
+    constexpr int kYields = 64;
+    const uint64_t start = m_clock.TickMs();
+    for (int round = 0; SrbStatusOf(srb) == SS_PENDING; ++round) {
+        if (m_clock.TickMs() - start >= milliseconds)
+            return false;
+        if (round < kYields)
+            std::this_thread::yield();
+        else
+            m_clock.Sleep(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+void CAspiTransport::Abandon(std::unique_ptr<AspiRequest> request) {
+    AbandonedRequests().push_back(std::move(request));
+    m_bKeepLibrary = true;
+}
+
+uint32_t CAspiTransport::SupportInfo() {
+    if (!m_bUsePassThrough)
+        return m_pfnGetASPI32SupportInfo();
+    return m_byAdapterCount > 0 ? (1u << 8) | m_byAdapterCount : uint32_t{SS_NO_ADAPTERS} << 8;
+}
+
+} // namespace larkspin
