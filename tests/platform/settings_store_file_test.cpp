@@ -1,0 +1,97 @@
+#include "platform/settings_store_file.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+
+namespace larkspin {
+namespace {
+
+std::string Contents(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+TEST(SettingsStoreFile, KeepsTypedValuesOverARestart) {
+    const TempFolder folder;
+    const std::string path = folder.Path() + "/new/deep/settings.info";
+    const std::u16string oddText = u"\"x\" \\ ; #\n{ \u00DC \U0001F4BF \xDCFF";
+    {
+        FileSettingsStore store(path);
+        EXPECT_FALSE(store.HasKey("Soft\\Maker"));
+        EXPECT_TRUE(store.WriteNumber("Soft\\Maker\\prog", "a.b", 0xFFFFFFFF));
+        EXPECT_TRUE(store.WriteText("Soft\\Maker\\prog\\titles", "0", oddText));
+        EXPECT_TRUE(store.WriteText("Soft\\Maker\\prog\\titles", "1", u""));
+        EXPECT_TRUE(store.CreateKey("Soft\\Other"));
+    }
+    FileSettingsStore store(path);
+    EXPECT_EQ(store.ReadNumber("Soft\\Maker\\prog", "a.b"), 0xFFFFFFFF);
+    EXPECT_EQ(store.ReadText("Soft\\Maker\\prog\\titles", "0"), oddText);
+    EXPECT_EQ(store.ReadText("Soft\\Maker\\prog\\titles", "1"), u"");
+    EXPECT_TRUE(store.HasKey("Soft\\Other"));
+    EXPECT_TRUE(store.HasKey("Soft\\Maker")) << "a key above another one exists";
+    EXPECT_FALSE(store.HasKey("Soft\\Mak"));
+    // Another type, another name, another key: missing.
+    EXPECT_EQ(store.ReadText("Soft\\Maker\\prog", "a.b"), std::nullopt);
+    EXPECT_EQ(store.ReadNumber("Soft\\Maker\\prog\\titles", "0"), std::nullopt);
+    EXPECT_EQ(store.ReadNumber("Soft\\Maker", "a.b"), std::nullopt);
+
+    EXPECT_TRUE(store.WriteText("Soft\\Maker\\prog", "a.b", u"now a text"));
+    EXPECT_EQ(store.ReadNumber("Soft\\Maker\\prog", "a.b"), std::nullopt);
+
+    struct stat st = {};
+    ASSERT_EQ(::stat(path.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600U);
+}
+
+TEST(SettingsStoreFile, BrokenFileMeansDefaultsAndStaysAsItIs) {
+    const TempFolder folder;
+    const std::string other = folder.Path() + "/other.info";
+    std::ofstream(other) << "k { v { number 1 } }\n";
+    const std::vector<std::string> broken = {
+        "k { v { number 1 }\n",
+        "}",
+        "\"unfinished",
+        std::string("#include \"") + other + "\"\n",
+        std::string(2U << 20, 'x'),
+    };
+    for (size_t i = 0; i < broken.size(); ++i) {
+        SCOPED_TRACE(i);
+        const std::string path = folder.Path() + "/broken" + std::to_string(i);
+        std::ofstream(path) << broken[i];
+        FileSettingsStore store(path);
+        EXPECT_FALSE(store.HasKey("k"));
+        EXPECT_EQ(store.ReadNumber("k", "v"), std::nullopt);
+        EXPECT_FALSE(store.CreateKey("k"));
+        EXPECT_FALSE(store.WriteNumber("k", "v", 2));
+        EXPECT_EQ(Contents(path), broken[i]);
+    }
+}
+
+TEST(SettingsStoreFile, NumberThatIsNoneIsMissing) {
+    const TempFolder folder;
+    const std::string path = folder.Path() + "/hand.info";
+    std::ofstream(path) << "k { a { number 4294967296 } b { number -1 } c { number 7x }\n"
+                           " d { number 7 } e \"\" f { number \"\" } }\n";
+    FileSettingsStore store(path);
+    for (const char* name : {"a", "b", "c", "e", "f"}) {
+        EXPECT_EQ(store.ReadNumber("k", name), std::nullopt) << name;
+    }
+    EXPECT_EQ(store.ReadNumber("k", "d"), 7U);
+}
+
+TEST(SettingsStoreFile, PlaceThatCannotBeWrittenTakesNothing) {
+    FileSettingsStore nowhere("");
+    EXPECT_FALSE(nowhere.WriteNumber("k", "v", 1));
+    FileSettingsStore inFile("/dev/null/settings.info");
+    EXPECT_FALSE(inFile.CreateKey("k"));
+    EXPECT_FALSE(inFile.HasKey("k"));
+}
+
+} // namespace
+} // namespace larkspin
