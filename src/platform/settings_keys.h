@@ -1,0 +1,10 @@
+// Where the program's values stand in the settings store.
+#pragma once
+
+namespace larkspin {
+
+inline constexpr const char* kSettingsKey = "Software\\Quernstone Development\\cdwrite";
+inline constexpr const char* kTitlesKey = "Software\\Quernstone Development\\cdwrite\\titles";
+inline constexpr const char* kShowFileIconsValue = "ShowFileIcons";
+
+} // namespace larkspin

@@ -1,0 +1,45 @@
+// The pop-up menus as data, and the rule that places them.
+//
+// Everything here is free of state and may be called on any thread.
+#pragma once
+
+#include "ui/main_view.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace larkspin {
+
+struct MenuItem {
+    uint32_t nCommand = 0; // 0 for a separator
+    const char16_t* szText = u"";
+    bool bEnabled = true;
+    bool bDefault = false; // drawn as the command of a double click
+};
+
+// The menus by their resource numbers.
+enum class MenuId : uint32_t {
+    RunningShown = 225,  // a job runs, its dialog is on the screen
+    RunningHidden = 226, // a job runs, its dialog is hidden
+    Idle = 227,
+    QueueContext = 230,
+};
+
+std::vector<MenuItem> MenuItems(MenuId menu);
+
+// The idle menu with "Write Data CD" as default item and grayed by the state of the queue: an
+// empty queue leaves only "Exit".
+std::vector<MenuItem> IdleMenuItems(const IdleMenuState& state);
+
+// Left and right edge of a monitor's work area; x runs from left to right - 1.
+struct WorkArea {
+    int left = 0;
+    int right = 0;
+};
+
+// Where a menu asked for at `x` opens when that point lies on no monitor: moved sideways into the
+// nearest one.
+int MenuX(int x, const WorkArea& nearest);
+
+} // namespace larkspin

@@ -1,0 +1,51 @@
+// Where the controls of the queue editor stand, in pixels of the client area.
+//
+// The list takes what is left; the buttons keep to the right and bottom edge, the check box to the
+// bottom edge. Sizes grow with the user's font and never fall under the defaults. A window too
+// narrow for all three in one row gets the check box in a row of its own above the buttons.
+#pragma once
+
+namespace larkspin {
+
+inline constexpr int kQueueMinWidth = 300; // of the window
+inline constexpr int kQueueMinHeight = 200;
+
+struct QueueRect {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+
+    bool operator==(const QueueRect&) const = default;
+};
+
+// What the controls ask for.
+struct QueueControlSizes {
+    int nCloseWidth = 75;
+    int nDeleteWidth = 102;
+    int nButtonHeight = 23;
+    int nCheckWidth = 155;
+    int nCheckHeight = 13;
+    int nGrip = 16;
+    int nHeadHeight = 0; // above the list: the stand-in for the tray icon, where there is no tray
+};
+
+struct QueueLayout {
+    QueueRect head;
+    QueueRect list;
+    QueueRect close;
+    QueueRect deleteSelected;
+    QueueRect check;
+    QueueRect grip;
+};
+
+QueueLayout LayOutQueueEditor(int cx, int cy, const QueueControlSizes& sizes);
+
+// Smallest client area in which nothing overlaps, and not under the window's minimum.
+struct QueueMinimum {
+    int width = kQueueMinWidth;
+    int height = kQueueMinHeight;
+};
+QueueMinimum MinimumQueueEditor(const QueueControlSizes& sizes);
+
+} // namespace larkspin

@@ -1,0 +1,78 @@
+// The notification-area icon: its animation, its balloons and what a click on it does.
+//
+// The logic behind the icon; a view shows it. Used on the main thread only.
+#pragma once
+
+#include "ui/main_view.h"
+
+#include <cstdint>
+#include <loki/Functor.h>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+struct Balloon {
+    std::u16string strText;  // at most 255 units
+    std::u16string strTitle; // at most 63 units
+    BalloonIcon icon = BalloonIcon::None;
+    uint32_t nTimeoutMs = 0;
+};
+
+class ITrayView {
+  public:
+    virtual ~ITrayView() = default;
+
+    virtual void SetTrayIcon(int frame) = 0; // 0 to 2
+    // Calls OnAnimationTimer every `periodMs` until killed.
+    virtual void StartAnimationTimer(uint32_t periodMs) = 0;
+    virtual void KillAnimationTimer() = 0;
+    // Takes away a balloon that is up, so that the next one is seen at once.
+    virtual void HideBalloon() = 0;
+    virtual void ShowBalloon(const Balloon& balloon) = 0;
+};
+
+class CCDWriterUITrayIcon {
+  public:
+    using Callback = Loki::Functor<void>;
+
+    static constexpr int kFrames = 3;
+    static constexpr uint32_t kAnimationPeriodMs = 333;
+    static constexpr const char16_t* kTip = u"Larkspin";
+
+    // Both callbacks do nothing at first. `view` is kept.
+    explicit CCDWriterUITrayIcon(ITrayView& view);
+
+    // Sets the pair that clicks reach when no job has pushed its own.
+    void SetIdleCallbacks(Callback left, Callback right);
+    // Jobs nest their pairs; clicks reach the newest. Pop never takes the idle pair.
+    void PushCallbacks(Callback left, Callback right);
+    void PopCallbacks();
+    // A button was released over the icon. There is no double click here: two releases are two
+    // calls.
+    void OnLeftButtonUp();
+    void OnRightButtonUp();
+
+    // Frames 0, 1, 2 in turn. Starting a running animation and stopping a stopped one do nothing;
+    // after a stop the icon shows frame 0.
+    void StartTrayAnimation();
+    void StopTrayAnimation();
+    void OnAnimationTimer();
+
+    // Replaces a balloon that is up. What does not fit the limits of Balloon is cut.
+    void ShowBalloon(const std::u16string& text, const std::u16string& title, BalloonIcon icon,
+                     uint32_t timeoutMs);
+
+  private:
+    struct CallbackPair {
+        Callback left;
+        Callback right;
+    };
+
+    ITrayView& m_view;
+    std::vector<CallbackPair> m_callbacks; // the idle pair first
+    bool m_bAnimating = false;
+    int m_nTrayFrame = 0;
+};
+
+} // namespace larkspin

@@ -1,0 +1,24 @@
+// Thrown at start-up when a window cannot be made; ends the program with its text in a box.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <string_view>
+
+namespace larkspin {
+
+class CCDWriterUIException : public std::exception {
+  public:
+    // At most 127 bytes of `text` are kept.
+    explicit CCDWriterUIException(std::string_view text = "Window creation failed.") {
+        text = text.substr(0, m_szText.size() - 1);
+        std::copy(text.begin(), text.end(), m_szText.begin());
+    }
+    const char* what() const noexcept override { return m_szText.data(); }
+
+  private:
+    std::array<char, 128> m_szText = {};
+};
+
+} // namespace larkspin
