@@ -1,0 +1,57 @@
+#include "drive/dvd_detail.h"
+#include "drive/dvd_texts.h"
+#include "drive/mmc.h"
+#include "drive/scsi_command.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace larkspin {
+
+bool WriteNextChunk(CAspiCD& drive, const uint8_t* chunk) {
+    const int written = drive.WriteDvdChunk(chunk, drive.m_nCurrentOffset);
+    if (written == kChunkCancelled)
+        return false;
+    if (written != static_cast<int>(kDvdChunkBytes))
+        throw CAspiCD::CgrowisofsException(written == 0 ? kDvdOutOfSpace : kDvdWriteError);
+    drive.m_nCurrentOffset += kDvdChunkBytes;
+    return true;
+}
+
+void ReportProgress(const CAspiCD& drive, const ProgressFunctor& progress) {
+    if (!progress)
+        return;
+    const int64_t whole = drive.m_nFinalOffset - drive.m_nStartOffset;
+    const int64_t done = drive.m_nCurrentOffset - drive.m_nStartOffset;
+    progress(whole > 0 ? static_cast<int>(std::clamp<int64_t>(done * 100 / whole, 0, 100)) : 0);
+}
+
+uint32_t BlocksInFullEcc(int64_t bytes) {
+    const int64_t blocks = bytes / kDvdBlockBytes;
+    return static_cast<uint32_t>((blocks + kEccBlocks - 1) / kEccBlocks * kEccBlocks);
+}
+
+int ReadTrackInformation(CScsiCommand& command, uint32_t track, std::span<uint8_t> answer) {
+    command[0] = mmc::kReadTrackInformation;
+    command[1] = 1; // the number below is a track
+    StoreBe32(&command[2], track);
+    command[8] = static_cast<uint8_t>(answer.size());
+    return command.Transport(Direction::READ, answer.data(), static_cast<uint32_t>(answer.size()));
+}
+
+int SynchronizeCache(CScsiCommand& command, bool immediate, uint32_t timeoutSeconds) {
+    command[0] = mmc::kSynchronizeCache;
+    command[1] = immediate ? 2 : 0;
+    command.Timeout(timeoutSeconds);
+    return command.Transport(Direction::NONE);
+}
+
+bool IsPrimaryDescriptor(const uint8_t* block) {
+    return std::memcmp(block,
+                       "\x01"
+                       "CD001",
+                       6) == 0;
+}
+
+} // namespace larkspin

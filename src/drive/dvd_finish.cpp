@@ -1,0 +1,136 @@
+// Closing a DVD recording in the way that suits the medium.
+//
+// A finisher runs only when something was written. It stops at the first step that fails and then
+// leaves m_bMediaWritten set, so that it can be run again. Finishers ask no cancel functor: a disc
+// whose recording was cut short still has to be closed.
+#include "drive/dvd_detail.h"
+#include "drive/mmc.h"
+#include "drive/scsi_command.h"
+#include "drive/waiting.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+// Close functions of CLOSE TRACK/SESSION (MMC).
+enum CloseFunction : uint8_t {
+    kStopBackgroundFormat = 0,
+    kCloseTrack = 1,
+    kCloseSession = 2,
+    kFinalizePlusRDl = 5,
+    kFinalizePlusR = 6,
+};
+
+constexpr uint32_t kFlushInOneGoSeconds = 900; // the cache of a write in one go and the lead-out
+constexpr uint32_t kFlushSeconds = 5;
+constexpr uint32_t kStopPollMs = 333;
+
+int SendClose(CScsiCommand& command, CloseFunction function, int32_t track = 0) {
+    command[0] = mmc::kCloseTrackSession;
+    command[1] = 1; // immediate
+    command[2] = function;
+    StoreBe16(&command[4], static_cast<uint16_t>(track));
+    return command.Transport(Direction::NONE);
+}
+
+// Starts the closing and waits for its end. True on success.
+bool Close(CScsiCommand& command, CloseFunction function, int32_t track = 0) {
+    return SendClose(command, function, track) == 0 && command.Drive().WaitForUnit(command) == 0;
+}
+
+// The same for a drive that may still be busy with the closing before.
+bool CloseWhenFree(CScsiCommand& command, CloseFunction function) {
+    CAspiCD& drive = command.Drive();
+    for (;;) {
+        const int code = SendClose(command, function);
+        if (code != mmc::kOperationInProgress)
+            return code == 0 && drive.WaitForUnit(command) == 0;
+        const uint32_t pause = std::max(drive.m_nPollDelayMs, kShortestPauseMs);
+        SleepUnlessCancelled(drive.m_pTransport->Clock(), pause, nullptr);
+    }
+}
+
+// The recording is closed: there is nothing left to finish.
+void Done(CAspiCD& drive) {
+    drive.m_bMediaWritten = false;
+    if (drive.m_bStopAfterFinish)
+        drive.StopUnit();
+}
+
+} // namespace
+
+int CAspiCD::FlushDvdCache(bool alsoWait) {
+    CScsiCommand command(*this);
+    if (SynchronizeCache(command, true) == 0)
+        WaitForUnit(command);
+    if (!alsoWait)
+        return 0;
+    return SynchronizeCache(command, false, m_bDaoMode ? kFlushInOneGoSeconds : kFlushSeconds);
+}
+
+void CAspiCD::FinishPlusRw() {
+    CScsiCommand command(*this);
+    if (!m_bMediaWritten || FlushDvdCache(true) != 0 || !Close(command, kStopBackgroundFormat) ||
+        !Close(command, kCloseSession))
+        return;
+    m_nNextWriteAddress = 0;
+    Done(*this);
+}
+
+void CAspiCD::FinishPlusR() {
+    CloseFunction last = kCloseSession;
+    if (m_bDaoOnly)
+        last = (m_nProfile & 0xFFFF) == mmc::kProfileDvdPlusRDl ? kFinalizePlusRDl : kFinalizePlusR;
+    CScsiCommand command(*this);
+    if (!m_bMediaWritten || FlushDvdCache(true) != 0 ||
+        !Close(command, kCloseTrack, m_nNextTrack) || !CloseWhenFree(command, last))
+        return;
+    Done(*this);
+}
+
+void CAspiCD::FinishMinusRw() {
+    CScsiCommand command(*this);
+    if (!m_bMediaWritten || FlushDvdCache(true) != 0)
+        return;
+    if (m_bQuickGrown) {
+        if (!Close(command, kCloseSession))
+            return;
+        m_bQuickGrown = false;
+    }
+    m_nNextWriteAddress = 0;
+    Done(*this);
+}
+
+void CAspiCD::FinishMinusR() {
+    CScsiCommand command(*this);
+    if (!m_bMediaWritten || FlushDvdCache(!m_bDaoMode) != 0)
+        return;
+    // A disc written in one go was closed by its own last flush.
+    if (!m_bDaoMode &&
+        (!Close(command, kCloseTrack, m_nNextTrack) || !CloseWhenFree(command, kCloseSession)))
+        return;
+    Done(*this);
+}
+
+void CAspiCD::FinishRam() {
+    // A DVD-RAM has no session to close, so m_bMediaWritten stays.
+    if (m_bMediaWritten && m_bStopAfterFinish)
+        StopUnit();
+}
+
+void CAspiCD::StopUnit() {
+    CScsiCommand command(*this);
+    for (;;) {
+        command[0] = mmc::kStartStopUnit;
+        command[1] = 1; // immediate
+        command[4] = 0; // stop
+        if (command.Transport(Direction::NONE) != mmc::kOperationInProgress)
+            return;
+        SleepUnlessCancelled(m_pTransport->Clock(), kStopPollMs, nullptr);
+    }
+}
+
+} // namespace larkspin

@@ -1,0 +1,346 @@
+// Setting a drive up for a DVD recording: what the medium in it asks for, by its profile.
+#include "drive/dvd_detail.h"
+#include "drive/mmc.h"
+#include "drive/scsi_command.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace larkspin {
+
+namespace {
+
+using Failure = CAspiCD::CgrowisofsException;
+
+// READ DVD STRUCTURE and SEND DVD STRUCTURE formats (MMC).
+constexpr uint8_t kLayerBoundaryFormat = 0x20;
+constexpr uint8_t kPhysicalFormat = 0x10;
+
+constexpr uint16_t kIncrementalStreamingFeature = 0x21;
+
+// Write types and the multi-session field of the write parameters page.
+constexpr uint8_t kWriteTypeIncremental = 0;
+constexpr uint8_t kWriteTypeInOneGo = 2;
+constexpr uint8_t kMultiSessionOpen = 0xC0;
+constexpr uint8_t kMultiSessionBits = 0xC0;
+
+constexpr size_t kModeHeaderBytes = 8;
+
+// Sequential media of the dash family.
+bool IsSequentialMinus(uint32_t profile) {
+    return profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential ||
+           profile == mmc::kProfileDvdMinusRDl;
+}
+
+bool IsDashFamily(uint32_t profile) {
+    return IsSequentialMinus(profile) || profile == mmc::kProfileDvdMinusRwOverwrite;
+}
+
+// READ DVD STRUCTURE of the answer's size (below 256).
+int ReadDvdStructure(CScsiCommand& command, uint8_t format, std::span<uint8_t> answer) {
+    command[0] = mmc::kReadDvdStructure;
+    command[7] = format;
+    command[9] = static_cast<uint8_t>(answer.size());
+    return command.Transport(Direction::READ, answer.data(), static_cast<uint32_t>(answer.size()));
+}
+
+// A DVD-R DL whose second layer would stay empty is a waste the user should know of.
+void CheckMinusRDlLayers(CScsiCommand& command, int64_t size) {
+    std::array<uint8_t, 20> answer = {};
+    if (ReadDvdStructure(command, kPhysicalFormat, answer) != 0)
+        throw Failure("unable to read dvd-r dl structure");
+    const uint32_t layerEnd = LoadBe32(&answer[16]) & 0xFFFFFF;
+    if (size / kDvdBlockBytes <= layerEnd)
+        throw Failure("more than half of space on DVD-R DL disk will be wasted, use single layer "
+                      "disk instead");
+}
+
+// A drive that refuses the reservation shows it at the first write.
+void ReserveTrack(CScsiCommand& command, int64_t size) {
+    command[0] = mmc::kReserveTrack;
+    StoreBe32(&command[5], BlocksInFullEcc(size));
+    command.Transport(Direction::NONE);
+}
+
+uint32_t ReadFirstWritableBlock(CScsiCommand& command, uint32_t track) {
+    std::array<uint8_t, 32> answer = {};
+    constexpr uint8_t nextWritableAddressValid = 1;
+    if (ReadTrackInformation(command, track, answer) != 0 ||
+        (answer[7] & nextWritableAddressValid) == 0)
+        return 0;
+    return LoadBe32(&answer[12]);
+}
+
+// Calibrates the laser unless the disc has a stored calibration.
+void CalibrateDvd(CScsiCommand& command) {
+    std::array<uint8_t, 8> info = {};
+    command[0] = mmc::kReadDiscInformation;
+    command[8] = info.size();
+    if (command.Transport(Direction::READ, info.data(), info.size()) != 0)
+        throw Failure("internal error #1006");
+    constexpr uint16_t lengthWithoutCalibrations = 32;
+    if (LoadBe16(info.data()) > lengthWithoutCalibrations)
+        return;
+    command[0] = mmc::kSendOpcInformation;
+    command[1] = 1; // do it now
+    command.Timeout(120);
+    const int code = command.Transport(Direction::NONE);
+    if (code > 0 && code != mmc::kPowerCalibrationAlmostFull &&
+        (code >> 8 & 0xFF) == mmc::kAscPowerCalibration)
+        throw Failure("power calibration failed");
+}
+
+// Size of the drive's buffer from page 2Ah, in KB.
+uint32_t DriveBufferKB(std::span<const uint8_t> page2A) {
+    constexpr uint32_t least = 512;
+    if (page2A.size() < kModeHeaderBytes)
+        return least;
+    const size_t pageBegin = kModeHeaderBytes + LoadBe16(&page2A[6]);
+    const size_t dataEnd = std::min<size_t>(LoadBe16(page2A.data()) + size_t{2}, page2A.size());
+    if (dataEnd < pageBegin + 14 || page2A[pageBegin + 1] < 12)
+        return least;
+    return std::max<uint32_t>(LoadBe16(&page2A[pageBegin + 12]), least);
+}
+
+// The write mode for incremental or one-go writing of a sequential dash disc.
+uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command, uint32_t profile) {
+    if (drive.m_nNextTrack == 1) {
+        std::array<uint8_t, 16> feature = {};
+        command[0] = mmc::kGetConfiguration;
+        command[1] = 2; // the one feature
+        StoreBe16(&command[2], kIncrementalStreamingFeature);
+        command[8] = feature.size();
+        if (command.Transport(Direction::READ, feature.data(), feature.size()) != 0)
+            throw Failure("cannot access drive configuration");
+        constexpr uint8_t current = 1;
+        if (LoadBe32(feature.data()) >= 12 && (feature[10] & current) == 0) {
+            drive.m_bDaoOnly = true;
+            drive.m_bDaoMode = true;
+        }
+    }
+    uint8_t writeMode =
+        kMultiSessionOpen | (drive.m_bDaoMode ? kWriteTypeInOneGo : kWriteTypeIncremental);
+    if (profile == mmc::kProfileDvdMinusRDl || drive.m_bDaoOnly)
+        writeMode &= static_cast<uint8_t>(~kMultiSessionBits);
+    return writeMode;
+}
+
+// The answer to MODE SENSE(10) for the write parameters, with room for what comes back.
+struct WriteParameters {
+    std::vector<uint8_t> data; // mode header, block descriptors, page
+    size_t page = 0;           // where the page begins in `data`
+    uint16_t length = 0;       // header and page, without the block descriptors
+};
+
+int SenseWriteParameters(CScsiCommand& command, std::span<uint8_t> answer) {
+    command[0] = mmc::kModeSense10;
+    command[1] = 8; // no block descriptors, please
+    command[2] = 5; // write parameters
+    StoreBe16(&command[7], static_cast<uint16_t>(answer.size()));
+    return command.Transport(Direction::READ, answer.data(), static_cast<uint32_t>(answer.size()));
+}
+
+WriteParameters ReadWriteParameters(CScsiCommand& command) {
+    constexpr uint32_t needed = 22; // header and the page up to its packet size
+    std::array<uint8_t, 12> head = {};
+    if (SenseWriteParameters(command, head) != 0)
+        throw Failure("internal error #1016");
+    uint32_t length = LoadBe16(head.data()) + 2u;
+    const uint32_t descriptors = LoadBe16(&head[6]);
+    if (descriptors != 0 && length <= descriptors + needed)
+        throw Failure("internal error #1017");
+    if (descriptors == 0)
+        length = std::max<uint32_t>(length, head[9] + 10u);
+    length = std::min<uint32_t>(length, 0xFFFF); // the allocation field has 16 bits
+
+    WriteParameters parameters;
+    parameters.data.resize(length);
+    uint8_t* const data = parameters.data.data();
+    if (SenseWriteParameters(command, parameters.data) != 0)
+        throw Failure("internal error #1018");
+    if (LoadBe16(data) > length - 2)
+        StoreBe16(data, static_cast<uint16_t>(length - 2));
+    const uint32_t dataBytes = LoadBe16(data) + 2u;
+    if (dataBytes < descriptors + needed)
+        throw Failure("internal error #1019");
+    parameters.length = static_cast<uint16_t>(dataBytes - descriptors);
+    parameters.page = kModeHeaderBytes + descriptors;
+    return parameters;
+}
+
+// Fields of the write parameters page (MMC), by byte.
+enum PageField : size_t {
+    kWriteType = 2, // BUFE, link size valid, test write, write type
+    kTrackMode = 3, // multi-session, fixed packet, track mode
+    kDataBlockType = 4,
+    kLinkSize = 5,
+    kSessionFormat = 8,
+    kPacketSize = 10, // four bytes
+};
+constexpr uint8_t kBufe = 0x40;
+constexpr uint8_t kLinkSizeValid = 0x20;
+constexpr uint8_t kFixedPacket = 0x20;
+constexpr uint8_t kMode1DataBlock = 8;
+constexpr uint8_t kDvdLinkBlocks = 16;
+
+// Fills the page for `profile`; `track` is READ TRACK INFORMATION's answer for track 1.
+void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, uint32_t profile,
+                         uint8_t writeMode) {
+    page[0] &= 0x7F; // page savable is reserved when the page is selected
+    page[kWriteType] = (page[kWriteType] & 0xE0) | (writeMode & 0x1F) | kBufe;
+    if (profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential) {
+        page[kWriteType] |= kLinkSizeValid;
+        page[kLinkSize] = kDvdLinkBlocks;
+    } else {
+        page[kWriteType] &= static_cast<uint8_t>(~kLinkSizeValid);
+        page[kLinkSize] = 0;
+    }
+    const uint8_t trackMode = profile == mmc::kProfileDvdMinusR ? 5 : track[5] & 0x0F;
+    const uint8_t multiSession =
+        profile == mmc::kProfileDvdMinusRwOverwrite ? 0 : writeMode & kMultiSessionBits;
+    page[kTrackMode] =
+        static_cast<uint8_t>((page[kTrackMode] & 0x30) | kFixedPacket | multiSession | trackMode);
+    page[kDataBlockType] = kMode1DataBlock;
+
+    const bool fixedPackets = (track[6] & 0x10) != 0;
+    if (fixedPackets) {
+        std::memcpy(&page[kPacketSize], &track[20], 4);
+    } else {
+        StoreBe32(&page[kPacketSize], kEccBlocks);
+        if (profile != mmc::kProfileDvdMinusR) {
+            page[kTrackMode] &= static_cast<uint8_t>(~kFixedPacket);
+            page[kPacketSize + 3] = 0;
+        }
+    }
+    page[kSessionFormat] = 0;
+}
+
+} // namespace
+
+void CAspiCD::PrepareDvdMedia(int64_t size) {
+    CScsiCommand command(*this);
+    command[0] = mmc::kPreventAllowMediumRemoval;
+    command[4] = 1; // a door that cannot be locked stops nobody
+    command.Transport(Direction::NONE);
+    HandleEvents(command);
+
+    const uint32_t profile = m_nProfile & 0xFFFF;
+    switch (profile) {
+    case mmc::kProfileDvdMinusRwOverwrite:
+        PrepareDvdRecording(command, profile);
+        QuickGrowMinusRw(command, size);
+        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusRw(); };
+        m_nNextWriteAddress = 0;
+        break;
+    case mmc::kProfileDvdRam:
+        PrepareDvdRecording(command, profile);
+        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishRam(); };
+        m_nNextWriteAddress = 0;
+        break;
+    case mmc::kProfileDvdMinusR:
+    case mmc::kProfileDvdMinusRwSequential:
+    case mmc::kProfileDvdMinusRDl:
+        PrepareDvdRecording(command, profile);
+        if (profile == mmc::kProfileDvdMinusRDl && size > 0)
+            CheckMinusRDlLayers(command, size);
+        if (m_bDaoMode && size > 0)
+            ReserveTrack(command, size);
+        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusR(); };
+        m_nNextWriteAddress = ReadFirstWritableBlock(command, static_cast<uint32_t>(m_nNextTrack));
+        break;
+    case mmc::kProfileDvdPlusRw: {
+        enum BackgroundFormat : uint8_t { kNeverFormatted = 0, kInterrupted = 1 };
+        const uint8_t formatState = m_abyDiscInfo[7] & 3;
+        if (formatState == kNeverFormatted)
+            FormatPlusRw(command);
+        else if (formatState == kInterrupted)
+            RestartPlusRwFormat(command, size);
+        PrepareDvdRecording(command, profile);
+        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishPlusRw(); };
+        m_nNextWriteAddress = 0;
+        break;
+    }
+    case mmc::kProfileDvdPlusR:
+    case mmc::kProfileDvdPlusRDl:
+        PrepareDvdRecording(command, profile);
+        if (profile == mmc::kProfileDvdPlusRDl && m_nNextTrack == 1 && size > 0 && m_bDaoOnly)
+            SplitPlusRDl(command, size);
+        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishPlusR(); };
+        m_nNextWriteAddress = ReadFirstWritableBlock(command, static_cast<uint32_t>(m_nNextTrack));
+        break;
+    default:
+        throw Failure("disk type not supported");
+    }
+}
+
+void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
+    const bool dashFamily = IsDashFamily(profile);
+    if (IsSequentialMinus(profile))
+        SetupWriteParameters(command, profile, SequentialMinusWriteMode(*this, command, profile));
+    else if (profile == mmc::kProfileDvdPlusR || dashFamily)
+        SetupWriteParameters(command, profile, kMultiSessionOpen);
+
+    std::vector<uint8_t> page2A = ReadPage2A(command);
+    m_nDriveBufferKB = DriveBufferKB(page2A);
+    if (SetDvdWriteSpeed(command, dashFamily, &page2A) < 0)
+        VelocityFromPage2A(dashFamily, page2A);
+    if (dashFamily) {
+        CalibrateDvd(command);
+        HandleEvents(command);
+    }
+}
+
+void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint8_t writeMode) {
+    std::array<uint8_t, 32> track = {};
+    // Track 1 speaks for all tracks of a DVD.
+    if (ReadTrackInformation(command, 1, track) != 0)
+        throw Failure("internal error #1015");
+    WriteParameters parameters = ReadWriteParameters(command);
+    constexpr uint8_t mode1 = 1;
+    if ((track[6] & 0x0F) != mode1)
+        throw Failure("track 1 is not mode 1. cannot continue");
+    const bool fixedPackets = (track[6] & 0x10) != 0;
+    if (profile == mmc::kProfileDvdMinusRwOverwrite && !fixedPackets)
+        throw Failure("internal error #1020. packet size is not fixed");
+    if ((profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential) &&
+        fixedPackets)
+        throw Failure("internal error #1021. packet size is fixed");
+
+    uint8_t* const page = parameters.data.data() + parameters.page;
+    FillWriteParameters(page, track, profile, writeMode);
+    // The header of MODE SELECT goes right in front of the page, over any block descriptor.
+    uint8_t* const list = page - kModeHeaderBytes;
+    std::fill_n(list, kModeHeaderBytes, uint8_t{0});
+    command[0] = mmc::kModeSelect10;
+    command[1] = 0x10; // page format
+    StoreBe16(&command[7], parameters.length);
+    if (command.Transport(Direction::WRITE, list, parameters.length) != 0)
+        throw Failure("internal error #1022");
+}
+
+void CAspiCD::SplitPlusRDl(CScsiCommand& command, int64_t size) {
+    std::array<uint8_t, 12> boundary = {};
+    if (ReadDvdStructure(command, kLayerBoundaryFormat, boundary) != 0)
+        throw Failure("cannot read DVD+R DL boundary information");
+    if (LoadBe16(boundary.data()) < 10)
+        throw Failure("internal error #1007");
+    constexpr uint8_t fixedBoundary = 0x80;
+    if ((boundary[4] & fixedBoundary) != 0)
+        return;
+    const uint32_t blocks = BlocksInFullEcc(size);
+    if (blocks <= LoadBe32(&boundary[8]))
+        throw Failure("more than half of space on DVD+R DL disk will be wasted, use single layer "
+                      "disk instead");
+    std::array<uint8_t, 12> split = {};
+    split[1] = 10; // length of what follows
+    StoreBe32(&split[8], (blocks / kEccBlocks + 1) / 2 * kEccBlocks);
+    command[0] = mmc::kSendDvdStructure;
+    command[7] = kLayerBoundaryFormat;
+    command[9] = split.size();
+    if (command.Transport(Direction::WRITE, split.data(), split.size()) != 0)
+        throw Failure("cannot set DVD+R DL layer information");
+}
+
+} // namespace larkspin

@@ -1,0 +1,138 @@
+// A DVD recording from the state before it to the last chunk: reset, open, and the stream.
+#include "drive/dvd_detail.h"
+#include "drive/mmc.h"
+#include "drive/waiting.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+// What reading a buffer's worth from the source came to.
+struct Filled {
+    size_t bytes = 0; // in the buffer
+    bool cancelled = false;
+};
+
+// Reads until `buffer` is full, the source has ended or the user has cancelled. A source that
+// fails is not taken for one that has ended: its stream would look whole on the disc.
+Filled Fill(CAspiCD& drive, IByteSource& source, std::span<uint8_t> buffer,
+            const ProgressFunctor& progress) {
+    Filled filled;
+    while (filled.bytes < buffer.size() && !filled.cancelled) {
+        ReportProgress(drive, progress);
+        const std::ptrdiff_t got =
+            source.Read(buffer.data() + filled.bytes, buffer.size() - filled.bytes);
+        if (got < 0)
+            throw CAspiCD::CgrowisofsException("cannot read source");
+        filled.cancelled = IsCancelled(drive.m_pCancel);
+        if (got == 0)
+            break;
+        filled.bytes += static_cast<size_t>(got);
+    }
+    return filled;
+}
+
+bool IsRecordableDvd(uint32_t profile) {
+    return (profile >= mmc::kProfileDvdMinusR && profile <= mmc::kProfileDvdMinusRDlJump) ||
+           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusR ||
+           profile == mmc::kProfileDvdPlusRwDl || profile == mmc::kProfileDvdPlusRDl;
+}
+
+constexpr double kNoSpeedWish = -1.0;
+constexpr uint32_t kDescriptorBlock = 16; // where a volume's descriptors begin (ECMA-119 6.2.1)
+
+} // namespace
+
+void CAspiCD::ResetDvdState() {
+    m_bMediaWritten = false;
+    m_nNextTrack = 1;
+    m_bDaoMode = false;
+    m_bQuickGrown = false;
+    m_bStopAfterFinish = true;
+    m_nNextWriteAddress = 1;
+    m_nPollDelayMs = 189;
+    m_nDriveBufferKB = 512;
+    m_abyFormats.fill(0);
+    m_abyDiscInfo.fill(0);
+    m_bDaoOnly = false;
+    m_nProfile = 0;
+    m_dSpeedFactor = 0.0;
+    m_bZeroFill = false;
+    m_nVelocity = 0;
+    m_pfnFinalize = nullptr;
+    m_nPreviousStart = 0;
+    m_nNextStart = 0;
+    m_nSessionStart = 0;
+    m_nStartOffset = 0;
+    m_nCurrentOffset = 0;
+    m_nFinalOffset = 0;
+}
+
+void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
+    m_pWriteBuffer = std::make_unique<uint8_t[]>(kDvdBufferBytes);
+    if (speed != kNoSpeedWish)
+        m_dSpeedFactor = speed;
+    m_nProfile = IdentifyMedia();
+    if (!IsRecordableDvd(m_nProfile & 0xFFFF))
+        throw CgrowisofsException("disk is not a recordable DVD");
+
+    m_nPreviousStart = 0;
+    m_nNextStart = 0;
+    m_nSessionStart = 0;
+    const bool readable =
+        (m_nProfile & MEDIA_BLANK) == 0 && ReadBlocks(m_pWriteBuffer.get(), 1, kDescriptorBlock);
+    if (ignorePrevious)
+        return;
+    if (!readable)
+        throw CgrowisofsException("unable to read previous session");
+    if (!IsPrimaryDescriptor(m_pWriteBuffer.get()))
+        throw CgrowisofsException("previous session is not iso9660");
+    m_nSessionStart =
+        GetNextSessionStart({m_pWriteBuffer.get(), size_t{kDvdBlockBytes}}, &m_nPreviousStart);
+}
+
+void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
+                                 const ProgressFunctor& progress, const CancelFunctor* cancel) {
+    const CancelScope cancelScope(*this, cancel);
+    const int64_t capacity = GetDvdBytes(); // 0 when unknown
+    m_nStartOffset = offset;
+    m_nCurrentOffset = offset;
+    m_nFinalOffset = 0;
+    if (IsCancelled(cancel))
+        return;
+
+    const std::span<uint8_t> buffer(m_pWriteBuffer.get(), kDvdBufferBytes);
+    const Filled head = Fill(*this, source, buffer, nullptr);
+    // A stream that is over before its first descriptors are complete holds no volume.
+    if (head.cancelled || head.bytes < buffer.size())
+        return;
+    const uint8_t* const descriptor = buffer.data() + kDvdChunkBytes;
+    const int64_t size = IsPrimaryDescriptor(descriptor)
+                             ? LoadLe32(descriptor + kVolumeSpaceSize) * kDvdBlockBytes
+                             : 0;
+    if (capacity != 0 && size + offset > capacity)
+        throw CgrowisofsException("disk capacity is too low");
+    PrepareDvdMedia(size + offset);
+    m_nFinalOffset = size != 0 ? size + offset : capacity;
+    if (capacity != 0)
+        m_nFinalOffset = std::min(m_nFinalOffset, capacity);
+
+    if (!WriteNextChunk(*this, buffer.data()) || !WriteNextChunk(*this, descriptor))
+        return;
+    // From here on only the first half is used: UpdateVolumeDescriptors needs the descriptors in
+    // the second.
+    const std::span<uint8_t> chunk = buffer.first(kDvdChunkBytes);
+    for (;;) {
+        const Filled filled = Fill(*this, source, chunk, progress);
+        if (filled.cancelled || filled.bytes == 0)
+            return;
+        std::fill(chunk.begin() + static_cast<std::ptrdiff_t>(filled.bytes), chunk.end(), 0);
+        if (!WriteNextChunk(*this, chunk.data()) || filled.bytes < chunk.size())
+            return;
+    }
+}
+
+} // namespace larkspin
