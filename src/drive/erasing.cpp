@@ -1,0 +1,172 @@
+// Making rewritable discs ready: blanking, formatting, overwriting with zeros.
+//
+// CD-RW and DVD-RW are blanked by the drive, which goes on by itself once told. A DVD+RW has no
+// blanking and is overwritten. The formats run inside PrepareDvdMedia to their end: a format that
+// is left alone half way leaves a disc that cannot be written, so they ask no cancel functor.
+#include "drive/direct_command.h"
+#include "drive/dvd_detail.h"
+#include "drive/mmc.h"
+#include "drive/scsi_command.h"
+#include "drive/waiting.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <array>
+
+namespace larkspin {
+
+namespace {
+
+// Layout of READ FORMAT CAPACITIES' answer (MMC): the list length, the current capacity with its
+// descriptor type, then the formattable capacities, all of eight bytes.
+constexpr size_t kListLength = 3;
+constexpr size_t kCurrentBlocks = 4;
+constexpr size_t kCurrentType = 8;
+constexpr uint8_t kUnformattedMedia = 1;
+constexpr uint8_t kFormattedMedia = 2;
+
+// Format types of FORMAT UNIT, in the top six bits of their byte as the lists hold them.
+constexpr uint8_t kQuickGrowFormat = 0x13 << 2;
+constexpr uint8_t kPlusRwFormat = 0x26 << 2;
+
+uint8_t CurrentType(const CAspiCD& drive) {
+    return drive.m_abyFormats[kCurrentType] & 3;
+}
+
+// Blocks of the first formattable capacity of this type; null if the drive lists none.
+const uint8_t* FindFormat(const CAspiCD& drive, uint8_t type) {
+    const size_t length = drive.m_abyFormats[kListLength];
+    for (size_t offset = 8; offset < length; offset += 8) {
+        if ((drive.m_abyFormats[offset + 8] & 0xFC) == type)
+            return &drive.m_abyFormats[offset + 4];
+    }
+    return nullptr;
+}
+
+uint32_t PlusRwFormatBlocks(const CAspiCD& drive) {
+    const uint8_t* const blocks = FindFormat(drive, kPlusRwFormat);
+    if (blocks == nullptr)
+        throw CAspiCD::CgrowisofsException("can't locate DVD+RW format descriptor");
+    return LoadBe32(blocks);
+}
+
+// True if `size` bytes lie in the part of the disc that is formatted already.
+bool FitsCurrentFormat(const CAspiCD& drive, int64_t size) {
+    return BlocksInFullEcc(size) <= LoadBe32(&drive.m_abyFormats[kCurrentBlocks]);
+}
+
+int SendFormatUnit(CScsiCommand& command, uint8_t type, uint32_t blocks, uint8_t parameter) {
+    std::array<uint8_t, 12> list = {};
+    list[1] = 2; // immediate
+    list[3] = 8; // length of the descriptor that follows
+    StoreBe32(&list[4], blocks);
+    list[8] = type;
+    list[11] = parameter;
+    command[0] = mmc::kFormatUnit;
+    command[1] = 0x11; // format data, format code 1
+    return command.Transport(Direction::WRITE, list.data(), list.size());
+}
+
+// Waits until a format has run to its end.
+int WaitForFormat(CScsiCommand& command) {
+    const CancelScope toTheEnd(command.Drive(), nullptr);
+    return command.Drive().WaitForUnit(command);
+}
+
+} // namespace
+
+void CAspiCD::BlankDisk(bool full) {
+    constexpr uint8_t immediate = 0x10;
+    enum BlankType : uint8_t { kWholeDisc = 0, kMinimal = 1 };
+    Cdb cdb(mmc::kBlank);
+    cdb[1] = immediate | (full ? kWholeDisc : kMinimal);
+    // A refusal shows at the first poll: the drive is not busy.
+    SendDirect(*this, SRB_DIR_IN, cdb, nullptr, 0, 9600);
+}
+
+bool CAspiCD::IsBlankingInProgress(int* percent) {
+    std::array<uint8_t, 255> info = {};
+    Cdb cdb(mmc::kReadDiscInformation);
+    cdb[8] = info.size();
+    const DirectResult result =
+        SendDirect(*this, SRB_DIR_IN, cdb, info.data(), info.size(), 0, kLongSenseBytes);
+    const uint8_t ascq = result.Ascq();
+    const bool busy = result.Key() == kKeyNotReady && result.Asc() == kAscNotReady &&
+                      (ascq == 4 || ascq == 7 || ascq == 8);
+    if (busy && percent != nullptr) {
+        constexpr uint8_t progressValid = 0x80; // sense-key specific bytes hold a progress
+        *percent = (result.sense[15] & progressValid) != 0
+                       ? LoadBe16(&result.sense[16]) * 100 / 65'536
+                       : -1;
+    }
+    return busy;
+}
+
+void CAspiCD::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
+                                  const CancelFunctor* cancel) {
+    const CancelScope cancelScope(*this, cancel);
+    const int64_t capacity = GetDvdBytes();
+    m_bZeroFill = true;
+    m_nStartOffset = offset;
+    m_nCurrentOffset = offset;
+    m_nFinalOffset = 0;
+    if (IsCancelled(cancel))
+        return;
+    std::fill_n(m_pWriteBuffer.get(), kDvdBufferBytes, uint8_t{0});
+    PrepareDvdMedia(offset);
+    m_nFinalOffset = quick ? offset + static_cast<int64_t>(kDvdBufferBytes) : capacity;
+    for (size_t half = 0; half < kDvdBufferBytes; half += kDvdChunkBytes) {
+        if (!WriteNextChunk(*this, m_pWriteBuffer.get() + half))
+            return;
+        ReportProgress(*this, progress);
+    }
+    if (quick)
+        return;
+    while (!IsCancelled(cancel)) {
+        ReportProgress(*this, progress);
+        if (!WriteNextChunk(*this, m_pWriteBuffer.get()))
+            return;
+    }
+}
+
+void CAspiCD::FormatPlusRw(CScsiCommand& command) {
+    if (CurrentType(*this) != kUnformattedMedia)
+        return;
+    constexpr uint8_t fromTheStart = 0;
+    if (SendFormatUnit(command, kPlusRwFormat, PlusRwFormatBlocks(*this), fromTheStart) != 0)
+        throw CgrowisofsException("format command failed");
+    WaitForFormat(command);
+    if (SynchronizeCache(command, false) != 0)
+        throw CgrowisofsException("flush failed");
+}
+
+int CAspiCD::RestartPlusRwFormat(CScsiCommand& command, int64_t size) {
+    if (!m_bDaoOnly && size != 0 && FitsCurrentFormat(*this, size))
+        return 0;
+    constexpr uint8_t restart = 1;
+    if (SendFormatUnit(command, kPlusRwFormat, PlusRwFormatBlocks(*this), restart) != 0)
+        return 1;
+    WaitForFormat(command);
+    return 0;
+}
+
+int CAspiCD::QuickGrowMinusRw(CScsiCommand& command, int64_t size) {
+    const bool formatted = CurrentType(*this) == kFormattedMedia;
+    if (formatted && size != 0 && FitsCurrentFormat(*this, size))
+        return 0;
+    const uint8_t* const growable = FindFormat(*this, kQuickGrowFormat);
+    if (growable == nullptr) {
+        // The disc is quick formatted: its session has to be closed in the end.
+        if (!formatted)
+            m_bQuickGrown = true;
+        return 0;
+    }
+    if (formatted && LoadBe32(growable) == 0)
+        return 0; // nowhere to grow
+    m_bQuickGrown = true;
+    if (SendFormatUnit(command, kQuickGrowFormat, 0, kEccBlocks) != 0)
+        return 1;
+    return WaitForFormat(command);
+}
+
+} // namespace larkspin
