@@ -1,0 +1,119 @@
+// Appending to a DVD: where the old volume lies and the new session begins, and the update of the
+// volume descriptors on media that are written in place.
+#include "drive/dvd_detail.h"
+#include "drive/mmc.h"
+#include "drive/scsi_command.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int32_t kDescriptorBlock = 16;    // first volume descriptor of a session (ECMA-119 6.2.1)
+constexpr size_t kDescriptorIdentifier = 1; // "CD001" (ECMA-119 8.1.2)
+constexpr uint8_t kTerminator = 255;        // volume descriptor set terminator (ECMA-119 8.3)
+
+bool IsWrittenInPlace(uint32_t profile) {
+    return profile == mmc::kProfileDvdRam || profile == mmc::kProfileDvdMinusRwOverwrite ||
+           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
+}
+
+// Copies a volume descriptor over an older one, with the space size of both parts together.
+void ReplaceDescriptor(uint8_t* older, const uint8_t* newer, uint32_t spaceSize) {
+    std::memcpy(older, newer, kDvdBlockBytes);
+    StoreBoth32(older + kVolumeSpaceSize, spaceSize);
+}
+
+} // namespace
+
+int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_t* previousStart) {
+    if (!IsWrittenInPlace(m_nProfile & 0xFFFF))
+        return ReadSequentialSessionStart(previousStart);
+    // A volume has its descriptor inside and ends on a disc that can be addressed. Any other size
+    // would put the new data over the old.
+    const int64_t size = LoadLe32(descriptor.data() + kVolumeSpaceSize);
+    if (size <= kDescriptorBlock || size > INT32_MAX - int64_t{kEccBlocks})
+        throw CgrowisofsException("previous session is not iso9660");
+    *previousStart = kDescriptorBlock;
+    m_nNextStart = static_cast<int32_t>(BlocksInFullEcc(size * kDvdBlockBytes));
+    return m_nNextStart;
+}
+
+int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
+    constexpr uint8_t incomplete = 1;
+    if ((m_abyDiscInfo[2] & 3) != incomplete)
+        throw CgrowisofsException("disk is finalized, cannot append");
+    constexpr uint8_t lastSessionIncomplete = 4;
+    if ((m_abyDiscInfo[2] & 0x0C) > lastSessionIncomplete)
+        throw CgrowisofsException("last disk session is not empty");
+    m_nNextTrack = m_abyDiscInfo[10] << 8 | m_abyDiscInfo[5];
+
+    CScsiCommand command(*this);
+    std::array<uint8_t, 36> track = {};
+    if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0)
+        throw CgrowisofsException(command.Asc() == mmc::kAscInvalidFieldInCdb
+                                      ? "disk already full"
+                                      : "cannot read track information");
+    std::array<uint8_t, 12> toc = {};
+    command[0] = mmc::kReadToc;
+    command[2] = 1; // session information
+    command[8] = toc.size();
+    if (command.Transport(Direction::READ, toc.data(), toc.size()) != 0)
+        throw CgrowisofsException("cannot read session info");
+    *previousStart = static_cast<int32_t>(LoadBe32(&toc[8]) + kDescriptorBlock);
+    m_nNextStart = static_cast<int32_t>(LoadBe32(&track[8]));
+    return m_nNextStart;
+}
+
+void CAspiCD::UpdateVolumeDescriptors() {
+    // With nothing written the old descriptors still tell the truth; the new ones, if a cancelled
+    // recording got as far as reading them, would hide the old files behind data that isn't there.
+    if (m_nSessionStart == 0 || !m_bMediaWritten)
+        return;
+    uint8_t* const older = m_pWriteBuffer.get();
+    const uint8_t* const newer = m_pWriteBuffer.get() + kDvdChunkBytes;
+    if (ReadOverwriteDescriptors(older) == 0)
+        return;
+    if (!IsPrimaryDescriptor(newer))
+        throw CgrowisofsException("internal error #1023");
+    const uint32_t size =
+        LoadLe32(newer + kVolumeSpaceSize) + static_cast<uint32_t>(m_nSessionStart);
+    ReplaceDescriptor(older, newer, size);
+    for (size_t i = 1; i < kDvdChunkBlocks; ++i) {
+        uint8_t* const old = older + i * kDvdBlockBytes;
+        const uint8_t* const fresh = newer + i * kDvdBlockBytes;
+        if (fresh[0] == kTerminator || fresh[0] != old[0] ||
+            std::memcmp(fresh + kDescriptorIdentifier, "CD001", 5) != 0)
+            break;
+        ReplaceDescriptor(old, fresh, size);
+    }
+    if (WriteDvdChunk(older, kDescriptorBlock * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes))
+        throw CgrowisofsException(
+            "unable to update volume descriptors, added data may be not accessible");
+}
+
+int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
+    const uint32_t profile = m_nProfile & 0xFFFF;
+    if (!IsWrittenInPlace(profile))
+        return 0; // sequential media have true sessions
+    if (profile == mmc::kProfileDvdMinusRwOverwrite) {
+        m_bStopAfterFinish = false;
+        FinishMinusRw();
+        m_bStopAfterFinish = true;
+    } else if (profile != mmc::kProfileDvdRam && FlushDvdCache(true) != 0) {
+        throw CgrowisofsException("internal error #1008");
+    }
+    CScsiCommand command(*this);
+    command[0] = mmc::kRead10;
+    StoreBe32(&command[2], kDescriptorBlock);
+    StoreBe16(&command[7], kDvdChunkBlocks);
+    if (command.Transport(Direction::READ, buffer, kDvdChunkBytes) != 0)
+        throw CgrowisofsException("disk read error");
+    return 1;
+}
+
+} // namespace larkspin
