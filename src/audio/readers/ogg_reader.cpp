@@ -1,9 +1,9 @@
 #include "audio/readers/ogg_reader.h"
 
+#include "audio/readers/seek_from.h"
 #include "audio/source_limits.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace larkspin {
 
@@ -21,17 +21,7 @@ size_t ReadFile(void* buffer, size_t size, size_t count, void* source) {
 }
 
 int SeekFile(void* source, ogg_int64_t offset, int whence) {
-    int64_t base = 0;
-    if (whence == SEEK_CUR) {
-        base = File(source).Tell();
-    } else if (whence == SEEK_END) {
-        base = File(source).Size();
-    }
-    int64_t target = 0;
-    if (base < 0 || __builtin_add_overflow(base, offset, &target) || target < 0) {
-        return -1;
-    }
-    return File(source).Seek(static_cast<uint64_t>(target)) ? 0 : -1;
+    return SeekFrom(File(source), offset, whence) < 0 ? -1 : 0;
 }
 
 int KeepOpen(void* /*source*/) {

@@ -1,0 +1,56 @@
+// A Monkey's Audio file, decoded on a thread of its own.
+//
+// m_nBits is what the file says; the chain refuses what is neither 8 nor 16.
+//
+// Constructor failures: "cannot open", "Internal error #111" (no thread).
+#pragma once
+
+#include "audio/piped_reader.h"
+#include "audio/probe.h"
+#include "audio/readers/libav_ape.h"
+#include "platform/files.h"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+namespace larkspin {
+
+class CAPEReader : public CPipedReader {
+  public:
+    CAPEReader(const std::u16string& name, IFileSystem& files);
+    ~CAPEReader() override;
+
+    // Positions in whole seconds, callable on any thread. SetPosition takes effect at the next
+    // block that is decoded; what is in the pipe by then still comes first.
+    virtual void SetPosition(uint32_t seconds) { m_nSeekSeconds = seconds; }
+    virtual uint32_t GetPosition() const;
+    virtual uint32_t GetDuration() const;
+
+  protected:
+    void Decode() override;
+
+  private:
+    friend std::optional<AudioProbe> ProbeApe(const std::u16string& name, IFileSystem& files);
+
+    // The file, for the decompressor: only reading and moving do anything.
+    class MyIO;
+
+    // Reads the header and starts no thread; m_nLength is not filled in.
+    struct HeaderOnly {};
+    CAPEReader(const std::u16string& name, IFileSystem& files, HeaderOnly tag);
+
+    uint64_t PcmBytes() const;
+
+    std::unique_ptr<MyIO> m_pIO; // outlives m_pDecompress, which reads it
+    std::unique_ptr<IAPEDecompress> m_pDecompress;
+    uint32_t m_nDurationSeconds = 0;
+    int64_t m_nTotalBlocks = 0;               // samples of each channel
+    int32_t m_nBlockAlign = 0;                // bytes of a block
+    std::atomic<int64_t> m_nSeekSeconds = -1; // -1: none is asked for
+};
+
+// From the header alone.
+std::optional<AudioProbe> ProbeApe(const std::u16string& name, IFileSystem& files);
+
+} // namespace larkspin
