@@ -1,5 +1,6 @@
 #include "audio/piped_reader.h"
 
+#include <new>
 #include <system_error>
 
 namespace larkspin {
@@ -11,7 +12,11 @@ CPipedReader::~CPipedReader() {
 void CPipedReader::StartDecoder(const char* failureText) {
     try {
         m_hThread = std::thread([this] {
-            Decode();
+            try {
+                Decode();
+            } catch (const std::bad_alloc&) {
+                // Ends the stream early, as any failure of a decoder does.
+            }
             m_pipe.CloseWrite();
         });
     } catch (const std::system_error&) {

@@ -10,7 +10,7 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint64_t kMaxLength = std::numeric_limits<int32_t>::max();
+constexpr int64_t kMaxLength = std::numeric_limits<int32_t>::max();
 constexpr size_t kMaxText = 127; // what CReaderException keeps
 constexpr std::string_view kTooLong = "it is longer than 2 GiB of sound.";
 
@@ -40,7 +40,7 @@ std::string Shortened(std::string name, size_t bytes) {
 } // namespace
 
 int32_t CheckedLength(const std::u16string& name, uint64_t bytes) {
-    if (bytes > kMaxLength) {
+    if (bytes > uint64_t{kMaxLength}) {
         Refuse(name, kTooLong);
     }
     return static_cast<int32_t>(bytes);
@@ -61,11 +61,13 @@ void CheckSource(const std::u16string& name, const CReader& source) {
     if (source.m_nLength <= 0) {
         Refuse(name, "it holds no sound, or does not say how much.");
     }
+    // Both the widened and the finished length have a field to fit.
+    const int64_t widened = int64_t{source.m_nLength} * (source.m_nBits == 16 ? 1 : 2);
     const AudioProbe probe = {.bytes = static_cast<uint64_t>(source.m_nLength),
                               .bits = source.m_nBits,
                               .rate = source.m_nSampleRate,
                               .channels = source.m_nChannels};
-    if (NormalisedLength(probe) > kMaxLength) {
+    if (widened > kMaxLength || NormalisedLength(probe) > kMaxLength) {
         Refuse(name, kTooLong);
     }
 }

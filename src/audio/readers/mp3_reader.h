@@ -1,0 +1,44 @@
+// CMP3Reader: MPEG audio of all layers through libmad, decoded on a thread of its own.
+//
+// The constructor walks all frame headers once, which gives the length without any synthesis. The
+// headers alone are trusted: rate and channels of the last frame stand for the whole file, and
+// frames of another kind are passed on as they are. Junk and tags between frames are skipped. A
+// last frame that isn't followed by 8 more bytes is neither counted nor decoded, since libmad asks
+// for that much behind a frame.
+//
+// The file is read through a window of fixed size that moves on, not mapped: a mapped file that
+// shrinks or can't be read any more would end the process instead of the stream.
+#pragma once
+
+#include "audio/piped_reader.h"
+#include "audio/probe.h"
+#include "audio/readers/mp3_dither.h"
+#include "platform/files.h"
+
+#include <array>
+#include <memory>
+#include <optional>
+
+namespace larkspin {
+
+class CMpegStream;
+
+class CMP3Reader final : public CPipedReader {
+  public:
+    // Throws CReaderException: "Cannot open %s." for a file that can't be opened or is empty,
+    // "Error parsing MP3 file %s." for one without frames or that can't be read to its end,
+    // "Internal error #211." when no thread can be had; refuses what decodes to more than 2 GiB
+    // (source_limits.h).
+    explicit CMP3Reader(const std::u16string& name, IFileSystem& files = PosixFiles());
+    ~CMP3Reader() override;
+
+  private:
+    void Decode() override;
+
+    std::unique_ptr<CMpegStream> m_pStream; // the thread's alone while it runs
+    std::array<CMp3Dither, 2> m_Dither;     // for each channel; the thread's alone
+};
+
+std::optional<AudioProbe> ProbeMp3(const std::u16string& name, IFileSystem& files);
+
+} // namespace larkspin

@@ -1,0 +1,184 @@
+#include "audio/readers/wav_reader.h"
+
+#include "audio/source_limits.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <string_view>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint16_t kPcmFormatTag = 1;
+constexpr uint32_t kChunkHeaderBytes = 8; // identifier and size
+constexpr uint32_t kFormTypeBytes = 4;
+constexpr uint32_t kFormatBytes = 16; // of a "fmt " chunk, up to the bits per sample
+
+uint16_t Le16(const uint8_t* at) {
+    return static_cast<uint16_t>(at[0] | at[1] << 8);
+}
+
+uint32_t Le32(const uint8_t* at) {
+    return Le16(at) | static_cast<uint32_t>(Le16(at + 2)) << 16;
+}
+
+// Reads until `bytes` are there or the file ends or fails; the count.
+size_t ReadFully(ISequentialFile& file, void* buffer, size_t bytes) {
+    size_t filled = 0;
+    while (filled < bytes) {
+        const std::ptrdiff_t got =
+            file.Read(static_cast<uint8_t*>(buffer) + filled, bytes - filled);
+        if (got <= 0) {
+            break;
+        }
+        filled += static_cast<size_t>(got);
+    }
+    return filled;
+}
+
+struct Chunk {
+    std::array<char, 4> id = {};
+    uint64_t offset = 0; // of the contents, in the file
+    uint32_t size = 0;
+
+    bool Is(std::string_view name) const { return std::string_view(id.data(), id.size()) == name; }
+    uint64_t End() const { return offset + size; }
+    // Chunks begin at even distances; an odd one is followed by a pad byte.
+    uint64_t Next() const { return End() + (size & 1); }
+};
+
+// What a walk over a WAVE file finds.
+struct WavFile {
+    std::unique_ptr<ISequentialFile> file;
+    WavFormat format;
+    Chunk data;
+};
+
+class WavWalk {
+  public:
+    explicit WavWalk(ISequentialFile& file) : m_file(file) {}
+
+    // False if there is no form WAVE, a chunk reaches beyond it, or a part is missing.
+    bool Run(WavFile* found) {
+        Chunk riff;
+        if (!FindForm(&riff)) {
+            return false;
+        }
+        bool hasFormat = false;
+        bool hasData = false;
+        uint64_t at = riff.offset + kFormTypeBytes;
+        Chunk chunk;
+        while (at + kChunkHeaderBytes <= riff.End() && ReadHeader(at, &chunk)) {
+            if (chunk.End() > riff.End()) {
+                return false;
+            }
+            if (chunk.Is("fmt ") && !hasFormat) {
+                if (!ReadFormat(chunk, &found->format)) {
+                    return false;
+                }
+                hasFormat = true;
+            } else if (chunk.Is("data") && !hasData) {
+                found->data = chunk;
+                hasData = true;
+            }
+            at = chunk.Next();
+        }
+        return m_nChunks <= kMaxWavChunks && hasFormat && hasData && found->data.size > 0;
+    }
+
+  private:
+    bool FindForm(Chunk* riff) {
+        uint64_t at = 0;
+        while (ReadHeader(at, riff)) {
+            std::array<char, kFormTypeBytes> form = {};
+            if (riff->Is("RIFF") && ReadFully(m_file, form.data(), form.size()) == form.size() &&
+                std::string_view(form.data(), form.size()) == "WAVE") {
+                return true;
+            }
+            at = riff->Next();
+        }
+        return false;
+    }
+
+    bool ReadHeader(uint64_t at, Chunk* chunk) {
+        std::array<uint8_t, kChunkHeaderBytes> header = {};
+        if (++m_nChunks > kMaxWavChunks || !m_file.Seek(at) ||
+            ReadFully(m_file, header.data(), header.size()) != header.size()) {
+            return false;
+        }
+        std::copy_n(header.begin(), chunk->id.size(), chunk->id.begin());
+        chunk->size = Le32(header.data() + 4);
+        chunk->offset = at + kChunkHeaderBytes;
+        return true;
+    }
+
+    // The chunk must be there as a whole, but only its first fields are read.
+    bool ReadFormat(const Chunk& chunk, WavFormat* format) {
+        const int64_t size = m_file.Size();
+        if (size < 0 || chunk.End() > static_cast<uint64_t>(size)) {
+            return false;
+        }
+        std::array<uint8_t, kFormatBytes> fields = {};
+        const size_t wanted = std::min(kFormatBytes, chunk.size);
+        if (ReadFully(m_file, fields.data(), wanted) != wanted) {
+            return false;
+        }
+        format->wFormatTag = Le16(fields.data());
+        format->nChannels = Le16(fields.data() + 2);
+        format->nSamplesPerSec = Le32(fields.data() + 4);
+        format->wBitsPerSample = Le16(fields.data() + 14);
+        return true;
+    }
+
+    ISequentialFile& m_file;
+    int m_nChunks = 0;
+};
+
+bool OpenWav(const std::u16string& name, IFileSystem& files, WavFile* found) {
+    found->file = files.OpenSequential(name);
+    return found->file && WavWalk(*found->file).Run(found);
+}
+
+int32_t ClampToInt(uint32_t value) {
+    return static_cast<int32_t>(std::min<uint32_t>(value, std::numeric_limits<int32_t>::max()));
+}
+
+} // namespace
+
+CWavReader::CWavReader(const std::u16string& name, IFileSystem& files) {
+    WavFile wav;
+    if (!OpenWav(name, files, &wav) || !wav.file->Seek(wav.data.offset)) {
+        throw CReaderException(Format("Cannot open %s.", ToNative(name).c_str()));
+    }
+    m_nLength = CheckedLength(name, wav.data.size);
+    m_nSampleRate = ClampToInt(wav.format.nSamplesPerSec);
+    m_nChannels = wav.format.nChannels;
+    m_nBits = wav.format.wBitsPerSample;
+    m_pFile = std::move(wav.file);
+    m_nDataLeft = wav.data.size;
+}
+
+void CWavReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
+    const uint32_t wanted = std::min(bytes, m_nDataLeft);
+    const auto got = static_cast<uint32_t>(ReadFully(*m_pFile, buffer, wanted));
+    // After a short read nothing more is to come, whatever becomes of the file.
+    m_nDataLeft = got < wanted ? 0 : m_nDataLeft - got;
+    if (bytesRead != nullptr) {
+        *bytesRead = got;
+    }
+}
+
+std::optional<AudioProbe> ProbeWav(const std::u16string& name, IFileSystem& files) {
+    WavFile wav;
+    if (!OpenWav(name, files, &wav) || wav.format.wFormatTag != kPcmFormatTag) {
+        return std::nullopt;
+    }
+    return AudioProbe{.bytes = wav.data.size,
+                      .bits = wav.format.wBitsPerSample,
+                      .rate = ClampToInt(wav.format.nSamplesPerSec),
+                      .channels = wav.format.nChannels};
+}
+
+} // namespace larkspin

@@ -1,0 +1,46 @@
+// CWavReader: the samples of a RIFF file of form WAVE (Microsoft/IBM "Multimedia Programming
+// Interface and Data Specifications 1.0"), read on the caller's thread.
+//
+// The first "fmt " and the first "data" chunk of the first RIFF chunk of form WAVE count, in either
+// order; all other chunks are skipped. A chunk that reaches beyond the RIFF chunk spoils the file.
+// The size of the data chunk is believed even where the file is shorter: the stream then ends
+// early. Files of more than kMaxWavChunks chunks are no real ones and fail.
+#pragma once
+
+#include "audio/probe.h"
+#include "audio/reader.h"
+#include "platform/files.h"
+
+#include <memory>
+#include <optional>
+
+namespace larkspin {
+
+constexpr int kMaxWavChunks = 65536;
+
+// The fields of a "fmt " chunk that matter here. A shorter chunk leaves the rest 0.
+struct WavFormat {
+    uint16_t wFormatTag = 0;
+    uint16_t nChannels = 0;
+    uint32_t nSamplesPerSec = 0;
+    uint16_t wBitsPerSample = 0;
+};
+
+class CWavReader final : public CReader {
+  public:
+    // Any format tag is read as PCM of the width that the file states; paths may have any length.
+    // Throws CReaderException "Cannot open %s." with the name for all failures, and refuses more
+    // than 2 GiB of data (source_limits.h).
+    explicit CWavReader(const std::u16string& name, IFileSystem& files = PosixFiles());
+    // Delivers no more than the data chunk holds. A failed read is the end.
+    void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
+
+  private:
+    std::unique_ptr<ISequentialFile> m_pFile; // positioned in the data chunk
+    uint32_t m_nDataLeft = 0;
+};
+
+// The data chunk of a file whose format tag is 1, PCM. Nothing for any other.
+std::optional<AudioProbe> ProbeWav(const std::u16string& name, IFileSystem& files);
+
+} // namespace larkspin

@@ -1,0 +1,35 @@
+// CResampler: brings 16-bit audio of one or two channels to another sample rate, on a thread of
+// its own. The arithmetic is CRateConverter's.
+//
+// Rates within 1 part in 10,000 of each other count as equal: the stream is copied. Nothing is
+// flushed at the end, so that the last 16 or so input samples have no output of their own.
+#pragma once
+
+#include "audio/piped_reader.h"
+
+#include <memory>
+#include <vector>
+
+namespace larkspin {
+
+class CResampler final : public CPipedReader {
+  public:
+    // The source has one or two channels and a rate within the limits of source_limits.h; whoever
+    // builds a chain has checked that. Throws CReaderException "Internal error #183." without a
+    // source, "Internal error #184." for a source that has not 16 bits and "Internal error #186."
+    // when no thread can be had. Claims the source's length over the ratio of the rates, with the
+    // fraction dropped.
+    CResampler(std::unique_ptr<CReader> source, int32_t targetRate);
+    // Waits until a Read of the source that is under way returns.
+    ~CResampler() override;
+
+  private:
+    void Decode() override;
+    bool ReadBlock(std::vector<int16_t>* block);
+
+    std::unique_ptr<CReader> m_pSource; // the thread's alone while it runs
+    int32_t m_nTargetRate;
+    double m_dRatio = 1; // input samples per output sample
+};
+
+} // namespace larkspin

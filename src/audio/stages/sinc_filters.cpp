@@ -1,0 +1,51 @@
+#include "audio/stages/sinc_filters.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int kMaxPhases = 320;
+constexpr int kBaseFilterLen = 31;
+
+// A sinc of cut-off `fcn` at `x` of 0 to `l` input samples, its middle at l / 2.
+double BlackmanSinc(double x, double fcn, double l) {
+    constexpr double kPi = std::numbers::pi;
+    const double wcn = kPi * fcn;
+    x = std::clamp(x / l, 0.0, 1.0);
+    const double x2 = x - 0.5;
+    if (std::fabs(x2) < 1e-9) {
+        return wcn / kPi;
+    }
+    const double window = 0.42 - 0.5 * std::cos(2 * x * kPi) + 0.08 * std::cos(4 * x * kPi);
+    return window * std::sin(l * wcn * x2) / (kPi * l * x2);
+}
+
+} // namespace
+
+CSincFilters::CSincFilters(int32_t sourceRate, int32_t targetRate)
+    : m_nFilterLen(kBaseFilterLen + (sourceRate % targetRate == 0 ? 1 : 0)),
+      m_nPhases(std::min(targetRate / std::gcd(sourceRate, targetRate), kMaxPhases)),
+      m_nStride((static_cast<size_t>(m_nFilterLen) + kLanes) / kLanes * kLanes),
+      m_Coefficients((2 * static_cast<size_t>(m_nPhases) + 1) * m_nStride, 0.0F) {
+    // As a fraction of the source's Nyquist frequency.
+    const double cutOff = std::min(1.0, 1.0 / (static_cast<double>(sourceRate) / targetRate));
+    for (int j = 0; j <= 2 * m_nPhases; ++j) {
+        const double offset = static_cast<double>(j - m_nPhases) / (2.0 * m_nPhases);
+        float* filter = m_Coefficients.data() + static_cast<size_t>(j) * m_nStride;
+        double sum = 0;
+        for (int i = 0; i <= m_nFilterLen; ++i) {
+            filter[i] = static_cast<float>(BlackmanSinc(i - offset, cutOff, m_nFilterLen));
+            sum += filter[i];
+        }
+        for (int i = 0; i <= m_nFilterLen; ++i) {
+            filter[i] = static_cast<float>(filter[i] / sum);
+        }
+    }
+}
+
+} // namespace larkspin
