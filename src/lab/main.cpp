@@ -1,0 +1,38 @@
+// larkspin-lab: parts of Larkspin on the command line, for tests, benchmarks and the curious.
+#include "lab/commands.h"
+
+#include <cstdio>
+#include <string_view>
+
+namespace {
+
+using larkspin::lab::Arguments;
+
+struct Command {
+    std::string_view name;
+    const char* usage;
+    int (*run)(Arguments arguments);
+};
+
+constexpr Command kCommands[] = {
+    {"audio", "audio FILE > PCM", larkspin::lab::RunAudio},
+    {"length", "length FILE...", larkspin::lab::RunLength},
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const Arguments arguments(argv, static_cast<size_t>(argc));
+    if (arguments.size() >= 2) {
+        for (const Command& command : kCommands) {
+            if (command.name == arguments[1]) {
+                return command.run(arguments.subspan(2));
+            }
+        }
+    }
+    std::fputs("Usage:\n", stderr);
+    for (const Command& command : kCommands) {
+        std::fprintf(stderr, "  larkspin-lab %s\n", command.usage);
+    }
+    return 2;
+}
