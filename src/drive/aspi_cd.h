@@ -221,6 +221,9 @@ class CAspiCD : public IBlockReader {
     // Asked by the waits inside a DVD operation that have no end of their own; set for the length
     // of WriteDvdFromHandle and FormatDvdRewritable.
     const CancelFunctor* m_pCancel = nullptr;
+
+  private:
+    void TakeDiskInfo(std::span<const uint8_t> info);
 };
 
 constexpr size_t kDvdChunkBytes = 32768;

@@ -13,9 +13,14 @@ class DriveList {
 
     DriveList() = default;
 
-    // Walks all addresses of a new transport once and keeps every drive met. An old transport is
-    // released first. `port` must outlive the list.
+    // Walks all addresses of a new transport once and keeps every drive met. The old drives and
+    // their transport are released first. `port` and `clock` must outlive the list. NoTransport
+    // leaves an empty list.
+    //
+    // Through an ASPI library a drive has no letter of its own; it gets one by its place in the
+    // list, "C" for the first, as long as there are letters.
     ScanResult ScanDrives(IScsiPort& port, IClock& clock, std::vector<std::string> libraries);
+    // Lets go of all drives; one whose recording is still open closes it first.
     void ReleaseDrives();
 
     size_t Count() const { return m_drives.size(); }
@@ -23,6 +28,8 @@ class DriveList {
     CAspiCD& At(size_t index) { return *m_drives.at(index); }
 
   private:
+    void MeetDrive(uint8_t adapter, uint8_t target, uint8_t lun);
+
     std::unique_ptr<CAspiTransport> m_pTransport; // outlives the drives: declared first
     std::vector<std::unique_ptr<CAspiCD>> m_drives;
 };

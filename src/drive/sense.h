@@ -19,6 +19,13 @@ enum AdditionalSense : uint8_t {
     kAscMediumNotPresent = 0x3A,
 };
 
+// Qualifiers of kAscNotReady.
+enum NotReadyQualifier : uint8_t {
+    kAscqFormatInProgress = 0x04,
+    kAscqOperationInProgress = 0x07,
+    kAscqLongWrite = 0x08,
+};
+
 // Sense of this many bytes reaches up to the code and its qualifier.
 constexpr uint8_t kShortSenseBytes = 14;
 // Sense of this many bytes holds the progress indication too.

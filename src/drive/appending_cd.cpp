@@ -1,0 +1,33 @@
+// CAspiCD: where the last session of a CD begins.
+#include "drive/direct_command.h"
+#include "drive/mmc.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+int CAspiCD::ReadMultiSessionStart(int32_t* address) {
+    constexpr uint16_t kLengthBytes = 4;
+    constexpr size_t kFirstBlockOfSession = 8;
+    std::array<uint8_t, 256> toc = {};
+    const auto read = [&](uint16_t allocation) {
+        Cdb cdb(mmc::kReadToc);
+        cdb[2] = 1; // session information
+        StoreBe16(&cdb[7], allocation);
+        return !SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), allocation).Failed();
+    };
+    if (!read(kLengthBytes))
+        return -1;
+    const size_t wanted = LoadBe16(toc.data()) + size_t{2};
+    // Taking the first session for the last would hide every later one from the new volume.
+    if (wanted < kFirstBlockOfSession + 4)
+        return -1;
+    if (!read(static_cast<uint16_t>(std::min(wanted, toc.size()))))
+        return -1;
+    if (address != nullptr)
+        *address = static_cast<int32_t>(LoadBe32(&toc[kFirstBlockOfSession]));
+    return 0;
+}
+
+} // namespace larkspin

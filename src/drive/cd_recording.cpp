@@ -1,0 +1,229 @@
+// CAspiCD: recording a CD, track at once and session at once.
+#include "drive/direct_command.h"
+#include "drive/mmc.h"
+#include "drive/mode_pages.h"
+#include "drive/waiting.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint32_t kDataBlockBytes = 2048;
+constexpr int32_t kPreGapBlocks = 150;
+
+// At most this many blocks go into one WRITE: 32,768 bytes of data, 18,816 bytes of audio.
+constexpr int32_t kDataChunkBlocks = 16;
+constexpr int32_t kOtherChunkBlocks = 8;
+
+constexpr uint32_t kWriteSeconds = 180;
+constexpr uint32_t kSyncSeconds = 120;
+constexpr uint32_t kCloseSeconds = 480;
+constexpr uint32_t kCalibrationSeconds = 60;
+
+constexpr uint32_t kFullBufferPauseMs = 40;
+
+constexpr uint64_t kLeadOutPollMs = 2000;
+// A lead-out takes two or three minutes at the slowest speed there is.
+constexpr uint64_t kLeadOutLimitMs = 30 * 60 * 1000;
+
+// Fields of the write parameters page (MMC), by byte.
+enum PageField : size_t {
+    kWriteType = 2,
+    kTrackMode = 3,
+    kDataBlockType = 4,
+    kSessionFormat = 8,
+    kCatalogNumber = 16, // 16 bytes
+};
+constexpr uint8_t kParametersSavable = 0x80;
+constexpr uint8_t kBufe = 0x40;
+constexpr uint8_t kWriteTypeTrackAtOnce = 1;
+constexpr uint8_t kWriteTypeSessionAtOnce = 2;
+constexpr uint8_t kNextSessionAllowed = 0xC0;
+constexpr uint8_t kDataTrack = 4;
+constexpr uint8_t kMode1Block = 8;
+
+int32_t ChunkBlocks(uint32_t blockSize) {
+    return blockSize == kDataBlockBytes ? kDataChunkBlocks : kOtherChunkBlocks;
+}
+
+enum class ChunkResult { Written, Cancelled, Failed };
+
+// One WRITE, sent again for as long as the drive's buffer is full.
+ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t blocks,
+                       const CancelFunctor* cancel, uint32_t blockSize) {
+    IClock& clock = drive.m_pTransport->Clock();
+    Cdb cdb(mmc::kWrite10);
+    StoreBe32(&cdb[2], static_cast<uint32_t>(address));
+    StoreBe16(&cdb[7], static_cast<uint16_t>(blocks));
+    const uint32_t length = static_cast<uint32_t>(blocks) * blockSize;
+    int attentions = 0;
+    while (!IsCancelled(cancel)) {
+        const DirectResult result =
+            SendDirect(drive, SRB_DIR_OUT, cdb, data, length, kWriteSeconds);
+        if (!result.Failed())
+            return ChunkResult::Written;
+        if (result.Key() == kKeyNotReady && result.Asc() == kAscNotReady) {
+            clock.Sleep(std::chrono::milliseconds(kFullBufferPauseMs));
+        } else if (result.Key() == kKeyUnitAttention && result.Asc() == kAscMediumChanged &&
+                   attentions < kMaxAttentionRepeats) {
+            ++attentions;
+            clock.Sleep(std::chrono::milliseconds(kAttentionPauseMs));
+        } else {
+            return ChunkResult::Failed;
+        }
+    }
+    return ChunkResult::Cancelled;
+}
+
+int WritePreGap(CAspiCD& drive, const CancelFunctor* cancel, uint32_t blockSize) {
+    const std::vector<uint8_t> zeros(size_t{kDataChunkBlocks} * blockSize);
+    int32_t address = drive.m_nNextAddress - kPreGapBlocks;
+    for (int32_t left = kPreGapBlocks; left > 0 && !IsCancelled(cancel);) {
+        const int32_t blocks = std::min(left, ChunkBlocks(blockSize));
+        if (drive.WriteBlocks(&address, zeros.data(), blocks, cancel, blockSize) != 0)
+            return 1;
+        left -= blocks;
+    }
+    return 0;
+}
+
+} // namespace
+
+int CAspiCD::SetTaoParameters() {
+    std::array<uint8_t, 256> page = {};
+    ModeSense(kPageWriteParameters, page);
+    page[kWriteType] = (page[kWriteType] & 0xF1) | kWriteTypeTrackAtOnce | kBufe;
+    page[kTrackMode] = (page[kTrackMode] & 0xF4) | kDataTrack | kNextSessionAllowed;
+    page[kDataBlockType] = (page[kDataBlockType] & 0xF8) | kMode1Block;
+    page[kSessionFormat] = 0;
+    std::fill_n(page.begin() + kCatalogNumber, 16, uint8_t{0});
+    ModeSelect(page);
+    return 0;
+}
+
+void CAspiCD::SendOpc() {
+    Cdb cdb(mmc::kSendOpcInformation);
+    cdb[1] = 1; // do it now
+    SendDirect(*this, SRB_DIR_OUT, cdb, nullptr, 0, kCalibrationSeconds);
+}
+
+int CAspiCD::PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,
+                             const CancelFunctor* cancel, uint32_t blockSize) {
+    if (m_pTransport->m_bUsePassThrough)
+        m_pTransport->LockAndDismount(m_pTransport->PortOf(m_byAdapter), m_byTarget, m_byLun);
+
+    std::array<uint8_t, 56> page = {};
+    std::array<uint8_t, kModeHeaderBytes> header = {};
+    if (ModeSense(kPageWriteParameters, page, header.data()) != 0)
+        return 1;
+    page[0] &= static_cast<uint8_t>(~kParametersSavable);
+    page[kWriteType] = (page[kWriteType] & 0xE2) | kWriteTypeSessionAtOnce;
+    ReadCapabilities();
+    if ((m_dwCapabilities & CAP_BUFE) != 0)
+        page[kWriteType] =
+            static_cast<uint8_t>((page[kWriteType] & ~kBufe) | (burnFree ? kBufe : 0));
+    SetVendorWriteOptions(burnFree, speedControl);
+    page[kTrackMode] &= 0x30;
+    page[kDataBlockType] &= 0xF0;
+    page[kSessionFormat] = 0;
+    if (ModeSelect(page, header.data()) != 0)
+        return 1;
+
+    if (IsCancelled(cancel))
+        return 0;
+    SendOpc();
+    ReadNextWritableAddress(nullptr);
+    if (IsCancelled(cancel))
+        return 0;
+
+    Cdb cdb(mmc::kSendCueSheet);
+    cdb[6] = static_cast<uint8_t>(cueSheet.size() >> 16);
+    StoreBe16(&cdb[7], static_cast<uint16_t>(cueSheet.size()));
+    std::vector<uint8_t> sheet(cueSheet.begin(), cueSheet.end());
+    const auto length = static_cast<uint32_t>(sheet.size());
+    if (SendDirect(*this, SRB_DIR_OUT, cdb, sheet.data(), length).Failed())
+        return 1;
+    return WritePreGap(*this, cancel, blockSize);
+}
+
+int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
+                         const CancelFunctor* cancel, uint32_t blockSize) {
+    // The request block has one pointer for both directions; nothing writes to the data.
+    auto* data = static_cast<uint8_t*>(const_cast<void*>(buffer));
+    while (count > 0) {
+        const int32_t blocks = std::min(count, ChunkBlocks(blockSize));
+        switch (WriteChunk(*this, *address, data, blocks, cancel, blockSize)) {
+        case ChunkResult::Cancelled:
+            return 0;
+        case ChunkResult::Failed:
+            return 1;
+        case ChunkResult::Written:
+            break;
+        }
+        count -= blocks;
+        data += static_cast<size_t>(blocks) * blockSize;
+        *address += blocks;
+    }
+    return 0;
+}
+
+int CAspiCD::SyncCache() {
+    SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache), nullptr, 0, kSyncSeconds);
+    return 0;
+}
+
+int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
+    IClock& clock = m_pTransport->Clock();
+    SyncCache();
+    const uint64_t start = clock.TickMs();
+    int busy = GetUnitBusy();
+    while (busy == 2 && clock.TickMs() - start < kLeadOutLimitMs) {
+        if (!SleepUnlessCancelled(clock, kLeadOutPollMs, cancel))
+            return 0;
+        busy = GetUnitBusy();
+    }
+    SyncCache();
+    return busy == 0 ? 0 : 1;
+}
+
+int CAspiCD::CloseSession() {
+    Cdb cdb(mmc::kCloseTrackSession);
+    cdb[2] = 2; // the session
+    const DirectResult result = SendDirect(*this, SRB_DIR_OUT, cdb, nullptr, 0, kCloseSeconds);
+    return HasSense(result.sense) || result.Unanswered() ? -1 : 0;
+}
+
+int CAspiCD::TestUnitReady() {
+    const DirectResult result = SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kTestUnitReady));
+    if (result.Unanswered())
+        return 1;
+    if (result.sense[0] == 0 || result.Key() == kKeyUnitAttention)
+        return 0;
+    return result.Key() == kKeyNotReady ? 2 : 1;
+}
+
+int CAspiCD::GetUnitBusy() {
+    if (const int readiness = TestUnitReady(); readiness != 0)
+        return readiness;
+    // Only the sense of this command matters. Its answer is fetched all the same: a device that
+    // wants to send bytes which nobody takes upsets ATAPI host adapters in the middle of a
+    // recording.
+    constexpr uint8_t kAnswerBytes = 4;
+    std::array<uint8_t, kAnswerBytes> answer = {};
+    Cdb cdb(mmc::kReadDiscInformation);
+    cdb[8] = kAnswerBytes;
+    const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, answer.data(), answer.size());
+    constexpr size_t kAdditionalLength = 7;
+    constexpr uint8_t kReachesQualifier = 6;
+    const bool isWriting =
+        result.Ascq() == kAscqLongWrite || result.Ascq() == kAscqOperationInProgress;
+    return result.Key() == kKeyNotReady && result.sense[kAdditionalLength] >= kReachesQualifier &&
+                   result.Asc() == kAscNotReady && isWriting
+               ? 2
+               : 0;
+}
+
+} // namespace larkspin

@@ -1,0 +1,59 @@
+#include "drive/drive_list.h"
+#include "drive/srb.h"
+
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint8_t kTargets = 8;
+constexpr uint8_t kLuns = 8;
+
+// Adapter count, or -1 when the transport does not answer as ASPI does.
+int AdapterCount(CAspiTransport& transport) {
+    const uint32_t info = transport.SupportInfo();
+    return (info >> 8 & 0xFF) == 1 ? static_cast<int>(info & 0xFF) : -1;
+}
+
+} // namespace
+
+DriveList::ScanResult DriveList::ScanDrives(IScsiPort& port, IClock& clock,
+                                            std::vector<std::string> libraries) {
+    ReleaseDrives();
+    auto transport = std::make_unique<CAspiTransport>(port, clock, std::move(libraries));
+    if (transport->LoadTransport() == 0)
+        return ScanResult::NoTransport;
+    const int adapters = AdapterCount(*transport);
+    if (adapters < 0)
+        return ScanResult::NoTransport;
+    m_pTransport = std::move(transport);
+
+    for (int adapter = 0; adapter < adapters; ++adapter) {
+        for (uint8_t target = 0; target < kTargets; ++target) {
+            for (uint8_t lun = 0; lun < kLuns; ++lun)
+                MeetDrive(static_cast<uint8_t>(adapter), target, lun);
+        }
+    }
+    return m_drives.empty() ? ScanResult::None : ScanResult::Found;
+}
+
+void DriveList::MeetDrive(uint8_t adapter, uint8_t target, uint8_t lun) {
+    auto drive = std::make_unique<CAspiCD>(target, adapter, lun, m_pTransport.get());
+    const uint8_t type = drive->GetDeviceType();
+    if (type != kTypeCdRom && type != kTypeWriteOnce)
+        return;
+    drive->ReadDriveName();
+    const auto place = static_cast<char16_t>(kFirstLetterIndex + m_drives.size());
+    if (!m_pTransport->m_bUsePassThrough && place <= kLastLetterIndex)
+        drive->m_wDriveLetter = static_cast<char16_t>(u'A' + place);
+    m_drives.push_back(std::move(drive));
+}
+
+void DriveList::ReleaseDrives() {
+    // The drives go first: one whose recording is still open closes it through the transport.
+    m_drives.clear();
+    m_pTransport.reset();
+}
+
+} // namespace larkspin

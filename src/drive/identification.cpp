@@ -1,0 +1,384 @@
+// CAspiCD: what lies in the drive. First the direct family, which serves the decisions of the jobs
+// on any disc; then the family of the DVD recorder.
+#include "drive/direct_command.h"
+#include "drive/dvd_detail.h"
+#include "drive/mmc.h"
+#include "drive/mode_pages.h"
+#include "drive/scsi_command.h"
+#include "drive/srb.h"
+#include "drive/waiting.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int32_t kFramesPerSecond = 75;
+constexpr int32_t kBlocksBeforeZero = 150;
+constexpr uint32_t kLongSeconds = 240;
+constexpr size_t kFullAnswer = 255;
+constexpr size_t kFeatureHeaderBytes = 8;
+constexpr size_t kFormatsBytes = 260;
+
+// Set in the profile numbers of DVDs, clear in those of CDs and BDs.
+constexpr uint32_t kDvdProfileBits = 0x30;
+
+// Byte 2 of READ DISC INFORMATION.
+constexpr uint8_t kErasableBit = 0x10;
+enum DiscStatus : uint8_t { kDiscEmpty = 0, kDiscIncomplete = 1 };
+uint8_t DiscStatusOf(const uint8_t* info) {
+    return info[2] & 3;
+}
+uint8_t LastSessionStateOf(const uint8_t* info) {
+    return info[2] >> 2 & 3;
+}
+constexpr uint8_t kEmptySession = 0;
+
+// Fields of READ DISC INFORMATION that hold an address as minutes, seconds and frames.
+constexpr size_t kLastSessionLeadIn = 17;
+constexpr size_t kLastLeadOut = 21;
+
+// READ FORMAT CAPACITIES: a list header, the current descriptor, then descriptors of 8 bytes.
+constexpr size_t kListHeaderBytes = 4;
+constexpr size_t kListLength = 3;
+constexpr size_t kCurrentBlocks = 4;
+constexpr size_t kCurrentType = 8; // low two bits
+constexpr uint8_t kFormatted = 2;
+constexpr size_t kBlockLength = 9; // 3 bytes
+constexpr uint8_t kFormatTypeFull = 0x00;
+constexpr uint8_t kFormatTypePlusRw = 0x26;
+
+// GET CONFIGURATION for the current profile only.
+DirectResult GetConfiguration(CAspiCD& drive, std::span<uint8_t> answer) {
+    Cdb cdb(mmc::kGetConfiguration);
+    cdb[1] = 1;
+    cdb[8] = static_cast<uint8_t>(answer.size());
+    return SendDirect(drive, SRB_DIR_IN, cdb, answer.data(), static_cast<uint32_t>(answer.size()));
+}
+
+DirectResult ReadDiscInformation(CAspiCD& drive, std::span<uint8_t> answer,
+                                 uint32_t timeoutSeconds = 0) {
+    Cdb cdb(mmc::kReadDiscInformation);
+    StoreBe16(&cdb[7], static_cast<uint16_t>(answer.size()));
+    return SendDirect(drive, SRB_DIR_IN, cdb, answer.data(), static_cast<uint32_t>(answer.size()),
+                      timeoutSeconds);
+}
+
+// Free blocks plus the next writable address, in an answer of READ TRACK INFORMATION.
+uint32_t EndOfFreeBlocks(std::span<const uint8_t> track) {
+    constexpr uint8_t kNextAddressValid = 1;
+    const uint32_t next = (track[7] & kNextAddressValid) != 0 ? LoadBe32(&track[12]) : 0;
+    return LoadBe32(&track[16]) + next;
+}
+
+// A count of blocks of the length that the capacity list gives, in blocks of 2048 bytes.
+uint32_t ScaleBlocks(std::span<const uint8_t> formats, uint32_t blocks) {
+    const uint32_t length =
+        uint32_t{formats[kBlockLength]} << 16 | LoadBe16(&formats[kBlockLength + 1]);
+    uint64_t scaled = blocks;
+    if (length > kDvdBlockBytes)
+        scaled *= length / kDvdBlockBytes;
+    else if (length > 0)
+        scaled /= kDvdBlockBytes / length;
+    return static_cast<uint32_t>(std::min<uint64_t>(scaled, INT32_MAX));
+}
+
+// Scaled blocks of the format descriptor of a type; 0 if the list has none.
+uint32_t FormatBlocks(std::span<const uint8_t> formats, uint8_t type) {
+    for (size_t offset = 8; offset < formats[kListLength]; offset += 8) {
+        const uint8_t* const descriptor = &formats[offset + kListHeaderBytes];
+        if (descriptor[4] >> 2 == type)
+            return ScaleBlocks(formats, LoadBe32(descriptor));
+    }
+    return 0;
+}
+
+// Capacity in blocks of 2048 bytes that a medium's list of formats tells; 0 for other media.
+uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats) {
+    switch (profile) {
+    case mmc::kProfileDvdRam:
+        return ScaleBlocks(formats, LoadBe32(&formats[kCurrentBlocks]));
+    case mmc::kProfileDvdMinusRwOverwrite:
+        return FormatBlocks(formats, kFormatTypeFull);
+    case mmc::kProfileDvdPlusRw:
+        return FormatBlocks(formats, kFormatTypePlusRw);
+    default:
+        return 0;
+    }
+}
+
+// The two steps by which a list of formats is read: its length, then all of it. `send` sends READ
+// FORMAT CAPACITIES with the allocation length given into `formats` and tells whether that worked.
+// False when a command failed or the two lengths make no sense.
+template <typename Send>
+bool ReadFormats(std::span<uint8_t> formats, uint8_t leastLength, const Send& send) {
+    constexpr uint16_t kFirstAllocation = 12;
+    std::ranges::fill(formats, uint8_t{0});
+    if (!send(kFirstAllocation))
+        return false;
+    const uint8_t length = formats[kListLength];
+    if (length % 8 != 0 || length < leastLength)
+        return false;
+    return send(static_cast<uint16_t>(length + kListHeaderBytes)) && formats[kListLength] == length;
+}
+
+// The current profile; 0 when there is no disc. A tray that may be open is closed once.
+uint32_t ReadProfileOfLoadedDisc(CAspiCD& drive, CScsiCommand& command) {
+    constexpr int kWithoutQualifier = 0xFFF00;
+    constexpr int kNoMedium = 0x23A00;
+    for (bool loaded = false;; loaded = true) {
+        std::array<uint8_t, 8> configuration = {};
+        command[0] = mmc::kGetConfiguration;
+        command[8] = configuration.size();
+        if (command.Transport(Direction::READ, configuration.data(), configuration.size()) != 0)
+            throw CAspiCD::CgrowisofsException("not a DVD drive");
+        const uint32_t profile = LoadBe16(&configuration[6]);
+        if (profile != 0 || loaded)
+            return profile;
+        command[0] = mmc::kTestUnitReady;
+        if ((command.Transport(Direction::NONE) & kWithoutQualifier) != kNoMedium)
+            return 0;
+        command[0] = mmc::kStartStopUnit;
+        command[4] = 3; // load
+        if (command.Transport(Direction::NONE) != 0)
+            throw CAspiCD::CgrowisofsException("cannot close tray");
+        drive.WaitForUnit(command);
+    }
+}
+
+} // namespace
+
+bool CAspiCD::HasCurrentProfile() {
+    if (!m_bConfigKnown) {
+        constexpr uint8_t kNoSuchConfiguration = 0x14;
+        std::array<uint8_t, kFeatureHeaderBytes> answer = {};
+        const DirectResult result = GetConfiguration(*this, answer);
+        m_bHasConfig = !(result.Key() == kKeyIllegalRequest &&
+                         result.Asc() == kNoSuchConfiguration && result.Ascq() == 0);
+        m_bConfigKnown = true;
+    }
+    return m_bHasConfig;
+}
+
+uint32_t CAspiCD::GetCurrentProfile() {
+    if (!HasCurrentProfile())
+        return kUnknownProfile;
+    std::array<uint8_t, kFeatureHeaderBytes> answer = {};
+    if (GetConfiguration(*this, answer).Failed())
+        return 0;
+    return LoadBe16(&answer[6]);
+}
+
+bool CAspiCD::IsDiskErasable() {
+    std::array<uint8_t, kFullAnswer> info = {};
+    return !ReadDiscInformation(*this, info).Failed() && (info[2] & kErasableBit) != 0;
+}
+
+void CAspiCD::ReadDiskInfo() {
+    m_nCapacity = 0;
+    m_nNextAddress = 0;
+    m_dwDiskState = 0;
+    m_dwDiskKnown = 0;
+
+    std::array<uint8_t, kFullAnswer> info = {};
+    DirectResult result = ReadDiscInformation(*this, info, kLongSeconds);
+    for (int repeat = 0; repeat < kMaxAttentionRepeats && result.Key() == kKeyUnitAttention &&
+                         result.Asc() == kAscMediumChanged;
+         ++repeat) {
+        m_pTransport->Clock().Sleep(std::chrono::milliseconds(kAttentionPauseMs));
+        result = ReadDiscInformation(*this, info, kLongSeconds);
+    }
+    if (!result.Failed())
+        TakeDiskInfo(info);
+
+    constexpr size_t kLastCompleteSession = 3;
+    std::array<uint8_t, 12> sessions = {};
+    Cdb cdb(mmc::kReadToc);
+    cdb[2] = 1; // session information
+    cdb[8] = sessions.size();
+    const bool hasSessions =
+        !SendDirect(*this, SRB_DIR_IN, cdb, sessions.data(), sessions.size()).Failed();
+    if (hasSessions && (m_dwDiskKnown & DISK_BLANK) == 0) {
+        m_dwDiskKnown |= DISK_BLANK;
+        if (sessions[kLastCompleteSession] == 0)
+            m_dwDiskState |= DISK_BLANK;
+    }
+}
+
+void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
+    if ((info[2] & kErasableBit) != 0)
+        m_dwDiskState |= DISK_ERASABLE;
+    const uint8_t status = DiscStatusOf(info.data());
+    if (status == kDiscEmpty) {
+        m_dwDiskState |= DISK_BLANK | DISK_APPENDABLE;
+    } else if (status == kDiscIncomplete && LastSessionStateOf(info.data()) == kEmptySession) {
+        m_dwDiskState |= DISK_APPENDABLE;
+        int32_t next = 0;
+        if (ReadSaoNextAddress(&next) == 0) {
+            m_nNextAddress = next + kBlocksBeforeZero;
+        } else {
+            // The lead-in of the last session, plus the minute that it takes.
+            const uint8_t* const msf = &info[kLastSessionLeadIn];
+            m_nNextAddress = ((msf[0] + 1) * 60 + msf[1]) * kFramesPerSecond + msf[2];
+        }
+    }
+    m_dwDiskKnown |= DISK_ERASABLE | DISK_BLANK | DISK_APPENDABLE;
+
+    const uint8_t* const leadOut = &info[kLastLeadOut];
+    if (leadOut[0] != 0xFF || leadOut[1] != 0xFF || leadOut[2] != 0xFF) {
+        m_dwDiskKnown |= DISK_CAPACITY_KNOWN;
+        m_nCapacity =
+            (leadOut[0] * 60 + leadOut[1]) * kFramesPerSecond + leadOut[2] - kBlocksBeforeZero;
+    }
+}
+
+int CAspiCD::ReadNextWritableAddress(int32_t* address) {
+    constexpr uint8_t kInvisibleTrack = 0xFF;
+    constexpr uint8_t kBlankTrack = 0x40;
+    constexpr uint8_t kReservedOrPackets = 0xB0; // reserved track, packet and fixed packet bits
+    constexpr uint8_t kNextAddressValid = 1;
+    std::array<uint8_t, 16> track = {};
+    Cdb cdb(mmc::kReadTrackInformation);
+    cdb[1] = 1; // the number below is a track
+    cdb[5] = kInvisibleTrack;
+    cdb[8] = track.size();
+    if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size(), kLongSeconds).Failed())
+        return 1;
+    const bool usable = (track[6] & kBlankTrack) != 0 && (track[7] & kNextAddressValid) != 0 &&
+                        (track[6] & kReservedOrPackets) == 0;
+    if (address != nullptr)
+        *address = usable ? static_cast<int32_t>(LoadBe32(&track[12])) : 0;
+    return 0;
+}
+
+int CAspiCD::ReadSaoNextAddress(int32_t* address) {
+    // The address depends on the write type in effect, so that goes first.
+    std::array<uint8_t, 56> page = {};
+    std::array<uint8_t, kModeHeaderBytes> header = {};
+    if (ModeSense(kPageWriteParameters, page, header.data()) != 0)
+        return 1;
+    page[0] &= 0x7F;
+    page[2] = (page[2] & 0xE2) | 2;
+    if (ModeSelect(page, header.data()) != 0)
+        return 1;
+    return ReadNextWritableAddress(address);
+}
+
+int32_t CAspiCD::ReadLastSessionFirstTrack() {
+    std::array<uint8_t, kFullAnswer> info = {};
+    ReadDiscInformation(*this, info);
+    return info[10] << 8 | info[5];
+}
+
+int32_t CAspiCD::GetDvdCapacity() {
+    std::array<uint8_t, kFormatsBytes> formats = {};
+    const auto send = [&](uint16_t allocation) {
+        Cdb cdb(mmc::kReadFormatCapacities);
+        StoreBe16(&cdb[7], allocation);
+        const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, formats.data(), allocation);
+        return !HasSense(result.sense) && !result.Unanswered();
+    };
+    if (!ReadFormats(formats, 0, send))
+        return -1;
+
+    const uint32_t profile = GetCurrentProfile();
+    switch (profile) {
+    case mmc::kProfileDvdMinusR:
+    case mmc::kProfileDvdMinusRwSequential:
+    case mmc::kProfileDvdPlusR:
+    case mmc::kProfileDvdPlusRDl: {
+        std::array<uint8_t, 32> track = {};
+        Cdb cdb(mmc::kReadTrackInformation);
+        cdb[1] = 1; // the number below is a track
+        StoreBe16(&cdb[4], static_cast<uint16_t>(ReadLastSessionFirstTrack()));
+        cdb[8] = track.size();
+        const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size());
+        if (HasSense(result.sense) || result.Unanswered())
+            return 0;
+        return static_cast<int32_t>(EndOfFreeBlocks(track));
+    }
+    default:
+        return static_cast<int32_t>(CapacityFromFormats(profile, formats));
+    }
+}
+
+uint32_t CAspiCD::IdentifyMedia() {
+    CScsiCommand command(*this);
+    std::array<uint8_t, 36> inquiry = {};
+    command[0] = mmc::kInquiry;
+    command[4] = inquiry.size();
+    if (command.Transport(Direction::READ, inquiry.data(), inquiry.size()) != 0)
+        throw CgrowisofsException("inquiry failed");
+    if ((inquiry[0] & 0x1F) != kTypeCdRom)
+        throw CgrowisofsException("not a DVD drive");
+
+    const uint32_t profile = ReadProfileOfLoadedDisc(*this, command);
+    if ((profile & kDvdProfileBits) == 0)
+        return profile;
+
+    m_abyDiscInfo.fill(0);
+    command[0] = mmc::kReadDiscInformation;
+    command[8] = static_cast<uint8_t>(m_abyDiscInfo.size());
+    if (command.Transport(Direction::READ, m_abyDiscInfo.data(), m_abyDiscInfo.size()) != 0)
+        throw CgrowisofsException("cannot read disk information");
+    uint32_t media = profile;
+    if (DiscStatusOf(m_abyDiscInfo.data()) == kDiscEmpty)
+        media |= MEDIA_BLANK;
+    if (profile != mmc::kProfileDvdPlusRw && profile != mmc::kProfileDvdMinusRwOverwrite &&
+        profile != mmc::kProfileDvdRam)
+        return media;
+
+    constexpr uint8_t kOneMoreDescriptor = 16;
+    const auto send = [&](uint16_t allocation) {
+        command[0] = mmc::kReadFormatCapacities;
+        StoreBe16(&command[7], allocation);
+        return command.Transport(Direction::READ, m_abyFormats.data(), allocation) == 0;
+    };
+    if (!ReadFormats(m_abyFormats, kOneMoreDescriptor, send))
+        throw CgrowisofsException("cannot detect disk format");
+    if ((m_abyFormats[kCurrentType] & 3) != kFormatted)
+        media |= MEDIA_BLANK;
+    return media;
+}
+
+uint32_t CAspiCD::GetDvdBlocks(CScsiCommand& command) {
+    const uint32_t profile = m_nProfile & 0xFFFF;
+    switch (profile) {
+    case mmc::kProfileDvdMinusR:
+    case mmc::kProfileDvdMinusRwSequential:
+    case mmc::kProfileDvdMinusRDl:
+    case mmc::kProfileDvdMinusRDlJump:
+    case mmc::kProfileDvdPlusR:
+    case mmc::kProfileDvdPlusRDl: {
+        std::array<uint8_t, 32> track = {};
+        if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0)
+            return 0;
+        return EndOfFreeBlocks(track);
+    }
+    default:
+        return CapacityFromFormats(profile, m_abyFormats);
+    }
+}
+
+int64_t CAspiCD::GetDvdBytes() {
+    CScsiCommand command(*this);
+    return int64_t{GetDvdBlocks(command)} * kDvdBlockBytes;
+}
+
+bool CAspiCD::HasIsoVolume() {
+    constexpr int32_t kDescriptorBlock = 16; // first volume descriptor (ECMA-119 6.2.1)
+    std::array<uint8_t, kDvdBlockBytes> block = {};
+    if (ReadDiscInformation(*this, block).Failed() || DiscStatusOf(block.data()) == kDiscEmpty)
+        return false;
+    block.fill(0);
+    Cdb cdb(mmc::kRead10);
+    StoreBe32(&cdb[2], kDescriptorBlock);
+    StoreBe16(&cdb[7], 1);
+    if (SendDirect(*this, SRB_DIR_IN, cdb, block.data(), block.size()).Failed())
+        return false;
+    return IsPrimaryDescriptor(block.data());
+}
+
+} // namespace larkspin
