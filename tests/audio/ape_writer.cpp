@@ -1,0 +1,282 @@
+#include "audio/ape_writer.h"
+
+#include "audio/codec_files.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+namespace larkspin::codecs {
+
+namespace {
+
+constexpr size_t kDescriptorBytes = 52;
+constexpr size_t kHeaderBytes = 24;
+constexpr uint32_t kFormatVersion = 3990;
+constexpr uint32_t kFastLevel = 1000;
+constexpr uint32_t kNoWavHeaderStored = 32;
+constexpr uint32_t kMonoSilence = 1;
+constexpr uint32_t kStereoSilence = 3;
+constexpr uint32_t kFlagsFollow = 0x80000000;
+
+// The range coder of the format: 31 bits of state, of which a byte leaves whenever the range has
+// shrunk to 23 bits or fewer.
+class RangeCoder {
+  public:
+    // Narrows the range to `width` parts from `start` on, of `total` parts.
+    void Encode(uint32_t start, uint32_t width, uint32_t total) {
+        Narrow(start, width, [total](uint32_t range) { return range / total; });
+    }
+    void EncodeShifted(uint32_t start, uint32_t width, int shift) {
+        Narrow(start, width, [shift](uint32_t range) { return range >> shift; });
+    }
+    Bytes Finish() {
+        for (int i = 0; i < 8; ++i) {
+            PutByte();
+        }
+        return m_bytes;
+    }
+
+  private:
+    template <class Part>
+    void Narrow(uint32_t start, uint32_t width, Part part) {
+        while (m_range <= 1U << 23) {
+            PutByte();
+            m_range <<= 8;
+        }
+        const uint32_t unit = part(m_range);
+        m_low += unit * start;
+        m_range = unit * width;
+        if (m_low >> 31 != 0) {
+            m_low &= 0x7FFFFFFF;
+            for (auto byte = m_bytes.rbegin(); ++*byte == 0; ++byte) {
+            }
+        }
+    }
+    void PutByte() {
+        m_bytes.push_back(static_cast<uint8_t>(m_low >> 23));
+        m_low = m_low << 8 & 0x7FFFFFFF;
+    }
+
+    uint32_t m_low = 0;
+    uint32_t m_range = 1U << 31;
+    Bytes m_bytes = {0}; // a decoder drops the first byte
+};
+
+// One channel's adaptive division of a value into a rare "overflow" and an even rest.
+class ValueCoder {
+  public:
+    void Encode(int32_t value, RangeCoder* coder) {
+        const uint32_t x =
+            value > 0 ? 2 * static_cast<uint32_t>(value) - 1 : 2 * static_cast<uint32_t>(-value);
+        const uint32_t pivot = std::max(m_sum >> 5, 1U);
+        EncodeOverflow(x / pivot, coder);
+        EncodeRest(x % pivot, pivot, coder);
+        m_sum += (x + 1) / 2 - ((m_sum + 16) >> 5);
+    }
+
+  private:
+    static void EncodeOverflow(uint32_t overflow, RangeCoder* coder) {
+        // Where each symbol begins, of 65536 parts; those behind the table have one part each, the
+        // last of them is the escape.
+        constexpr std::array<uint32_t, 22> kStarts = {
+            0,     19578, 36160, 48417, 56323, 60899, 63265, 64435, 64971, 65232, 65351,
+            65416, 65447, 65466, 65476, 65482, 65485, 65488, 65490, 65491, 65492, 65493};
+        constexpr uint32_t kEscape = 63;
+        constexpr uint32_t kFirstOfTail = 65472;
+        if (overflow < kStarts.size() - 1) {
+            coder->EncodeShifted(kStarts[overflow], kStarts[overflow + 1] - kStarts[overflow], 16);
+        } else {
+            coder->EncodeShifted(kFirstOfTail + std::min(overflow, kEscape), 1, 16);
+        }
+        if (overflow >= kEscape) {
+            coder->EncodeShifted(overflow >> 16, 1, 16);
+            coder->EncodeShifted(overflow & 0xFFFF, 1, 16);
+        }
+    }
+    static void EncodeRest(uint32_t rest, uint32_t pivot, RangeCoder* coder) {
+        int lowBits = 0;
+        while (pivot >> lowBits > 0xFFFF) {
+            ++lowBits;
+        }
+        if (lowBits == 0) {
+            coder->Encode(rest, 1, pivot);
+            return;
+        }
+        coder->Encode(rest >> lowBits, 1, (pivot >> lowBits) + 1);
+        coder->Encode(rest & ((1U << lowBits) - 1), 1, 1U << lowBits);
+    }
+
+    uint32_t m_sum = 1U << 14;
+};
+
+int32_t Sign(int32_t value) {
+    return (value > 0) - (value < 0);
+}
+
+// A short adaptive filter over a value, its first difference and the differences before that.
+template <size_t taps>
+class Adaptive {
+  public:
+    Adaptive() = default;
+    explicit Adaptive(const std::array<int32_t, taps>& weights) : m_weights(weights) {}
+
+    int32_t Predict(int32_t value) {
+        std::copy_backward(m_history.begin() + 1, m_history.end() - 1, m_history.end());
+        m_history[1] = value - m_history[0];
+        m_history[0] = value;
+        int32_t sum = 0;
+        for (size_t i = 0; i < taps; ++i) {
+            sum += m_history[i] * m_weights[i];
+        }
+        return sum;
+    }
+    void Adapt(int32_t residual) {
+        for (size_t i = 0; i < taps; ++i) {
+            m_weights[i] += Sign(m_history[i]) * Sign(residual);
+        }
+    }
+
+  private:
+    std::array<int32_t, taps> m_weights = {};
+    std::array<int32_t, taps> m_history = {};
+};
+
+constexpr std::array<int32_t, 4> kFirstWeights = {360, 317, -109, 98};
+
+int32_t Decayed(int32_t value) {
+    return value * 31 >> 5;
+}
+
+// What is left of one channel once its own past, and the other channel's for stereo, is taken out.
+class Predictor {
+  public:
+    // `other` is the newest value of the other channel.
+    int32_t Residual(int32_t value, int32_t other) {
+        const int32_t own = m_own.Predict(m_last);
+        const int32_t across = m_across.Predict(other - Decayed(m_otherBefore));
+        m_otherBefore = other;
+        m_last = value - Decayed(m_before);
+        m_before = value;
+        const int32_t residual = m_last - ((own + (across >> 1)) >> 10);
+        m_own.Adapt(residual);
+        m_across.Adapt(residual);
+        return residual;
+    }
+
+  private:
+    Adaptive<4> m_own{kFirstWeights};
+    Adaptive<5> m_across;
+    int32_t m_last = 0;
+    int32_t m_before = 0;
+    int32_t m_otherBefore = 0;
+};
+
+Bytes EncodeMono(std::span<const int32_t> samples) {
+    RangeCoder coder;
+    ValueCoder values;
+    Predictor predictor;
+    for (const int32_t sample : samples) {
+        values.Encode(predictor.Residual(sample, 0), &coder);
+    }
+    return coder.Finish();
+}
+
+Bytes EncodeStereo(std::span<const int32_t> samples) {
+    RangeCoder coder;
+    ValueCoder sideValues;
+    ValueCoder middleValues;
+    Predictor sidePredictor;
+    Predictor middlePredictor;
+    int32_t middle = 0;
+    for (size_t i = 0; i < samples.size(); i += 2) {
+        const int32_t side = samples[i + 1] - samples[i];
+        const int32_t sideResidual = sidePredictor.Residual(side, middle);
+        middle = samples[i] + side / 2;
+        sideValues.Encode(sideResidual, &coder);
+        middleValues.Encode(middlePredictor.Residual(middle, side), &coder);
+    }
+    return coder.Finish();
+}
+
+// CRC-32 as in IEEE 802.3, of which the format drops the lowest bit.
+uint32_t FrameCheck(const Bytes& pcm) {
+    uint32_t crc = 0xFFFFFFFF;
+    for (const uint8_t byte : pcm) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
+        }
+    }
+    return ~crc >> 1;
+}
+
+void AppendBe32(Bytes* bytes, uint32_t value) {
+    bytes->resize(bytes->size() + 4);
+    StoreBe32(bytes->data() + bytes->size() - 4, value);
+}
+
+Bytes EncodeFrame(std::span<const int32_t> samples, int channels, int bits) {
+    const uint32_t check = FrameCheck(PackSamples({samples.begin(), samples.end()}, bits));
+    Bytes frame;
+    if (std::all_of(samples.begin(), samples.end(), [](int32_t sample) { return sample == 0; })) {
+        AppendBe32(&frame, check | kFlagsFollow);
+        AppendBe32(&frame, channels == 1 ? kMonoSilence : kStereoSilence);
+        AppendBe32(&frame, 0);
+        AppendBe32(&frame, 0);
+    } else {
+        AppendBe32(&frame, check);
+        const Bytes coded = channels == 1 ? EncodeMono(samples) : EncodeStereo(samples);
+        frame.insert(frame.end(), coded.begin(), coded.end());
+        frame.resize((frame.size() + 3) / 4 * 4);
+    }
+    // The coded bytes stand in the file as little-endian words.
+    for (size_t i = 0; i < frame.size(); i += 4) {
+        std::reverse(frame.begin() + static_cast<ptrdiff_t>(i),
+                     frame.begin() + static_cast<ptrdiff_t>(i) + 4);
+    }
+    return frame;
+}
+
+} // namespace
+
+std::vector<uint8_t> WriteApe(const ApeSound& sound) {
+    const size_t perFrame = size_t{sound.blocksPerFrame} * static_cast<size_t>(sound.channels);
+    std::vector<Bytes> frames;
+    size_t audioBytes = 0;
+    size_t lastFrameSamples = 0;
+    for (size_t at = 0; at < sound.samples.size(); at += perFrame) {
+        lastFrameSamples = std::min(perFrame, sound.samples.size() - at);
+        frames.push_back(EncodeFrame(std::span(sound.samples).subspan(at, lastFrameSamples),
+                                     sound.channels, sound.bits));
+        audioBytes += frames.back().size();
+    }
+
+    const size_t tableBytes = frames.size() * 4;
+    Bytes file(kDescriptorBytes + kHeaderBytes + tableBytes);
+    std::copy_n("MAC ", 4, file.begin());
+    StoreLe32(&file[4], kFormatVersion);
+    StoreLe32(&file[8], kDescriptorBytes);
+    StoreLe32(&file[12], kHeaderBytes);
+    StoreLe32(&file[16], static_cast<uint32_t>(tableBytes));
+    StoreLe32(&file[24], static_cast<uint32_t>(audioBytes));
+    uint8_t* header = &file[kDescriptorBytes];
+    StoreLe32(header, kFastLevel | kNoWavHeaderStored << 16);
+    StoreLe32(header + 4, sound.blocksPerFrame);
+    StoreLe32(header + 8,
+              static_cast<uint32_t>(lastFrameSamples) / static_cast<uint32_t>(sound.channels));
+    StoreLe32(header + 12, static_cast<uint32_t>(frames.size()));
+    StoreLe32(header + 16, static_cast<uint32_t>(sound.bits) | static_cast<uint32_t>(sound.channels)
+                                                                   << 16);
+    StoreLe32(header + 20, static_cast<uint32_t>(sound.rate));
+    size_t tableAt = kDescriptorBytes + kHeaderBytes;
+    for (const Bytes& frame : frames) {
+        StoreLe32(&file[tableAt], static_cast<uint32_t>(file.size()));
+        tableAt += 4;
+        file.insert(file.end(), frame.begin(), frame.end());
+    }
+    return file;
+}
+
+} // namespace larkspin::codecs

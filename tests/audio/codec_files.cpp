@@ -1,0 +1,128 @@
+#include "audio/codec_files.h"
+
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <numbers>
+#include <random>
+#include <stdexcept>
+
+namespace larkspin::codecs {
+
+std::vector<int32_t> MakeSound(size_t frames, int channels, int bits, uint32_t seed) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> noise(-0.05, 0.05);
+    const double scale = std::ldexp(1.0, bits - 1) / 3;
+    std::vector<int32_t> samples;
+    samples.reserve(frames * static_cast<size_t>(channels));
+    for (size_t i = 0; i < frames; ++i) {
+        for (int channel = 0; channel < channels; ++channel) {
+            const double step = 2 * std::numbers::pi * (0.01 + 0.013 * channel);
+            const double tone = std::sin(step * static_cast<double>(i));
+            samples.push_back(static_cast<int32_t>(scale * (tone + noise(random))));
+        }
+    }
+    return samples;
+}
+
+Bytes PackSamples(const std::vector<int32_t>& samples, int bits) {
+    Bytes bytes;
+    bytes.reserve(samples.size() * static_cast<size_t>(bits / 8));
+    for (const int32_t sample : samples) {
+        if (bits == 8) {
+            bytes.push_back(static_cast<uint8_t>(sample + 0x80));
+            continue;
+        }
+        for (int shift = 0; shift < bits; shift += 8) {
+            bytes.push_back(static_cast<uint8_t>(sample >> shift));
+        }
+    }
+    return bytes;
+}
+
+Bytes MakeWav(const Bytes& pcm, int rate, int channels, int bits) {
+    constexpr size_t kHeaderBytes = 44;
+    constexpr size_t kRiffSizeAt = 4;
+    constexpr size_t kFormatAt = 20;
+    constexpr size_t kDataSizeAt = 40;
+    Bytes bytes(kHeaderBytes + pcm.size());
+    std::copy_n("RIFF", 4, &bytes[0]);
+    std::copy_n("WAVEfmt ", 8, &bytes[kRiffSizeAt + 4]);
+    std::copy_n("data", 4, &bytes[kDataSizeAt - 4]);
+    std::copy(pcm.begin(), pcm.end(), bytes.begin() + kHeaderBytes);
+    const int blockAlign = channels * bits / 8;
+    StoreLe32(&bytes[kRiffSizeAt], static_cast<uint32_t>(kHeaderBytes - 8 + pcm.size()));
+    StoreLe32(&bytes[kFormatAt - 4], 16);
+    StoreLe32(&bytes[kFormatAt], 1U | static_cast<uint32_t>(channels) << 16);
+    StoreLe32(&bytes[kFormatAt + 4], static_cast<uint32_t>(rate));
+    StoreLe32(&bytes[kFormatAt + 8], static_cast<uint32_t>(rate * blockAlign));
+    StoreLe32(&bytes[kFormatAt + 12],
+              static_cast<uint32_t>(blockAlign) | static_cast<uint32_t>(bits) << 16);
+    StoreLe32(&bytes[kDataSizeAt], static_cast<uint32_t>(pcm.size()));
+    return bytes;
+}
+
+Bytes ReadAll(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void WriteAll(const std::string& path, const Bytes& bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+    if (!out.flush()) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+Bytes Capture(const std::string& command) {
+    std::FILE* pipe = ::popen((command + " 2>/dev/null </dev/null").c_str(), "r");
+    if (pipe == nullptr) {
+        throw std::runtime_error("cannot run " + command);
+    }
+    Bytes bytes;
+    std::array<uint8_t, 65536> buffer = {};
+    size_t got = 0;
+    while ((got = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) {
+        bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + static_cast<ptrdiff_t>(got));
+    }
+    if (::pclose(pipe) != 0) {
+        throw std::runtime_error("failed: " + command);
+    }
+    return bytes;
+}
+
+void Shell(const std::string& command) {
+    Capture(command);
+}
+
+Bytes Drain(CReader& reader, size_t limit) {
+    Bytes bytes;
+    std::array<uint8_t, kCdReadChunkBytes> buffer = {};
+    uint32_t got = 0;
+    do {
+        reader.Read(buffer.data(), kCdReadChunkBytes, &got);
+        bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + got);
+    } while (got > 0 && bytes.size() < limit);
+    return bytes;
+}
+
+std::string FailureOf(const std::function<void()>& make) {
+    try {
+        make();
+    } catch (const CReaderException& failure) {
+        return failure.what();
+    }
+    return "(none)";
+}
+
+} // namespace larkspin::codecs
