@@ -12,5 +12,7 @@ using Arguments = std::span<char* const>;
 int RunAudio(Arguments arguments);
 // length FILE...: the probe's figure for each file.
 int RunLength(Arguments arguments);
+// volume PATH...: the very stream that a data job would send. Returns 2 on a wrong command line.
+int RunVolume(Arguments arguments);
 
 } // namespace larkspin::lab

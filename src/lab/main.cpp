@@ -17,6 +17,8 @@ struct Command {
 constexpr Command kCommands[] = {
     {"audio", "audio FILE > PCM", larkspin::lab::RunAudio},
     {"length", "length FILE...", larkspin::lab::RunLength},
+    {"volume", "volume [OPTION...] PATH... (volume --help tells the options)",
+     larkspin::lab::RunVolume},
 };
 
 } // namespace

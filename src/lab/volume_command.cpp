@@ -1,0 +1,268 @@
+// "volume": writes the stream that a data job would send to the drive.
+#include "lab/commands.h"
+#include "platform/byte_stream.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/text.h"
+#include "volume/iso_gen.h"
+
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+namespace larkspin::lab {
+
+namespace {
+
+constexpr char kUsage[] =
+    "usage: larkspin-lab volume [OPTION...] PATH...\n"
+    "  --output FILE|-         where the volume goes; - is standard output (the default)\n"
+    "  --session-start N       first sector of the session (0)\n"
+    "  --previous-start N      first sector of the session before it (0)\n"
+    "  --volume-id TEXT        volume identifier of the ISO tree\n"
+    "  --joliet-volume-id TEXT volume identifier of the Joliet tree\n"
+    "  --date EPOCH            seconds since 1970, UTC: the run's moment, and the time of every\n"
+    "                          access, so that two runs give the same bytes\n"
+    "Names left out of the volume are told on standard error.\n"
+    "Exit codes: 0 success, 1 failure, 2 wrong usage.\n";
+
+constexpr int kPipeBytes = 1 << 20;
+constexpr int kWrongUsage = 2;
+
+// The command line can't be understood; the text says why.
+class UsageError : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Request {
+    std::string output = "-";
+    uint32_t sessionStart = 0;
+    uint32_t previousStart = 0;
+    std::optional<std::string> volumeId;
+    std::optional<std::string> jolietVolumeId;
+    std::optional<int64_t> date;
+    std::vector<std::string> paths;
+};
+
+template <typename Number>
+Number ParseNumber(const std::string& option, const std::string& text) {
+    Number value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        throw UsageError(option + " needs a number, not \"" + text + "\"");
+    }
+    return value;
+}
+
+Request ParseArguments(Arguments arguments) {
+    Request request;
+    bool onlyPaths = false;
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const std::string argument = arguments[i];
+        if (onlyPaths || argument.empty() || argument[0] != '-') {
+            request.paths.push_back(argument);
+            continue;
+        }
+        if (argument == "--") {
+            onlyPaths = true;
+            continue;
+        }
+        const auto value = [&]() -> std::string {
+            if (i + 1 == arguments.size()) {
+                throw UsageError(argument + " needs a value");
+            }
+            return arguments[++i];
+        };
+        if (argument == "--output") {
+            request.output = value();
+        } else if (argument == "--session-start") {
+            request.sessionStart = ParseNumber<uint32_t>(argument, value());
+        } else if (argument == "--previous-start") {
+            request.previousStart = ParseNumber<uint32_t>(argument, value());
+        } else if (argument == "--volume-id") {
+            request.volumeId = value();
+        } else if (argument == "--joliet-volume-id") {
+            request.jolietVolumeId = value();
+        } else if (argument == "--date") {
+            request.date = ParseNumber<int64_t>(argument, value());
+        } else {
+            throw UsageError("there is no option \"" + argument + "\"");
+        }
+    }
+    if (request.paths.empty()) {
+        throw UsageError("no PATH given");
+    }
+    return request;
+}
+
+// A file descriptor as the end of the stream; keeps the error of a write that failed.
+class DescriptorSink final : public IByteSink {
+  public:
+    explicit DescriptorSink(const std::string& output)
+        : m_bOwned(output != "-"), m_fd(m_bOwned ? Open(output) : STDOUT_FILENO) {
+        ::fcntl(m_fd, F_SETPIPE_SZ, kPipeBytes); // no effect on anything but a pipe
+    }
+    DescriptorSink(const DescriptorSink&) = delete;
+    DescriptorSink& operator=(const DescriptorSink&) = delete;
+    ~DescriptorSink() override { Close(); }
+
+    bool Write(const void* data, size_t bytes) override {
+        const char* next = static_cast<const char*>(data);
+        while (bytes > 0) {
+            const ssize_t written = ::write(m_fd, next, bytes);
+            if (written < 0 && errno == EINTR) {
+                continue;
+            }
+            if (written < 0) {
+                m_nError = errno;
+                return false;
+            }
+            next += written;
+            bytes -= static_cast<size_t>(written);
+        }
+        return true;
+    }
+
+    // Fails if anything that was written may be lost.
+    void Finish() {
+        Close();
+        if (m_nError != 0) {
+            throw std::runtime_error(std::string("cannot write the volume: ") +
+                                     std::strerror(m_nError));
+        }
+    }
+
+  private:
+    static int Open(const std::string& output) {
+        const int fd = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (fd < 0) {
+            throw std::runtime_error("cannot open \"" + output + "\": " + std::strerror(errno));
+        }
+        return fd;
+    }
+    void Close() {
+        if (m_bOwned && m_fd >= 0 && ::close(m_fd) != 0 && m_nError == 0) {
+            m_nError = errno;
+        }
+        m_fd = -1;
+    }
+
+    bool m_bOwned;
+    int m_fd;
+    int m_nError = 0;
+};
+
+class FixedClock final : public IClock {
+  public:
+    explicit FixedClock(int64_t moment) : m_nMoment(moment) {}
+    int64_t Now() override { return m_nMoment; }
+    uint64_t TickMs() override { return SystemClock().TickMs(); }
+    void Sleep(std::chrono::milliseconds time) override { SystemClock().Sleep(time); }
+
+  private:
+    int64_t m_nMoment;
+};
+
+// The real files, but last read at a given moment: a run reads what it writes, and so would change
+// the access times that the next run finds.
+class FixedAccessFiles final : public IFileSystem {
+  public:
+    explicit FixedAccessFiles(int64_t moment) : m_nMoment(moment) {}
+
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        const bool known = PosixFiles().Status(path, status);
+        status->accessTime = m_nMoment;
+        return known;
+    }
+    bool IsReadable(const std::u16string& path) override { return PosixFiles().IsReadable(path); }
+    bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
+        return PosixFiles().Enumerate(folder, names);
+    }
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
+        return PosixFiles().OpenSequential(path);
+    }
+    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
+        return PosixFiles().Map(path);
+    }
+
+  private:
+    int64_t m_nMoment;
+};
+
+// A queue holds absolute paths.
+std::vector<std::u16string> QueueOf(const std::vector<std::string>& paths) {
+    std::vector<std::u16string> queue;
+    for (const std::string& path : paths) {
+        queue.push_back(ToWide(std::filesystem::absolute(path).lexically_normal().native()));
+    }
+    return queue;
+}
+
+void MakeVolume(const Request& request, IFileSystem& files, IClock& clock, IByteSink& sink) {
+    CCDWriterISOGen generator(files, clock);
+    generator.ResetOptions();
+    generator.SetNotice([](const std::u16string& text) {
+        std::fprintf(stderr, "larkspin-lab volume: %s\n", ToNative(text).c_str());
+    });
+    GenOptions& options = generator.Options();
+    if (request.volumeId) {
+        options.volume_id = *request.volumeId;
+    }
+    if (request.jolietVolumeId) {
+        options.joliet_volume_id = ToWide(*request.jolietVolumeId);
+    }
+    generator.MakeVolume(QueueOf(request.paths), sink, request.previousStart, request.sessionStart,
+                         {});
+}
+
+void WriteVolume(const Request& request) {
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away is told like any other failure
+    DescriptorSink sink(request.output);
+    if (request.date) {
+        FixedClock clock(*request.date);
+        FixedAccessFiles files(*request.date);
+        MakeVolume(request, files, clock, sink);
+    } else {
+        MakeVolume(request, PosixFiles(), SystemClock(), sink);
+    }
+    sink.Finish();
+}
+
+int Complain(const char* text, int status) {
+    std::fprintf(stderr, "larkspin-lab volume: %s\n", text);
+    return status;
+}
+
+} // namespace
+
+int RunVolume(Arguments arguments) {
+    if (arguments.size() == 1 && arguments[0] == std::string_view("--help")) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    try {
+        WriteVolume(ParseArguments(arguments));
+        return 0;
+    } catch (const UsageError& error) {
+        Complain(error.what(), kWrongUsage);
+        std::fputs(kUsage, stderr);
+        return kWrongUsage;
+    } catch (const std::bad_alloc&) {
+        return Complain("Out of memory", 1);
+    } catch (const std::exception& error) {
+        return Complain(error.what(), 1);
+    }
+}
+
+} // namespace larkspin::lab

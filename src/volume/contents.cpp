@@ -1,0 +1,131 @@
+#include "volume/contents.h"
+
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "volume/run.h"
+#include "volume/sector_stream.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+void TakeExtentOf(const IsoDirectory& directory, DirectoryRecord& record) {
+    record.extent = directory.iso_extent;
+    record.size = RoundToSectors(directory.iso_size);
+}
+
+void AssignFile(VolumeRun& run, IsoEntry& entry) {
+    entry.record.extent = run.plan_sector;
+    entry.start_sector = run.plan_sector;
+    if (entry.size == 0) {
+        return;
+    }
+    DeferredFile& file = run.contents.emplace_back();
+    file.entry = &entry;
+    file.extent = run.plan_sector;
+    file.size = entry.size;
+    run.plan_sector += SectorsOf(entry.size) + file.pad_sectors;
+}
+
+void AssignEntry(VolumeRun& run, const IsoDirectory& directory, IsoEntry& entry) {
+    if (entry.record.extent != 0) {
+        return;
+    }
+    if (entry.record.IsDot()) {
+        TakeExtentOf(directory, entry.record);
+    } else if (entry.record.IsDotDot()) {
+        TakeExtentOf(*directory.parent, entry.record);
+    } else if (entry.record.IsDirectory()) {
+        if (entry.own_directory == nullptr) {
+            throw CCDWriterISOGenException(
+                FormatWide("Internal error #940. Could not find entry for '%s'.",
+                           ToNative(entry.name).c_str()));
+        }
+        TakeExtentOf(*entry.own_directory, entry.record);
+    } else {
+        AssignFile(run, entry);
+    }
+}
+
+[[noreturn]] void Fail(const char* format, const std::u16string& path) {
+    throw CCDWriterISOGenException(FormatWide(format, ToNative(path).c_str()));
+}
+
+// Fills `piece` from `file`, with zeros behind the end of the file. Reading stops once the first
+// `needed` bytes are there: what follows them in the last sector is of no account.
+bool ReadPiece(ISequentialFile& file, std::span<uint8_t> piece, size_t needed) {
+    size_t filled = 0;
+    while (filled < needed) {
+        const std::ptrdiff_t got = file.Read(piece.data() + filled, piece.size() - filled);
+        if (got < 0) {
+            return false;
+        }
+        if (got == 0) {
+            break;
+        }
+        filled += static_cast<size_t>(got);
+    }
+    std::fill(piece.begin() + static_cast<std::ptrdiff_t>(filled), piece.end(), uint8_t{0});
+    return true;
+}
+
+void StreamFile(VolumeRun& run, const DeferredFile& item, SectorStream& stream) {
+    const std::u16string path = JoinPath(*item.source_folder, item.name);
+    const std::unique_ptr<ISequentialFile> file = run.files.OpenSequential(path);
+    if (file == nullptr) {
+        Fail("Cannot open \"%s\".", path);
+    }
+    uint32_t left = item.size;
+    while (left > 0) {
+        const std::span<uint8_t> piece = stream.Space(SectorsOf(left));
+        const auto needed = static_cast<uint32_t>(std::min<size_t>(left, piece.size()));
+        if (!ReadPiece(*file, piece, needed)) {
+            Fail("Cannot read from \"%s\".", path);
+        }
+        stream.Commit(SectorsOf(piece.size()));
+        left -= needed;
+    }
+}
+
+void StreamMemory(std::span<const uint8_t> bytes, SectorStream& stream) {
+    std::vector<uint8_t> sectors(bytes.begin(), bytes.end());
+    sectors.resize(RoundToSectors(static_cast<uint32_t>(bytes.size())));
+    stream.Write(sectors);
+}
+
+} // namespace
+
+void AssignContents(VolumeRun& run) {
+    ForEachDirectory(run.tree.Root(), [&](IsoDirectory& directory) {
+        for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+            AssignEntry(run, directory, *entry);
+        }
+    });
+}
+
+void DetachContents(VolumeRun& run) {
+    for (DeferredFile& file : run.contents) {
+        file.source_folder = file.entry->source_folder;
+        file.name = std::move(file.entry->name);
+        file.memory_contents = std::move(file.entry->memory_contents);
+        file.entry = nullptr;
+    }
+}
+
+void StreamContents(VolumeRun& run, SectorStream& stream) {
+    for (; !run.contents.empty(); run.contents.pop_front()) {
+        const DeferredFile& item = run.contents.front();
+        if (item.memory_contents != nullptr) {
+            StreamMemory(*item.memory_contents, stream);
+        } else {
+            StreamFile(run, item, stream);
+        }
+        stream.WriteZeros(item.pad_sectors);
+    }
+}
+
+} // namespace larkspin

@@ -1,0 +1,52 @@
+#include "volume/dates.h"
+
+#include "platform/clock.h"
+#include "platform/text.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int32_t kQuarterHour = 15 * 60;
+// A day's distance from the ends of the field's range keeps every zone inside it.
+constexpr int64_t kEarliest = -2'208'988'800 + 86'400; // 2 January 1900
+constexpr int64_t kLatest = 5'869'583'999 - 86'400;    // 30 December 2155
+
+uint8_t ZoneByte(const std::tm& local) {
+    return static_cast<uint8_t>(local.tm_gmtoff / kQuarterHour);
+}
+
+} // namespace
+
+RecordDate MakeRecordDate(int64_t moment) {
+    const std::tm local = LocalTime(std::clamp(moment, kEarliest, kLatest));
+    return {static_cast<uint8_t>(local.tm_year),
+            static_cast<uint8_t>(local.tm_mon + 1),
+            static_cast<uint8_t>(local.tm_mday),
+            static_cast<uint8_t>(local.tm_hour),
+            static_cast<uint8_t>(local.tm_min),
+            static_cast<uint8_t>(local.tm_sec),
+            ZoneByte(local)};
+}
+
+std::string DescriptorDate(int64_t moment) {
+    const std::tm local = LocalTime(moment);
+    std::string date =
+        Format("%4.4d%2.2d%2.2d%2.2d%2.2d%2.2d00", local.tm_year + 1900, local.tm_mon + 1,
+               local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    date += static_cast<char>(ZoneByte(local));
+    return date;
+}
+
+const RecordDate& RecordDateCache::Get(int64_t moment) {
+    Slot& slot = m_slots[static_cast<uint64_t>(moment) % m_slots.size()];
+    if (slot.moment != moment) {
+        slot.date = MakeRecordDate(moment);
+        slot.moment = moment;
+    }
+    return slot.date;
+}
+
+} // namespace larkspin

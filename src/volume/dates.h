@@ -1,0 +1,35 @@
+// Dates of a volume: local time with the zone that holds at that very moment, daylight saving
+// included, so two dates of one volume can differ in their zone.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace larkspin {
+
+// ECMA-119 9.1.5: years since 1900, month, day, hour, minute, second, zone in quarter hours.
+using RecordDate = std::array<uint8_t, 7>;
+
+// `moment` is seconds since 1970, UTC. A year before 1900 or after 2155 has no form in this
+// field; such a moment gives the first or the last second that has one.
+RecordDate MakeRecordDate(int64_t moment);
+
+// ECMA-119 8.4.26.1: sixteen digits, hundredths 00, and the zone byte; 17 bytes in all.
+std::string DescriptorDate(int64_t moment);
+
+// Remembers recent conversions: the files of a folder often share their times.
+class RecordDateCache {
+  public:
+    const RecordDate& Get(int64_t moment);
+
+  private:
+    struct Slot {
+        std::optional<int64_t> moment;
+        RecordDate date = {};
+    };
+    std::array<Slot, 256> m_slots;
+};
+
+} // namespace larkspin

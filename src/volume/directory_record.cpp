@@ -1,0 +1,38 @@
+#include "volume/directory_record.h"
+
+#include "volume/sector_writers.h"
+
+namespace larkspin {
+
+namespace {
+
+// ECMA-119 9.1, table 9.
+constexpr size_t kAtLength = 0;
+constexpr size_t kAtExtendedLength = 1;
+constexpr size_t kAtExtent = 2;
+constexpr size_t kAtSize = 10;
+constexpr size_t kAtDate = 18;
+constexpr size_t kAtFlags = 25;
+constexpr size_t kAtUnitSize = 26;
+constexpr size_t kAtGap = 27;
+constexpr size_t kAtVolumeSequence = 28;
+constexpr size_t kAtNameLength = 32;
+
+} // namespace
+
+void DirectoryRecord::Write(std::span<uint8_t> bytes) const {
+    FieldWriter writer(bytes);
+    writer.U8(kAtLength, length);
+    writer.U8(kAtExtendedLength, extended_length);
+    writer.Both32(kAtExtent, extent);
+    writer.Both32(kAtSize, size);
+    writer.Bytes(kAtDate, date);
+    writer.U8(kAtFlags, flags);
+    writer.U8(kAtUnitSize, unit_size);
+    writer.U8(kAtGap, gap);
+    writer.Both16(kAtVolumeSequence, volume_sequence);
+    writer.U8(kAtNameLength, static_cast<uint8_t>(name.size()));
+    writer.Text(kHeadBytes, name);
+}
+
+} // namespace larkspin

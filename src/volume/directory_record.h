@@ -1,0 +1,43 @@
+// The directory record of ECMA-119 9.1, less its System Use field.
+#pragma once
+
+#include "volume/dates.h"
+#include "volume/sectors.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace larkspin {
+
+struct DirectoryRecord {
+    static constexpr uint32_t kHeadBytes = 33; // everything before the name
+    static constexpr uint32_t kLongest = 255;
+    static constexpr uint8_t kFlagDirectory = 0x02;
+
+    uint8_t length = 0; // of the whole record on disc, System Use data included
+    uint8_t extended_length = 0;
+    uint8_t flags = 0;
+    uint8_t unit_size = 0;
+    uint8_t gap = 0;
+    uint16_t volume_sequence = 1;
+    RecordDate date = {};
+    uint32_t extent = 0; // absolute sector; 0 while it has none
+    uint32_t size = 0;   // bytes
+    std::string name;    // as on disc: one byte 0 for ".", one byte 1 for ".."
+
+    bool IsDirectory() const { return (flags & kFlagDirectory) != 0; }
+    bool IsDot() const { return name.size() == 1 && name[0] == '\0'; }
+    bool IsDotDot() const { return name.size() == 1 && name[0] == '\1'; }
+    bool IsDots() const { return IsDot() || IsDotDot(); }
+
+    // Bytes of head and name, padded to an even number: where System Use data begins.
+    static constexpr uint32_t PlainLength(uint32_t nameBytes) {
+        return RoundToEven(kHeadBytes + nameBytes);
+    }
+
+    // Writes head and name at the start of `bytes`, which holds at least PlainLength bytes.
+    void Write(std::span<uint8_t> bytes) const;
+};
+
+} // namespace larkspin

@@ -1,0 +1,25 @@
+// One row of the table of output fragments: a stretch of sectors of the volume.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace larkspin {
+
+class SectorStream;
+
+struct OutputFragment {
+    const char* name; // stands in messages
+
+    // Moves VolumeRun::plan_sector on by the sectors of the fragment. Any of the three may be
+    // empty.
+    std::function<void()> size = {};
+    // Builds what must exist before the first sector goes out.
+    std::function<void()> generate = {};
+    // Sends exactly the sectors that `size` took.
+    std::function<void(SectorStream&)> write = {};
+
+    uint32_t start = 0; // plan_sector before `size`; 0 for the fragments of the tail
+};
+
+} // namespace larkspin

@@ -1,0 +1,107 @@
+#include "volume/iso_gen.h"
+
+#include "platform/text.h"
+#include "volume/layout.h"
+#include "volume/merge.h"
+#include "volume/rockridge.h"
+#include "volume/run.h"
+#include "volume/scan.h"
+
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+constexpr size_t kLongestText = 127; // UTF-16 units, and bytes of the 8-bit form
+
+bool IsHighSurrogate(char16_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+// Cut so that no character is split.
+std::u16string CutText(const std::u16string& text) {
+    std::u16string cut = text.substr(0, kLongestText);
+    if (cut.size() < text.size() && IsHighSurrogate(cut.back())) {
+        cut.pop_back();
+    }
+    return cut;
+}
+
+// What makes a volume a data disc, whatever the options were before.
+GenOptions DataDiscOptions(GenOptions options) {
+    options.no_name_version = true;
+    options.no_trailing_dot = false;
+    options.keep_lowercase = false;
+    options.keep_inner_dots = true;
+    options.mangle_specials = false;
+    options.long_clash_names = false;
+    options.joliet = true;
+    options.joliet_name_limit = 103;
+    options.ucs_level = 3;
+    options.rock_ridge = true;
+    options.normalize_attributes = true;
+    options.rr_moved_visible_name = true;
+    return options;
+}
+
+} // namespace
+
+CCDWriterISOGenException::CCDWriterISOGenException(const std::u16string& text)
+    : m_strText(CutText(text)) {
+    std::string narrow;
+    for (size_t units = m_strText.size();; --units) {
+        narrow = ToNative(std::u16string_view(m_strText).substr(0, units));
+        if (narrow.size() <= kLongestText) {
+            break;
+        }
+    }
+    narrow.copy(m_szNarrow.data(), kLongestText);
+}
+
+struct CCDWriterISOGen::State {
+    IFileSystem& files;
+    IClock& clock;
+    GenOptions options = {};
+    Notice notice = {};
+};
+
+CCDWriterISOGen::CCDWriterISOGen(IFileSystem& files, IClock& clock)
+    : m_pState(new State{files, clock}) {}
+
+CCDWriterISOGen::~CCDWriterISOGen() = default;
+
+void CCDWriterISOGen::ResetOptions() {
+    m_pState->options = GenOptions();
+}
+
+GenOptions& CCDWriterISOGen::Options() {
+    return m_pState->options;
+}
+
+void CCDWriterISOGen::SetNotice(Notice notice) {
+    m_pState->notice = std::move(notice);
+}
+
+void CCDWriterISOGen::MakeVolume(const std::vector<std::u16string>& queue, IByteSink& stream,
+                                 uint32_t previousBase, uint32_t sessionBase,
+                                 const SizeReady& sizeReady) {
+    VolumeRun run(m_pState->files, m_pState->clock, DataDiscOptions(m_pState->options),
+                  m_pState->notice, previousBase, sessionBase);
+    MakeExtensionRecord(run);
+    AddQueue(run, queue);
+    SendVolume(run, stream, sizeReady);
+}
+
+void CCDWriterISOGen::MakeMergedVolume(const std::vector<std::u16string>& queue, IByteSink& stream,
+                                       uint32_t previousBase, uint32_t sessionBase,
+                                       IBlockReader& drive, const SizeReady& sizeReady) {
+    VolumeRun run(m_pState->files, m_pState->clock, DataDiscOptions(m_pState->options),
+                  m_pState->notice, previousBase, sessionBase);
+    MakeExtensionRecord(run);
+    AddQueue(run, queue);
+    MergePreviousSession(run, drive);
+    SendVolume(run, stream, sizeReady);
+}
+
+} // namespace larkspin

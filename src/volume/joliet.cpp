@@ -1,0 +1,320 @@
+#include "volume/joliet.h"
+
+#include "platform/text.h"
+#include "volume/iso9660.h"
+#include "volume/run.h"
+#include "volume/sector_stream.h"
+#include "volume/sector_writers.h"
+
+#include <algorithm>
+#include <optional>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint32_t kRecordHead = 34; // record head and a name of one byte, or the pad of a long one
+constexpr uint8_t kTypeSupplementary = 2;
+
+[[noreturn]] void Fail(const char* text) {
+    throw CCDWriterISOGenException(ToWide(text));
+}
+
+// True if Joliet has a directory of its own for `directory`.
+bool IsShown(const IsoDirectory& directory) {
+    return !directory.Has(kDirectoryNotInJoliet);
+}
+
+// A name cut to what Joliet can show.
+std::u16string_view Shown(const IsoEntry& entry, uint32_t limit) {
+    return std::u16string_view(entry.name).substr(0, limit);
+}
+
+// What stands first whatever its letters.
+uint32_t Rank(const IsoEntry& entry, bool dvdVideo) {
+    if (entry.record.IsDot()) {
+        return 0;
+    }
+    if (entry.record.IsDotDot()) {
+        return 1;
+    }
+    return dvdVideo && entry.name == u"VIDEO_TS.IFO" ? 2 : 3;
+}
+
+bool JolietLess(const IsoEntry* a, const IsoEntry* b, bool dvdVideo) {
+    const uint32_t rankOfA = Rank(*a, dvdVideo);
+    const uint32_t rankOfB = Rank(*b, dvdVideo);
+    if (rankOfA != rankOfB) {
+        return rankOfA < rankOfB;
+    }
+    const size_t common = std::min(a->name.size(), b->name.size());
+    for (size_t i = 0; i < common; ++i) {
+        const char16_t unitOfA = a->name[i];
+        const char16_t unitOfB = b->name[i];
+        if (unitOfA == u';' || unitOfB == u';') {
+            return unitOfB != u';';
+        }
+        if (JolietUnit(unitOfA) != JolietUnit(unitOfB)) {
+            return JolietUnit(unitOfA) < JolietUnit(unitOfB);
+        }
+    }
+    return a->name.size() < b->name.size();
+}
+
+// Length of each record, and the path table's share of the directory's entries.
+void MeasureEntries(VolumeRun& run, IsoDirectory& directory) {
+    const bool isRoot = &directory == &run.tree.Root();
+    for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+        if (entry->Has(kEntryNotInJoliet)) {
+            continue;
+        }
+        const bool isDots = entry->record.IsDots();
+        const uint32_t nameBytes = isDots ? 0 : JolietNameLength(entry->name, run.options);
+        entry->joliet_record_length = static_cast<uint8_t>(kRecordHead + nameBytes);
+        if (isRoot && entry->record.IsDot()) {
+            run.joliet_tables.CountRecord(1);
+        } else if (entry->record.IsDirectory() && !isDots) {
+            run.joliet_tables.CountRecord(nameBytes);
+        }
+    }
+}
+
+// Links the Joliet chain and measures the directory. Gives the number of clashes.
+uint32_t SortEntries(const GenOptions& options, IsoDirectory& directory) {
+    std::vector<IsoEntry*> entries;
+    for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+        if (!entry->Has(kEntryNotInJoliet)) {
+            entries.push_back(entry);
+        }
+    }
+    std::sort(entries.begin(), entries.end(), [&](const IsoEntry* a, const IsoEntry* b) {
+        return JolietLess(a, b, options.dvd_video);
+    });
+    std::unordered_set<std::u16string_view> names;
+    uint32_t clashes = 0;
+    directory.joliet_size = 0;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        entries[i]->joliet_next = i + 1 < entries.size() ? entries[i + 1] : nullptr;
+        if (!names.insert(Shown(*entries[i], options.joliet_name_limit)).second) {
+            ++clashes;
+        }
+        const uint32_t length = entries[i]->joliet_record_length;
+        directory.joliet_size = PlaceInSector(directory.joliet_size, length) + length;
+    }
+    directory.joliet_entries = entries.empty() ? nullptr : entries.front();
+    return clashes;
+}
+
+uint32_t SortBelow(VolumeRun& run, IsoDirectory& directory) {
+    uint32_t clashes = 0;
+    if (IsShown(directory) || &directory == run.tree.RelocationDirectory()) {
+        MeasureEntries(run, directory);
+    }
+    if (IsShown(directory)) {
+        clashes = SortEntries(run.options, directory);
+    }
+    for (IsoDirectory* child = directory.first_child; child != nullptr && clashes == 0;
+         child = child->next) {
+        clashes = SortBelow(run, *child);
+    }
+    return clashes;
+}
+
+// The directory that a directory record of the Joliet tree leads to.
+const IsoDirectory& TargetOf(const IsoDirectory& holder, const IsoEntry& entry) {
+    if (entry.record.IsDot()) {
+        return holder;
+    }
+    if (entry.record.IsDotDot()) {
+        return *holder.TrueParent();
+    }
+    if (entry.own_directory == nullptr) {
+        Fail("Internal error #924.");
+    }
+    return *entry.own_directory;
+}
+
+DirectoryRecord JolietRecord(const GenOptions& options, const IsoDirectory& holder,
+                             const IsoEntry& shown) {
+    const IsoEntry* entry = &shown;
+    if (shown.Has(kEntryPlaceholder)) {
+        entry = shown.relocated_to;
+        if (entry == nullptr) {
+            Fail("Internal error #923.");
+        }
+    }
+    DirectoryRecord record = entry->record;
+    record.length = shown.joliet_record_length;
+    if (record.IsDirectory()) {
+        const IsoDirectory& target = TargetOf(holder, *entry);
+        record.extent = target.joliet_extent;
+        record.size = RoundToSectors(target.joliet_size);
+    }
+    if (!record.IsDots()) {
+        record.name = ToJoliet(entry->name, JolietNameLength(entry->name, options));
+    }
+    return record;
+}
+
+void WriteDirectory(const GenOptions& options, const IsoDirectory& directory, SectorStream& stream,
+                    std::vector<uint8_t>& sectors) {
+    sectors.assign(RoundToSectors(directory.joliet_size), 0);
+    uint32_t offset = 0;
+    for (const IsoEntry* entry = directory.joliet_entries; entry != nullptr;
+         entry = entry->joliet_next) {
+        const DirectoryRecord record = JolietRecord(options, directory, *entry);
+        offset = PlaceInSector(offset, record.length);
+        record.Write(std::span(sectors).subspan(offset, record.length));
+        offset += record.length;
+    }
+    stream.Write(sectors);
+}
+
+void WriteText(FieldWriter& writer, size_t offset, size_t width,
+               const std::optional<std::u16string>& text) {
+    if (text) {
+        writer.Text(offset, ToJoliet(*text, width));
+    }
+}
+
+std::optional<std::u16string> Widen(const std::optional<std::string>& text) {
+    return text ? std::optional(ToWide(*text)) : std::nullopt;
+}
+
+char UcsLevelLetter(uint32_t level) {
+    switch (level) {
+    case 1:
+        return '@';
+    case 2:
+        return 'C';
+    default:
+        return 'E';
+    }
+}
+
+std::array<uint8_t, kSectorBytes> SupplementaryDescriptor(const VolumeRun& run) {
+    const GenOptions& options = run.options;
+    std::array<uint8_t, kSectorBytes> sector = run.primary_descriptor;
+    FieldWriter writer(sector);
+    writer.U8(kVdAtType, kTypeSupplementary);
+    WriteText(writer, kVdAtSystemId, kVdSystemIdBytes, options.joliet_system_id);
+    WriteText(writer, kVdAtVolumeId, kVdVolumeIdBytes, options.joliet_volume_id);
+    writer.Text(kVdAtEscapes, Format("%%/%c", UcsLevelLetter(options.ucs_level)));
+    writer.Both32(kVdAtPathTableSize, run.joliet_tables.bytes);
+    writer.Little32(kVdAtLittleTable, run.joliet_tables.start);
+    writer.Big32(kVdAtBigTable, run.joliet_tables.start + run.joliet_tables.sectors);
+    run.joliet_root_record.Write(writer.Field(kVdAtRootRecord, run.joliet_root_record.length));
+    WriteText(writer, kVdAtVolumeSetId, kVdTextBytes, options.joliet_volume_set_id);
+    WriteText(writer, kVdAtPublisherId, kVdTextBytes, options.joliet_publisher_id);
+    WriteText(writer, kVdAtPreparerId, kVdTextBytes, options.joliet_preparer_id);
+    WriteText(writer, kVdAtApplicationId, kVdTextBytes, options.joliet_application_id);
+    WriteText(writer, kVdAtCopyrightFile, kVdFileNameBytes, Widen(options.copyright_file));
+    WriteText(writer, kVdAtAbstractFile, kVdFileNameBytes, Widen(options.abstract_file));
+    WriteText(writer, kVdAtBibliographicFile, kVdFileNameBytes, Widen(options.bibliographic_file));
+    return sector;
+}
+
+IsoDirectory* TrueParent(const IsoDirectory& directory) {
+    return directory.TrueParent();
+}
+
+// The walk of extents also enters directories that Joliet doesn't show, for the relocated ones.
+template <typename Visit>
+void ForEachShown(VolumeRun& run, Visit&& visit) {
+    ForEachDirectory(run.tree.Root(), [&](IsoDirectory& directory) {
+        if (IsShown(directory)) {
+            visit(directory);
+        }
+    });
+}
+
+} // namespace
+
+char16_t JolietUnit(char16_t unit) {
+    constexpr std::u16string_view kForbidden = u"*/:;?\\";
+    const bool isControl = unit < 0x20 || unit == 0x7F;
+    return isControl || kForbidden.find(unit) != std::u16string_view::npos ? u'_' : unit;
+}
+
+uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options) {
+    return 2 * static_cast<uint32_t>(std::min<size_t>(name.size(), options.joliet_name_limit));
+}
+
+std::string ToJoliet(std::u16string_view text, size_t byteCount) {
+    std::string bytes(byteCount, '\0');
+    const size_t units = std::min({text.find(u'\0'), text.size(), byteCount / 2});
+    for (size_t i = 0; i < units; ++i) {
+        const char16_t unit = JolietUnit(text[i]);
+        bytes[2 * i] = static_cast<char>(unit >> 8);
+        bytes[2 * i + 1] = static_cast<char>(unit & 0xFF);
+    }
+    return bytes;
+}
+
+uint32_t SortJolietTree(VolumeRun& run) {
+    const uint32_t clashes = SortBelow(run, run.tree.Root());
+    run.joliet_tables.FixSectors();
+    return clashes;
+}
+
+OutputFragment JolietDescriptorFragment(VolumeRun& run) {
+    OutputFragment fragment{.name = "Joliet Volume Descriptor"};
+    fragment.size = [&run] { ++run.plan_sector; };
+    fragment.generate = [&run] {
+        run.joliet_root_record = run.root_record;
+        run.joliet_root_record.extent = run.tree.Root().joliet_extent;
+        run.joliet_root_record.size = RoundToSectors(run.tree.Root().joliet_size);
+    };
+    fragment.write = [&run](SectorStream& stream) { stream.Write(SupplementaryDescriptor(run)); };
+    return fragment;
+}
+
+OutputFragment JolietPathTableFragment(VolumeRun& run) {
+    OutputFragment fragment{.name = "Joliet path table"};
+    fragment.size = [&run] {
+        run.joliet_tables.start = run.plan_sector;
+        run.plan_sector += 2 * run.joliet_tables.sectors;
+    };
+    fragment.generate = [&run] {
+        const PathTableView view = {.excluded = kDirectoryNotInJoliet,
+                                    .extent = &IsoDirectory::joliet_extent,
+                                    .index = &IsoDirectory::joliet_path_index,
+                                    .parentOf = TrueParent,
+                                    .nameOf =
+                                        [&run](const IsoDirectory& directory) {
+                                            const std::u16string& name = directory.self->name;
+                                            return ToJoliet(name,
+                                                            JolietNameLength(name, run.options));
+                                        },
+                                    .emptySlot = "Internal error #925.",
+                                    .noSelf = "Internal error #926.",
+                                    .parentTooHigh = "Internal error #927."};
+        BuildPathTables(run.tree.Root(), view, run.joliet_tables);
+    };
+    fragment.write = [&run](SectorStream& stream) { WritePathTables(run.joliet_tables, stream); };
+    return fragment;
+}
+
+OutputFragment JolietDirectoryTreeFragment(VolumeRun& run) {
+    OutputFragment fragment{.name = "Joliet directory tree"};
+    fragment.size = [&run] {
+        ForEachShown(run, [&](IsoDirectory& directory) {
+            if (directory.joliet_extent == 0) {
+                directory.joliet_extent = run.plan_sector;
+            }
+            run.plan_sector += SectorsOf(directory.joliet_size);
+        });
+    };
+    fragment.write = [&run](SectorStream& stream) {
+        std::vector<uint8_t> sectors;
+        ForEachShown(run, [&](const IsoDirectory& directory) {
+            WriteDirectory(run.options, directory, stream, sectors);
+        });
+    };
+    return fragment;
+}
+
+} // namespace larkspin

@@ -1,0 +1,38 @@
+// The Joliet tree: a second set of directories, path tables and a Supplementary Volume Descriptor
+// that show the files of the ISO tree under their long names in big-endian UCS-2.
+//
+// Names keep their UTF-16 units one by one, lone surrogates (stray bytes of names that are no
+// UTF-8) included; only control characters and the characters that Joliet forbids become '_'.
+// Names of relocated directories stand at their true places.
+#pragma once
+
+#include "volume/fragment.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace larkspin {
+
+struct GenOptions;
+struct VolumeRun;
+
+// `unit` as Joliet shows it.
+char16_t JolietUnit(char16_t unit);
+
+// Bytes of `name` in a Joliet record: two per unit, cut at the limit of the options.
+uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options);
+
+// The first `byteCount` bytes of `text` in big-endian units, padded with zero bytes.
+std::string ToJoliet(std::u16string_view text, size_t byteCount);
+
+// Sorts and measures all Joliet directories, and counts the Joliet path table. Gives the number
+// of clashes: names of a directory that agree in their first `joliet_name_limit` units. A positive
+// number ends the walk.
+uint32_t SortJolietTree(VolumeRun& run);
+
+OutputFragment JolietDescriptorFragment(VolumeRun& run);
+OutputFragment JolietPathTableFragment(VolumeRun& run);
+OutputFragment JolietDirectoryTreeFragment(VolumeRun& run);
+
+} // namespace larkspin

@@ -1,0 +1,159 @@
+#include "volume/layout.h"
+
+#include "platform/text.h"
+#include "volume/contents.h"
+#include "volume/fragment.h"
+#include "volume/iso9660.h"
+#include "volume/joliet.h"
+#include "volume/rockridge.h"
+#include "volume/run.h"
+#include "volume/sector_stream.h"
+#include "volume/sort.h"
+
+#include <vector>
+
+namespace larkspin {
+
+namespace {
+
+// Some drives can't read the last sectors of a track; these keep them free of data.
+constexpr uint32_t kEndPadSectors = 150;
+
+OutputFragment InitialPadFragment(VolumeRun& run) {
+    OutputFragment fragment{.name = "Initial Padblock"};
+    fragment.size = [&run] { run.plan_sector = run.session_base + kSystemAreaSectors; };
+    fragment.write = [&run](SectorStream& stream) {
+        stream.WriteZeros(run.session_base + kSystemAreaSectors - stream.WrittenSector());
+    };
+    return fragment;
+}
+
+OutputFragment EndPadFragment(VolumeRun& run) {
+    OutputFragment fragment{.name = "Ending Padblock"};
+    fragment.size = [&run] { run.plan_sector += kEndPadSectors; };
+    fragment.write = [](SectorStream& stream) { stream.WriteZeros(kEndPadSectors); };
+    return fragment;
+}
+
+// Has no sectors. By its place all directories have their extents when it is sized, and all are
+// sent when it is written.
+OutputFragment CleanupFragment(VolumeRun& run) {
+    OutputFragment fragment{.name = "Directory tree cleanup"};
+    fragment.size = [&run] { FinishRockRidge(run); };
+    fragment.write = [&run](SectorStream&) {
+        DetachContents(run);
+        run.tree.Clear();
+    };
+    return fragment;
+}
+
+OutputFragment ContentsFragment(VolumeRun& run) {
+    OutputFragment fragment{.name = "The File(s)"};
+    fragment.generate = [&run] { AssignContents(run); };
+    fragment.write = [&run](SectorStream& stream) { StreamContents(run, stream); };
+    return fragment;
+}
+
+std::vector<OutputFragment> MainFragments(VolumeRun& run) {
+    const GenOptions& options = run.options;
+    std::vector<OutputFragment> list;
+    list.push_back(InitialPadFragment(run));
+    list.push_back(PrimaryDescriptorFragment(run));
+    if (options.interchange_level > 3) {
+        list.push_back(EnhancedDescriptorFragment(run));
+    }
+    if (options.joliet) {
+        list.push_back(JolietDescriptorFragment(run));
+    }
+    list.push_back(EndDescriptorFragment(run));
+    list.push_back(VersionBlockFragment(run));
+    list.push_back(PathTableFragment(run));
+    if (options.joliet) {
+        list.push_back(JolietPathTableFragment(run));
+    }
+    list.push_back(DirectoryTreeFragment(run));
+    if (options.joliet) {
+        list.push_back(JolietDirectoryTreeFragment(run));
+    }
+    list.push_back(CleanupFragment(run));
+    list.push_back(ExtensionRecordFragment(run));
+    list.push_back(ContentsFragment(run));
+    return list;
+}
+
+// What follows the files; its place is known only once they have theirs.
+std::vector<OutputFragment> TailFragments(VolumeRun& run) {
+    std::vector<OutputFragment> list;
+    if (run.options.pad_end) {
+        list.push_back(EndPadFragment(run));
+    }
+    return list;
+}
+
+void SortTree(VolumeRun& run) {
+    SortIsoTree(run);
+    if ((run.options.joliet || run.options.udf) && SortJolietTree(run) > 0) {
+        throw CCDWriterISOGenException(u"Internal error #907. Cannot sort Joliet file tree.");
+    }
+    IsoDirectory& root = run.tree.Root();
+    root.self = root.entries; // "." stands for the root
+}
+
+std::vector<OutputFragment> PlanVolume(VolumeRun& run) {
+    std::vector<OutputFragment> fragments = MainFragments(run);
+    run.plan_sector = run.session_base;
+    for (OutputFragment& fragment : fragments) {
+        fragment.start = run.plan_sector;
+        if (fragment.size) {
+            fragment.size();
+        }
+    }
+    for (OutputFragment& fragment : fragments) {
+        if (fragment.generate) {
+            fragment.generate();
+        }
+    }
+    for (OutputFragment& fragment : TailFragments(run)) {
+        if (fragment.size) {
+            fragment.size();
+        }
+        fragments.push_back(std::move(fragment));
+    }
+    return fragments;
+}
+
+void WriteFragments(const VolumeRun& run, std::vector<OutputFragment>& fragments,
+                    SectorStream& stream) {
+    for (OutputFragment& fragment : fragments) {
+        if (fragment.start != 0 && fragment.start != stream.WrittenSector()) {
+            throw CCDWriterISOGenException(
+                FormatWide("Internal error #910. %s should start at %u but starts at %u.",
+                           fragment.name, fragment.start, stream.WrittenSector()));
+        }
+        fragment.write(stream);
+    }
+    if (run.plan_sector != stream.WrittenSector()) {
+        throw CCDWriterISOGenException(
+            FormatWide("Internal error #911. file system should end at %u but ends at %u.",
+                       run.plan_sector, stream.WrittenSector()));
+    }
+    stream.Flush();
+}
+
+} // namespace
+
+void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady) {
+    SortTree(run);
+    std::vector<OutputFragment> fragments = PlanVolume(run);
+    if (sizeReady) {
+        sizeReady(run.plan_sector - run.session_base);
+    }
+    SectorStream stream(sink, run.session_base);
+    try {
+        WriteFragments(run, fragments, stream);
+    } catch (const ReaderGone&) {
+        return; // whoever took the reader away knows why
+    }
+}
+
+} // namespace larkspin

@@ -1,0 +1,19 @@
+// The conductor: sorts the tree, plans the volume, and sends it.
+//
+// The table of fragments stands in layout.cpp; each view of the volume supplies its rows, and a
+// further view joins by adding its rows there.
+#pragma once
+
+#include "platform/byte_stream.h"
+#include "volume/iso_gen.h"
+
+namespace larkspin {
+
+struct VolumeRun;
+
+// `run.tree` holds the whole volume. Size and generate pass run first, without any I/O; then
+// `sizeReady` is told the length in sectors; then every sector goes out once, in address order.
+// Returns early once the reader of `sink` has gone.
+void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady);
+
+} // namespace larkspin

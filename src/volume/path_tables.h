@@ -1,0 +1,45 @@
+// Path tables (ECMA-119 9.4) of the primary and the Joliet tree.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+struct IsoDirectory;
+class SectorStream;
+
+struct PathTables {
+    uint32_t bytes = 0;          // of the records of one table, unrounded
+    uint32_t sectors = 0;        // of one table: even
+    uint32_t start = 0;          // first sector of the L table; the M table follows it
+    std::vector<uint8_t> little; // the L table
+    std::vector<uint8_t> big;    // the M table
+
+    // Counts the record of a directory whose name has `nameBytes` bytes; 1 for the root.
+    void CountRecord(uint32_t nameBytes);
+    // Once all records are counted.
+    void FixSectors();
+};
+
+// How a tree shows its directories in its path tables.
+struct PathTableView {
+    uint16_t excluded; // flag of the directories left out
+    uint32_t IsoDirectory::*extent;
+    uint32_t IsoDirectory::*index; // receives the place in the tables
+    std::function<IsoDirectory*(const IsoDirectory&)> parentOf;
+    std::function<std::string(const IsoDirectory&)> nameOf; // in disc form
+    const char* emptySlot;                                  // texts of the three failures
+    const char* noSelf;
+    const char* parentTooHigh;
+};
+
+// Builds both tables: the root first, then by the parent's place, then by the bytes of the name
+// (ECMA-119 6.9.1). All directories must have their extents.
+void BuildPathTables(IsoDirectory& root, const PathTableView& view, PathTables& tables);
+
+void WritePathTables(const PathTables& tables, SectorStream& stream);
+
+} // namespace larkspin

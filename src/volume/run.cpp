@@ -1,0 +1,32 @@
+#include "volume/run.h"
+
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+FileStatus SyntheticFolder(const GenOptions& options, int64_t moment) {
+    FileStatus status;
+    status.type = FileStatus::Type::Folder;
+    status.mode = kModeFolder | options.synthetic_dir_mode;
+    status.links = 2;
+    status.uid = options.uid;
+    status.gid = options.gid;
+    status.accessTime = moment;
+    status.modifyTime = moment;
+    status.changeTime = moment;
+    return status;
+}
+
+} // namespace
+
+VolumeRun::VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& genOptions,
+                     CCDWriterISOGen::Notice noticeCallback, uint32_t previousBase,
+                     uint32_t sessionBase)
+    : files(fileSystem), options(genOptions), notice(std::move(noticeCallback)),
+      moment(clock.Now()), default_status(SyntheticFolder(genOptions, moment)),
+      previous_base(previousBase), session_base(sessionBase), plan_sector(sessionBase),
+      tree(genOptions.relocation_depth) {}
+
+} // namespace larkspin

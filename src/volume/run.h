@@ -1,0 +1,58 @@
+// What one run of the generator shares between its steps: options, tree, cursors, tables.
+//
+// Lives from the start of MakeVolume to its end, on the generator's thread.
+#pragma once
+
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "volume/contents.h"
+#include "volume/dates.h"
+#include "volume/iso_gen.h"
+#include "volume/options.h"
+#include "volume/path_tables.h"
+#include "volume/sectors.h"
+#include "volume/tree.h"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+namespace larkspin {
+
+// POSIX types in a mode, as Rock Ridge's PX holds them.
+inline constexpr uint32_t kModeTypeMask = 0xF000;
+inline constexpr uint32_t kModeFolder = 0x4000;
+inline constexpr uint32_t kModeRegular = 0x8000;
+
+struct VolumeRun {
+    VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& genOptions,
+              CCDWriterISOGen::Notice noticeCallback, uint32_t previousBase, uint32_t sessionBase);
+
+    IFileSystem& files;
+    const GenOptions options;
+    const CCDWriterISOGen::Notice notice; // may be empty
+
+    // The moment of the volume (seconds since 1970, UTC), taken once. Descriptors, "Version block",
+    // UDF and all names that no file stands behind carry it.
+    const int64_t moment;
+    // For directories that only exist on the volume.
+    const FileStatus default_status;
+
+    // Sectors, absolute on the disc.
+    const uint32_t previous_base; // first sector of the last session
+    const uint32_t session_base;  // first sector of this session
+    uint32_t plan_sector;         // first sector not yet given to anything
+
+    IsoTree tree;
+    RecordDateCache dates;
+    PathTables iso_tables;
+    PathTables joliet_tables;
+    std::vector<uint8_t> extension_record;                     // one sector, see rockridge.h
+    std::array<uint8_t, kSectorBytes> primary_descriptor = {}; // as sent; Joliet starts from it
+    DirectoryRecord root_record;                               // of the primary tree
+    DirectoryRecord joliet_root_record;
+    std::deque<DeferredFile> contents; // in order of ascending sector
+};
+
+} // namespace larkspin

@@ -1,0 +1,304 @@
+#include "volume/scan.h"
+
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "volume/names.h"
+#include "volume/rockridge.h"
+#include "volume/run.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+constexpr size_t kLongestScannedPath = 1024; // UTF-16 units
+constexpr size_t kDriveRootLength = 3;       // "C:\"
+constexpr uint32_t kModeReadable = 0x16D;    // r-xr-xr-x
+constexpr uint32_t kModePermissions = 0x0FFF;
+
+bool IsLetter(char16_t unit) {
+    return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+}
+
+bool IsBackupName(std::u16string_view name) {
+    constexpr std::u16string_view kSuffix = u".bak";
+    return name.find_first_of(u"~#") != std::u16string_view::npos ||
+           (name.size() > kSuffix.size() && EndsWithNoCase(name, kSuffix));
+}
+
+// Fails unless `path`, which is no POSIX path, has the form of a folder or file on a drive.
+void CheckDrivePath(std::u16string_view path) {
+    if (path.size() < kDriveRootLength) {
+        throw CCDWriterISOGenException(u"Internal error #991.");
+    }
+    if (path.size() > kDriveRootLength) {
+        return;
+    }
+    if (!IsLetter(path[0])) {
+        throw CCDWriterISOGenException(u"Internal error #992.");
+    }
+    if (path[1] != u':') {
+        throw CCDWriterISOGenException(u"Internal error #993.");
+    }
+    if (path[2] != SeparatorOf(path)) {
+        throw CCDWriterISOGenException(u"Internal error #994.");
+    }
+}
+
+class Scanner {
+  public:
+    explicit Scanner(VolumeRun& run) : m_run(run) {}
+
+    void AddQueueItem(const std::u16string& item) {
+        FileStatus status;
+        if (!m_run.files.Status(item, &status)) {
+            FailToAdd(item);
+        }
+        if (!IsPosixPath(item)) {
+            CheckDrivePath(item);
+        }
+        if (IsFolderByName(item)) {
+            std::vector<std::u16string> names;
+            m_run.files.Enumerate(item, &names);
+            m_open.push_back({status.device, status.inode});
+            AddNames(m_run.tree.Root(), item, std::move(names));
+            m_open.pop_back();
+            return;
+        }
+        const std::u16string_view path = TrimSeparator(item);
+        const std::u16string_view leaf = LeafName(path);
+        if (leaf.empty() || leaf == u"." || leaf == u"..") {
+            FailToAdd(item); // no name that could stand on the volume
+        }
+        const std::u16string* folder = m_run.tree.KeepPath(std::u16string(ParentPath(path)));
+        AddFoundName(m_run.tree.Root(), folder, std::u16string(leaf));
+    }
+
+  private:
+    struct Identity {
+        uint64_t device;
+        uint64_t inode;
+        bool operator==(const Identity&) const = default;
+    };
+
+    [[noreturn]] static void FailToAdd(const std::u16string& item) {
+        throw CCDWriterISOGenException(
+            FormatWide("Cannot add file to disk: %s.", ToNative(item).c_str()));
+    }
+
+    void Normalize(FileStatus& status) const {
+        const GenOptions& options = m_run.options;
+        if (!options.normalize_attributes) {
+            return;
+        }
+        status.uid = options.uid;
+        status.gid = options.gid;
+        const uint32_t mode =
+            status.type == FileStatus::Type::Folder ? options.dir_mode : options.file_mode;
+        status.mode = mode != 0 ? (status.mode & kModeTypeMask) | mode
+                                : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
+    }
+
+    // True if the name may not stand on the volume.
+    bool IsLeftOut(const std::u16string& path, const FileStatus& status) const {
+        if (status.type == FileStatus::Type::Other) {
+            return true;
+        }
+        if (status.type != FileStatus::Type::Regular) {
+            return false;
+        }
+        if (!m_run.files.IsReadable(path)) {
+            return true;
+        }
+        if (status.size >= kFileSizeLimit) {
+            if (m_run.notice) {
+                m_run.notice(FormatWide("File %s is too large.", ToNative(path).c_str()));
+            }
+            return true;
+        }
+        return false;
+    }
+
+    // Reads the names in a folder that is not open already. False if `path` has become something
+    // else since its status was taken; a folder that can't be read counts as empty.
+    bool List(const std::u16string& path, const Identity& identity,
+              std::vector<std::u16string>* names) const {
+        if (std::find(m_open.begin(), m_open.end(), identity) != m_open.end() ||
+            m_run.files.Enumerate(path, names)) {
+            return true;
+        }
+        names->clear();
+        FileStatus status;
+        return !m_run.files.Status(path, &status) || status.type == FileStatus::Type::Folder;
+    }
+
+    void AddNames(IsoDirectory& directory, const std::u16string& path,
+                  std::vector<std::u16string> names) {
+        const std::u16string* folder = m_run.tree.KeepPath(path);
+        for (std::u16string& name : names) {
+            if (path.size() + 1 + name.size() > kLongestScannedPath) {
+                throw CCDWriterISOGenException(u"Internal error #940.");
+            }
+            if (m_run.options.keep_backup_files || !IsBackupName(name)) {
+                AddFoundName(directory, folder, std::move(name));
+            }
+        }
+    }
+
+    void AddFoundName(IsoDirectory& directory, const std::u16string* folder, std::u16string name) {
+        const std::u16string path = JoinPath(*folder, name);
+        FileStatus status;
+        if (!m_run.files.Status(path, &status) || IsLeftOut(path, status)) {
+            return;
+        }
+        Normalize(status);
+        const Identity identity = {status.device, status.inode};
+        std::vector<std::u16string> names;
+        if (status.type == FileStatus::Type::Folder && !List(path, identity, &names)) {
+            status.type = FileStatus::Type::Regular;
+            status.mode = (status.mode & ~kModeTypeMask) | kModeRegular;
+            status.size = 0;
+        }
+        if (status.type != FileStatus::Type::Folder) {
+            AddFile(directory, folder, std::move(name), status);
+            return;
+        }
+        IsoDirectory* place = m_run.tree.FindDirectory(directory, name);
+        if (place == nullptr) {
+            place = &AddFolder(directory, folder, std::move(name), path, status);
+        }
+        m_open.push_back(identity);
+        AddNames(*place, path, std::move(names));
+        m_open.pop_back();
+    }
+
+    IsoEntry& NewEntry(IsoDirectory& directory, const std::u16string* folder, std::u16string name,
+                       std::string_view native, const FileStatus& status) {
+        const bool isFolder = status.type == FileStatus::Type::Folder;
+        IsoEntry& entry = m_run.tree.NewEntry();
+        entry.name = std::move(name);
+        entry.source_folder = folder;
+        entry.priority = kPriorityOrdinary;
+        entry.inode = static_cast<uint16_t>(status.inode);
+        entry.device = static_cast<uint32_t>(status.device);
+        entry.record.date = m_run.dates.Get(status.modifyTime);
+        entry.record.volume_sequence = m_run.options.volume_sequence;
+        entry.record.flags = isFolder ? DirectoryRecord::kFlagDirectory : 0;
+        entry.record.name = MakeIsoName(native, isFolder, m_run.options);
+        directory.AddEntry(entry);
+        return entry;
+    }
+
+    void AddFile(IsoDirectory& directory, const std::u16string* folder, std::u16string name,
+                 const FileStatus& status) {
+        const std::string native = ToNative(name);
+        IsoEntry& entry = NewEntry(directory, folder, std::move(name), native, status);
+        if (status.type == FileStatus::Type::Regular) {
+            entry.size = static_cast<uint32_t>(status.size);
+            entry.record.size = entry.size;
+        }
+        MakeRockRidge(m_run, native, entry, 0, status);
+    }
+
+    IsoDirectory& AddFolder(IsoDirectory& directory, const std::u16string* folder,
+                            std::u16string name, const std::u16string& path,
+                            const FileStatus& status) {
+        const std::string native = ToNative(name);
+        IsoEntry& entry = NewEntry(directory, folder, name, native, status);
+        IsoDirectory* place = nullptr;
+        if (directory.depth > m_run.options.relocation_depth) {
+            place = &Relocate(entry, native, path, status);
+        } else {
+            MakeRockRidge(m_run, native, entry, 0, status);
+            place = &m_run.tree.NewDirectory(directory, entry, path, name);
+        }
+        m_run.tree.NameDirectory(directory, name, *place);
+        return *place;
+    }
+
+    // ECMA-119 6.8.2.1 allows eight levels. A deeper directory goes to the relocation directory
+    // and leaves a placeholder, an empty file to ISO 9660, at its true place.
+    IsoDirectory& Relocate(IsoEntry& placeholder, std::string_view native,
+                           const std::u16string& path, FileStatus status) {
+        IsoDirectory& relocation = RelocationDirectory();
+        IsoEntry& moved =
+            NewEntry(relocation, placeholder.source_folder, placeholder.name, native, status);
+        moved.priority = kPriorityFixed;
+        moved.relocated_from = &placeholder;
+        placeholder.relocated_to = &moved;
+        MakeRockRidge(m_run, native, moved, kRrRelocated, status);
+        IsoDirectory& directory = m_run.tree.NewDirectory(relocation, moved, path, moved.name);
+
+        placeholder.flags |= kEntryPlaceholder;
+        placeholder.record.flags = 0;
+        placeholder.inode = kNoInode;
+        status.mode &= kModePermissions;
+        MakeRockRidge(m_run, native, placeholder, kRrChildLink, status);
+        return directory;
+    }
+
+    IsoDirectory& RelocationDirectory() {
+        if (IsoDirectory* existing = m_run.tree.RelocationDirectory()) {
+            return *existing;
+        }
+        const std::string native = m_run.options.rr_moved_visible_name ? ".rr_moved" : "rr_moved";
+        IsoDirectory& root = m_run.tree.Root();
+        IsoEntry& entry = NewEntry(root, nullptr, ToWide(native), native, m_run.default_status);
+        entry.priority = kPriorityFixed;
+        entry.inode = kNoInode;
+        entry.device = kNoDevice;
+        entry.flags |= kEntryNotInJoliet; // Joliet shows deep directories at their true places
+        MakeRockRidge(m_run, native, entry, 0, m_run.default_status);
+        IsoDirectory& directory = m_run.tree.NewFirstDirectory(root, entry, {}, entry.name);
+        directory.flags |= kDirectoryNotInJoliet;
+        m_run.tree.SetRelocationDirectory(directory);
+        AddDotEntries(m_run, directory);
+        return directory;
+    }
+
+    VolumeRun& m_run;
+    std::vector<Identity> m_open; // the folders from the queue item down to the present one
+};
+
+void AddDots(VolumeRun& run, IsoDirectory& directory, std::u16string name, uint32_t rrFlags) {
+    const std::string native = ToNative(name);
+    IsoEntry& entry = run.tree.NewEntry();
+    entry.name = std::move(name);
+    entry.record.name = MakeIsoName(native, true, run.options);
+    entry.record.flags = DirectoryRecord::kFlagDirectory;
+    entry.record.date = run.dates.Get(run.default_status.modifyTime);
+    entry.record.volume_sequence = run.options.volume_sequence;
+    directory.AddEntry(entry);
+    MakeRockRidge(run, native, entry, rrFlags, run.default_status);
+}
+
+} // namespace
+
+void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue) {
+    if (queue.empty()) {
+        throw CCDWriterISOGenException(u"No files to write.");
+    }
+    Scanner scanner(run);
+    for (const std::u16string& item : queue) {
+        scanner.AddQueueItem(item);
+    }
+}
+
+void AddDotEntries(VolumeRun& run, IsoDirectory& directory) {
+    const IsoDirectory* root = &run.tree.Root();
+    const IsoDirectory* relocation = run.tree.RelocationDirectory();
+    if (!directory.Has(kDirectoryHasDotDot)) {
+        const bool isMoved = relocation != nullptr && directory.parent == relocation;
+        AddDots(run, directory, u"..", isMoved ? kRrParentLink : 0);
+        directory.flags |= kDirectoryHasDotDot;
+    }
+    if (!directory.Has(kDirectoryHasDot)) {
+        AddDots(run, directory, u".", &directory == root ? kRrSuspStart | kRrExtensionPointer : 0);
+        directory.flags |= kDirectoryHasDot;
+    }
+}
+
+} // namespace larkspin

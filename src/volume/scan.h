@@ -1,0 +1,27 @@
+// Builds the source tree from the paths of the queue by walking the disk.
+//
+// Links are followed. A name that has vanished, can't be read or is no file or folder (a socket,
+// a named pipe, a block device) is left out without a word; a file of 2 GiB - 1 or more is left
+// out and told to the notice callback. A folder that lies inside itself by a loop of links shows
+// as an empty folder. Folders of the same name from two queue items become one.
+//
+// Limits: a path below the queue's own may have 1024 UTF-16 units; a longer one fails the run.
+// There is no further limit when the file is streamed, so no path is ever cut.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+struct IsoDirectory;
+struct VolumeRun;
+
+// Adds all items under the root. Fails if there are none, if an item does not exist, or if the
+// scan meets a limit. "/" puts its contents straight into the root.
+void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue);
+
+// Adds "." and ".." to `directory` if it lacks them.
+void AddDotEntries(VolumeRun& run, IsoDirectory& directory);
+
+} // namespace larkspin

@@ -1,0 +1,159 @@
+#include "volume/sort.h"
+
+#include "platform/text.h"
+#include "volume/names.h"
+#include "volume/rockridge.h"
+#include "volume/run.h"
+#include "volume/scan.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace larkspin {
+
+namespace {
+
+[[noreturn]] void Fail(const char* text) {
+    throw CCDWriterISOGenException(ToWide(text));
+}
+
+// Makes the ISO names of one directory unique.
+class NameHash {
+  public:
+    explicit NameHash(const GenOptions& options) : m_options(options) {}
+
+    void Add(IsoEntry& entry) {
+        const auto [place, isNew] = m_names.emplace(Key(entry.record.name), &entry);
+        if (isNew) {
+            return;
+        }
+        IsoEntry& holder = *place->second;
+        if (&holder == &entry) {
+            Fail("Internal error #930.");
+        }
+        if (entry.priority < holder.priority) {
+            Rename(entry);
+        } else {
+            place->second = &entry;
+            Rename(holder);
+        }
+    }
+
+  private:
+    static std::string Key(std::string_view isoName) { return std::string(UniquePart(isoName)); }
+
+    void Rename(IsoEntry& entry) {
+        const ClashName clash(entry.record.name, entry.record.IsDirectory(), m_options);
+        // Names are only ever added, so what was taken once stays taken, and each family's search
+        // goes on where it ended.
+        uint32_t& number = m_next[clash.Family()];
+        for (; number < ClashName::kCandidates; ++number) {
+            std::string candidate = clash.Candidate(number);
+            if (m_names.emplace(Key(candidate), &entry).second) {
+                entry.record.name = std::move(candidate);
+                ++number;
+                return;
+            }
+        }
+        Fail("Internal error #931.");
+    }
+
+    const GenOptions& m_options;
+    std::unordered_map<std::string, IsoEntry*> m_names;
+    std::unordered_map<std::string, uint32_t> m_next;
+};
+
+void MakeNamesUnique(const VolumeRun& run, IsoDirectory& directory) {
+    NameHash names(run.options);
+    for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+        if (!entry->Has(kEntryNotInIso)) {
+            names.Add(*entry);
+        }
+    }
+}
+
+bool RockRidgeNameLess(const IsoEntry* a, const IsoEntry* b) {
+    return std::lexicographical_compare(
+        a->name.begin(), a->name.end(), b->name.begin(), b->name.end(),
+        [](char16_t x, char16_t y) { return RockRidgeUnit(x) < RockRidgeUnit(y); });
+}
+
+bool HasTwins(std::vector<IsoEntry*> entries) {
+    std::sort(entries.begin(), entries.end(), RockRidgeNameLess);
+    return std::adjacent_find(entries.begin(), entries.end(),
+                              [](const IsoEntry* a, const IsoEntry* b) {
+                                  return !RockRidgeNameLess(a, b);
+                              }) != entries.end();
+}
+
+// Puts the visible entries in ISO order, those outside the ISO tree behind them.
+void SortEntries(VolumeRun& run, IsoDirectory& directory) {
+    std::vector<IsoEntry*> visible;
+    std::vector<IsoEntry*> hidden;
+    for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+        (entry->Has(kEntryNotInIso) ? hidden : visible).push_back(entry);
+    }
+    const bool mayHoldTwins = &directory == run.tree.RelocationDirectory();
+    if (visible.size() < 2 || (run.options.rock_ridge && !mayHoldTwins && HasTwins(visible))) {
+        Fail("Internal error #936.");
+    }
+    std::sort(visible.begin(), visible.end(), [](const IsoEntry* a, const IsoEntry* b) {
+        return IsoNameLess(a->record.name, b->record.name);
+    });
+    const auto sameName = [](const IsoEntry* a, const IsoEntry* b) {
+        return a->record.name == b->record.name;
+    };
+    if (std::adjacent_find(visible.begin(), visible.end(), sameName) != visible.end()) {
+        Fail("Internal error #936.");
+    }
+    visible.insert(visible.end(), hidden.begin(), hidden.end());
+    for (size_t i = 0; i < visible.size(); ++i) {
+        visible[i]->next = i + 1 < visible.size() ? visible[i + 1] : nullptr;
+    }
+    directory.entries = visible.front();
+}
+
+// Lengths of records, size of the directory and of its continuation areas, and its share of the
+// path table. They hold for the sorted chain only.
+void MeasureDirectory(VolumeRun& run, IsoDirectory& directory) {
+    const bool isRoot = &directory == &run.tree.Root();
+    directory.iso_size = 0;
+    directory.continuation_bytes = 0;
+    for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+        if (entry->Has(kEntryNotInIso)) {
+            continue;
+        }
+        const uint32_t length = entry->RecordLength();
+        if (length > DirectoryRecord::kLongest) {
+            Fail("Internal error #935.");
+        }
+        entry->record.length = static_cast<uint8_t>(length);
+        directory.iso_size = PlaceInSector(directory.iso_size, length) + length;
+        directory.continuation_bytes = PlaceContinuations(*entry, directory.continuation_bytes);
+        if (entry->record.IsDirectory() &&
+            (!entry->record.IsDots() || (isRoot && entry->record.IsDot()))) {
+            run.iso_tables.CountRecord(static_cast<uint32_t>(entry->record.name.size()));
+        }
+    }
+}
+
+} // namespace
+
+void SortIsoTree(VolumeRun& run) {
+    ForEachDirectory(run.tree.Root(), [&](IsoDirectory& directory) {
+        if (directory.Has(kDirectoryNotInIso)) {
+            return;
+        }
+        AddDotEntries(run, directory);
+        MakeNamesUnique(run, directory);
+        SortEntries(run, directory);
+        MeasureDirectory(run, directory);
+    });
+    run.iso_tables.FixSectors();
+}
+
+} // namespace larkspin

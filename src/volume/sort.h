@@ -1,0 +1,16 @@
+// Finishes each directory for the ISO view: dots, unique names, order, sizes.
+#pragma once
+
+namespace larkspin {
+
+struct VolumeRun;
+
+// Works through the whole tree, and counts the path table.
+//
+// Of entries whose ISO names agree, the one of higher priority keeps its name and among equals the
+// one scanned first; the others get digits. Fails if the digits run out, if a record grows beyond
+// 255 bytes, or if two entries of a directory would show under one Rock Ridge name, as one of them
+// could never be reached: two queue items with the same leaf name do.
+void SortIsoTree(VolumeRun& run);
+
+} // namespace larkspin
