@@ -1,0 +1,246 @@
+#include "drive/linux/sg_port.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <scsi/sg.h>
+#include <set>
+#include <sstream>
+#include <tuple>
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint32_t kMaxPort = 255;
+constexpr uint32_t kMaxTarget = 7;
+constexpr uint32_t kMaxLun = 7;
+
+constexpr int kNeverWait = O_NONBLOCK | O_CLOEXEC; // open also with no disc in the drive
+
+// Outcomes that the kernel gives in sg_io_hdr::host_status and driver_status.
+enum HostStatus : unsigned short {
+    kHostOk = 0,
+    kHostNoConnect = 1,
+    kHostTimeOut = 3,
+    kHostBadTarget = 4,
+};
+constexpr unsigned short kDriverOutcome = 0x0F;
+constexpr unsigned short kDriverTimeOut = 6;
+
+PortError ErrorOfErrno(int error) {
+    switch (error) {
+    case ENODEV:
+    case ENXIO:
+    case EBADF:
+        return PortError::InvalidHandle;
+    case ETIMEDOUT:
+        return PortError::TimedOut;
+    default:
+        return PortError::Failed;
+    }
+}
+
+bool IsDescriptorFormat(uint8_t responseCode) {
+    return (responseCode & 0x7F) == 0x72 || (responseCode & 0x7F) == 0x73;
+}
+
+// Sense in the fixed format (SPC). Some bridges give the other format, whose key and codes stand
+// right behind the response code.
+void TakeSense(const std::array<uint8_t, 32>& sense, PortCompletion* completion) {
+    if (!IsDescriptorFormat(sense[0])) {
+        completion->sense = sense;
+        return;
+    }
+    constexpr uint8_t kDeferredBit = 1;
+    constexpr uint8_t kUpToQualifier = 6;
+    completion->sense[0] = static_cast<uint8_t>(0x70 | (sense[0] & kDeferredBit));
+    completion->sense[2] = sense[1] & 0x0F;
+    completion->sense[7] = kUpToQualifier;
+    completion->sense[12] = sense[2];
+    completion->sense[13] = sense[3];
+}
+
+PortCompletion CompletionOf(const sg_io_hdr& header, const std::array<uint8_t, 32>& sense) {
+    PortCompletion completion;
+    completion.status = header.status;
+    if (header.host_status == kHostTimeOut ||
+        (header.driver_status & kDriverOutcome) == kDriverTimeOut) {
+        completion.error = PortError::TimedOut;
+        return completion;
+    }
+    if (header.sb_len_wr > 0)
+        TakeSense(sense, &completion);
+    const bool hasSense = (completion.sense[0] & 0x70) != 0;
+    if (header.host_status == kHostNoConnect || header.host_status == kHostBadTarget)
+        completion.error = PortError::InvalidHandle;
+    else if (!hasSense && (header.host_status != kHostOk || header.status != 0))
+        completion.error = PortError::Failed; // refused, and nothing says why
+    return completion;
+}
+
+class CSgDevice final : public IPortDevice {
+  public:
+    CSgDevice(ISystemCalls& calls, CSgPort& port, int letterIndex, int descriptor)
+        : m_calls(calls), m_port(port), m_nLetterIndex(letterIndex), m_nDescriptor(descriptor) {}
+    CSgDevice(const CSgDevice&) = delete;
+    CSgDevice& operator=(const CSgDevice&) = delete;
+    ~CSgDevice() override { m_calls.Close(m_nDescriptor); }
+
+    PortCompletion Execute(const PortRequest& request) override;
+
+    PortError Address(PortAddress* address) override {
+        return m_port.AddressOf(m_nLetterIndex, address);
+    }
+
+  private:
+    ISystemCalls& m_calls;
+    CSgPort& m_port;
+    int m_nLetterIndex;
+    int m_nDescriptor;
+};
+
+PortCompletion CSgDevice::Execute(const PortRequest& request) {
+    std::array<uint8_t, 32> sense = {};
+    std::array<uint8_t, 16> cdb = {};
+    const size_t cdbLength = std::min(request.cdb.size(), cdb.size());
+    std::copy_n(request.cdb.begin(), cdbLength, cdb.begin());
+
+    sg_io_hdr header = {};
+    header.interface_id = 'S';
+    header.dxfer_direction = SG_DXFER_NONE;
+    if (request.length > 0 && request.direction == PortDirection::In)
+        header.dxfer_direction = SG_DXFER_FROM_DEV;
+    else if (request.length > 0 && request.direction == PortDirection::Out)
+        header.dxfer_direction = SG_DXFER_TO_DEV;
+    if (header.dxfer_direction != SG_DXFER_NONE) {
+        header.dxferp = request.data;
+        header.dxfer_len = request.length;
+    }
+    header.cmdp = cdb.data();
+    header.cmd_len = static_cast<unsigned char>(cdbLength);
+    header.sbp = sense.data();
+    header.mx_sb_len = static_cast<unsigned char>(sense.size());
+    header.timeout = request.timeoutSeconds * 1000;
+
+    const int result = m_calls.Ioctl(m_nDescriptor, SG_IO, &header);
+    if (result >= 0)
+        return CompletionOf(header, sense);
+    PortCompletion completion;
+    completion.error = ErrorOfErrno(-result);
+    return completion;
+}
+
+std::string KernelName(int letterIndex) {
+    return "sr" + std::to_string(letterIndex - kFirstLetterIndex);
+}
+
+} // namespace
+
+CSgPort::CSgPort(ISystemCalls& calls, std::string sysfs, std::string deviceFolder,
+                 std::string mountTable)
+    : m_calls(calls), m_strSysfs(std::move(sysfs)), m_strDeviceFolder(std::move(deviceFolder)),
+      m_strMountTable(std::move(mountTable)) {}
+
+CSgPort::~CSgPort() {
+    for (const auto& [letterIndex, descriptor] : m_held)
+        m_calls.Close(descriptor);
+}
+
+std::string CSgPort::SysfsFolder(int letterIndex) const {
+    return m_strSysfs + "/block/" + KernelName(letterIndex);
+}
+
+std::string CSgPort::DevicePath(int letterIndex) const {
+    return m_strDeviceFolder + "/" + KernelName(letterIndex);
+}
+
+bool CSgPort::IsOpticalDrive(int letterIndex) {
+    if (letterIndex < kFirstLetterIndex || letterIndex > kLastLetterIndex)
+        return false;
+    return m_calls.ReadText(SysfsFolder(letterIndex) + "/device/type").starts_with("5\n");
+}
+
+std::u16string CSgPort::DisplayName(int letterIndex) {
+    if (!IsOpticalDrive(letterIndex))
+        return {};
+    const std::string name = KernelName(letterIndex);
+    return {name.begin(), name.end()};
+}
+
+std::unique_ptr<IPortDevice> CSgPort::Open(int letterIndex, bool writeAccess) {
+    const int flags = (writeAccess ? O_RDWR : O_RDONLY) | kNeverWait;
+    const int descriptor = m_calls.Open(DevicePath(letterIndex), flags);
+    if (descriptor < 0)
+        return nullptr;
+    return std::make_unique<CSgDevice>(m_calls, *this, letterIndex, descriptor);
+}
+
+std::optional<PortAddress> CSgPort::ReadAddress(int letterIndex) {
+    // The link ends in "host:channel:target:lun".
+    const std::string link = m_calls.ReadLink(SysfsFolder(letterIndex) + "/device");
+    const std::string last = link.substr(link.rfind('/') + 1);
+    uint32_t host = 0;
+    uint32_t channel = 0;
+    uint32_t target = 0;
+    uint32_t lun = 0;
+    char rest = 0;
+    if (std::sscanf(last.c_str(), "%u:%u:%u:%u%c", &host, &channel, &target, &lun, &rest) != 4)
+        return std::nullopt;
+    if (host > kMaxPort || target > kMaxTarget || lun > kMaxLun)
+        return std::nullopt;
+    return PortAddress{static_cast<uint8_t>(host), static_cast<uint8_t>(target),
+                       static_cast<uint8_t>(lun)};
+}
+
+PortError CSgPort::AddressOf(int letterIndex, PortAddress* address) {
+    // All drives have an address or none: one that is made up from the letter index must not meet
+    // another drive's real one.
+    std::set<std::tuple<uint8_t, uint8_t, uint8_t>> taken;
+    for (int other = kFirstLetterIndex; other <= kLastLetterIndex; ++other) {
+        if (!IsOpticalDrive(other))
+            continue;
+        const std::optional<PortAddress> found = ReadAddress(other);
+        if (!found || !taken.insert({found->port, found->target, found->lun}).second)
+            return PortError::NotSupported;
+        if (other == letterIndex)
+            *address = *found;
+    }
+    return IsOpticalDrive(letterIndex) ? PortError::None : PortError::InvalidHandle;
+}
+
+bool CSgPort::IsMounted(int letterIndex) {
+    // "major:minor", the third field of the table, is the same under every name of the device.
+    std::istringstream numberText(m_calls.ReadText(SysfsFolder(letterIndex) + "/dev"));
+    std::string number;
+    numberText >> number;
+    if (number.empty())
+        return false;
+    std::istringstream table(m_calls.ReadText(m_strMountTable));
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream fields(line);
+        std::string id;
+        std::string parent;
+        std::string device;
+        if (fields >> id >> parent >> device && device == number)
+            return true;
+    }
+    return false;
+}
+
+void CSgPort::LockAndDismount(int letterIndex) {
+    if (m_held.contains(letterIndex))
+        return;
+    constexpr int kMaxMountPoints = 8;
+    for (int round = 0; round < kMaxMountPoints && IsMounted(letterIndex); ++round) {
+        if (!m_calls.Unmount(DevicePath(letterIndex)))
+            break;
+    }
+    const int descriptor = m_calls.Open(DevicePath(letterIndex), O_RDONLY | O_EXCL | kNeverWait);
+    if (descriptor >= 0)
+        m_held.emplace(letterIndex, descriptor);
+}
+
+} // namespace larkspin
