@@ -2,28 +2,25 @@
 
 #include "platform/settings_keys.h"
 
+#include <array>
+
 namespace larkspin {
 
-const std::vector<CEditQueueDialog::Column>& CEditQueueDialog::Columns() {
-    static const std::vector<Column> columns = {{u"Name", 250, false},
-                                                {u"Size", 80, true},
-                                                {u"Type", 150, false},
-                                                {u"Changed", 100, false}};
-    return columns;
+const CEditQueueDialog::Column& CEditQueueDialog::ColumnAt(int index) {
+    static constexpr std::array<Column, kColumns> kTable = {
+        Column{u"Name", 250, false}, Column{u"Size", 80, true}, Column{u"Type", 150, false},
+        Column{u"Changed", 100, false}};
+    return kTable.at(static_cast<size_t>(index));
 }
 
-std::optional<CEditQueueDialog::Refill> CEditQueueDialog::Refresh() {
+std::optional<std::vector<QueueRow>> CEditQueueDialog::Refresh() {
     // The version first: a change that comes between the two reads is seen next time.
     const uint64_t version = m_queue.Version();
     if (version == m_version) {
         return std::nullopt;
     }
     m_version = version;
-    Refill refill;
-    refill.rows = SortedRows(m_queue.Paths());
-    refill.edits = RowEdits(m_rows, refill.rows);
-    m_rows = refill.rows;
-    return refill;
+    return SortedRows(m_queue.Paths());
 }
 
 void CEditQueueDialog::RemoveSelected(const std::vector<std::u16string>& selected) {

@@ -1,12 +1,13 @@
-// The queue editor's own knowledge: its rows, and removing what is selected.
+// The queue editor's own knowledge: when its rows are stale, and removing what is selected.
 //
-// The window asks it to refresh once a second and applies the edits it gives. Main thread.
+// The window asks it to refresh once a second. Main thread.
 #pragma once
 
 #include "platform/settings_store.h"
 #include "ui/models.h"
 #include "ui/queue_rows.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,20 +20,18 @@ class CEditQueueDialog {
 
     struct Column {
         const char16_t* szTitle;
-        int nWidth; // pixels, for a default font
+        int nWidth; // pixels
         bool bRightAligned;
     };
-    static const std::vector<Column>& Columns();
+    // In this order; the first is the only one of the list style.
+    enum ColumnIndex { kName, kSize, kType, kChanged, kColumns };
+    static const Column& ColumnAt(int index);
 
     // `queue` is kept.
     explicit CEditQueueDialog(IQueueModel& queue) : m_queue(queue) {}
 
-    struct Refill {
-        std::vector<QueueRow> rows;
-        std::vector<RowEdit> edits; // from the rows before
-    };
-    // Empty if the queue has not changed since the last call.
-    std::optional<Refill> Refresh();
+    // All rows anew; empty if the queue has not changed since the last call.
+    std::optional<std::vector<QueueRow>> Refresh();
 
     // Removes these paths, compared whole and exactly, from the queue. Nothing selected, nothing
     // done. The next Refresh shows the result.
@@ -43,8 +42,7 @@ class CEditQueueDialog {
 
   private:
     IQueueModel& m_queue;
-    std::vector<QueueRow> m_rows;
-    std::optional<uint64_t> m_version;
+    std::optional<uint64_t> m_version; // of the queue at the last refresh
 };
 
 } // namespace larkspin

@@ -72,7 +72,7 @@ double CDriveParameters::Speed(const ParameterInput& input) const {
 
 ParameterContent CDataParameters::Open(const std::u16string& header) {
     ParameterContent content;
-    content.kind = ParameterKind::Data;
+    content.kind = JobKind::Data;
     content.strHeader = header;
     content.drives = DriveTexts(Blanks::Fold);
     content.speeds = SelectDrive(0);
@@ -113,7 +113,7 @@ CopyParametersResult CCopyParameters::Accept(const ParameterInput& input) const 
 
 ParameterContent CEraseTypeDialog::Open() const {
     ParameterContent content;
-    content.kind = ParameterKind::Erase;
+    content.kind = JobKind::Erase;
     content.speeds = SpeedTexts(m_speeds);
     return content;
 }

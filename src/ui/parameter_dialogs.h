@@ -17,11 +17,9 @@
 
 namespace larkspin {
 
-enum class ParameterKind { Data, Audio, Image, Erase };
-
 // All that a window needs to open. Rows of `drives` are indexes into the drive list.
 struct ParameterContent {
-    ParameterKind kind = ParameterKind::Data;
+    JobKind kind = JobKind::Data;
     std::u16string strHeader;
     std::vector<std::u16string> drives;     // empty for the erase dialog
     std::vector<std::u16string> speeds;     // texts for drive 0, "Max" first
@@ -88,23 +86,21 @@ class CCopyParameters : public CDriveParameters {
     CopyParametersResult Accept(const ParameterInput& input) const;
 
   protected:
-    CCopyParameters(IDriveCatalog& drives, ParameterKind kind)
-        : CDriveParameters(drives), m_kind(kind) {}
+    CCopyParameters(IDriveCatalog& drives, JobKind kind) : CDriveParameters(drives), m_kind(kind) {}
 
   private:
-    const ParameterKind m_kind;
+    const JobKind m_kind;
 };
 
 class CAudioParameters final : public CCopyParameters {
   public:
-    explicit CAudioParameters(IDriveCatalog& drives)
-        : CCopyParameters(drives, ParameterKind::Audio) {}
+    explicit CAudioParameters(IDriveCatalog& drives) : CCopyParameters(drives, JobKind::Audio) {}
 };
 
 class CBurnImageParameters final : public CCopyParameters {
   public:
     explicit CBurnImageParameters(IDriveCatalog& drives)
-        : CCopyParameters(drives, ParameterKind::Image) {}
+        : CCopyParameters(drives, JobKind::Image) {}
 };
 
 class CEraseTypeDialog {

@@ -9,6 +9,7 @@ QueueItemDetails ReadQueueItemDetails(IFileSystem& files, IClock& clock,
     QueueItemDetails details;
     FileStatus status;
     if (!files.Status(path, &status)) {
+        details.bVanished = true;
         details.bFolder = true;
         details.strChanged = FormatShortDateTime(clock.Now());
         return details;

@@ -10,6 +10,7 @@
 namespace larkspin {
 
 struct QueueItemDetails {
+    bool bVanished = false;
     bool bFolder = false;      // also for a path that has vanished
     std::u16string strSize;    // empty for a folder
     std::u16string strChanged; // local time; the present for a path that has vanished

@@ -1,8 +1,6 @@
 #include "ui/queue_rows.h"
 
 #include <algorithm>
-#include <clocale>
-#include <cwctype>
 #include <locale.h>
 #include <wctype.h>
 
@@ -19,33 +17,19 @@ locale_t UnicodeLocale() {
     return locale;
 }
 
-std::u16string SortKey(const std::u16string& path) {
-    std::u16string key = path;
-    for (char16_t& unit : key) {
+QueueRow MakeRow(std::u16string path) {
+    QueueRow row;
+    row.strSortKey = path;
+    for (char16_t& unit : row.strSortKey) {
         unit = static_cast<char16_t>(::towlower_l(unit, UnicodeLocale()));
     }
-    return key;
+    row.strPath = std::move(path);
+    return row;
 }
 
 bool RowLess(const QueueRow& a, const QueueRow& b) {
     const int order = a.strSortKey.compare(b.strSortKey);
     return order != 0 ? order < 0 : a.strPath < b.strPath;
-}
-
-// Adds a row to the last edit where it continues it.
-void Extend(std::vector<RowEdit>& edits, RowEdit::Kind kind, size_t row, size_t source) {
-    if (!edits.empty() && edits.back().kind == kind) {
-        RowEdit& last = edits.back();
-        const bool continues =
-            kind == RowEdit::Kind::Remove
-                ? last.first == row
-                : last.first + last.count == row && last.source + last.count == source;
-        if (continues) {
-            ++last.count;
-            return;
-        }
-    }
-    edits.push_back({kind, row, 1, source});
 }
 
 } // namespace
@@ -54,31 +38,28 @@ std::vector<QueueRow> SortedRows(std::vector<std::u16string> paths) {
     std::vector<QueueRow> rows;
     rows.reserve(paths.size());
     for (std::u16string& path : paths) {
-        std::u16string key = SortKey(path);
-        rows.push_back({std::move(path), std::move(key)});
+        rows.push_back(MakeRow(std::move(path)));
     }
     std::sort(rows.begin(), rows.end(), RowLess);
     return rows;
 }
 
-std::vector<RowEdit> RowEdits(const std::vector<QueueRow>& before,
-                              const std::vector<QueueRow>& after) {
-    std::vector<RowEdit> edits;
-    size_t old = 0;
-    size_t next = 0; // rows of `after` that stand in place, so also the row where we are
-    while (old < before.size() || next < after.size()) {
-        if (next == after.size() || (old < before.size() && RowLess(before[old], after[next]))) {
-            Extend(edits, RowEdit::Kind::Remove, next, 0);
-            ++old;
-        } else if (old == before.size() || RowLess(after[next], before[old])) {
-            Extend(edits, RowEdit::Kind::Insert, next, next);
-            ++next;
-        } else {
-            ++old;
-            ++next;
+size_t RowAtOrAfter(const std::vector<QueueRow>& rows, const std::u16string& path) {
+    const auto found = std::lower_bound(rows.begin(), rows.end(), MakeRow(path), RowLess);
+    return static_cast<size_t>(found - rows.begin());
+}
+
+std::vector<size_t> RowsOf(const std::vector<QueueRow>& rows,
+                           const std::vector<std::u16string>& paths) {
+    std::vector<size_t> found;
+    for (const std::u16string& path : paths) {
+        const size_t row = RowAtOrAfter(rows, path);
+        if (row < rows.size() && rows[row].strPath == path) {
+            found.push_back(row);
         }
     }
-    return edits;
+    std::sort(found.begin(), found.end());
+    return found;
 }
 
 } // namespace larkspin

@@ -1,6 +1,5 @@
-// The rows of the queue editor: the queue's paths in the order of their names, and the smallest
-// set of changes that leads from one such list to the next, so that a window keeps its selection
-// and its place. Free of state; any thread.
+// The rows of the queue editor: the queue's paths in the order of their names. Free of state; any
+// thread.
 #pragma once
 
 #include <cstddef>
@@ -13,25 +12,16 @@ namespace larkspin {
 struct QueueRow {
     std::u16string strPath;
     std::u16string strSortKey;
-
-    bool operator==(const QueueRow& other) const { return strPath == other.strPath; }
 };
 
 // Ascending, letters without regard to case; paths that differ in case alone by their units.
 std::vector<QueueRow> SortedRows(std::vector<std::u16string> paths);
 
-// Rows [first, first + count) leave, or are inserted, when the edit's turn comes.
-struct RowEdit {
-    enum class Kind { Remove, Insert };
+// Index of `path` in `rows`, or of the row that stands where it would: rows.size() at the end.
+size_t RowAtOrAfter(const std::vector<QueueRow>& rows, const std::u16string& path);
 
-    Kind kind = Kind::Insert;
-    size_t first = 0; // index in the list as the edits before it have left it
-    size_t count = 0;
-    size_t source = 0; // Insert: index of the first row in the new list
-};
-
-// Both lists come from SortedRows. Applied in turn, the edits make `before` into `after`.
-std::vector<RowEdit> RowEdits(const std::vector<QueueRow>& before,
-                              const std::vector<QueueRow>& after);
+// Which rows hold one of `paths`, ascending; paths that are gone are left out.
+std::vector<size_t> RowsOf(const std::vector<QueueRow>& rows,
+                           const std::vector<std::u16string>& paths);
 
 } // namespace larkspin

@@ -77,7 +77,6 @@ void CCDWriterUITrayIcon::OnAnimationTimer() {
 
 void CCDWriterUITrayIcon::ShowBalloon(const std::u16string& text, const std::u16string& title,
                                       BalloonIcon icon, uint32_t timeoutMs) {
-    m_view.HideBalloon();
     m_view.ShowBalloon({Cut(text, kTextLimit), Cut(title, kTitleLimit), icon, timeoutMs});
 }
 

@@ -27,8 +27,7 @@ class ITrayView {
     // Calls OnAnimationTimer every `periodMs` until killed.
     virtual void StartAnimationTimer(uint32_t periodMs) = 0;
     virtual void KillAnimationTimer() = 0;
-    // Takes away a balloon that is up, so that the next one is seen at once.
-    virtual void HideBalloon() = 0;
+    // Takes the place of a balloon that is up, at once.
     virtual void ShowBalloon(const Balloon& balloon) = 0;
 };
 

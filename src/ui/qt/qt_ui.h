@@ -1,7 +1,11 @@
 // The Qt side of the user interface as one object: all windows of the program.
 //
 // Made on the main thread after QApplication and destroyed before it. CCDWriterUI's calls may come
-// from a job's thread, IMainView's from the main thread (ShowBalloon from any).
+// from a job's thread, IMainView's from the main thread (ShowBalloon from any). Those of
+// CCDWriterUI that have an answer wait for the main thread, so they must not be called on it.
+//
+// Where the desktop has no tray, the queue window is on the screen from the start and stands in
+// for the icon: a button takes its clicks and offers its menu, and balloons show beside it.
 #pragma once
 
 #include "platform/clock.h"
@@ -26,6 +30,11 @@ class QtUi final : public CCDWriterUI, public IMainView {
     QtUi& operator=(const QtUi&) = delete;
     // Ends the waits of any job thread first.
     ~QtUi() override;
+
+    // Main thread: ends the waits of any job thread with the cancelled answer, now and from now
+    // on, and returns when none waits any more. Call it before joining a job's thread once the
+    // main loop no longer runs; Quit does it too.
+    void ReleaseWaits();
 
     DataParametersResult ShowDataParameters(const std::u16string& header) override;
     CopyParametersResult ShowAudioParameters(const std::u16string& header) override;

@@ -1,0 +1,28 @@
+// The program's own pictures, from vector drawings that are part of the executable. Main thread.
+#pragma once
+
+#include <QIcon>
+#include <QPixmap>
+
+#include "ui/ccdwriter_ui.h"
+
+class QWidget;
+
+namespace larkspin {
+
+QIcon AppIcon();
+QIcon TrayFrame(int frame); // 0 to 2
+QIcon OkIcon();
+QIcon CancelIcon();
+QIcon HideIcon();
+QIcon FolderIcon();
+QIcon FileIcon();
+
+// Side of a dialog's picture, in device independent pixels.
+inline constexpr int kPictureSize = 100;
+
+// A disc of that kind at rest, and the two that alternate while a job works on one.
+QPixmap Picture(JobKind kind, const QWidget& shownOn);
+QPixmap WorkingPicture(JobKind kind, int frame, const QWidget& shownOn);
+
+} // namespace larkspin

@@ -1,0 +1,21 @@
+// Small controls that several dialogs have. Main thread.
+#pragma once
+
+#include <QIcon>
+#include <QLabel>
+#include <QPushButton>
+#include <QString>
+
+namespace larkspin {
+
+// A button with a picture and its name.
+QPushButton* MakeButton(int id, const QString& text, const QIcon& icon);
+
+// A centred line of plain text.
+QLabel* MakeLine(int id, const QString& text);
+
+// Width of a window of `units` dialog units: a quarter of the font's mean letter each.
+int DialogWidth(const QWidget& window, int units);
+int DialogHeight(const QWidget& window, int units); // an eighth of a line each
+
+} // namespace larkspin

@@ -1,0 +1,72 @@
+#include "ui/qt/notifier.h"
+
+#include "ui/qt/qt_text.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QVariantMap>
+
+namespace larkspin {
+
+namespace {
+
+const char* const kService = "org.freedesktop.Notifications";
+
+QString IconName(BalloonIcon icon) {
+    switch (icon) {
+    case BalloonIcon::None:
+        return {};
+    case BalloonIcon::Information:
+        return QStringLiteral("dialog-information");
+    case BalloonIcon::Warning:
+        return QStringLiteral("dialog-warning");
+    case BalloonIcon::Error:
+        return QStringLiteral("dialog-error");
+    }
+    return {};
+}
+
+} // namespace
+
+CNotifier::CNotifier() : m_bus(QDBusConnection::sessionBus()) {}
+
+bool CNotifier::Show(const Balloon& balloon) {
+    if (!m_bus.isConnected() || !m_bus.interface()->isServiceRegistered(kService)) {
+        return false;
+    }
+    if (m_bWaiting) {
+        m_next = balloon;
+    } else {
+        Send(balloon);
+    }
+    return true;
+}
+
+void CNotifier::Send(const Balloon& balloon) {
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(kService, QStringLiteral("/org/freedesktop/Notifications"),
+                                       kService, QStringLiteral("Notify"));
+    // The title of a notification must not be empty; its body may be read as markup.
+    const QString title = ToQt(balloon.strTitle);
+    call << ToQt(CCDWriterUITrayIcon::kTip) << m_nShown << IconName(balloon.icon)
+         << (title.isEmpty() ? ToQt(CCDWriterUITrayIcon::kTip) : title)
+         << ToQt(balloon.strText).toHtmlEscaped() << QStringList() << QVariantMap()
+         << static_cast<int>(balloon.nTimeoutMs);
+    m_bWaiting = true;
+    auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        const QDBusPendingReply<uint> reply = *watcher;
+        m_nShown = reply.isError() ? 0 : reply.value();
+        watcher->deleteLater();
+        m_bWaiting = false;
+        if (m_next) {
+            const Balloon next = *m_next;
+            m_next.reset();
+            Send(next);
+        }
+    });
+}
+
+} // namespace larkspin

@@ -1,0 +1,49 @@
+// The window of the four parameter dialogs. It shows a ParameterContent and keeps what the user
+// makes of it; it knows no drive. Main thread.
+#pragma once
+
+#include "ui/parameter_dialogs.h"
+
+#include <QDialog>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+class QBoxLayout;
+class QComboBox;
+class QLineEdit;
+class QRadioButton;
+
+namespace larkspin {
+
+class CParameterWindow final : public QDialog {
+    Q_OBJECT
+
+  public:
+    explicit CParameterWindow(const ParameterContent& content);
+
+    // Called when another drive is chosen. The speed list holds "Max" alone until SetSpeeds.
+    void OnDriveChanged(std::function<void(uint32_t)> changed) { m_changed = std::move(changed); }
+    // Speed texts of that drive; ignored if another one has been chosen meanwhile.
+    void SetSpeeds(uint32_t drive, const std::vector<std::u16string>& texts);
+
+    ParameterInput Input() const;
+
+  private:
+    void AddTitle(QBoxLayout& column, const ParameterContent& content);
+    void AddDriveAndSpeed(QBoxLayout& column, const ParameterContent& content);
+    void AddDriveAndCopies(QBoxLayout& column, const ParameterContent& content);
+    void AddEraseTypes(QBoxLayout& column, const ParameterContent& content);
+    QComboBox* MakeDrives(const ParameterContent& content);
+    QComboBox* MakeSpeeds(const ParameterContent& content);
+
+    QLineEdit* m_pTitle = nullptr;
+    QComboBox* m_pDrives = nullptr;
+    QComboBox* m_pSpeeds = nullptr;
+    QLineEdit* m_pCopies = nullptr;
+    QRadioButton* m_pQuick = nullptr;
+    std::function<void(uint32_t)> m_changed;
+};
+
+} // namespace larkspin

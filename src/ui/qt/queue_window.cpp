@@ -1,0 +1,270 @@
+#include "ui/qt/queue_window.h"
+
+#include "ui/qt/artwork.h"
+#include "ui/qt/controls.h"
+#include "ui/qt/menu_view.h"
+#include "ui/qt/qt_text.h"
+#include "ui/qt/windows.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QItemSelection>
+#include <QLabel>
+#include <QPushButton>
+#include <QShortcut>
+#include <QSizeGrip>
+#include <QToolButton>
+#include <QTreeView>
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int kWidthUnits = 253;
+constexpr int kHeightUnits = 177;
+constexpr int kHeadIconSize = 32;
+
+} // namespace
+
+CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model)
+    : m_logic(logic), m_model(model) {
+    setWindowTitle(QStringLiteral("Larkspin Queue"));
+    setWindowIcon(AppIcon());
+    MakeHead();
+    MakeList();
+
+    m_pReport = new QCheckBox(QStringLiteral("&Show additional information"), this);
+    m_pReport->setObjectName(QStringLiteral("1015"));
+    connect(m_pReport, &QCheckBox::toggled, this, [this](bool on) { SetReportStyle(on); });
+    m_pDelete = new QPushButton(QStringLiteral("&Delete selected"), this);
+    m_pDelete->setObjectName(QStringLiteral("1014"));
+    connect(m_pDelete, &QPushButton::clicked, this, [this] { RemoveSelected(); });
+    m_pClose = new QPushButton(QStringLiteral("&Close"), this);
+    m_pClose->setObjectName(QString::number(CMD_CANCEL));
+    connect(m_pClose, &QPushButton::clicked, this, [this] { CloseCommand(); });
+    m_pGrip = new QSizeGrip(this);
+    m_pGrip->setObjectName(QStringLiteral("1013"));
+    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    connect(escape, &QShortcut::activated, this, [this] { CloseCommand(); });
+
+    m_noticeTimer.setSingleShot(true);
+    connect(&m_noticeTimer, &QTimer::timeout, m_pNotice, &QLabel::clear);
+    SetReportStyle(false);
+    MeasureControls();
+    resize(DialogWidth(*this, kWidthUnits), DialogHeight(*this, kHeightUnits));
+}
+
+void CQueueWindow::MakeList() {
+    m_pList = new QTreeView(this);
+    m_pList->setObjectName(QStringLiteral("1012"));
+    m_pList->setAccessibleName(QStringLiteral("Queue"));
+    m_pList->setModel(&m_model);
+    m_pList->setRootIsDecorated(false);
+    m_pList->setItemsExpandable(false);
+    m_pList->setUniformRowHeights(true);
+    m_pList->setAllColumnsShowFocus(true);
+    m_pList->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_pList->setTextElideMode(Qt::ElideMiddle); // both the folder and the name stay readable
+    m_pList->header()->setStretchLastSection(false);
+    m_pList->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_pList, &QWidget::customContextMenuRequested, this,
+            [this](QPoint position) { ShowContextMenu(position); });
+    auto* remove = new QShortcut(QKeySequence(QKeySequence::Delete), m_pList);
+    remove->setContext(Qt::WidgetShortcut);
+    connect(remove, &QShortcut::activated, this, [this] { RemoveSelected(); });
+    for (int column = 0; column < CEditQueueDialog::kColumns; ++column) {
+        m_pList->setColumnWidth(column, CEditQueueDialog::ColumnAt(column).nWidth);
+    }
+}
+
+void CQueueWindow::MakeHead() {
+    m_pHead = new QWidget(this);
+    m_pStandIn = new QToolButton(m_pHead);
+    m_pStandIn->setObjectName(QStringLiteral("tray"));
+    m_pStandIn->setText(ToQt(CCDWriterUITrayIcon::kTip));
+    m_pStandIn->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_pStandIn->setIconSize(QSize(kHeadIconSize, kHeadIconSize));
+    m_pStandIn->setPopupMode(QToolButton::MenuButtonPopup);
+    m_pNotice = new QLabel(m_pHead);
+    m_pNotice->setObjectName(QStringLiteral("notice"));
+    m_pNotice->setAccessibleName(QStringLiteral("Notice"));
+    m_pNotice->setTextFormat(Qt::PlainText);
+    m_pNotice->setWordWrap(true);
+    auto* inside = new QHBoxLayout(m_pHead);
+    inside->setContentsMargins(0, 0, 0, 0);
+    inside->addWidget(m_pStandIn);
+    inside->addWidget(m_pNotice, 1);
+    m_pHead->hide();
+}
+
+void CQueueWindow::ConnectStandIn(QMenu& menu, std::function<void()> clicked) {
+    m_pStandIn->setMenu(&menu);
+    connect(m_pStandIn, &QToolButton::clicked, this, std::move(clicked));
+}
+
+void CQueueWindow::SetStandIn(bool on) {
+    m_bStandIn = on;
+    m_pHead->setVisible(on);
+    MeasureControls();
+    LayOut();
+}
+
+void CQueueWindow::SetStandInIcon(const QIcon& icon) {
+    m_pStandIn->setIcon(icon);
+}
+
+void CQueueWindow::ShowNotice(const Balloon& balloon) {
+    QString text = ToQt(balloon.strText);
+    if (!balloon.strTitle.empty()) {
+        text.prepend(ToQt(balloon.strTitle) + QLatin1Char('\n'));
+    }
+    m_pNotice->setText(text);
+    m_noticeTimer.start(static_cast<int>(balloon.nTimeoutMs));
+    MeasureControls();
+    LayOut();
+}
+
+bool CQueueWindow::RefreshRows() {
+    std::optional<std::vector<QueueRow>> rows = m_logic.Refresh();
+    if (!rows) {
+        return false;
+    }
+    // The user's place: what is selected, where the cursor is and what stands at the top.
+    const auto pathAt = [this](const QModelIndex& index) {
+        return index.isValid() ? m_model.Rows().at(static_cast<size_t>(index.row())).strPath
+                               : std::u16string();
+    };
+    const std::vector<std::u16string> selected = SelectedPaths();
+    const std::u16string current = pathAt(m_pList->currentIndex());
+    const std::u16string top = pathAt(m_pList->indexAt(QPoint(0, 0)));
+
+    m_model.SetRows(std::move(*rows));
+    if (m_model.Rows().empty()) {
+        return true;
+    }
+    const int last = static_cast<int>(m_model.Rows().size()) - 1;
+    const auto nearest = [&](const std::u16string& path) {
+        return m_model.index(std::min(last, static_cast<int>(RowAtOrAfter(m_model.Rows(), path))),
+                             0);
+    };
+    QItemSelection selection;
+    for (const size_t row : RowsOf(m_model.Rows(), selected)) {
+        const int at = static_cast<int>(row);
+        if (!selection.isEmpty() && selection.back().bottom() == at - 1) {
+            selection.back() = QItemSelectionRange(selection.back().topLeft(),
+                                                   m_model.index(at, CEditQueueDialog::kChanged));
+        } else {
+            selection.append(QItemSelectionRange(m_model.index(at, 0),
+                                                 m_model.index(at, CEditQueueDialog::kChanged)));
+        }
+    }
+    m_pList->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    if (!current.empty()) {
+        // The cursor moves on to a neighbour of a row that is gone, but selects nothing.
+        m_pList->selectionModel()->setCurrentIndex(nearest(current), QItemSelectionModel::NoUpdate);
+    }
+    if (!top.empty()) {
+        m_pList->scrollTo(nearest(top), QAbstractItemView::PositionAtTop);
+    }
+    return true;
+}
+
+std::vector<std::u16string> CQueueWindow::SelectedPaths() const {
+    std::vector<std::u16string> paths;
+    for (const QItemSelectionRange& range : m_pList->selectionModel()->selection()) {
+        for (int row = range.top(); row <= range.bottom(); ++row) {
+            paths.push_back(m_model.Rows().at(static_cast<size_t>(row)).strPath);
+        }
+    }
+    return paths;
+}
+
+void CQueueWindow::RemoveSelected() {
+    m_logic.RemoveSelected(SelectedPaths());
+    RefreshRows();
+}
+
+void CQueueWindow::ShowContextMenu(QPoint position) {
+    if (!m_pList->selectionModel()->hasSelection()) {
+        return;
+    }
+    FillMenu(m_contextMenu, MenuItems(MenuId::QueueContext),
+             [this](uint32_t) { RemoveSelected(); });
+    TrackMenuOnMonitor(m_contextMenu, m_pList->viewport()->mapToGlobal(position));
+}
+
+void CQueueWindow::SetReportStyle(bool on) {
+    for (int column = 1; column < CEditQueueDialog::kColumns; ++column) {
+        m_pList->setColumnHidden(column, !on);
+    }
+    m_pList->setHeaderHidden(!on);
+    QHeaderView* header = m_pList->header();
+    header->setSectionResizeMode(CEditQueueDialog::kName,
+                                 on ? QHeaderView::Interactive : QHeaderView::Stretch);
+    if (on) {
+        m_pList->setColumnWidth(CEditQueueDialog::kName,
+                                CEditQueueDialog::ColumnAt(CEditQueueDialog::kName).nWidth);
+    }
+}
+
+void CQueueWindow::CloseCommand() {
+    if (m_bStandIn) {
+        showMinimized();
+    } else {
+        hide();
+    }
+}
+
+void CQueueWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    CloseCommand();
+}
+
+void CQueueWindow::MeasureControls() {
+    const QueueControlSizes least;
+    const QSize close = m_pClose->sizeHint();
+    const QSize remove = m_pDelete->sizeHint();
+    const QSize report = m_pReport->sizeHint();
+    m_sizes.nCloseWidth = std::max(least.nCloseWidth, close.width());
+    m_sizes.nDeleteWidth = std::max(least.nDeleteWidth, remove.width());
+    m_sizes.nButtonHeight = std::max({least.nButtonHeight, close.height(), remove.height()});
+    m_sizes.nCheckWidth = std::max(least.nCheckWidth, report.width());
+    m_sizes.nCheckHeight = std::max(least.nCheckHeight, report.height());
+    m_sizes.nHeadHeight = m_bStandIn ? m_pHead->sizeHint().height() : 0;
+    const QueueMinimum minimum = MinimumQueueEditor(m_sizes);
+    setMinimumSize(minimum.width, minimum.height);
+}
+
+void CQueueWindow::LayOut() {
+    const QueueLayout layout = LayOutQueueEditor(width(), height(), m_sizes);
+    const auto place = [](QWidget* control, const QueueRect& at) {
+        control->setGeometry(at.x, at.y, at.width, at.height);
+    };
+    place(m_pHead, layout.head);
+    place(m_pList, layout.list);
+    place(m_pReport, layout.check);
+    place(m_pDelete, layout.deleteSelected);
+    place(m_pClose, layout.close);
+    place(m_pGrip, layout.grip);
+    m_pGrip->setVisible(!isMaximized());
+}
+
+void CQueueWindow::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    LayOut();
+}
+
+void CQueueWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange ||
+        event->type() == QEvent::WindowStateChange) {
+        MeasureControls();
+        LayOut();
+    }
+}
+
+} // namespace larkspin

@@ -1,0 +1,63 @@
+// The tray icon on the desktop. Main thread.
+#pragma once
+
+#include "ui/menus.h"
+#include "ui/tray_icon.h"
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <array>
+#include <functional>
+#include <memory>
+
+namespace larkspin {
+
+class CNotifier;
+
+class CTrayView final : public ITrayView {
+  public:
+    // Where balloons and frames go too: the window that stands in for a missing tray.
+    struct StandIn {
+        std::function<void(const QIcon&)> setIcon;
+        std::function<void(const Balloon&)> showBalloon;
+    };
+
+    CTrayView();
+    CTrayView(const CTrayView&) = delete;
+    CTrayView& operator=(const CTrayView&) = delete;
+    ~CTrayView() override;
+
+    // Shows the icon and wires it to its logic; both are kept.
+    void Connect(CCDWriterUITrayIcon& logic, StandIn standIn);
+
+    static bool HasTray() { return QSystemTrayIcon::isSystemTrayAvailable(); }
+
+    // The menu that the icon shows. Desktops fetch it in advance, so RefreshMenu has to be called
+    // when what a right click would show may have changed.
+    QMenu& Menu() { return m_menu; }
+    void RefreshMenu();
+    // Shows these items: in the icon's menu if that is being filled, else at the cursor.
+    void TrackMenu(const std::vector<MenuItem>& items, std::function<void(uint32_t)> command);
+
+    void SetTrayIcon(int frame) override;
+    void StartAnimationTimer(uint32_t periodMs) override;
+    void KillAnimationTimer() override;
+    void ShowBalloon(const Balloon& balloon) override;
+
+  private:
+    void FillIconMenu();
+
+    CCDWriterUITrayIcon* m_pLogic = nullptr;
+    StandIn m_standIn;
+    std::array<QIcon, CCDWriterUITrayIcon::kFrames> m_frames;
+    bool m_bFilling = false;
+    QMenu m_menu;
+    QMenu m_popup;
+    QSystemTrayIcon m_icon;
+    QTimer m_animation;
+    std::unique_ptr<CNotifier> m_pNotifier;
+};
+
+} // namespace larkspin

@@ -1,0 +1,100 @@
+#include "ui/qt/windows.h"
+
+#include "ui/qt/artwork.h"
+#include "ui/qt/qt_text.h"
+
+#include <QMessageBox>
+#include <QPushButton>
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+QMessageBox::StandardButtons ButtonsOf(BoxButtons buttons) {
+    switch (buttons) {
+    case BoxButtons::Ok:
+        return QMessageBox::Ok;
+    case BoxButtons::OkCancel:
+        return QMessageBox::Ok | QMessageBox::Cancel;
+    case BoxButtons::YesNo:
+        return QMessageBox::Yes | QMessageBox::No;
+    }
+    return QMessageBox::Ok;
+}
+
+QMessageBox::Icon IconOf(BoxIcon icon) {
+    switch (icon) {
+    case BoxIcon::None:
+        return QMessageBox::NoIcon;
+    case BoxIcon::Question:
+        return QMessageBox::Question;
+    case BoxIcon::Stop:
+        return QMessageBox::Critical;
+    }
+    return QMessageBox::NoIcon;
+}
+
+// The button that Escape and the window's close button stand for.
+QMessageBox::StandardButton WayOut(BoxButtons buttons) {
+    switch (buttons) {
+    case BoxButtons::Ok:
+        return QMessageBox::Ok;
+    case BoxButtons::OkCancel:
+        return QMessageBox::Cancel;
+    case BoxButtons::YesNo:
+        return QMessageBox::No;
+    }
+    return QMessageBox::Ok;
+}
+
+} // namespace
+
+void BringToFront(QWidget& window) {
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
+QDialog* CWindowSet::Open(std::unique_ptr<QDialog> dialog, std::function<void(int)> done) {
+    QDialog* const open = dialog.get();
+    QObject::connect(
+        open, &QDialog::finished, open, [this, open, done = std::move(done)](int result) {
+            const auto own = std::find_if(m_open.begin(), m_open.end(),
+                                          [&](const auto& other) { return other.get() == open; });
+            if (own != m_open.end()) {
+                own->release()->deleteLater(); // we are in a signal of its own
+                m_open.erase(own);
+            }
+            done(result);
+        });
+    m_open.push_back(std::move(dialog));
+    BringToFront(*open);
+    return open;
+}
+
+QDialog* OpenMessageBox(CWindowSet& windows, const std::u16string& text,
+                        const std::u16string& title, BoxButtons buttons, BoxIcon icon,
+                        bool safeDefault, std::function<void(bool)> done) {
+    auto box = std::make_unique<QMessageBox>();
+    box->setWindowTitle(ToQt(title));
+    box->setWindowIcon(AppIcon());
+    box->setTextFormat(Qt::PlainText);
+    box->setText(ToQt(text));
+    box->setIcon(IconOf(icon));
+    box->setStandardButtons(ButtonsOf(buttons));
+    box->setEscapeButton(WayOut(buttons));
+    if (safeDefault) {
+        box->setDefaultButton(WayOut(buttons));
+    } else {
+        box->setDefaultButton(buttons == BoxButtons::YesNo ? QMessageBox::Yes : QMessageBox::Ok);
+    }
+    box->setWindowModality(Qt::NonModal);
+    return windows.Open(std::move(box), [done = std::move(done)](int result) {
+        done(result == QMessageBox::Ok || result == QMessageBox::Yes);
+    });
+}
+
+} // namespace larkspin
