@@ -3,7 +3,9 @@
 // It models a strict MMC drive: what a real one refuses is refused here with the sense a real one
 // gives. A disc folder holds data tracks as plain .iso sectors, audio as .bin with a .cue, and the
 // state beside them in a small text file, written so that a killed process leaves a disc that
-// opens. All calls may come from any thread; commands run one at a time.
+// opens. All calls may come from any thread; commands run one at a time, and a call that waits for
+// nothing else never waits for a command that takes its time. A command whose modelled duration
+// exceeds its time-out ends as timed out, while what it began goes on.
 #pragma once
 
 #include "drive/port.h"
@@ -34,6 +36,9 @@ class VirtualDrive final : public IScsiPort {
     struct Speed {
         uint32_t bufferKB = 2048;
         double speedFactor = 0.0; // multiple of the selected write speed; 0: no delays at all
+        // How long blanking, formatting, closing and the writing of a lead-out take. With 0 they
+        // are done before the command is answered.
+        uint32_t longOperationMs = 0;
     };
 
     // The drive sits at `letterIndex` under the name `displayName`.

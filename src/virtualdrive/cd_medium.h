@@ -1,0 +1,107 @@
+// CD-R and CD-RW: track at once and session at once, sessions, the layouts of the Red Book.
+//
+// Track at once lays a track behind the last one with 2 run-out blocks and 150 blocks of pre-gap
+// between them. A session is followed by its lead-out and the next one's lead-in: 11,400 blocks
+// behind the first session and 6,900 behind the others lie between a lead-out's start and the
+// next session's first track (MMC, "Multisession CD"). A track takes at least 300 blocks; unlike
+// drives that pad a shorter one, this one refuses to close it. SYNCHRONIZE CACHE ends a track at
+// once that is long enough. Only closed sessions can be read.
+#pragma once
+
+#include "virtualdrive/cue_plan.h"
+#include "virtualdrive/medium.h"
+
+#include <memory>
+#include <string>
+
+namespace larkspin {
+
+constexpr int32_t kFirstSessionGap = 11'400;
+constexpr int32_t kNextSessionGap = 6'900;
+constexpr uint32_t kMinTrackBlocks = 300;
+constexpr uint32_t kRunOutBlocks = 2;
+constexpr uint32_t kMaxTracks = 99;
+
+class CCdMedium : public IMedium {
+  public:
+    explicit CCdMedium(CDiscStore& store);
+
+    bool IsFeatureCurrent(uint16_t feature) const override;
+    std::span<const uint32_t> WriteSpeeds() const override;
+    uint32_t ReadSpeed() const override;
+    DiscInformation Information(const WriteParameters& parameters) const override;
+    SenseCode Track(TrackAddress by, uint32_t number, const WriteParameters& parameters,
+                    TrackInformation* track) const override;
+    SenseCode Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const override;
+    std::vector<FormatCapacity> FormatCapacities() const override;
+    uint32_t LastBlock() const override;
+    SenseCode Read(int32_t block, uint32_t count, std::span<uint8_t> data) override;
+    SenseCode ReadCd(int32_t block, uint32_t count, const ReadCdRequest& request,
+                     std::span<uint8_t> data, uint32_t* bytesPerBlock) override;
+    SenseCode CheckParameters(const WriteParameters& parameters) const override;
+    SenseCode Write(const WriteParameters& parameters, int32_t block, uint32_t count,
+                    std::span<const uint8_t> data) override;
+    SenseCode Flush(const WriteParameters& parameters, Aftermath* aftermath) override;
+    SenseCode Close(const WriteParameters& parameters, uint8_t function, uint16_t track) override;
+    SenseCode SendCueSheet(const WriteParameters& parameters,
+                           std::span<const uint8_t> sheet) override;
+    bool IsWritable() const override;
+
+  protected:
+    virtual bool IsErasable() const = 0;
+    // Forgets a recording in progress.
+    void DropPlan() { m_plan.reset(); }
+
+  private:
+    uint32_t OpenSession() const;
+    bool HasOpenSession() const;
+    uint32_t NextTrackNumber() const;
+    int32_t NextTrackStart() const;
+    int32_t LastLeadOut() const { return static_cast<int32_t>(State().capacity); }
+    const DiscTrack* OpenTrack() const;
+    DiscTrack* OpenTrack();
+    uint32_t WrittenBlocks(const DiscTrack& track) const;
+    const DiscTrack* TrackAt(int32_t block) const;
+    const DiscTrack* TrackByAddress(TrackAddress by, uint32_t number) const;
+    TrackInformation InvisibleTrack(const WriteParameters& parameters) const;
+
+    SenseCode BeginTrackAtOnce(const WriteParameters& parameters);
+    SenseCode WriteTrackAtOnce(const WriteParameters& parameters, int32_t block, uint32_t count,
+                               std::span<const uint8_t> data);
+    SenseCode WriteSessionAtOnce(int32_t block, uint32_t count, std::span<const uint8_t> data);
+    SenseCode EndSessionAtOnce(const WriteParameters& parameters);
+    void CutOffRecording();
+    SenseCode CompleteTrack(DiscTrack& track);
+    SenseCode CloseSession(const WriteParameters& parameters);
+    void AddClosedSession(bool finalize);
+
+    void AppendTrackToc(bool msf, uint8_t start, CAnswer& answer) const;
+    void AppendSessionToc(bool msf, CAnswer& answer) const;
+    void AppendFullToc(uint8_t firstSession, CAnswer& answer) const;
+    void AppendAtip(CAnswer& answer) const;
+
+    // Session at once between the cue sheet and the last block.
+    std::unique_ptr<CCuePlan> m_plan;
+    int32_t m_nextPlanned = 0;
+};
+
+class CCdRMedium final : public CCdMedium {
+  public:
+    using CCdMedium::CCdMedium;
+    uint16_t Profile() const override { return 0x09; }
+
+  private:
+    bool IsErasable() const override { return false; }
+};
+
+class CCdRwMedium final : public CCdMedium {
+  public:
+    using CCdMedium::CCdMedium;
+    uint16_t Profile() const override { return 0x0A; }
+    SenseCode Blank(uint8_t type, uint32_t address) override;
+
+  private:
+    bool IsErasable() const override { return true; }
+};
+
+} // namespace larkspin

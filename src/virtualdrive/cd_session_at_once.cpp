@@ -1,0 +1,98 @@
+// Session at once: from the cue sheet to the lead-out.
+#include "virtualdrive/cd_medium.h"
+
+#include "virtualdrive/msf.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+SenseCode CCdMedium::SendCueSheet(const WriteParameters& parameters,
+                                  std::span<const uint8_t> sheet) {
+    if (!IsWritable())
+        return sense::kCannotWriteIncompatibleMedium;
+    if (parameters.writeType != WriteParameters::SessionAtOnce || HasOpenSession())
+        return sense::kCommandSequenceError;
+    CCuePlan::Place place;
+    place.start = NextTrackStart() - kPregapFrames;
+    place.firstTrack = static_cast<uint8_t>(NextTrackNumber());
+    place.lastLeadOut = LastLeadOut();
+    place.session = OpenSession();
+    auto plan = std::make_unique<CCuePlan>();
+    if (const SenseCode code = plan->Parse(sheet, place); !code.IsGood())
+        return code;
+    m_plan = std::move(plan);
+    m_nextPlanned = m_plan->SkipMadeByDrive(m_plan->Start());
+    return sense::kGood;
+}
+
+SenseCode CCdMedium::WriteSessionAtOnce(int32_t block, uint32_t count,
+                                        std::span<const uint8_t> data) {
+    if (count == 0)
+        return sense::kGood;
+    if (block != m_nextPlanned)
+        return sense::kInvalidAddressForWrite;
+    const CueArea* area = m_plan->AreaAt(block);
+    if (area == nullptr || int64_t{block} + count > m_plan->LeadOut())
+        return sense::kInvalidAddressForWrite;
+    const uint32_t blockBytes = area->hostBytes;
+    if (data.size() < size_t{count} * blockBytes)
+        return sense::kDataPhaseError;
+    // One command holds blocks of one form.
+    for (int32_t at = block; at < block + static_cast<int32_t>(count); at = m_plan->AreaAt(at)->end)
+        if (m_plan->AreaAt(at)->hostBytes != blockBytes ||
+            m_plan->AreaAt(at)->isData != area->isData)
+            return sense::kIllegalModeForTrack;
+
+    if (!HasOpenSession()) {
+        for (const DiscTrack& track : m_plan->Tracks()) {
+            if (!Store().BeginFile(track.file))
+                return sense::kWriteError;
+            State().tracks.push_back(track);
+        }
+        if (const SenseCode code = Keep(); !code.IsGood())
+            return code;
+    }
+    for (const DiscTrack& track : State().tracks) {
+        if (track.session != OpenSession())
+            continue;
+        // What lies in front of the first stored block is a pause that nobody reads.
+        const int32_t from = std::max(block, track.start - track.pregap);
+        const int32_t to = std::min(block + static_cast<int32_t>(count), track.End());
+        if (from >= to)
+            continue;
+        const auto part = data.subspan(static_cast<size_t>(from - block) * blockBytes,
+                                       static_cast<size_t>(to - from) * blockBytes);
+        const uint64_t offset = static_cast<uint64_t>(from - track.fileStart) * blockBytes;
+        if (!Store().Write(track.file, offset, part))
+            return sense::kWriteError;
+    }
+    m_nextPlanned = m_plan->SkipMadeByDrive(block + static_cast<int32_t>(count));
+    return sense::kGood;
+}
+
+SenseCode CCdMedium::EndSessionAtOnce(const WriteParameters& parameters) {
+    m_plan.reset();
+    for (DiscTrack& track : State().tracks)
+        track.complete = true;
+    AddClosedSession(parameters.multiSession != 3);
+    return Keep();
+}
+
+void CCdMedium::CutOffRecording() {
+    auto& tracks = State().tracks;
+    const auto isCutOff = [](const DiscTrack& track) { return track.inOneGo && !track.complete; };
+    // Tracks that were never reached go; the first one stays, for the disc is not blank any more.
+    while (tracks.size() > 1 && isCutOff(tracks.back()) && isCutOff(tracks[tracks.size() - 2]) &&
+           WrittenBlocks(tracks.back()) == 0)
+        tracks.pop_back();
+    for (DiscTrack& track : tracks) {
+        if (!isCutOff(track))
+            continue;
+        track.damaged = true;
+        track.blocks = std::min(track.blocks, WrittenBlocks(track));
+        track.complete = &track != &tracks.back();
+    }
+}
+
+} // namespace larkspin

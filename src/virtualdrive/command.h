@@ -1,0 +1,52 @@
+// One command on its way through the drive: its CDB and the host's buffer.
+#pragma once
+
+#include "drive/port.h"
+#include "platform/byte_order.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace larkspin {
+
+class CCommand {
+  public:
+    // The request's buffer must outlive the command.
+    explicit CCommand(const PortRequest& request) : m_direction(request.direction) {
+        std::copy_n(request.cdb.begin(), std::min(request.cdb.size(), m_cdb.size()), m_cdb.begin());
+        if (request.data != nullptr && request.direction != PortDirection::None)
+            m_buffer = {static_cast<uint8_t*>(request.data), request.length};
+    }
+
+    uint8_t Byte(size_t index) const { return m_cdb[index]; }
+    bool Bit(size_t index, uint8_t mask) const { return (m_cdb[index] & mask) != 0; }
+    uint16_t Be16(size_t index) const { return LoadBe16(&m_cdb[index]); }
+    uint32_t Be24(size_t index) const {
+        return static_cast<uint32_t>(m_cdb[index]) << 16 | LoadBe16(&m_cdb[index + 1]);
+    }
+    uint32_t Be32(size_t index) const { return LoadBe32(&m_cdb[index]); }
+
+    // What the host sends; empty if the command has no data phase in that direction.
+    std::span<const uint8_t> Sent() const {
+        return m_direction == PortDirection::Out ? m_buffer : std::span<uint8_t>{};
+    }
+    // Where data for the host goes.
+    std::span<uint8_t> Room() const {
+        return m_direction == PortDirection::In ? m_buffer : std::span<uint8_t>{};
+    }
+    // Hands `data` to the host, cut to the allocation length and to its buffer.
+    void Answer(std::span<const uint8_t> data, uint32_t allocation) const {
+        const std::span<uint8_t> room = Room();
+        std::copy_n(data.begin(), std::min<size_t>({data.size(), allocation, room.size()}),
+                    room.begin());
+    }
+
+  private:
+    std::array<uint8_t, 16> m_cdb = {};
+    PortDirection m_direction;
+    std::span<uint8_t> m_buffer;
+};
+
+} // namespace larkspin

@@ -1,0 +1,193 @@
+#include "virtualdrive/drive.h"
+
+#include "virtualdrive/medium_kinds.h"
+
+#include <algorithm>
+#include <array>
+
+namespace larkspin {
+
+namespace {
+
+// What an empty drive reads at: the fastest it knows.
+constexpr uint32_t kDefaultReadKB = 8468;
+
+} // namespace
+
+CDrive::CDrive(IClock& clock) : m_clock(clock), m_speed(clock) {
+    SelectDefaultSpeeds();
+}
+
+const CDrive::Row* CDrive::FindRow(uint8_t opcode) {
+    static constexpr std::array kRows = {
+        Row{0x00, Data, &CDrive::TestUnitReady},
+        Row{0x03, Always, &CDrive::RequestSense},
+        Row{0x04, Data, &CDrive::FormatUnit},
+        Row{0x12, Always, &CDrive::Inquiry},
+        Row{0x15, UnitAttention | Idle, &CDrive::ModeSelect6},
+        Row{0x1A, UnitAttention, &CDrive::ModeSense6},
+        Row{0x1B, UnitAttention | Idle, &CDrive::StartStopUnit},
+        Row{0x1E, UnitAttention, &CDrive::PreventAllow},
+        Row{0x23, UnitAttention | Idle, &CDrive::ReadFormatCapacities},
+        Row{0x25, Data, &CDrive::ReadCapacity},
+        Row{0x28, Data, &CDrive::Read10},
+        Row{0x2A, Data, &CDrive::Write10},
+        Row{0x35, Data, &CDrive::SynchronizeCache},
+        Row{0x43, Data, &CDrive::ReadToc},
+        Row{0x46, Always, &CDrive::GetConfiguration},
+        Row{0x4A, Always, &CDrive::GetEventStatus},
+        Row{0x51, Data, &CDrive::ReadDiscInformation},
+        Row{0x52, Data, &CDrive::ReadTrackInformation},
+        Row{0x53, Data, &CDrive::ReserveTrack},
+        Row{0x54, Data, &CDrive::SendOpc},
+        Row{0x55, UnitAttention | Idle, &CDrive::ModeSelect10},
+        Row{0x5A, UnitAttention, &CDrive::ModeSense10},
+        Row{0x5B, Data, &CDrive::CloseTrackSession},
+        Row{0x5C, UnitAttention | Medium, &CDrive::ReadBufferCapacity},
+        Row{0x5D, Data, &CDrive::SendCueSheet},
+        Row{0xA1, Data, &CDrive::Blank},
+        Row{0xA8, Data, &CDrive::Read12},
+        Row{0xAA, Data, &CDrive::Write12},
+        Row{0xAC, UnitAttention | Medium, &CDrive::GetPerformance},
+        Row{0xAD, Data, &CDrive::ReadDiscStructure},
+        Row{0xB6, UnitAttention | Medium, &CDrive::SetStreaming},
+        Row{0xBB, UnitAttention, &CDrive::SetCdSpeed},
+        Row{0xBD, UnitAttention, &CDrive::MechanismStatus},
+        Row{0xBE, Data, &CDrive::ReadCd},
+        Row{0xBF, Data, &CDrive::SendDiscStructure},
+    };
+    const auto* found = std::find_if(kRows.begin(), kRows.end(),
+                                     [opcode](const Row& row) { return row.opcode == opcode; });
+    return found != kRows.end() ? found : nullptr;
+}
+
+CDrive::Outcome CDrive::Run(const CCommand& command) {
+    m_waitMs = 0;
+    m_ejected = false;
+    Outcome outcome;
+    const Row* row = FindRow(command.Byte(0));
+    if (row == nullptr) {
+        outcome.code = sense::kInvalidOpcode;
+        return outcome;
+    }
+    outcome.code = Check(*row);
+    if (outcome.code.IsGood())
+        outcome.code = (this->*row->handler)(command);
+    if (m_operation && outcome.code == m_operation->code)
+        outcome.progress = Progress();
+    outcome.waitMs = m_waitMs;
+    outcome.ejected = m_ejected;
+    return outcome;
+}
+
+SenseCode CDrive::Check(const Row& row) {
+    if ((row.needs & UnitAttention) != 0 && m_hasAttention) {
+        m_hasAttention = false;
+        return sense::kMediumMayHaveChanged;
+    }
+    if ((row.needs & Medium) != 0 && m_medium == nullptr)
+        return NoMedium();
+    if ((row.needs & Idle) != 0 && IsBusy())
+        return m_operation->code;
+    return sense::kGood;
+}
+
+SenseCode CDrive::NoMedium() const {
+    return m_isTrayOpen ? sense::kNoMediumTrayOpen : sense::kNoMediumTrayClosed;
+}
+
+bool CDrive::IsBusy() {
+    if (m_operation && m_clock.TickMs() >= m_operation->end)
+        m_operation.reset();
+    return m_operation.has_value();
+}
+
+uint16_t CDrive::Progress() {
+    const uint64_t length = std::max<uint64_t>(m_operation->end - m_operation->begin, 1);
+    const uint64_t done = std::min(m_clock.TickMs() - m_operation->begin, length);
+    return static_cast<uint16_t>(std::min<uint64_t>(done * 65536 / length, 65535));
+}
+
+void CDrive::BeginLongOperation(const SenseCode& code, bool immediate) {
+    if (m_longOperationMs == 0)
+        return;
+    const uint64_t now = m_clock.TickMs();
+    const uint64_t end = now + m_waitMs + m_longOperationMs;
+    m_operation = Operation{code, now, end};
+    if (!immediate)
+        m_waitMs += m_longOperationMs;
+}
+
+bool CDrive::Insert(const std::string& folder) {
+    auto store = std::make_unique<CDiscStore>();
+    if (!store->Open(folder))
+        return false;
+    const MediumKind* kind = FindMediumKind(store->State().kind);
+    if (kind == nullptr)
+        return false;
+    m_medium.reset();
+    m_store = std::move(store);
+    m_medium = kind->make(*m_store);
+    m_folder = folder;
+    m_isTrayOpen = false;
+    m_operation.reset();
+    m_hasAttention = true;
+    m_mediaEvent = MediaEvent::NewMedia;
+    m_hasProfileEvent = true;
+    SelectDefaultSpeeds();
+    return true;
+}
+
+void CDrive::Remove() {
+    TakeOut(false);
+}
+
+void CDrive::TakeOut(bool openTray) {
+    if (m_medium != nullptr) {
+        m_mediaEvent = MediaEvent::Removal;
+        m_hasProfileEvent = true;
+    }
+    m_medium.reset();
+    m_store.reset();
+    m_operation.reset();
+    m_isTrayOpen = openTray;
+    m_hasAttention = false;
+    SelectDefaultSpeeds();
+}
+
+void CDrive::Configure(uint32_t bufferKB, double speedFactor, uint32_t longOperationMs) {
+    m_bufferKB = bufferKB;
+    m_longOperationMs = longOperationMs;
+    m_speed.Configure(bufferKB, speedFactor);
+}
+
+void CDrive::SelectDefaultSpeeds() {
+    m_readKB = m_medium != nullptr ? m_medium->ReadSpeed() : kDefaultReadKB;
+    m_writeKB = m_medium != nullptr && !m_medium->WriteSpeeds().empty()
+                    ? m_medium->WriteSpeeds().front()
+                    : 0;
+    m_speed.SelectWriteSpeed(m_writeKB);
+}
+
+SpeedReport CDrive::Speeds() const {
+    SpeedReport report;
+    report.maxReadKB = m_medium != nullptr ? m_medium->ReadSpeed() : kDefaultReadKB;
+    report.currentReadKB = m_readKB;
+    report.currentWriteKB = m_writeKB;
+    report.bufferKB = m_bufferKB;
+    if (m_medium != nullptr)
+        report.writeKB = m_medium->WriteSpeeds();
+    return report;
+}
+
+uint32_t CDrive::ClosestWriteSpeed(uint32_t kiloBytes) const {
+    // The fastest one that is not above the wish, or the slowest.
+    if (m_medium == nullptr || m_medium->WriteSpeeds().empty())
+        return 0;
+    for (const uint32_t speed : m_medium->WriteSpeeds())
+        if (speed <= kiloBytes)
+            return speed;
+    return m_medium->WriteSpeeds().back();
+}
+
+} // namespace larkspin

@@ -1,0 +1,154 @@
+// The drive's command set: takes a CDB apart, checks the unit (medium, attention, operations in
+// progress) and runs it. One file for each group of commands: unit_commands.cpp (the device, door
+// and events), mode_commands.cpp (mode pages, configuration, speeds), disc_commands.cpp (what is
+// on the disc), data_commands.cpp (reading, writing, closing, erasing).
+//
+// Not locked: VirtualDrive lets one command in at a time.
+#pragma once
+
+#include "platform/clock.h"
+#include "virtualdrive/command.h"
+#include "virtualdrive/medium.h"
+#include "virtualdrive/mode_pages.h"
+#include "virtualdrive/speed_model.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace larkspin {
+
+class CDrive {
+  public:
+    explicit CDrive(IClock& clock);
+
+    // What became of a command.
+    struct Outcome {
+        SenseCode code;
+        std::optional<uint16_t> progress; // share of 65536 of an operation in progress
+        uint64_t waitMs = 0;              // the command takes this long
+        bool ejected = false;
+    };
+    Outcome Run(const CCommand& command);
+
+    // Opens the disc of a folder and closes the tray over it. False if there is none; the old disc
+    // then stays.
+    bool Insert(const std::string& folder);
+    // Takes the disc out; the tray closes.
+    void Remove();
+    bool HasDisc() const { return m_medium != nullptr; }
+    bool IsLocked() const { return m_isLocked; }
+    // Of the disc in the drive or just ejected.
+    const std::string& Folder() const { return m_folder; }
+
+    // `longOperationMs`: how long blanking, formatting, closing and writing a lead-out take.
+    void Configure(uint32_t bufferKB, double speedFactor, uint32_t longOperationMs);
+
+  private:
+    using Handler = SenseCode (CDrive::*)(const CCommand& command);
+
+    // When a command may run.
+    enum Need : uint8_t {
+        Always = 0,        // also with an attention pending and an operation in progress
+        UnitAttention = 1, // reports a pending unit attention first
+        Idle = 2,          // not while an operation is in progress
+        Medium = 4,        // needs a disc
+        Data = UnitAttention | Idle | Medium,
+    };
+    struct Row {
+        uint8_t opcode;
+        uint8_t needs;
+        Handler handler;
+    };
+    static const Row* FindRow(uint8_t opcode);
+
+    // An operation that goes on after its command was answered.
+    struct Operation {
+        SenseCode code; // what commands are answered meanwhile
+        uint64_t begin = 0;
+        uint64_t end = 0;
+    };
+
+    enum class MediaEvent : uint8_t { None = 0, EjectRequest = 1, NewMedia = 2, Removal = 3 };
+
+    SenseCode Check(const Row& row);
+    bool IsBusy();
+    uint16_t Progress();
+    // Lets a long operation run, in the background when the command is immediate.
+    void BeginLongOperation(const SenseCode& code, bool immediate);
+    SenseCode NoMedium() const;
+    void TakeOut(bool openTray);
+    void SelectDefaultSpeeds();
+    SpeedReport Speeds() const;
+    SenseCode SelectPages(const CCommand& command, size_t headerBytes, uint32_t listBytes);
+    SenseCode SensePages(const CCommand& command, bool longForm);
+    SenseCode CheckWriteParameters() const;
+    uint32_t ClosestWriteSpeed(uint32_t kiloBytes) const;
+    SenseCode ReadBlocks(const CCommand& command, uint32_t count);
+    SenseCode WriteBlocks(const CCommand& command, uint32_t count);
+
+    // unit_commands.cpp
+    SenseCode TestUnitReady(const CCommand& command);
+    SenseCode RequestSense(const CCommand& command);
+    SenseCode Inquiry(const CCommand& command);
+    SenseCode StartStopUnit(const CCommand& command);
+    SenseCode PreventAllow(const CCommand& command);
+    SenseCode GetEventStatus(const CCommand& command);
+    SenseCode MechanismStatus(const CCommand& command);
+    // mode_commands.cpp
+    SenseCode ModeSense6(const CCommand& command);
+    SenseCode ModeSense10(const CCommand& command);
+    SenseCode ModeSelect6(const CCommand& command);
+    SenseCode ModeSelect10(const CCommand& command);
+    SenseCode GetConfiguration(const CCommand& command);
+    SenseCode SetCdSpeed(const CCommand& command);
+    SenseCode GetPerformance(const CCommand& command);
+    SenseCode SetStreaming(const CCommand& command);
+    // disc_commands.cpp
+    SenseCode ReadDiscInformation(const CCommand& command);
+    SenseCode ReadTrackInformation(const CCommand& command);
+    SenseCode ReadToc(const CCommand& command);
+    SenseCode ReadCapacity(const CCommand& command);
+    SenseCode ReadFormatCapacities(const CCommand& command);
+    SenseCode ReadDiscStructure(const CCommand& command);
+    SenseCode SendDiscStructure(const CCommand& command);
+    SenseCode ReadBufferCapacity(const CCommand& command);
+    // data_commands.cpp
+    SenseCode Read10(const CCommand& command);
+    SenseCode Read12(const CCommand& command);
+    SenseCode ReadCd(const CCommand& command);
+    SenseCode Write10(const CCommand& command);
+    SenseCode Write12(const CCommand& command);
+    SenseCode SynchronizeCache(const CCommand& command);
+    SenseCode CloseTrackSession(const CCommand& command);
+    SenseCode ReserveTrack(const CCommand& command);
+    SenseCode SendOpc(const CCommand& command);
+    SenseCode SendCueSheet(const CCommand& command);
+    SenseCode Blank(const CCommand& command);
+    SenseCode FormatUnit(const CCommand& command);
+
+    IClock& m_clock;
+    CModePages m_pages;
+    CSpeedModel m_speed;
+    uint32_t m_bufferKB = 2048;
+    uint32_t m_longOperationMs = 0;
+    uint32_t m_readKB = 0;
+    uint32_t m_writeKB = 0;
+
+    std::string m_folder;
+    std::unique_ptr<CDiscStore> m_store;
+    std::unique_ptr<IMedium> m_medium;
+    bool m_isTrayOpen = false;
+    bool m_isLocked = false;
+    bool m_hasAttention = false; // the medium may have changed
+    MediaEvent m_mediaEvent = MediaEvent::None;
+    bool m_hasProfileEvent = false;
+    std::optional<Operation> m_operation;
+
+    // Of the command that runs.
+    uint64_t m_waitMs = 0;
+    bool m_ejected = false;
+};
+
+} // namespace larkspin

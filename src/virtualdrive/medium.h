@@ -1,0 +1,173 @@
+// What a kind of medium is to the drive: the rules of one profile family (MMC, "Features and
+// profiles").
+//
+// The drive (drive.h) parses commands, answers for the unit (door, events, mode pages, speed) and
+// serialises the structures below; a medium decides what is recorded, readable and writable and
+// refuses the rest with the sense that a strict drive gives. To add a kind: derive a class from
+// IMedium in a file of its own, and add a row to the table in medium_kinds.cpp. All that must
+// outlive the process goes into CDiscStore's state (`extra` for what is particular to the kind)
+// and is kept with Save() whenever it changes; blocks go straight to the store's files. Saving for
+// each block would be too slow: the progress of an open track is told by the size of its file.
+//
+// Addresses are signed block addresses as in the CDB (-150 is FFFFFF6Ah); lengths are in blocks.
+// Operations take no time: the drive adds the modelled duration of long ones and answers NOT READY
+// meanwhile. One command at a time, no locks needed. The default implementations refuse a command
+// as one that the medium does not know.
+#pragma once
+
+#include "virtualdrive/disc_store.h"
+#include "virtualdrive/sense_code.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace larkspin {
+
+class CAnswer;
+
+// The write parameters mode page (05h) as it stands.
+struct WriteParameters {
+    enum Type : uint8_t { Packet = 0, TrackAtOnce = 1, SessionAtOnce = 2, Raw = 3, LayerJump = 4 };
+
+    uint8_t writeType = TrackAtOnce;
+    uint8_t multiSession = 0; // 0: the disc is closed after this session, 3: another may follow
+    uint8_t trackMode = 4;    // control nibble of the tracks
+    uint8_t dataBlockType = 8;
+    uint8_t linkSize = 0; // valid if linkSizeValid
+    bool linkSizeValid = false;
+    bool testWrite = false;
+    bool bufferUnderrunFree = false;
+    bool fixedPacket = false;
+    uint8_t sessionFormat = 0;
+    uint32_t packetBlocks = 0;
+};
+
+// Answer of READ DISC INFORMATION.
+struct DiscInformation {
+    enum Status : uint8_t { Empty = 0, Incomplete = 1, Complete = 2, Others = 3 };
+
+    Status status = Empty;
+    uint8_t lastSession = 0; // 0 empty, 1 incomplete, 2 damaged, 3 complete
+    bool erasable = false;
+    uint8_t backgroundFormat = 0; // 0 none, 1 interrupted, 2 running, 3 complete
+    uint16_t firstTrack = 1;
+    uint16_t sessions = 1; // the open or empty one included
+    uint16_t firstTrackOfLastSession = 1;
+    uint16_t lastTrackOfLastSession = 1;
+    uint8_t discType = 0;             // 00h CD-DA or CD-ROM, 20h XA, FFh undefined
+    uint32_t lastSessionLeadIn = 0;   // HMSF on a CD, FFFFFFFFh if there is none
+    uint32_t lastPossibleLeadOut = 0; // likewise
+};
+
+// Answer of READ TRACK INFORMATION.
+struct TrackInformation {
+    uint16_t number = 1;
+    uint16_t session = 1;
+    bool damaged = false;
+    uint8_t trackMode = 4;
+    uint8_t dataMode = 1; // 15: unknown (blank)
+    bool reserved = false;
+    bool blank = false;
+    bool packet = false;
+    bool fixedPacket = false;
+    int32_t start = 0;
+    std::optional<int32_t> nextWritable;
+    uint32_t freeBlocks = 0;
+    uint32_t packetBlocks = 0;
+    uint32_t size = 0;
+    std::optional<int32_t> lastRecorded;
+};
+
+// How READ TRACK INFORMATION names the track.
+enum class TrackAddress : uint8_t { Block = 0, Track = 1, Session = 2 };
+constexpr uint32_t kInvisibleTrack = 0xFF;
+
+// Format descriptor of READ FORMAT CAPACITIES; type dependent parameter 2048 unless told.
+struct FormatCapacity {
+    uint32_t blocks = 0;
+    uint8_t type = 0; // format type; of the current one: 1 unformatted, 2 formatted
+    uint32_t parameter = 2048;
+};
+
+// What READ CD asks of a block.
+struct ReadCdRequest {
+    uint8_t expectedType = 0; // 0 any, 1 CD-DA, 2 mode 1
+    uint8_t fields = 0;       // CDB byte 9
+};
+
+// What a drive does beyond the answer, on behalf of a medium.
+enum class Aftermath : uint8_t {
+    None,
+    LeadOut, // a lead-out is being written in the background
+};
+
+class IMedium {
+  public:
+    explicit IMedium(CDiscStore& store) : m_store(store) {}
+    IMedium(const IMedium&) = delete;
+    IMedium& operator=(const IMedium&) = delete;
+    virtual ~IMedium() = default;
+
+    // Identification.
+    virtual uint16_t Profile() const = 0;
+    // True if the feature is current with this medium in the drive; asked only for features that
+    // depend on the medium.
+    virtual bool IsFeatureCurrent(uint16_t feature) const = 0;
+    // Rewrites the payload of a feature where this medium differs from the drive's usual one.
+    virtual void AdjustFeature(uint16_t feature, std::vector<uint8_t>& payload) const;
+    // KB/s, highest first.
+    virtual std::span<const uint32_t> WriteSpeeds() const = 0;
+    virtual uint32_t ReadSpeed() const = 0;
+    virtual DiscInformation Information(const WriteParameters& parameters) const = 0;
+    virtual SenseCode Track(TrackAddress by, uint32_t number, const WriteParameters& parameters,
+                            TrackInformation* track) const = 0;
+    // READ TOC/PMA/ATIP: appends all behind the two length bytes.
+    virtual SenseCode Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const = 0;
+    // First one is the current or maximum capacity, the others are formattable ones.
+    virtual std::vector<FormatCapacity> FormatCapacities() const = 0;
+    // READ DISC STRUCTURE: appends all behind the four header bytes.
+    virtual SenseCode ReadStructure(uint8_t format, uint32_t address, uint8_t layer,
+                                    CAnswer& answer) const;
+    virtual SenseCode SendStructure(uint8_t format, std::span<const uint8_t> data);
+
+    // Reading. READ CAPACITY: address of the last block; 0 on an empty disc.
+    virtual uint32_t LastBlock() const = 0;
+    // `data` has room for all blocks of 2048 bytes.
+    virtual SenseCode Read(int32_t block, uint32_t count, std::span<uint8_t> data) = 0;
+    // Gives the bytes per block that will come in `bytesPerBlock`; reads if `data` has room.
+    virtual SenseCode ReadCd(int32_t block, uint32_t count, const ReadCdRequest& request,
+                             std::span<uint8_t> data, uint32_t* bytesPerBlock);
+
+    // Writing. What the mode page may not hold with this medium in the drive.
+    virtual SenseCode CheckParameters(const WriteParameters& parameters) const = 0;
+    // All or nothing. `data` is what the host sent and may be longer than the blocks need.
+    virtual SenseCode Write(const WriteParameters& parameters, int32_t block, uint32_t count,
+                            std::span<const uint8_t> data) = 0;
+    virtual SenseCode Flush(const WriteParameters& parameters, Aftermath* aftermath) = 0;
+    // CLOSE TRACK/SESSION: the close function and the track number of the CDB.
+    virtual SenseCode Close(const WriteParameters& parameters, uint8_t function,
+                            uint16_t track) = 0;
+    virtual SenseCode Reserve(const WriteParameters& parameters, uint32_t blocks);
+    virtual SenseCode SendCueSheet(const WriteParameters& parameters,
+                                   std::span<const uint8_t> sheet);
+    virtual SenseCode Blank(uint8_t type, uint32_t address);
+    // FORMAT UNIT: the parameter list, header of 4 and descriptor of 8 bytes, length checked.
+    virtual SenseCode FormatMedium(std::span<const uint8_t> parameterList);
+    // True if power calibration makes sense: the medium can be written.
+    virtual bool IsWritable() const = 0;
+
+  protected:
+    CDiscStore& Store() { return m_store; }
+    const CDiscStore& Store() const { return m_store; }
+    DiscState& State() { return m_store.State(); }
+    const DiscState& State() const { return m_store.State(); }
+    // Keeps the state; a folder that can't be written is a write error of the medium.
+    SenseCode Keep() { return m_store.Save() ? sense::kGood : sense::kWriteError; }
+
+  private:
+    CDiscStore& m_store;
+};
+
+} // namespace larkspin

@@ -1,0 +1,31 @@
+// Sense data in fixed format (SPC, "Fixed format sense data").
+#pragma once
+
+#include "platform/byte_order.h"
+#include "virtualdrive/sense_code.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+namespace larkspin {
+
+constexpr size_t kSenseBytes = 18;
+
+// `progress` is the share of 65536 of an operation in progress.
+inline std::array<uint8_t, kSenseBytes> SenseData(const SenseCode& code,
+                                                  std::optional<uint16_t> progress) {
+    std::array<uint8_t, kSenseBytes> bytes = {};
+    bytes[0] = 0x70; // current error
+    bytes[2] = code.key;
+    bytes[7] = kSenseBytes - 8; // additional length
+    bytes[12] = code.asc;
+    bytes[13] = code.ascq;
+    if (progress) {
+        bytes[15] = 0x80; // the sense-key specific bytes are valid
+        StoreBe16(&bytes[16], *progress);
+    }
+    return bytes;
+}
+
+} // namespace larkspin

@@ -1,0 +1,146 @@
+// The device itself: readiness, identity, door and events.
+#include "virtualdrive/answer.h"
+#include "virtualdrive/drive.h"
+#include "virtualdrive/sense_data.h"
+
+#include <algorithm>
+#include <bit>
+#include <string_view>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint8_t kPeripheralCdRom = 0x05;
+constexpr uint32_t kStandardInquiryBytes = 96;
+
+void PutText(CAnswer& answer, size_t offset, size_t width, std::string_view text) {
+    for (size_t i = 0; i < width; ++i)
+        answer[offset + i] = static_cast<uint8_t>(i < text.size() ? text[i] : ' ');
+}
+
+// Notification classes of GET EVENT STATUS NOTIFICATION.
+enum EventClass : uint8_t {
+    kOperationalChange = 1,
+    kPower = 2,
+    kMedia = 4,
+    kDeviceBusy = 6,
+};
+constexpr uint8_t kSupportedClasses =
+    1 << kOperationalChange | 1 << kPower | 1 << kMedia | 1 << kDeviceBusy;
+
+} // namespace
+
+SenseCode CDrive::TestUnitReady(const CCommand&) {
+    return sense::kGood; // the checks of every command have said it all
+}
+
+SenseCode CDrive::RequestSense(const CCommand& command) {
+    SenseCode code;
+    std::optional<uint16_t> progress;
+    if (m_hasAttention) {
+        code = sense::kMediumMayHaveChanged;
+        m_hasAttention = false;
+    } else if (m_medium == nullptr) {
+        code = NoMedium();
+    } else if (IsBusy()) {
+        code = m_operation->code;
+        progress = Progress();
+    }
+    command.Answer(SenseData(code, progress), command.Byte(4));
+    return sense::kGood;
+}
+
+SenseCode CDrive::Inquiry(const CCommand& command) {
+    if (command.Bit(1, 0x01) || command.Byte(2) != 0) // vital product data: none
+        return sense::kInvalidFieldInCdb;
+    CAnswer answer(kStandardInquiryBytes);
+    answer[0] = kPeripheralCdRom;
+    answer[1] = 0x80; // removable medium
+    answer[2] = 0x05; // SPC-3
+    answer[3] = 0x02; // response data format
+    answer[4] = kStandardInquiryBytes - 5;
+    PutText(answer, 8, 8, "LARKSPIN");
+    PutText(answer, 16, 16, "Virtual Drive");
+    PutText(answer, 32, 4, "1.4");
+    command.Answer(answer.Bytes(), command.Be16(3));
+    return sense::kGood;
+}
+
+SenseCode CDrive::StartStopUnit(const CCommand& command) {
+    const bool loadEject = command.Bit(4, 0x02);
+    const bool start = command.Bit(4, 0x01);
+    if (!loadEject) {
+        // Starting and stopping the spindle.
+        return start && m_medium == nullptr ? NoMedium() : sense::kGood;
+    }
+    if (start) {
+        m_isTrayOpen = false;
+        return m_medium != nullptr ? sense::kGood : NoMedium();
+    }
+    if (m_isLocked)
+        return sense::kRemovalPrevented;
+    m_ejected = m_medium != nullptr;
+    TakeOut(true);
+    return sense::kGood;
+}
+
+SenseCode CDrive::PreventAllow(const CCommand& command) {
+    if (command.Bit(4, 0x02)) // persistent prevention is not supported
+        return sense::kInvalidFieldInCdb;
+    m_isLocked = command.Bit(4, 0x01);
+    return sense::kGood;
+}
+
+SenseCode CDrive::GetEventStatus(const CCommand& command) {
+    if (!command.Bit(1, 0x01)) // asynchronous notification
+        return sense::kInvalidFieldInCdb;
+    const uint8_t asked = command.Byte(4) & kSupportedClasses;
+    CAnswer answer(4);
+    answer[3] = kSupportedClasses;
+    if (asked == 0) {
+        answer.Set16(0, 2);
+        answer[2] = 0x80; // no event available
+        command.Answer(answer.Bytes(), command.Be16(7));
+        return sense::kGood;
+    }
+    const auto isAsked = [asked](EventClass event) { return (asked & (1 << event)) != 0; };
+    const uint64_t drainMs = m_speed.DrainMs();
+    answer.Set16(0, 6);
+    if (isAsked(kOperationalChange) && m_hasProfileEvent) {
+        m_hasProfileEvent = false;
+        answer[2] = kOperationalChange;
+        answer.Append({2, 0, 0, 1}); // changed; status 0; feature change
+    } else if (isAsked(kMedia) && m_mediaEvent != MediaEvent::None) {
+        answer[2] = kMedia;
+        const uint8_t presence = (m_medium != nullptr ? 2 : 0) | (m_isTrayOpen ? 1 : 0);
+        answer.Append({static_cast<uint8_t>(m_mediaEvent), presence, 0, 0});
+        m_mediaEvent = MediaEvent::None;
+    } else if (isAsked(kDeviceBusy) && (IsBusy() || drainMs > 0)) {
+        const uint64_t ms = IsBusy() ? m_operation->end - m_clock.TickMs() : drainMs;
+        answer[2] = kDeviceBusy;
+        answer.Append({1, 1}); // a busy event; the time left in units of 100 ms
+        answer.Append16(static_cast<uint32_t>(std::min<uint64_t>(ms / 100, 0xFFFF)));
+    } else {
+        // Nothing happened: the state of the first class that was asked for.
+        const auto first = static_cast<uint8_t>(std::countr_zero(asked));
+        answer[2] = first;
+        uint8_t status = 0;
+        if (first == kMedia)
+            status = (m_medium != nullptr ? 2 : 0) | (m_isTrayOpen ? 1 : 0);
+        else if (first == kPower)
+            status = 1; // active
+        answer.Append({0, status, 0, 0});
+    }
+    command.Answer(answer.Bytes(), command.Be16(7));
+    return sense::kGood;
+}
+
+SenseCode CDrive::MechanismStatus(const CCommand& command) {
+    CAnswer answer(8);
+    answer[1] = m_isTrayOpen ? 0x10 : 0x00;
+    command.Answer(answer.Bytes(), command.Be16(8));
+    return sense::kGood;
+}
+
+} // namespace larkspin

@@ -1,0 +1,205 @@
+#include "virtualdrive/virtual_drive.h"
+
+#include "virtualdrive/drive.h"
+#include "virtualdrive/medium_kinds.h"
+#include "virtualdrive/sense_data.h"
+
+#include <algorithm>
+#include <mutex>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint8_t kCheckCondition = 2;
+
+// Garbage that is the same in every run: no zeros, and no text that anybody looks for.
+void FillWithGarbage(const PortRequest& request, uint64_t number) {
+    if (request.direction != PortDirection::In || request.data == nullptr)
+        return;
+    auto* bytes = static_cast<uint8_t*>(request.data);
+    uint64_t state = number * 0x9E3779B97F4A7C15 + 1;
+    for (uint32_t i = 0; i < request.length; ++i) {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        bytes[i] = static_cast<uint8_t>(state >> 32);
+    }
+}
+
+PortCompletion ToCompletion(const CDrive::Outcome& outcome) {
+    PortCompletion completion;
+    if (outcome.code.IsGood())
+        return completion;
+    completion.status = kCheckCondition;
+    const auto bytes = SenseData(outcome.code, outcome.progress);
+    std::copy(bytes.begin(), bytes.end(), completion.sense.begin());
+    return completion;
+}
+
+class CVirtualDevice final : public IPortDevice {
+  public:
+    CVirtualDevice(VirtualDrive& drive, int letterIndex)
+        : m_drive(drive), m_letterIndex(letterIndex) {}
+
+    PortCompletion Execute(const PortRequest& request) override { return m_drive.Execute(request); }
+    PortError Address(PortAddress* address) override {
+        *address = {static_cast<uint8_t>(m_letterIndex), 0, 0};
+        return PortError::None;
+    }
+
+  private:
+    VirtualDrive& m_drive;
+    int m_letterIndex;
+};
+
+} // namespace
+
+class VirtualDrive::Impl {
+  public:
+    Impl(IClock& clock, int letterIndex, std::u16string displayName)
+        : m_clock(clock), m_letterIndex(letterIndex), m_displayName(std::move(displayName)),
+          m_drive(clock) {}
+
+    PortCompletion Execute(const PortRequest& request);
+
+    IClock& m_clock;
+    const int m_letterIndex;
+    const std::u16string m_displayName;
+
+    std::mutex m_mutex; // guards all below; never held while foreign code runs or time passes
+    CDrive m_drive;
+    Script m_script;
+    std::function<void(const std::string&)> m_onEject;
+    uint64_t m_commandCount = 0;
+
+  private:
+    PortCompletion RunCommand(const PortRequest& request);
+
+    std::mutex m_commandMutex; // one command at a time
+};
+
+PortCompletion VirtualDrive::Impl::Execute(const PortRequest& request) {
+    const std::lock_guard commandLock(m_commandMutex);
+    Script script;
+    uint64_t number = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        number = m_commandCount++;
+        script = m_script;
+    }
+    if (script) {
+        if (const std::optional<InjectedAnswer> answer = script(request, number)) {
+            if (answer->runCommandFirst)
+                RunCommand(request);
+            if (answer->garbageData)
+                FillWithGarbage(request, number);
+            return answer->completion;
+        }
+    }
+    return RunCommand(request);
+}
+
+PortCompletion VirtualDrive::Impl::RunCommand(const PortRequest& request) {
+    CDrive::Outcome outcome;
+    std::function<void(const std::string&)> onEject;
+    std::string folder;
+    {
+        const std::lock_guard lock(m_mutex);
+        outcome = m_drive.Run(CCommand(request));
+        onEject = m_onEject;
+        folder = m_drive.Folder();
+    }
+    if (outcome.ejected && onEject)
+        onEject(folder);
+    const uint64_t limitMs = uint64_t{request.timeoutSeconds} * 1000;
+    const uint64_t waitMs = std::min(outcome.waitMs, limitMs);
+    if (waitMs > 0)
+        m_clock.Sleep(std::chrono::milliseconds(waitMs));
+    if (outcome.waitMs > limitMs) {
+        PortCompletion completion;
+        completion.error = PortError::TimedOut;
+        return completion;
+    }
+    return ToCompletion(outcome);
+}
+
+VirtualDrive::VirtualDrive(IClock& clock, int letterIndex, std::u16string displayName)
+    : m_pImpl(std::make_unique<Impl>(clock, letterIndex, std::move(displayName))) {}
+
+VirtualDrive::~VirtualDrive() = default;
+
+bool VirtualDrive::CreateDisc(const std::string& folder, const std::string& kind,
+                              uint32_t capacityBlocks) {
+    const MediumKind* known = FindMediumKind(kind);
+    if (known == nullptr)
+        return false;
+    DiscState state;
+    state.kind = kind;
+    state.capacity = capacityBlocks != 0 ? capacityBlocks : known->capacity;
+    return CDiscStore::Create(folder, state);
+}
+
+bool VirtualDrive::Insert(const std::string& folder) {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    return m_pImpl->m_drive.Insert(folder);
+}
+
+void VirtualDrive::Remove() {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    m_pImpl->m_drive.Remove();
+}
+
+bool VirtualDrive::HasDisc() {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    return m_pImpl->m_drive.HasDisc();
+}
+
+void VirtualDrive::SetOnEject(std::function<void(const std::string& folder)> onEject) {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    m_pImpl->m_onEject = std::move(onEject);
+}
+
+void VirtualDrive::SetScript(Script script) {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    m_pImpl->m_script = std::move(script);
+}
+
+void VirtualDrive::SetSpeed(const Speed& speed) {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    m_pImpl->m_drive.Configure(speed.bufferKB, speed.speedFactor, speed.longOperationMs);
+}
+
+bool VirtualDrive::IsDoorLocked() {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    return m_pImpl->m_drive.IsLocked();
+}
+
+uint64_t VirtualDrive::CommandCount() {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    return m_pImpl->m_commandCount;
+}
+
+bool VirtualDrive::IsOpticalDrive(int letterIndex) {
+    return letterIndex == m_pImpl->m_letterIndex;
+}
+
+std::u16string VirtualDrive::DisplayName(int letterIndex) {
+    return IsOpticalDrive(letterIndex) ? m_pImpl->m_displayName : std::u16string();
+}
+
+std::unique_ptr<IPortDevice> VirtualDrive::Open(int letterIndex, bool) {
+    if (!IsOpticalDrive(letterIndex))
+        return nullptr;
+    return std::make_unique<CVirtualDevice>(*this, letterIndex);
+}
+
+void VirtualDrive::LockAndDismount(int) {
+    // No system mounts this drive's discs.
+}
+
+PortCompletion VirtualDrive::Execute(const PortRequest& request) {
+    return m_pImpl->Execute(request);
+}
+
+} // namespace larkspin
