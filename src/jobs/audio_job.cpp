@@ -1,0 +1,209 @@
+#include "audio/factory.h"
+#include "drive/cue_sheet.h"
+#include "jobs/capacity_marks.h"
+#include "jobs/file_list.h"
+#include "jobs/in_job_erase.h"
+#include "jobs/prompts.h"
+#include "platform/text.h"
+
+#include <memory>
+#include <vector>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int64_t kGraceBlocks = 7000; // past the reported capacity, left to the drive to take
+
+constexpr const char16_t* kNotStarted = u"Internal error #663. Unable to initiate recording.";
+constexpr const char16_t* kWriteFailed = u"Internal error #965. Writing failed. Process aborted.";
+// Title of the box for a source that can't be opened.
+constexpr const char16_t* kReaderBoxTitle = u"Brackwater";
+
+// The sources of one copy, one reader for each track, all open before the first block.
+struct Tracks {
+    std::vector<std::unique_ptr<CReader>> readers;
+    std::vector<uint32_t> bytes;
+    uint64_t totalBytes = 0;
+};
+
+enum class CopyEnd { Written, Cancelled, GiveUp };
+
+class AudioWriting {
+  public:
+    AudioWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
+                 double speed)
+        : m_env(env), m_drive(drive), m_queue(queue), m_dSpeed(speed),
+          m_cancel(&env.ui, &CCDWriterUI::IsAudioCancelled) {}
+
+    CopyEnd WriteCopy();
+
+  private:
+    void Status(const std::u16string& text) { m_env.ui.SetStatus(JobKind::Audio, text); }
+    bool CheckDisc();
+    bool OpenTracks(Tracks* tracks);
+    bool FitsDisc(const Tracks& tracks);
+    bool WriteTracks(Tracks& tracks);
+    bool WriteTrack(CReader& reader, int32_t* address, uint64_t totalBytes, uint64_t* written);
+
+    JobEnv& m_env;
+    CAspiCD& m_drive;
+    const std::vector<std::u16string>& m_queue;
+    const double m_dSpeed;
+    const CancelFunctor m_cancel;
+    int m_nLastPercent = 0; // the bar is touched only when the percentage changes
+};
+
+// Prompts until the disc is a blank CD; false when the user gives up.
+bool AudioWriting::CheckDisc() {
+    for (;;) {
+        bool again = false;
+        if (IsDvd(m_drive)) {
+            again = prompts::DvdAudioNotSupported(m_env.ui);
+        } else {
+            m_drive.ReadDiskInfo();
+            const bool blank = IsKnown(m_drive, DISK_BLANK);
+            if (blank && KnownCapacity(m_drive)) {
+                return true;
+            }
+            again = !blank && IsKnown(m_drive, DISK_ERASABLE)
+                        ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
+                        : prompts::NotSuitableForAudio(m_env.ui);
+        }
+        if (!again) {
+            return false;
+        }
+    }
+}
+
+bool AudioWriting::OpenTracks(Tracks* tracks) {
+    const std::vector<std::u16string> files = ExpandPaths(m_env.files, m_queue);
+    for (const std::u16string& file : files) {
+        if (!IsSupportedAudioFile(file)) {
+            m_env.ui.ShowMessage(u"Error: cannot write " + file +
+                                 u". It's not an audio or this format is not supported.");
+            return false;
+        }
+    }
+    try {
+        for (const std::u16string& file : files) {
+            std::unique_ptr<CReader> reader = CreateAudioReader(file, m_env.files);
+            tracks->bytes.push_back(static_cast<uint32_t>(reader->m_nLength));
+            tracks->totalBytes += tracks->bytes.back();
+            tracks->readers.push_back(std::move(reader));
+        }
+    } catch (const CReaderException& failure) {
+        m_env.ui.AskUser(ToWide(failure.what()), kReaderBoxTitle, BoxButtons::Ok, BoxIcon::Stop);
+        return false;
+    }
+    return true;
+}
+
+bool AudioWriting::FitsDisc(const Tracks& tracks) {
+    const int64_t excess =
+        static_cast<int64_t>(tracks.totalBytes / kCdBlockBytes) - m_drive.m_nCapacity;
+    if (excess <= kGraceBlocks) {
+        return true;
+    }
+    const MsfAddress time(HeldSectors(static_cast<uint64_t>(excess)));
+    prompts::AudioTooLongForDisk(m_env.ui, time.minutes, time.seconds);
+    return false;
+}
+
+CopyEnd AudioWriting::WriteCopy() {
+    Tracks tracks;
+    if (!CheckDisc() || !OpenTracks(&tracks) || !FitsDisc(tracks)) {
+        return CopyEnd::GiveUp;
+    }
+    m_env.host.ClearQueue();
+
+    ProgressScope progress(m_env, JobKind::Audio, CdTypeOf(m_drive));
+    m_drive.SetCdSpeed(WholeSpeed(m_dSpeed));
+    DoorLock door(m_drive);
+    Status(u"Writing lead-in...");
+    const std::vector<uint8_t> cueSheet = BuildAudioCueSheet(tracks.bytes);
+    if (m_drive.PrepareSaoWrite(m_env.host.BufferUnderrunProtection(),
+                                m_env.host.WriteSpeedControl(), cueSheet, &m_cancel,
+                                kCdBlockBytes) != 0) {
+        m_env.ui.ShowMessage(kNotStarted);
+        return CopyEnd::GiveUp;
+    }
+    if (!WriteTracks(tracks)) {
+        m_drive.SyncCache();
+        m_env.ui.ShowMessage(kWriteFailed);
+        return CopyEnd::GiveUp;
+    }
+    if (!m_cancel()) {
+        Status(u"Writing lead-out...");
+        m_drive.FinishSaoWrite(&m_cancel);
+    }
+    const bool cancelled = m_cancel();
+    door.Release();
+    progress.End();
+    m_drive.EjectDisk();
+    return cancelled ? CopyEnd::Cancelled : CopyEnd::Written;
+}
+
+bool AudioWriting::WriteTracks(Tracks& tracks) {
+    int32_t address = 0;
+    uint64_t written = 0;
+    for (size_t i = 0; i < tracks.readers.size() && !m_cancel(); ++i) {
+        Status(FormatWide("Writing track %zu...", i + 1));
+        if (!WriteTrack(*tracks.readers[i], &address, tracks.totalBytes, &written)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool AudioWriting::WriteTrack(CReader& reader, int32_t* address, uint64_t totalBytes,
+                              uint64_t* written) {
+    std::vector<uint8_t> buffer(kCdReadChunkBytes);
+    uint32_t count = 0;
+    for (;;) {
+        reader.Read(buffer.data(), kCdReadChunkBytes, &count);
+        if (count == 0 || m_cancel()) {
+            return true;
+        }
+        if (m_drive.WriteBlocks(address, buffer.data(), static_cast<int32_t>(count / kCdBlockBytes),
+                                &m_cancel, kCdBlockBytes) != 0) {
+            return false;
+        }
+        *written += count;
+        const int percent = static_cast<int>(*written * 100 / totalBytes);
+        if (percent != m_nLastPercent) {
+            m_env.ui.SetProgress(JobKind::Audio, percent);
+            m_nLastPercent = percent;
+        }
+    }
+}
+
+} // namespace
+
+JobEnd AudioJob(JobEnv& env) {
+    const std::vector<std::u16string> queueCopy = env.host.CopyQueue();
+    const uint32_t audioBytes = env.host.QueueAudioBytes();
+    if (audioBytes > kCdAudioBytes) {
+        prompts::AudioOverEightyMinutes(env.ui);
+        return JobEnd::Idle;
+    }
+    const CopyParametersResult parameters =
+        env.ui.ShowAudioParameters(env.host.AudioHeaderText(audioBytes));
+    if (parameters.bCancelled) {
+        return env.host.IsQueueExclusive() ? JobEnd::Exit : JobEnd::Idle;
+    }
+    CAspiCD* const drive = FindDrive(env, parameters.nDriveIndex);
+    if (drive == nullptr) {
+        return JobEnd::Idle;
+    }
+    const uint32_t copies = HeldCopies(parameters.nCopies);
+    AudioWriting writing(env, *drive, queueCopy, parameters.dSpeed);
+    for (uint32_t written = 1; writing.WriteCopy() == CopyEnd::Written; ++written) {
+        if (written == copies || !prompts::NextCopy(env.ui, written, copies)) {
+            break;
+        }
+    }
+    return JobEnd::Exit;
+}
+
+} // namespace larkspin

@@ -1,0 +1,157 @@
+#include "jobs/generator_thread.h"
+#include "jobs/job_frame.h"
+#include "platform/text.h"
+#include "volume/iso_gen.h"
+
+#include <system_error>
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+constexpr std::chrono::milliseconds kCancelTestTime{100};
+
+// Ends a generator whose job has gone; no user sees it.
+class Stopped final : public std::exception {};
+
+} // namespace
+
+// The job's file system until the generator is told to stop.
+class ImageGeneratorThread::StoppableFiles final : public IFileSystem {
+  public:
+    StoppableFiles(IFileSystem& files, const std::atomic<bool>& stop)
+        : m_files(files), m_bStop(stop) {}
+
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        return Live().Status(path, status);
+    }
+    bool IsReadable(const std::u16string& path) override { return Live().IsReadable(path); }
+    bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
+        return Live().Enumerate(folder, names);
+    }
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
+        return Live().OpenSequential(path);
+    }
+    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
+        return Live().Map(path);
+    }
+
+  private:
+    IFileSystem& Live() {
+        if (m_bStop) {
+            throw Stopped();
+        }
+        return m_files;
+    }
+
+    IFileSystem& m_files;
+    const std::atomic<bool>& m_bStop;
+};
+
+class ImageGeneratorThread::StoppableReader final : public IBlockReader {
+  public:
+    StoppableReader(IBlockReader& drive, const std::atomic<bool>& stop)
+        : m_drive(drive), m_bStop(stop) {}
+
+    bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) override {
+        if (m_bStop) {
+            throw Stopped();
+        }
+        return m_drive.ReadBlocks(buffer, count, lba);
+    }
+
+  private:
+    IBlockReader& m_drive;
+    const std::atomic<bool>& m_bStop;
+};
+
+ImageGeneratorThread::ImageGeneratorThread(GeneratorThreadArgs args) : m_args(std::move(args)) {}
+
+ImageGeneratorThread::~ImageGeneratorThread() {
+    Stop();
+}
+
+bool ImageGeneratorThread::Start(const ThreadStarter& startThread) {
+    try {
+        m_hThread = startThread([this] { Run(); });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    return true;
+}
+
+bool ImageGeneratorThread::WaitReady(const CancelFunctor& cancel) {
+    while (!m_ready.Lock(kCancelTestTime)) {
+        if (cancel()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::u16string ImageGeneratorThread::Error() {
+    const std::lock_guard lock(m_mutex);
+    return m_strGeneratorError;
+}
+
+std::vector<std::u16string> ImageGeneratorThread::Notices() {
+    const std::lock_guard lock(m_mutex);
+    return m_notices;
+}
+
+void ImageGeneratorThread::Stop() {
+    m_bStop = true;
+    m_args.pipe->CloseRead();
+    if (m_hThread.joinable()) {
+        m_hThread.join();
+    }
+}
+
+void ImageGeneratorThread::SetError(const std::u16string& text) {
+    const std::lock_guard lock(m_mutex);
+    m_strGeneratorError = text;
+}
+
+void ImageGeneratorThread::Run() {
+    // Whatever happens in there, the job must neither wait for ever nor die with this thread.
+    try {
+        Generate();
+    } catch (const CCDWriterISOGenException& failure) {
+        SetError(failure.WideText());
+    } catch (const std::bad_alloc&) {
+        SetError(kOutOfMemory);
+    } catch (const Stopped&) {
+        // The job is on its way out and asks for nothing more.
+    } catch (const std::exception& failure) {
+        SetError(ToWide(failure.what()));
+    }
+    m_args.pipe->CloseWrite();
+    m_ready.Set();
+}
+
+void ImageGeneratorThread::Generate() {
+    StoppableFiles files(*m_args.files, m_bStop);
+    CCDWriterISOGen generator(files, *m_args.clock);
+    generator.ResetOptions();
+    generator.Options().volume_id = m_args.title.narrow;
+    generator.Options().joliet_volume_id = m_args.title.wide;
+    generator.SetNotice([this](const std::u16string& text) {
+        const std::lock_guard lock(m_mutex);
+        m_notices.push_back(text);
+    });
+    const auto sizeReady = [this](uint32_t totalSectors) {
+        m_nTotalSectors = totalSectors;
+        m_ready.Set();
+    };
+    if (m_args.merge) {
+        StoppableReader drive(*m_args.drive, m_bStop);
+        generator.MakeMergedVolume(*m_args.paths, *m_args.pipe, m_args.previousStart,
+                                   m_args.nextStart, drive, sizeReady);
+    } else {
+        generator.MakeVolume(*m_args.paths, *m_args.pipe, m_args.previousStart, m_args.nextStart,
+                             sizeReady);
+    }
+}
+
+} // namespace larkspin

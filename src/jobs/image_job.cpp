@@ -1,0 +1,286 @@
+#include "drive/cue_sheet.h"
+#include "jobs/capacity_marks.h"
+#include "jobs/file_list.h"
+#include "jobs/in_job_erase.h"
+#include "jobs/prompts.h"
+#include "platform/text.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int32_t kSectorsPerWrite = 16;
+// A capacity from here on counts as large enough for any image.
+constexpr int32_t kAnyImageBlocks = 400'000;
+
+constexpr const char16_t* kNoImage = u"Internal error #561. Unable to open image file.";
+constexpr const char16_t* kImageGone = u"Internal error #562. Unable to open image file.";
+constexpr const char16_t* kNotStarted = u"Internal error #563. Unable to initiate recording.";
+constexpr const char16_t* kReadFailed =
+    u"Internal error #564. Reading of image failed. Writing process aborted.";
+constexpr const char16_t* kWriteFailed =
+    u"Internal error #565. Writing process failed. Process aborted.";
+constexpr const char16_t* kImageShorter =
+    u"The image file ended before all of it was written. The disk is not complete.";
+
+// Null unless `path` is a regular file that can be read. Its size goes to *bytes.
+std::unique_ptr<ISequentialFile> OpenImage(IFileSystem& files, const std::u16string& path,
+                                           int64_t* bytes) {
+    FileStatus status;
+    if (!files.Status(path, &status) || status.type != FileStatus::Type::Regular) {
+        return nullptr;
+    }
+    std::unique_ptr<ISequentialFile> image = files.OpenSequential(path);
+    *bytes = image != nullptr ? image->Size() : -1;
+    return *bytes >= 0 ? std::move(image) : nullptr;
+}
+
+// Counts what the DVD logic takes from the image: it knows an end, but not whether it is the right
+// one.
+class CountedSource final : public IByteSource {
+  public:
+    explicit CountedSource(IByteSource& source) : m_source(source) {}
+
+    std::ptrdiff_t Read(void* buffer, size_t bytes) override {
+        const std::ptrdiff_t got = m_source.Read(buffer, bytes);
+        m_nBytes += std::max<std::ptrdiff_t>(got, 0);
+        return got;
+    }
+    int64_t Bytes() const { return m_nBytes; }
+
+  private:
+    IByteSource& m_source;
+    int64_t m_nBytes = 0;
+};
+
+class ImageWriting {
+  public:
+    ImageWriting(JobEnv& env, CAspiCD& drive, const std::u16string& imagePath, int64_t imageBytes,
+                 double speed)
+        : m_env(env), m_drive(drive), m_strPath(imagePath), m_nBytes(imageBytes),
+          m_nSectors(HeldSectors(static_cast<uint64_t>(imageBytes) / kSectorBytes)),
+          m_dSpeed(speed), m_cancel(&env.ui, &CCDWriterUI::IsImageCancelled) {}
+
+    // Both return false when the job has to give up.
+    bool CheckDisc();
+    bool WriteCopy();
+
+  private:
+    enum class Verdict { Passed, Again, GiveUp };
+    static Verdict AgainIf(bool answer) { return answer ? Verdict::Again : Verdict::GiveUp; }
+
+    void Status(const char16_t* text) { m_env.ui.SetStatus(JobKind::Image, text); }
+    Verdict CheckOnce();
+    Verdict CheckDvd();
+    Verdict CheckCd();
+    Verdict WasteUnless(bool accepted);
+    bool WriteDvd();
+    bool WriteCd();
+    bool RecordCd(ISequentialFile& image);
+    bool Fail(const char16_t* message);
+
+    JobEnv& m_env;
+    CAspiCD& m_drive;
+    const std::u16string& m_strPath;
+    const int64_t m_nBytes;
+    const int32_t m_nSectors; // a last part shorter than a sector is left out
+    const double m_dSpeed;
+    const CancelFunctor m_cancel;
+};
+
+bool ImageWriting::CheckDisc() {
+    for (;;) {
+        const Verdict verdict = CheckOnce();
+        if (verdict != Verdict::Again) {
+            return verdict == Verdict::Passed;
+        }
+    }
+}
+
+ImageWriting::Verdict ImageWriting::CheckOnce() {
+    m_drive.ReadDiskInfo();
+    const bool overwritten =
+        m_drive.HasCurrentProfile() && IsOverwritten(m_drive.GetCurrentProfile());
+    if (!overwritten && !IsKnown(m_drive, DISK_BLANK)) {
+        return AgainIf(IsKnown(m_drive, DISK_ERASABLE)
+                           ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
+                           : prompts::NotSuitableForImage(m_env.ui));
+    }
+    return IsDvd(m_drive) ? CheckDvd() : CheckCd();
+}
+
+ImageWriting::Verdict ImageWriting::WasteUnless(bool accepted) {
+    if (accepted) {
+        return Verdict::Passed;
+    }
+    prompts::InsertAnotherDisk(m_env.ui);
+    return Verdict::Again;
+}
+
+ImageWriting::Verdict ImageWriting::CheckDvd() {
+    const int32_t capacity = m_drive.GetDvdCapacity();
+    if (capacity <= 0) {
+        return AgainIf(prompts::NotSuitableForImage(m_env.ui));
+    }
+    if (m_nSectors > capacity) {
+        return AgainIf(prompts::ImageTooLargeForDisk(
+            m_env.ui, prompts::ExcessMegabytes(m_nSectors - capacity)));
+    }
+    const bool erasableKnown = (m_drive.m_dwDiskKnown & DISK_ERASABLE) != 0;
+    if (m_nSectors < kCdLimitSectors && erasableKnown && !IsKnown(m_drive, DISK_ERASABLE) &&
+        WasteUnless(prompts::WasteDvd(m_env.ui)) != Verdict::Passed) {
+        return Verdict::Again;
+    }
+    if (m_drive.GetCurrentProfile() == PROFILE_DVD_PLUS_R_DL && m_nSectors < kDvdLimitSectors) {
+        return WasteUnless(prompts::WasteDoubleLayer(m_env.ui));
+    }
+    return Verdict::Passed;
+}
+
+ImageWriting::Verdict ImageWriting::CheckCd() {
+    const std::optional<int32_t> capacity = KnownCapacity(m_drive);
+    if (!capacity) {
+        return prompts::UseUnidentifiedDisk(m_env.ui) ? Verdict::Passed : Verdict::GiveUp;
+    }
+    if (*capacity < kAnyImageBlocks && m_nSectors > *capacity) {
+        return AgainIf(prompts::ImageTooLargeForDisk(
+            m_env.ui, prompts::ExcessMegabytes(m_nSectors - *capacity)));
+    }
+    return Verdict::Passed;
+}
+
+bool ImageWriting::WriteCopy() {
+    if (!(IsDvd(m_drive) ? WriteDvd() : WriteCd())) {
+        return false;
+    }
+    m_drive.EjectDisk();
+    return true;
+}
+
+bool ImageWriting::WriteDvd() {
+    ProgressScope progress(m_env, JobKind::Image, m_drive.GetCurrentProfile());
+    DoorLock door(m_drive, DoorLock::By::DvdLogic);
+    int64_t bytesNow = 0;
+    const std::unique_ptr<ISequentialFile> image = OpenImage(m_env.files, m_strPath, &bytesNow);
+    if (image == nullptr) {
+        return Fail(kImageGone);
+    }
+    Status(u"Writing image...");
+    CountedSource source(*image);
+    bool complete = true;
+    try {
+        m_drive.ResetDvdState();
+        m_drive.OpenDvdForWriting(true, m_dSpeed);
+        m_drive.WriteDvdFromHandle(
+            source, int64_t{m_drive.m_nNextStart} * kSectorBytes,
+            [this](int percent) { m_env.ui.SetProgress(JobKind::Image, percent); }, &m_cancel);
+        complete = m_cancel() || source.Bytes() >= m_nBytes;
+        Status(u"Finalizing disk...");
+    } catch (const CAspiCD::CgrowisofsException& failure) {
+        m_env.ui.ShowMessage(StoppedText(failure));
+    } catch (const std::bad_alloc&) {
+        m_env.ui.ShowMessage(kOutOfMemory);
+    }
+    // Also after a failure: the disc is about to be ejected, and no session may stay open on it.
+    RunFinisher(m_drive);
+    door.Release();
+    progress.End();
+    if (!complete) {
+        m_env.ui.ShowMessage(kImageShorter);
+    }
+    return true;
+}
+
+bool ImageWriting::WriteCd() {
+    ProgressScope progress(m_env, JobKind::Image, DiskTypeOf(m_drive));
+    m_drive.SetCdSpeed(WholeSpeed(m_dSpeed));
+    DoorLock door(m_drive);
+    int64_t bytesNow = 0;
+    const std::unique_ptr<ISequentialFile> image = OpenImage(m_env.files, m_strPath, &bytesNow);
+    if (image == nullptr) {
+        return Fail(kImageGone);
+    }
+    Status(u"Writing lead-in...");
+    const std::vector<uint8_t> cueSheet = BuildImageCueSheet(m_nBytes);
+    if (m_drive.PrepareSaoWrite(m_env.host.BufferUnderrunProtection(),
+                                m_env.host.WriteSpeedControl(), cueSheet, &m_cancel,
+                                kSectorBytes) != 0) {
+        return Fail(kNotStarted);
+    }
+    Status(u"Writing data...");
+    return RecordCd(*image);
+}
+
+bool ImageWriting::RecordCd(ISequentialFile& image) {
+    std::vector<uint8_t> buffer(size_t{kSectorsPerWrite} * kSectorBytes);
+    int32_t address = 0;
+    int32_t remaining = m_nSectors;
+    while (remaining > 0 && !m_cancel()) {
+        const std::ptrdiff_t bytesRead = ReadFully(
+            image, buffer.data(), size_t(std::min(remaining, kSectorsPerWrite)) * kSectorBytes);
+        if (bytesRead < 0) {
+            return Fail(kReadFailed);
+        }
+        const auto sectors = static_cast<int32_t>(bytesRead / kSectorBytes);
+        if (sectors == 0) {
+            break;
+        }
+        if (m_drive.WriteBlocks(&address, buffer.data(), sectors, &m_cancel, kSectorBytes) != 0) {
+            m_drive.SyncCache();
+            return Fail(kWriteFailed);
+        }
+        remaining -= sectors;
+        m_env.ui.SetProgress(JobKind::Image,
+                             static_cast<int>(100 - int64_t{remaining} * 100 / m_nSectors));
+    }
+    if (!m_cancel()) {
+        Status(u"Writing lead-out...");
+        m_drive.FinishSaoWrite(&m_cancel);
+        if (remaining > 0) {
+            m_env.ui.ShowMessage(kImageShorter);
+        }
+    }
+    return true;
+}
+
+bool ImageWriting::Fail(const char16_t* message) {
+    m_env.ui.ShowMessage(message);
+    return false;
+}
+
+} // namespace
+
+JobEnd ImageJob(JobEnv& env, const std::u16string& imagePath) {
+    int64_t imageBytes = 0;
+    if (OpenImage(env.files, imagePath, &imageBytes) == nullptr) {
+        env.ui.ShowMessage(kNoImage);
+        return JobEnd::Exit;
+    }
+    const CopyParametersResult parameters = env.ui.ShowImageParameters(
+        FormatWide("Image to write contains %s of data.",
+                   ToNative(FormatSize(imageBytes)).c_str()) +
+        DiscSuffix(static_cast<uint64_t>(imageBytes), u" BluRay disc required."));
+    if (parameters.bCancelled) {
+        return JobEnd::Exit;
+    }
+    CAspiCD* const drive = FindDrive(env, parameters.nDriveIndex);
+    if (drive == nullptr) {
+        return JobEnd::Exit;
+    }
+    const uint32_t copies = HeldCopies(parameters.nCopies);
+    ImageWriting writing(env, *drive, imagePath, imageBytes, parameters.dSpeed);
+    for (uint32_t written = 1; writing.CheckDisc() && writing.WriteCopy(); ++written) {
+        if (written == copies || env.ui.IsImageCancelled() ||
+            !prompts::NextCopy(env.ui, written, copies)) {
+            break;
+        }
+    }
+    return JobEnd::Exit;
+}
+
+} // namespace larkspin

@@ -1,0 +1,18 @@
+// Watching a drive blank a disc, and the erase that runs inside a write job.
+#pragma once
+
+#include "jobs/job_frame.h"
+
+namespace larkspin {
+
+// Polls every 100 ms until the drive says that it is done or the user has cancelled. A percentage
+// goes to the bar of the erase dialog; without one the bar takes a step on every tenth poll and the
+// user interface is told that there is no figure. A cancel doesn't stop the drive: the drive is
+// asked once more, and the watching ends. False if the drive was still busy then.
+bool WatchBlanking(JobEnv& env, CAspiCD& drive);
+
+// Blanks the disc in the least way, without a dialog. False when the user cancelled and the drive
+// is still at it, so that the disc can't be used: the job has to give up.
+bool InJobErase(JobEnv& env, CAspiCD& drive);
+
+} // namespace larkspin

@@ -1,0 +1,170 @@
+#include "jobs/job_frame.h"
+#include "platform/text.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <stdexcept>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int32_t kMostCopies = 20;
+constexpr size_t kMostNotices = 10;
+
+struct ProgressOperations {
+    void (CCDWriterUI::*start)(uint32_t);
+    void (CCDWriterUI::*stop)();
+};
+
+ProgressOperations OperationsOf(JobKind kind) {
+    switch (kind) {
+    case JobKind::Data:
+        return {&CCDWriterUI::StartDataProgress, &CCDWriterUI::StopDataProgress};
+    case JobKind::Audio:
+        return {&CCDWriterUI::StartAudioProgress, &CCDWriterUI::StopAudioProgress};
+    case JobKind::Image:
+        return {&CCDWriterUI::StartImageProgress, &CCDWriterUI::StopImageProgress};
+    case JobKind::Erase:
+        break;
+    }
+    return {nullptr, &CCDWriterUI::StopEraseProgress};
+}
+
+} // namespace
+
+JobEnd RunJob(JobEnv& env, const std::function<JobEnd()>& body) {
+    env.host.LoadSettings();
+    env.ui.HideQueueDialog();
+    // The jobs catch what they expect. Anything else must not take the process down with a disc
+    // half written; the guards on its way out have unlocked the door and joined the threads.
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        env.ui.ShowMessage(kOutOfMemory);
+    } catch (const CAspiCD::CgrowisofsException& failure) {
+        env.ui.ShowMessage(StoppedText(failure));
+    } catch (const std::exception& failure) {
+        env.ui.ShowMessage(ToWide(failure.what()));
+    }
+    return JobEnd::Exit;
+}
+
+CAspiCD* FindDrive(JobEnv& env, uint32_t index) {
+    try {
+        return &env.drives.At(index);
+    } catch (const std::out_of_range&) {
+        return nullptr;
+    }
+}
+
+bool IsDvd(CAspiCD& drive) {
+    return drive.HasCurrentProfile() && IsDvdProfile(drive.GetCurrentProfile());
+}
+
+bool IsOverwritten(uint32_t profile) {
+    return profile == PROFILE_DVD_PLUS_RW || profile == PROFILE_DVD_PLUS_RW_DL ||
+           profile == PROFILE_DVD_MINUS_RW_OVERWRITE;
+}
+
+bool IsKnown(const CAspiCD& drive, DiskStateBits bit) {
+    return (drive.m_dwDiskState & drive.m_dwDiskKnown & bit) != 0;
+}
+
+std::optional<int32_t> KnownCapacity(const CAspiCD& drive) {
+    return (drive.m_dwDiskKnown & DISK_CAPACITY_KNOWN) != 0
+               ? std::optional<int32_t>(drive.m_nCapacity)
+               : std::nullopt;
+}
+
+uint32_t DiskTypeOf(CAspiCD& drive) {
+    return drive.HasCurrentProfile() ? drive.GetCurrentProfile() : CdTypeOf(drive);
+}
+
+uint32_t CdTypeOf(CAspiCD& drive) {
+    return drive.IsDiskErasable() ? PROFILE_CD_RW : PROFILE_CD_R;
+}
+
+uint32_t WholeSpeed(double speed) {
+    return speed > 0.0 ? static_cast<uint32_t>(speed) : 0;
+}
+
+uint32_t HeldCopies(uint32_t typed) {
+    return static_cast<uint32_t>(std::clamp(static_cast<int32_t>(typed), 1, kMostCopies));
+}
+
+int32_t HeldSectors(uint64_t sectors) {
+    return static_cast<int32_t>(std::min<uint64_t>(sectors, std::numeric_limits<int32_t>::max()));
+}
+
+void RunFinisher(CAspiCD& drive) {
+    if (const CAspiCD::Finisher finish = drive.m_pfnFinalize; finish != nullptr) {
+        drive.m_pfnFinalize = nullptr;
+        finish(drive);
+    }
+}
+
+std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure) {
+    return FormatWide("Stopped: %s", failure.what());
+}
+
+void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& notices) {
+    if (notices.empty()) {
+        return;
+    }
+    std::u16string text;
+    const size_t shown = std::min(notices.size(), kMostNotices);
+    for (size_t i = 0; i < shown; ++i) {
+        text += (i > 0 ? u"\n" : u"") + notices[i];
+    }
+    if (notices.size() > shown) {
+        text += FormatWide("\n...and %zu more.", notices.size() - shown);
+    }
+    ui.ShowMessage(text);
+}
+
+ProgressScope::ProgressScope(JobEnv& env, JobKind kind, uint32_t diskType)
+    : m_ui(env.ui), m_kind(kind) {
+    if (const ProgressOperations operations = OperationsOf(kind); operations.start != nullptr) {
+        (m_ui.*operations.start)(diskType);
+    } else {
+        m_ui.StartEraseProgress();
+    }
+    m_callbacks.emplace(m_ui, kind);
+    m_ui.StartTrayAnimation();
+}
+
+void ProgressScope::End() {
+    if (!m_callbacks) {
+        return;
+    }
+    m_ui.StopTrayAnimation();
+    m_callbacks.reset();
+    (m_ui.*OperationsOf(m_kind).stop)();
+}
+
+void DoorLock::Release() {
+    if (m_pDrive != nullptr) {
+        m_pDrive->LockDoor(false);
+        m_pDrive = nullptr;
+    }
+}
+
+std::ptrdiff_t ReadFully(IByteSource& source, void* buffer, size_t bytes) {
+    size_t filled = 0;
+    while (filled < bytes) {
+        const std::ptrdiff_t got =
+            source.Read(static_cast<std::byte*>(buffer) + filled, bytes - filled);
+        if (got < 0) {
+            return -1;
+        }
+        if (got == 0) {
+            break;
+        }
+        filled += static_cast<size_t>(got);
+    }
+    return static_cast<std::ptrdiff_t>(filled);
+}
+
+} // namespace larkspin

@@ -1,0 +1,109 @@
+// The parts that the jobs share: drive look-up, disc facts, and the guards around the writing.
+#pragma once
+
+#include "drive/aspi_cd.h"
+#include "jobs/jobs.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+// MMC profile numbers that the jobs tell apart.
+enum Profile : uint32_t {
+    PROFILE_CD_R = 0x09,
+    PROFILE_CD_RW = 0x0A,
+    PROFILE_DVD_MINUS_RW_OVERWRITE = 0x13,
+    PROFILE_DVD_MINUS_RW_SEQUENTIAL = 0x14,
+    PROFILE_DVD_PLUS_RW = 0x1A,
+    PROFILE_DVD_PLUS_RW_DL = 0x2A,
+    PROFILE_DVD_PLUS_R_DL = 0x2B,
+};
+
+constexpr int32_t kCdLimitSectors = 360'000;
+constexpr int32_t kDvdLimitSectors = 2'300'000; // above it no single layer disc
+
+// Null for an index past the end of the drive list.
+CAspiCD* FindDrive(JobEnv& env, uint32_t index);
+
+// The DVD test on the disc in the drive: it picks a job's way.
+bool IsDvd(CAspiCD& drive);
+// Media that are written in place count as writable whatever the disc report says.
+bool IsOverwritten(uint32_t profile);
+
+// The last disc report (CAspiCD::ReadDiskInfo) says so, and is valid there.
+bool IsKnown(const CAspiCD& drive, DiskStateBits bit);
+// Lead-out start of the last disc report, if it is valid.
+std::optional<int32_t> KnownCapacity(const CAspiCD& drive);
+
+// The disc's kind for the cancel question. A drive that has no profile to report gives CD-RW or
+// CD-R, as the disc can be erased or not.
+uint32_t DiskTypeOf(CAspiCD& drive);
+uint32_t CdTypeOf(CAspiCD& drive);
+
+// A speed from a dialog as SetCdSpeed takes it: -1.0, no wish, gives 0.
+uint32_t WholeSpeed(double speed);
+
+// Copies as the user typed them, held in 1 to 20; negative numbers arrive wrapped around.
+uint32_t HeldCopies(uint32_t typed);
+
+// A count of sectors in a signed 32-bit number; what it can't hold stays at its greatest value.
+int32_t HeldSectors(uint64_t sectors);
+
+// Runs the finisher of a DVD recording if one is still due.
+void RunFinisher(CAspiCD& drive);
+
+// "Stopped: %s", the words for a failure of the DVD logic.
+std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
+
+// What the user must know when the job is over, in one box: names left out of a disc, a disc that
+// was cut short. Nothing is shown for an empty list; a long one is told in part.
+void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& notices);
+
+inline constexpr const char16_t* kOutOfMemory = u"Out of memory";
+
+// Progress dialog, tray callbacks and tray animation of a job while it works.
+class ProgressScope {
+  public:
+    // `diskType` is of no use to an erase job.
+    ProgressScope(JobEnv& env, JobKind kind, uint32_t diskType = 0);
+    ProgressScope(const ProgressScope&) = delete;
+    ProgressScope& operator=(const ProgressScope&) = delete;
+    ~ProgressScope() { End(); }
+
+    void End();
+
+  private:
+    CCDWriterUI& m_ui;
+    JobKind m_kind;
+    std::optional<TrayCallbackGuard> m_callbacks;
+};
+
+// The drive's door, locked until the object ends.
+class DoorLock {
+  public:
+    // The DVD logic locks the door itself, when it prepares the disc.
+    enum class By { ThisObject, DvdLogic };
+
+    explicit DoorLock(CAspiCD& drive, By by = By::ThisObject) : m_pDrive(&drive) {
+        if (by == By::ThisObject) {
+            drive.LockDoor(true);
+        }
+    }
+    DoorLock(const DoorLock&) = delete;
+    DoorLock& operator=(const DoorLock&) = delete;
+    ~DoorLock() { Release(); }
+
+    void Release();
+
+  private:
+    CAspiCD* m_pDrive;
+};
+
+// Reads until `bytes` bytes are there or the source ends. Returns the count, or -1 after a failed
+// read.
+std::ptrdiff_t ReadFully(IByteSource& source, void* buffer, size_t bytes);
+
+} // namespace larkspin

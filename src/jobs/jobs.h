@@ -1,0 +1,61 @@
+// The four jobs: one disc operation each, run on the job's thread.
+//
+// A job asks for its parameters, brings the right disc into the drive by prompts, and works. It
+// reports everything to the user itself; what is left for its caller is what becomes of the
+// program. A cancel is no failure: no message follows it.
+//
+// However a job ends, its threads have been joined, the drive's door has been told to unlock if
+// the job locked it, and the tray callbacks and the progress dialog it installed are gone.
+#pragma once
+
+#include "drive/drive_list.h"
+#include "jobs/job_host.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "ui/ccdwriter_ui.h"
+
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace larkspin {
+
+enum class JobEnd {
+    Idle, // the program goes on as if nothing had happened
+    Exit, // the program ends
+};
+
+// Starts a thread; throws std::system_error if there is none to be had.
+using ThreadStarter = std::function<std::thread(std::function<void()> body)>;
+
+// What a job works with. The references outlive the job.
+struct JobEnv {
+    JobHost& host;
+    CCDWriterUI& ui;
+    DriveList& drives;
+    IFileSystem& files;
+    IClock& clock;
+    ThreadStarter startThread = [](std::function<void()> body) {
+        return std::thread(std::move(body));
+    };
+};
+
+// Writes the queue to a data disc.
+JobEnd DataJob(JobEnv& env);
+
+// Writes the queue as an audio CD, in as many copies as the user wants: a count of 0 or less is
+// taken for 1, one above 20 for 20.
+JobEnd AudioJob(JobEnv& env);
+
+// Copies an image file to disc, sector by sector; copies as in AudioJob. Only a regular file is
+// an image. A file that gets shorter while it is written is reported when the disc is done.
+JobEnd ImageJob(JobEnv& env, const std::u16string& imagePath);
+
+// Erases the disc in the drive of that index.
+JobEnd EraseJob(JobEnv& env, uint32_t driveIndex);
+
+// The frame around each job: settings read anew, queue editor hidden, and an answer for what a
+// body lets escape.
+JobEnd RunJob(JobEnv& env, const std::function<JobEnd()>& body);
+
+} // namespace larkspin

@@ -1,0 +1,132 @@
+#include "jobs/prompts.h"
+#include "platform/text.h"
+
+namespace larkspin::prompts {
+
+namespace {
+
+constexpr int32_t kSectorsPerMegabyte = 512;
+
+bool OkCancel(CCDWriterUI& ui, const std::u16string& text) {
+    return ui.AskUser(text, kBoxTitle, BoxButtons::OkCancel, BoxIcon::None);
+}
+
+bool YesNo(CCDWriterUI& ui, const std::u16string& text) {
+    return ui.AskUser(text, kBoxTitle, BoxButtons::YesNo, BoxIcon::None);
+}
+
+} // namespace
+
+bool NotSuitableForWriting(CCDWriterUI& ui) {
+    return OkCancel(ui, u"The disk is not suitable for writing. It is finalized or doesn't have "
+                        u"enough free space and cannot be erased.\n\n"
+                        u"Please insert another disk and press \"OK\".");
+}
+
+bool DataTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes) {
+    return OkCancel(ui, FormatWide("The size of selected files exceeds disk capacity by %dMb.\n\n"
+                                   "Please edit your selection or insert another disk and invoke "
+                                   "Larkspin again",
+                                   megabytes));
+}
+
+bool TooMuchDataForCd(CCDWriterUI& ui) {
+    return OkCancel(ui, u"Too much data for conventional CD-R/RW.\n\n"
+                        u"Please insert a writable DVD disk and press \"OK\".");
+}
+
+bool CapacityNotEnough(CCDWriterUI& ui) {
+    return OkCancel(ui, u"Disk capacity is not enough to write so much data. You should probably "
+                        u"try writing to a DVD.\n\n"
+                        u"Please insert another disk and press \"OK\".");
+}
+
+bool DvdAudioNotSupported(CCDWriterUI& ui) {
+    return OkCancel(ui, u"Creating DVD-Audio disks is not yet supported. Only conventional CD-Rs "
+                        u"and CD-RWs can be written as audio.\n\n"
+                        u"Please insert another disk and press \"OK\".");
+}
+
+bool NotSuitableForAudio(CCDWriterUI& ui) {
+    return OkCancel(ui, u"The disk is not suitable for creating audio disk. It's not empty and "
+                        u"cannot be erased.\n\n"
+                        u"Please insert another disk and press \"OK\".");
+}
+
+bool NotSuitableForImage(CCDWriterUI& ui) {
+    return OkCancel(ui, u"The disk is not suitable for image burning. It's not empty and cannot be "
+                        u"erased.\n\nPlease insert another disk and press \"OK\".");
+}
+
+bool ImageTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes) {
+    return OkCancel(ui, FormatWide("The image size exceeds disk capacity by %dMb and cannot be "
+                                   "written.\n\nPlease insert another disk and press \"OK\".",
+                                   megabytes));
+}
+
+bool CannotEraseThisDisk(CCDWriterUI& ui) {
+    return OkCancel(ui, u"Cannot erase this disk in this drive. Please insert RW-disk to erase and "
+                        u"press \"OK\".");
+}
+
+bool EraseForMoreSpace(CCDWriterUI& ui) {
+    return YesNo(ui, u"The disk in the drive is not blank and doesn't have enough space for "
+                     u"data.\n\nShould Larkspin erase it for you?\n\n"
+                     u"If you say \"Yes\" all data on this disk will be LOST.");
+}
+
+bool EraseNotBlank(CCDWriterUI& ui) {
+    return YesNo(ui, u"The disk in the drive is not blank.\n\n"
+                     u"Should Larkspin erase it for you?\n\n"
+                     u"If you say \"Yes\" all data on this disk will be LOST.");
+}
+
+bool WasteDvd(CCDWriterUI& ui) {
+    return YesNo(ui, u"You are going to write DVD disk, but image size is small enough to fit "
+                     u"CD-R/RW disk.\n\n"
+                     u"Should Larkspin ignore this and proceed with writing anyway?");
+}
+
+bool WasteDoubleLayer(CCDWriterUI& ui) {
+    return YesNo(ui, u"You are going to write Double Layer disk, but image size is small enough to "
+                     u"fit single layer disk. You're going to waste your expensive Double Layer "
+                     u"disk.\n\nShould Larkspin ignore this and proceed with writing anyway?");
+}
+
+bool UseUnidentifiedDisk(CCDWriterUI& ui) {
+    return YesNo(ui, u"The disk type cannot be identified.\n\n"
+                     u"Should Larkspin ignore this and proceed with writing?\n\n"
+                     u"If you're unsure say \"No\".");
+}
+
+bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds) {
+    return OkCancel(
+        ui, FormatWide("The duration of selected audio files exceeds disk capacity by %d:%02d "
+                       "(min:sec) and cannot be written.\n\n"
+                       "Please edit your selection and invoke Larkspin again.",
+                       minutes, seconds));
+}
+
+bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies) {
+    return ui.AskUser(FormatWide("Written %u of %u disks, %u disks left.\n\n"
+                                 "Please insert next disk and press \"OK\".",
+                                 written, copies, copies - written),
+                      kBoxTitle, BoxButtons::OkCancel, BoxIcon::Question);
+}
+
+void InsertAnotherDisk(CCDWriterUI& ui) {
+    ui.ShowMessage(u"Please insert another disk and press \"OK\".");
+}
+
+void AudioOverEightyMinutes(CCDWriterUI& ui) {
+    ui.AskUser(u"The duration of selected audio files is more than 80 minutes. This selection "
+               u"won't fit any CD-R/RW.\n\n"
+               u"Please edit your selection and invoke Larkspin again.",
+               kBoxTitle, BoxButtons::Ok, BoxIcon::Stop);
+}
+
+int32_t ExcessMegabytes(int64_t sectors) {
+    return static_cast<int32_t>(sectors / kSectorsPerMegabyte);
+}
+
+} // namespace larkspin::prompts

@@ -1,0 +1,44 @@
+// The questions that the jobs put to the user, each text in one place.
+//
+// Every prompt is a message box without an owner, titled "Larkspin 1.4", run on the job's thread.
+// It returns true for OK or Yes. Prompts never fail.
+#pragma once
+
+#include "ui/ccdwriter_ui.h"
+
+#include <cstdint>
+
+namespace larkspin::prompts {
+
+// OK looks at the disc again, Cancel gives up.
+bool NotSuitableForWriting(CCDWriterUI& ui);
+bool DataTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
+bool TooMuchDataForCd(CCDWriterUI& ui);
+bool CapacityNotEnough(CCDWriterUI& ui);
+bool DvdAudioNotSupported(CCDWriterUI& ui);
+bool NotSuitableForAudio(CCDWriterUI& ui);
+bool NotSuitableForImage(CCDWriterUI& ui);
+bool ImageTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
+bool CannotEraseThisDisk(CCDWriterUI& ui);
+
+// Yes erases the disc, No gives up.
+bool EraseForMoreSpace(CCDWriterUI& ui);
+bool EraseNotBlank(CCDWriterUI& ui);
+
+// Yes goes on with the disc as it is.
+bool WasteDvd(CCDWriterUI& ui);
+bool WasteDoubleLayer(CCDWriterUI& ui);
+bool UseUnidentifiedDisk(CCDWriterUI& ui);
+
+// "%d:%02d" of the excess in minutes and seconds.
+bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds);
+bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies);
+
+// Told, not asked.
+void InsertAnotherDisk(CCDWriterUI& ui);
+void AudioOverEightyMinutes(CCDWriterUI& ui);
+
+// An excess in sectors as the prompts tell it: whole megabytes, what is below one as 0.
+int32_t ExcessMegabytes(int64_t sectors);
+
+} // namespace larkspin::prompts
