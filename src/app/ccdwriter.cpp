@@ -1,0 +1,200 @@
+#include "app/ccdwriter.h"
+#include "audio/factory.h"
+#include "jobs/capacity_marks.h"
+#include "jobs/file_list.h"
+#include "platform/text.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <system_error>
+#include <utility>
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint32_t kNoticeTimeMs = 30000;
+constexpr uint32_t kSecondsPerMinute = 60;
+
+constexpr const char* kBusy = "Cannot perform your request right now. Disk operation in progress.";
+constexpr const char* kNoThread = "Internal error #124. Disk operation cannot be started.";
+
+// The two arguments of "%d:%02d (min:sec)".
+struct PlayingTime {
+    explicit PlayingTime(uint32_t audioBytes)
+        : minutes(audioBytes / kPcmBytesPerSecond / kSecondsPerMinute),
+          seconds(audioBytes / kPcmBytesPerSecond % kSecondsPerMinute) {}
+
+    uint32_t minutes;
+    uint32_t seconds;
+};
+
+std::string SizeText(uint64_t bytes) {
+    return ToNative(FormatSize(static_cast<long long>(bytes)));
+}
+
+} // namespace
+
+CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock,
+                     Options options)
+    : m_drives(drives), m_files(files), m_clock(clock),
+      m_startThread(std::move(options.startThread)),
+      m_measures(
+          files,
+          options.audioLength
+              ? std::move(options.audioLength)
+              : [&files](const std::u16string& path) { return GetAudioFileLength(path, files); }),
+      m_watcher([this](const std::stop_token& stop) { return MeasureQueue(stop); },
+                options.queueSettle),
+      m_queue([this] { m_watcher.QueueChanged(); }), m_settings(store) {}
+
+void CCDWriter::Attach(CCDWriterUI& ui, IMainView& view) {
+    m_pUi = &ui;
+    m_watcher.Start([&view](const QueueNotice& notice) {
+        view.ShowBalloon(notice.text, notice.title, notice.icon, kNoticeTimeMs);
+    });
+}
+
+void CCDWriter::Detach() {
+    if (m_hJobThread.joinable()) {
+        m_hJobThread.join();
+    }
+    m_watcher.Stop();
+}
+
+// --- the queue ---
+
+void CCDWriter::TakeOverQueue() {
+    ClearQueue();
+    m_watcher.Stop();
+    m_bExclusiveQueue = true;
+}
+
+uint64_t CCDWriter::QueueBytes() {
+    uint64_t bytes = 0;
+    for (const std::u16string& path : m_queue.Paths()) {
+        bytes += m_measures.ItemBytes(path).value_or(0);
+    }
+    return bytes;
+}
+
+uint32_t CCDWriter::QueueAudioBytes() {
+    uint64_t bytes = 0;
+    for (const std::u16string& path : m_queue.Paths()) {
+        bytes += m_measures.ItemAudioBytes(path);
+    }
+    return static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
+}
+
+std::optional<QueueTotals> CCDWriter::MeasureQueue(const std::stop_token& stop) {
+    QueueTotals totals;
+    totals.allAudio = m_queue.IsAllAudio();
+    uint64_t audioBytes = 0;
+    for (const std::u16string& path : m_queue.Paths()) {
+        const std::optional<uint64_t> bytes = m_measures.ItemBytes(path, stop);
+        if (!bytes || stop.stop_requested()) {
+            return std::nullopt;
+        }
+        totals.bytes += *bytes;
+        audioBytes += totals.allAudio ? m_measures.ItemAudioBytes(path) : 0;
+    }
+    totals.audioBytes =
+        static_cast<uint32_t>(std::min<uint64_t>(audioBytes, std::numeric_limits<uint32_t>::max()));
+    return totals;
+}
+
+std::u16string CCDWriter::QueueSummaryText() {
+    const std::vector<std::u16string> paths = m_queue.Paths();
+    if (paths.empty()) {
+        return u"Queue is empty.";
+    }
+    const auto folders =
+        std::count_if(paths.begin(), paths.end(),
+                      [this](const std::u16string& path) { return IsFolder(m_files, path); });
+    const auto files = static_cast<std::ptrdiff_t>(paths.size()) - folders;
+    std::u16string text = FormatWide("Queue contains %td files and %td folders.\n"
+                                     "Total data to write is approximatelly %s.\n\n",
+                                     files, folders, SizeText(QueueBytes()).c_str());
+    if (!m_queue.IsAllAudio()) {
+        return text + u"Queue contains non-audio files. Writing Audio CD is impossible";
+    }
+    const PlayingTime time(QueueAudioBytes());
+    return text + FormatWide("All files in queue are audio files. Writing Audio CD is possible.\n"
+                             "Total audio duration is %u:%02u (min:sec).",
+                             time.minutes, time.seconds);
+}
+
+std::u16string CCDWriter::DataHeaderText() {
+    const uint64_t bytes = QueueBytes();
+    return FormatWide("Queue contains approximately %s.", SizeText(bytes).c_str()) +
+           DiscSuffix(bytes, u" BluRay or HD DVD disc required.");
+}
+
+std::u16string CCDWriter::AudioHeaderText(uint32_t audioBytes) {
+    const PlayingTime time(audioBytes);
+    return FormatWide("Queue contains %u:%02u (min:sec) of audio.", time.minutes, time.seconds);
+}
+
+// --- the jobs ---
+
+void CCDWriter::StartErase(uint32_t driveIndex) {
+    StartJob([driveIndex](JobEnv& env) { return EraseJob(env, driveIndex); });
+}
+
+void CCDWriter::StartImageBurn(const std::u16string& path) {
+    StartJob([path](JobEnv& env) { return ImageJob(env, path); });
+}
+
+void CCDWriter::StartAudioWrite() {
+    StartJob(AudioJob);
+}
+
+void CCDWriter::StartDataWrite() {
+    StartJob(DataJob);
+}
+
+void CCDWriter::StartJob(JobBody body) {
+    const std::lock_guard lock(m_gate);
+    if (m_bBusy || m_bLeaving) {
+        throw CCDWriterError(kBusy);
+    }
+    // The thread of the last job has nothing left to do that needs the gate.
+    if (m_hJobThread.joinable()) {
+        m_hJobThread.join();
+    }
+    m_bBusy = true;
+    try {
+        m_hJobThread = m_startThread([this, work = std::move(body)] { JobThread(work); });
+    } catch (const std::system_error&) {
+        m_bBusy = false;
+        throw CCDWriterError(kNoThread);
+    }
+}
+
+void CCDWriter::JobThread(const JobBody& body) {
+    JobEnv env{*this, *m_pUi, m_drives, m_files, m_clock, m_startThread};
+    EndJob(RunJob(env, [&] { return body(env); }));
+}
+
+void CCDWriter::EndJob(JobEnd end) {
+    bool leave = false;
+    {
+        const std::lock_guard lock(m_gate);
+        m_bLeaving = m_bLeaving || m_bQuitWhenDone || end == JobEnd::Exit;
+        leave = m_bLeaving;
+        m_bBusy = false;
+    }
+    if (leave) {
+        m_pUi->RequestExit();
+    }
+}
+
+bool CCDWriter::BeginQuit() {
+    const std::lock_guard lock(m_gate);
+    m_bQuitWhenDone = m_bBusy;
+    m_bLeaving = m_bLeaving || !m_bBusy;
+    return !m_bBusy;
+}
+
+} // namespace larkspin

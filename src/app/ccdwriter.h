@@ -1,0 +1,120 @@
+// CCDWriter: the engine. It owns the queue with its estimates and notices, and runs the jobs.
+//
+// One job runs at a time, on a thread of its own. The gate is taken before the thread is made, so
+// that of two requests only one gets through. The start operations and BeginQuit are called on the
+// main thread; everything else may be called on any.
+//
+// Leaving while a job runs: the wish is remembered, and the program is asked to end when the job
+// has ended by itself; a job is never cut short by it. Once the program has been asked to end no
+// further job is started.
+#pragma once
+
+#include "app/errors.h"
+#include "app/measures.h"
+#include "app/queue.h"
+#include "app/queue_watcher.h"
+#include "app/settings.h"
+#include "jobs/jobs.h"
+#include "ui/models.h"
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace larkspin {
+
+class CCDWriter final : public JobHost, public IQueueModel {
+  public:
+    struct Options {
+        std::chrono::milliseconds queueSettle{1000};
+        ThreadStarter startThread = [](std::function<void()> body) {
+            return std::thread(std::move(body));
+        };
+        // Empty takes GetAudioFileLength.
+        ItemMeasures::AudioLength audioLength;
+    };
+
+    // All references are kept.
+    CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock,
+              Options options);
+    CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock)
+        : CCDWriter(drives, store, files, clock, Options()) {}
+    CCDWriter(const CCDWriter&) = delete;
+    CCDWriter& operator=(const CCDWriter&) = delete;
+    ~CCDWriter() override { Detach(); }
+
+    // Gives the engine its user interface and starts the watcher. Both must stay until Detach.
+    void Attach(CCDWriterUI& ui, IMainView& view);
+    // Waits for the job and ends the watcher. The engine is of no more use then.
+    void Detach();
+
+    // --- the queue ---
+    void AddPath(const std::u16string& path) { m_queue.Add(path); }
+    void ClearQueue() override { m_queue.Clear(); }
+    void RecheckAllAudio() { m_queue.RecheckAllAudio(); }
+    // The queue belongs to a feeding program from now on: it is cleared, and no notice comes any
+    // more.
+    void TakeOverQueue();
+    bool IsQueueEmpty() { return m_queue.IsEmpty(); }
+    bool IsAllAudio() const { return m_queue.IsAllAudio(); }
+    std::u16string QueueSummaryText();
+
+    // --- the jobs ---
+    // Throw CCDWriterError when a job runs already or no thread can be had.
+    void StartErase(uint32_t driveIndex);
+    void StartImageBurn(const std::u16string& path);
+    void StartAudioWrite();
+    void StartDataWrite();
+    bool IsBusy() const { return m_bBusy; }
+    // True when the program may end now. False while a job runs: the user interface is asked to
+    // end the program (RequestExit) when the job is over.
+    bool BeginQuit();
+
+    // JobHost
+    std::vector<std::u16string> CopyQueue() override { return m_queue.Paths(); }
+    bool IsQueueExclusive() override { return m_bExclusiveQueue; }
+    uint32_t QueueAudioBytes() override;
+    std::u16string DataHeaderText() override;
+    std::u16string AudioHeaderText(uint32_t audioBytes) override;
+    void LoadSettings() override { m_settings.Load(); }
+    bool BufferUnderrunProtection() override { return m_settings.BufferUnderrunProtection != 0; }
+    bool WriteSpeedControl() override { return m_settings.WriteSpeedControl != 0; }
+
+    // IQueueModel
+    std::vector<std::u16string> Paths() override { return m_queue.Paths(); }
+    void Remove(const std::vector<std::u16string>& paths) override { m_queue.Remove(paths); }
+    uint64_t Version() override { return m_queue.Version(); }
+
+  private:
+    using JobBody = std::function<JobEnd(JobEnv& env)>;
+
+    uint64_t QueueBytes();
+    std::optional<QueueTotals> MeasureQueue(const std::stop_token& stop);
+    void StartJob(JobBody body);
+    void JobThread(const JobBody& body);
+    void EndJob(JobEnd end);
+
+    DriveList& m_drives;
+    IFileSystem& m_files;
+    IClock& m_clock;
+    const ThreadStarter m_startThread;
+    CCDWriterUI* m_pUi = nullptr;
+
+    ItemMeasures m_measures;
+    QueueWatcher m_watcher;
+    WriteQueue m_queue;
+    std::atomic<bool> m_bExclusiveQueue = false;
+    Settings m_settings; // after the construction, the job thread's
+
+    std::mutex m_gate; // guards the next three and the hand-over to a new job thread
+    std::atomic<bool> m_bBusy = false;
+    bool m_bQuitWhenDone = false;
+    bool m_bLeaving = false; // the program has been asked to end
+    std::thread m_hJobThread;
+};
+
+} // namespace larkspin

@@ -1,0 +1,45 @@
+// The drives as the dialogs and the outside know them.
+//
+// Names, labels and letters are taken once, at construction on the main thread while no job runs;
+// afterwards they may be read on any thread. The speeds are asked of the drive each time.
+#pragma once
+
+#include "drive/drive_list.h"
+#include "ui/models.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace larkspin {
+
+class DriveCatalog final : public IDriveCatalog {
+  public:
+    // `drives` is kept and must stay as it is.
+    explicit DriveCatalog(DriveList& drives);
+
+    size_t Count() override { return m_entries.size(); }
+    std::u16string Name(size_t index) override { return m_entries.at(index).name; }
+    std::u16string Label(size_t index) override { return m_entries.at(index).label; }
+    std::vector<double> WriteSpeeds(size_t index) override;
+    std::u16string DiskTypeName(uint32_t profile) override;
+
+    // Index of the first drive with exactly this letter.
+    std::optional<uint32_t> FindLetter(char16_t letter) const;
+    // The letter behind what a user calls a drive: a label such as "sr0", the device path
+    // "/dev/sr0", or the letter itself, alone or with a colon. 0 if that is no drive.
+    char16_t LetterOf(std::u16string_view drive) const;
+
+  private:
+    struct Entry {
+        std::u16string name;
+        std::u16string label;
+        char16_t letter = 0;
+    };
+
+    DriveList& m_drives;
+    std::vector<Entry> m_entries;
+};
+
+} // namespace larkspin

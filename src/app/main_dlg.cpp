@@ -1,0 +1,202 @@
+#include "app/main_dlg.h"
+#include "platform/text.h"
+
+#include <algorithm>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int32_t kStarted = 0;
+constexpr int32_t kNotStarted = -1;
+constexpr int32_t kDone = 1;
+constexpr int32_t kNo = 1; // the queue is empty; no job runs
+constexpr int32_t kYes = 2;
+
+constexpr uint32_t kLongestClickMs = 500;
+
+constexpr const char16_t* kErrorBoxTitle = u"Larkspin";
+constexpr const char16_t* kFirstFiles =
+    u"You have added first files to writing queue.\n\n"
+    u"To add more files to queue use Windows Explorer right-click menu.\n"
+    u"To start writing Data CD quickly double-click this icon.";
+constexpr uint32_t kFirstFilesTimeMs = 5000;
+constexpr uint32_t kCalculatingTimeMs = 60000;
+constexpr uint32_t kSummaryTimeMs = 20000;
+
+} // namespace
+
+CMainDlg::CMainDlg(CCDWriter& writer, DriveCatalog& drives, IMainView& view)
+    : m_writer(writer), m_drives(drives), m_view(view) {}
+
+int32_t CMainDlg::ProcessMessage(uint32_t message, uint32_t argument, const std::u16string& path) {
+    switch (message) {
+    case WM_INITDIALOG:
+        m_bQueueTakenOver = false;
+        return kDone;
+    case WM_COPYDATA:
+        if (argument == COPYDATA_PATH_TAG) {
+            m_strStagedPath = path.substr(0, path.find(u'\0'));
+        }
+        return kDone;
+    case UM_QUIT:
+        Quit(0);
+        return kDone;
+    case UM_QUERY_QUEUE:
+        return m_writer.IsQueueEmpty() ? kNo : kYes;
+    case UM_QUERY_BUSY:
+        return m_writer.IsBusy() ? kYes : kNo;
+    case UM_ADD_PATH:
+        return AddPath();
+    case UM_WRITE_DATA:
+    case UM_WRITE_DATA_TOO:
+        return WriteDataDisk();
+    case UM_WRITE_AUDIO:
+        return WriteAudioDisk();
+    case UM_BURN_IMAGE:
+        return BurnImageFile();
+    case UM_ERASE_DISK:
+        return EraseDiskInDrive();
+    case UM_TAKE_OVER_QUEUE:
+        return TakeOverQueue();
+    case WM_TIMER:
+        if (m_bClickPending) {
+            ShowQueueSummary();
+        }
+        return 0;
+    case WM_COMMAND:
+        return Command(argument);
+    default:
+        return 0;
+    }
+}
+
+int32_t CMainDlg::Command(uint32_t command) {
+    switch (command) {
+    case CMD_OK:
+    case CMD_CANCEL:
+        return Quit(static_cast<int32_t>(command));
+    case CMD_EXIT:
+        return Quit(0);
+    case CMD_WRITE_DATA:
+        WriteDataDisk();
+        break;
+    case CMD_WRITE_AUDIO:
+        WriteAudioDisk();
+        break;
+    case CMD_EDIT_QUEUE:
+        m_view.ShowQueueEditor();
+        break;
+    case CMD_CLEAR_QUEUE:
+        m_writer.ClearQueue();
+        break;
+    default:
+        break;
+    }
+    return 0;
+}
+
+int32_t CMainDlg::Quit(int32_t code) {
+    if (!m_nQuitCode) {
+        m_nQuitCode = code;
+    }
+    if (m_writer.BeginQuit()) {
+        m_view.Quit(*m_nQuitCode);
+    }
+    return 0;
+}
+
+int32_t CMainDlg::AddPath() {
+    if (!m_bQueueTakenOver && !m_bFirstFilesNoticeShown) {
+        m_view.ShowBalloon(kFirstFiles, kBoxTitle, BalloonIcon::Information, kFirstFilesTimeMs);
+        m_bFirstFilesNoticeShown = true;
+    }
+    m_writer.AddPath(m_strStagedPath);
+    return kDone;
+}
+
+int32_t CMainDlg::TakeOverQueue() {
+    m_writer.TakeOverQueue();
+    m_bQueueTakenOver = true;
+    return kDone;
+}
+
+template <typename Start>
+int32_t CMainDlg::Guarded(Start start) {
+    try {
+        start();
+        return kStarted;
+    } catch (const CCDWriterError& error) {
+        m_view.ShowErrorBox(ToWide(error.what()), kErrorBoxTitle);
+        return kNotStarted;
+    }
+}
+
+int32_t CMainDlg::WriteDataDisk() {
+    if (m_writer.IsQueueEmpty()) {
+        return kNotStarted;
+    }
+    return Guarded([this] { m_writer.StartDataWrite(); });
+}
+
+int32_t CMainDlg::WriteAudioDisk() {
+    if (m_writer.IsQueueEmpty()) {
+        return kNotStarted;
+    }
+    return Guarded([this] { m_writer.StartAudioWrite(); });
+}
+
+int32_t CMainDlg::BurnImageFile() {
+    if (m_strStagedPath.empty()) {
+        return kNotStarted;
+    }
+    return Guarded([this] { m_writer.StartImageBurn(m_strStagedPath); });
+}
+
+int32_t CMainDlg::EraseDiskInDrive() {
+    const char16_t letter = m_strStagedPath.empty() ? u'\0' : m_strStagedPath.front();
+    m_strStagedPath.clear();
+    const std::optional<uint32_t> index = m_drives.FindLetter(letter);
+    if (!index) {
+        return kNotStarted;
+    }
+    return Guarded([&] { m_writer.StartErase(*index); });
+}
+
+int32_t CMainDlg::EraseDisk(std::u16string_view drive) {
+    const char16_t letter = m_drives.LetterOf(drive);
+    m_strStagedPath = letter != 0 ? std::u16string(1, letter) : std::u16string();
+    return EraseDiskInDrive();
+}
+
+void CMainDlg::OnTrayLeftClick() {
+    if (m_bClickPending) {
+        m_bClickPending = false;
+        m_view.KillClickTimer();
+        WriteDataDisk();
+        return;
+    }
+    m_bClickPending = true;
+    m_view.StartClickTimer(std::min(kLongestClickMs, m_view.DoubleClickTimeMs()),
+                           [this] { ProcessMessage(WM_TIMER); });
+}
+
+void CMainDlg::ShowQueueSummary() {
+    m_bClickPending = false;
+    m_view.KillClickTimer();
+    m_view.ShowBalloon(u"Calculating...", u"", BalloonIcon::None, kCalculatingTimeMs);
+    m_view.ShowBalloon(m_writer.QueueSummaryText(), u"Queue files...", BalloonIcon::Information,
+                       kSummaryTimeMs);
+}
+
+void CMainDlg::OnTrayRightClick() {
+    if (m_writer.IsBusy()) {
+        return;
+    }
+    IdleMenuState state;
+    state.bQueueHasItems = !m_writer.IsQueueEmpty();
+    state.bAllAudio = m_writer.IsAllAudio();
+    m_view.TrackIdleMenu(state, [this](uint32_t command) { ProcessMessage(WM_COMMAND, command); });
+}
+
+} // namespace larkspin

@@ -1,0 +1,43 @@
+// How large queued items are, and how long they play.
+//
+// An item is measured once and keeps its measure for the rest of the run, even if the file changes;
+// one that could not be read keeps its 0. All operations may be called on any thread. Measuring
+// runs outside the lock, so that nobody waits for somebody else's folder; two threads that measure
+// the same item at once agree on the first result.
+#pragma once
+
+#include "platform/files.h"
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <unordered_map>
+
+namespace larkspin {
+
+class ItemMeasures {
+  public:
+    // PCM bytes of a file at CD format.
+    using AudioLength = std::function<uint32_t(const std::u16string& path)>;
+
+    ItemMeasures(IFileSystem& files, AudioLength audioLength);
+
+    // Bytes of a file, exactly; of a folder, in whole sectors of 2048 bytes. Empty, and not kept,
+    // when `stop` is requested meanwhile.
+    std::optional<uint64_t> ItemBytes(const std::u16string& path, const std::stop_token& stop = {});
+    uint32_t ItemAudioBytes(const std::u16string& path);
+
+  private:
+    std::optional<uint64_t> MeasureBytes(const std::u16string& path, const std::stop_token& stop);
+
+    IFileSystem& m_files;
+    AudioLength m_audioLength;
+    std::mutex m_mutex; // guards the two caches
+    std::unordered_map<std::u16string, uint64_t> m_bytes;
+    std::unordered_map<std::u16string, uint32_t> m_audioBytes;
+};
+
+} // namespace larkspin

@@ -1,0 +1,76 @@
+#include "app/queue.h"
+#include "audio/factory.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace larkspin {
+
+WriteQueue::WriteQueue(std::function<void()> onChanged) : m_onChanged(std::move(onChanged)) {}
+
+bool WriteQueue::Add(const std::u16string& path) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (!m_known.insert(path).second) {
+            return false;
+        }
+        m_paths.push_back(path);
+        if (m_bAllAudio && !IsSupportedAudioFile(path)) {
+            m_bAllAudio = false;
+        }
+        ++m_nVersion;
+    }
+    m_onChanged();
+    return true;
+}
+
+void WriteQueue::Clear() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_paths.clear();
+        m_known.clear();
+        m_bAllAudio = true;
+        ++m_nVersion;
+    }
+    m_onChanged();
+}
+
+void WriteQueue::Remove(const std::vector<std::u16string>& paths) {
+    {
+        const std::lock_guard lock(m_mutex);
+        for (const std::u16string& path : paths) {
+            m_known.erase(path);
+        }
+        std::erase_if(m_paths,
+                      [this](const std::u16string& path) { return !m_known.contains(path); });
+        ++m_nVersion;
+        RecheckLocked();
+    }
+    m_onChanged();
+}
+
+void WriteQueue::RecheckAllAudio() {
+    {
+        const std::lock_guard lock(m_mutex);
+        RecheckLocked();
+    }
+    m_onChanged();
+}
+
+void WriteQueue::RecheckLocked() {
+    m_bAllAudio = std::all_of(m_paths.begin(), m_paths.end(), [](const std::u16string& path) {
+        return IsSupportedAudioFile(path);
+    });
+}
+
+std::vector<std::u16string> WriteQueue::Paths() {
+    const std::lock_guard lock(m_mutex);
+    return m_paths;
+}
+
+bool WriteQueue::IsEmpty() {
+    const std::lock_guard lock(m_mutex);
+    return m_paths.empty();
+}
+
+} // namespace larkspin

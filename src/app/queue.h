@@ -1,0 +1,48 @@
+// The write queue: the paths picked for the next disc, in order of arrival, no two equal.
+//
+// It lives in memory only. All operations may be called on any thread; each is one step, and those
+// that change the queue call back once when the lock is free again.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace larkspin {
+
+class WriteQueue {
+  public:
+    // Called after each change, on the thread that made it.
+    explicit WriteQueue(std::function<void()> onChanged);
+
+    // Does nothing, and says false, for a path that is there already. Compared exactly.
+    bool Add(const std::u16string& path);
+    void Clear();
+    // Removes every path that equals one of `paths`, then looks anew whether all is audio. Calls
+    // back even if none did.
+    void Remove(const std::vector<std::u16string>& paths);
+    void RecheckAllAudio();
+
+    std::vector<std::u16string> Paths();
+    bool IsEmpty();
+    // Every path has an audio suffix; true for an empty queue.
+    bool IsAllAudio() const { return m_bAllAudio; }
+    // Changes with every change of the contents.
+    uint64_t Version() const { return m_nVersion; }
+
+  private:
+    void RecheckLocked();
+
+    const std::function<void()> m_onChanged;
+    std::mutex m_mutex;
+    std::vector<std::u16string> m_paths;
+    std::unordered_set<std::u16string> m_known; // the same paths, for the test of equality
+    std::atomic<bool> m_bAllAudio = true;
+    std::atomic<uint64_t> m_nVersion = 0;
+};
+
+} // namespace larkspin

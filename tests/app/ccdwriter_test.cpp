@@ -1,0 +1,203 @@
+#include "engine_bench.h"
+
+#include <gtest/gtest.h>
+
+#include <barrier>
+#include <system_error>
+
+namespace larkspin {
+namespace {
+
+constexpr const char* kBusy = "Cannot perform your request right now. Disk operation in progress.";
+
+std::string ErrorOf(const std::function<void()>& start) {
+    try {
+        start();
+        return "";
+    } catch (const CCDWriterError& error) {
+        return error.what();
+    }
+}
+
+TEST(QueueTexts, SummaryAndHeadLines) {
+    const struct {
+        const char* name;
+        std::vector<std::pair<std::u16string, uint64_t>> queued;
+        std::u16string summary;
+        std::u16string head;
+    } cases[] = {
+        {"empty", {}, u"Queue is empty.", u"Queue contains approximately 0 bytes."},
+        {"audio only",
+         {{u"/a.mp3", 1536}},
+         u"Queue contains 1 files and 0 folders.\nTotal data to write is approximatelly 1.50 "
+         u"kb.\n\nAll files in queue are audio files. Writing Audio CD is possible.\n"
+         u"Total audio duration is 1:01 (min:sec).",
+         u"Queue contains approximately 1.50 kb."},
+        {"mixed",
+         {{u"/a.mp3", 1000}, {u"/folder/x", 1}, {u"/folder", 0}},
+         u"Queue contains 2 files and 1 folders.\nTotal data to write is approximatelly 2.98 "
+         u"kb.\n\nQueue contains non-audio files. Writing Audio CD is impossible",
+         u"Queue contains approximately 2.98 kb."},
+        {"at the CD mark", {{u"/x", 737'280'000}}, u"", u"Queue contains approximately 703.12 Mb."},
+        {"above the CD mark",
+         {{u"/x", 737'280'001}},
+         u"",
+         u"Queue contains approximately 703.13 Mb. DVD required."},
+        {"above the single layer mark",
+         {{u"/x", 4'689'920'001}},
+         u"",
+         u"Queue contains approximately 4.37 Gb. Double Layer DVD required."},
+        {"above the double layer mark",
+         {{u"/x", 8'519'680'001}},
+         u"",
+         u"Queue contains approximately 7.93 Gb. BluRay or HD DVD disc required."},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        EngineBench bench;
+        for (const auto& [path, size] : test.queued) {
+            bench.files.AddFile(path, size);
+        }
+        for (const auto& [path, size] : test.queued) {
+            bench.writer.AddPath(path);
+        }
+        if (!test.summary.empty()) {
+            EXPECT_EQ(bench.writer.QueueSummaryText(), test.summary);
+        }
+        EXPECT_EQ(bench.writer.DataHeaderText(), test.head);
+    }
+    EngineBench bench;
+    EXPECT_EQ(bench.writer.AudioHeaderText(846'720'000 + 176'400),
+              u"Queue contains 80:01 (min:sec) of audio.");
+}
+
+TEST(QueueTexts, ASumThat32BitsCannotHoldStaysLong) {
+    CCDWriter::Options options = EngineBench::QuickOptions();
+    options.audioLength = [](const std::u16string&) { return 0xC0000000U; };
+    EngineBench bench(std::move(options));
+    bench.writer.AddPath(u"/a.mp3");
+    bench.writer.AddPath(u"/b.mp3");
+    EXPECT_EQ(bench.writer.QueueAudioBytes(), 0xFFFFFFFFU);
+}
+
+TEST(CCDWriter, TakenOverQueueIsQuiet) {
+    EngineBench bench;
+    CEvent told(CEvent::Reset::Auto);
+    bench.view.onBalloon = [&](const FakeMainView::Balloon&) { told.Set(); };
+    bench.files.AddFile(u"/big", 800'000'000);
+    bench.writer.AddPath(u"/big");
+    ASSERT_TRUE(told.Lock());
+    EXPECT_EQ(bench.view.Balloons().at(0).timeoutMs, 30000U);
+
+    bench.writer.TakeOverQueue();
+    EXPECT_TRUE(bench.writer.IsQueueEmpty());
+    EXPECT_TRUE(bench.writer.IsQueueExclusive());
+    bench.writer.AddPath(u"/big");
+    bench.writer.TakeOverQueue();
+    EXPECT_TRUE(bench.writer.IsQueueEmpty()) << "the second time clears again";
+    EXPECT_EQ(bench.view.Balloons().size(), 1U);
+}
+
+TEST(Gate, OneJobAtATimeAndTheNextOneAfterIt) {
+    EngineBench bench;
+    bench.HoldJobsInDialog();
+    const std::vector<std::function<void()>> starts = {
+        [&] { bench.writer.StartDataWrite(); },
+        [&] { bench.writer.StartAudioWrite(); },
+        [&] { bench.writer.StartErase(0); },
+    };
+    for (const auto& start : starts) {
+        start();
+        ASSERT_TRUE(bench.inDialog.Lock());
+        EXPECT_TRUE(bench.writer.IsBusy());
+        for (const auto& other : starts) {
+            EXPECT_EQ(ErrorOf(other), kBusy);
+        }
+        EXPECT_EQ(ErrorOf([&] { bench.writer.StartImageBurn(u"/image"); }), kBusy);
+        bench.release.Set();
+        while (bench.writer.IsBusy()) {
+            std::this_thread::yield();
+        }
+    }
+    EXPECT_EQ(bench.ui.Exits(), 0) << "a cancelled dialog leaves the program idle";
+}
+
+TEST(Gate, OfTwoRequestsAtOnceOneGetsThrough) {
+    for (int round = 0; round < 100; ++round) {
+        EngineBench bench;
+        bench.HoldJobsInDialog();
+        std::barrier together(2);
+        std::atomic<int> refused = 0;
+        const auto request = [&] {
+            together.arrive_and_wait();
+            refused += ErrorOf([&] { bench.writer.StartDataWrite(); }) == kBusy ? 1 : 0;
+        };
+        std::thread first(request);
+        std::thread second(request);
+        first.join();
+        second.join();
+        EXPECT_EQ(refused, 1);
+        bench.release.Set();
+        bench.writer.Detach();
+        EXPECT_EQ(bench.ui.Headers().size(), 1U);
+    }
+}
+
+TEST(Gate, WithoutAThreadTheGateOpensAgain) {
+    CCDWriter::Options options = EngineBench::QuickOptions();
+    int threads = 0;
+    options.startThread = [&threads](std::function<void()> body) {
+        if (++threads == 1) {
+            throw std::system_error(
+                std::make_error_code(std::errc::resource_unavailable_try_again));
+        }
+        return std::thread(std::move(body));
+    };
+    EngineBench bench(std::move(options));
+    bench.ui.data.bCancelled = true;
+    EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }),
+              "Internal error #124. Disk operation cannot be started.");
+    EXPECT_FALSE(bench.writer.IsBusy());
+    EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), "");
+}
+
+TEST(Leaving, WaitsForTheJobAndLetsNoOtherOneIn) {
+    EngineBench bench;
+    bench.HoldJobsInDialog();
+    bench.writer.StartDataWrite();
+    ASSERT_TRUE(bench.inDialog.Lock());
+    EXPECT_FALSE(bench.writer.BeginQuit());
+    EXPECT_EQ(bench.ui.Exits(), 0);
+    CEvent asked(CEvent::Reset::Auto);
+    bench.ui.onExit = [&] { asked.Set(); };
+    bench.release.Set();
+    ASSERT_TRUE(asked.Lock());
+    EXPECT_FALSE(bench.writer.IsBusy());
+    EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), kBusy);
+    EXPECT_TRUE(bench.writer.BeginQuit());
+}
+
+TEST(Leaving, AJobThatEndsTheProgramIsTheLastOne) {
+    EngineBench bench;
+    CEvent asked(CEvent::Reset::Auto);
+    bench.ui.onExit = [&] { asked.Set(); };
+    bench.writer.StartImageBurn(u"/no such image");
+    ASSERT_TRUE(asked.Lock());
+    EXPECT_EQ(bench.ui.Texts().back(), u"Internal error #561. Unable to open image file.");
+    EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), kBusy);
+}
+
+TEST(Frame, SettingsAreReadAnewForEachJob) {
+    EngineBench bench;
+    bench.ui.data.bCancelled = true;
+    EXPECT_TRUE(bench.writer.BufferUnderrunProtection());
+    bench.store.WriteNumber("Software\\Quernstone Development\\cdwrite", "BufferUnderrunProtection",
+                            0);
+    bench.writer.StartDataWrite();
+    bench.writer.Detach();
+    EXPECT_FALSE(bench.writer.BufferUnderrunProtection());
+    EXPECT_TRUE(bench.writer.WriteSpeedControl());
+}
+
+} // namespace
+} // namespace larkspin

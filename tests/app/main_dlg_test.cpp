@@ -1,0 +1,242 @@
+#include "app/main_dlg.h"
+#include "engine_bench.h"
+#include "platform/text.h"
+
+#include <gtest/gtest.h>
+
+namespace larkspin {
+namespace {
+
+struct DlgBench : EngineBench {
+    DlgBench() {
+        dlg.ProcessMessage(WM_INITDIALOG);
+        HoldJobsInDialog();
+    }
+    ~DlgBench() { release.Set(); }
+
+    void Stage(const std::u16string& path) {
+        dlg.ProcessMessage(WM_COPYDATA, COPYDATA_PATH_TAG, path);
+    }
+    void Queue(const std::u16string& path) {
+        Stage(path);
+        dlg.ProcessMessage(UM_ADD_PATH);
+    }
+    // The user answers the dialog of the job that runs; the job ends.
+    void EndJob() {
+        release.Set();
+        while (writer.IsBusy()) {
+            std::this_thread::yield();
+        }
+    }
+    bool AJobWasStarted() {
+        if (!writer.IsBusy()) {
+            return false;
+        }
+        inDialog.Lock();
+        return true;
+    }
+
+    CMainDlg dlg{writer, catalog, view};
+};
+
+TEST(MessageTable, NumbersAreTheOnesTheOutsideUses) {
+    DlgBench bench;
+    EXPECT_EQ(bench.dlg.ProcessMessage(272), 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(1123), 1) << "the queue is empty";
+    EXPECT_EQ(bench.dlg.ProcessMessage(1125), 1) << "idle";
+    EXPECT_EQ(bench.dlg.ProcessMessage(74, 169814, u"/x\u00DC\xDCFF"), 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(74, 5, u"/other"), 1) << "another tag is taken and ignored";
+    EXPECT_EQ(bench.dlg.ProcessMessage(1126), 1);
+    EXPECT_EQ(bench.writer.Paths(), (std::vector<std::u16string>{u"/x\u00DC\xDCFF"}));
+    EXPECT_EQ(bench.dlg.ProcessMessage(1123), 2);
+    EXPECT_EQ(bench.dlg.ProcessMessage(1132), 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(1123), 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(275), 0);
+    EXPECT_EQ(bench.dlg.ProcessMessage(4711), 0);
+    EXPECT_EQ(bench.dlg.ProcessMessage(1117), 1);
+    EXPECT_EQ(bench.view.quits, std::vector<int>{0});
+}
+
+TEST(MessageTable, AddPath) {
+    DlgBench bench;
+    bench.dlg.ProcessMessage(UM_ADD_PATH);
+    bench.Queue(std::u16string(u"/a\0tail", 7));
+    EXPECT_EQ(bench.writer.Paths(), (std::vector<std::u16string>{u"", u"/a"}))
+        << "before any path the empty one is added; a path ends at its zero";
+    ASSERT_EQ(bench.view.Balloons().size(), 1U) << "the first files are told once";
+    const FakeMainView::Balloon balloon = bench.view.Balloons()[0];
+    EXPECT_EQ(balloon.title, u"Larkspin 1.4");
+    EXPECT_EQ(balloon.text,
+              u"You have added first files to writing queue.\n\nTo add more files to queue use "
+              u"Windows Explorer right-click menu.\nTo start writing Data CD quickly double-click "
+              u"this icon.");
+    EXPECT_EQ(balloon.timeoutMs, 5000U);
+
+    DlgBench taken;
+    taken.dlg.ProcessMessage(UM_TAKE_OVER_QUEUE);
+    taken.Queue(u"/a");
+    EXPECT_TRUE(taken.view.Balloons().empty());
+}
+
+TEST(MessageTable, GuardedStarts) {
+    const struct {
+        const char* name;
+        uint32_t message;
+        uint32_t command;
+        bool queued;
+        std::u16string staged;
+        bool starts;
+    } cases[] = {
+        {"data", 1127, 0, true, u"", true},
+        {"data, the other number", 1128, 0, true, u"", true},
+        {"data, empty queue", 1127, 0, false, u"/x", false},
+        {"audio", 1129, 0, true, u"", true},
+        {"audio, empty queue", 1129, 0, false, u"/x", false},
+        {"image, no path", 1130, 0, true, u"", false},
+        {"image", 1130, 0, false, u"/image", true},
+        {"erase", 1131, 0, false, u"D:\\", true},
+        {"erase, letter of no drive", 1131, 0, false, u"Z", false},
+        {"erase, small letter", 1131, 0, false, u"d", false},
+        {"erase, no path", 1131, 0, false, u"", false},
+        {"menu, data", 273, 32774, true, u"", true},
+        {"menu, audio", 273, 32775, true, u"", true},
+        {"menu, data, empty queue", 273, 32774, false, u"", false},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        DlgBench bench;
+        bench.files.AddFile(u"/image", 2048);
+        if (test.queued) {
+            bench.writer.AddPath(u"/queued.mp3");
+        }
+        bench.Stage(test.staged);
+        const int32_t result = bench.dlg.ProcessMessage(test.message, test.command);
+        const int32_t expected = test.message == WM_COMMAND ? 0 : test.starts ? 0 : -1;
+        EXPECT_EQ(result, expected);
+        EXPECT_EQ(bench.AJobWasStarted(), test.starts);
+        EXPECT_TRUE(bench.view.errors.empty());
+        if (test.starts) {
+            EXPECT_EQ(bench.dlg.ProcessMessage(UM_QUERY_BUSY), 2);
+            bench.writer.AddPath(u"/queued.mp3");
+            EXPECT_EQ(bench.dlg.ProcessMessage(UM_WRITE_DATA), -1);
+            ASSERT_EQ(bench.view.errors.size(), 1U);
+            EXPECT_EQ(bench.view.errors[0].first,
+                      u"Cannot perform your request right now. Disk operation in progress.");
+            EXPECT_EQ(bench.view.errors[0].second, u"Larkspin");
+        }
+    }
+}
+
+TEST(MessageTable, EraseTakesTheStagedPathAwayAndEraseDiskTranslates) {
+    DlgBench bench;
+    bench.Stage(u"Z");
+    bench.dlg.ProcessMessage(UM_ERASE_DISK);
+    EXPECT_EQ(bench.dlg.ProcessMessage(UM_BURN_IMAGE), -1) << "nothing is staged any more";
+    for (const char16_t* drive : {u"sr1", u"/dev/sr1", u"D", u"D:"}) {
+        EXPECT_EQ(bench.dlg.EraseDisk(drive), 0);
+        ASSERT_TRUE(bench.AJobWasStarted());
+        bench.EndJob();
+    }
+    for (const char16_t* drive : {u"", u"sr", u"sr2", u"E", u"d", u"/home/sr1", u"Dx"}) {
+        EXPECT_EQ(bench.dlg.EraseDisk(drive), -1) << ToNative(drive);
+    }
+}
+
+TEST(MessageTable, OtherCommands) {
+    DlgBench bench;
+    bench.Queue(u"/a");
+    EXPECT_EQ(bench.dlg.ProcessMessage(WM_COMMAND, 32776), 0);
+    EXPECT_EQ(bench.view.queueEditors, 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(WM_COMMAND, 32777), 0);
+    EXPECT_TRUE(bench.writer.IsQueueEmpty());
+    EXPECT_EQ(bench.dlg.ProcessMessage(WM_COMMAND, 4711), 0);
+    EXPECT_TRUE(bench.view.quits.empty());
+}
+
+TEST(Quitting, CodesAndTheWaitForAJob) {
+    const struct {
+        uint32_t message;
+        uint32_t command;
+        int code;
+    } cases[] = {{UM_QUIT, 0, 0}, {WM_COMMAND, 1, 1}, {WM_COMMAND, 2, 2}, {WM_COMMAND, 32778, 0}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.command);
+        DlgBench idle;
+        idle.dlg.ProcessMessage(test.message, test.command);
+        EXPECT_EQ(idle.view.quits, std::vector<int>{test.code});
+
+        DlgBench busy;
+        busy.Queue(u"/a");
+        busy.dlg.ProcessMessage(UM_WRITE_DATA);
+        ASSERT_TRUE(busy.AJobWasStarted());
+        CEvent asked(CEvent::Reset::Auto);
+        busy.ui.onExit = [&] { asked.Set(); };
+        busy.dlg.ProcessMessage(test.message, test.command);
+        EXPECT_TRUE(busy.view.quits.empty()) << "not while the job runs";
+        busy.release.Set();
+        ASSERT_TRUE(asked.Lock());
+        busy.dlg.ProcessMessage(UM_QUIT); // what the request to exit amounts to
+        EXPECT_EQ(busy.view.quits, std::vector<int>{test.code});
+    }
+}
+
+TEST(TrayClicks, OneIsTheSummaryTwoWriteThreeArmAgain) {
+    DlgBench bench;
+    bench.Queue(u"/a.mp3");
+    bench.dlg.OnTrayLeftClick();
+    ASSERT_EQ(bench.view.clickTimerMs, 400U);
+    bench.view.clickTick();
+    EXPECT_EQ(bench.view.clickTimerMs, std::nullopt);
+    const auto balloons = bench.view.Balloons();
+    ASSERT_EQ(balloons.size(), 3U); // the first one told of the first files
+    EXPECT_EQ(balloons[1].text, u"Calculating...");
+    EXPECT_EQ(balloons[1].title, u"");
+    EXPECT_EQ(balloons[1].icon, BalloonIcon::None);
+    EXPECT_EQ(balloons[1].timeoutMs, 60000U);
+    EXPECT_EQ(balloons[2].text, bench.writer.QueueSummaryText());
+    EXPECT_EQ(balloons[2].title, u"Queue files...");
+    EXPECT_EQ(balloons[2].timeoutMs, 20000U);
+
+    bench.view.doubleClickMs = 900;
+    bench.dlg.OnTrayLeftClick();
+    EXPECT_EQ(bench.view.clickTimerMs, 500U) << "never longer than half a second";
+    bench.dlg.OnTrayLeftClick();
+    EXPECT_EQ(bench.view.clickTimerMs, std::nullopt);
+    EXPECT_TRUE(bench.AJobWasStarted());
+    bench.dlg.OnTrayLeftClick();
+    EXPECT_EQ(bench.view.clickTimerMs, 500U);
+    bench.dlg.ProcessMessage(WM_TIMER);
+    bench.dlg.ProcessMessage(WM_TIMER); // nothing waits any more
+    EXPECT_EQ(bench.view.Balloons().size(), 5U);
+}
+
+TEST(TrayClicks, ADoubleClickOnAnEmptyQueueDoesNothing) {
+    DlgBench bench;
+    bench.dlg.OnTrayLeftClick();
+    bench.dlg.OnTrayLeftClick();
+    EXPECT_FALSE(bench.writer.IsBusy());
+    EXPECT_TRUE(bench.view.Balloons().empty());
+    EXPECT_TRUE(bench.view.errors.empty());
+    EXPECT_EQ(bench.view.clickTimerMs, std::nullopt);
+}
+
+TEST(TrayClicks, TheMenuFollowsTheQueue) {
+    DlgBench bench;
+    bench.dlg.OnTrayRightClick();
+    bench.writer.AddPath(u"/a.mp3");
+    bench.dlg.OnTrayRightClick();
+    bench.writer.AddPath(u"/b.txt");
+    bench.dlg.OnTrayRightClick();
+    ASSERT_EQ(bench.view.menus.size(), 3U);
+    EXPECT_FALSE(bench.view.menus[0].bQueueHasItems);
+    EXPECT_TRUE(bench.view.menus[1].bQueueHasItems);
+    EXPECT_TRUE(bench.view.menus[1].bAllAudio);
+    EXPECT_FALSE(bench.view.menus[2].bAllAudio);
+    bench.view.menuCommand(CMD_WRITE_DATA);
+    ASSERT_TRUE(bench.AJobWasStarted());
+    bench.dlg.OnTrayRightClick();
+    EXPECT_EQ(bench.view.menus.size(), 3U) << "not while a job runs";
+}
+
+} // namespace
+} // namespace larkspin

@@ -1,0 +1,128 @@
+#include "app/measures.h"
+#include "app/queue.h"
+#include "jobs/file_list.h"
+#include "platform/text.h"
+#include "support/fake_files.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace larkspin {
+namespace {
+
+using Paths = std::vector<std::u16string>;
+
+TEST(WriteQueue, KeepsArrivalOrderAndNoPathTwice) {
+    int changes = 0;
+    WriteQueue queue([&] { ++changes; });
+    EXPECT_TRUE(queue.Add(u"/b"));
+    EXPECT_TRUE(queue.Add(u"/a"));
+    EXPECT_TRUE(queue.Add(u"/A")) << "case counts";
+    EXPECT_TRUE(queue.Add(u"")) << "an empty path is a path like any other";
+    EXPECT_EQ(changes, 4);
+    const uint64_t version = queue.Version();
+    EXPECT_FALSE(queue.Add(u"/a"));
+    EXPECT_EQ(changes, 4) << "a path that is there signals nothing";
+    EXPECT_EQ(queue.Version(), version);
+    EXPECT_EQ(queue.Paths(), (Paths{u"/b", u"/a", u"/A", u""}));
+
+    queue.Remove({u"/a", u"/never queued"});
+    EXPECT_EQ(queue.Paths(), (Paths{u"/b", u"/A", u""}));
+    EXPECT_NE(queue.Version(), version);
+    EXPECT_TRUE(queue.Add(u"/a")) << "a removed path may come back";
+    EXPECT_EQ(queue.Paths().back(), u"/a");
+
+    queue.Clear();
+    EXPECT_TRUE(queue.IsEmpty());
+    EXPECT_TRUE(queue.Add(u"/b"));
+}
+
+TEST(WriteQueue, KnowsWhetherAllIsAudio) {
+    WriteQueue queue([] {});
+    EXPECT_TRUE(queue.IsAllAudio()) << "an empty queue";
+    queue.Add(u"/x.FLAC");
+    EXPECT_TRUE(queue.IsAllAudio());
+    queue.Add(u"/folder");
+    EXPECT_FALSE(queue.IsAllAudio());
+    queue.Add(u"/y.mp3");
+    EXPECT_FALSE(queue.IsAllAudio());
+    queue.Remove({u"/folder"});
+    EXPECT_TRUE(queue.IsAllAudio());
+    queue.Add(u"/readme.txt");
+    queue.Clear();
+    EXPECT_TRUE(queue.IsAllAudio());
+}
+
+TEST(FileList, FilesComeBeforeThoseOfSubFolders) {
+    FakeFiles files;
+    files.AddFile(u"/d/sub/deep/4", 1);
+    files.AddFile(u"/d/1", 2048);
+    files.AddFile(u"/d/sub/3", 2049);
+    files.AddFile(u"/d/2", 0);
+    files.AddFile(u"/single", 1);
+    EXPECT_EQ(
+        ExpandPaths(files, {u"/d", u"/single", u"/gone", u"/d/1"}),
+        (Paths{u"/single", u"/gone", u"/d/1", u"/d/1", u"/d/2", u"/d/sub/3", u"/d/sub/deep/4"}));
+    EXPECT_EQ(SectorsOfFiles(files, {u"/d/1", u"/d/2", u"/d/sub/3", u"/gone"}), 3U);
+    EXPECT_TRUE(IsFolder(files, u"C:\\"));
+    EXPECT_TRUE(IsFolder(files, u"ab"));
+    EXPECT_TRUE(IsFolder(files, u"/d"));
+    EXPECT_FALSE(IsFolder(files, u"/gone"));
+}
+
+TEST(FileList, LoopsOfLinksEnd) {
+    namespace fs = std::filesystem;
+    const TempFolder folder;
+    const fs::path root = folder.Path();
+    fs::create_directories(root / "a/b");
+    std::ofstream(root / "a/b/file") << "x";
+    fs::create_directory_symlink(root, root / "a/b/up");
+    fs::create_directory_symlink(root / "a", root / "a/self");
+    fs::create_directory_symlink(root / "a/b", root / "twice"); // no loop: listed again
+    std::vector<std::u16string> list = ExpandPaths(PosixFiles(), {ToWide(root.string())});
+    std::sort(list.begin(), list.end());
+    EXPECT_EQ(list, (Paths{ToWide((root / "a/b/file").string()),
+                           ToWide((root / "twice/file").string())}));
+}
+
+TEST(ItemMeasures, MeasuresOnceAndKeepsIt) {
+    FakeFiles files;
+    files.AddFile(u"/d/1", 100);
+    files.AddFile(u"/d/sub/2", 2049);
+    int audioCalls = 0;
+    ItemMeasures measures(files, [&](const std::u16string&) {
+        ++audioCalls;
+        return 7U;
+    });
+    EXPECT_EQ(measures.ItemBytes(u"/d/1"), 100U) << "a file counts exactly";
+    EXPECT_EQ(measures.ItemBytes(u"/d"), 3 * 2048U) << "a folder counts sectors";
+    EXPECT_EQ(measures.ItemBytes(u"/later"), 0U);
+    files.AddFile(u"/later", 5);
+    files.AddFile(u"/d/3", 5);
+    EXPECT_EQ(measures.ItemBytes(u"/later"), 0U) << "what could not be read keeps its 0";
+    EXPECT_EQ(measures.ItemBytes(u"/d"), 3 * 2048U);
+    EXPECT_EQ(measures.ItemAudioBytes(u"/d/1"), 7U);
+    EXPECT_EQ(measures.ItemAudioBytes(u"/d/1"), 7U);
+    EXPECT_EQ(audioCalls, 1);
+}
+
+TEST(ItemMeasures, AMeasureThatWasStoppedIsNotKept) {
+    FakeFiles files;
+    files.AddFile(u"/d/1", 2048);
+    files.AddFile(u"/d/2", 2048);
+    std::stop_source stop;
+    files.onStatus = [&](const std::u16string& path) {
+        if (path == u"/d/1") {
+            stop.request_stop();
+        }
+    };
+    ItemMeasures measures(files, [](const std::u16string&) { return 0U; });
+    EXPECT_EQ(measures.ItemBytes(u"/d", stop.get_token()), std::nullopt);
+    EXPECT_EQ(measures.ItemBytes(u"/d"), 4096U);
+}
+
+} // namespace
+} // namespace larkspin
