@@ -1,7 +1,7 @@
 #include "audio/stages/rate_converter.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 #include <limits>
 
 namespace larkspin {
@@ -12,15 +12,32 @@ namespace {
 // a block was too short for any output.
 constexpr size_t kHistory = 64;
 
-double Dot(const float* filter, const double* samples, size_t count) {
+// The sums of one filter over the samples of each channel. The lanes keep the additions free of
+// one another, so that a compiler can do several at once.
+template <size_t kChannels>
+std::array<double, kChannels>
+Dot(const float* filter, const std::array<const double*, kChannels>& samples, size_t count) {
     constexpr size_t kLanes = CSincFilters::kLanes;
-    std::array<double, kLanes> sums = {};
+    double sums[kChannels][kLanes] = {};
     for (size_t i = 0; i < count; i += kLanes) {
-        for (size_t lane = 0; lane < kLanes; ++lane) {
-            sums[lane] += samples[i + lane] * filter[i + lane];
+        for (size_t channel = 0; channel < kChannels; ++channel) {
+            for (size_t lane = 0; lane < kLanes; ++lane) {
+                sums[channel][lane] += samples[channel][i + lane] * filter[i + lane];
+            }
         }
     }
-    return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    std::array<double, kChannels> result;
+    for (size_t channel = 0; channel < kChannels; ++channel) {
+        const double* sum = sums[channel];
+        result[channel] = (sum[0] + sum[1]) + (sum[2] + sum[3]);
+    }
+    return result;
+}
+
+// floor, which is a call into the C library on the plainest processors.
+int FloorToInt(double value) {
+    const int whole = static_cast<int>(value);
+    return whole - (value < whole ? 1 : 0);
 }
 
 int16_t ToSample(float value) {
@@ -47,18 +64,25 @@ void CRateConverter::Convert(std::span<const int16_t> block, std::vector<int16_t
             to[i] = block[i * channels + channel];
         }
     }
-    output->clear();
+    // A frame may come more than the ratio asks for, where the block before left one due.
+    output->resize((static_cast<size_t>(static_cast<double>(frames) / m_dRatio) + 2) * channels);
+    size_t made = 0;
     for (size_t at = 0; at < frames;) {
-        at += ResampleBlock(at, frames - at, output);
+        int16_t* to = output->data() + made * channels;
+        at += channels == 2 ? ResampleBlock<2>(at, frames - at, to, &made)
+                            : ResampleBlock<1>(at, frames - at, to, &made);
     }
+    output->resize(made * channels);
     for (auto& window : m_Window) {
         std::copy_n(window.begin() + static_cast<std::ptrdiff_t>(frames), kHistory, window.begin());
     }
 }
 
 // Makes output of the `frames` input frames from `at` on, as much as they should give or as they
-// have the filters covered for, and returns the number of frames that are done with.
-size_t CRateConverter::ResampleBlock(size_t at, size_t frames, std::vector<int16_t>* output) {
+// have the filters covered for, adds its frames to *total and returns the number of input frames
+// that are done with.
+template <size_t kChannels>
+size_t CRateConverter::ResampleBlock(size_t at, size_t frames, int16_t* to, size_t* total) {
     const int filterLen = m_Filters.FilterLen();
     const int half = filterLen / 2;
     const double centre = 0.5 * (filterLen % 2);
@@ -69,20 +93,22 @@ size_t CRateConverter::ResampleBlock(size_t at, size_t frames, std::vector<int16
     int j = 0; // the input sample at or before the output sample's time
     for (; made < desired; ++made) {
         const double time = static_cast<double>(made) * m_dRatio - m_dInputTime;
-        j = static_cast<int>(std::floor(time));
-        const int end = filterLen + j - half;
-        if (end >= static_cast<int>(frames)) {
+        j = FloorToInt(time);
+        if (filterLen + j - half >= static_cast<int>(frames)) {
             break;
         }
         const double offset = time - (j + centre);
-        const float* filter =
-            m_Filters.Filter(static_cast<int>(std::floor(offset * 2 * phases + phases + 0.5)));
-        const size_t first = kHistory + at + static_cast<size_t>(end) - filterLen;
-        for (const auto& window : m_Window) {
-            const double sum = Dot(filter, window.data() + first, m_Filters.Stride());
-            output->push_back(ToSample(static_cast<float>(sum)));
+        const float* filter = m_Filters.Filter(FloorToInt(offset * 2 * phases + phases + 0.5));
+        const auto first = static_cast<std::ptrdiff_t>(kHistory + at) + j - half;
+        std::array<const double*, kChannels> samples;
+        for (size_t channel = 0; channel < kChannels; ++channel) {
+            samples[channel] = m_Window[channel].data() + first;
+        }
+        for (const double sum : Dot<kChannels>(filter, samples, m_Filters.Stride())) {
+            *to++ = ToSample(static_cast<float>(sum));
         }
     }
+    *total += made;
     const auto used = std::min(frames, static_cast<size_t>(filterLen + j - half));
     m_dInputTime += static_cast<double>(used) - static_cast<double>(made) * m_dRatio;
     return used;

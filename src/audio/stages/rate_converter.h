@@ -12,7 +12,6 @@
 
 #include "audio/stages/sinc_filters.h"
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -32,7 +31,8 @@ class CRateConverter {
     void Convert(std::span<const int16_t> block, std::vector<int16_t>* output);
 
   private:
-    size_t ResampleBlock(size_t at, size_t frames, std::vector<int16_t>* output);
+    template <size_t kChannels>
+    size_t ResampleBlock(size_t at, size_t frames, int16_t* to, size_t* total);
 
     double m_dRatio; // input samples per output sample
     CSincFilters m_Filters;
