@@ -126,11 +126,12 @@ class Adaptive {
         std::copy_backward(m_history.begin() + 1, m_history.end() - 1, m_history.end());
         m_history[1] = value - m_history[0];
         m_history[0] = value;
-        int32_t sum = 0;
+        // 24-bit sound runs over; the format means the sum modulo 2^32.
+        uint32_t sum = 0;
         for (size_t i = 0; i < taps; ++i) {
-            sum += m_history[i] * m_weights[i];
+            sum += static_cast<uint32_t>(m_history[i]) * static_cast<uint32_t>(m_weights[i]);
         }
-        return sum;
+        return static_cast<int32_t>(sum);
     }
     void Adapt(int32_t residual) {
         for (size_t i = 0; i < taps; ++i) {
@@ -146,7 +147,7 @@ class Adaptive {
 constexpr std::array<int32_t, 4> kFirstWeights = {360, 317, -109, 98};
 
 int32_t Decayed(int32_t value) {
-    return value * 31 >> 5;
+    return static_cast<int32_t>(int64_t{value} * 31 >> 5);
 }
 
 // What is left of one channel once its own past, and the other channel's for stereo, is taken out.

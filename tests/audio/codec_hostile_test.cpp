@@ -7,6 +7,7 @@
 #include "audio/readers/flac_reader.h"
 #include "audio/readers/ogg_reader.h"
 #include "audio/readers/wma_reader.h"
+#include "support/memory_files.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -55,57 +56,6 @@ struct Ape {
     }
 };
 
-// A file in memory that can give few bytes at a time, or fail from an offset on.
-class FragileFile final : public ISequentialFile {
-  public:
-    FragileFile(const Bytes& bytes, size_t most, size_t failsAt)
-        : m_bytes(bytes), m_nMost(most), m_nFailsAt(failsAt) {}
-
-    std::ptrdiff_t Read(void* buffer, size_t bytes) override {
-        const size_t count =
-            std::min({bytes, m_nMost, m_bytes.size() - std::min(m_nAt, m_bytes.size())});
-        if (m_nAt + count > m_nFailsAt) {
-            return -1;
-        }
-        std::copy_n(m_bytes.begin() + static_cast<ptrdiff_t>(m_nAt), count,
-                    static_cast<uint8_t*>(buffer));
-        m_nAt += count;
-        return static_cast<std::ptrdiff_t>(count);
-    }
-    int64_t Size() override { return static_cast<int64_t>(m_bytes.size()); }
-    bool Seek(uint64_t offset) override {
-        m_nAt = std::min<uint64_t>(offset, m_bytes.size());
-        return true;
-    }
-    int64_t Tell() override { return static_cast<int64_t>(m_nAt); }
-
-  private:
-    const Bytes& m_bytes;
-    size_t m_nMost;
-    size_t m_nFailsAt;
-    size_t m_nAt = 0;
-};
-
-class FragileFiles final : public IFileSystem {
-  public:
-    explicit FragileFiles(Bytes bytes) : m_bytes(std::move(bytes)) {}
-
-    bool Status(const std::u16string& /*path*/, FileStatus* /*status*/) override { return false; }
-    bool IsReadable(const std::u16string& /*path*/) override { return true; }
-    bool Enumerate(const std::u16string& /*folder*/,
-                   std::vector<std::u16string>* /*names*/) override {
-        return false;
-    }
-    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
-        return std::make_unique<FragileFile>(m_bytes, m_nMost, m_nFailsAt);
-    }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override { return nullptr; }
-
-    Bytes m_bytes;
-    size_t m_nMost = SIZE_MAX;    // bytes that one read gives
-    size_t m_nFailsAt = SIZE_MAX; // no byte from here on can be read
-};
-
 template <class Format>
 class CodecReader : public testing::Test {
   protected:
@@ -115,7 +65,7 @@ class CodecReader : public testing::Test {
     }
 
     // What a reader gives for `files`, and nothing if it refuses them. A probe comes first.
-    static Bytes Decode(FragileFiles& files) {
+    static Bytes Decode(MemoryFiles& files) {
         Format::kProbe(u"x", files);
         try {
             typename Format::Reader reader(u"x", files);
@@ -136,7 +86,7 @@ TYPED_TEST_SUITE(CodecReader, Formats);
 TYPED_TEST(CodecReader, BearsFlippedBits) {
     for (uint32_t seed = 0; seed < 80; ++seed) {
         std::mt19937 random(seed);
-        FragileFiles files(this->m_bytes);
+        MemoryFiles files(this->m_bytes);
         // Half of the files are hurt in the headers alone.
         const size_t reach =
             seed % 2 == 0 ? std::min<size_t>(600, files.m_bytes.size()) : files.m_bytes.size();
@@ -148,23 +98,23 @@ TYPED_TEST(CodecReader, BearsFlippedBits) {
 }
 
 TYPED_TEST(CodecReader, BearsMissingTails) {
-    FragileFiles whole(this->m_bytes);
+    MemoryFiles whole(this->m_bytes);
     const Bytes expected = this->Decode(whole);
     ASSERT_GT(expected.size(), kFrames * 3);
     for (size_t i = 0; i < 40; ++i) {
-        FragileFiles files(this->m_bytes);
+        MemoryFiles files(this->m_bytes);
         files.m_bytes.resize(files.m_bytes.size() * i / 40);
         EXPECT_LE(this->Decode(files).size(), expected.size()) << i;
         // The same file, but its last bytes are there and cannot be read.
-        FragileFiles failing(this->m_bytes);
+        MemoryFiles failing(this->m_bytes);
         failing.m_nFailsAt = failing.m_bytes.size() * i / 40;
         EXPECT_LE(this->Decode(failing).size(), expected.size()) << i;
     }
 }
 
 TYPED_TEST(CodecReader, GivesTheSameFromAFileThatTrickles) {
-    FragileFiles whole(this->m_bytes);
-    FragileFiles trickling(this->m_bytes);
+    MemoryFiles whole(this->m_bytes);
+    MemoryFiles trickling(this->m_bytes);
     trickling.m_nMost = 7;
     EXPECT_TRUE(this->Decode(trickling) == this->Decode(whole));
 }

@@ -1,0 +1,78 @@
+// A file system of one file that lives in memory, whatever name is asked for. The file can give few
+// bytes at a time, or fail from an offset on.
+#pragma once
+
+#include "platform/files.h"
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace larkspin {
+
+class MemoryFiles final : public IFileSystem {
+  public:
+    explicit MemoryFiles(std::vector<uint8_t> bytes) : m_bytes(std::move(bytes)) {}
+
+    bool Status(const std::u16string& /*path*/, FileStatus* status) override {
+        *status = {.size = m_bytes.size()};
+        return true;
+    }
+    bool IsReadable(const std::u16string& /*path*/) override { return true; }
+    bool Enumerate(const std::u16string& /*folder*/,
+                   std::vector<std::u16string>* /*names*/) override {
+        return false;
+    }
+    // The files borrow the bytes of this object.
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
+        return std::make_unique<File>(*this);
+    }
+    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override {
+        return m_bytes.empty() ? nullptr : std::make_unique<Mapping>(m_bytes);
+    }
+
+    std::vector<uint8_t> m_bytes;
+    size_t m_nMost = SIZE_MAX;    // bytes that one read gives
+    size_t m_nFailsAt = SIZE_MAX; // no byte from here on can be read
+
+  private:
+    class File final : public ISequentialFile {
+      public:
+        explicit File(const MemoryFiles& files) : m_files(files) {}
+
+        std::ptrdiff_t Read(void* buffer, size_t bytes) override {
+            const size_t left = m_files.m_bytes.size() - m_nAt;
+            const size_t count = std::min({bytes, m_files.m_nMost, left});
+            if (m_nAt + count > m_files.m_nFailsAt) {
+                return -1;
+            }
+            std::copy_n(m_files.m_bytes.begin() + static_cast<std::ptrdiff_t>(m_nAt), count,
+                        static_cast<uint8_t*>(buffer));
+            m_nAt += count;
+            return static_cast<std::ptrdiff_t>(count);
+        }
+        int64_t Size() override { return static_cast<int64_t>(m_files.m_bytes.size()); }
+        bool Seek(uint64_t offset) override {
+            m_nAt = std::min<uint64_t>(offset, m_files.m_bytes.size());
+            return true;
+        }
+        int64_t Tell() override { return static_cast<int64_t>(m_nAt); }
+
+      private:
+        const MemoryFiles& m_files;
+        size_t m_nAt = 0;
+    };
+
+    class Mapping final : public IMappedFile {
+      public:
+        explicit Mapping(const std::vector<uint8_t>& bytes) : m_bytes(bytes) {}
+        std::span<const uint8_t> Bytes() const override { return m_bytes; }
+
+      private:
+        const std::vector<uint8_t>& m_bytes;
+    };
+};
+
+} // namespace larkspin
