@@ -1,0 +1,152 @@
+// The path through an ASPI library that is found at run time.
+#include "drive/fake_aspi/fake_aspi.h"
+
+#include "drive/direct_command.h"
+#include "drive/drive_list.h"
+#include "drive/scsi_command.h"
+#include "support/manual_clock.h"
+#include "support/scripted_port.h"
+
+#include <algorithm>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+namespace larkspin {
+namespace {
+
+class AspiLibraryTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        m_handle = ::dlopen(FAKE_ASPI, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(m_handle, nullptr) << ::dlerror();
+        auto* const get = reinterpret_cast<FakeAspiControl* (*)()>(::dlsym(m_handle, "FakeAspi"));
+        ASSERT_NE(get, nullptr);
+        m_control = get();
+        m_control->mode = FakeAspiMode::Complete;
+        m_control->supportInfo = 0x0101;
+        m_control->aborts = 0;
+    }
+    void TearDown() override { ::dlclose(m_handle); }
+
+    void* m_handle = nullptr;
+    FakeAspiControl* m_control = nullptr;
+    ScriptedPort m_port; // no drives: the library gets its turn
+    ManualClock m_clock;
+};
+
+TEST_F(AspiLibraryTest, IsTakenOnlyWhenThePortHasNoDriveAndBothExportsAreThere) {
+    struct Case {
+        const char* name;
+        bool portHasDrive;
+        std::vector<std::string> libraries;
+        int loaded;
+        bool passThrough;
+    };
+    const Case cases[] = {
+        {"port first", true, {FAKE_ASPI}, 1, true},
+        {"library", false, {FAKE_ASPI}, 1, false},
+        {"the second name", false, {"/nowhere/wnaspi32.so", FAKE_ASPI}, 1, false},
+        {"no library", false, {"/nowhere/wnaspi32.so"}, 0, false},
+        {"an export is missing", false, {FAKE_ASPI_INCOMPLETE_LIBRARY, FAKE_ASPI}, 0, false},
+        {"nothing to look for", false, {}, 0, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ScriptedPort port;
+        if (c.portHasDrive)
+            port.AddDrive(kFirstLetterIndex);
+        CAspiTransport transport(port, m_clock, c.libraries);
+        EXPECT_EQ(transport.LoadTransport(), c.loaded);
+        EXPECT_EQ(transport.m_bLoaded, c.loaded == 1);
+        EXPECT_EQ(transport.m_bUsePassThrough, c.passThrough);
+        EXPECT_EQ(transport.m_hAspiLibrary != nullptr, c.loaded == 1 && !c.passThrough);
+    }
+}
+
+TEST_F(AspiLibraryTest, ScanFindsTheDriveAndGivesItALetterByItsPlace) {
+    DriveList drives;
+    ASSERT_EQ(drives.ScanDrives(m_port, m_clock, {FAKE_ASPI}), DriveList::ScanResult::Found);
+    ASSERT_EQ(drives.Count(), 1u);
+    EXPECT_EQ(drives.At(0).m_byTarget, FakeAspiControl::kTarget);
+    EXPECT_EQ(drives.At(0).GetDriveLetter(), u'C');
+    EXPECT_EQ(drives.At(0).DisplayName(), u"C");
+}
+
+TEST_F(AspiLibraryTest, ScanTellsNoDriveFromNoTransport) {
+    DriveList drives;
+    m_control->supportInfo = 0x0100; // the library works and has no adapter
+    EXPECT_EQ(drives.ScanDrives(m_port, m_clock, {FAKE_ASPI}), DriveList::ScanResult::None);
+    m_control->supportInfo = 0xE800;
+    EXPECT_EQ(drives.ScanDrives(m_port, m_clock, {FAKE_ASPI}), DriveList::ScanResult::NoTransport);
+    EXPECT_EQ(drives.Count(), 0u);
+}
+
+TEST_F(AspiLibraryTest, CommandsThatEndOnAnotherThreadDeliverDataAndSense) {
+    CAspiTransport transport(m_port, SystemClock(), {FAKE_ASPI});
+    ASSERT_EQ(transport.LoadTransport(), 1);
+    m_control->mode = FakeAspiMode::CompleteLater;
+    CAspiCD drive(FakeAspiControl::kTarget, 0, 0, &transport);
+    for (int round = 0; round < 20; ++round) {
+        Bytes data(512, 0);
+        Cdb good(0x43);
+        EXPECT_FALSE(SendDirect(drive, SRB_DIR_IN, good, data.data(), 512).Failed());
+        EXPECT_EQ(std::ranges::count(data, FakeAspiControl::kDataByte), 512);
+
+        const DirectResult failed =
+            SendDirect(drive, SRB_DIR_IN, Cdb(FakeAspiControl::kFailingOpcode), data.data(), 512);
+        EXPECT_EQ(failed.status, SS_ERR);
+        EXPECT_EQ(SenseCode(failed.sense), 0x31105);
+        EXPECT_TRUE(failed.Failed());
+        EXPECT_FALSE(failed.Unanswered());
+    }
+    // The DVD logic's codes belong to the pass-through path; here a failure is just a failure.
+    CScsiCommand command(drive);
+    std::array<uint8_t, 2048> block = {};
+    command[0] = FakeAspiControl::kFailingOpcode;
+    EXPECT_EQ(command.Transport(Direction::READ, block.data(), block.size()), -1);
+    EXPECT_EQ(command.Asc(), 0x11);
+}
+
+TEST_F(AspiLibraryTest, CommandOverItsTimeIsAborted) {
+    CAspiTransport transport(m_port, m_clock, {FAKE_ASPI});
+    ASSERT_EQ(transport.LoadTransport(), 1);
+    CAspiCD drive(FakeAspiControl::kTarget, 0, 0, &transport);
+    m_control->mode = FakeAspiMode::HangUntilAbort;
+    for (const uint32_t seconds : {0u, 240u}) {
+        SCOPED_TRACE(seconds);
+        m_control->aborts = 0;
+        const uint64_t start = m_clock.TickMs();
+        std::array<uint8_t, 64> data = {};
+        const DirectResult result =
+            SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data.data(), data.size(), seconds);
+        EXPECT_EQ(result.status, SS_ABORTED);
+        EXPECT_TRUE(result.Failed());
+        EXPECT_EQ(m_control->aborts, 1);
+        EXPECT_EQ(drive.m_byLastStatus, SS_ABORTED);
+        EXPECT_EQ(m_clock.TickMs() - start, seconds == 0 ? 10'000u : seconds * 1000);
+        EXPECT_EQ(transport.m_nTimeoutSeconds, 0u);
+    }
+    m_control->mode = FakeAspiMode::Complete;
+    std::array<uint8_t, 64> data = {};
+    EXPECT_FALSE(SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data.data(), data.size()).Failed());
+}
+
+TEST_F(AspiLibraryTest, LibraryMayStillWriteToACommandThatItNeverGaveBack) {
+    auto data = std::make_unique<Bytes>(2048, 1);
+    {
+        CAspiTransport transport(m_port, m_clock, {FAKE_ASPI});
+        ASSERT_EQ(transport.LoadTransport(), 1);
+        CAspiCD drive(FakeAspiControl::kTarget, 0, 0, &transport);
+        m_control->mode = FakeAspiMode::HangForever;
+        EXPECT_TRUE(SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data->data(), 2048).Failed());
+        CompleteFakeCommand(*m_control->pending);
+        EXPECT_EQ(*data, Bytes(2048, 1)) << "the buffer was the caller's again";
+        SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data->data(), 2048);
+    }
+    data.reset();
+    // Only an address sanitizer sees whether this memory is still there.
+    CompleteFakeCommand(*m_control->pending);
+}
+
+} // namespace
+} // namespace larkspin
