@@ -25,8 +25,8 @@ constexpr uint8_t kCloseSession = 2;
 
 constexpr uint32_t kNoAddress = 0xFFFFFFFF;
 constexpr int32_t kLeadInBlocks = 4500;
-// Where ATIP says that the lead-in of the first session begins, 97:15:00.
-constexpr int32_t kFirstLeadIn = FramesOfMsf(97, 15, 0) - 450'000 - kPregapFrames;
+// Where ATIP says that the lead-in of the first session begins, 97:00:00.
+constexpr int32_t kFirstLeadIn = FramesOfMsf(97, 0, 0) - 450'000 - kPregapFrames;
 
 // READ CD, byte 9: user data alone, and all that a block of CD-DA can be asked for.
 constexpr uint8_t kFieldUserData = 0x10;

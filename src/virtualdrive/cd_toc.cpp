@@ -142,7 +142,7 @@ void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {
 }
 
 void CCdMedium::AppendAtip(CAnswer& answer) const {
-    const Msf leadIn = MsfOfFrames(FramesOfMsf(97, 15, 0));
+    const Msf leadIn = MsfOfFrames(FramesOfMsf(97, 0, 0));
     const Msf leadOut = MsfOfBlock(LastLeadOut());
     answer.Append({0, 0});
     // Indicative writing power 4, reference speed 2; use restriction; CD-R or CD-RW.

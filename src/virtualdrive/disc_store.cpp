@@ -70,9 +70,11 @@ std::string ToText(const DiscState& state) {
     disc.put("kind", state.kind);
     disc.put("capacity", state.capacity);
     disc.put("finalized", state.finalized);
-    ptree& extra = root.put_child("extra", {});
+    ptree extra;
     for (const auto& [name, value] : state.extra)
         extra.put(name, value);
+    if (!extra.empty())
+        root.put_child("extra", extra);
     for (const DiscSession& session : state.sessions)
         root.put_child(Format("session-%02u", session.number), {}).put("lead-out", session.leadOut);
     for (const DiscTrack& track : state.tracks)

@@ -27,7 +27,7 @@ TEST_F(TrackAtOnceTest, BlankDiscTellsItsCapacity) {
     EXPECT_EQ(host.DiscStatus(), kEmpty);
     // Lead-in of the only session, and 79:59:74 as the last start of the lead-out.
     EXPECT_EQ(Bytes(host.data.begin() + 16, host.data.begin() + 24),
-              (Bytes{0, 97, 15, 0, 0, 79, 59, 74}));
+              (Bytes{0, 97, 0, 0, 0, 79, 59, 74}));
     EXPECT_EQ(host.TrackInformation(1, 0xFF), kGood);
     EXPECT_EQ(host.data[6] & 0xF0, 0x40); // blank, not reserved, no packets
     EXPECT_EQ(LoadBe32(&host.data[12]), 0U);

@@ -1,0 +1,61 @@
+// /dev/sr0 as the kernel's sr driver would show it, over a VirtualDrive.
+//
+// Environment: LARKSPIN_FAKESR names the folder of the disc in the drive; an empty drive if it is
+// not set or holds no disc. LARKSPIN_FAKESR_LOG names a file to which each command is appended, one
+// a line: opcode and CDB bytes, then "= " and key/ASC/ASCQ.
+//
+// May be used on any thread.
+#pragma once
+
+#include "virtualdrive/virtual_drive.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace larkspin {
+
+class CFakeDevice {
+  public:
+    // The one device of the process; made at the first call.
+    static CFakeDevice& Instance();
+    static bool IsDevicePath(const char* path);
+
+    // Each call takes the result of the system call of that name: -1 with errno set on failure.
+    int Open(int flags, int (*realOpen)(const char*, int));
+    // Whether a descriptor stands for the device. These need no device, and make none: they are
+    // asked also while it comes into being.
+    static bool Owns(int descriptor);
+    static void Forget(int descriptor);
+    static void Duplicated(int oldDescriptor, int newDescriptor);
+    int Ioctl(unsigned long request, void* argument);
+    ssize_t ReadAt(int64_t offset, void* buffer, size_t bytes);
+    ssize_t Read(int descriptor, void* buffer, size_t bytes);
+    int64_t Seek(int descriptor, int64_t offset, int whence);
+    void FillStatus(struct stat* status) const;
+
+    int64_t SizeBytes();
+
+  private:
+    CFakeDevice();
+
+    // Sense code as (key << 16) | (ASC << 8) | ASCQ.
+    int Send(std::initializer_list<uint8_t> cdb, PortDirection direction, void* data,
+             uint32_t bytes);
+    PortCompletion Execute(const PortRequest& request);
+    int ScsiGeneric(void* argument);
+    int Packet(void* argument);
+    int TocHeader(void* argument);
+    int TocEntry(void* argument);
+    int MultiSession(void* argument);
+    int ReadAudio(void* argument);
+    int DriveStatus();
+    int DiscStatus();
+
+    VirtualDrive m_drive;
+    std::string m_logPath;
+};
+
+} // namespace larkspin
