@@ -1,0 +1,120 @@
+#include "larkspin_client.h"
+
+#include <QCoreApplication>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDeadlineTimer>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QThread>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace larkspin {
+
+namespace {
+
+constexpr const char* kServiceName = "org.larkspin.Larkspin";
+constexpr const char* kObjectPath = "/org/larkspin/Larkspin";
+constexpr const char* kInterface = "org.larkspin.Larkspin1";
+
+constexpr int kStartTimeMs = 30000;
+constexpr int kLookTimeMs = 50;
+// A call may have to wait for the summary of a large queue.
+constexpr int kCallTimeMs = 120000;
+
+QString FindProgram() {
+    const QString beside = QCoreApplication::applicationDirPath() + "/larkspin";
+    if (QFileInfo(beside).isExecutable()) {
+        return beside;
+    }
+    return QStandardPaths::findExecutable("larkspin");
+}
+
+// Starts the program in a session of its own, so that it outlives this one and its terminal.
+// Its output goes where ours goes.
+pid_t Spawn(const QString& program) {
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    std::string path = program.toLocal8Bit().toStdString();
+    const std::array<char*, 2> arguments = {path.data(), nullptr};
+    pid_t pid = -1;
+    const int error =
+        ::posix_spawn(&pid, path.c_str(), &actions, &attributes, arguments.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&attributes);
+    if (error != 0) {
+        throw SendError("cannot start " + path + ": " + std::system_category().message(error));
+    }
+    return pid;
+}
+
+} // namespace
+
+CLarkspinClient::CLarkspinClient() : m_bus(QDBusConnection::sessionBus()) {
+    if (!m_bus.isConnected()) {
+        throw SendError("there is no session bus to reach Larkspin by (is "
+                        "DBUS_SESSION_BUS_ADDRESS set?)");
+    }
+}
+
+bool CLarkspinClient::IsRunning() {
+    return m_bus.interface()->isServiceRegistered(kServiceName);
+}
+
+void CLarkspinClient::Start() {
+    if (IsRunning()) {
+        return;
+    }
+    // The bus answers when the program has its name, or has failed to get it.
+    const QDBusReply<QStringList> known = m_bus.interface()->activatableServiceNames();
+    if (known.isValid() && known.value().contains(kServiceName)) {
+        const QDBusReply<void> started = m_bus.interface()->startService(kServiceName);
+        if (!started.isValid() && !IsRunning()) {
+            throw SendError("Larkspin could not be started: " +
+                            started.error().message().toStdString());
+        }
+        return;
+    }
+    const QString program = FindProgram();
+    if (program.isEmpty()) {
+        throw SendError("the program larkspin is neither beside larkspin-send nor in PATH");
+    }
+    const pid_t pid = Spawn(program);
+    const QDeadlineTimer deadline(kStartTimeMs);
+    while (!IsRunning()) {
+        int status = 0;
+        if (::waitpid(pid, &status, WNOHANG) == pid) {
+            throw SendError("Larkspin ended before it could be reached");
+        }
+        if (deadline.hasExpired()) {
+            throw SendError("Larkspin was started, but does not answer");
+        }
+        QThread::msleep(kLookTimeMs);
+    }
+}
+
+int CLarkspinClient::Call(const char* method, const QVariantList& arguments) {
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(kServiceName, kObjectPath, kInterface, method);
+    call.setAutoStartService(false);
+    call.setArguments(arguments);
+    const QDBusReply<int> reply = m_bus.call(call, QDBus::Block, kCallTimeMs);
+    if (!reply.isValid()) {
+        throw SendError("Larkspin does not answer: " + reply.error().message().toStdString());
+    }
+    return reply.value();
+}
+
+} // namespace larkspin

@@ -1,0 +1,37 @@
+// The outside's side of Larkspin's interface on the session bus.
+//
+// All calls block, on the calling thread. Failures are told by SendError with a text for the user.
+#pragma once
+
+#include <QDBusConnection>
+#include <QString>
+#include <QVariantList>
+
+#include <stdexcept>
+#include <string>
+
+namespace larkspin {
+
+class SendError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class CLarkspinClient {
+  public:
+    // Throws SendError without a session bus.
+    CLarkspinClient();
+
+    bool IsRunning();
+    // Starts the program if it does not run, and waits until it answers: through the message bus
+    // where the program is installed for it, else the file "larkspin" beside this program or in
+    // $PATH. Throws SendError if it can't be started, ends again, or takes more than 30 seconds.
+    void Start();
+    // Calls a method that takes `arguments` and gives a number. Throws SendError.
+    int Call(const char* method, const QVariantList& arguments = {});
+
+  private:
+    QDBusConnection m_bus;
+};
+
+} // namespace larkspin

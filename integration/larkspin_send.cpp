@@ -1,0 +1,234 @@
+// larkspin-send: what the file manager, and anybody at a terminal, tells Larkspin by.
+#include "larkspin_client.h"
+
+#include <QByteArray>
+#include <QCoreApplication>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace larkspin {
+
+namespace {
+
+enum ExitCode { kDone = 0, kRefused = 1, kUsage = 2, kNoPath = 3, kNoProgram = 4 };
+
+constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
+
+  add PATH...    add files and folders to the queue
+  write-data     write the queue to a data disc
+  write-audio    write the queue as an audio CD
+  burn IMAGE     copy an image file to a disc
+  erase DRIVE    erase the disc in a drive, such as sr0
+  query          tell what Larkspin is doing
+  take-over      take the queue over: it is cleared, and Larkspin stays quiet about it
+  quit           end Larkspin; a job that runs is finished first
+
+Larkspin is started if it does not run; query and quit never start it. What is written, where and
+how fast is asked by Larkspin itself.
+
+Exit codes:
+  0  done
+  1  Larkspin refused: the queue is empty, there is no such drive, or a job runs
+  2  wrong usage
+  3  a file or folder cannot be found
+  4  Larkspin cannot be started or reached
+)";
+
+class PathError : public SendError {
+  public:
+    using SendError::SendError;
+};
+
+std::string CanonicalPath(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> found(::realpath(path.c_str(), nullptr),
+                                                            &std::free);
+    if (found == nullptr) {
+        throw PathError("cannot find \"" + path + "\": " + std::strerror(errno));
+    }
+    return found.get();
+}
+
+// The absolute path of something that exists. A link keeps its own name: that is the one the user
+// picked. The folders on the way are resolved, and so is a last part that is no name.
+std::string AbsolutePath(std::string path) {
+    struct stat st = {};
+    if (path.empty() || ::lstat(path.c_str(), &st) != 0) {
+        throw PathError("cannot find \"" + path +
+                        "\": " + std::strerror(path.empty() ? ENOENT : errno));
+    }
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    const size_t slash = path.rfind('/');
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (name.empty() || name == "." || name == "..") {
+        return CanonicalPath(path);
+    }
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const std::string parent = CanonicalPath(folder);
+    return (parent == "/" ? parent : parent + "/") + name;
+}
+
+QByteArray PathArgument(const std::string& path) {
+    return QByteArray::fromStdString(AbsolutePath(path));
+}
+
+// The answer to the start of a job.
+int Started(int result, const char* reason) {
+    if (result == 0) {
+        return kDone;
+    }
+    std::fprintf(stderr, "larkspin-send: refused: %s\n", reason);
+    return kRefused;
+}
+
+int Add(const std::vector<std::string>& paths) {
+    // All of them are looked at first: half a selection is no selection.
+    std::vector<QByteArray> absolute;
+    for (const std::string& path : paths) {
+        absolute.push_back(PathArgument(path));
+    }
+    CLarkspinClient client;
+    client.Start();
+    for (const QByteArray& path : absolute) {
+        client.Call("AddPath", {path});
+    }
+    return kDone;
+}
+
+int WriteData(const std::vector<std::string>&) {
+    CLarkspinClient client;
+    client.Start();
+    return Started(client.Call("WriteData"), "the queue is empty, or a job runs");
+}
+
+int WriteAudio(const std::vector<std::string>&) {
+    CLarkspinClient client;
+    client.Start();
+    return Started(client.Call("WriteAudio"), "the queue is empty, or a job runs");
+}
+
+int Burn(const std::vector<std::string>& image) {
+    const QByteArray path = PathArgument(image.front());
+    CLarkspinClient client;
+    client.Start();
+    return Started(client.Call("BurnImage", {path}), "a job runs");
+}
+
+int Erase(const std::vector<std::string>& drive) {
+    CLarkspinClient client;
+    client.Start();
+    return Started(client.Call("EraseDisk", {QString::fromLocal8Bit(drive.front().c_str())}),
+                   "there is no such drive, or a job runs");
+}
+
+int Query(const std::vector<std::string>&) {
+    CLarkspinClient client;
+    if (!client.IsRunning()) {
+        std::puts("Larkspin does not run.");
+        return kDone;
+    }
+    const bool empty = client.Call("QueryQueue") == 1;
+    const bool idle = client.Call("QueryBusy") == 1;
+    std::printf("queue: %s\njob: %s\n", empty ? "empty" : "holds items", idle ? "none" : "runs");
+    return kDone;
+}
+
+int TakeOver(const std::vector<std::string>&) {
+    CLarkspinClient client;
+    client.Start();
+    client.Call("TakeOverQueue");
+    return kDone;
+}
+
+int Quit(const std::vector<std::string>&) {
+    CLarkspinClient client;
+    if (client.IsRunning()) {
+        try {
+            client.Call("Quit");
+        } catch (const SendError&) {
+            // It may be gone before its answer is out.
+            if (client.IsRunning()) {
+                throw;
+            }
+        }
+    }
+    return kDone;
+}
+
+struct Command {
+    const char* name;
+    size_t fewest; // arguments
+    size_t most;
+    int (*run)(const std::vector<std::string>& arguments);
+};
+
+constexpr std::array<Command, 8> kCommands = {{
+    {"add", 1, SIZE_MAX, Add},
+    {"write-data", 0, 0, WriteData},
+    {"write-audio", 0, 0, WriteAudio},
+    {"burn", 1, 1, Burn},
+    {"erase", 1, 1, Erase},
+    {"query", 0, 0, Query},
+    {"take-over", 0, 0, TakeOver},
+    {"quit", 0, 0, Quit},
+}};
+
+int Run(const std::vector<std::string>& words) {
+    if (words.empty()) {
+        std::fputs(kHelp, stderr);
+        return kUsage;
+    }
+    if (words[0] == "--help" || words[0] == "-h") {
+        std::fputs(kHelp, stdout);
+        return kDone;
+    }
+    for (const Command& command : kCommands) {
+        if (words[0] != command.name) {
+            continue;
+        }
+        std::vector<std::string> arguments(words.begin() + 1, words.end());
+        if (!arguments.empty() && arguments.front() == "--") {
+            arguments.erase(arguments.begin());
+        }
+        if (arguments.size() < command.fewest || arguments.size() > command.most) {
+            std::fprintf(stderr,
+                         "larkspin-send: wrong number of arguments for %s; see "
+                         "larkspin-send --help\n",
+                         command.name);
+            return kUsage;
+        }
+        return command.run(arguments);
+    }
+    std::fprintf(stderr, "larkspin-send: unknown command %s; see larkspin-send --help\n",
+                 words[0].c_str());
+    return kUsage;
+}
+
+} // namespace
+
+} // namespace larkspin
+
+int main(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    try {
+        return larkspin::Run({argv + 1, argv + argc});
+    } catch (const larkspin::PathError& error) {
+        std::fprintf(stderr, "larkspin-send: %s\n", error.what());
+        return larkspin::kNoPath;
+    } catch (const larkspin::SendError& error) {
+        std::fprintf(stderr, "larkspin-send: %s\n", error.what());
+        return larkspin::kNoProgram;
+    }
+}

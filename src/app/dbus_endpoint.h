@@ -1,0 +1,52 @@
+// The command interface on the session bus: each message of the main dialog by its number, and a
+// typed method for each that the outside needs. Calls arrive on the main thread.
+//
+// Paths are byte strings ("ay"), so that every name a file can have survives the trip. A result is
+// that of the message: 0 or -1 for the starts of jobs, 1 or 2 for the queries, 1 for the others.
+#pragma once
+
+#include "app/main_dlg.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+
+namespace larkspin {
+
+class CDbusEndpoint final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.larkspin.Larkspin1")
+
+  public:
+    // `dialog` must outlive the object.
+    explicit CDbusEndpoint(CMainDlg& dialog) : m_dialog(dialog) {}
+    // Gives the bus back its name.
+    ~CDbusEndpoint() override;
+
+    // Appears on the session bus. False if there is none, or the name is taken; the program is
+    // then without messages from outside.
+    bool Register();
+
+  public slots:
+    // `path` counts for WM_COPYDATA (74), which has the tag of a path here.
+    int Message(uint number, const QByteArray& path);
+    // The same with the argument that a WM_COMMAND or WM_COPYDATA brings along.
+    int MessageWithArgument(uint number, uint argument, const QByteArray& path);
+
+    int AddPath(const QByteArray& path);
+    int WriteData();
+    int WriteAudio();
+    int BurnImage(const QByteArray& path);
+    // "sr0", "/dev/sr0", or the drive's letter.
+    int EraseDisk(const QString& drive);
+    int QueryQueue();
+    int QueryBusy();
+    int TakeOverQueue();
+    int Quit();
+
+  private:
+    CMainDlg& m_dialog;
+    bool m_bRegistered = false;
+};
+
+} // namespace larkspin

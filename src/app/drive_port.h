@@ -1,0 +1,31 @@
+// The drives that the process works with.
+//
+// The environment chooses:
+//   LARKSPIN_VIRTUAL_DRIVE  one or more disc folders joined by ':'. One virtual drive stands in for
+//                           the machine's own; the first folder's disc lies in it, and when a disc
+//                           is ejected, "disc: FOLDER" goes to standard output and the next
+//                           folder's disc comes in. A new or empty folder gets a blank disc.
+//   LARKSPIN_VIRTUAL_DISC   kind of those blank discs, "cd-r" unless set (virtual_drive.h)
+//   LARKSPIN_VIRTUAL_SPEED  how fast the virtual drive is, as a multiple of the selected write
+//                           speed; without it, as fast as it can be
+// Without the first, the machine's drives are used, through an ASPI library if one is installed, else
+// through SG_IO.
+#pragma once
+
+#include "drive/port.h"
+#include "platform/clock.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+struct DrivePort {
+    std::unique_ptr<IScsiPort> port;
+    std::vector<std::string> aspiLibraries; // to be tried before the port
+};
+
+DrivePort OpenDrivePort(IClock& clock);
+
+} // namespace larkspin

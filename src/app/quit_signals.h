@@ -1,0 +1,24 @@
+// SIGINT, SIGTERM and SIGHUP as the wish to leave: a job that runs is ended in good order first.
+#pragma once
+
+#include <QSocketNotifier>
+
+#include <functional>
+#include <memory>
+
+namespace larkspin {
+
+class CQuitSignals {
+  public:
+    // `onQuit` is called on the main thread's loop for each signal. One object at a time.
+    explicit CQuitSignals(std::function<void()> onQuit);
+    CQuitSignals(const CQuitSignals&) = delete;
+    CQuitSignals& operator=(const CQuitSignals&) = delete;
+    // The signals have their usual effect again.
+    ~CQuitSignals();
+
+  private:
+    std::unique_ptr<QSocketNotifier> m_pNotifier;
+};
+
+} // namespace larkspin
