@@ -13,7 +13,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr int32_t kDescriptorBlock = 16;    // first volume descriptor of a session (ECMA-119 6.2.1)
 constexpr size_t kDescriptorIdentifier = 1; // "CD001" (ECMA-119 8.1.2)
 constexpr uint8_t kTerminator = 255;        // volume descriptor set terminator (ECMA-119 8.3)
 
@@ -36,9 +35,9 @@ int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_
     // A volume has its descriptor inside and ends on a disc that can be addressed. Any other size
     // would put the new data over the old.
     const int64_t size = LoadLe32(descriptor.data() + kVolumeSpaceSize);
-    if (size <= kDescriptorBlock || size > INT32_MAX - int64_t{kEccBlocks})
+    if (size <= kFirstDescriptorBlock || size > INT32_MAX - int64_t{kEccBlocks})
         throw CgrowisofsException("previous session is not iso9660");
-    *previousStart = kDescriptorBlock;
+    *previousStart = kFirstDescriptorBlock;
     m_nNextStart = static_cast<int32_t>(BlocksInFullEcc(size * kDvdBlockBytes));
     return m_nNextStart;
 }
@@ -64,7 +63,7 @@ int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
     command[8] = toc.size();
     if (command.Transport(Direction::READ, toc.data(), toc.size()) != 0)
         throw CgrowisofsException("cannot read session info");
-    *previousStart = static_cast<int32_t>(LoadBe32(&toc[8]) + kDescriptorBlock);
+    *previousStart = static_cast<int32_t>(LoadBe32(&toc[8]) + kFirstDescriptorBlock);
     m_nNextStart = static_cast<int32_t>(LoadBe32(&track[8]));
     return m_nNextStart;
 }
@@ -91,7 +90,8 @@ void CAspiCD::UpdateVolumeDescriptors() {
             break;
         ReplaceDescriptor(old, fresh, size);
     }
-    if (WriteDvdChunk(older, kDescriptorBlock * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes))
+    if (WriteDvdChunk(older, kFirstDescriptorBlock * kDvdBlockBytes) !=
+        static_cast<int>(kDvdChunkBytes))
         throw CgrowisofsException(
             "unable to update volume descriptors, added data may be not accessible");
 }
@@ -109,7 +109,7 @@ int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
     }
     CScsiCommand command(*this);
     command[0] = mmc::kRead10;
-    StoreBe32(&command[2], kDescriptorBlock);
+    StoreBe32(&command[2], kFirstDescriptorBlock);
     StoreBe16(&command[7], kDvdChunkBlocks);
     if (command.Transport(Direction::READ, buffer, kDvdChunkBytes) != 0)
         throw CgrowisofsException("disk read error");

@@ -1,6 +1,7 @@
 // Setting a drive up for a DVD recording: what the medium in it asks for, by its profile.
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
+#include "drive/mode_pages.h"
 #include "drive/scsi_command.h"
 #include "platform/byte_order.h"
 
@@ -25,8 +26,6 @@ constexpr uint8_t kWriteTypeIncremental = 0;
 constexpr uint8_t kWriteTypeInOneGo = 2;
 constexpr uint8_t kMultiSessionOpen = 0xC0;
 constexpr uint8_t kMultiSessionBits = 0xC0;
-
-constexpr size_t kModeHeaderBytes = 8;
 
 // Sequential media of the dash family.
 bool IsSequentialMinus(uint32_t profile) {
@@ -93,15 +92,11 @@ void CalibrateDvd(CScsiCommand& command) {
 }
 
 // Size of the drive's buffer from page 2Ah, in KB.
-uint32_t DriveBufferKB(std::span<const uint8_t> page2A) {
+uint32_t DriveBufferKB(std::span<const uint8_t> page) {
     constexpr uint32_t least = 512;
-    if (page2A.size() < kModeHeaderBytes)
+    if (page.size() < 14 || page[1] < 12)
         return least;
-    const size_t pageBegin = kModeHeaderBytes + LoadBe16(&page2A[6]);
-    const size_t dataEnd = std::min<size_t>(LoadBe16(page2A.data()) + size_t{2}, page2A.size());
-    if (dataEnd < pageBegin + 14 || page2A[pageBegin + 1] < 12)
-        return least;
-    return std::max<uint32_t>(LoadBe16(&page2A[pageBegin + 12]), least);
+    return std::max<uint32_t>(LoadBe16(&page[12]), least);
 }
 
 // The write mode for incremental or one-go writing of a sequential dash disc.
@@ -134,39 +129,28 @@ struct WriteParameters {
     uint16_t length = 0;       // header and page, without the block descriptors
 };
 
-int SenseWriteParameters(CScsiCommand& command, std::span<uint8_t> answer) {
-    command[0] = mmc::kModeSense10;
-    command[1] = 8; // no block descriptors, please
-    command[2] = 5; // write parameters
-    StoreBe16(&command[7], static_cast<uint16_t>(answer.size()));
-    return command.Transport(Direction::READ, answer.data(), static_cast<uint32_t>(answer.size()));
-}
-
 WriteParameters ReadWriteParameters(CScsiCommand& command) {
-    constexpr uint32_t needed = 22; // header and the page up to its packet size
+    constexpr size_t needed = 22; // header and the page up to its packet size
     std::array<uint8_t, 12> head = {};
-    if (SenseWriteParameters(command, head) != 0)
+    if (SenseModePage(command, kPageWriteParameters, head) != 0)
         throw Failure("internal error #1016");
-    uint32_t length = LoadBe16(head.data()) + 2u;
-    const uint32_t descriptors = LoadBe16(&head[6]);
+    size_t length = ModeDataBytes(head);
+    const size_t descriptors = BlockDescriptorBytes(head);
     if (descriptors != 0 && length <= descriptors + needed)
         throw Failure("internal error #1017");
     if (descriptors == 0)
-        length = std::max<uint32_t>(length, head[9] + 10u);
-    length = std::min<uint32_t>(length, 0xFFFF); // the allocation field has 16 bits
+        length = std::max(length, head[kModeHeaderBytes + 1] + size_t{10});
+    length = std::min(length, kMaxAllocation);
 
     WriteParameters parameters;
     parameters.data.resize(length);
-    uint8_t* const data = parameters.data.data();
-    if (SenseWriteParameters(command, parameters.data) != 0)
+    if (SenseModePage(command, kPageWriteParameters, parameters.data) != 0)
         throw Failure("internal error #1018");
-    if (LoadBe16(data) > length - 2)
-        StoreBe16(data, static_cast<uint16_t>(length - 2));
-    const uint32_t dataBytes = LoadBe16(data) + 2u;
+    const size_t dataBytes = std::min(ModeDataBytes(parameters.data), length);
     if (dataBytes < descriptors + needed)
         throw Failure("internal error #1019");
-    parameters.length = static_cast<uint16_t>(dataBytes - descriptors);
     parameters.page = kModeHeaderBytes + descriptors;
+    parameters.length = static_cast<uint16_t>(dataBytes - descriptors);
     return parameters;
 }
 
@@ -283,7 +267,7 @@ void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
         SetupWriteParameters(command, profile, kMultiSessionOpen);
 
     std::vector<uint8_t> page2A = ReadPage2A(command);
-    m_nDriveBufferKB = DriveBufferKB(page2A);
+    m_nDriveBufferKB = DriveBufferKB(PageOf(page2A));
     if (SetDvdWriteSpeed(command, dashFamily, &page2A) < 0)
         VelocityFromPage2A(dashFamily, page2A);
     if (dashFamily) {

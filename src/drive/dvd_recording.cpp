@@ -42,7 +42,6 @@ bool IsRecordableDvd(uint32_t profile) {
 }
 
 constexpr double kNoSpeedWish = -1.0;
-constexpr uint32_t kDescriptorBlock = 16; // where a volume's descriptors begin (ECMA-119 6.2.1)
 
 } // namespace
 
@@ -82,8 +81,8 @@ void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
     m_nPreviousStart = 0;
     m_nNextStart = 0;
     m_nSessionStart = 0;
-    const bool readable =
-        (m_nProfile & MEDIA_BLANK) == 0 && ReadBlocks(m_pWriteBuffer.get(), 1, kDescriptorBlock);
+    const bool readable = (m_nProfile & MEDIA_BLANK) == 0 &&
+                          ReadBlocks(m_pWriteBuffer.get(), 1, kFirstDescriptorBlock);
     if (ignorePrevious)
         return;
     if (!readable)

@@ -5,6 +5,7 @@
 // is left alone half way leaves a disc that cannot be written, so they ask no cancel functor.
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
+#include "drive/format_list.h"
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
 #include "drive/waiting.h"
@@ -17,37 +18,11 @@ namespace larkspin {
 
 namespace {
 
-// Layout of READ FORMAT CAPACITIES' answer (MMC): the list length, the current capacity with its
-// descriptor type, then the formattable capacities, all of eight bytes.
-constexpr size_t kListLength = 3;
-constexpr size_t kCurrentBlocks = 4;
-constexpr size_t kCurrentType = 8;
-constexpr uint8_t kUnformattedMedia = 1;
-constexpr uint8_t kFormattedMedia = 2;
-
-// Format types of FORMAT UNIT, in the top six bits of their byte as the lists hold them.
-constexpr uint8_t kQuickGrowFormat = 0x13 << 2;
-constexpr uint8_t kPlusRwFormat = 0x26 << 2;
-
-uint8_t CurrentType(const CAspiCD& drive) {
-    return drive.m_abyFormats[kCurrentType] & 3;
-}
-
-// Blocks of the first formattable capacity of this type; null if the drive lists none.
-const uint8_t* FindFormat(const CAspiCD& drive, uint8_t type) {
-    const size_t length = drive.m_abyFormats[kListLength];
-    for (size_t offset = 8; offset < length; offset += 8) {
-        if ((drive.m_abyFormats[offset + 8] & 0xFC) == type)
-            return &drive.m_abyFormats[offset + 4];
-    }
-    return nullptr;
-}
-
 uint32_t PlusRwFormatBlocks(const CAspiCD& drive) {
-    const uint8_t* const blocks = FindFormat(drive, kPlusRwFormat);
-    if (blocks == nullptr)
+    const uint8_t* const format = FindFormat(drive.m_abyFormats, kFormatTypePlusRw);
+    if (format == nullptr)
         throw CAspiCD::CgrowisofsException("can't locate DVD+RW format descriptor");
-    return LoadBe32(blocks);
+    return LoadBe32(format);
 }
 
 // True if `size` bytes lie in the part of the disc that is formatted already.
@@ -55,12 +30,12 @@ bool FitsCurrentFormat(const CAspiCD& drive, int64_t size) {
     return BlocksInFullEcc(size) <= LoadBe32(&drive.m_abyFormats[kCurrentBlocks]);
 }
 
-int SendFormatUnit(CScsiCommand& command, uint8_t type, uint32_t blocks, uint8_t parameter) {
+int SendFormatUnit(CScsiCommand& command, FormatType type, uint32_t blocks, uint8_t parameter) {
     std::array<uint8_t, 12> list = {};
     list[1] = 2; // immediate
     list[3] = 8; // length of the descriptor that follows
     StoreBe32(&list[4], blocks);
-    list[8] = type;
+    list[8] = static_cast<uint8_t>(type << 2);
     list[11] = parameter;
     command[0] = mmc::kFormatUnit;
     command[1] = 0x11; // format data, format code 1
@@ -130,10 +105,10 @@ void CAspiCD::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunc
 }
 
 void CAspiCD::FormatPlusRw(CScsiCommand& command) {
-    if (CurrentType(*this) != kUnformattedMedia)
+    if (CurrentCapacityTypeOf(m_abyFormats) != kUnformatted)
         return;
     constexpr uint8_t fromTheStart = 0;
-    if (SendFormatUnit(command, kPlusRwFormat, PlusRwFormatBlocks(*this), fromTheStart) != 0)
+    if (SendFormatUnit(command, kFormatTypePlusRw, PlusRwFormatBlocks(*this), fromTheStart) != 0)
         throw CgrowisofsException("format command failed");
     WaitForFormat(command);
     if (SynchronizeCache(command, false) != 0)
@@ -144,17 +119,17 @@ int CAspiCD::RestartPlusRwFormat(CScsiCommand& command, int64_t size) {
     if (!m_bDaoOnly && size != 0 && FitsCurrentFormat(*this, size))
         return 0;
     constexpr uint8_t restart = 1;
-    if (SendFormatUnit(command, kPlusRwFormat, PlusRwFormatBlocks(*this), restart) != 0)
+    if (SendFormatUnit(command, kFormatTypePlusRw, PlusRwFormatBlocks(*this), restart) != 0)
         return 1;
     WaitForFormat(command);
     return 0;
 }
 
 int CAspiCD::QuickGrowMinusRw(CScsiCommand& command, int64_t size) {
-    const bool formatted = CurrentType(*this) == kFormattedMedia;
+    const bool formatted = CurrentCapacityTypeOf(m_abyFormats) == kFormatted;
     if (formatted && size != 0 && FitsCurrentFormat(*this, size))
         return 0;
-    const uint8_t* const growable = FindFormat(*this, kQuickGrowFormat);
+    const uint8_t* const growable = FindFormat(m_abyFormats, kFormatTypeQuickGrow);
     if (growable == nullptr) {
         // The disc is quick formatted: its session has to be closed in the end.
         if (!formatted)
@@ -164,7 +139,7 @@ int CAspiCD::QuickGrowMinusRw(CScsiCommand& command, int64_t size) {
     if (formatted && LoadBe32(growable) == 0)
         return 0; // nowhere to grow
     m_bQuickGrown = true;
-    if (SendFormatUnit(command, kQuickGrowFormat, 0, kEccBlocks) != 0)
+    if (SendFormatUnit(command, kFormatTypeQuickGrow, 0, kEccBlocks) != 0)
         return 1;
     return WaitForFormat(command);
 }

@@ -2,6 +2,7 @@
 // on any disc; then the family of the DVD recorder.
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
+#include "drive/format_list.h"
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
 #include "drive/scsi_command.h"
@@ -40,16 +41,6 @@ constexpr uint8_t kEmptySession = 0;
 constexpr size_t kLastSessionLeadIn = 17;
 constexpr size_t kLastLeadOut = 21;
 
-// READ FORMAT CAPACITIES: a list header, the current descriptor, then descriptors of 8 bytes.
-constexpr size_t kListHeaderBytes = 4;
-constexpr size_t kListLength = 3;
-constexpr size_t kCurrentBlocks = 4;
-constexpr size_t kCurrentType = 8; // low two bits
-constexpr uint8_t kFormatted = 2;
-constexpr size_t kBlockLength = 9; // 3 bytes
-constexpr uint8_t kFormatTypeFull = 0x00;
-constexpr uint8_t kFormatTypePlusRw = 0x26;
-
 // GET CONFIGURATION for the current profile only.
 DirectResult GetConfiguration(CAspiCD& drive, std::span<uint8_t> answer) {
     Cdb cdb(mmc::kGetConfiguration);
@@ -86,13 +77,9 @@ uint32_t ScaleBlocks(std::span<const uint8_t> formats, uint32_t blocks) {
 }
 
 // Scaled blocks of the format descriptor of a type; 0 if the list has none.
-uint32_t FormatBlocks(std::span<const uint8_t> formats, uint8_t type) {
-    for (size_t offset = 8; offset < formats[kListLength]; offset += 8) {
-        const uint8_t* const descriptor = &formats[offset + kListHeaderBytes];
-        if (descriptor[4] >> 2 == type)
-            return ScaleBlocks(formats, LoadBe32(descriptor));
-    }
-    return 0;
+uint32_t FormatBlocks(std::span<const uint8_t> formats, FormatType type) {
+    const uint8_t* const descriptor = FindFormat(formats, type);
+    return descriptor != nullptr ? ScaleBlocks(formats, LoadBe32(descriptor)) : 0;
 }
 
 // Capacity in blocks of 2048 bytes that a medium's list of formats tells; 0 for other media.
@@ -338,7 +325,7 @@ uint32_t CAspiCD::IdentifyMedia() {
     };
     if (!ReadFormats(m_abyFormats, kOneMoreDescriptor, send))
         throw CgrowisofsException("cannot detect disk format");
-    if ((m_abyFormats[kCurrentType] & 3) != kFormatted)
+    if (CurrentCapacityTypeOf(m_abyFormats) != kFormatted)
         media |= MEDIA_BLANK;
     return media;
 }
@@ -368,13 +355,12 @@ int64_t CAspiCD::GetDvdBytes() {
 }
 
 bool CAspiCD::HasIsoVolume() {
-    constexpr int32_t kDescriptorBlock = 16; // first volume descriptor (ECMA-119 6.2.1)
     std::array<uint8_t, kDvdBlockBytes> block = {};
     if (ReadDiscInformation(*this, block).Failed() || DiscStatusOf(block.data()) == kDiscEmpty)
         return false;
     block.fill(0);
     Cdb cdb(mmc::kRead10);
-    StoreBe32(&cdb[2], kDescriptorBlock);
+    StoreBe32(&cdb[2], kFirstDescriptorBlock);
     StoreBe16(&cdb[7], 1);
     if (SendDirect(*this, SRB_DIR_IN, cdb, block.data(), block.size()).Failed())
         return false;

@@ -3,6 +3,7 @@
 #include "drive/aspi_cd.h"
 #include "drive/direct_command.h"
 #include "drive/mmc.h"
+#include "drive/scsi_command.h"
 #include "platform/byte_order.h"
 
 #include <algorithm>
@@ -27,6 +28,16 @@ constexpr uint8_t kChoiceBufe = 0x01;
 constexpr uint8_t kChoiceSpeedControlOff = 0x20;
 
 } // namespace
+
+int SenseModePage(CScsiCommand& command, uint8_t page, std::span<uint8_t> answer) {
+    constexpr uint8_t kNoBlockDescriptors = 0x08;
+    std::ranges::fill(answer, uint8_t{0});
+    command[0] = mmc::kModeSense10;
+    command[1] = kNoBlockDescriptors;
+    command[2] = page;
+    StoreBe16(&command[7], static_cast<uint16_t>(answer.size()));
+    return command.Transport(Direction::READ, answer.data(), static_cast<uint32_t>(answer.size()));
+}
 
 size_t ModeDataBytes(std::span<const uint8_t> answer) {
     return answer.size() < kModeHeaderBytes ? 0 : LoadBe16(answer.data()) + size_t{2};

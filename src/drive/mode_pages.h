@@ -7,6 +7,8 @@
 
 namespace larkspin {
 
+class CScsiCommand;
+
 constexpr size_t kModeHeaderBytes = 8;
 
 constexpr uint8_t kPageWriteParameters = 0x05;
@@ -15,6 +17,10 @@ constexpr uint8_t kPageVendorWriteOptions = 0x30;
 
 // The largest allocation length of a command that has 16 bits for it.
 constexpr size_t kMaxAllocation = 0xFFFF;
+
+// MODE SENSE(10) of a page's current values, without block descriptors if the drive obeys; as much
+// as `answer` holds. Returns what CScsiCommand::Transport does.
+int SenseModePage(CScsiCommand& command, uint8_t page, std::span<uint8_t> answer);
 
 // Bytes that belong to the header and what follows it, as the answer tells.
 size_t ModeDataBytes(std::span<const uint8_t> answer);

@@ -136,17 +136,6 @@ std::vector<double> SpeedsFromPerformance(CScsiCommand& command, double base) {
     return speeds;
 }
 
-// MODE SENSE(10) of page 2Ah without block descriptors, as much as `answer` holds.
-bool SenseCapabilities(CScsiCommand& command, std::span<uint8_t> answer) {
-    std::ranges::fill(answer, uint8_t{0});
-    command[0] = mmc::kModeSense10;
-    command[1] = 8; // no block descriptors, please
-    command[2] = kPageCapabilities;
-    StoreBe16(&command[7], static_cast<uint16_t>(answer.size()));
-    return command.Transport(Direction::READ, answer.data(),
-                             static_cast<uint32_t>(answer.size())) == 0;
-}
-
 // All write speeds of the list in page 2Ah, as multiples of `base`.
 std::vector<double> SpeedsFromPage(CScsiCommand& command, double base) {
     constexpr int kMaxAttempts = 8; // a drive whose page grows each time is not sane
@@ -154,7 +143,7 @@ std::vector<double> SpeedsFromPage(CScsiCommand& command, double base) {
     std::vector<uint8_t> answer(36);
     size_t needed = 0;
     for (int attempt = 0;; ++attempt) {
-        if (attempt == kMaxAttempts || !SenseCapabilities(command, answer) ||
+        if (attempt == kMaxAttempts || SenseModePage(command, kPageCapabilities, answer) != 0 ||
             BlockDescriptorBytes(answer) != 0)
             throw failure;
         const size_t pageLength = answer[kModeHeaderBytes + 1];
@@ -266,7 +255,7 @@ void CAspiCD::SetVelocity(int32_t kilobytesPerSecond) {
 std::vector<uint8_t> CAspiCD::ReadPage2A(CScsiCommand& command) {
     constexpr size_t kPageBytesNeeded = 30;
     std::vector<uint8_t> answer(12);
-    if (!SenseCapabilities(command, answer))
+    if (SenseModePage(command, kPageCapabilities, answer) != 0)
         throw Failure("internal error #1001");
     size_t length = ModeDataBytes(answer);
     const size_t descriptors = BlockDescriptorBytes(answer);
@@ -277,7 +266,7 @@ std::vector<uint8_t> CAspiCD::ReadPage2A(CScsiCommand& command) {
     length = std::min(length, kMaxAllocation);
 
     answer.resize(length);
-    if (!SenseCapabilities(command, answer))
+    if (SenseModePage(command, kPageCapabilities, answer) != 0)
         throw Failure("internal error #1003");
     if (ModeDataBytes(answer) > length)
         StoreBe16(answer.data(), static_cast<uint16_t>(length - 2));
@@ -337,7 +326,8 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
             if (m_nVelocity == aimed)
                 return aimed;
             SetStreaming(*this, command, chosen);
-            if (page2A != nullptr && !page2A->empty() && !SenseCapabilities(command, *page2A))
+            if (page2A != nullptr && !page2A->empty() &&
+                SenseModePage(command, kPageCapabilities, *page2A) != 0)
                 throw CgrowisofsException("internal error #1004");
             if (aimed == 0)
                 return 0;

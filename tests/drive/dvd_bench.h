@@ -136,8 +136,7 @@ class DvdBench : public ScriptedDrive {
         port.Always(mmc::kReadDiscInformation, GoodAnswer(Answer(32, {{1, 40}, {2, 0x10}})));
         port.Always(mmc::kReadTrackInformation,
                     GoodAnswer(TrackAnswer(0, 2'295'104, profile == 0x13)));
-        constexpr uint8_t getPerformance = 0xAC;
-        port.Always(getPerformance, SenseAnswer(5, 0x20, 0));
+        port.Always(mmc::kGetPerformance, SenseAnswer(5, 0x20, 0));
         port.OnCommand([this](const SentCommand& sent) { return AnswerByField(sent); });
     }
 
@@ -146,8 +145,7 @@ class DvdBench : public ScriptedDrive {
         const Bytes answer = FormatsAnswer(descriptors);
         drive.m_abyFormats.fill(0);
         std::copy(answer.begin(), answer.end(), drive.m_abyFormats.begin());
-        constexpr uint8_t readFormatCapacities = 0x23;
-        port.Always(readFormatCapacities, GoodAnswer(answer));
+        port.Always(mmc::kReadFormatCapacities, GoodAnswer(answer));
     }
     void SetDiscInfo(const Bytes& info) {
         std::copy(info.begin(), info.end(), drive.m_abyDiscInfo.begin());

@@ -147,10 +147,10 @@ TEST_F(DvdChunkTest, ASpeedBelowZeroFails) {
 }
 
 TEST_F(DvdChunkTest, WithoutASpeedABusyEventDecides) {
-    constexpr uint8_t getEvent = 0x4A;
     bench.drive.m_nVelocity = 0;
-    bench.port.Queue(getEvent, GoodAnswer({0, 6, 6, 0x40, 1, 1, 0, 3})); // busy, 3 units of 100 ms
-    bench.port.Queue(getEvent, GoodAnswer({0, 2, 0, 0x40}));
+    bench.port.Queue(mmc::kGetEventStatus,
+                     GoodAnswer({0, 6, 6, 0x40, 1, 1, 0, 3})); // busy, 3 units of 100 ms
+    bench.port.Queue(mmc::kGetEventStatus, GoodAnswer({0, 2, 0, 0x40}));
     RefuseWrites(3, 0x20408);
     EXPECT_EQ(Write(16), kWhole);
     // The event is waited for; without one the cache is flushed: at once first, then with a pause.
