@@ -141,16 +141,32 @@ class CAspiCD : public IBlockReader {
     int GetUnitBusy();
 
     // --- DVD recording (dvd_recording.cpp, dvd_prepare.cpp, dvd_chunk.cpp, dvd_finish.cpp) ---
+    // A recording is: ResetDvdState, OpenDvdForWriting, WriteDvdFromHandle or FormatDvdRewritable,
+    // UpdateVolumeDescriptors, then m_pfnFinalize if it is set, also after a failure or a cancel;
+    // the caller clears it. A disc that was not written to needs no closing and gets none.
     void ResetDvdState();
+    // Identifies the disc and finds where the recording begins (m_nNextStart, a block; 0 with
+    // ignorePrevious). `speed` in multiples of 1x, -1.0 for no wish.
     void OpenDvdForWriting(bool ignorePrevious, double speed); // throws
+    // Records `source` up to its end from byte `offset` on, a multiple of kDvdChunkBytes. The last
+    // chunk is padded with zeros. A source of less than kDvdBufferBytes holds no volume: nothing is
+    // written. One whose Read fails ends the recording with "cannot read source".
+    //
+    // A cancel is no failure: it returns, from a wait for a busy drive too, at the latest 200 ms
+    // later; a format that has begun runs to its end. What was written stays, to be closed.
     void WriteDvdFromHandle(IByteSource& source, int64_t offset, const ProgressFunctor& progress,
                             const CancelFunctor* cancel);              // throws
     void PrepareDvdMedia(int64_t size);                                // throws
     void PrepareDvdRecording(CScsiCommand& command, uint32_t profile); // throws
     void SetupWriteParameters(CScsiCommand& command, uint32_t profile,
                               uint8_t writeMode); // throws
+    // Writes kDvdChunkBytes at byte `offset` and waits for a busy drive as long as it takes. Blocks
+    // before the first writable one are left out. The bytes done, or -1; -2 when the user
+    // cancelled during a wait.
     int WriteDvdChunk(const uint8_t* buffer, int64_t offset);
     int FlushDvdCache(bool alsoWait);
+    // The finishers close what was written. They stop at the first step that fails and can then be
+    // run again. No cancel ends them.
     void FinishPlusRw();
     void FinishPlusR();
     void FinishMinusRw();
@@ -160,20 +176,25 @@ class CAspiCD : public IBlockReader {
     void SplitPlusRDl(CScsiCommand& command, int64_t size); // throws
 
     // --- erasing and formatting (erasing.cpp) ---
+    // Starts a blank that runs in the drive. A refusal is not reported: the drive is not busy then.
     void BlankDisk(bool full);
     bool IsBlankingInProgress(int* percent); // -1: the drive gives no percentage
+    // Overwrites with zeros from byte `offset` on: 64 KB if `quick`, else until the drive refuses,
+    // which is a failure with one of the texts of dvd_texts.h. A cancel as in WriteDvdFromHandle.
     void FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
                              const CancelFunctor* cancel); // throws
     void FormatPlusRw(CScsiCommand& command);              // throws
     int RestartPlusRwFormat(CScsiCommand& command, int64_t size);
     int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
 
-    // --- appending (appending.cpp) ---
+    // --- appending (appending.cpp, appending_cd.cpp) ---
     int ReadMultiSessionStart(int32_t* address);
     int32_t GetNextSessionStart(std::span<const uint8_t> descriptor, int32_t* previousStart);
     int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
-    void UpdateVolumeDescriptors();                             // throws
-    int ReadOverwriteDescriptors(uint8_t* buffer);              // throws
+    // Gives the descriptors at block 16 of a disc that is written in place the contents of the new
+    // ones. Does nothing on sequential media, or when nothing was appended.
+    void UpdateVolumeDescriptors();                // throws
+    int ReadOverwriteDescriptors(uint8_t* buffer); // throws
 
     // Identity.
     std::u16string m_strName; // vendor and product, with their trailing blanks
