@@ -14,6 +14,10 @@ constexpr uint32_t LoadBe32(const uint8_t* bytes) {
     return static_cast<uint32_t>(LoadBe16(bytes)) << 16 | LoadBe16(bytes + 2);
 }
 
+constexpr uint16_t LoadLe16(const uint8_t* bytes) {
+    return static_cast<uint16_t>(bytes[1] << 8 | bytes[0]);
+}
+
 constexpr uint32_t LoadLe32(const uint8_t* bytes) {
     return static_cast<uint32_t>(bytes[3]) << 24 | static_cast<uint32_t>(bytes[2]) << 16 |
            static_cast<uint32_t>(bytes[1]) << 8 | bytes[0];

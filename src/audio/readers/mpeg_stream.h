@@ -1,6 +1,7 @@
 // CMpegStream: libmad's stream over a file, through a window of fixed size that moves on.
 //
-// Gives the same frames as a stream over the whole file in one buffer. For the readers' source
+// Gives the same frames as a stream over the whole file in one buffer, except that junk can't pose
+// as a frame of more than a window. For the readers' source
 // files only; this is where libmad's types are seen.
 #pragma once
 

@@ -1,6 +1,7 @@
 #include "audio/readers/wav_reader.h"
 
 #include "audio/source_limits.h"
+#include "platform/byte_order.h"
 
 #include <algorithm>
 #include <array>
@@ -15,14 +16,6 @@ constexpr uint16_t kPcmFormatTag = 1;
 constexpr uint32_t kChunkHeaderBytes = 8; // identifier and size
 constexpr uint32_t kFormTypeBytes = 4;
 constexpr uint32_t kFormatBytes = 16; // of a "fmt " chunk, up to the bits per sample
-
-uint16_t Le16(const uint8_t* at) {
-    return static_cast<uint16_t>(at[0] | at[1] << 8);
-}
-
-uint32_t Le32(const uint8_t* at) {
-    return Le16(at) | static_cast<uint32_t>(Le16(at + 2)) << 16;
-}
 
 // Reads until `bytes` are there or the file ends or fails; the count.
 size_t ReadFully(ISequentialFile& file, void* buffer, size_t bytes) {
@@ -109,7 +102,7 @@ class WavWalk {
             return false;
         }
         std::copy_n(header.begin(), chunk->id.size(), chunk->id.begin());
-        chunk->size = Le32(header.data() + 4);
+        chunk->size = LoadLe32(header.data() + 4);
         chunk->offset = at + kChunkHeaderBytes;
         return true;
     }
@@ -125,10 +118,10 @@ class WavWalk {
         if (ReadFully(m_file, fields.data(), wanted) != wanted) {
             return false;
         }
-        format->wFormatTag = Le16(fields.data());
-        format->nChannels = Le16(fields.data() + 2);
-        format->nSamplesPerSec = Le32(fields.data() + 4);
-        format->wBitsPerSample = Le16(fields.data() + 14);
+        format->wFormatTag = LoadLe16(fields.data());
+        format->nChannels = LoadLe16(fields.data() + 2);
+        format->nSamplesPerSec = LoadLe32(fields.data() + 4);
+        format->wBitsPerSample = LoadLe16(fields.data() + 14);
         return true;
     }
 

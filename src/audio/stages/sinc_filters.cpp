@@ -42,9 +42,14 @@ CSincFilters::CSincFilters(int32_t sourceRate, int32_t targetRate)
             filter[i] = static_cast<float>(BlackmanSinc(i - offset, cutOff, m_nFilterLen));
             sum += filter[i];
         }
+        double gain = 0;
         for (int i = 0; i <= m_nFilterLen; ++i) {
             filter[i] = static_cast<float>(filter[i] / sum);
+            gain += filter[i];
         }
+        // What rounding left over, some 1e-8, goes to the outermost tap, the least heard one:
+        // truncation would make a whole step of it wherever the signal stands still.
+        filter[0] = static_cast<float>(filter[0] + (1 - gain));
     }
 }
 

@@ -1,0 +1,6 @@
+#include "audio/readers/mp3_reader.h"
+#include "audio_fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    return larkspin::FuzzAudioReader<larkspin::CMP3Reader>(data, size, &larkspin::ProbeMp3);
+}

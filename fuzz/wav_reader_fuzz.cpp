@@ -1,0 +1,6 @@
+#include "audio/readers/wav_reader.h"
+#include "audio_fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    return larkspin::FuzzAudioReader<larkspin::CWavReader>(data, size, &larkspin::ProbeWav);
+}

@@ -1,0 +1,259 @@
+#include "audio/readers/mp3_reader.h"
+
+#include "audio/codec_files.h"
+#include "support/memory_files.h"
+
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <mad.h>
+#include <random>
+
+namespace larkspin {
+
+namespace {
+
+using codecs::Bytes;
+using codecs::Capture;
+using codecs::Drain;
+using codecs::FailureOf;
+using codecs::Shell;
+
+Bytes operator+(Bytes left, const Bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+Bytes MakeMp3(const std::string& options, int rate = 44100, int channels = 2,
+              size_t frames = 100000) {
+    TempFolder folder;
+    const std::string wav = folder.Path() + "/a.wav";
+    codecs::WriteAll(
+        wav, codecs::MakeWav(codecs::PackSamples(codecs::MakeSound(frames, channels, 16), 16), rate,
+                             channels, 16));
+    Shell("lame --quiet " + options + " " + wav + " " + folder.Path() + "/a.mp3");
+    return codecs::ReadAll(folder.Path() + "/a.mp3");
+}
+
+Bytes Encoded(const std::string& codec, int rate) {
+    TempFolder folder;
+    Shell("ffmpeg -v error -f lavfi -i sine=500:d=2:r=" + std::to_string(rate) + " -ac 2 -c:a " +
+          codec + " -f " + codec + " " + folder.Path() + "/a");
+    return codecs::ReadAll(folder.Path() + "/a");
+}
+
+// What libmad gives for the whole file in one buffer: the frames' count of bytes by their headers,
+// and the first channel's samples in 28 fractional bits.
+struct InOneBuffer {
+    uint64_t headerBytes = 0;
+    std::vector<mad_fixed_t> left;
+    uint64_t pcmBytes = 0;
+
+    explicit InOneBuffer(const Bytes& file) {
+        mad_stream stream;
+        mad_frame frame;
+        mad_synth synth;
+        mad_stream_init(&stream);
+        mad_frame_init(&frame);
+        mad_stream_buffer(&stream, file.data(), file.size());
+        for (;;) {
+            if (mad_header_decode(&frame.header, &stream) == 0) {
+                headerBytes += static_cast<uint64_t>(MAD_NSBSAMPLES(&frame.header)) * 32 * 2 *
+                               MAD_NCHANNELS(&frame.header);
+            } else if (!MAD_RECOVERABLE(stream.error)) {
+                break;
+            }
+        }
+        mad_frame_finish(&frame);
+        mad_stream_finish(&stream);
+        mad_stream_init(&stream);
+        mad_frame_init(&frame);
+        mad_synth_init(&synth);
+        mad_stream_buffer(&stream, file.data(), file.size());
+        for (;;) {
+            if (mad_frame_decode(&frame, &stream) == 0) {
+                mad_synth_frame(&synth, &frame);
+                left.insert(left.end(), synth.pcm.samples[0],
+                            synth.pcm.samples[0] + synth.pcm.length);
+                pcmBytes += uint64_t{2} * synth.pcm.length * synth.pcm.channels;
+            } else if (!MAD_RECOVERABLE(stream.error)) {
+                break;
+            }
+        }
+        mad_synth_finish(&synth);
+        mad_frame_finish(&frame);
+        mad_stream_finish(&stream);
+    }
+};
+
+Bytes Noise(size_t count, uint32_t seed) {
+    std::mt19937 random(seed);
+    Bytes bytes(count);
+    for (uint8_t& byte : bytes) {
+        byte = static_cast<uint8_t>(random());
+    }
+    return bytes;
+}
+
+// The window that moves over the file must not be seen in the result, whatever lies at its edges.
+TEST(Mp3Reader, GivesTheFramesOfTheWholeFile) {
+    const Bytes cbr = MakeMp3("-b 128");
+    Bytes quiet = Noise(200000, 2); // nothing in it looks like a frame
+    for (uint8_t& byte : quiet) {
+        byte &= 0x7F;
+    }
+    const struct {
+        const char* what;
+        Bytes file;
+    } cases[] = {
+        {"constant rate", cbr},
+        {"variable rate", MakeMp3("-V 2")},
+        {"mono", MakeMp3("-b 64", 44100, 1)},
+        {"22.05 kHz", MakeMp3("-b 64", 22050)},
+        {"8 kHz mono", MakeMp3("-b 16", 8000, 1)},
+        {"free format", MakeMp3("--freeformat -b 400")},
+        {"layer II", Encoded("mp2", 48000)},
+        {"with tags", MakeMp3("-b 192 --add-id3v2 --tt Name --id3v1-only")},
+        {"junk in front", Noise(100000, 1) + cbr},
+        {"junk between", cbr + quiet + cbr + Bytes(70000, 0xFF) + cbr + Bytes(70000, 0)},
+        {"cut in a frame", Bytes(cbr.begin(), cbr.end() - 777)},
+        {"other rate in the middle", cbr + MakeMp3("-b 64", 22050, 1)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const InOneBuffer expected(c.file);
+        MemoryFiles files(c.file);
+        files.m_nMost = 10007;
+        CMP3Reader reader(u"/a.mp3", files);
+        EXPECT_EQ(static_cast<uint64_t>(reader.m_nLength), expected.headerBytes);
+        const Bytes pcm = Drain(reader);
+        EXPECT_EQ(pcm.size(), expected.pcmBytes);
+        const std::optional<AudioProbe> probe = ProbeMp3(u"/a.mp3", files);
+        ASSERT_TRUE(probe.has_value());
+        EXPECT_EQ(probe->bytes, expected.headerBytes);
+        EXPECT_EQ(probe->rate, reader.m_nSampleRate);
+        EXPECT_EQ(probe->channels, reader.m_nChannels);
+        if (pcm.size() != expected.left.size() * 2 * static_cast<size_t>(reader.m_nChannels)) {
+            continue; // a file of mixed kinds
+        }
+        double worst = 0;
+        for (size_t i = 0; i < expected.left.size(); ++i) {
+            const size_t at = i * 2 * static_cast<size_t>(reader.m_nChannels);
+            const auto sample = static_cast<int16_t>(pcm[at] | pcm[at + 1] << 8);
+            worst = std::max(worst, std::fabs(sample - expected.left[i] / 8192.0));
+        }
+        EXPECT_LT(worst, 6) << "beyond what the dither can do";
+    }
+}
+
+// Noise looks like headers of frames in free format, whose length is told by the next header.
+TEST(Mp3Reader, FindsTheFramesBehindNoise) {
+    const Bytes cbr = MakeMp3("-b 128");
+    for (uint32_t seed = 0; seed < 20; ++seed) {
+        MemoryFiles one(cbr);
+        MemoryFiles two(cbr + Noise(150000, seed) + cbr);
+        const std::optional<AudioProbe> alone = ProbeMp3(u"/a.mp3", one);
+        const std::optional<AudioProbe> both = ProbeMp3(u"/a.mp3", two);
+        ASSERT_TRUE(alone && both);
+        // Noise that poses as a long frame may swallow some frames behind it, but not all.
+        EXPECT_GT(static_cast<double>(both->bytes), 1.2 * static_cast<double>(alone->bytes))
+            << seed;
+        CMP3Reader reader(u"/a.mp3", two);
+        Drain(reader);
+    }
+}
+
+TEST(Mp3Reader, RefusesWhatHasNoFrames) {
+    const struct {
+        const char* what;
+        Bytes file;
+        const char* text;
+    } cases[] = {
+        {"empty", {}, "Cannot open /music/a.mp3."},
+        {"a few bytes", {1, 2, 3}, "Error parsing MP3 file /music/a.mp3."},
+        {"zeros", Bytes(300000, 0), "Error parsing MP3 file /music/a.mp3."},
+        {"all ones", Bytes(300000, 0xFF), "Error parsing MP3 file /music/a.mp3."},
+        {"a tag alone", Bytes{'I', 'D', '3', 3, 0, 0, 0, 0, 7, 118} + Bytes(1014, 0),
+         "Error parsing MP3 file /music/a.mp3."},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        MemoryFiles files(c.file);
+        EXPECT_EQ(FailureOf([&] { CMP3Reader reader(u"/music/a.mp3", files); }), c.text);
+        EXPECT_FALSE(ProbeMp3(u"/music/a.mp3", files).has_value());
+    }
+    // A file of which a part can't be read is not taken for a shorter one.
+    MemoryFiles failing(MakeMp3("-b 128"));
+    failing.m_nMost = 4096;
+    failing.m_nFailsAt = 20000;
+    EXPECT_EQ(FailureOf([&] { CMP3Reader reader(u"/music/a.mp3", failing); }),
+              "Error parsing MP3 file /music/a.mp3.");
+    TempFolder folder;
+    EXPECT_EQ(FailureOf([&] { CMP3Reader reader(ToWide(folder.Path())); }),
+              "Cannot open " + folder.Path() + ".");
+}
+
+TEST(Mp3Reader, StaysNearAFloatDecoder) {
+    TempFolder folder;
+    const std::string path = folder.Path() + "/a.mp3";
+    codecs::WriteAll(path, MakeMp3("-b 192", 44100, 2, 400000));
+    const Bytes floats = Capture("ffmpeg -v error -flags2 +skip_manual -i " + path + " -f f32le -");
+    CMP3Reader reader(ToWide(path));
+    const Bytes pcm = Drain(reader);
+    // libmad decodes the encoder's tag as a frame of silence, ffmpeg skips it.
+    constexpr size_t kFrame = 2304;
+    double signal = 0;
+    double noise = 0;
+    const size_t count = std::min(floats.size() / 4, pcm.size() / 2 - kFrame);
+    ASSERT_GT(count, 790000U);
+    for (size_t i = 0; i < count; ++i) {
+        float ideal = 0;
+        std::memcpy(&ideal, &floats[i * 4], 4);
+        const size_t at = 2 * (i + kFrame);
+        const auto sample = static_cast<int16_t>(pcm[at] | pcm[at + 1] << 8);
+        signal += std::pow(ideal * 32768.0, 2);
+        noise += std::pow(sample - ideal * 32768.0, 2);
+    }
+    const double snr = 10 * std::log10(signal / noise);
+    std::printf("SNR %.1f dB, noise of %.2f steps\n", snr,
+                std::sqrt(noise / static_cast<double>(count)));
+    EXPECT_GT(snr, 70);
+}
+
+TEST(Mp3Dither, KeepsTheMeanAndShapesTheNoise) {
+    for (const double level : {0.0, 0.25, 0.5, 1000.3, -7.75}) {
+        CMp3Dither dither;
+        double sum = 0;
+        for (int i = 0; i < 100000; ++i) {
+            const int16_t out = dither.Reduce(static_cast<int32_t>(std::lround(level * 8192)));
+            ASSERT_NEAR(out, level, 5);
+            sum += out;
+        }
+        EXPECT_NEAR(sum / 100000, level, 0.02) << level;
+    }
+}
+
+TEST(Mp3Dither, FollowsItsArithmetic) {
+    // The first steps from zeroed records, by hand: the random numbers are 0, 0x3C6EF35F and
+    // 0x47502932, of which the low 13 bits count.
+    CMp3Dither dither;
+    // 0 + 4096 + 0x135F = 0x235F: one step, error -0x2000.
+    EXPECT_EQ(dither.Reduce(0), 1);
+    // -0x2000 + 4096 + 0x0932 - 0x135F = -0x1A2D: -1 step, error 0.
+    EXPECT_EQ(dither.Reduce(0), -1);
+}
+
+TEST(Mp3Dither, ClipsTheEndsOfTheRange) {
+    for (const int32_t sample : {INT32_MAX, INT32_MIN, 0x10000000, -0x10002000}) {
+        CMp3Dither dither;
+        for (int i = 0; i < 1000; ++i) {
+            ASSERT_EQ(dither.Reduce(sample), sample > 0 ? 32767 : -32768);
+        }
+        // The overload leaves no error to make good.
+        EXPECT_NEAR(dither.Reduce(0), 0, 5);
+    }
+}
+
+} // namespace
+
+} // namespace larkspin

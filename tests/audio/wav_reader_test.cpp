@@ -1,0 +1,173 @@
+#include "audio/readers/wav_reader.h"
+
+#include "audio/codec_files.h"
+#include "platform/byte_order.h"
+#include "support/memory_files.h"
+
+#include <gtest/gtest.h>
+
+namespace larkspin {
+
+namespace {
+
+using codecs::Bytes;
+using codecs::Drain;
+using codecs::FailureOf;
+
+Bytes operator+(Bytes left, const Bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+Bytes Le32(uint32_t value) {
+    Bytes bytes(4);
+    StoreLe32(bytes.data(), value);
+    return bytes;
+}
+
+Bytes Text(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+
+// A chunk with its pad byte; `size` stands in the header, right or wrong.
+Bytes Chunk(std::string_view id, const Bytes& contents, uint32_t size) {
+    Bytes chunk = Text(id) + Le32(size) + contents;
+    return contents.size() % 2 == 1 ? chunk + Bytes{0} : chunk;
+}
+
+Bytes Chunk(std::string_view id, const Bytes& contents) {
+    return Chunk(id, contents, static_cast<uint32_t>(contents.size()));
+}
+
+Bytes Riff(const Bytes& chunks) {
+    return Chunk("RIFF", Text("WAVE") + chunks);
+}
+
+// 16 bytes of format: PCM, 2 channels, 44,100 Hz, 16 bits unless said otherwise.
+Bytes Format(uint8_t tag = 1, uint8_t bits = 16) {
+    return Bytes{tag, 0, 2, 0} + Le32(44100) + Le32(176400) + Bytes{4, 0, bits, 0};
+}
+
+const Bytes kSound = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+
+TEST(WavReader, FindsFormatAndDataAmongOtherChunks) {
+    const Bytes data = Chunk("data", kSound);
+    const Bytes format = Chunk("fmt ", Format());
+    const struct {
+        const char* what;
+        Bytes file;
+    } cases[] = {
+        {"plain", Riff(format + data)},
+        {"format of 18 bytes", Riff(Chunk("fmt ", Format() + Bytes{0, 0}) + data)},
+        {"format of 40 bytes", Riff(Chunk("fmt ", Format() + Bytes(24, 7)) + data)},
+        {"data first", Riff(data + format)},
+        {"chunks of odd length between",
+         Riff(Chunk("odd ", {9}) + format + Chunk("LIST", {8, 8, 8}) + data)},
+        {"chunk behind", Riff(format + data + Chunk("LIST", Bytes(100, 5)))},
+        {"second data and format",
+         Riff(format + data + Chunk("data", {99, 99}) + Chunk("fmt ", Bytes(16, 99)))},
+        {"bytes behind the form", Riff(format + data) + Bytes(300, 5)},
+        {"too few bytes for a chunk at the form's end",
+         Riff(format + data + Bytes{1, 2, 3, 4, 5, 6})},
+        {"other chunks in front of the form",
+         Chunk("junk", {1, 2, 3}) + Chunk("RIFF", Text("AVI ")) + Riff(format + data)},
+        {"no pad byte at the file's end",
+         Riff(format + Chunk("data", kSound) + Text("LIST") + Le32(1) + Bytes{3})},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        MemoryFiles files(c.file);
+        files.m_nMost = 5; // a disk may give less than it is asked for
+        CWavReader reader(u"/a.wav", files);
+        EXPECT_EQ(reader.m_nLength, 12);
+        EXPECT_EQ(reader.m_nChannels, 2);
+        EXPECT_EQ(reader.m_nSampleRate, 44100);
+        EXPECT_EQ(reader.m_nBits, 16);
+        EXPECT_EQ(Drain(reader), kSound);
+        const std::optional<AudioProbe> probe = ProbeWav(u"/a.wav", files);
+        ASSERT_TRUE(probe.has_value());
+        EXPECT_EQ(probe->bytes, 12U);
+    }
+}
+
+TEST(WavReader, RefusesBrokenFiles) {
+    const Bytes data = Chunk("data", kSound);
+    const Bytes format = Chunk("fmt ", Format());
+    const Bytes whole = Riff(format + data);
+    const struct {
+        const char* what;
+        Bytes file;
+    } cases[] = {
+        {"empty", {}},
+        {"less than a header", Text("RIFF")},
+        {"another form", Chunk("RIFF", Text("AVI ") + format + data)},
+        {"64-bit form", Chunk("RF64", Text("WAVE") + format + data)},
+        {"big-endian form", Chunk("RIFX", Text("WAVE") + format + data)},
+        {"no format", Riff(data)},
+        {"no data", Riff(format)},
+        {"empty data", Riff(format + Chunk("data", {}))},
+        {"data past the form", Riff(format + Chunk("data", kSound, 13 + 1000))},
+        {"a skipped chunk past the form", Riff(format + data + Chunk("LIST", {1, 2}, 5000))},
+        {"sizes of a stream",
+         Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0xFFFFFFFF), 0xFFFFFFFF)},
+        {"format of 4 GB",
+         Chunk("RIFF", Text("WAVE") + Chunk("fmt ", Format(), 0xFFFFFFF0), 0xFFFFFFFF)},
+        {"format cut off", Bytes(whole.begin(), whole.begin() + 30)},
+        {"nothing but empty chunks", Riff(Bytes(8 * (kMaxWavChunks + 10), 0) + format + data)},
+        {"zeros", Bytes(1000000, 0)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        MemoryFiles files(c.file);
+        EXPECT_EQ(FailureOf([&] { CWavReader reader(u"/music/a.wav", files); }),
+                  "Cannot open /music/a.wav.");
+        EXPECT_FALSE(ProbeWav(u"/music/a.wav", files).has_value());
+    }
+    MemoryFiles large(
+        Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0x80000000), 0x80000024));
+    EXPECT_EQ(FailureOf([&] { CWavReader reader(u"/music/a.wav", large); }),
+              "Cannot write a.wav: it is longer than 2 GiB of sound.");
+}
+
+TEST(WavReader, EndsWhereTheFileEndsOrFails) {
+    const Bytes whole = Riff(Chunk("fmt ", Format()) + Chunk("data", kSound));
+    MemoryFiles cut(Bytes(whole.begin(), whole.end() - 5));
+    CWavReader shorter(u"/a.wav", cut);
+    EXPECT_EQ(shorter.m_nLength, 12);
+    EXPECT_EQ(Drain(shorter), Bytes(kSound.begin(), kSound.end() - 5));
+
+    MemoryFiles failing(whole);
+    failing.m_nMost = 2;
+    CWavReader broken(u"/a.wav", failing);
+    failing.m_nFailsAt = whole.size() - 4;
+    EXPECT_EQ(Drain(broken), Bytes(kSound.begin(), kSound.end() - 4));
+    failing.m_nFailsAt = SIZE_MAX;
+    EXPECT_TRUE(Drain(broken).empty()) << "an end is an end for good";
+}
+
+TEST(WavReader, ProbesPcmAloneButReadsAnyTag) {
+    MemoryFiles files(Riff(Chunk("fmt ", Format(0xFE, 24)) + Chunk("data", kSound)));
+    CWavReader reader(u"/a.wav", files);
+    EXPECT_EQ(reader.m_nBits, 24);
+    EXPECT_EQ(Drain(reader), kSound);
+    EXPECT_FALSE(ProbeWav(u"/a.wav", files).has_value());
+}
+
+TEST(WavReader, TellsLongNamesUpToTheTextsEnd) {
+    TempFolder folder;
+    std::string path = folder.Path();
+    for (int i = 0; i < 3; ++i) {
+        path += "/" + std::string(120, static_cast<char>('a' + i));
+        std::filesystem::create_directory(path);
+    }
+    path += "/sound.wav";
+    EXPECT_EQ(FailureOf([&] { CWavReader reader(ToWide(path)); }),
+              ("Cannot open " + path + ".").substr(0, 127));
+    codecs::WriteAll(path, Riff(Chunk("fmt ", Format()) + Chunk("data", kSound)));
+    CWavReader reader(ToWide(path));
+    EXPECT_EQ(Drain(reader), kSound);
+}
+
+} // namespace
+
+} // namespace larkspin
