@@ -180,10 +180,11 @@ TrackInformation CCdMedium::InvisibleTrack(const WriteParameters& parameters) co
     track.start = NextTrackStart();
     track.freeBlocks = static_cast<uint32_t>(std::max(0, LastLeadOut() - track.start));
     track.size = track.freeBlocks;
-    // A session at once begins with the pre-gap, and can begin only where a session can.
+    // Session at once on a blank disc begins with the pre-gap.
     const bool inOneGo = parameters.writeType == WriteParameters::SessionAtOnce;
     if (track.freeBlocks > 0 && !(inOneGo && HasOpenSession()))
-        track.nextWritable = inOneGo ? track.start - kPregapFrames : track.start;
+        track.nextWritable =
+            inOneGo && State().tracks.empty() ? track.start - kPregapFrames : track.start;
     return track;
 }
 

@@ -6,6 +6,9 @@
 // next session's first track (MMC, "Multisession CD"). A track takes at least 300 blocks; unlike
 // drives that pad a shorter one, this one refuses to close it. SYNCHRONIZE CACHE ends a track at
 // once that is long enough. Only closed sessions can be read.
+//
+// The next writable address of a blank disc is -150 while the mode page asks for session at once;
+// of a further session it is the track's start either way, as common hosts expect.
 #pragma once
 
 #include "virtualdrive/cue_plan.h"
