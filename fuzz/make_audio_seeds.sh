@@ -20,4 +20,4 @@ seed() { # channels rate bits name
 seed 2 44100 16 stereo
 seed 1 22050 16 mono
 seed 2 44100 8 narrow
-"$bin/make_ape_seed" "$folder/ape/stereo"
+"$bin/make_ape" "$folder/ape/stereo" 20000

@@ -57,7 +57,6 @@ CAPEReader::CAPEReader(const std::u16string& name, IFileSystem& files, HeaderOnl
     m_nBits = static_cast<int32_t>(m_pDecompress->GetInfo(kApeBitsPerSample));
     m_nTotalBlocks = m_pDecompress->GetInfo(kApeTotalBlocks);
     m_nBlockAlign = static_cast<int32_t>(m_pDecompress->GetInfo(kApeBlockAlign));
-    m_nDurationSeconds = static_cast<uint32_t>(m_nTotalBlocks / m_nSampleRate);
 }
 
 CAPEReader::CAPEReader(const std::u16string& name, IFileSystem& files)

@@ -44,7 +44,6 @@ class CAPEReader : public CPipedReader {
 
     std::unique_ptr<MyIO> m_pIO; // outlives m_pDecompress, which reads it
     std::unique_ptr<IAPEDecompress> m_pDecompress;
-    uint32_t m_nDurationSeconds = 0;
     int64_t m_nTotalBlocks = 0;               // samples of each channel
     int32_t m_nBlockAlign = 0;                // bytes of a block
     std::atomic<int64_t> m_nSeekSeconds = -1; // -1: none is asked for

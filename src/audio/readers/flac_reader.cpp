@@ -78,9 +78,9 @@ struct CFLACReader::Callbacks {
 namespace {
 
 // Interleaves two channels of 16-bit samples; the loop is plain so that it becomes vector code.
-void InterleaveStereo16(const FLAC__int32* left, const FLAC__int32* right, uint32_t samples,
+void InterleaveStereo16(const FLAC__int32* left, const FLAC__int32* right, size_t samples,
                         uint8_t* to) {
-    for (uint32_t i = 0; i < samples; ++i) {
+    for (size_t i = 0; i < samples; ++i) {
         to[4 * i] = static_cast<uint8_t>(left[i]);
         to[4 * i + 1] = static_cast<uint8_t>(left[i] >> 8);
         to[4 * i + 2] = static_cast<uint8_t>(right[i]);
@@ -152,7 +152,7 @@ bool CFLACReader::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const c
     m_frame.resize(samples * channelCount * sampleBytes);
     uint8_t* to = m_frame.data();
     if (m_nBits == 16 && m_nChannels == 2) {
-        InterleaveStereo16(channels[0], channels[1], frame.header.blocksize, to);
+        InterleaveStereo16(channels[0], channels[1], samples, to);
     } else {
         for (size_t i = 0; i < samples; ++i) {
             for (size_t channel = 0; channel < channelCount; ++channel) {
