@@ -31,8 +31,8 @@ struct ParameterContent {
 struct ParameterInput {
     uint32_t nDriveRow = 0;
     uint32_t nSpeedRow = 0;
-    std::u16string strTitle;
-    std::u16string strCopies;
+    std::u16string strTitle = {};
+    std::u16string strCopies = {};
     bool bQuickErase = true;
 };
 

@@ -13,8 +13,10 @@
 #include <QItemSelection>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QSizeGrip>
+#include <QStyle>
 #include <QToolButton>
 #include <QTreeView>
 
@@ -56,6 +58,9 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model)
     SetReportStyle(false);
     MeasureControls();
     resize(DialogWidth(*this, kWidthUnits), DialogHeight(*this, kHeightUnits));
+    setGeometry(QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, size(),
+                                    screen()->availableGeometry()));
+    m_pList->setFocus();
 }
 
 void CQueueWindow::MakeList() {

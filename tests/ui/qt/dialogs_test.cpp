@@ -1,0 +1,206 @@
+// The parameter dialogs and message boxes as a job and its user meet them.
+#include "ui/qt/ui_bench.h"
+
+#include "platform/settings_keys.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTest>
+
+namespace larkspin {
+namespace {
+
+class DialogsTest : public UiBench {
+  protected:
+    static QPushButton* Button(QWidget* control, const char* id) {
+        return control->window()->findChild<QPushButton*>(QString::fromLatin1(id));
+    }
+    // The open message box with this text.
+    QMessageBox* AwaitBox(const QString& text) {
+        QMessageBox* found = nullptr;
+        Pump([&] {
+            for (QWidget* window : QApplication::topLevelWidgets()) {
+                auto* box = qobject_cast<QMessageBox*>(window);
+                if (box != nullptr && box->isVisible() && box->text() == text) {
+                    found = box;
+                }
+            }
+            return found != nullptr;
+        });
+        return found;
+    }
+};
+
+TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
+    std::thread::id jobThread;
+    auto job = Job([&] {
+        jobThread = std::this_thread::get_id();
+        return ui->ShowDataParameters(u"head <b>line</b>");
+    });
+    auto* title = Await<QLineEdit>("1011");
+    ASSERT_NE(title, nullptr);
+    const QString date = title->text();
+    EXPECT_EQ(date.toStdU16String(), FormatDayMonthYear(clock.Now()));
+    EXPECT_EQ(title->selectedText(), date) << "typing replaces the date";
+    EXPECT_EQ(Find<QComboBox>("1003")->currentText(), "FIRST DRIVE (sr0)");
+    EXPECT_EQ(Find<QComboBox>("1004")->currentText(), "Max");
+    EXPECT_EQ(Find<QLabel>("1016")->text(), "head <b>line</b>");
+
+    QTest::keyClick(title, Qt::Key_Return);
+    const DataParametersResult result = Finish(job);
+    EXPECT_FALSE(result.bCancelled);
+    EXPECT_EQ(result.nDriveIndex, 0U);
+    EXPECT_EQ(result.dSpeed, 8.0);
+    EXPECT_EQ(result.strTitle, date.toStdU16String());
+    EXPECT_EQ(store.keys[kTitlesKey]["0"], result.strTitle);
+    EXPECT_EQ(drives.Askers(), std::vector{jobThread});
+    EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
+}
+
+TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
+    std::thread::id jobThread;
+    auto job = Job([&] {
+        jobThread = std::this_thread::get_id();
+        return ui->ShowImageParameters(u"");
+    });
+    auto* drive = Await<QComboBox>("1003");
+    auto* speed = Find<QComboBox>("1004");
+    speed->setCurrentIndex(2);
+    drive->setCurrentIndex(1);
+    EXPECT_EQ(speed->currentText(), "Max");
+    Pump([&] { return speed->count() == 3; });
+    EXPECT_EQ(speed->itemText(1), "2.4x");
+    EXPECT_EQ(speed->currentIndex(), 0);
+    speed->setCurrentIndex(2);
+    QTest::mouseClick(Button(drive, "1"), Qt::LeftButton);
+    const CopyParametersResult result = Finish(job);
+    EXPECT_EQ(result.nDriveIndex, 1U);
+    EXPECT_EQ(result.dSpeed, 1.0);
+    EXPECT_EQ(drives.Askers(), (std::vector{jobThread, jobThread}));
+}
+
+TEST_F(DialogsTest, OkRightAfterAChangeOfDriveStillMeansThatDrivesSpeed) {
+    auto job = Job([&] { return ui->ShowAudioParameters(u""); });
+    auto* drive = Await<QComboBox>("1003");
+    drive->setCurrentIndex(1);
+    QTest::mouseClick(Button(drive, "1"), Qt::LeftButton); // before any answer can have come
+    const CopyParametersResult result = Finish(job);
+    EXPECT_EQ(result.nDriveIndex, 1U);
+    EXPECT_EQ(result.dSpeed, 2.4);
+}
+
+TEST_F(DialogsTest, TypedCopiesPassThroughAndArrowsKeepTheirLimits) {
+    struct Case {
+        const char* keys;
+        int steps;
+        uint32_t copies;
+    };
+    for (const Case& c : {Case{"", 0, 1}, Case{"33", 0, 33}, Case{"0", 0, 0}, Case{"abc", 0, 0},
+                          Case{"33", 1, 20}, Case{"20", 1, 20}, Case{"5", -9, 1}, Case{"", 1, 2}}) {
+        auto job = Job([&] { return ui->ShowAudioParameters(u""); });
+        auto* copies = Await<QSpinBox>("1006");
+        auto* edit = copies->findChild<QLineEdit*>("1005");
+        ASSERT_NE(edit, nullptr);
+        EXPECT_EQ(edit->text(), "1");
+        if (*c.keys != '\0') {
+            edit->selectAll();
+            QTest::keyClicks(edit, c.keys);
+            QTest::keyClick(edit, Qt::Key_Tab); // leaving the field must not change it
+        }
+        if (c.steps != 0) {
+            copies->stepBy(c.steps);
+        }
+        QTest::mouseClick(Button(copies, "1"), Qt::LeftButton);
+        EXPECT_EQ(Finish(job).nCopies, c.copies) << c.keys << " " << c.steps;
+    }
+}
+
+TEST_F(DialogsTest, EraseDialogOffersQuickFirst) {
+    auto quick = Job([&] { return ui->ShowEraseType({10, 4}); });
+    auto* button = Await<QRadioButton>("1001");
+    EXPECT_TRUE(button->isChecked());
+    QTest::keyClick(button, Qt::Key_Return);
+    EXPECT_EQ(Finish(quick).mode, EraseMode::Quick);
+
+    auto full = Job([&] { return ui->ShowEraseType({10, 4}); });
+    Await<QRadioButton>("1002")->click();
+    Find<QComboBox>("1004")->setCurrentIndex(2);
+    QTest::keyClick(Find<QComboBox>("1004"), Qt::Key_Return);
+    const EraseTypeResult result = Finish(full);
+    EXPECT_EQ(result.mode, EraseMode::Full);
+    EXPECT_EQ(result.dSpeed, 4.0);
+}
+
+TEST_F(DialogsTest, EveryWayOutCancels) {
+    const std::vector<std::function<void(QWidget*)>> waysOut = {
+        [](QWidget* control) { QTest::keyClick(control, Qt::Key_Escape); },
+        [](QWidget* control) { QTest::mouseClick(Button(control, "2"), Qt::LeftButton); },
+        [](QWidget* control) { control->window()->close(); },
+    };
+    for (const auto& leave : waysOut) {
+        auto job = Job([&] { return ui->ShowDataParameters(u""); });
+        leave(Await<QLineEdit>("1011"));
+        EXPECT_TRUE(Finish(job).bCancelled);
+    }
+    EXPECT_TRUE(store.keys[kTitlesKey].empty());
+}
+
+TEST_F(DialogsTest, SeveralBoxesAreAnsweredInAnyOrder) {
+    auto first = Job([&] { return ui->AskUser(u"first", u"t", BoxButtons::YesNo, BoxIcon::None); });
+    auto second =
+        Job([&] { return ui->AskUser(u"second", u"t", BoxButtons::OkCancel, BoxIcon::Question); });
+    auto third = Job([&] {
+        ui->ShowMessage(u"third");
+        return true;
+    });
+    QMessageBox* firstBox = AwaitBox("first");
+    QMessageBox* secondBox = AwaitBox("second");
+    QMessageBox* thirdBox = AwaitBox("third");
+    ui->ShowErrorBox(u"Disk operation in progress.", u"Larkspin");
+    QMessageBox* errorBox = AwaitBox("Disk operation in progress.");
+    EXPECT_EQ(errorBox->icon(), QMessageBox::Critical);
+    EXPECT_EQ(thirdBox->windowTitle(), "Larkspin 1.4");
+    EXPECT_EQ(thirdBox->standardButtons(), QMessageBox::Ok);
+
+    QTest::keyClick(secondBox, Qt::Key_Return);
+    EXPECT_TRUE(Finish(second));
+    QTest::keyClick(firstBox, Qt::Key_Escape);
+    EXPECT_FALSE(Finish(first));
+    EXPECT_TRUE(thirdBox->isVisible());
+    thirdBox->close();
+    EXPECT_TRUE(Finish(third));
+    EXPECT_TRUE(errorBox->isVisible());
+}
+
+TEST_F(DialogsTest, ReleaseEndsEveryWaitWithTheCancelledAnswer) {
+    auto dialog = Job([&] { return ui->ShowDataParameters(u""); });
+    Await<QLineEdit>("1011");
+    auto box = Job([&] { return ui->AskUser(u"box", u"t", BoxButtons::Ok, BoxIcon::None); });
+    AwaitBox("box");
+    auto neverShown = Job([&] { return ui->ShowEraseType({}); });
+    ui->Quit(0); // ends them, without the loop's help
+    EXPECT_TRUE(dialog.get().bCancelled);
+    EXPECT_FALSE(box.get());
+    EXPECT_EQ(neverShown.get().mode, EraseMode::Cancelled);
+    EXPECT_TRUE(ui->ShowAudioParameters(u"").bCancelled) << "and no wait begins any more";
+    Find<QLineEdit>("1011")->window()->close(); // an answer that nobody waits for does no harm
+    ui.reset();
+    EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
+}
+
+TEST_F(DialogsTest, ExitIsAskedForOnTheMainThread) {
+    auto job = Job([&] {
+        ui->RequestExit();
+        return true;
+    });
+    Finish(job);
+    Pump([&] { return quits == 1; });
+}
+
+} // namespace
+} // namespace larkspin

@@ -1,0 +1,112 @@
+// A QtUi on made-up drives, with the means to act as the user and as a job.
+#pragma once
+
+#include "platform/files.h"
+#include "support/manual_clock.h"
+#include "ui/fakes.h"
+#include "ui/qt/qt_ui.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QWidget>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <memory>
+#include <utility>
+
+namespace larkspin {
+
+// Counts how often the disk is looked at.
+class CountedFiles final : public IFileSystem {
+  public:
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        ++statusCalls;
+        status->type =
+            path.ends_with(u"folder") ? FileStatus::Type::Folder : FileStatus::Type::Regular;
+        status->size = 2048;
+        return true;
+    }
+    bool IsReadable(const std::u16string& /*path*/) override { return true; }
+    bool Enumerate(const std::u16string& /*folder*/,
+                   std::vector<std::u16string>* /*names*/) override {
+        return false;
+    }
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
+        return nullptr;
+    }
+    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override { return nullptr; }
+
+    std::atomic<int> statusCalls = 0;
+};
+
+class UiBench : public testing::Test {
+  protected:
+    UiBench() {
+        drives.drives = {{u"FIRST  DRIVE", u"sr0", {8, 4}}, {u"SECOND", u"sr1", {2.4, 1}}};
+        ui = std::make_unique<QtUi>(drives, queue, store, files, clock, [this] { ++quits; });
+    }
+
+    // Runs the loop until `done` holds; a failure if it never does.
+    template <class Predicate>
+    bool Pump(Predicate done) {
+        QElapsedTimer patience;
+        patience.start();
+        while (!done()) {
+            if (patience.hasExpired(60'000)) {
+                ADD_FAILURE() << "waited in vain";
+                return false;
+            }
+            QApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+        }
+        return true;
+    }
+
+    // Something on a job's thread; Finish gives its result.
+    template <class Work>
+    static auto Job(Work work) {
+        return std::async(std::launch::async, std::move(work));
+    }
+    template <class Result>
+    Result Finish(std::future<Result>& job) {
+        if (!Pump([&] {
+                return job.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+            })) {
+            ui->ReleaseWaits();
+        }
+        return job.get();
+    }
+
+    // A control by its id in a window on the screen; null if there is none.
+    template <class Control>
+    static Control* Find(const char* id) {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->isVisible()) {
+                if (auto* control = window->findChild<Control*>(QString::fromLatin1(id))) {
+                    return control;
+                }
+            }
+        }
+        return nullptr;
+    }
+    // The same, as soon as it is there.
+    template <class Control>
+    Control* Await(const char* id) {
+        Control* control = nullptr;
+        Pump([&] { return (control = Find<Control>(id)) != nullptr; });
+        return control;
+    }
+
+    FakeDrives drives;
+    FakeQueue queue;
+    MemoryStore store;
+    CountedFiles files;
+    ManualClock clock;
+    int quits = 0;
+    std::unique_ptr<QtUi> ui;
+};
+
+} // namespace larkspin

@@ -1,0 +1,179 @@
+// Rows, details, icons and layout of the queue editor.
+#include "platform/settings_keys.h"
+#include "support/manual_clock.h"
+#include "ui/edit_queue_dialog.h"
+#include "ui/fakes.h"
+#include "ui/queue_details.h"
+#include "ui/queue_icons.h"
+#include "ui/queue_layout.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace larkspin {
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::u16string> PathsOf(const std::vector<QueueRow>& rows) {
+    std::vector<std::u16string> paths;
+    for (const QueueRow& row : rows) {
+        paths.push_back(row.strPath);
+    }
+    return paths;
+}
+
+TEST(QueueRows, AreSortedByNameWithoutRegardToCase) {
+    const std::vector<QueueRow> rows =
+        SortedRows({u"/b", u"/\u00DCber", u"/a", u"/B", u"/\u00FCa", u"/C", u"/ab"});
+    EXPECT_THAT(PathsOf(rows),
+                ElementsAre(u"/a", u"/ab", u"/B", u"/b", u"/C", u"/\u00FCa", u"/\u00DCber"));
+    EXPECT_THAT(RowsOf(rows, {u"/b", u"/gone", u"/a", u"/c"}), ElementsAre(0, 3));
+    EXPECT_EQ(RowAtOrAfter(rows, u"/aa"), 1U);
+    EXPECT_EQ(RowAtOrAfter(rows, u"/zz"), 5U);
+    EXPECT_EQ(RowAtOrAfter({}, u"/a"), 0U);
+}
+
+TEST(EditQueue, RefreshesOnlyAfterAChange) {
+    FakeQueue queue;
+    queue.Set({u"/b", u"/a"});
+    CEditQueueDialog dialog(queue);
+    EXPECT_THAT(PathsOf(dialog.Refresh().value()), ElementsAre(u"/a", u"/b"));
+    EXPECT_FALSE(dialog.Refresh());
+    dialog.RemoveSelected({});
+    EXPECT_FALSE(dialog.Refresh()) << "nothing selected, nothing done";
+
+    const std::u16string longPath = u"/" + std::u16string(5000, u'x');
+    queue.Set({longPath, longPath + u"y", u"/A", u"/a"});
+    dialog.RemoveSelected({longPath, u"/A", u"/not there"});
+    EXPECT_THAT(PathsOf(dialog.Refresh().value()), ElementsAre(u"/a", longPath + u"y"));
+}
+
+TEST(EditQueue, IconsAreOnUnlessTurnedOff) {
+    MemoryStore store;
+    EXPECT_TRUE(CEditQueueDialog::ShowFileIcons(store));
+    store.WriteNumber(kSettingsKey, kShowFileIconsValue, 0);
+    EXPECT_FALSE(CEditQueueDialog::ShowFileIcons(store));
+}
+
+TEST(QueueIcons, AskTheDesktopOncePerSuffix) {
+    std::vector<std::u16string> asked;
+    const auto add = [&](std::u16string_view suffix) {
+        asked.emplace_back(suffix);
+        return 2 + static_cast<int>(asked.size());
+    };
+    CQueueIcons icons(true, add);
+    struct Case {
+        std::u16string path;
+        bool folder;
+        int icon;
+    };
+    for (const Case& c :
+         {Case{u"/a/x.txt", false, 3}, Case{u"/b/y.txt", false, 3}, Case{u"/a/x.TXT", false, 4},
+          Case{u"/a/x.tar.gz", false, 5}, Case{u"/a.d/x", false, CQueueIcons::kFile},
+          Case{u"/a/x.txt", true, CQueueIcons::kFolder}, Case{u"/a/x.", false, 6}}) {
+        EXPECT_EQ(icons.QueueItemIcon(c.path, c.folder), c.icon);
+    }
+    EXPECT_THAT(asked, ElementsAre(u".txt", u".TXT", u".gz", u"."));
+
+    CQueueIcons plain(false, add);
+    EXPECT_EQ(plain.QueueItemIcon(u"/a/x.mp3", false), CQueueIcons::kFile);
+    EXPECT_EQ(plain.QueueItemIcon(u"/a", true), CQueueIcons::kFolder);
+    EXPECT_EQ(asked.size(), 4U);
+}
+
+// Files as they never are on a disk of ours: one that nobody may open.
+class ClosedFiles final : public IFileSystem {
+  public:
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        status->type = path == u"/folder" ? FileStatus::Type::Folder : FileStatus::Type::Regular;
+        status->size = 1536;
+        status->modifyTime = 86400 * 365;
+        return path != u"/gone";
+    }
+    bool IsReadable(const std::u16string& path) override { return path != u"/closed"; }
+    bool Enumerate(const std::u16string& /*folder*/,
+                   std::vector<std::u16string>* /*names*/) override {
+        return false;
+    }
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
+        return nullptr;
+    }
+    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override { return nullptr; }
+};
+
+TEST(QueueDetails, OfFilesFoldersAndWhatHasVanished) {
+    ClosedFiles files;
+    ManualClock clock;
+    const std::u16string changed = FormatShortDateTime(86400 * 365);
+    struct Case {
+        std::u16string path;
+        bool folder;
+        std::u16string size;
+        std::u16string changed;
+    };
+    for (const Case& c :
+         {Case{u"/file", false, u"1.50 kb", changed}, Case{u"/closed", false, u"0 bytes", changed},
+          Case{u"/folder", true, u"", changed},
+          Case{u"/gone", true, u"", FormatShortDateTime(clock.Now())}}) {
+        const QueueItemDetails details = ReadQueueItemDetails(files, clock, c.path);
+        EXPECT_EQ(details.bFolder, c.folder);
+        EXPECT_EQ(details.strSize, c.size);
+        EXPECT_EQ(details.strChanged, c.changed);
+    }
+}
+
+TEST(QueueLayout, DefaultSizesStandWhereTheyBelong) {
+    const int cx = 620;
+    const int cy = 410;
+    const QueueLayout layout = LayOutQueueEditor(cx, cy, {});
+    EXPECT_EQ(layout.grip, (QueueRect{cx - 16, cy - 16, 16, 16}));
+    EXPECT_EQ(layout.list, (QueueRect{11, 11, cx - 21, cy - 64}));
+    EXPECT_EQ(layout.close, (QueueRect{cx - 86, cy - 44, 75, 23}));
+    EXPECT_EQ(layout.deleteSelected, (QueueRect{cx - 206, cy - 44, 102, 23}));
+    EXPECT_EQ(layout.check, (QueueRect{11, cy - 39, 155, 13}));
+}
+
+bool Overlap(const QueueRect& a, const QueueRect& b) {
+    return a.x < b.x + b.width && b.x < a.x + a.width && a.y < b.y + b.height &&
+           b.y < a.y + a.height;
+}
+
+TEST(QueueLayout, NothingOverlapsDownToTheMinimum) {
+    QueueControlSizes big;
+    big.nCloseWidth = 150;
+    big.nDeleteWidth = 260;
+    big.nButtonHeight = 50;
+    big.nCheckWidth = 430;
+    big.nCheckHeight = 40;
+    QueueControlSizes standIn;
+    standIn.nHeadHeight = 60;
+    for (const QueueControlSizes& sizes : {QueueControlSizes(), big, standIn}) {
+        const QueueMinimum least = MinimumQueueEditor(sizes);
+        EXPECT_GE(least.width, 300);
+        EXPECT_GE(least.height, 200);
+        for (int grow = 0; grow < 600; grow += 7) {
+            const int cx = least.width + grow;
+            const int cy = least.height + grow / 2;
+            const QueueLayout layout = LayOutQueueEditor(cx, cy, sizes);
+            const std::vector<QueueRect> controls = {
+                layout.list, layout.close, layout.deleteSelected, layout.check, layout.grip};
+            for (size_t i = 0; i < controls.size(); ++i) {
+                EXPECT_GE(controls[i].x, 0);
+                EXPECT_LE(controls[i].x + controls[i].width, cx);
+                EXPECT_LE(controls[i].y + controls[i].height, cy);
+                for (size_t k = i + 1; k < controls.size(); ++k) {
+                    EXPECT_FALSE(Overlap(controls[i], controls[k])) << cx << ": " << i << " " << k;
+                }
+            }
+            EXPECT_GE(layout.list.height, 48);
+            EXPECT_GE(layout.list.y, sizes.nHeadHeight);
+        }
+    }
+}
+
+} // namespace
+} // namespace larkspin

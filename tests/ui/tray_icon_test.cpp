@@ -1,0 +1,138 @@
+// The tray icon's clicks, animation and balloons, and the menus as data.
+#include "ui/menus.h"
+#include "ui/tray_icon.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace larkspin {
+namespace {
+
+using testing::ElementsAre;
+
+struct FakeTray final : ITrayView {
+    void SetTrayIcon(int frame) override { frames.push_back(frame); }
+    void StartAnimationTimer(uint32_t periodMs) override {
+        ++timers;
+        period = periodMs;
+    }
+    void KillAnimationTimer() override { --timers; }
+    void ShowBalloon(const Balloon& balloon) override { shown = balloon; }
+
+    std::vector<int> frames;
+    int timers = 0;
+    uint32_t period = 0;
+    Balloon shown;
+};
+
+struct TrayIconTest : testing::Test {
+    CCDWriterUITrayIcon::Callback Note(const std::string& what) {
+        return CCDWriterUITrayIcon::Callback([this, what] { clicks.push_back(what); });
+    }
+
+    FakeTray view;
+    CCDWriterUITrayIcon tray{view};
+    std::vector<std::string> clicks;
+};
+
+TEST_F(TrayIconTest, ClicksReachTheNewestPairAndFallBackToTheIdleOne) {
+    tray.OnLeftButtonUp(); // nobody there: nothing happens
+    tray.PushCallbacks(Note("erase left"), Note("erase right"));
+    tray.SetIdleCallbacks(Note("idle left"), Note("idle right")); // goes under what jobs pushed
+    tray.OnRightButtonUp();
+    tray.PushCallbacks(Note("data left"), Note("data right"));
+    tray.OnLeftButtonUp();
+    tray.PopCallbacks();
+    tray.OnLeftButtonUp();
+    tray.PopCallbacks();
+    tray.PopCallbacks(); // one too many leaves the idle pair
+    tray.OnLeftButtonUp();
+    tray.OnLeftButtonUp(); // no double click here
+    tray.OnRightButtonUp();
+    EXPECT_THAT(clicks, ElementsAre("erase right", "data left", "erase left", "idle left",
+                                    "idle left", "idle right"));
+}
+
+TEST_F(TrayIconTest, ACallbackMayTakeItselfAway) {
+    tray.SetIdleCallbacks(Note("idle"), Note(""));
+    tray.PushCallbacks(CCDWriterUITrayIcon::Callback([this] {
+                           tray.PopCallbacks();
+                           clicks.emplace_back("popped");
+                       }),
+                       Note(""));
+    tray.OnLeftButtonUp();
+    tray.OnLeftButtonUp();
+    EXPECT_THAT(clicks, ElementsAre("popped", "idle"));
+}
+
+TEST_F(TrayIconTest, AnimationRunsOnOneTimerAndEndsOnFrameZero) {
+    tray.OnAnimationTimer(); // a late tick of a stopped timer
+    tray.StopTrayAnimation();
+    EXPECT_TRUE(view.frames.empty());
+    tray.StartTrayAnimation();
+    tray.OnAnimationTimer();
+    tray.StartTrayAnimation(); // changes nothing, also not the frame
+    for (int i = 0; i < 3; ++i) {
+        tray.OnAnimationTimer();
+    }
+    EXPECT_EQ(view.timers, 1);
+    EXPECT_EQ(view.period, 333U);
+    tray.StopTrayAnimation();
+    tray.StopTrayAnimation();
+    EXPECT_EQ(view.timers, 0);
+    EXPECT_THAT(view.frames, ElementsAre(1, 2, 0, 1, 0));
+}
+
+TEST_F(TrayIconTest, BalloonsAreCutToTheirLimitsButNotInsideACharacter) {
+    struct Case {
+        std::u16string text;
+        size_t expected;
+    };
+    const std::u16string pair = u"\U0001F4BF"; // two units
+    for (const Case& c :
+         {Case{std::u16string(255, u'x'), 255}, Case{std::u16string(300, u'x'), 255},
+          Case{std::u16string(254, u'x') + pair, 254},
+          Case{std::u16string(253, u'x') + pair + u"y", 255}}) {
+        tray.ShowBalloon(c.text, c.text, BalloonIcon::Warning, 30000);
+        EXPECT_EQ(view.shown.strText, c.text.substr(0, c.expected));
+        EXPECT_EQ(view.shown.strTitle, std::u16string(63, u'x'));
+    }
+    EXPECT_EQ(view.shown.icon, BalloonIcon::Warning);
+    EXPECT_EQ(view.shown.nTimeoutMs, 30000U);
+}
+
+std::vector<uint32_t> Enabled(const IdleMenuState& state) {
+    std::vector<uint32_t> commands;
+    for (const MenuItem& item : IdleMenuItems(state)) {
+        if (item.nCommand != 0 && item.bEnabled) {
+            commands.push_back(item.nCommand);
+        }
+    }
+    return commands;
+}
+
+TEST(Menus, IdleMenuFollowsTheQueue) {
+    EXPECT_THAT(Enabled({false, true}), ElementsAre(CMD_EXIT)); // an empty queue is all audio
+    EXPECT_THAT(Enabled({true, false}),
+                ElementsAre(CMD_WRITE_DATA, CMD_EDIT_QUEUE, CMD_CLEAR_QUEUE, CMD_EXIT));
+    EXPECT_THAT(Enabled({true, true}), ElementsAre(CMD_WRITE_DATA, CMD_WRITE_AUDIO, CMD_EDIT_QUEUE,
+                                                   CMD_CLEAR_QUEUE, CMD_EXIT));
+}
+
+TEST(Menus, OpenInsideTheNearestMonitor) {
+    struct Case {
+        int x;
+        WorkArea area;
+        int expected;
+    };
+    for (const Case& c : {Case{-50, {0, 1280}, 0}, Case{640, {0, 1280}, 640},
+                          Case{5000, {1280, 2560}, 2559}, Case{7, {100, 100}, 100}}) {
+        EXPECT_EQ(MenuX(c.x, c.area), c.expected) << c.x;
+    }
+}
+
+} // namespace
+} // namespace larkspin
