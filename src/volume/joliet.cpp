@@ -18,6 +18,15 @@ namespace {
 
 constexpr uint32_t kRecordHead = 34; // record head and a name of one byte, or the pad of a long one
 constexpr uint8_t kTypeSupplementary = 2;
+constexpr char16_t kStrayBytes = 0xDC00; // a byte that is no UTF-8 is held as this plus the byte
+
+bool IsHighSurrogate(char16_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+bool IsLowSurrogate(char16_t unit) {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
 
 [[noreturn]] void Fail(const char* text) {
     throw CCDWriterISOGenException(ToWide(text));
@@ -44,24 +53,26 @@ uint32_t Rank(const IsoEntry& entry, bool dvdVideo) {
     return dvdVideo && entry.name == u"VIDEO_TS.IFO" ? 2 : 3;
 }
 
-bool JolietLess(const IsoEntry* a, const IsoEntry* b, bool dvdVideo) {
-    const uint32_t rankOfA = Rank(*a, dvdVideo);
-    const uint32_t rankOfB = Rank(*b, dvdVideo);
+bool JolietLess(const IsoEntry* a, const IsoEntry* b, const GenOptions& options) {
+    const uint32_t rankOfA = Rank(*a, options.dvd_video);
+    const uint32_t rankOfB = Rank(*b, options.dvd_video);
     if (rankOfA != rankOfB) {
         return rankOfA < rankOfB;
     }
-    const size_t common = std::min(a->name.size(), b->name.size());
+    const std::u16string_view nameOfA = Shown(*a, options.joliet_name_limit);
+    const std::u16string_view nameOfB = Shown(*b, options.joliet_name_limit);
+    const size_t common = std::min(nameOfA.size(), nameOfB.size());
     for (size_t i = 0; i < common; ++i) {
-        const char16_t unitOfA = a->name[i];
-        const char16_t unitOfB = b->name[i];
-        if (unitOfA == u';' || unitOfB == u';') {
-            return unitOfB != u';';
+        if (nameOfA[i] == u';' || nameOfB[i] == u';') {
+            return nameOfB[i] != u';';
         }
-        if (JolietUnit(unitOfA) != JolietUnit(unitOfB)) {
-            return JolietUnit(unitOfA) < JolietUnit(unitOfB);
+        const char16_t unitOfA = JolietUnit(nameOfA, i);
+        const char16_t unitOfB = JolietUnit(nameOfB, i);
+        if (unitOfA != unitOfB) {
+            return unitOfA < unitOfB;
         }
     }
-    return a->name.size() < b->name.size();
+    return nameOfA.size() < nameOfB.size();
 }
 
 // Length of each record, and the path table's share of the directory's entries.
@@ -90,9 +101,8 @@ uint32_t SortEntries(const GenOptions& options, IsoDirectory& directory) {
             entries.push_back(entry);
         }
     }
-    std::sort(entries.begin(), entries.end(), [&](const IsoEntry* a, const IsoEntry* b) {
-        return JolietLess(a, b, options.dvd_video);
-    });
+    std::sort(entries.begin(), entries.end(),
+              [&](const IsoEntry* a, const IsoEntry* b) { return JolietLess(a, b, options); });
     std::unordered_set<std::u16string_view> names;
     uint32_t clashes = 0;
     directory.joliet_size = 0;
@@ -221,22 +231,45 @@ IsoDirectory* TrueParent(const IsoDirectory& directory) {
     return directory.TrueParent();
 }
 
-// The walk of extents also enters directories that Joliet doesn't show, for the relocated ones.
+// Visits the shown directories from parent to child as Joliet has them, so that a reader that can't
+// go back finds each directory behind its parent.
 template <typename Visit>
-void ForEachShown(VolumeRun& run, Visit&& visit) {
-    ForEachDirectory(run.tree.Root(), [&](IsoDirectory& directory) {
-        if (IsShown(directory)) {
-            visit(directory);
+void ForEachShown(VolumeRun& run, IsoDirectory& top, const Visit& visit) {
+    if (&top == run.tree.RelocationDirectory()) {
+        return; // its directories are met at their true places
+    }
+    if (IsShown(top)) {
+        visit(top);
+    }
+    for (IsoDirectory* child = top.first_child; child != nullptr; child = child->next) {
+        ForEachShown(run, *child, visit);
+    }
+    for (const IsoEntry* entry = top.joliet_entries; entry != nullptr; entry = entry->joliet_next) {
+        if (entry->Has(kEntryPlaceholder) && entry->relocated_to != nullptr) {
+            ForEachShown(run, *entry->relocated_to->own_directory, visit);
         }
-    });
+    }
 }
 
 } // namespace
 
-char16_t JolietUnit(char16_t unit) {
+char16_t JolietUnit(std::u16string_view text, size_t index) {
     constexpr std::u16string_view kForbidden = u"*/:;?\\";
+    constexpr char16_t kReplacement = u'_';
+    const char16_t unit = text[index];
+    if (IsHighSurrogate(unit)) {
+        const bool isPair = index + 1 < text.size() && IsLowSurrogate(text[index + 1]);
+        return isPair ? unit : kReplacement;
+    }
+    if (IsLowSurrogate(unit)) {
+        if (index > 0 && IsHighSurrogate(text[index - 1])) {
+            return unit;
+        }
+        const bool isStrayByte = unit >= kStrayBytes + 0x80 && unit <= kStrayBytes + 0xFF;
+        return isStrayByte ? static_cast<char16_t>(unit - kStrayBytes) : kReplacement;
+    }
     const bool isControl = unit < 0x20 || unit == 0x7F;
-    return isControl || kForbidden.find(unit) != std::u16string_view::npos ? u'_' : unit;
+    return isControl || kForbidden.find(unit) != std::u16string_view::npos ? kReplacement : unit;
 }
 
 uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options) {
@@ -245,9 +278,9 @@ uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options) {
 
 std::string ToJoliet(std::u16string_view text, size_t byteCount) {
     std::string bytes(byteCount, '\0');
-    const size_t units = std::min({text.find(u'\0'), text.size(), byteCount / 2});
-    for (size_t i = 0; i < units; ++i) {
-        const char16_t unit = JolietUnit(text[i]);
+    text = text.substr(0, std::min(text.find(u'\0'), byteCount / 2));
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char16_t unit = JolietUnit(text, i);
         bytes[2 * i] = static_cast<char>(unit >> 8);
         bytes[2 * i + 1] = static_cast<char>(unit & 0xFF);
     }
@@ -301,7 +334,7 @@ OutputFragment JolietPathTableFragment(VolumeRun& run) {
 OutputFragment JolietDirectoryTreeFragment(VolumeRun& run) {
     OutputFragment fragment{.name = "Joliet directory tree"};
     fragment.size = [&run] {
-        ForEachShown(run, [&](IsoDirectory& directory) {
+        ForEachShown(run, run.tree.Root(), [&](IsoDirectory& directory) {
             if (directory.joliet_extent == 0) {
                 directory.joliet_extent = run.plan_sector;
             }
@@ -310,7 +343,7 @@ OutputFragment JolietDirectoryTreeFragment(VolumeRun& run) {
     };
     fragment.write = [&run](SectorStream& stream) {
         std::vector<uint8_t> sectors;
-        ForEachShown(run, [&](const IsoDirectory& directory) {
+        ForEachShown(run, run.tree.Root(), [&](const IsoDirectory& directory) {
             WriteDirectory(run.options, directory, stream, sectors);
         });
     };

@@ -1,9 +1,11 @@
 // The Joliet tree: a second set of directories, path tables and a Supplementary Volume Descriptor
 // that show the files of the ISO tree under their long names in big-endian UCS-2.
 //
-// Names keep their UTF-16 units one by one, lone surrogates (stray bytes of names that are no
-// UTF-8) included; only control characters and the characters that Joliet forbids become '_'.
-// Names of relocated directories stand at their true places.
+// Names of relocated directories stand at their true places. Names keep their UTF-16 units, but for
+// those that no reader takes: control characters and the characters that Joliet forbids become
+// '_'; so does half of a surrogate pair that the limit of the length has cut. A byte of a name that
+// is no UTF-8 shows as the Latin-1 character of that byte, as such names mostly are Latin-1, and
+// names that differ stay different.
 #pragma once
 
 #include "volume/fragment.h"
@@ -17,8 +19,8 @@ namespace larkspin {
 struct GenOptions;
 struct VolumeRun;
 
-// `unit` as Joliet shows it.
-char16_t JolietUnit(char16_t unit);
+// Unit `index` of `text` as Joliet shows it. `text` is cut to its limit already.
+char16_t JolietUnit(std::u16string_view text, size_t index);
 
 // Bytes of `name` in a Joliet record: two per unit, cut at the limit of the options.
 uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options);

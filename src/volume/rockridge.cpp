@@ -361,13 +361,21 @@ uint32_t PlaceContinuations(const IsoEntry& entry, uint32_t offset) {
 
 uint32_t WriteContinuations(IsoEntry& entry, uint32_t offset, uint32_t areasSector,
                             std::span<uint8_t> areas) {
+    // An area ends with the CE of the next one, so all CEs are filled before any area is copied.
+    uint32_t pointed = offset;
     ForEachContinuation(std::span(entry.rr_data), entry.rr_inline_size,
                         [&](std::span<uint8_t> ce, std::span<uint8_t> area) {
                             const auto length = static_cast<uint32_t>(area.size());
-                            offset = PlaceInSector(offset, length);
+                            pointed = PlaceInSector(pointed, length);
                             FieldWriter pointer(ce);
-                            pointer.Both32(kAtCeBlock, areasSector + offset / kSectorBytes);
-                            pointer.Both32(kAtCeOffset, offset % kSectorBytes);
+                            pointer.Both32(kAtCeBlock, areasSector + pointed / kSectorBytes);
+                            pointer.Both32(kAtCeOffset, pointed % kSectorBytes);
+                            pointed = RoundToEven(pointed + length);
+                        });
+    ForEachContinuation(std::span(entry.rr_data), entry.rr_inline_size,
+                        [&](std::span<uint8_t>, std::span<uint8_t> area) {
+                            const auto length = static_cast<uint32_t>(area.size());
+                            offset = PlaceInSector(offset, length);
                             FieldWriter(areas).Bytes(offset, area);
                             offset = RoundToEven(offset + length);
                         });
