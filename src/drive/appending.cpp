@@ -16,6 +16,8 @@ namespace {
 constexpr size_t kDescriptorIdentifier = 1; // "CD001" (ECMA-119 8.1.2)
 constexpr uint8_t kTerminator = 255;        // volume descriptor set terminator (ECMA-119 8.3)
 
+constexpr char kTrackUnreadable[] = "cannot read track information";
+
 bool IsWrittenInPlace(uint32_t profile) {
     return profile == mmc::kProfileDvdRam || profile == mmc::kProfileDvdMinusRwOverwrite ||
            profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
@@ -54,17 +56,21 @@ int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
     CScsiCommand command(*this);
     std::array<uint8_t, 36> track = {};
     if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0)
-        throw CgrowisofsException(command.Asc() == mmc::kAscInvalidFieldInCdb
-                                      ? "disk already full"
-                                      : "cannot read track information");
+        throw CgrowisofsException(command.Asc() == mmc::kAscInvalidFieldInCdb ? "disk already full"
+                                                                              : kTrackUnreadable);
     std::array<uint8_t, 12> toc = {};
     command[0] = mmc::kReadToc;
     command[2] = 1; // session information
     command[8] = toc.size();
     if (command.Transport(Direction::READ, toc.data(), toc.size()) != 0)
         throw CgrowisofsException("cannot read session info");
-    *previousStart = static_cast<int32_t>(LoadBe32(&toc[8]) + kFirstDescriptorBlock);
-    m_nNextStart = static_cast<int32_t>(LoadBe32(&track[8]));
+    const int64_t previous = int64_t{LoadBe32(&toc[8])} + kFirstDescriptorBlock;
+    const int64_t next = LoadBe32(&track[8]);
+    // No session begins before the end of another: data sent there would go nowhere.
+    if (next <= previous || next > INT32_MAX)
+        throw CgrowisofsException(kTrackUnreadable);
+    *previousStart = static_cast<int32_t>(previous);
+    m_nNextStart = static_cast<int32_t>(next);
     return m_nNextStart;
 }
 

@@ -1,5 +1,6 @@
 // A DVD recording from the state before it to the last chunk: reset, open, and the stream.
 #include "drive/dvd_detail.h"
+#include "drive/dvd_texts.h"
 #include "drive/mmc.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
@@ -124,14 +125,21 @@ void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
     // From here on only the first half is used: UpdateVolumeDescriptors needs the descriptors in
     // the second.
     const std::span<uint8_t> chunk = buffer.first(kDvdChunkBytes);
-    for (;;) {
+    bool ended = false;
+    while (!ended) {
         const Filled filled = Fill(*this, source, chunk, progress);
-        if (filled.cancelled || filled.bytes == 0)
+        if (filled.cancelled)
             return;
+        ended = filled.bytes < chunk.size();
+        if (filled.bytes == 0)
+            continue;
         std::fill(chunk.begin() + static_cast<std::ptrdiff_t>(filled.bytes), chunk.end(), 0);
-        if (!WriteNextChunk(*this, chunk.data()) || filled.bytes < chunk.size())
+        if (!WriteNextChunk(*this, chunk.data()))
             return;
     }
+    // Every chunk lay before the first writable block and was left out.
+    if (!m_bMediaWritten)
+        throw CgrowisofsException(kDvdWriteError);
 }
 
 } // namespace larkspin

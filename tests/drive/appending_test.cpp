@@ -77,11 +77,20 @@ TEST(NextSessionTest, SaysWhyADiscTakesNoSession) {
         {1 | 0x04, 0, {}, ""},
         {1, mmc::kReadTrackInformation, SenseAnswer(5, 0x24, 0), "disk already full"},
         {1, mmc::kReadTrackInformation, SenseAnswer(2, 0x04, 1), "cannot read track information"},
+        // Addresses that can't be.
+        {1, mmc::kReadTrackInformation, GoodAnswer(Answer(36)), "cannot read track information"},
+        {1, mmc::kReadTrackInformation, GoodAnswer(Answer(36, {{11, 16}})),
+         "cannot read track information"},
+        {1, mmc::kReadTrackInformation, GoodAnswer(Answer(36, {{8, 0x80}})),
+         "cannot read track information"},
+        {1, mmc::kReadToc, GoodAnswer(Answer(12, {{8, 0xFF}, {9, 0xFF}, {10, 0xFF}, {11, 0xFF}})),
+         "cannot read track information"},
         {1, mmc::kReadToc, SenseAnswer(5, 0x24, 0), "cannot read session info"},
     };
     for (const auto& c : cases) {
         DvdBench bench(0x11);
         bench.drive.m_abyDiscInfo[2] = c.status;
+        bench.port.Always(mmc::kReadTrackInformation, GoodAnswer(Answer(36, {{9, 1}})));
         if (c.failing != 0)
             bench.port.Always(c.failing, c.answer);
         int32_t previous = 0;

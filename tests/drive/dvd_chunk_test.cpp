@@ -228,9 +228,15 @@ TEST_F(DvdChunkTest, WritingInOneGoWaitsLongerUntilTheDriveHasPaused) {
     EXPECT_EQ(timeouts, (std::vector<uint32_t>{180, 180, 180, 60}));
     EXPECT_EQ(s_nDaoToggle, 0);
 
+    s_nDaoToggle = 1;
+    SetBuffer(512, 0);
+    RefuseWrites(1, 0x20408);
+    EXPECT_EQ(Write(48), kWhole);
+    EXPECT_EQ(s_nDaoToggle, 0) << "a pause for a full buffer counts as well";
+
     s_nDaoToggle = -1;
     bench.drive.m_bDaoMode = false;
-    EXPECT_EQ(Write(48), kWhole);
+    EXPECT_EQ(Write(64), kWhole);
     EXPECT_EQ(bench.port.Sent(mmc::kWrite10).back().timeoutSeconds, 60u);
 }
 

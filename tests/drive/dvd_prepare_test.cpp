@@ -276,6 +276,49 @@ TEST(DvdWriteParametersTest, AreFilledForEachMedium) {
     }
 }
 
+TEST(DvdWriteParametersTest, WriteTypeAndOpenSessionFollowFromDiscAndDrive) {
+    const auto asIs = [](DvdBench&) {};
+    const auto oneGoOnly = [](DvdBench& bench) { bench.incremental.data[10] = 0; };
+    struct {
+        const char* what;
+        uint32_t profile;
+        std::function<void(DvdBench&)> arrange;
+        uint8_t writeType, multiSession;
+    } const cases[] = {
+        {"DVD-R", 0x11, asIs, 0, 0xC0},
+        {"DVD-R, one go only", 0x11, oneGoOnly, 2, 0x00},
+        {"DVD-R, the drive doesn't know the feature", 0x11,
+         [](DvdBench& bench) {
+             bench.incremental = GoodAnswer(Answer(16, {{3, 4}}));
+         },
+         0, 0xC0},
+        {"DVD-R in one go by choice", 0x11, [](DvdBench& bench) { bench.drive.m_bDaoMode = true; },
+         2, 0xC0},
+        {"DVD-R, later track", 0x11,
+         [](DvdBench& bench) {
+             bench.drive.m_nNextTrack = 2;
+             bench.incremental.data[10] = 0;
+         },
+         0, 0xC0},
+        {"DVD-RW", 0x14, asIs, 0, 0xC0},
+        {"DVD-RW, one go only", 0x14, oneGoOnly, 2, 0x00},
+        {"DVD-R DL", 0x15, asIs, 0, 0x00},
+        {"DVD-R DL, one go only", 0x15, oneGoOnly, 2, 0x00},
+        {"DVD+R", 0x1B, asIs, 0, 0xC0},
+        {"DVD-RW overwrite", 0x13, asIs, 0, 0x00},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        DvdBench bench(c.profile);
+        c.arrange(bench);
+        CScsiCommand command(bench.drive);
+        bench.drive.PrepareDvdRecording(command, c.profile);
+        const Bytes page(bench.port.Sent(mmc::kModeSelect10).at(0).dataOut);
+        EXPECT_EQ(page.at(8 + 2) & 0x0F, c.writeType);
+        EXPECT_EQ(page.at(8 + 3) & 0xC0, c.multiSession);
+    }
+}
+
 TEST(DvdWriteParametersTest, ADriveThatMakesNoSenseIsRefused) {
     struct Case {
         const char* text;

@@ -179,6 +179,22 @@ TEST(DvdRecordingTest, AWriteThatFailsLeavesTheFinisherSet) {
     }
 }
 
+TEST(DvdRecordingTest, WhatLiesBeforeTheFirstWritableBlockIsLeftOutButNotAllOfIt) {
+    struct {
+        uint32_t nextWritable;
+        size_t writes;
+        const char* text;
+    } const cases[] = {{0, 5, ""}, {32, 3, ""}, {64, 1, ""}, {80, 0, "write error"}};
+    for (const auto& c : cases) {
+        RecordingBench bench(0x1B);
+        bench.port.Always(mmc::kReadTrackInformation,
+                          GoodAnswer(TrackAnswer(c.nextWritable, 4000)));
+        MemorySource source(VolumeStream(80));
+        EXPECT_EQ(FailureOf([&] { bench.Write(source); }), c.text);
+        EXPECT_EQ(bench.port.Sent(mmc::kWrite10).size(), c.writes);
+    }
+}
+
 TEST(DvdRecordingTest, ACancelWhileTheFirstBytesComeLeavesTheDiscUntouched) {
     for (const size_t cancelAt : {size_t{0}, size_t{30'000}, kDvdBufferBytes - 10'000}) {
         RecordingBench bench(0x11);
