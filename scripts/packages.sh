@@ -14,13 +14,13 @@ LARKSPIN_BUILD_PACKAGES=(
 # finished disc.
 LARKSPIN_RUN_PACKAGES=(
     xvfb xauth dbus dbus-x11 xdotool trayer imagemagick fonts-dejavu-core
-    xorriso libcdio-utils libarchive-tools
+    xorriso libcdio-utils libarchive-tools sox
 )
 
 # Independent programs that check results, and what the checks are built with.
 LARKSPIN_TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
-    cdrskin p7zip-full udftools ffmpeg sox libsox-fmt-all flac vorbis-tools lame
+    cdrskin p7zip-full udftools ffmpeg libsox-fmt-all flac vorbis-tools lame
     dvdauthor lsdvd qemu-system-x86 isolinux syslinux-common procps
 )
 
