@@ -25,6 +25,9 @@ constexpr const char* kServiceName = "org.larkspin.Larkspin";
 constexpr const char* kObjectPath = "/org/larkspin/Larkspin";
 constexpr const char* kInterface = "org.larkspin.Larkspin1";
 
+// How the program ends when another instance is there already, or still on its way up.
+constexpr int kSecondInstanceExit = 254;
+
 constexpr int kStartTimeMs = 30000;
 constexpr int kLookTimeMs = 50;
 // A call may have to wait for the summary of a large queue.
@@ -95,7 +98,8 @@ void CLarkspinClient::Start() {
     const QDeadlineTimer deadline(kStartTimeMs);
     while (!IsRunning()) {
         int status = 0;
-        if (::waitpid(pid, &status, WNOHANG) == pid) {
+        const bool ended = ::waitpid(pid, &status, WNOHANG) == pid;
+        if (ended && !(WIFEXITED(status) && WEXITSTATUS(status) == kSecondInstanceExit)) {
             throw SendError("Larkspin ended before it could be reached");
         }
         if (deadline.hasExpired()) {
