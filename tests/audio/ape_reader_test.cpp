@@ -2,6 +2,7 @@
 
 #include "audio/ape_writer.h"
 #include "audio/codec_files.h"
+#include "platform/byte_order.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -79,6 +80,44 @@ TEST_F(ApeReader, GivesLoudSoundBitForBit) {
         sound.samples[i] = i % 700 < 350 ? 32767 : -32768;
     }
     CAPEReader reader(ToWide(Write(sound)), PosixFiles());
+    EXPECT_TRUE(Drain(reader) == PackSamples(sound.samples, 16));
+}
+
+// An APEv2 tag with one item, a picture (the tag's footer alone, which is all that is asked for).
+Bytes MakeCoverTag() {
+    const std::string picture = "\xFF\xD8\xFF\xE0 not much of a picture";
+    const std::string value = std::string("cover.jpg") + '\0' + picture;
+    const std::string key = std::string("Cover Art (Front)") + '\0';
+    Bytes tag(8);
+    StoreLe32(&tag[0], static_cast<uint32_t>(value.size()));
+    StoreLe32(&tag[4], 2); // binary
+    tag.insert(tag.end(), key.begin(), key.end());
+    tag.insert(tag.end(), value.begin(), value.end());
+    const std::string magic = "APETAGEX";
+    Bytes footer(magic.begin(), magic.end());
+    footer.resize(32);
+    StoreLe32(&footer[8], 2000);
+    StoreLe32(&footer[12], static_cast<uint32_t>(tag.size() + footer.size()));
+    StoreLe32(&footer[16], 1);
+    tag.insert(tag.end(), footer.begin(), footer.end());
+    return tag;
+}
+
+TEST_F(ApeReader, PlaysAFileWithTagsAroundIt) {
+    const ApeSound sound = MakeApeSound(30000, 2, 16, 44100);
+    const std::string id3 = "ID3\x03";
+    constexpr size_t kId3Bytes = 10 + 256;
+    Bytes file(id3.begin(), id3.end());
+    file.resize(kId3Bytes);
+    file[8] = 2; // 256 bytes behind the tag's header, in groups of seven bits
+    const Bytes ape = WriteApe(sound);
+    const Bytes cover = MakeCoverTag();
+    file.insert(file.end(), ape.begin(), ape.end());
+    file.insert(file.end(), cover.begin(), cover.end());
+    const std::string path = m_folder.Path() + "/tagged.ape";
+    WriteAll(path, file);
+    CAPEReader reader(ToWide(path), PosixFiles());
+    EXPECT_EQ(reader.m_nLength, 30000 * 4);
     EXPECT_TRUE(Drain(reader) == PackSamples(sound.samples, 16));
 }
 

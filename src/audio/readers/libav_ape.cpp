@@ -73,14 +73,20 @@ class CLibavApe final : public IAPEDecompress {
 
 bool CLibavApe::Open() {
     m_pDecoder = CLibavDecoder::Open(m_file, "ape");
-    if (m_pDecoder == nullptr || m_pDecoder->Streams().empty()) {
+    if (m_pDecoder == nullptr) {
         return false;
     }
-    // The demuxer puts the audio before a cover picture.
-    const AVStream& stream = *m_pDecoder->Streams()[0];
+    // A cover picture is a stream too.
+    const std::span<AVStream* const> streams = m_pDecoder->Streams();
+    const auto found = std::find_if(streams.begin(), streams.end(), [](const AVStream* each) {
+        return each->codecpar->codec_id == AV_CODEC_ID_APE;
+    });
+    if (found == streams.end()) {
+        return false;
+    }
+    const AVStream& stream = **found;
     m_nBits = stream.codecpar->bits_per_coded_sample;
-    if (stream.codecpar->codec_id != AV_CODEC_ID_APE ||
-        !m_pDecoder->Select(0, DecodedForm(m_nBits))) {
+    if (!m_pDecoder->Select(static_cast<size_t>(found - streams.begin()), DecodedForm(m_nBits))) {
         return false;
     }
     m_nChannels = m_pDecoder->Channels();
