@@ -157,6 +157,9 @@ bool DataWriting::WriteCd() {
     ProgressScope progress(m_env, JobKind::Data, DiskTypeOf(m_drive));
     Status(u"Initializing...");
     m_drive.SetBlockSize2048();
+    // A drive tells the next address for the write type in effect (MMC, READ TRACK INFORMATION),
+    // and the disc report, or an earlier job, may have left another one there.
+    m_drive.SetTaoParameters();
     int32_t previousStart = 0;
     int32_t nextStart = 0;
     const bool previousKnown = m_drive.ReadMultiSessionStart(&previousStart) == 0;
