@@ -1,0 +1,117 @@
+# The program from outside: started on demand, told what to do over the message bus, and a disc at
+# the end. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send.
+set -euo pipefail
+
+larkspin=$1
+send=$2
+work=$(mktemp -d)
+export XDG_RUNTIME_DIR=$work/runtime XDG_CONFIG_HOME=$work/config
+export LARKSPIN_VIRTUAL_DRIVE=$work/disc LARKSPIN_PROGRESS=1
+mkdir -m 700 "$XDG_RUNTIME_DIR"
+
+finish() {
+    local code=$?
+    "$send" quit || true
+    ((code == 0)) || cat "$work/output" >&2 || true
+    rm -rf "$work"
+    exit "$code"
+}
+trap finish EXIT
+
+fail() {
+    echo "messages.sh: $*" >&2
+    exit 1
+}
+
+# expect CODE COMMAND...: runs larkspin-send, which must end with this code.
+expect() {
+    local wanted=$1 got=0
+    shift
+    "$send" "$@" >>"$work/output" 2>&1 || got=$?
+    ((got == wanted)) || fail "larkspin-send $* ended with $got, not $wanted"
+}
+
+# message NUMBER [BYTE...]: the result of a message of the table.
+message() {
+    local number=$1 bytes
+    shift
+    bytes=$(IFS=,; echo "$*")
+    dbus-send --session --print-reply=literal --dest=org.larkspin.Larkspin \
+        /org/larkspin/Larkspin org.larkspin.Larkspin1.Message \
+        "uint32:$number" "array:byte:$bytes" | awk '{ print $2 }'
+}
+
+# expect_message RESULT NUMBER [BYTE...]
+expect_message() {
+    local wanted=$1 got
+    shift
+    got=$(message "$@")
+    [[ $got == "$wanted" ]] || fail "message $* gave $got, not $wanted"
+}
+
+# within SECONDS COMMAND...: repeats the command until it succeeds.
+within() {
+    local deadline=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        ((SECONDS < deadline)) || fail "$* did not happen in time"
+        sleep 0.1
+    done
+}
+
+# --- words that never start the program ---
+"$send" query | grep -qx 'Larkspin does not run.' || fail 'query says something else'
+expect 0 quit
+expect 2 frobnicate
+expect 2 add
+expect 2 write-data now
+expect 3 add "$work/missing"
+expect 3 burn "$work/missing"
+"$send" query | grep -qx 'Larkspin does not run.' || fail 'a wrong word started the program'
+
+# --- paths of any bytes, given relative and through a link ---
+odd=$'b\xff\xfe \xc3\x9c\n.txt'
+mkdir "$work/source"
+head -c 70000 /dev/urandom >"$work/source/$odd"
+echo 'plain' >"$work/plain.txt"
+ln -s plain.txt "$work/link"
+(cd "$work/source" && "$send" add "./$odd" .) >>"$work/output" 2>&1 || fail 'add was refused'
+expect 0 add "$work/link"
+
+# --- a second instance says nothing and goes ---
+code=0
+second=$("$larkspin" 2>&1) || code=$?
+((code == 254)) && [[ -z $second ]] || fail "a second instance: $code, '$second'"
+
+# --- the table by number ---
+expect_message 2 1123 0
+expect_message 1 1125 0
+expect_message 0 4711 0
+expect_message -1 1131 0
+expect 1 erase sr7
+expect_message 1 1132 0
+expect_message 1 1123 0
+expect_message -1 1127 0
+expect_message -1 1129 0
+expect_message 1 74 47 120 # "/x"
+expect_message 1 1126 0
+expect_message 2 1123 0
+expect_message 1 1132 0
+expect 1 write-audio
+
+# --- a disc with what was added ---
+expect 0 add "$work/source/$odd" "$work/link"
+expect 0 write-data
+"$send" query | grep -qx 'job: runs' || fail 'the job does not run'
+expect 1 write-data
+press_return() {
+    xdotool key Return
+    "$send" query | grep -qx 'Larkspin does not run.'
+}
+within 60 press_return
+grep -qx "disc: $work/disc" "$work/output" || fail 'the disc did not come out'
+mkdir "$work/read"
+bsdtar -xf "$work/disc/track-01.iso" -C "$work/read"
+cmp "$work/source/$odd" "$work/read/$odd"
+cmp "$work/plain.txt" "$work/read/link"
+echo 'messages.sh: all right'
