@@ -4,7 +4,6 @@
 #include "audio/memory_reader.h"
 
 #include <cmath>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <numbers>
 #include <numeric>
@@ -19,7 +18,10 @@ using Samples = std::vector<int16_t>;
 
 Bytes ToBytes(const Samples& samples) {
     Bytes bytes(samples.size() * 2);
-    std::memcpy(bytes.data(), samples.data(), bytes.size());
+    for (size_t i = 0; i < samples.size(); ++i) {
+        bytes[2 * i] = static_cast<uint8_t>(samples[i]);
+        bytes[2 * i + 1] = static_cast<uint8_t>(samples[i] >> 8);
+    }
     return bytes;
 }
 
@@ -33,7 +35,9 @@ Samples Resampled(const Samples& in, int rate, int channels, uint32_t most = UIN
     EXPECT_EQ(stage.m_nChannels, channels);
     const Bytes bytes = codecs::Drain(stage);
     Samples out(bytes.size() / 2);
-    std::memcpy(out.data(), bytes.data(), out.size() * 2);
+    for (size_t i = 0; i < out.size(); ++i) {
+        out[i] = static_cast<int16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
+    }
     return out;
 }
 
