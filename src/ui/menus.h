@@ -16,6 +16,8 @@ struct MenuItem {
     const char16_t* szText = u"";
     bool bEnabled = true;
     bool bDefault = false; // drawn as the command of a double click
+
+    bool operator==(const MenuItem&) const = default;
 };
 
 // The menus by their resource numbers.

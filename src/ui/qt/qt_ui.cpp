@@ -121,9 +121,8 @@ QtUi::Impl::Impl(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& stor
 }
 
 void QtUi::Impl::RefreshTray() {
-    if (m_queueWindow.RefreshRows()) {
-        m_trayView.RefreshMenu();
-    }
+    m_queueWindow.RefreshRows();
+    m_trayView.RefreshMenu();
     // A tray may come and go while we run.
     const bool standIn = !CTrayView::HasTray();
     if (standIn != m_queueWindow.IsStandIn()) {

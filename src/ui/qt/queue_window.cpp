@@ -133,10 +133,10 @@ void CQueueWindow::ShowNotice(const Balloon& balloon) {
     LayOut();
 }
 
-bool CQueueWindow::RefreshRows() {
+void CQueueWindow::RefreshRows() {
     std::optional<std::vector<QueueRow>> rows = m_logic.Refresh();
     if (!rows) {
-        return false;
+        return;
     }
     // The user's place: what is selected, where the cursor is and what stands at the top.
     const auto pathAt = [this](const QModelIndex& index) {
@@ -149,7 +149,7 @@ bool CQueueWindow::RefreshRows() {
 
     m_model.SetRows(std::move(*rows));
     if (m_model.Rows().empty()) {
-        return true;
+        return;
     }
     const int last = static_cast<int>(m_model.Rows().size()) - 1;
     const auto nearest = [&](const std::u16string& path) {
@@ -175,7 +175,6 @@ bool CQueueWindow::RefreshRows() {
     if (!top.empty()) {
         m_pList->scrollTo(nearest(top), QAbstractItemView::PositionAtTop);
     }
-    return true;
 }
 
 std::vector<std::u16string> CQueueWindow::SelectedPaths() const {
@@ -239,7 +238,7 @@ void CQueueWindow::MeasureControls() {
     m_sizes.nButtonHeight = std::max({least.nButtonHeight, close.height(), remove.height()});
     m_sizes.nCheckWidth = std::max(least.nCheckWidth, report.width());
     m_sizes.nCheckHeight = std::max(least.nCheckHeight, report.height());
-    m_sizes.nHeadHeight = m_bStandIn ? m_pHead->sizeHint().height() : 0;
+    m_sizes.nHeadHeight = m_bStandIn ? m_pHead->layout()->totalHeightForWidth(m_pList->width()) : 0;
     const QueueMinimum minimum = MinimumQueueEditor(m_sizes);
     setMinimumSize(minimum.width, minimum.height);
 }
@@ -260,6 +259,8 @@ void CQueueWindow::LayOut() {
 
 void CQueueWindow::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    LayOut();
+    MeasureControls(); // a notice may need more or fewer lines now
     LayOut();
 }
 

@@ -40,8 +40,8 @@ class CQueueWindow final : public QWidget {
     void SetStandInIcon(const QIcon& icon);
     void ShowNotice(const Balloon& balloon);
 
-    // Takes the rows from the queue if it has changed. True if it has.
-    bool RefreshRows();
+    // Takes the rows from the queue if it has changed.
+    void RefreshRows();
 
   protected:
     void resizeEvent(QResizeEvent* event) override;

@@ -51,16 +51,28 @@ void CTrayView::Connect(CCDWriterUITrayIcon& logic, StandIn standIn) {
                              m_pLogic->OnLeftButtonUp();
                          }
                      });
-    QObject::connect(&m_menu, &QMenu::aboutToShow, &m_menu, [this] { FillIconMenu(); });
+    QObject::connect(&m_menu, &QMenu::aboutToShow, &m_menu, [this] {
+        FillIconMenu();
+        if (m_menu.isEmpty()) { // nothing to offer right now, so nothing is shown
+            QMetaObject::invokeMethod(&m_menu, &QMenu::close, Qt::QueuedConnection);
+        }
+    });
     m_icon.setContextMenu(&m_menu);
     m_icon.show();
 }
 
 void CTrayView::FillIconMenu() {
-    m_bFilling = true;
-    m_menu.clear();
+    std::vector<MenuItem> wanted;
+    m_pFilling = &wanted;
     m_pLogic->OnRightButtonUp();
-    m_bFilling = false;
+    m_pFilling = nullptr;
+    if (wanted != m_items) { // each change is sent to the desktop
+        m_items = std::move(wanted);
+        FillMenu(m_menu, m_items, [this](uint32_t chosen) {
+            const std::function<void(uint32_t)> command = m_command; // it may be replaced
+            command(chosen);
+        });
+    }
 }
 
 void CTrayView::RefreshMenu() {
@@ -71,8 +83,9 @@ void CTrayView::RefreshMenu() {
 
 void CTrayView::TrackMenu(const std::vector<MenuItem>& items,
                           std::function<void(uint32_t)> command) {
-    if (m_bFilling) {
-        FillMenu(m_menu, items, std::move(command));
+    if (m_pFilling != nullptr) {
+        *m_pFilling = items;
+        m_command = std::move(command);
         return;
     }
     FillMenu(m_popup, items, std::move(command));

@@ -11,6 +11,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace larkspin {
 
@@ -52,7 +53,9 @@ class CTrayView final : public ITrayView {
     CCDWriterUITrayIcon* m_pLogic = nullptr;
     StandIn m_standIn;
     std::array<QIcon, CCDWriterUITrayIcon::kFrames> m_frames;
-    bool m_bFilling = false;
+    std::vector<MenuItem>* m_pFilling = nullptr; // not null while the icon's menu is being filled
+    std::vector<MenuItem> m_items;               // what it holds
+    std::function<void(uint32_t)> m_command;     // where its choices go
     QMenu m_menu;
     QMenu m_popup;
     QSystemTrayIcon m_icon;
