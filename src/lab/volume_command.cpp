@@ -203,6 +203,7 @@ class FixedAccessFiles final : public IFileSystem {
 // A queue holds absolute paths.
 std::vector<std::u16string> QueueOf(const std::vector<std::string>& paths) {
     std::vector<std::u16string> queue;
+    queue.reserve(paths.size());
     for (const std::string& path : paths) {
         queue.push_back(ToWide(std::filesystem::absolute(path).lexically_normal().native()));
     }

@@ -168,7 +168,7 @@ class Scanner {
         }
         IsoDirectory* place = m_run.tree.FindDirectory(directory, name);
         if (place == nullptr) {
-            place = &AddFolder(directory, folder, std::move(name), path, status);
+            place = &AddFolder(directory, folder, name, path, status);
         }
         m_open.push_back(identity);
         AddNames(*place, path, std::move(names));
@@ -204,7 +204,7 @@ class Scanner {
     }
 
     IsoDirectory& AddFolder(IsoDirectory& directory, const std::u16string* folder,
-                            std::u16string name, const std::u16string& path,
+                            const std::u16string& name, const std::u16string& path,
                             const FileStatus& status) {
         const std::string native = ToNative(name);
         IsoEntry& entry = NewEntry(directory, folder, name, native, status);
