@@ -38,7 +38,8 @@ class CCDWriterISOGen {
     // Called once, on the generator's thread, when the volume's length stands and before the
     // first sector goes out.
     using SizeReady = std::function<void(uint32_t totalSectors)>;
-    // Told of each name left out of the volume, with a text for the user.
+    // Told of each file left out of the volume for its size, with a text for the user, on the
+    // generator's thread during the scan. What vanished or can't be read is left out silently.
     using Notice = std::function<void(const std::u16string& text)>;
 
     CCDWriterISOGen(IFileSystem& files, IClock& clock);
@@ -53,7 +54,11 @@ class CCDWriterISOGen {
     void SetNotice(Notice notice);
 
     // Writes a fresh volume of `queue` that begins at block `sessionBase`. Returns when the last
-    // sector has gone out. Throws CCDWriterISOGenException or std::bad_alloc.
+    // sector has gone out, or as soon as `stream` says that its reader has gone: that is no failure
+    // of the generator, and whoever took the reader away knows why. Throws
+    // CCDWriterISOGenException or std::bad_alloc; a failure after `sizeReady` leaves the stream cut
+    // short. Paths below a queue item may have 1024 UTF-16 units, longer ones fail the run; no path
+    // is ever cut.
     void MakeVolume(const std::vector<std::u16string>& queue, IByteSink& stream,
                     uint32_t previousBase, uint32_t sessionBase, const SizeReady& sizeReady);
     // The same over the session that begins at `previousBase`, read through `drive` before
