@@ -81,7 +81,7 @@ expect 0 add "$work/link"
 # --- a second instance says nothing and goes ---
 code=0
 second=$("$larkspin" 2>&1) || code=$?
-((code == 254)) && [[ -z $second ]] || fail "a second instance: $code, '$second'"
+[[ $code == 254 && -z $second ]] || fail "a second instance: $code, '$second'"
 
 # --- the table by number ---
 expect_message 2 1123 0
