@@ -238,7 +238,11 @@ void CQueueWindow::MeasureControls() {
     m_sizes.nButtonHeight = std::max({least.nButtonHeight, close.height(), remove.height()});
     m_sizes.nCheckWidth = std::max(least.nCheckWidth, report.width());
     m_sizes.nCheckHeight = std::max(least.nCheckHeight, report.height());
-    m_sizes.nHeadHeight = m_bStandIn ? m_pHead->layout()->totalHeightForWidth(m_pList->width()) : 0;
+    // The second is -1 where no text is wrapped.
+    m_sizes.nHeadHeight = m_bStandIn
+                              ? std::max(m_pHead->sizeHint().height(),
+                                         m_pHead->layout()->totalHeightForWidth(m_pList->width()))
+                              : 0;
     const QueueMinimum minimum = MinimumQueueEditor(m_sizes);
     setMinimumSize(minimum.width, minimum.height);
 }

@@ -1,5 +1,6 @@
 // The way between a job's thread and the main thread.
 #include "ui/qt/main_thread.h"
+#include "ui/qt/ui_bench.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -19,7 +20,7 @@ Result PumpFor(std::future<Result>& job) {
     patience.start();
     while (job.wait_for(std::chrono::seconds(0)) != std::future_status::ready &&
            !patience.hasExpired(60'000)) {
-        QApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+        PumpOnce();
     }
     return job.get();
 }
@@ -83,7 +84,7 @@ TEST(MainThread, ReleaseDropsWorkAndRefusesNewWaits) {
     });
     auto shown = waiting.get_future();
     while (shown.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        QApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+        PumpOnce();
     }
     main.ReleaseWaits();
     EXPECT_FALSE(job.get());

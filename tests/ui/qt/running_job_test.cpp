@@ -84,9 +84,7 @@ TEST_F(RunningJobTest, BarStatusAndClockFollowTheJob) {
 
 TEST_F(RunningJobTest, CancelAsksAndOnlyYesCancels) {
     RunJob([&] { ui->StartAudioProgress(0x0A); });
-    auto* cancel = Find<QPushButton>("2")->window()->objectName() == "1012"
-                       ? nullptr
-                       : Find<QProgressBar>("1000")->window()->findChild<QPushButton*>("2");
+    auto* cancel = Await<QProgressBar>("1000")->window()->findChild<QPushButton*>("2");
     ASSERT_NE(cancel, nullptr);
 
     QTest::keyClick(cancel->window(), Qt::Key_Escape);

@@ -8,14 +8,16 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QEventLoop>
+#include <QEvent>
 #include <QWidget>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <memory>
+#include <thread>
 #include <utility>
 
 namespace larkspin {
@@ -43,6 +45,14 @@ class CountedFiles final : public IFileSystem {
     std::atomic<int> statusCalls = 0;
 };
 
+// Runs what the main loop has to do, or waits for it a little. No loop of its own: those end at
+// once after Quit.
+inline void PumpOnce() {
+    QApplication::processEvents();
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
 class UiBench : public testing::Test {
   protected:
     UiBench() {
@@ -60,7 +70,7 @@ class UiBench : public testing::Test {
                 ADD_FAILURE() << "waited in vain";
                 return false;
             }
-            QApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+            PumpOnce();
         }
         return true;
     }
@@ -92,11 +102,15 @@ class UiBench : public testing::Test {
         }
         return nullptr;
     }
-    // The same, as soon as it is there.
+    // The same, as soon as it is there and its window gets the keys: until then they would go to
+    // the window that had them before.
     template <class Control>
     Control* Await(const char* id) {
         Control* control = nullptr;
-        Pump([&] { return (control = Find<Control>(id)) != nullptr; });
+        Pump([&] {
+            control = Find<Control>(id);
+            return control != nullptr && control->window()->isActiveWindow();
+        });
         return control;
     }
 

@@ -36,6 +36,10 @@ void UseDarkPalette() {
     dark.setColor(QPalette::ToolTipText, Qt::white);
     dark.setColor(QPalette::Highlight, QColor(90, 75, 200));
     dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::Disabled, QPalette::WindowText, Qt::gray);
+    dark.setColor(QPalette::Disabled, QPalette::Text, Qt::gray);
+    dark.setColor(QPalette::Disabled, QPalette::ButtonText, Qt::gray);
+    dark.setColor(QPalette::Disabled, QPalette::Light, QColor(30, 30, 32));
     QApplication::setPalette(dark);
 }
 
