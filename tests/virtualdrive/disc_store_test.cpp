@@ -88,7 +88,7 @@ TEST_F(DiscStoreTest, WhatIsNoDiscDoesNotGoIn) {
 
 TEST_F(DiscStoreTest, LeftoversOfAnEarlierDiscAreNoData) {
     Load("cd-rw");
-    std::ofstream(File("track-01.iso")) << std::string(500 * 2048, 'x');
+    std::ofstream(File("track-01.iso")) << std::string(500UL * 2048, 'x');
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
     EXPECT_EQ(host.NextWritable(), 0);
     ASSERT_EQ(host.Write(0, Pattern(2048, 1)), kGood);

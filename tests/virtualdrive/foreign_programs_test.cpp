@@ -80,8 +80,8 @@ class ForeignProgramsTest : public ::testing::Test {
 
 TEST_F(ForeignProgramsTest, CdrskinBlanksWritesAppendsAndLists) {
     Load("cd-rw");
-    const Bytes first = Pattern(603 * 2048, 1);
-    const Bytes second = Pattern(489 * 2048, 2);
+    const Bytes first = Pattern(603UL * 2048, 1);
+    const Bytes second = Pattern(489UL * 2048, 2);
     WriteFile(Path("first.iso"), first);
     WriteFile(Path("second.iso"), second);
     Run("cdrskin dev=/dev/sr0 -v -multi -tao first.iso", kRunOutRead);

@@ -42,8 +42,8 @@ TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
     EXPECT_EQ(host.SelectTrackAtOnce(), kGood);
     EXPECT_EQ(host.Write(-150, Bytes(2048)), 0x52C00) << "the sheet stands";
     ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
-    ASSERT_EQ(host.WriteAll(-150, Bytes(150 * 2048)), kGood);
-    const Bytes image = Pattern(500 * 2048, 1);
+    ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2048)), kGood);
+    const Bytes image = Pattern(500UL * 2048, 1);
     EXPECT_EQ(host.Write(1, Bytes(2048)), 0x52102);
     EXPECT_EQ(host.Close(2), 0x52C00);
     ASSERT_EQ(host.WriteAll(0, image), kGood);
@@ -63,7 +63,7 @@ TEST_F(SessionAtOnceTest, FurtherSessionFollowsWhenAskedFor) {
     Load("cd-r");
     ASSERT_EQ(host.SelectSessionAtOnce(3), kGood);
     ASSERT_EQ(host.SendCueSheet(Sheet(DataSession(300))), kGood);
-    ASSERT_EQ(host.WriteAll(-150, Bytes(450 * 2048)), kGood);
+    ASSERT_EQ(host.WriteAll(-150, Bytes(450UL * 2048)), kGood);
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.DiscStatus(), 1);
     EXPECT_EQ(host.NextWritable(), 300 + 11'400);
@@ -88,7 +88,7 @@ TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
                                        {0x01, 0xAA, 1, 0x01, leadOut}})),
               kGood);
     EXPECT_EQ(host.Write(-150, Bytes(2048)), 0xB4B00) << "2352 bytes to a block";
-    ASSERT_EQ(host.WriteAll(-150, Bytes(150 * 2352), 2352), kGood);
+    ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2352), 2352), kGood);
     const Bytes music = Pattern(static_cast<size_t>(leadOut - 150) * 2352, 7);
     ASSERT_EQ(host.WriteAll(0, music, 2352), kGood);
     ASSERT_EQ(host.SynchronizeCache(), kGood);
@@ -124,10 +124,10 @@ TEST_F(SessionAtOnceTest, MixedDiscKeepsItsFormsApart) {
                                        {0x01, 2, 1, 0x00, 600},
                                        {0x01, 0xAA, 1, 0x01, 900}})),
               kGood);
-    const Bytes files = Pattern(300 * 2048, 1);
-    const Bytes song = Pattern(300 * 2352, 2);
-    ASSERT_EQ(host.WriteAll(0, Bytes(files.begin(), files.begin() + 299 * 2048)), kGood);
-    EXPECT_EQ(host.Write(299, Bytes(4 * 2048)), 0x56400) << "two forms in one command";
+    const Bytes files = Pattern(300UL * 2048, 1);
+    const Bytes song = Pattern(300UL * 2352, 2);
+    ASSERT_EQ(host.WriteAll(0, Bytes(files.begin(), files.begin() + 299UL * 2048)), kGood);
+    EXPECT_EQ(host.Write(299, Bytes(4UL * 2048)), 0x56400) << "two forms in one command";
     ASSERT_EQ(host.Write(299, Bytes(files.end() - 2048, files.end())), kGood);
     EXPECT_EQ(host.Write(300, Bytes(2352), 2352), 0x52102);
     ASSERT_EQ(host.WriteAll(450, song, 2352), kGood);
@@ -148,8 +148,8 @@ TEST_F(SessionAtOnceTest, RecordingCutOffLeavesADamagedSession) {
         EXPECT_EQ(host.TestUnitReady(), 0x62800);
         ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
         ASSERT_EQ(host.SendCueSheet(Sheet(DataSession(500))), kGood);
-        ASSERT_EQ(host.WriteAll(-150, Bytes(150 * 2048)), kGood);
-        const Bytes image = Pattern(40 * 2048, 1);
+        ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2048)), kGood);
+        const Bytes image = Pattern(40UL * 2048, 1);
         ASSERT_EQ(host.WriteAll(0, image), kGood);
         if (processDied) {
             ASSERT_TRUE(drive.Insert(disc));

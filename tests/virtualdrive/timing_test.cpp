@@ -66,12 +66,12 @@ TEST_F(TimingTest, FullBufferRefusesAndLosesNothing) {
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
     // 8x: 1412 KB/s.
     ASSERT_EQ(host.None({0xBB, 0, 0xFF, 0xFF, 0x05, 0x88, 0, 0, 0, 0, 0, 0}), kGood);
-    const Bytes bytes = Pattern(1024 * 2048, 1);
+    const Bytes bytes = Pattern(1024UL * 2048, 1);
     const uint64_t begin = clock.TickMs();
     int refusals = 0;
     for (int32_t block = 0; block < 1024; block += 16) {
         const auto from = bytes.begin() + std::ptrdiff_t{block} * 2048;
-        const Bytes chunk(from, from + 16 * 2048);
+        const Bytes chunk(from, from + 16UL * 2048);
         while (const int code = host.Write(block, chunk)) {
             ASSERT_EQ(code, 0x20408);
             ASSERT_EQ(host.In({0x5C, 0, 0, 0, 0, 0, 0, 0, 12, 0}, 12), kGood);
@@ -86,7 +86,7 @@ TEST_F(TimingTest, FullBufferRefusesAndLosesNothing) {
     EXPECT_GT(refusals, 100);
     ASSERT_EQ(host.SynchronizeCache(), kGood); // waits until the buffer is empty
     const uint64_t took = clock.TickMs() - begin;
-    EXPECT_NEAR(static_cast<double>(took), 1024 * 2048 / 1412.0, 10.0);
+    EXPECT_NEAR(static_cast<double>(took), 1024UL * 2048 / 1412.0, 10.0);
     ASSERT_EQ(host.Close(2), kGood);
     ASSERT_EQ(host.Read(0, 1024), kGood);
     EXPECT_EQ(host.data, bytes);
@@ -154,7 +154,7 @@ TEST_F(TimingTest, TwoThreadsMaySendCommands) {
             EXPECT_EQ(second.TestUnitReady(), kGood);
         }
     });
-    EXPECT_EQ(host.WriteAll(0, Pattern(320 * 2048, 1)), kGood);
+    EXPECT_EQ(host.WriteAll(0, Pattern(320UL * 2048, 1)), kGood);
     isDone = true;
     other.join();
     EXPECT_EQ(host.NextWritable(), 320);

@@ -39,9 +39,9 @@ TEST_F(TrackAtOnceTest, BlankDiscTellsItsCapacity) {
 
 TEST_F(TrackAtOnceTest, SessionsFollowEachOtherAtRedBookDistances) {
     Load("cd-r");
-    const Bytes first = Pattern(300 * 2048, 1);
-    const Bytes second = Pattern(1000 * 2048, 2);
-    const Bytes third = Pattern(517 * 2048, 3);
+    const Bytes first = Pattern(300UL * 2048, 1);
+    const Bytes second = Pattern(1000UL * 2048, 2);
+    const Bytes third = Pattern(517UL * 2048, 3);
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
 
     WriteTrack(0, first);
@@ -83,8 +83,8 @@ TEST_F(TrackAtOnceTest, SessionsFollowEachOtherAtRedBookDistances) {
 TEST_F(TrackAtOnceTest, TracksOfOneSessionAreApartByRunOutAndPregap) {
     Load("cd-r");
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-    WriteTrack(0, Pattern(400 * 2048, 1));
-    WriteTrack(400 + 2 + 150, Pattern(300 * 2048, 2));
+    WriteTrack(0, Pattern(400UL * 2048, 1));
+    WriteTrack(400 + 2 + 150, Pattern(300UL * 2048, 2));
     EXPECT_EQ(host.TrackInformation(1, 2), kGood);
     EXPECT_EQ(LoadBe32(&host.data[8]), 552U);
     EXPECT_EQ(LoadBe32(&host.data[24]), 300U);
@@ -103,7 +103,7 @@ TEST_F(TrackAtOnceTest, TracksOfOneSessionAreApartByRunOutAndPregap) {
 TEST_F(TrackAtOnceTest, ShortTrackCannotBeClosed) {
     Load("cd-r");
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-    ASSERT_EQ(host.WriteAll(0, Pattern(299 * 2048, 1)), kGood);
+    ASSERT_EQ(host.WriteAll(0, Pattern(299UL * 2048, 1)), kGood);
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.Close(1, 1), 0x57203);
     EXPECT_EQ(host.Close(2), 0x57203);
@@ -115,8 +115,8 @@ TEST_F(TrackAtOnceTest, ShortTrackCannotBeClosed) {
 TEST_F(TrackAtOnceTest, DiscTakesAllThatIsFreeAndNoMore) {
     Load("cd-r", 400);
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-    ASSERT_EQ(host.WriteAll(0, Pattern(399 * 2048, 1)), kGood);
-    EXPECT_EQ(host.Write(399, Pattern(2 * 2048, 2)), 0x56300);
+    ASSERT_EQ(host.WriteAll(0, Pattern(399UL * 2048, 1)), kGood);
+    EXPECT_EQ(host.Write(399, Pattern(2UL * 2048, 2)), 0x56300);
     EXPECT_EQ(host.Write(399, Pattern(2048, 2)), kGood);
     EXPECT_EQ(host.Close(2), kGood);
 }
@@ -128,13 +128,13 @@ TEST_F(TrackAtOnceTest, BlankingMakesARewritableDiscEmpty) {
         ASSERT_TRUE(drive.Insert(other.Path() + "/disc"));
         EXPECT_EQ(host.TestUnitReady(), 0x62800);
         ASSERT_EQ(host.SelectTrackAtOnce(0), kGood);
-        WriteTrack(0, Pattern(320 * 2048, 1));
+        WriteTrack(0, Pattern(320UL * 2048, 1));
         ASSERT_EQ(host.Close(2), kGood);
         EXPECT_EQ(host.DiscStatus(), kComplete | 16);
         ASSERT_EQ(host.None({0xA1, type, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), kGood);
         EXPECT_EQ(host.DiscStatus(), kEmpty | 16);
         EXPECT_FALSE(std::filesystem::exists(other.Path() + "/disc/track-01.iso"));
-        const Bytes again = Pattern(300 * 2048, 5);
+        const Bytes again = Pattern(300UL * 2048, 5);
         WriteTrack(0, again);
         ASSERT_EQ(host.Close(2), kGood);
         ASSERT_EQ(host.Read(0, 300), kGood);
@@ -145,7 +145,7 @@ TEST_F(TrackAtOnceTest, BlankingMakesARewritableDiscEmpty) {
 TEST_F(TrackAtOnceTest, AudioTracksGetACueSheet) {
     Load("cd-r");
     ASSERT_EQ(host.SelectWriteType(1, 0, 0, 0), kGood);
-    const Bytes song = Pattern(310 * 2352, 1);
+    const Bytes song = Pattern(310UL * 2352, 1);
     ASSERT_EQ(host.WriteAll(0, song, 2352), kGood);
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     ASSERT_EQ(host.Close(2), kGood);

@@ -81,7 +81,7 @@ std::FILE* OpenStream(const char* mode) {
     std::FILE* file =
         ::fopencookie(stream.get(), mode, {ReadStream, nullptr, SeekStream, CloseStream});
     if (file != nullptr)
-        stream.release();
+        static_cast<void>(stream.release()); // CloseStream takes it
     return file;
 }
 
@@ -213,6 +213,8 @@ ssize_t read(int descriptor, void* buffer, size_t bytes) {
                                          : next(descriptor, buffer, bytes);
 }
 
+// Fortified programs call this; the name is the C library's.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 ssize_t __read_chk(int descriptor, void* buffer, size_t bytes, size_t room) {
     if (bytes > room)
         std::abort();
