@@ -93,11 +93,15 @@ class CAspiCD : public IBlockReader {
     uint8_t SendNoData(uint8_t direction, std::span<const uint8_t> cdb);
     bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) override;
     uint32_t HandleEvents(CScsiCommand& command);
+    // Polls once a second, without a limit while the unit is not ready. 0 ready; the error code
+    // when there is no medium; -1 when the drive gives no sense, answers a hundred times in a row
+    // with neither "not ready" nor a unit attention, or the user cancels (`cancel`, or m_pCancel
+    // when that is null).
     int WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel = nullptr);
 
     // --- disc identification (identification.cpp) ---
     bool HasCurrentProfile();
-    uint32_t GetCurrentProfile();
+    uint32_t GetCurrentProfile(); // 0 when the command fails on a drive that has profiles
     bool IsDiskErasable();
     void ReadDiskInfo();
     int ReadNextWritableAddress(int32_t* address);
@@ -132,11 +136,15 @@ class CAspiCD : public IBlockReader {
     void SendOpc();
     int PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,
                         const CancelFunctor* cancel, uint32_t blockSize);
+    // 0 also when the user cancels: `address` tells how far it got. 1 is a failure. A drive whose
+    // buffer is full is asked again until the user cancels.
     int WriteBlocks(int32_t* address, const void* buffer, int32_t count,
                     const CancelFunctor* cancel, uint32_t blockSize);
-    int SyncCache();
+    int SyncCache(); // always 0
+    // Waits for the lead-out. 0 when the drive is done or the user cancelled; 1 when it reports an
+    // error or is still busy after half an hour.
     int FinishSaoWrite(const CancelFunctor* cancel = nullptr);
-    int CloseSession();
+    int CloseSession(); // 0, or -1 when the drive gave any sense or no answer
     int TestUnitReady();
     int GetUnitBusy();
 
