@@ -400,7 +400,7 @@ TEST(DvdPrepareTest, SaysWhatIsWrongWithTheDriveOrTheDisc) {
         int64_t blocks;
         std::function<void(DvdBench&)> arrange;
     };
-    const auto structure = [](Bytes answer) {
+    const auto structure = [](const Bytes& answer) {
         return [answer](DvdBench& bench) {
             bench.drive.m_bDaoOnly = true;
             bench.port.Always(mmc::kReadDvdStructure, GoodAnswer(answer));
