@@ -60,17 +60,19 @@ install_packages() {
     fi
 }
 
-# configure_and_build PRESET TARGET...: builds the targets (all without any), with progress.
-configure_and_build() {
-    local preset=$1
-    shift
+# configure PRESET [CMAKE-OPTION...]
+configure() {
     if [[ -z ${CMAKE_CXX_COMPILER_LAUNCHER:-} ]] && command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=ccache
     fi
-    cmake --preset "$preset" >"build-$preset.log" 2>&1 || {
-        cat "build-$preset.log" >&2
+    local output
+    output=$(cmake --preset "$@" 2>&1) || {
+        echo "$output" >&2
         return 1
     }
-    rm -f "build-$preset.log"
-    cmake --build --preset "$preset" ${1:+--target} "$@"
+}
+
+# build PRESET [TARGET...]: all targets without any.
+build() {
+    cmake --build --preset "$1" ${2:+--target} "${@:2}"
 }

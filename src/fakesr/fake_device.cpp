@@ -1,4 +1,4 @@
-#include "fake_device.h"
+#include "fakesr/fake_device.h"
 
 #include "platform/byte_order.h"
 

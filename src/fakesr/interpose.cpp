@@ -1,6 +1,6 @@
 // The C library's calls as a preloaded library sees them: those that name /dev/sr0 or one of its
 // descriptors go to the fake device, all others on to the C library.
-#include "fake_device.h"
+#include "fakesr/fake_device.h"
 
 #include <cstdarg>
 #include <cstdio>
