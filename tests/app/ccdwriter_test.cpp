@@ -81,8 +81,8 @@ TEST(QueueTexts, ASumThat32BitsCannotHoldStaysLong) {
 }
 
 TEST(CCDWriter, TakenOverQueueIsQuiet) {
-    EngineBench bench;
     CEvent told(CEvent::Reset::Auto);
+    EngineBench bench;
     bench.view.onBalloon = [&](const FakeMainView::Balloon&) { told.Set(); };
     bench.files.AddFile(u"/big", 800'000'000);
     bench.writer.AddPath(u"/big");
@@ -162,13 +162,13 @@ TEST(Gate, WithoutAThreadTheGateOpensAgain) {
 }
 
 TEST(Leaving, WaitsForTheJobAndLetsNoOtherOneIn) {
+    CEvent asked(CEvent::Reset::Auto); // outlives the job's thread, which the bench joins
     EngineBench bench;
     bench.HoldJobsInDialog();
     bench.writer.StartDataWrite();
     ASSERT_TRUE(bench.inDialog.Lock());
     EXPECT_FALSE(bench.writer.BeginQuit());
     EXPECT_EQ(bench.ui.Exits(), 0);
-    CEvent asked(CEvent::Reset::Auto);
     bench.ui.onExit = [&] { asked.Set(); };
     bench.release.Set();
     ASSERT_TRUE(asked.Lock());
@@ -178,8 +178,8 @@ TEST(Leaving, WaitsForTheJobAndLetsNoOtherOneIn) {
 }
 
 TEST(Leaving, AJobThatEndsTheProgramIsTheLastOne) {
-    EngineBench bench;
     CEvent asked(CEvent::Reset::Auto);
+    EngineBench bench;
     bench.ui.onExit = [&] { asked.Set(); };
     bench.writer.StartImageBurn(u"/no such image");
     ASSERT_TRUE(asked.Lock());

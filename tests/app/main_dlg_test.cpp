@@ -165,11 +165,11 @@ TEST(Quitting, CodesAndTheWaitForAJob) {
         idle.dlg.ProcessMessage(test.message, test.command);
         EXPECT_EQ(idle.view.quits, std::vector<int>{test.code});
 
+        CEvent asked(CEvent::Reset::Auto); // outlives the job's thread, which the bench joins
         DlgBench busy;
         busy.Queue(u"/a");
         busy.dlg.ProcessMessage(UM_WRITE_DATA);
         ASSERT_TRUE(busy.AJobWasStarted());
-        CEvent asked(CEvent::Reset::Auto);
         busy.ui.onExit = [&] { asked.Set(); };
         busy.dlg.ProcessMessage(test.message, test.command);
         EXPECT_TRUE(busy.view.quits.empty()) << "not while the job runs";
