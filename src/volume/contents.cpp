@@ -32,7 +32,9 @@ void AssignFile(VolumeRun& run, IsoEntry& entry) {
 }
 
 void AssignEntry(VolumeRun& run, const IsoDirectory& directory, IsoEntry& entry) {
-    if (entry.record.extent != 0) {
+    // A file may begin at sector 0 of the disc, if it covers the start of a previous session.
+    const bool isKept = entry.Has(kEntryMayBeKept) && entry.size != 0;
+    if (entry.record.extent != 0 || isKept) {
         return;
     }
     if (entry.record.IsDot()) {

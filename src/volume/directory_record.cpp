@@ -1,6 +1,9 @@
 #include "volume/directory_record.h"
 
+#include "platform/byte_order.h"
 #include "volume/sector_writers.h"
+
+#include <algorithm>
 
 namespace larkspin {
 
@@ -19,6 +22,29 @@ constexpr size_t kAtVolumeSequence = 28;
 constexpr size_t kAtNameLength = 32;
 
 } // namespace
+
+std::optional<DirectoryRecord> DirectoryRecord::Read(std::span<const uint8_t> bytes) {
+    if (bytes.size() <= kHeadBytes) {
+        return std::nullopt;
+    }
+    const size_t nameBytes = bytes[kAtNameLength];
+    if (nameBytes == 0 || kHeadBytes + nameBytes > bytes.size()) {
+        return std::nullopt;
+    }
+    DirectoryRecord record;
+    record.length = static_cast<uint8_t>(bytes.size());
+    record.extended_length = bytes[kAtExtendedLength];
+    record.extent = LoadLe32(&bytes[kAtExtent]);
+    record.size = LoadLe32(&bytes[kAtSize]);
+    std::copy_n(&bytes[kAtDate], record.date.size(), record.date.begin());
+    record.flags = bytes[kAtFlags];
+    record.unit_size = bytes[kAtUnitSize];
+    record.gap = bytes[kAtGap];
+    record.volume_sequence = LoadLe16(&bytes[kAtVolumeSequence]);
+    const auto name = bytes.subspan(kHeadBytes, nameBytes);
+    record.name.assign(name.begin(), name.end());
+    return record;
+}
 
 void DirectoryRecord::Write(std::span<uint8_t> bytes) const {
     FieldWriter writer(bytes);

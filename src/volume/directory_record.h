@@ -5,6 +5,7 @@
 #include "volume/sectors.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -13,7 +14,10 @@ namespace larkspin {
 struct DirectoryRecord {
     static constexpr uint32_t kHeadBytes = 33; // everything before the name
     static constexpr uint32_t kLongest = 255;
+    static constexpr uint8_t kFlagHidden = 0x01;
     static constexpr uint8_t kFlagDirectory = 0x02;
+    static constexpr uint8_t kFlagAssociated = 0x04;
+    static constexpr uint8_t kFlagMoreExtents = 0x80; // the file goes on in the next record
 
     uint8_t length = 0; // of the whole record on disc, System Use data included
     uint8_t extended_length = 0;
@@ -35,6 +39,10 @@ struct DirectoryRecord {
     static constexpr uint32_t PlainLength(uint32_t nameBytes) {
         return RoundToEven(kHeadBytes + nameBytes);
     }
+
+    // The record that fills `bytes`, of which there is at least one; nothing if it can't hold its
+    // own name. Numbers come from their little-endian halves, as some writers leave the others out.
+    static std::optional<DirectoryRecord> Read(std::span<const uint8_t> bytes);
 
     // Writes head and name at the start of `bytes`, which holds at least PlainLength bytes.
     void Write(std::span<uint8_t> bytes) const;

@@ -154,18 +154,20 @@ void WriteDirectory(IsoDirectory& directory, SectorStream& stream, std::vector<u
         if (entry->Has(kEntryNotInIso)) {
             continue;
         }
-        const DirectoryRecord& record = entry->record;
-        // The areas come first, as the CE that leads to them stands in the part copied next.
-        areasOffset = WriteContinuations(*entry, areasOffset, areasSector, areas);
-        offset = PlaceInSector(offset, record.length);
-        const std::span<uint8_t> bytes = std::span(sectors).subspan(offset, record.length);
-        record.Write(bytes);
-        const auto nameBytes = static_cast<uint32_t>(record.name.size());
-        if (entry->rr_inline_size != 0) {
-            FieldWriter(bytes).Bytes(DirectoryRecord::PlainLength(nameBytes),
-                                     std::span(entry->rr_data).first(entry->rr_inline_size));
-        }
-        offset += record.length;
+        ForEachRecord(*entry, [&](IsoEntry& shown) {
+            const DirectoryRecord& record = shown.record;
+            // The areas come first, as the CE that leads to them stands in the part copied next.
+            areasOffset = WriteContinuations(shown, areasOffset, areasSector, areas);
+            offset = PlaceInSector(offset, record.length);
+            const std::span<uint8_t> bytes = std::span(sectors).subspan(offset, record.length);
+            record.Write(bytes);
+            if (shown.rr_inline_size != 0) {
+                const auto nameBytes = static_cast<uint32_t>(record.name.size());
+                FieldWriter(bytes).Bytes(DirectoryRecord::PlainLength(nameBytes),
+                                         std::span(shown.rr_data).first(shown.rr_inline_size));
+            }
+            offset += record.length;
+        });
     }
     stream.Write(sectors);
     stream.Write(areas);

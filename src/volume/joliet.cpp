@@ -112,7 +112,9 @@ uint32_t SortEntries(const GenOptions& options, IsoDirectory& directory) {
             ++clashes;
         }
         const uint32_t length = entries[i]->joliet_record_length;
-        directory.joliet_size = PlaceInSector(directory.joliet_size, length) + length;
+        ForEachRecord(*entries[i], [&](IsoEntry&) {
+            directory.joliet_size = PlaceInSector(directory.joliet_size, length) + length;
+        });
     }
     directory.joliet_entries = entries.empty() ? nullptr : entries.front();
     return clashes;
@@ -147,9 +149,10 @@ const IsoDirectory& TargetOf(const IsoDirectory& holder, const IsoEntry& entry) 
     return *entry.own_directory;
 }
 
+// `section`: `shown` itself, or another record under its name.
 DirectoryRecord JolietRecord(const GenOptions& options, const IsoDirectory& holder,
-                             const IsoEntry& shown) {
-    const IsoEntry* entry = &shown;
+                             const IsoEntry& shown, const IsoEntry& section) {
+    const IsoEntry* entry = &section;
     if (shown.Has(kEntryPlaceholder)) {
         entry = shown.relocated_to;
         if (entry == nullptr) {
@@ -164,7 +167,7 @@ DirectoryRecord JolietRecord(const GenOptions& options, const IsoDirectory& hold
         record.size = RoundToSectors(target.joliet_size);
     }
     if (!record.IsDots()) {
-        record.name = ToJoliet(entry->name, JolietNameLength(entry->name, options));
+        record.name = ToJoliet(shown.name, JolietNameLength(shown.name, options));
     }
     return record;
 }
@@ -173,12 +176,13 @@ void WriteDirectory(const GenOptions& options, const IsoDirectory& directory, Se
                     std::vector<uint8_t>& sectors) {
     sectors.assign(RoundToSectors(directory.joliet_size), 0);
     uint32_t offset = 0;
-    for (const IsoEntry* entry = directory.joliet_entries; entry != nullptr;
-         entry = entry->joliet_next) {
-        const DirectoryRecord record = JolietRecord(options, directory, *entry);
-        offset = PlaceInSector(offset, record.length);
-        record.Write(std::span(sectors).subspan(offset, record.length));
-        offset += record.length;
+    for (IsoEntry* entry = directory.joliet_entries; entry != nullptr; entry = entry->joliet_next) {
+        ForEachRecord(*entry, [&](const IsoEntry& section) {
+            const DirectoryRecord record = JolietRecord(options, directory, *entry, section);
+            offset = PlaceInSector(offset, record.length);
+            record.Write(std::span(sectors).subspan(offset, record.length));
+            offset += record.length;
+        });
     }
     stream.Write(sectors);
 }

@@ -9,7 +9,9 @@
 #include "volume/run.h"
 #include "volume/sector_stream.h"
 #include "volume/sort.h"
+#include "volume/udf.h"
 
+#include <utility>
 #include <vector>
 
 namespace larkspin {
@@ -66,7 +68,15 @@ std::vector<OutputFragment> MainFragments(VolumeRun& run) {
         list.push_back(JolietDescriptorFragment(run));
     }
     list.push_back(EndDescriptorFragment(run));
+    if (options.udf) {
+        list.push_back(UdfRecognitionFragment(run));
+    }
     list.push_back(VersionBlockFragment(run));
+    if (options.udf) {
+        for (OutputFragment& fragment : UdfFragments(run)) {
+            list.push_back(std::move(fragment));
+        }
+    }
     list.push_back(PathTableFragment(run));
     if (options.joliet) {
         list.push_back(JolietPathTableFragment(run));
@@ -83,6 +93,9 @@ std::vector<OutputFragment> MainFragments(VolumeRun& run) {
 
 // What follows the files; its place is known only once they have theirs.
 std::vector<OutputFragment> TailFragments(VolumeRun& run) {
+    if (run.options.udf) {
+        return UdfTailFragments(run);
+    }
     std::vector<OutputFragment> list;
     if (run.options.pad_end) {
         list.push_back(EndPadFragment(run));

@@ -1,13 +1,329 @@
 #include "volume/merge.h"
 
+#include "volume/old_directory.h"
+#include "volume/previous_disc.h"
+#include "volume/rockridge.h"
 #include "volume/run.h"
+#include "volume/scan.h"
+#include "volume/sector_writers.h"
+#include "volume/system_use.h"
+
+#include <algorithm>
+#include <map>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace larkspin {
 
-// The reading of an earlier session is not built yet, so every merge ends here and nothing is
-// written: a disc with files on it is never continued by a session that would hide them.
-void MergePreviousSession(VolumeRun&, IBlockReader&) {
-    throw CCDWriterISOGenException(u"Unable to find previous session.");
+namespace {
+
+// Deeper than any path can name, and still no danger to the walks over the tree.
+constexpr uint32_t kDeepest = 1024;
+
+// The directory that shows under the name of `entry`, wherever relocation has put it; null for a
+// file.
+IsoDirectory* ShownDirectory(const IsoEntry& entry) {
+    return entry.relocated_to != nullptr ? entry.relocated_to->own_directory : entry.own_directory;
+}
+
+void HideFromJoliet(IsoDirectory& directory) {
+    directory.flags |= kDirectoryNotInJoliet;
+    directory.self->flags |= kEntryNotInJoliet;
+}
+
+// The change time that the Rock Ridge data of an entry of the queue holds.
+RecordDate ChangeTimeOf(IsoEntry& fresh) {
+    constexpr size_t kAtChangeTime = 19; // behind modification and access
+    RecordDate date = {};
+    const std::span<const uint8_t> tf = FindSystemUse(fresh, "TF");
+    if (tf.size() >= kAtChangeTime + date.size()) {
+        std::copy_n(tf.begin() + kAtChangeTime, date.size(), date.begin());
+    }
+    return date;
+}
+
+// True if the file on disk is the one that the disc has already: its name agrees, and so do size,
+// date and what Rock Ridge says of them. A time zone or a file system that changes the date makes
+// it another file, which costs space but loses nothing; permissions are taken from the new one.
+bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
+    const DirectoryRecord& record = old.entry.record;
+    const bool isPlain = old.same_name.empty() && !old.transformed && record.extended_length == 0 &&
+                         record.unit_size == 0 && record.gap == 0 &&
+                         (record.flags & DirectoryRecord::kFlagAssociated) == 0 &&
+                         (record.extent != 0 || record.size == 0);
+    if (!isPlain || record.size != fresh.size || record.date != fresh.record.date) {
+        return false;
+    }
+    if (old.mode) {
+        const std::span<const uint8_t> px = FindSystemUse(fresh, "PX");
+        if (px.empty() || ((ReadLittle32(px, kAtPxMode) ^ *old.mode) & kModeTypeMask) != 0) {
+            return false;
+        }
+    }
+    if (old.modified && *old.modified != fresh.record.date) {
+        return false;
+    }
+    return !old.created || *old.created == ChangeTimeOf(fresh);
+}
+
+class Merger {
+  public:
+    Merger(VolumeRun& run, IBlockReader& drive)
+        : m_run(run), m_disc(drive, run.session_base), m_reader(m_disc) {}
+
+    void Merge() {
+        const OldExtent root = m_disc.FindPreviousRoot(m_run.previous_base);
+        m_reader.DetectRockRidge(root);
+        m_pending.push_back({&m_run.tree.Root(), root, 0});
+        do {
+            ReadPending();
+        } while (PlaceRelocated());
+    }
+
+  private:
+    // A directory of the new tree, and the old one whose entries are still to be added to it.
+    struct Pending {
+        IsoDirectory* directory;
+        OldExtent extent;
+        uint32_t level; // of names from the root down
+    };
+    // A CL entry, whose directory hasn't been met yet.
+    struct Placeholder {
+        IsoEntry* entry;         // stands for it in the new tree; null if `directory` does
+        IsoDirectory* directory; // of the new tree, with which the old one merges
+        uint32_t level;
+    };
+
+    void ReadPending() {
+        while (!m_pending.empty()) {
+            const Pending next = m_pending.back();
+            m_pending.pop_back();
+            if (next.level > kDeepest) {
+                FailToMerge();
+            }
+            std::vector<OldEntry> entries = m_reader.Read(next.extent);
+            TakeRelocationDirectory(*next.directory, entries);
+            AddEntries(next, entries);
+        }
+    }
+
+    // Earlier sessions, and other programs, have relocation directories of their own. One that
+    // holds nothing else becomes that of this volume, or joins it; any other keeps its ordinary
+    // entries.
+    void TakeRelocationDirectory(IsoDirectory& directory, const std::vector<OldEntry>& entries) {
+        IsoDirectory& root = m_run.tree.Root();
+        IsoDirectory* const present = m_run.tree.RelocationDirectory();
+        if (&directory == &root || directory.parent != &root || &directory == present ||
+            directory.self->device != kPreviousSessionDevice) {
+            return;
+        }
+        bool hasRelocated = false;
+        for (const OldEntry& old : entries) {
+            if (!old.relocated && !old.entry.record.IsDots()) {
+                return;
+            }
+            hasRelocated |= old.relocated;
+        }
+        if (!hasRelocated && directory.self->name != RelocationName(m_run.options)) {
+            return;
+        }
+        HideFromJoliet(directory);
+        if (present == nullptr) {
+            m_run.tree.SetRelocationDirectory(directory);
+        } else {
+            directory.flags |= kDirectoryNotInIso;
+            directory.self->flags |= kEntryNotInIso;
+        }
+    }
+
+    void AddEntries(const Pending& place, std::vector<OldEntry>& entries) {
+        IsoDirectory& directory = *place.directory;
+        const bool isRelocation = &directory == m_run.tree.RelocationDirectory();
+        const bool isFresh =
+            directory.self != nullptr && directory.self->device == kPreviousSessionDevice;
+        std::unordered_map<std::u16string_view, IsoEntry*> queued;
+        bool hasNew = false;
+        for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+            if (!entry->record.IsDots() && !isRelocation) {
+                queued.emplace(entry->name, entry);
+                hasNew = true;
+            }
+        }
+        for (OldEntry& old : entries) {
+            if (old.relocated && !old.entry.record.IsDots()) {
+                AddMoved(old);
+                continue;
+            }
+            if (old.entry.record.IsDots()) {
+                if (isFresh) {
+                    AdoptDot(directory, old);
+                }
+                continue;
+            }
+            const auto match = queued.find(old.entry.name);
+            if (match != queued.end()) {
+                Overlay(*match->second, old, place.level);
+            } else if (!old.is_translation_table || !hasNew) {
+                Adopt(directory, old, place.level);
+            }
+        }
+    }
+
+    // An entry of the queue meets the old one of its name.
+    void Overlay(IsoEntry& fresh, OldEntry& old, uint32_t level) {
+        IsoDirectory* const directory = ShownDirectory(fresh);
+        const bool isOldFolder = old.entry.record.IsDirectory() || old.child_link;
+        if (directory == nullptr) {
+            // A file that took the place of a folder would hide all that the folder holds.
+            if (isOldFolder) {
+                FailToMerge();
+            }
+            if (IsUnchanged(fresh, old)) {
+                fresh.record.extent = old.entry.record.extent;
+                fresh.start_sector = old.entry.start_sector;
+                fresh.flags |= kEntryMayBeKept;
+            }
+        } else if (old.child_link) {
+            AddPlaceholder(*old.child_link, {nullptr, directory, level + 1});
+        } else if (isOldFolder) {
+            m_pending.push_back({directory, OldExtent::Of(old.entry.record), level + 1});
+        } else if (directory == m_run.tree.RelocationDirectory()) {
+            FailToMerge(); // no user has asked for that name to be replaced
+        }
+    }
+
+    IsoEntry& Take(OldEntry& old) {
+        IsoEntry& entry = m_run.tree.NewEntry();
+        entry = std::move(old.entry);
+        IsoEntry** link = &entry.same_name;
+        for (IsoEntry& section : old.same_name) {
+            *link = &m_run.tree.NewEntry();
+            **link = std::move(section);
+            link = &(*link)->next;
+        }
+        return entry;
+    }
+
+    void Adopt(IsoDirectory& directory, OldEntry& old, uint32_t level) {
+        const OldExtent extent = OldExtent::Of(old.entry.record);
+        IsoEntry& entry = Take(old);
+        directory.AddEntry(entry);
+        if (old.child_link) {
+            entry.flags = kEntryPlaceholder;
+            entry.record.flags &= static_cast<uint8_t>(~DirectoryRecord::kFlagDirectory);
+            entry.record.extent = 0;
+            entry.record.size = 0;
+            entry.size = 0;
+            AddPlaceholder(*old.child_link, {&entry, nullptr, level + 1});
+        } else if (entry.record.IsDirectory()) {
+            const bool isHidden = directory.Has(kDirectoryNotInJoliet);
+            AdoptDirectory(directory, entry, extent, isHidden, level + 1);
+        }
+    }
+
+    void AdoptDirectory(IsoDirectory& parent, IsoEntry& entry, const OldExtent& extent,
+                        bool isHidden, uint32_t level) {
+        ClearExtent(entry);
+        IsoDirectory& directory = m_run.tree.AdoptDirectory(parent, entry);
+        if (isHidden) {
+            HideFromJoliet(directory);
+        }
+        m_pending.push_back({&directory, extent, level});
+    }
+
+    // Directories get new addresses, and have no extended attributes any more.
+    static void ClearExtent(IsoEntry& entry) {
+        entry.flags = 0;
+        entry.record.extent = 0;
+        entry.record.size = 0;
+        entry.record.extended_length = 0;
+        entry.record.flags &= DirectoryRecord::kFlagDirectory | DirectoryRecord::kFlagHidden;
+        entry.size = 0;
+    }
+
+    // A ".." tells the true parent of a moved directory, and of no other; one that doesn't fit is
+    // made anew with the dots that are missing.
+    void AdoptDot(IsoDirectory& directory, OldEntry& old) {
+        const bool isDot = old.entry.record.IsDot();
+        const bool isMoved = directory.parent == m_run.tree.RelocationDirectory();
+        if (!isDot && old.has_parent_link != isMoved) {
+            return;
+        }
+        IsoEntry& entry = Take(old);
+        ClearExtent(entry);
+        directory.AddEntry(entry);
+        directory.flags |= isDot ? kDirectoryHasDot : kDirectoryHasDotDot;
+    }
+
+    void AddMoved(OldEntry& old) {
+        const uint32_t sector = old.entry.record.extent;
+        if (!old.entry.record.IsDirectory() || !m_moved.emplace(sector, std::move(old)).second) {
+            FailToMerge();
+        }
+    }
+
+    void AddPlaceholder(uint32_t sector, const Placeholder& placeholder) {
+        if (!m_placeholders.emplace(sector, placeholder).second) {
+            FailToMerge();
+        }
+    }
+
+    // Gives the relocated directories met so far their places; true if there were any. Those that
+    // no placeholder leads to come last: Rock Ridge hides them, and readers without it find them
+    // where they were.
+    bool PlaceRelocated() {
+        if (m_placeholders.empty()) {
+            for (auto& [sector, old] : std::exchange(m_moved, {})) {
+                PlaceMoved(old, {nullptr, nullptr, 1});
+            }
+            return !m_pending.empty();
+        }
+        for (const auto& [sector, placeholder] : std::exchange(m_placeholders, {})) {
+            const auto moved = m_moved.find(sector);
+            if (moved == m_moved.end()) {
+                FailToMerge();
+            }
+            PlaceMoved(moved->second, placeholder);
+            m_moved.erase(moved);
+        }
+        return true;
+    }
+
+    void PlaceMoved(OldEntry& old, const Placeholder& placeholder) {
+        const OldExtent extent = OldExtent::Of(old.entry.record);
+        if (placeholder.directory != nullptr) {
+            m_pending.push_back({placeholder.directory, extent, placeholder.level});
+            return;
+        }
+        IsoDirectory& relocation = RelocationDirectory(m_run);
+        IsoEntry& entry = Take(old);
+        relocation.AddEntry(entry);
+        bool isHidden = true;
+        if (IsoEntry* const from = placeholder.entry) {
+            entry.relocated_from = from;
+            entry.name = from->name;
+            from->relocated_to = &entry;
+            isHidden = from->directory->Has(kDirectoryNotInJoliet);
+        }
+        AdoptDirectory(relocation, entry, extent, isHidden, placeholder.level);
+    }
+
+    VolumeRun& m_run;
+    PreviousDisc m_disc;
+    OldDirectoryReader m_reader;
+    std::vector<Pending> m_pending;
+    std::map<uint32_t, Placeholder> m_placeholders;
+    std::map<uint32_t, OldEntry> m_moved;
+};
+
+} // namespace
+
+void MergePreviousSession(VolumeRun& run, IBlockReader& drive) {
+    Merger(run, drive).Merge();
 }
 
 } // namespace larkspin

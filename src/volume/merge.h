@@ -1,4 +1,20 @@
-// Laying the tree of a new session over the session before it.
+// Laying the tree of a new session over the session before it (ECMA-119, SUSP 1.12, RRIP 1.12).
+//
+// What the merge does with the names of a folder:
+// - A folder on the disc and one of that name in the queue become one, with the entries of both.
+// - A file of the queue replaces the old one of its exact name. If it is unchanged - size, date of
+//   modification to the second with its time zone, and type agree - the old sectors serve it and
+//   nothing is written; owner and permissions come from the new file.
+// - Everything else on the disc is kept as it stands: ISO name, dates, flags, extents, System Use
+//   data. If an ISO name is taken by a new entry, the old one gets digits as after any clash.
+// - Relocated directories of the old session are found by their CL entries, and stand in the
+//   relocation directory of the new volume.
+// - A folder of the queue replaces an old file; a file that would replace an old folder, and so
+// hide
+//   all that it holds, fails the merge.
+//
+// Old names come from Rock Ridge or from TRANS.TBL; without either they are the ISO names. Only the
+// primary tree is read: a boot record or names that only Joliet shows are not carried on.
 #pragma once
 
 #include "platform/byte_stream.h"
@@ -8,7 +24,13 @@ namespace larkspin {
 struct VolumeRun;
 
 // Adds to `run.tree`, which holds the queue, what the session at `run.previous_base` holds; reads
-// through `drive`, and never after it has returned.
+// through `drive`, and never after it has returned. Reading takes time and memory in proportion to
+// what the disc can hold, whatever stands on it.
+//
+// Fails with a text for the user if the drive can't read, if there is no session of one volume with
+// 2048-byte sectors, and with "Cannot merge previous session." or "Cannot parse Rock Ridge
+// attributes for '%s'." where something broken on the disc would make the new volume lose or
+// distort what the old one shows.
 void MergePreviousSession(VolumeRun& run, IBlockReader& drive);
 
 } // namespace larkspin

@@ -3,6 +3,7 @@
 #include "volume/run.h"
 #include "volume/sector_stream.h"
 #include "volume/sector_writers.h"
+#include "volume/system_use.h"
 
 #include <algorithm>
 
@@ -13,10 +14,8 @@ namespace {
 constexpr uint32_t kRoomInRecord = 254;
 constexpr uint32_t kRoomInArea = 2040;
 constexpr uint32_t kLeastRecordBase = 70; // head and name count as this much at least
-constexpr uint32_t kCeBytes = 28;
 constexpr size_t kNameBytesPerNm = 248;
 constexpr uint8_t kSystemUseVersion = 1;
-constexpr size_t kSystemUseHead = 4; // signature, length, version
 
 // Bytes that must be free for an entry to be put into the current area: its own, and those of the
 // CE which may have to follow it.
@@ -39,19 +38,6 @@ constexpr uint8_t kHasTf = 0x80;
 constexpr uint8_t kNmContinues = 1;
 constexpr uint8_t kTfModifyAccessChange = 0x0E;
 
-// Offsets inside entries.
-constexpr size_t kAtLength = 2;
-constexpr size_t kAtCeBlock = 4;
-constexpr size_t kAtCeOffset = 12;
-constexpr size_t kAtCeLength = 20;
-constexpr size_t kAtPxMode = 4;
-constexpr size_t kAtPxLinks = 12;
-constexpr size_t kAtPxUser = 20;
-constexpr size_t kAtPxGroup = 28;
-constexpr size_t kAtLinkExtent = 4; // of PL and CL
-
-// CD-XA's own System Use data, which stands in front and has no signature.
-constexpr size_t kXaBytes = 14;
 constexpr uint16_t kXaAttributesFile = 0x0D55;
 constexpr uint16_t kXaAttributesDirectory = 0x8D55;
 
@@ -91,8 +77,8 @@ class SystemUseBuilder {
     FieldWriter Add(std::string_view signature, size_t bytes) {
         FieldWriter entry = Raw(bytes);
         entry.Text(0, signature);
-        entry.U8(kAtLength, static_cast<uint8_t>(bytes));
-        entry.U8(3, kSystemUseVersion);
+        entry.U8(kAtSystemUseLength, static_cast<uint8_t>(bytes));
+        entry.U8(kAtSystemUseVersion, kSystemUseVersion);
         return entry;
     }
     // Ends the current area with a CE.
@@ -173,7 +159,7 @@ void AddName(SystemUseBuilder& builder, std::string_view native) {
 
 void AddAttributes(SystemUseBuilder& builder, const FileStatus& status) {
     builder.Require(kNeedPx);
-    FieldWriter px = builder.Add("PX", 36);
+    FieldWriter px = builder.Add("PX", kPxBytes);
     px.Both32(kAtPxMode, status.mode);
     px.Both32(kAtPxLinks, status.links);
     px.Both32(kAtPxUser, status.uid);
@@ -220,20 +206,15 @@ void AddRockRidge(SystemUseBuilder& builder, std::string_view native, const IsoE
     }
     if ((flags & kRrParentLink) != 0) {
         builder.Require(kNeedLink);
-        builder.Add("PL", 12);
+        builder.Add("PL", kLinkBytes);
     }
     if ((flags & kRrChildLink) != 0) {
         builder.Require(kNeedLink);
-        builder.Add("CL", 12);
+        builder.Add("CL", kLinkBytes);
     }
     if ((flags & kRrExtensionPointer) != 0) {
         builder.Continue();
     }
-}
-
-size_t XaBytesInFront(std::span<const uint8_t> data) {
-    const bool isXa = data.size() >= kXaBytes && data[6] == 'X' && data[7] == 'A' && data[9] == 0;
-    return isXa ? kXaBytes : 0;
 }
 
 // Calls `visit(ce, area)` for each continuation area of `entry` in order; both are parts of
@@ -274,12 +255,15 @@ void LinkRelocated(IsoDirectory& relocation) {
         if (entry->record.IsDots() || entry->Has(kEntryNotInIso)) {
             continue;
         }
+        if (!entry->record.IsDirectory()) {
+            continue; // a file that an earlier session had in there
+        }
         IsoDirectory* moved = entry->own_directory;
         if (moved == nullptr) {
             throw CCDWriterISOGenException(u"Internal error #938.");
         }
+        SetExtent(*DotDotOf(*moved), "PL", moved->TrueParent()->iso_extent);
         if (entry->relocated_from != nullptr) {
-            SetExtent(*DotDotOf(*moved), "PL", moved->TrueParent()->iso_extent);
             SetExtent(*entry->relocated_from, "CL", moved->iso_extent);
         }
     }
@@ -335,19 +319,48 @@ void MakeRockRidge(VolumeRun& run, std::string_view native, IsoEntry& entry, uin
 
 std::span<uint8_t> FindSystemUse(IsoEntry& entry, std::string_view signature) {
     const std::span<uint8_t> data = entry.rr_data;
-    size_t offset = XaBytesInFront(data);
-    while (offset + kSystemUseHead <= data.size()) {
-        const size_t length = data[offset + kAtLength];
-        const std::string_view found(reinterpret_cast<const char*>(&data[offset]), 2);
-        if (found == "ST" || length < kSystemUseHead || offset + length > data.size()) {
-            break;
+    SystemUseWalk walk(data.subspan(XaBytesInFront(data)));
+    while (true) {
+        const std::span<const uint8_t> found = walk.Next();
+        if (found.empty()) {
+            return {};
         }
-        if (found == signature) {
-            return data.subspan(offset, length);
+        if (SignatureOf(found) == signature) {
+            return data.subspan(static_cast<size_t>(found.data() - data.data()), found.size());
         }
-        offset += length;
     }
-    return {};
+}
+
+void LayOutSystemUse(IsoEntry& entry, std::span<const uint8_t> entries) {
+    const auto nameBytes = static_cast<uint32_t>(entry.record.name.size());
+    SystemUseBuilder builder(DirectoryRecord::PlainLength(nameBytes));
+    SystemUseWalk walk(entries);
+    for (auto next = walk.Next(); !next.empty(); next = walk.Next()) {
+        builder.Require(next.size() + kCeBytes);
+        builder.Raw(next.size()).Bytes(0, next);
+    }
+    builder.Store(entry);
+}
+
+void RefitSystemUse(IsoEntry& entry) {
+    if (entry.rr_inline_size != entry.rr_data.size()) {
+        return;
+    }
+    std::vector<uint8_t> entries;
+    std::span<const uint8_t> ce;
+    SystemUseWalk walk(entry.rr_data);
+    for (auto next = walk.Next(); !next.empty(); next = walk.Next()) {
+        if (SignatureOf(next) == "CE") {
+            ce = next;
+        } else {
+            entries.insert(entries.end(), next.begin(), next.end());
+        }
+    }
+    if (walk.Failed()) {
+        return;
+    }
+    entries.insert(entries.end(), ce.begin(), ce.end());
+    LayOutSystemUse(entry, entries);
 }
 
 uint32_t PlaceContinuations(const IsoEntry& entry, uint32_t offset) {
@@ -386,8 +399,8 @@ void MakeExtensionRecord(VolumeRun& run) {
     run.extension_record.assign(kSectorBytes, 0);
     FieldWriter er(run.extension_record);
     er.Text(0, "ER");
-    er.U8(kAtLength, kErBytes);
-    er.U8(3, kSystemUseVersion);
+    er.U8(kAtSystemUseLength, kErBytes);
+    er.U8(kAtSystemUseVersion, kSystemUseVersion);
     er.U8(4, kErIdentifier.size());
     er.U8(5, kErDescriptor.size());
     er.U8(6, kErSource.size());

@@ -38,6 +38,15 @@ void MakeRockRidge(VolumeRun& run, std::string_view native, IsoEntry& entry, uin
 // empty if there is none.
 std::span<uint8_t> FindSystemUse(IsoEntry& entry, std::string_view signature);
 
+// Makes `entries`, one System Use entry behind the other and none of them a CE but the last, the
+// data of `entry`, whose ISO name must be set: as much as fits stands in the record, the rest in
+// continuation areas.
+void LayOutSystemUse(IsoEntry& entry, std::span<const uint8_t> entries);
+
+// Lays the data of `entry` out anew because its record has outgrown 255 bytes. A CE that leads to
+// an earlier session stays the last entry. Does nothing for data that has areas of its own already.
+void RefitSystemUse(IsoEntry& entry);
+
 // Bytes of continuation areas of `entry` placed behind `offset`: the next free offset.
 uint32_t PlaceContinuations(const IsoEntry& entry, uint32_t offset);
 

@@ -25,8 +25,8 @@ VolumeRun::VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& g
                      CCDWriterISOGen::Notice noticeCallback, uint32_t previousBase,
                      uint32_t sessionBase)
     : files(fileSystem), options(genOptions), notice(std::move(noticeCallback)),
-      moment(clock.Now()), default_status(SyntheticFolder(genOptions, moment)),
-      previous_base(previousBase), session_base(sessionBase), plan_sector(sessionBase),
-      tree(genOptions.relocation_depth) {}
+      moment(clock.Now()), moment_milliseconds(static_cast<uint32_t>(clock.TickMs())),
+      default_status(SyntheticFolder(genOptions, moment)), previous_base(previousBase),
+      session_base(sessionBase), plan_sector(sessionBase), tree(genOptions.relocation_depth) {}
 
 } // namespace larkspin

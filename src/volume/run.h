@@ -12,6 +12,7 @@
 #include "volume/path_tables.h"
 #include "volume/sectors.h"
 #include "volume/tree.h"
+#include "volume/udf_plan.h"
 
 #include <array>
 #include <cstdint>
@@ -36,6 +37,8 @@ struct VolumeRun {
     // The moment of the volume (seconds since 1970, UTC), taken once. Descriptors, "Version block",
     // UDF and all names that no file stands behind carry it.
     const int64_t moment;
+    // The clock's tick at that moment: two volumes of the same second differ in it.
+    const uint32_t moment_milliseconds;
     // For directories that only exist on the volume.
     const FileStatus default_status;
 
@@ -53,6 +56,7 @@ struct VolumeRun {
     DirectoryRecord root_record;                               // of the primary tree
     DirectoryRecord joliet_root_record;
     std::deque<DeferredFile> contents; // in order of ascending sector
+    UdfPlan udf;
 };
 
 } // namespace larkspin

@@ -48,6 +48,23 @@ void CheckDrivePath(std::u16string_view path) {
     }
 }
 
+IsoEntry& NewEntry(VolumeRun& run, IsoDirectory& directory, const std::u16string* folder,
+                   std::u16string name, std::string_view native, const FileStatus& status) {
+    const bool isFolder = status.type == FileStatus::Type::Folder;
+    IsoEntry& entry = run.tree.NewEntry();
+    entry.name = std::move(name);
+    entry.source_folder = folder;
+    entry.priority = kPriorityOrdinary;
+    entry.inode = static_cast<uint16_t>(status.inode);
+    entry.device = static_cast<uint32_t>(status.device);
+    entry.record.date = run.dates.Get(status.modifyTime);
+    entry.record.volume_sequence = run.options.volume_sequence;
+    entry.record.flags = isFolder ? DirectoryRecord::kFlagDirectory : 0;
+    entry.record.name = MakeIsoName(native, isFolder, run.options);
+    directory.AddEntry(entry);
+    return entry;
+}
+
 class Scanner {
   public:
     explicit Scanner(VolumeRun& run) : m_run(run) {}
@@ -175,27 +192,10 @@ class Scanner {
         m_open.pop_back();
     }
 
-    IsoEntry& NewEntry(IsoDirectory& directory, const std::u16string* folder, std::u16string name,
-                       std::string_view native, const FileStatus& status) {
-        const bool isFolder = status.type == FileStatus::Type::Folder;
-        IsoEntry& entry = m_run.tree.NewEntry();
-        entry.name = std::move(name);
-        entry.source_folder = folder;
-        entry.priority = kPriorityOrdinary;
-        entry.inode = static_cast<uint16_t>(status.inode);
-        entry.device = static_cast<uint32_t>(status.device);
-        entry.record.date = m_run.dates.Get(status.modifyTime);
-        entry.record.volume_sequence = m_run.options.volume_sequence;
-        entry.record.flags = isFolder ? DirectoryRecord::kFlagDirectory : 0;
-        entry.record.name = MakeIsoName(native, isFolder, m_run.options);
-        directory.AddEntry(entry);
-        return entry;
-    }
-
     void AddFile(IsoDirectory& directory, const std::u16string* folder, std::u16string name,
                  const FileStatus& status) {
         const std::string native = ToNative(name);
-        IsoEntry& entry = NewEntry(directory, folder, std::move(name), native, status);
+        IsoEntry& entry = NewEntry(m_run, directory, folder, std::move(name), native, status);
         if (status.type == FileStatus::Type::Regular) {
             entry.size = static_cast<uint32_t>(status.size);
             entry.record.size = entry.size;
@@ -207,7 +207,7 @@ class Scanner {
                             const std::u16string& name, const std::u16string& path,
                             const FileStatus& status) {
         const std::string native = ToNative(name);
-        IsoEntry& entry = NewEntry(directory, folder, name, native, status);
+        IsoEntry& entry = NewEntry(m_run, directory, folder, name, native, status);
         IsoDirectory* place = nullptr;
         if (directory.depth > m_run.options.relocation_depth) {
             place = &Relocate(entry, native, path, status);
@@ -223,9 +223,9 @@ class Scanner {
     // and leaves a placeholder, an empty file to ISO 9660, at its true place.
     IsoDirectory& Relocate(IsoEntry& placeholder, std::string_view native,
                            const std::u16string& path, FileStatus status) {
-        IsoDirectory& relocation = RelocationDirectory();
-        IsoEntry& moved =
-            NewEntry(relocation, placeholder.source_folder, placeholder.name, native, status);
+        IsoDirectory& relocation = RelocationDirectory(m_run);
+        IsoEntry& moved = NewEntry(m_run, relocation, placeholder.source_folder, placeholder.name,
+                                   native, status);
         moved.priority = kPriorityFixed;
         moved.relocated_from = &placeholder;
         placeholder.relocated_to = &moved;
@@ -237,25 +237,6 @@ class Scanner {
         placeholder.inode = kNoInode;
         status.mode &= kModePermissions;
         MakeRockRidge(m_run, native, placeholder, kRrChildLink, status);
-        return directory;
-    }
-
-    IsoDirectory& RelocationDirectory() {
-        if (IsoDirectory* existing = m_run.tree.RelocationDirectory()) {
-            return *existing;
-        }
-        const std::string native = m_run.options.rr_moved_visible_name ? ".rr_moved" : "rr_moved";
-        IsoDirectory& root = m_run.tree.Root();
-        IsoEntry& entry = NewEntry(root, nullptr, ToWide(native), native, m_run.default_status);
-        entry.priority = kPriorityFixed;
-        entry.inode = kNoInode;
-        entry.device = kNoDevice;
-        entry.flags |= kEntryNotInJoliet; // Joliet shows deep directories at their true places
-        MakeRockRidge(m_run, native, entry, 0, m_run.default_status);
-        IsoDirectory& directory = m_run.tree.NewFirstDirectory(root, entry, {}, entry.name);
-        directory.flags |= kDirectoryNotInJoliet;
-        m_run.tree.SetRelocationDirectory(directory);
-        AddDotEntries(m_run, directory);
         return directory;
     }
 
@@ -277,6 +258,10 @@ void AddDots(VolumeRun& run, IsoDirectory& directory, std::u16string name, uint3
 
 } // namespace
 
+std::u16string_view RelocationName(const GenOptions& options) {
+    return options.rr_moved_visible_name ? u".rr_moved" : u"rr_moved";
+}
+
 void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue) {
     if (queue.empty()) {
         throw CCDWriterISOGenException(u"No files to write.");
@@ -285,6 +270,25 @@ void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue) {
     for (const std::u16string& item : queue) {
         scanner.AddQueueItem(item);
     }
+}
+
+IsoDirectory& RelocationDirectory(VolumeRun& run) {
+    if (IsoDirectory* existing = run.tree.RelocationDirectory()) {
+        return *existing;
+    }
+    const std::string native = ToNative(RelocationName(run.options));
+    IsoDirectory& root = run.tree.Root();
+    IsoEntry& entry = NewEntry(run, root, nullptr, ToWide(native), native, run.default_status);
+    entry.priority = kPriorityFixed;
+    entry.inode = kNoInode;
+    entry.device = kNoDevice;
+    entry.flags |= kEntryNotInJoliet; // Joliet shows deep directories at their true places
+    MakeRockRidge(run, native, entry, 0, run.default_status);
+    IsoDirectory& directory = run.tree.NewFirstDirectory(root, entry, {}, entry.name);
+    directory.flags |= kDirectoryNotInJoliet;
+    run.tree.SetRelocationDirectory(directory);
+    AddDotEntries(run, directory);
+    return directory;
 }
 
 void AddDotEntries(VolumeRun& run, IsoDirectory& directory) {

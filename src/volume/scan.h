@@ -10,16 +10,24 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace larkspin {
 
+struct GenOptions;
 struct IsoDirectory;
 struct VolumeRun;
 
 // Adds all items under the root. Fails if there are none, if an item does not exist, or if the
 // scan meets a limit. "/" puts its contents straight into the root.
 void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue);
+
+// The name of the relocation directory in the root.
+std::u16string_view RelocationName(const GenOptions& options);
+
+// The relocation directory; makes it if there is none.
+IsoDirectory& RelocationDirectory(VolumeRun& run);
 
 // Adds "." and ".." to `directory` if it lacks them.
 void AddDotEntries(VolumeRun& run, IsoDirectory& directory);

@@ -117,6 +117,20 @@ void SortEntries(VolumeRun& run, IsoDirectory& directory) {
     directory.entries = visible.front();
 }
 
+void MeasureRecord(IsoDirectory& directory, IsoEntry& entry) {
+    uint32_t length = entry.RecordLength();
+    if (length > DirectoryRecord::kLongest) {
+        RefitSystemUse(entry); // as an earlier session had it, the name was shorter
+        length = entry.RecordLength();
+    }
+    if (length > DirectoryRecord::kLongest) {
+        Fail("Internal error #935.");
+    }
+    entry.record.length = static_cast<uint8_t>(length);
+    directory.iso_size = PlaceInSector(directory.iso_size, length) + length;
+    directory.continuation_bytes = PlaceContinuations(entry, directory.continuation_bytes);
+}
+
 // Lengths of records, size of the directory and of its continuation areas, and its share of the
 // path table. They hold for the sorted chain only.
 void MeasureDirectory(VolumeRun& run, IsoDirectory& directory) {
@@ -127,13 +141,10 @@ void MeasureDirectory(VolumeRun& run, IsoDirectory& directory) {
         if (entry->Has(kEntryNotInIso)) {
             continue;
         }
-        const uint32_t length = entry->RecordLength();
-        if (length > DirectoryRecord::kLongest) {
-            Fail("Internal error #935.");
-        }
-        entry->record.length = static_cast<uint8_t>(length);
-        directory.iso_size = PlaceInSector(directory.iso_size, length) + length;
-        directory.continuation_bytes = PlaceContinuations(*entry, directory.continuation_bytes);
+        ForEachRecord(*entry, [&](IsoEntry& record) {
+            record.record.name = entry->record.name; // a clash may have renamed it
+            MeasureRecord(directory, record);
+        });
         if (entry->record.IsDirectory() &&
             (!entry->record.IsDots() || (isRoot && entry->record.IsDot()))) {
             run.iso_tables.CountRecord(static_cast<uint32_t>(entry->record.name.size()));

@@ -38,13 +38,16 @@ IsoEntry& IsoTree::NewEntry() {
     return m_entries.emplace_back();
 }
 
-IsoDirectory& IsoTree::MakeDirectory(IsoDirectory& parent, IsoEntry& self,
-                                     std::u16string sourcePath, std::u16string leafName) {
+void IsoTree::CheckDepth(const IsoDirectory& parent, const std::u16string& sourcePath) const {
     if (&parent != m_pRoot && parent.depth > m_nRelocationDepth) {
         throw CCDWriterISOGenException(FormatWide(
             "Directories too deep for '%s' (%d) max is %d.", ToNative(sourcePath).c_str(),
             static_cast<int>(parent.depth), static_cast<int>(m_nRelocationDepth)));
     }
+}
+
+IsoDirectory& IsoTree::MakeDirectory(IsoDirectory& parent, IsoEntry& self,
+                                     std::u16string sourcePath, std::u16string leafName) {
     IsoDirectory& directory = m_directories.emplace_back();
     directory.parent = &parent;
     directory.depth = parent.depth + 1;
@@ -55,12 +58,23 @@ IsoDirectory& IsoTree::MakeDirectory(IsoDirectory& parent, IsoEntry& self,
     return directory;
 }
 
-IsoDirectory& IsoTree::NewDirectory(IsoDirectory& parent, IsoEntry& self, std::u16string sourcePath,
-                                    std::u16string leafName) {
-    IsoDirectory& directory =
-        MakeDirectory(parent, self, std::move(sourcePath), std::move(leafName));
+void IsoTree::Append(IsoDirectory& parent, IsoDirectory& directory) {
     (parent.last_child != nullptr ? parent.last_child->next : parent.first_child) = &directory;
     parent.last_child = &directory;
+}
+
+IsoDirectory& IsoTree::NewDirectory(IsoDirectory& parent, IsoEntry& self, std::u16string sourcePath,
+                                    std::u16string leafName) {
+    CheckDepth(parent, sourcePath);
+    IsoDirectory& directory =
+        MakeDirectory(parent, self, std::move(sourcePath), std::move(leafName));
+    Append(parent, directory);
+    return directory;
+}
+
+IsoDirectory& IsoTree::AdoptDirectory(IsoDirectory& parent, IsoEntry& self) {
+    IsoDirectory& directory = MakeDirectory(parent, self, {}, self.name);
+    Append(parent, directory);
     return directory;
 }
 

@@ -67,6 +67,9 @@ struct IsoEntry {
     // A relocated directory's entry and the placeholder at its true place know each other.
     IsoEntry* relocated_from = nullptr;
     IsoEntry* relocated_to = nullptr;
+    // Further records that a previous session has under this entry's name, such as the other
+    // sections of its file; they stand right in front of it, linked through `next`.
+    IsoEntry* same_name = nullptr;
     std::vector<uint8_t> rr_data; // System Use data, continuation areas included
     uint32_t rr_inline_size = 0;  // how much of rr_data stands in the directory record
     uint32_t udf_entry_sector = 0;
@@ -128,6 +131,8 @@ class IsoTree {
     // The same, but in front of the other children.
     IsoDirectory& NewFirstDirectory(IsoDirectory& parent, IsoEntry& self, std::u16string sourcePath,
                                     std::u16string leafName);
+    // The same as NewDirectory for a directory of a previous session, at any depth.
+    IsoDirectory& AdoptDirectory(IsoDirectory& parent, IsoEntry& self);
     // The directory that shows as `name` in `parent`, wherever relocation has put it; null if
     // there is none. `name` must have been announced with NameDirectory.
     IsoDirectory* FindDirectory(const IsoDirectory& parent, std::u16string_view name) const;
@@ -150,8 +155,10 @@ class IsoTree {
         size_t operator()(const Place& place) const;
     };
 
+    void CheckDepth(const IsoDirectory& parent, const std::u16string& sourcePath) const;
     IsoDirectory& MakeDirectory(IsoDirectory& parent, IsoEntry& self, std::u16string sourcePath,
                                 std::u16string leafName);
+    static void Append(IsoDirectory& parent, IsoDirectory& directory);
 
     uint32_t m_nRelocationDepth;
     std::deque<IsoEntry> m_entries;
@@ -161,6 +168,16 @@ class IsoTree {
     IsoDirectory* m_pRoot = nullptr;
     IsoDirectory* m_pRelocation = nullptr;
 };
+
+// Calls `visit` for each record that stands under the name of `entry` in a directory, in order; the
+// last one is `entry` itself.
+template <typename Visit>
+void ForEachRecord(IsoEntry& entry, Visit&& visit) {
+    for (IsoEntry* record = entry.same_name; record != nullptr; record = record->next) {
+        visit(*record);
+    }
+    visit(entry);
+}
 
 // Calls `visit` for each directory, depth first: a directory, its subdirectories, its siblings.
 template <typename Visit>

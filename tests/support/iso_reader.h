@@ -47,9 +47,12 @@ class IsoReader {
         bool IsDotDot() const { return rawName.size() == 1 && rawName[0] == '\1'; }
     };
 
-    // `image` holds the sectors from `firstSector` on; addresses on a volume are absolute.
-    explicit IsoReader(Bytes image, uint32_t firstSector = 0)
-        : m_image(std::move(image)), m_nFirst(firstSector) {
+    // `image` holds the sectors from `firstSector` on; addresses on a volume are absolute. The
+    // session to read begins at `sessionStart`, by default with the image.
+    explicit IsoReader(Bytes image, uint32_t firstSector = 0,
+                       std::optional<uint32_t> sessionStart = {})
+        : m_image(std::move(image)), m_nFirst(firstSector),
+          m_nSession(sessionStart.value_or(firstSector)) {
         Require(m_image.size() % kSector == 0, "the image ends inside a sector");
         ReadDescriptors();
     }
@@ -205,7 +208,7 @@ class IsoReader {
     }
 
     void ReadDescriptors() {
-        for (uint32_t number = m_nFirst + 16;; ++number) {
+        for (uint32_t number = m_nSession + 16;; ++number) {
             const auto sector = Sector(number);
             Require(std::equal(sector.begin() + 1, sector.begin() + 6, "CD001"),
                     "a descriptor without its identifier");
@@ -384,6 +387,7 @@ class IsoReader {
 
     Bytes m_image;
     uint32_t m_nFirst;
+    uint32_t m_nSession;
     uint32_t m_nPrimary = 0;
     uint32_t m_nJoliet = 0;
     uint32_t m_nBehindDescriptors = 0;

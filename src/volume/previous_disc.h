@@ -1,0 +1,64 @@
+// The disc that a session is added to, as the merge reads it.
+//
+// Whatever the disc holds, what is read from it is bounded: nothing at or behind the new session,
+// no more than twice the sectors in front of it. Every failure is a CCDWriterISOGenException.
+#pragma once
+
+#include "platform/byte_stream.h"
+#include "volume/directory_record.h"
+#include "volume/sectors.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <vector>
+
+namespace larkspin {
+
+// Ends the run: the old session can't be laid under the new one without loss.
+[[noreturn]] void FailToMerge();
+
+// Contents on the disc, in absolute sectors.
+struct OldExtent {
+    uint32_t sector = 0;
+    uint32_t bytes = 0;
+
+    // Where the contents of a record begin: behind its extended attributes (ECMA-119 9.1.2).
+    static OldExtent Of(const DirectoryRecord& record);
+};
+
+class PreviousDisc {
+  public:
+    // `endSector`: the first sector of the new session. `drive` must outlive this object.
+    PreviousDisc(IBlockReader& drive, uint32_t endSector);
+
+    // True if all of the extent lies in front of the new session.
+    bool Holds(const OldExtent& extent) const;
+
+    // The first sector at or behind `start` that is a primary volume descriptor; looks at 100
+    // sectors. Gives its root directory. Fails if there is none or if it is of another kind than
+    // 2048-byte sectors and a single volume.
+    OldExtent FindPreviousRoot(uint32_t start);
+
+    // Whole sectors of the extent, read in pieces of up to 16. Fails if it isn't inside the disc.
+    std::vector<uint8_t> ReadSectors(const OldExtent& extent);
+
+    // Reads these sectors, neighbours at one go, for the calls of Sector that follow, and forgets
+    // those before. Sectors that the disc doesn't have are passed over.
+    void Prefetch(std::vector<uint32_t> sectors);
+    // One sector inside the disc. Holds until the next call of this or of Prefetch.
+    std::span<const uint8_t> Sector(uint32_t sector);
+
+  private:
+    using SectorBytes = std::array<uint8_t, kSectorBytes>;
+
+    void Read(void* buffer, uint32_t count, uint32_t sector);
+
+    IBlockReader& m_drive;
+    uint32_t m_nEnd;
+    uint64_t m_nSectorsLeft; // that may still be read
+    std::map<uint32_t, SectorBytes> m_sectors;
+};
+
+} // namespace larkspin
