@@ -13,6 +13,7 @@
 #include <linux/cdrom.h>
 #include <linux/fs.h>
 #include <scsi/sg.h>
+#include <sys/mman.h>
 #include <sys/sysmacros.h>
 #include <vector>
 
@@ -91,12 +92,15 @@ CFakeDevice::CFakeDevice() : m_drive(SystemClock()) {
         m_logPath = path;
 }
 
-int CFakeDevice::Open(int flags, int (*realOpen)(const char*, int)) {
+int CFakeDevice::Open(int flags) {
     // As the kernel does, see to a medium change first; an empty drive opens only unasked.
     const int code = DriveStatus();
     if ((flags & O_NONBLOCK) == 0 && code != CDS_DISC_OK)
         return Fail(ENOMEDIUM);
-    const int descriptor = realOpen("/dev/null", flags & (O_ACCMODE | O_CLOEXEC | O_NONBLOCK));
+    // A file of its own behind each descriptor: locks on a shared one would keep out the programs
+    // that use another faked drive at the same time.
+    const int descriptor =
+        ::memfd_create("sr0", (flags & O_CLOEXEC) != 0 ? unsigned{MFD_CLOEXEC} : 0U);
     if (descriptor >= kMaxDescriptor)
         return Fail(EMFILE);
     if (descriptor >= 0)

@@ -24,7 +24,7 @@ class CFakeDevice {
     static bool IsDevicePath(const char* path);
 
     // Each call takes the result of the system call of that name: -1 with errno set on failure.
-    int Open(int flags, int (*realOpen)(const char*, int));
+    int Open(int flags);
     // Whether a descriptor stands for the device. These need no device, and make none: they are
     // asked also while it comes into being.
     static bool Owns(int descriptor);

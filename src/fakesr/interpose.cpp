@@ -25,13 +25,8 @@ Call Next(const char* name) {
     return call;
 }
 
-int RealOpen(const char* path, int flags) {
-    static const auto next = Next<int (*)(const char*, int, ...)>("open64");
-    return next(path, flags);
-}
-
 int OpenDevice(int flags) {
-    return CFakeDevice::Instance().Open(flags, RealOpen);
+    return CFakeDevice::Instance().Open(flags);
 }
 
 mode_t ModeArgument(int flags, va_list arguments) {
