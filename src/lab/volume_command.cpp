@@ -32,6 +32,7 @@ constexpr char kUsage[] =
     "  --previous-start N      first sector of the session before it (0)\n"
     "  --volume-id TEXT        volume identifier of the ISO tree\n"
     "  --joliet-volume-id TEXT volume identifier of the Joliet tree\n"
+    "  --udf                   adds a UDF 1.02 view of the same files\n"
     "  --date EPOCH            seconds since 1970, UTC: the run's moment, and the time of every\n"
     "                          access, so that two runs give the same bytes\n"
     "Names left out of the volume are told on standard error.\n"
@@ -51,6 +52,7 @@ struct Request {
     uint32_t previousStart = 0;
     std::optional<std::string> volumeId;
     std::optional<std::string> jolietVolumeId;
+    bool udf = false;
     std::optional<int64_t> date;
     std::vector<std::string> paths;
 };
@@ -94,6 +96,8 @@ Request ParseArguments(Arguments arguments) {
             request.volumeId = value();
         } else if (argument == "--joliet-volume-id") {
             request.jolietVolumeId = value();
+        } else if (argument == "--udf") {
+            request.udf = true;
         } else if (argument == "--date") {
             request.date = ParseNumber<int64_t>(argument, value());
         } else {
@@ -167,7 +171,7 @@ class FixedClock final : public IClock {
   public:
     explicit FixedClock(int64_t moment) : m_nMoment(moment) {}
     int64_t Now() override { return m_nMoment; }
-    uint64_t TickMs() override { return SystemClock().TickMs(); }
+    uint64_t TickMs() override { return 0; }
     void Sleep(std::chrono::milliseconds time) override { SystemClock().Sleep(time); }
 
   private:
@@ -223,6 +227,7 @@ void MakeVolume(const Request& request, IFileSystem& files, IClock& clock, IByte
     if (request.jolietVolumeId) {
         options.joliet_volume_id = ToWide(*request.jolietVolumeId);
     }
+    options.udf = request.udf;
     generator.MakeVolume(QueueOf(request.paths), sink, request.previousStart, request.sessionStart,
                          {});
 }

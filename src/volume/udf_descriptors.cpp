@@ -188,7 +188,7 @@ UdfSector UdfFileSetDescriptor(const VolumeRun& run) {
     WriteUdfCharset(writer, 240); // of the file set
     WriteUdfText(writer, 304, kVolumeIdBytes, run.options.joliet_volume_id);
     writer.Little32(400, kSectorBytes); // the root's file entry
-    writer.Little32(404, run.udf.BlockOf(run.tree.Root().self->udf_entry_sector));
+    writer.Little32(404, run.udf.BlockOf(run.udf.root_entry));
     WriteUdfDomain(writer, 416);
     Finish(sector, kDescriptorBytes, UdfTag::FileSet, 0);
     return sector;

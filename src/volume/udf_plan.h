@@ -13,6 +13,7 @@ struct UdfPlan {
     uint32_t integrity_sequence = 0;
     uint32_t partition_start = 0; // the File Set Descriptor is its first block
     uint32_t partition_end = 0;   // first sector behind it
+    uint32_t root_entry = 0;      // the file entry of the root
     uint32_t last_entry = 0;      // the file entry with the highest unique identifier
     uint32_t files = 0;
     uint32_t directories = 0; // the root is one

@@ -133,7 +133,6 @@ class IdentifierWriter {
     IdentifierWriter(const UdfPlan& plan, std::span<uint8_t> area, uint32_t block)
         : m_plan(plan), m_area(area), m_nBlock(block) {}
 
-    // `target` is the entry of the file or directory, or null for the root.
     void Add(uint8_t characteristics, const std::string& name, uint32_t entrySector,
              uint32_t uniqueId) {
         const uint32_t length = IdentifierBytes(name.size());
@@ -217,11 +216,13 @@ void PlanUdfDirectories(VolumeRun& run) {
         run.plan_sector += 1 + SectorsOf(IdentifiersSize(run, directory));
         ++run.udf.directories;
     });
+    run.udf.root_entry = run.tree.Root().self->udf_entry_sector;
 }
 
 void PlanUdfFiles(VolumeRun& run) {
     ForEachFile(run, [&](IsoEntry& entry) {
-        if (entry.record.extent != 0 && entry.record.extent < run.udf.partition_start) {
+        // Only contents kept from an earlier session have their place already.
+        if (entry.size > 0 && (entry.record.extent != 0 || entry.Has(kEntryMayBeKept))) {
             throw CCDWriterISOGenException(u"UDF cannot show the files of an earlier session.");
         }
         entry.udf_entry_sector = run.plan_sector;
