@@ -125,6 +125,7 @@ SenseCode CDrive::Blank(const CCommand& command) {
     const SenseCode code = m_medium->Blank(command.Byte(1) & 0x07, command.Be32(2));
     if (!code.IsGood())
         return code;
+    AdoptKind();
     BeginLongOperation(sense::kOperationInProgress, command.Bit(1, 0x10));
     return sense::kGood;
 }
@@ -141,6 +142,7 @@ SenseCode CDrive::FormatUnit(const CCommand& command) {
     const SenseCode code = m_medium->FormatMedium(list);
     if (!code.IsGood())
         return code;
+    AdoptKind();
     BeginLongOperation(sense::kFormatInProgress, (list[1] & 0x02) != 0);
     return sense::kGood;
 }

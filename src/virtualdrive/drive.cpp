@@ -12,6 +12,10 @@ namespace {
 // What an empty drive reads at: the fastest it knows.
 constexpr uint32_t kDefaultReadKB = 8468;
 
+// A background format of a whole disc takes this many times as long as an operation that is waited
+// for.
+constexpr double kBackgroundLength = 20.0;
+
 } // namespace
 
 CDrive::CDrive(IClock& clock) : m_clock(clock), m_speed(clock) {
@@ -64,6 +68,7 @@ const CDrive::Row* CDrive::FindRow(uint8_t opcode) {
 CDrive::Outcome CDrive::Run(const CCommand& command) {
     m_waitMs = 0;
     m_ejected = false;
+    RunBackground();
     Outcome outcome;
     const Row* row = FindRow(command.Byte(0));
     if (row == nullptr) {
@@ -128,6 +133,7 @@ bool CDrive::Insert(const std::string& folder) {
     m_medium.reset();
     m_store = std::move(store);
     m_medium = kind->make(*m_store);
+    m_kind = kind->name;
     m_folder = folder;
     m_isTrayOpen = false;
     m_operation.reset();
@@ -136,6 +142,22 @@ bool CDrive::Insert(const std::string& folder) {
     m_hasProfileEvent = true;
     SelectDefaultSpeeds();
     return true;
+}
+
+void CDrive::AdoptKind() {
+    if (m_store->State().kind == m_kind)
+        return;
+    m_kind = m_store->State().kind;
+    m_medium = FindMediumKind(m_kind)->make(*m_store);
+    m_hasProfileEvent = true;
+}
+
+void CDrive::RunBackground() {
+    const uint64_t now = m_clock.TickMs();
+    if (m_medium != nullptr && m_longOperationMs > 0 && !IsBusy())
+        m_medium->RunBackground(static_cast<double>(now - m_backgroundTick) /
+                                (kBackgroundLength * m_longOperationMs));
+    m_backgroundTick = now;
 }
 
 void CDrive::Remove() {

@@ -78,6 +78,9 @@ class CDrive {
     // Lets a long operation run, in the background when the command is immediate.
     void BeginLongOperation(const SenseCode& code, bool immediate);
     SenseCode NoMedium() const;
+    // Formats and blanks can make another kind of disc of one.
+    void AdoptKind();
+    void RunBackground();
     void TakeOut(bool openTray);
     void SelectDefaultSpeeds();
     SpeedReport Speeds() const;
@@ -139,6 +142,8 @@ class CDrive {
     std::string m_folder;
     std::unique_ptr<CDiscStore> m_store;
     std::unique_ptr<IMedium> m_medium;
+    std::string m_kind; // of m_medium
+    uint64_t m_backgroundTick = 0;
     bool m_isTrayOpen = false;
     bool m_isLocked = false;
     bool m_hasAttention = false; // the medium may have changed

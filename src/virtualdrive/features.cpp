@@ -45,6 +45,7 @@ const std::vector<Feature>& Features() {
         // Writes; quick start and close only.
         {feature::kDvdPlusRw, 0, false, {1, 0, 0, 0}},
         {feature::kDvdPlusR, 0, false, {1, 0, 0, 0}},
+        {feature::kRigidRestrictedOverwrite, 0, false, {0, 0, 0, 0}},
         // Buffer underrun protection; no test writing, no sub-channel. Data block types 0 and 8.
         {feature::kCdTrackAtOnce, 2, false, {0x40, 0, 0x01, 0x01}},
         // Buffer underrun protection, session at once; longest cue sheet.

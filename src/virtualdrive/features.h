@@ -25,6 +25,7 @@ constexpr uint16_t kDefectManagement = 0x0024;
 constexpr uint16_t kRestrictedOverwrite = 0x0026;
 constexpr uint16_t kDvdPlusRw = 0x002A;
 constexpr uint16_t kDvdPlusR = 0x002B;
+constexpr uint16_t kRigidRestrictedOverwrite = 0x002C;
 constexpr uint16_t kCdTrackAtOnce = 0x002D;
 constexpr uint16_t kCdMastering = 0x002E;
 constexpr uint16_t kDvdDashWrite = 0x002F;

@@ -32,4 +32,6 @@ SenseCode IMedium::FormatMedium(std::span<const uint8_t>) {
     return sense::kCannotWriteIncompatibleMedium;
 }
 
+void IMedium::RunBackground(double) {}
+
 } // namespace larkspin

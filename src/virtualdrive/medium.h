@@ -155,6 +155,8 @@ class IMedium {
     virtual SenseCode Blank(uint8_t type, uint32_t address);
     // FORMAT UNIT: the parameter list, header of 4 and descriptor of 8 bytes, length checked.
     virtual SenseCode FormatMedium(std::span<const uint8_t> parameterList);
+    // Lets an operation that runs behind the commands go on: `share` of the whole disc.
+    virtual void RunBackground(double share);
     // True if power calibration makes sense: the medium can be written.
     virtual bool IsWritable() const = 0;
 

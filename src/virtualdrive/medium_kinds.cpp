@@ -1,6 +1,9 @@
 #include "virtualdrive/medium_kinds.h"
 
 #include "virtualdrive/cd_medium.h"
+#include "virtualdrive/dvd_minus_rw.h"
+#include "virtualdrive/dvd_overwrite.h"
+#include "virtualdrive/dvd_sequential.h"
 
 #include <algorithm>
 #include <array>
@@ -17,9 +20,24 @@ std::unique_ptr<IMedium> Make(CDiscStore& store) {
 // A CD of 80 minutes: the lead-out may begin at 79:59:74.
 constexpr uint32_t kCdCapacity = 359'849;
 
+// DVD capacities: the 4.7 GB of each family, a DVD-RAM with its usual spare areas, two layers.
+constexpr uint32_t kDvdMinusCapacity = 2'298'496;
+constexpr uint32_t kDvdPlusCapacity = 2'295'104;
+constexpr uint32_t kDvdRamCapacity = 2'236'704;
+constexpr uint32_t kDvdMinusRDlCapacity = 4'171'712;
+constexpr uint32_t kDvdPlusRDlCapacity = 4'173'824;
+
 constexpr std::array kKinds = {
     MediumKind{"cd-r", kCdCapacity, Make<CCdRMedium>},
     MediumKind{"cd-rw", kCdCapacity, Make<CCdRwMedium>},
+    MediumKind{"dvd-r", kDvdMinusCapacity, Make<CDvdMinusRMedium>},
+    MediumKind{kMinusRwSequentialKind, kDvdMinusCapacity, Make<CDvdMinusRwMedium>},
+    MediumKind{kMinusRwOverwriteKind, kDvdMinusCapacity, Make<CDvdMinusRwOverwriteMedium>},
+    MediumKind{"dvd-ram", kDvdRamCapacity, Make<CDvdRamMedium>},
+    MediumKind{"dvd+r", kDvdPlusCapacity, Make<CDvdPlusRMedium>},
+    MediumKind{"dvd+rw", kDvdPlusCapacity, Make<CDvdPlusRwMedium>},
+    MediumKind{"dvd+r-dl", kDvdPlusRDlCapacity, Make<CDvdPlusRDlMedium>},
+    MediumKind{"dvd-r-dl", kDvdMinusRDlCapacity, Make<CDvdMinusRDlMedium>},
 };
 
 } // namespace

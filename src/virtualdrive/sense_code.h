@@ -28,6 +28,7 @@ constexpr SenseCode kNoMediumTrayOpen = {2, 0x3A, 0x02};
 
 constexpr SenseCode kWriteError = {3, 0x0C, 0x00};
 constexpr SenseCode kUnrecoveredRead = {3, 0x11, 0x05};
+constexpr SenseCode kMediumNotFormatted = {3, 0x31, 0x00};
 
 constexpr SenseCode kParameterListLength = {5, 0x1A, 0x00};
 constexpr SenseCode kInvalidOpcode = {5, 0x20, 0x00};

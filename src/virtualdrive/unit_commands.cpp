@@ -60,8 +60,8 @@ SenseCode CDrive::Inquiry(const CCommand& command) {
     answer[2] = 0x05; // SPC-3
     answer[3] = 0x02; // response data format
     answer[4] = kStandardInquiryBytes - 5;
-    PutText(answer, 8, 8, "LARKSPIN");
-    PutText(answer, 16, 16, "Virtual Drive");
+    PutText(answer, 8, 8, "Virtual");
+    PutText(answer, 16, 16, "Larkspin Drive");
     PutText(answer, 32, 4, "1.4");
     command.Answer(answer.Bytes(), command.Be16(3));
     return sense::kGood;

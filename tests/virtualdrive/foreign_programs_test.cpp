@@ -1,24 +1,16 @@
 // Programs that know nothing of the virtual drive use it as /dev/sr0, through the preloaded
 // library: they must get along with it, and what they write and list must be right.
-#include "host.h"
+#include "foreign.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 
 #ifdef LARKSPIN_FAKESR_LIBRARY
 
 namespace larkspin {
 
 namespace {
-
-void WriteFile(const std::string& path, const Bytes& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
 
 // PCM as a RIFF WAVE file, 44.1 kHz stereo 16-bit.
 Bytes Wave(const Bytes& pcm) {
@@ -34,71 +26,27 @@ Bytes Wave(const Bytes& pcm) {
     return wave;
 }
 
-// Programs look whether the blocks in front of a lead-out can be read, since run-out can't.
-constexpr const char* kRunOutRead = "28 3/11/05";
-
-class ForeignProgramsTest : public ::testing::Test {
-  protected:
-    void Load(const std::string& kind) {
-        ASSERT_TRUE(VirtualDrive::CreateDisc(Path("disc"), kind));
-    }
-    std::string Path(const std::string& name) const { return folder.Path() + "/" + name; }
-
-    // Runs a program in the test's folder with the drive at /dev/sr0; what it printed is in
-    // `output`. All its commands must have been to the drive's liking, but for news of the medium
-    // and a refusal that `tolerated` names by opcode and sense.
-    void Run(const std::string& command, const std::string& tolerated = "") {
-        std::filesystem::remove(Path("log"));
-        const std::string line = "cd " + folder.Path() +
-                                 " && LC_ALL=C LARKSPIN_FAKESR=" + Path("disc") +
-                                 " LARKSPIN_FAKESR_LOG=" + Path("log") +
-                                 " LD_PRELOAD=" LARKSPIN_FAKESR_LIBRARY " " + command + " 2>&1";
-        std::FILE* pipe = ::popen(line.c_str(), "r");
-        ASSERT_NE(pipe, nullptr);
-        output.clear();
-        std::array<char, 4096> buffer = {};
-        while (const size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe))
-            output.append(buffer.data(), count);
-        ASSERT_EQ(::pclose(pipe), 0) << command << "\n" << output;
-        std::ifstream log(Path("log"));
-        int commands = 0;
-        for (std::string entry; std::getline(log, entry); ++commands) {
-            const std::string result = entry.substr(entry.find("= ") + 2);
-            if (result == "0/00/00" || result == "6/28/00")
-                continue;
-            EXPECT_EQ(entry.substr(0, 3) + result, tolerated) << command << "\n" << entry;
-        }
-        EXPECT_GT(commands, 0) << "the program never came to the drive";
-    }
-    void ExpectOutput(const std::string& text) const {
-        EXPECT_NE(output.find(text), std::string::npos) << "\"" << text << "\" in:\n" << output;
-    }
-
-    TempFolder folder;
-    std::string output;
-};
-
 TEST_F(ForeignProgramsTest, CdrskinBlanksWritesAppendsAndLists) {
     Load("cd-rw");
     const Bytes first = Pattern(603UL * 2048, 1);
     const Bytes second = Pattern(489UL * 2048, 2);
     WriteFile(Path("first.iso"), first);
     WriteFile(Path("second.iso"), second);
-    Run("cdrskin dev=/dev/sr0 -v -multi -tao first.iso", kRunOutRead);
+    RunProgram("cdrskin dev=/dev/sr0 -v -multi -tao first.iso", kRunOutRead);
     EXPECT_EQ(FileBytes(Path("disc/track-01.iso")), first);
-    Run("cdrskin dev=/dev/sr0 -msinfo", kRunOutRead);
+    RunProgram("cdrskin dev=/dev/sr0 -msinfo", kRunOutRead);
     ExpectOutput("0,12005"); // 603 blocks and 2 of run-out, 11,400 on
-    Run("cdrskin dev=/dev/sr0 -v -tao second.iso", kRunOutRead);
+    RunProgram("cdrskin dev=/dev/sr0 -v -tao second.iso", kRunOutRead);
     EXPECT_EQ(FileBytes(Path("disc/track-02.iso")), second);
-    Run("cdrskin dev=/dev/sr0 -toc", kRunOutRead);
+    RunProgram("cdrskin dev=/dev/sr0 -toc", kRunOutRead);
     ExpectOutput("track:lout lba:       605");
     ExpectOutput("track:   2 lba:     12005");
     ExpectOutput("2 sessions, 2 tracks, closed CD-RW");
-    Run("cdrskin dev=/dev/sr0 -v blank=fast", kRunOutRead);
+    RunProgram("cdrskin dev=/dev/sr0 -v blank=fast", kRunOutRead);
     EXPECT_FALSE(std::filesystem::exists(Path("disc/track-01.iso")));
-    Run("cdrskin dev=/dev/sr0 -v -sao second.iso");
+    RunProgram("cdrskin dev=/dev/sr0 -v -sao second.iso");
     EXPECT_EQ(FileBytes(Path("disc/track-01.iso")), second);
-    Run("cdrskin dev=/dev/sr0 -toc");
+    RunProgram("cdrskin dev=/dev/sr0 -toc");
     ExpectOutput("track:lout lba:       489");
 }
 
@@ -114,9 +62,9 @@ TEST_F(ForeignProgramsTest, CdrskinWritesAnAudioDiscThatCdInfoReads) {
         WriteFile(Path(name), Wave(pcm));
         files += " " + name;
     }
-    Run("cdrskin dev=/dev/sr0 -v -sao -audio" + files);
+    RunProgram("cdrskin dev=/dev/sr0 -v -sao -audio" + files);
     EXPECT_EQ(FileBytes(Path("disc/session-01.bin")), all);
-    Run("cd-info --no-header /dev/sr0");
+    RunProgram("cd-info --no-header /dev/sr0");
     ExpectOutput("1: 00:02:00  000000 audio");
     ExpectOutput("2: 00:07:25  000400 audio");
     ExpectOutput("3: 00:14:00  000900 audio");
@@ -129,20 +77,20 @@ TEST_F(ForeignProgramsTest, XorrisoWritesAppendsAndReadsBack) {
     std::filesystem::create_directories(Path("more"));
     WriteFile(Path("tree/deep/first.bin"), Pattern(3'000'000, 1));
     WriteFile(Path("more/second.bin"), Pattern(500'001, 2));
-    Run("xorriso -outdev /dev/sr0 -volid PAIR -map tree /tree");
-    Run("xorriso -dev /dev/sr0 -map more /more", kRunOutRead);
-    Run("xorriso -indev /dev/sr0 -toc", kRunOutRead);
+    RunProgram("xorriso -outdev /dev/sr0 -volid PAIR -map tree /tree");
+    RunProgram("xorriso -dev /dev/sr0 -map more /more", kRunOutRead);
+    RunProgram("xorriso -indev /dev/sr0 -toc", kRunOutRead);
     ExpectOutput("ISO session  :   2");
-    Run("xorriso -osirrox on -indev /dev/sr0 -extract / out", kRunOutRead);
+    RunProgram("xorriso -osirrox on -indev /dev/sr0 -extract / out", kRunOutRead);
     EXPECT_EQ(FileBytes(Path("out/tree/deep/first.bin")), Pattern(3'000'000, 1));
     EXPECT_EQ(FileBytes(Path("out/more/second.bin")), Pattern(500'001, 2));
-    Run("cd-info --no-header /dev/sr0", kRunOutRead);
+    RunProgram("cd-info --no-header /dev/sr0", kRunOutRead);
     ExpectOutput("label `PAIR");
     ExpectOutput("session #2 starts at track  2");
-    Run("iso-info -f /dev/sr0", kRunOutRead);
+    RunProgram("iso-info -f /dev/sr0", kRunOutRead);
     ExpectOutput("3000000 /tree/deep/first.bin");
-    Run("xorriso -outdev /dev/sr0 -blank fast", kRunOutRead);
-    Run("xorriso -outdev /dev/sr0 -toc");
+    RunProgram("xorriso -outdev /dev/sr0 -blank fast", kRunOutRead);
+    RunProgram("xorriso -outdev /dev/sr0 -toc");
     ExpectOutput("is blank");
 }
 

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -155,6 +156,10 @@ class DriveTest : public ::testing::Test {
         ASSERT_TRUE(VirtualDrive::CreateDisc(Disc(), kind, capacity));
         ASSERT_TRUE(drive.Insert(Disc()));
         EXPECT_EQ(host.TestUnitReady(), 0x62800);
+    }
+    void LoadAnother(const std::string& kind, uint32_t capacity = 0) {
+        std::filesystem::remove_all(Disc());
+        Load(kind, capacity);
     }
     void Reload() {
         ASSERT_TRUE(drive.Insert(Disc()));

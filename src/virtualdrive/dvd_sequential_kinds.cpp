@@ -1,0 +1,165 @@
+// Where the sequential kinds of DVD differ.
+#include "virtualdrive/dvd_minus_rw.h"
+#include "virtualdrive/dvd_sequential.h"
+#include "virtualdrive/features.h"
+
+#include "platform/byte_order.h"
+
+namespace larkspin {
+
+namespace {
+
+constexpr uint8_t kBlockTypeMode1 = 8;
+constexpr uint8_t kMultiSessionAllowed = 3;
+
+// CLOSE TRACK/SESSION functions (MMC).
+enum CloseFunction : uint8_t {
+    kCloseSession = 2,
+    kFinalize = 3,
+    kFinalizeWithRadius = 5,
+    kFinalizeCompact = 6,
+};
+
+// Kept in the state: blocks in layer 0 that the host asked for.
+constexpr const char* kBoundary = "layer-boundary";
+constexpr uint8_t kBoundaryFormat = 0x20;
+
+} // namespace
+
+bool CDvdMinusSequentialMedium::IsFeatureCurrent(uint16_t code) const {
+    if (code == feature::kDvdDashWrite)
+        return IsWritable();
+    if (code == feature::kIncrementalStreamingWritable)
+        return IsWritable() && TakesIncremental();
+    return CDvdMedium::IsFeatureCurrent(code);
+}
+
+SenseCode CDvdMinusSequentialMedium::CheckParameters(const WriteParameters& parameters) const {
+    const bool inOneGo = IsInOneGo(parameters);
+    const bool isIncremental = parameters.writeType == WriteParameters::Packet;
+    if ((!inOneGo && !isIncremental) || parameters.dataBlockType != kBlockTypeMode1 ||
+        parameters.testWrite || parameters.sessionFormat != 0 ||
+        (parameters.multiSession != 0 && parameters.multiSession != kMultiSessionAllowed))
+        return sense::kInvalidFieldInParameterList;
+    if (!isIncremental)
+        return sense::kGood;
+    // One layer links with 16 blocks and says so; two layers may leave it to the drive.
+    const bool isLinkGood = parameters.linkSizeValid ? parameters.linkSize == kEccBlockBlocks
+                                                     : Profile() == dvd_facts::kMinusRDl.profile;
+    const bool isPacketGood = parameters.packetBlocks == kEccBlockBlocks ||
+                              (!parameters.fixedPacket && parameters.packetBlocks == 0);
+    return isLinkGood && isPacketGood ? sense::kGood : sense::kInvalidFieldInParameterList;
+}
+
+SenseCode CDvdMinusSequentialMedium::Reserve(const WriteParameters& parameters, uint32_t blocks) {
+    if (!IsInOneGo(parameters) || !IsBlank())
+        return sense::kCommandSequenceError;
+    return ReserveNext(blocks);
+}
+
+SenseCode CDvdMinusSequentialMedium::CheckTrackBegin(bool inOneGo) const {
+    const bool isTaken = inOneGo ? IsBlank() : TakesIncremental();
+    return isTaken ? sense::kGood : sense::kIllegalModeForTrack;
+}
+
+bool CDvdMinusSequentialMedium::IsInOneGo(const WriteParameters& parameters) const {
+    return parameters.writeType == WriteParameters::SessionAtOnce;
+}
+
+int32_t CDvdMinusSequentialMedium::SessionGap(size_t closedSessions) const {
+    return closedSessions == 1 ? kFirstBorderBlocks : kNextBorderBlocks;
+}
+
+bool CDvdMinusSequentialMedium::ClosesDisc(const WriteParameters& parameters,
+                                           uint8_t function) const {
+    return function == kFinalize || parameters.multiSession != kMultiSessionAllowed;
+}
+
+bool CDvdMinusSequentialMedium::IsSessionFunction(uint8_t function) const {
+    return function == kCloseSession || function == kFinalize;
+}
+
+bool CDvdMinusRwMedium::IsFeatureCurrent(uint16_t code) const {
+    return code == feature::kFormattable || CDvdMinusSequentialMedium::IsFeatureCurrent(code);
+}
+
+bool CDvdMinusRwMedium::TakesIncremental() const {
+    return Extra(kOneGoOnly) == 0;
+}
+
+std::vector<FormatCapacity> CDvdMinusRwMedium::FormatCapacities() const {
+    std::vector<FormatCapacity> capacities = CDvdMinusSequentialMedium::FormatCapacities();
+    for (const uint8_t type : {kMinusRwFull, kMinusRwFullInPackets, kMinusRwQuick})
+        capacities.push_back({.blocks = Capacity(), .type = type, .parameter = kEccBlockBlocks});
+    return capacities;
+}
+
+SenseCode CDvdMinusRwMedium::Blank(uint8_t type, uint32_t) {
+    ForgetReservation();
+    return BlankMinusRw(Store(), type);
+}
+
+SenseCode CDvdMinusRwMedium::FormatMedium(std::span<const uint8_t> parameterList) {
+    ForgetReservation();
+    return FormatMinusRw(Store(), Capacity(), parameterList);
+}
+
+SenseCode CDvdPlusSequentialMedium::CheckParameters(const WriteParameters& parameters) const {
+    return parameters.writeType <= WriteParameters::SessionAtOnce
+               ? sense::kGood
+               : sense::kInvalidFieldInParameterList;
+}
+
+SenseCode CDvdPlusSequentialMedium::Reserve(const WriteParameters&, uint32_t blocks) {
+    if (!IsWritable())
+        return sense::kCannotWriteIncompatibleMedium;
+    return HasOpenTrack() ? sense::kCommandSequenceError : ReserveNext(blocks);
+}
+
+bool CDvdPlusSequentialMedium::ClosesDisc(const WriteParameters&, uint8_t function) const {
+    return function != kCloseSession;
+}
+
+bool CDvdPlusSequentialMedium::IsSessionFunction(uint8_t function) const {
+    return function == kCloseSession || function == kFinalizeWithRadius ||
+           function == kFinalizeCompact;
+}
+
+bool CDvdPlusRMedium::IsFeatureCurrent(uint16_t code) const {
+    return code == feature::kDvdPlusR ? IsWritable() : CDvdMedium::IsFeatureCurrent(code);
+}
+
+bool CDvdPlusRDlMedium::IsFeatureCurrent(uint16_t code) const {
+    return code == feature::kDvdPlusRDualLayer ? IsWritable() : CDvdMedium::IsFeatureCurrent(code);
+}
+
+uint32_t CDvdPlusRDlMedium::LayerBoundary() const {
+    return Extra(kBoundary, CDvdMedium::LayerBoundary() / kEccBlockBlocks * kEccBlockBlocks);
+}
+
+uint32_t CDvdPlusRDlMedium::Capacity() const {
+    // The second layer is no longer than the first.
+    const uint32_t boundary = Extra(kBoundary);
+    return boundary != 0 ? 2 * boundary : CDvdMedium::Capacity();
+}
+
+bool CDvdPlusRDlMedium::IsLayerBoundaryFixed() const {
+    return Extra(kBoundary) != 0 || !IsBlank();
+}
+
+SenseCode CDvdPlusRDlMedium::SendStructure(uint8_t format, std::span<const uint8_t> data) {
+    if (format != kBoundaryFormat)
+        return sense::kInvalidFieldInCdb;
+    constexpr size_t bytes = 8;
+    if (data.size() != bytes)
+        return sense::kParameterListLength;
+    if (IsLayerBoundaryFixed())
+        return sense::kCommandSequenceError;
+    const uint32_t boundary = LoadBe32(&data[4]);
+    if (boundary == 0 || boundary % kEccBlockBlocks != 0 || boundary > LayerBoundary())
+        return sense::kInvalidFieldInParameterList;
+    State().extra[kBoundary] = boundary;
+    return Keep();
+}
+
+} // namespace larkspin
