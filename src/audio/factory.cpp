@@ -25,6 +25,16 @@ std::unique_ptr<CReader> Make(const std::u16string& name, IFileSystem& files) {
     return std::make_unique<Reader>(name, files);
 }
 
+// The reader takes any format tag for PCM, but a disc of noise is no answer to a user. Widths that
+// no stage takes are left to the stage's own refusal.
+std::unique_ptr<CReader> MakeWav(const std::u16string& name, IFileSystem& files) {
+    auto reader = std::make_unique<CWavReader>(name, files);
+    if (!reader->IsPcm() && (reader->m_nBits == 8 || reader->m_nBits == 16)) {
+        RefuseSource(name, "its samples are not PCM.");
+    }
+    return reader;
+}
+
 struct AudioFormat {
     std::u16string_view suffix;
     std::unique_ptr<CReader> (*make)(const std::u16string& name, IFileSystem& files);
@@ -33,7 +43,7 @@ struct AudioFormat {
 };
 
 constexpr AudioFormat kFormats[] = {
-    {u".wav", Make<CWavReader>, ProbeWav, true},  {u".mp3", Make<CMP3Reader>, ProbeMp3, true},
+    {u".wav", MakeWav, ProbeWav, true},           {u".mp3", Make<CMP3Reader>, ProbeMp3, true},
     {u".wma", Make<CWmaReader>, ProbeWma, true},  {u".ogg", Make<COggReader>, ProbeOgg, true},
     {u".ape", Make<CAPEReader>, ProbeApe, false}, {u".flac", Make<CFLACReader>, ProbeFlac, false},
 };

@@ -26,7 +26,9 @@ std::string Shortened(std::string name, size_t bytes) {
     return name;
 }
 
-[[noreturn]] void Refuse(const std::u16string& name, std::string_view reason) {
+} // namespace
+
+void RefuseSource(const std::u16string& name, std::string_view reason) {
     const std::string_view before = "Cannot write ";
     const std::string_view between = ": ";
     const size_t room = kMaxText - before.size() - between.size() - reason.size();
@@ -37,29 +39,27 @@ std::string Shortened(std::string name, size_t bytes) {
     throw CReaderException(text);
 }
 
-} // namespace
-
 int32_t CheckedLength(const std::u16string& name, uint64_t bytes) {
     if (bytes > uint64_t{kMaxLength}) {
-        Refuse(name, kTooLong);
+        RefuseSource(name, kTooLong);
     }
     return static_cast<int32_t>(bytes);
 }
 
 void CheckSource(const std::u16string& name, const CReader& source) {
     if (source.m_nChannels > kMaxSourceChannels) {
-        Refuse(name, Format("it has %d channels, an audio CD takes at most %d.", source.m_nChannels,
-                            kMaxSourceChannels));
+        RefuseSource(name, Format("it has %d channels, an audio CD takes at most %d.",
+                                  source.m_nChannels, kMaxSourceChannels));
     }
     if (source.m_nChannels < 1) {
-        Refuse(name, "it has no channels.");
+        RefuseSource(name, "it has no channels.");
     }
     if (source.m_nSampleRate < kMinSourceRate || source.m_nSampleRate > kMaxSourceRate) {
-        Refuse(name, Format("its rate of %d Hz is not between %d and %d Hz.", source.m_nSampleRate,
-                            kMinSourceRate, kMaxSourceRate));
+        RefuseSource(name, Format("its rate of %d Hz is not between %d and %d Hz.",
+                                  source.m_nSampleRate, kMinSourceRate, kMaxSourceRate));
     }
     if (source.m_nLength <= 0) {
-        Refuse(name, "it holds no sound, or does not say how much.");
+        RefuseSource(name, "it holds no sound, or does not say how much.");
     }
     // Both the widened and the finished length have a field to fit.
     const int64_t widened = int64_t{source.m_nLength} * (source.m_nBits == 16 ? 1 : 2);
@@ -68,7 +68,7 @@ void CheckSource(const std::u16string& name, const CReader& source) {
                               .rate = source.m_nSampleRate,
                               .channels = source.m_nChannels};
     if (widened > kMaxLength || NormalisedLength(probe) > kMaxLength) {
-        Refuse(name, kTooLong);
+        RefuseSource(name, kTooLong);
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace larkspin {
 
@@ -16,6 +17,9 @@ constexpr int32_t kMaxSourceChannels = 2;
 constexpr int32_t kMinSourceRate = 2205;
 // Above this rate no real file lies.
 constexpr int32_t kMaxSourceRate = 768000;
+
+// Raises "Cannot write NAME: REASON"; `reason` is a sentence's rest with its full stop.
+[[noreturn]] void RefuseSource(const std::u16string& name, std::string_view reason);
 
 // `bytes` as a CReader's m_nLength; refuses what does not fit. For the constructors of readers.
 int32_t CheckedLength(const std::u16string& name, uint64_t bytes);

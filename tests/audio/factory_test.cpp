@@ -142,6 +142,53 @@ TEST(AudioFactory, RefusesByNameWhatNoChainCanHold) {
     EXPECT_TRUE(text.ends_with("ü...: it has 8 channels, an audio CD takes at most 2.")) << text;
 }
 
+// What is no PCM would be noise; the extensible form of "fmt " is common and may be PCM. The queue
+// shows a length for the plain form alone.
+TEST(AudioFactory, WritesWavFilesOfPcmAlone) {
+    const Bytes pcmGuid = {1, 0, 0, 0, 0, 0, 16, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
+    Bytes aLawGuid = pcmGuid;
+    aLawGuid[0] = 6;
+    Bytes foreignGuid = pcmGuid;
+    foreignGuid[15] = 0;
+    const std::string notPcm = "Cannot write a.wav: its samples are not PCM.";
+    const struct {
+        uint16_t tag;
+        int bits;
+        Bytes subFormat; // makes the "fmt " chunk the extensible one
+        std::string text;
+    } cases[] = {
+        {1, 16, {}, "(none)"},
+        {6, 8, {}, notPcm},     // A-law
+        {7, 8, {}, notPcm},     // mu-law
+        {0x55, 16, {}, notPcm}, // MPEG layer III
+        {3, 32, {}, "Internal error #293."},
+        {0xFFFE, 16, pcmGuid, "(none)"},
+        {0xFFFE, 8, pcmGuid, "(none)"},
+        {0xFFFE, 8, aLawGuid, notPcm},
+        {0xFFFE, 16, foreignGuid, notPcm},
+        {0xFFFE, 16, {}, notPcm},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.tag << ' ' << c.bits << ' ' << c.subFormat.size());
+        MemoryFiles files = Wav({44100, 2, c.bits}, 588);
+        Bytes& wav = files.m_bytes;
+        wav[20] = static_cast<uint8_t>(c.tag);
+        wav[21] = static_cast<uint8_t>(c.tag >> 8);
+        if (!c.subFormat.empty()) {
+            Bytes extension(8); // its own size, the valid bits and the speakers
+            extension.insert(extension.end(), c.subFormat.begin(), c.subFormat.end());
+            extension[0] = 22;
+            wav.insert(wav.begin() + 36, extension.begin(), extension.end());
+            StoreLe32(&wav[16], 40);
+            StoreLe32(&wav[4], static_cast<uint32_t>(wav.size() - 8));
+        }
+        std::unique_ptr<CReader> chain;
+        EXPECT_EQ(FailureOf([&] { chain = CreateAudioReader(u"/a.wav", files); }), c.text);
+        EXPECT_EQ(chain != nullptr && Drain(*chain).size() == 2352, c.text == "(none)");
+        EXPECT_EQ(GetAudioFileLength(u"/a.wav", files), c.tag == 1 ? 2352U : 0U);
+    }
+}
+
 TEST(AudioFactory, ProbesNormaliseAsTheTrackWillBe) {
     const struct {
         AudioProbe probe;

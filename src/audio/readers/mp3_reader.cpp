@@ -3,6 +3,8 @@
 #include "audio/readers/mpeg_stream.h"
 #include "audio/source_limits.h"
 
+#include <algorithm>
+
 namespace larkspin {
 
 namespace {
@@ -25,18 +27,29 @@ int UnitsOf(const mad_header& header) {
 // Sums up all frames by their headers. Nothing if there are none or the walk broke off.
 std::optional<AudioProbe> ScanHeaders(CMpegStream& stream) {
     AudioProbe probe = {.bits = 16};
+    uint64_t units = 0;
     mad_header header;
     mad_header_init(&header);
     while (stream.NextHeader(&header)) {
         probe.rate = static_cast<int>(header.samplerate);
         probe.channels = ChannelsOf(header);
-        probe.bytes += static_cast<uint64_t>(kBytesPerUnit) * probe.channels * UnitsOf(header);
+        units += static_cast<uint64_t>(UnitsOf(header));
     }
     mad_header_finish(&header);
+    // Of one channel count throughout, as the frames are delivered.
+    probe.bytes = units * kBytesPerUnit * static_cast<uint64_t>(probe.channels);
     if (!stream.AtEnd() || probe.bytes == 0) {
         return std::nullopt;
     }
     return probe;
+}
+
+// The mean of both channels in the place of the first.
+void MixToMono(mad_pcm* pcm) {
+    for (unsigned i = 0; i < pcm->length; ++i) {
+        pcm->samples[0][i] = static_cast<mad_fixed_t>(
+            (int64_t{pcm->samples[0][i]} + int64_t{pcm->samples[1][i]}) / 2);
+    }
 }
 
 // Null if the file can't be opened or has nothing to read.
@@ -91,17 +104,23 @@ CMP3Reader::~CMP3Reader() {
 void CMP3Reader::Decode() {
     const auto decoder = std::make_unique<FrameDecoder>();
     std::array<int16_t, kMaxFrameSamples * 2> samples;
+    const auto channels = static_cast<unsigned>(m_nChannels);
     while (m_pStream->NextFrame(&decoder->frame)) {
         mad_synth_frame(&decoder->synth, &decoder->frame);
-        const mad_pcm& pcm = decoder->synth.pcm;
-        for (unsigned channel = 0; channel < pcm.channels; ++channel) {
+        mad_pcm& pcm = decoder->synth.pcm;
+        if (pcm.channels > channels) {
+            MixToMono(&pcm);
+        }
+        for (unsigned channel = 0; channel < channels; ++channel) {
+            // A frame of one channel stands for both.
+            const mad_fixed_t* const source = pcm.samples[std::min(channel, pcm.channels - 1U)];
             CMp3Dither dither = m_Dither[channel];
             for (unsigned i = 0; i < pcm.length; ++i) {
-                samples[i * pcm.channels + channel] = dither.Reduce(pcm.samples[channel][i]);
+                samples[i * channels + channel] = dither.Reduce(source[i]);
             }
             m_Dither[channel] = dither;
         }
-        if (!WritePcm(samples.data(), sizeof(int16_t) * pcm.length * pcm.channels)) {
+        if (!WritePcm(samples.data(), sizeof(int16_t) * pcm.length * channels)) {
             return;
         }
     }

@@ -1,10 +1,12 @@
 // CMP3Reader: MPEG audio of all layers through libmad, decoded on a thread of its own.
 //
 // The constructor walks all frame headers once, which gives the length without any synthesis. The
-// headers alone are trusted: rate and channels of the last frame stand for the whole file, and
-// frames of another kind are passed on as they are. Junk and tags between frames are skipped. A
-// last frame that isn't followed by 8 more bytes is neither counted nor decoded, since libmad asks
-// for that much behind a frame.
+// headers alone are trusted: rate and channels of the last frame stand for the whole file. All
+// frames are delivered, and counted, with the file's channels: one of a single channel sounds on
+// both, one of two channels is mixed to their mean. A frame of another rate keeps its samples and
+// so plays at the wrong speed. Junk and tags between frames are skipped. A last frame that isn't
+// followed by 8 more bytes is neither counted nor decoded, since libmad asks for that much behind a
+// frame.
 //
 // The file is read through a window of fixed size that moves on, not mapped: a mapped file that
 // shrinks or can't be read any more would end the process instead of the stream.

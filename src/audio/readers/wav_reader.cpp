@@ -15,7 +15,12 @@ namespace {
 constexpr uint16_t kPcmFormatTag = 1;
 constexpr uint32_t kChunkHeaderBytes = 8; // identifier and size
 constexpr uint32_t kFormTypeBytes = 4;
-constexpr uint32_t kFormatBytes = 16; // of a "fmt " chunk, up to the bits per sample
+constexpr uint32_t kFormatBytes = 40; // of a "fmt " chunk in its extensible form
+constexpr uint16_t kExtensibleFormatTag = 0xFFFE;
+constexpr size_t kSubFormatOffset = 24;
+// KSDATAFORMAT_SUBTYPE_PCM as it stands in a file.
+constexpr std::array<uint8_t, 16> kPcmSubFormat = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0x00,
+                                                   0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 
 // Reads until `bytes` are there or the file ends or fails; the count.
 size_t ReadFully(ISequentialFile& file, void* buffer, size_t bytes) {
@@ -122,6 +127,9 @@ class WavWalk {
         format->nChannels = LoadLe16(fields.data() + 2);
         format->nSamplesPerSec = LoadLe32(fields.data() + 4);
         format->wBitsPerSample = LoadLe16(fields.data() + 14);
+        format->bExtensiblePcm =
+            format->wFormatTag == kExtensibleFormatTag &&
+            std::equal(kPcmSubFormat.begin(), kPcmSubFormat.end(), &fields[kSubFormatOffset]);
         return true;
     }
 
@@ -149,6 +157,7 @@ CWavReader::CWavReader(const std::u16string& name, IFileSystem& files) {
     m_nSampleRate = ClampToInt(wav.format.nSamplesPerSec);
     m_nChannels = wav.format.nChannels;
     m_nBits = wav.format.wBitsPerSample;
+    m_bPcm = wav.format.wFormatTag == kPcmFormatTag || wav.format.bExtensiblePcm;
     m_pFile = std::move(wav.file);
     m_nDataLeft = wav.data.size;
 }

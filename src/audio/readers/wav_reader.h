@@ -21,6 +21,7 @@ constexpr int kMaxWavChunks = 65536;
 // The fields of a "fmt " chunk that matter here. A shorter chunk leaves the rest 0.
 struct WavFormat {
     uint16_t wFormatTag = 0;
+    bool bExtensiblePcm = false; // the tag WAVE_FORMAT_EXTENSIBLE with the sub-format PCM
     uint16_t nChannels = 0;
     uint32_t nSamplesPerSec = 0;
     uint16_t wBitsPerSample = 0;
@@ -34,10 +35,14 @@ class CWavReader final : public CReader {
     explicit CWavReader(const std::u16string& name, IFileSystem& files = PosixFiles());
     // Delivers no more than the data chunk holds. A failed read is the end.
     void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
+    // Whether the file calls its samples PCM, in the plain or the extensible form of "fmt ". What
+    // else there is (A-law, floats, a compressed stream) is noise when it is read as PCM.
+    bool IsPcm() const { return m_bPcm; }
 
   private:
     std::unique_ptr<ISequentialFile> m_pFile; // positioned in the data chunk
     uint32_t m_nDataLeft = 0;
+    bool m_bPcm = false;
 };
 
 // The data chunk of a file whose format tag is 1, PCM. Nothing for any other.
