@@ -175,7 +175,9 @@ int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
     int64_t delay = kPollMs;
     int strangeAnswers = 0;
     while (strangeAnswers < kMaxStrangeAnswers) {
-        if (delay > 0 && !SleepUnlessCancelled(clock, static_cast<uint64_t>(delay), cancel))
+        // Asks for a cancel also when a slow answer has used up the pause.
+        const auto pause = static_cast<uint64_t>(std::max<int64_t>(delay, 0));
+        if (!SleepUnlessCancelled(clock, pause, cancel))
             return -1;
         const uint64_t sent = clock.TickMs();
         command[0] = 0; // TEST UNIT READY

@@ -12,7 +12,8 @@ bool IsCancelled(const CancelFunctor* cancel) {
 bool SleepUnlessCancelled(IClock& clock, uint64_t milliseconds, const CancelFunctor* cancel) {
     constexpr uint64_t kSliceMs = 200;
     if (cancel == nullptr) {
-        clock.Sleep(std::chrono::milliseconds(milliseconds));
+        if (milliseconds > 0)
+            clock.Sleep(std::chrono::milliseconds(milliseconds));
         return true;
     }
     while (milliseconds > 0) {

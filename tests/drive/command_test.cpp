@@ -256,6 +256,19 @@ TEST(WaitForUnitTest, CancelEndsTheWait) {
     }
 }
 
+TEST(WaitForUnitTest, CancelEndsTheWaitForADriveThatAnswersSlowly) {
+    ScriptedDrive bench;
+    int polls = 0;
+    bench.port.OnCommand([&](const SentCommand&) -> std::optional<ScriptedAnswer> {
+        bench.clock.Advance(1500);
+        return ++polls < 10 ? SenseAnswer(2, 0x04, 0x04) : GoodAnswer();
+    });
+    const CancelFunctor cancel([&] { return polls >= 3; });
+    CScsiCommand command(bench.drive);
+    EXPECT_EQ(bench.drive.WaitForUnit(command, &cancel), -1);
+    EXPECT_EQ(polls, 3);
+}
+
 TEST(AspiCdTest, CopyTakesTheIdentityAndStartsAfresh) {
     ScriptedDrive bench;
     bench.drive.m_strName = u"LARK    WRITER ONE      ";
