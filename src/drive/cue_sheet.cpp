@@ -1,5 +1,7 @@
 #include "drive/cue_sheet.h"
 
+#include <algorithm>
+
 namespace larkspin {
 
 namespace {
@@ -37,10 +39,12 @@ struct CueEntry {
 
 void Append(std::vector<uint8_t>* sheet, const CueEntry& entry) {
     constexpr uint8_t kScms = 0;
-    sheet->insert(sheet->end(), {entry.control, entry.track, entry.index, entry.form, kScms,
-                                 static_cast<uint8_t>(entry.address.minutes),
-                                 static_cast<uint8_t>(entry.address.seconds),
-                                 static_cast<uint8_t>(entry.address.frames)});
+    // A place that no disc has stays one when its minutes don't fit, and the drive refuses it.
+    const int32_t minutes = std::min<int32_t>(entry.address.minutes, UINT8_MAX);
+    sheet->insert(sheet->end(),
+                  {entry.control, entry.track, entry.index, entry.form, kScms,
+                   static_cast<uint8_t>(minutes), static_cast<uint8_t>(entry.address.seconds),
+                   static_cast<uint8_t>(entry.address.frames)});
 }
 
 } // namespace

@@ -1,28 +1,15 @@
-// The audio, image and erase jobs, row by row.
+// The audio and erase jobs, row by row.
 #include "job_bench.h"
+#include "job_texts.h"
 
 namespace larkspin {
 namespace {
 
-using Texts = std::vector<std::u16string>;
-
-constexpr const char16_t* kNotBlank =
-    u"The disk in the drive is not blank.\n\nShould Larkspin erase it for you?\n\n"
-    u"If you say \"Yes\" all data on this disk will be LOST.";
 constexpr const char16_t* kNotForAudio =
     u"The disk is not suitable for creating audio disk. It's not empty and cannot be erased.\n\n"
     u"Please insert another disk and press \"OK\".";
-constexpr const char16_t* kNotForImage =
-    u"The disk is not suitable for image burning. It's not empty and cannot be erased.\n\n"
-    u"Please insert another disk and press \"OK\".";
 constexpr const char16_t* kCannotErase =
     u"Cannot erase this disk in this drive. Please insert RW-disk to erase and press \"OK\".";
-
-std::u16string NextCopyText(int written, int copies) {
-    return FormatWide("Written %d of %d disks, %d disks left.\n\n"
-                      "Please insert next disk and press \"OK\".",
-                      written, copies, copies - written);
-}
 
 // --- audio ---
 
@@ -118,9 +105,9 @@ TEST(AudioJob, DiscsThatWillNotDo) {
     JobBench rewritable("cd-rw");
     rewritable.Finalize();
     rewritable.host.queue = {rewritable.AddWav("a.wav", Payload(302 * 2352, 1))};
-    rewritable.ui.onBox = [](const FakeUi::Box& box) { return box.text == kNotBlank; };
+    rewritable.ui.onBox = [](const FakeUi::Box& box) { return box.text == kNotBlankText; };
     EXPECT_EQ(rewritable.RunAudio(), JobEnd::Exit);
-    EXPECT_EQ(rewritable.ui.Texts(), Texts{kNotBlank});
+    EXPECT_EQ(rewritable.ui.Texts(), Texts{kNotBlankText});
     EXPECT_EQ(rewritable.AudioTrack(1), Payload(302 * 2352, 1));
 }
 
@@ -157,126 +144,6 @@ TEST(AudioJob, ACancelEndsTheCopies) {
     EXPECT_EQ(bench.ui.Statuses(JobKind::Audio).back(), u"Writing track 1...");
     EXPECT_TRUE(bench.WasEjected());
     EXPECT_FALSE(bench.drive.IsDoorLocked());
-}
-
-// --- image ---
-
-TEST(ImageJob, WholeSectorsOnly) {
-    for (const size_t bytes :
-         {size_t{302 * 2048}, size_t{302 * 2048 + 1}, size_t{303 * 2048 - 1}}) {
-        SCOPED_TRACE(bytes);
-        JobBench bench;
-        FileBytes image = Payload(bytes, 1);
-        const std::u16string path = bench.AddFile("image.iso", image);
-        EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
-        image.resize(302 * 2048);
-        EXPECT_EQ(bench.ui.Texts(), Texts{});
-        EXPECT_EQ(bench.ui.Statuses(JobKind::Image),
-                  (Texts{u"Writing lead-in...", u"Writing data...", u"Writing lead-out..."}));
-        EXPECT_EQ(bench.ui.Progress(JobKind::Image), 100);
-        EXPECT_TRUE(HoldsAtSector(bench.Track(), image));
-        EXPECT_TRUE(bench.WasEjected());
-        EXPECT_FALSE(bench.drive.IsDoorLocked());
-        EXPECT_TRUE(bench.IsClosed());
-    }
-}
-
-TEST(ImageJob, HeadLineNamesTheDiscThatIsNeeded) {
-    const struct {
-        uint64_t bytes;
-        std::u16string header;
-    } cases[] = {
-        {0, u"Image to write contains 0 bytes of data."},
-        {737'280'000, u"Image to write contains 703.12 Mb of data."},
-        {737'280'001, u"Image to write contains 703.13 Mb of data. DVD required."},
-        {4'689'920'001, u"Image to write contains 4.37 Gb of data. Double Layer DVD required."},
-        {8'519'680'001, u"Image to write contains 7.93 Gb of data. BluRay disc required."},
-    };
-    for (const auto& test : cases) {
-        JobBench bench;
-        bench.ui.image.bCancelled = true;
-        const std::u16string path = bench.AddFile("image", {});
-        std::filesystem::resize_file(bench.Source() / "image", test.bytes);
-        EXPECT_EQ(bench.RunImage(path), JobEnd::Exit) << "also when it is cancelled";
-        EXPECT_EQ(bench.ui.Headers(), Texts{test.header});
-    }
-}
-
-TEST(ImageJob, ImagesThatAreNone) {
-    JobBench bench;
-    bench.AddFile("folder/x", {});
-    for (const std::string name : {"folder", "missing"}) {
-        EXPECT_EQ(bench.RunImage(ToWide((bench.Source() / name).string())), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts().back(), u"Internal error #561. Unable to open image file.");
-    }
-    bench.ui.image.nDriveIndex = 3;
-    EXPECT_EQ(bench.RunImage(bench.AddFile("image", Payload(4096, 1))), JobEnd::Exit);
-    EXPECT_EQ(bench.ui.Texts().size(), 2U) << "a drive that isn't there is left in silence";
-}
-
-TEST(ImageJob, AnImageThatGoesOrShrinksOnTheWay) {
-    {
-        JobBench bench;
-        const std::u16string path = bench.AddFile("image", Payload(400 * 2048, 1));
-        bench.ui.onDialog = [&] { std::filesystem::remove(bench.Source() / "image"); };
-        EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts(), Texts{u"Internal error #562. Unable to open image file."});
-        EXPECT_FALSE(bench.WasEjected());
-        EXPECT_FALSE(bench.drive.IsDoorLocked());
-    }
-    {
-        JobBench bench;
-        const std::u16string path = bench.AddFile("image", Payload(800 * 2048, 1));
-        bench.ui.onDialog = [&] {
-            std::filesystem::resize_file(bench.Source() / "image", 400 * 2048 + 5);
-        };
-        EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts(),
-                  Texts{u"The image file ended before all of it was written. The disk is not "
-                        u"complete."});
-    }
-}
-
-TEST(ImageJob, DiscsThatWillNotDo) {
-    JobBench closed("cd-r");
-    closed.Finalize();
-    const std::u16string path = closed.AddFile("image", Payload(400 * 2048, 1));
-    EXPECT_EQ(closed.RunImage(path), JobEnd::Exit);
-    EXPECT_EQ(closed.ui.Texts().back(), kNotForImage);
-
-    JobBench small("cd-r", 1000);
-    EXPECT_EQ(small.RunImage(small.AddFile("image", FileBytes(2025 * 2048))), JobEnd::Exit);
-    EXPECT_EQ(small.ui.Texts(),
-              Texts{u"The image size exceeds disk capacity by 2Mb and cannot be written.\n\n"
-                    u"Please insert another disk and press \"OK\"."});
-
-    JobBench rewritable("cd-rw");
-    rewritable.Finalize();
-    const FileBytes image = Payload(400 * 2048, 2);
-    rewritable.ui.onBox = [](const FakeUi::Box&) { return true; };
-    EXPECT_EQ(rewritable.RunImage(rewritable.AddFile("image", image)), JobEnd::Exit);
-    EXPECT_EQ(rewritable.ui.Texts(), Texts{kNotBlank});
-    EXPECT_TRUE(HoldsAtSector(rewritable.Track(), image));
-}
-
-TEST(ImageJob, CopiesAndACancelBetweenThem) {
-    JobBench bench;
-    const FileBytes image = Payload(400 * 2048, 1);
-    const std::u16string path = bench.AddFile("image", image);
-    bench.ui.image.nCopies = 33; // held at 20
-    bench.ui.onBox = [&](const FakeUi::Box&) {
-        EXPECT_TRUE(HoldsAtSector(bench.Track(), image));
-        bench.InsertNew("cd-r");
-        return true;
-    };
-    bench.ui.onProgress = [&](JobKind kind, int percent) {
-        if (percent == 100 && bench.ejects == 2) {
-            bench.ui.Cancel(kind);
-        }
-    };
-    EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
-    EXPECT_EQ(bench.ui.Texts(), (Texts{NextCopyText(1, 20), NextCopyText(2, 20)}));
-    EXPECT_EQ(bench.ejects, 3);
 }
 
 // --- erase ---
