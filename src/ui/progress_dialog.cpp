@@ -60,8 +60,8 @@ std::u16string CProgressDialog::CancelQuestion() const {
 
 void CProgressDialog::AnswerCancel(uint32_t run, bool yes) {
     const std::lock_guard lock(m_mutex);
-    if (run == m_nRun) {
-        m_bCancelled = yes;
+    if (run == m_nRun && yes) {
+        m_bCancelled = true;
     }
 }
 

@@ -46,6 +46,8 @@ class CProgressDialog {
     // Main: the question that Cancel asks; Yes and No answer it.
     std::u16string CancelQuestion() const;
     // Counts the starts. An answer is for one run: it changes nothing once the next has started.
+    // Yes stands until then: the job may have left out a part of the disc already, and must not be
+    // told to go on as if nothing had happened. No leaves the flag as it is.
     uint32_t Run() const { return m_nRun; }
     void AnswerCancel(uint32_t run, bool yes);
 

@@ -60,7 +60,8 @@ TEST(ProgressDialog, StartSetsEverythingBackAndForgetsOldAnswers) {
     dialog.AnswerCancel(first, false);
     EXPECT_FALSE(dialog.IsCancelled());
     dialog.AnswerCancel(first, true);
-    EXPECT_TRUE(dialog.IsCancelled());
+    dialog.AnswerCancel(first, false);
+    EXPECT_TRUE(dialog.IsCancelled()) << "a job that has begun to stop is not called back";
     EXPECT_TRUE(dialog.IsHidden());
 
     dialog.Start(0x09, u"CD-R", 0);

@@ -130,6 +130,9 @@ void CProgressWindow::closeEvent(QCloseEvent* event) {
 }
 
 void CProgressWindow::AskCancel() {
+    if (m_logic.IsCancelled()) {
+        return; // there is no way back that could be asked for
+    }
     if (m_pQuestion != nullptr) {
         BringToFront(*m_pQuestion);
         return;

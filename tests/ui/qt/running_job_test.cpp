@@ -103,10 +103,16 @@ TEST_F(RunningJobTest, CancelAsksAndOnlyYesCancels) {
 
     cancel->window()->close();
     EXPECT_TRUE(cancel->isVisible());
+    EXPECT_EQ(Question(), nullptr) << "what is cancelled is not asked again";
+    RunJob([&] { ui->StopAudioProgress(); });
+    EXPECT_TRUE(ui->IsAudioCancelled()) << "the job may look at it after the end of its dialog";
+
+    RunJob([&] { ui->StartAudioProgress(0x0A); });
+    EXPECT_FALSE(ui->IsAudioCancelled());
+    cancel->window()->close();
     ASSERT_NE(Question(), nullptr);
     RunJob([&] { ui->StopAudioProgress(); });
     EXPECT_EQ(Question(), nullptr) << "the job's end answers the question";
-    RunJob([&] { ui->StartAudioProgress(0x0A); });
     EXPECT_FALSE(ui->IsAudioCancelled());
 }
 
