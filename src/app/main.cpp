@@ -61,11 +61,12 @@ int RunMainLoop(DriveList& drives, IClock& clock) {
     writer.Attach(WantsProgressOnTerminal() ? static_cast<CCDWriterUI&>(echo) : ui, ui);
     ui.SetIdleTrayCallbacks([&dialog] { dialog->OnTrayLeftClick(); },
                             [&dialog] { dialog->OnTrayRightClick(); });
+    // Until the job's thread has been joined: a signal must not cut off a disc either way.
+    const CQuitSignals quitSignals(quit);
     int code = kExitNormal;
     {
         CDbusEndpoint endpoint(*dialog);
         endpoint.Register();
-        const CQuitSignals quitSignals(quit);
         code = QApplication::exec();
     }
     // The loop may also be ended by the desktop, with a job still at work: the disc comes first.
