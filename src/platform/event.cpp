@@ -16,10 +16,10 @@ bool CEvent::Lock(std::chrono::milliseconds timeout) {
 }
 
 void CEvent::Set() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_bSet = true;
-    }
+    // Told under the lock: a waiter that destroys the event as soon as it is through gets the lock
+    // only when this call has nothing left to touch but the lock itself.
+    const std::lock_guard lock(m_mutex);
+    m_bSet = true;
     if (m_reset == Reset::Auto) {
         m_changed.notify_one();
     } else {

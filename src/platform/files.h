@@ -63,6 +63,11 @@ class IFileSystem {
     virtual std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) = 0;
     // The whole file, read only; null if it cannot be opened, is empty or cannot be mapped.
     virtual std::unique_ptr<IMappedFile> Map(const std::u16string& path) = 0;
+    // Replaces the bytes from `offset` on in an existing regular file that holds them all; never
+    // makes a file longer. False if that fails; a part may then have been written. A file system
+    // that is only read has no way to do so.
+    virtual bool PatchBytes(const std::u16string& path, uint64_t offset,
+                            std::span<const uint8_t> bytes);
 };
 
 // The real file system. One object for the process, always valid.

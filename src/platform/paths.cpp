@@ -53,7 +53,8 @@ std::u16string_view ParentPath(std::u16string_view path) {
     if (last == std::u16string_view::npos) {
         return {};
     }
-    return last == 0 ? path.substr(0, 1) : path.substr(0, last);
+    const std::u16string_view withSeparator = path.substr(0, last + 1);
+    return IsRoot(withSeparator) ? withSeparator : path.substr(0, last);
 }
 
 } // namespace larkspin

@@ -26,7 +26,8 @@ std::u16string JoinPath(std::u16string_view folder, std::u16string_view name);
 // `path` without one trailing separator; a root keeps its own.
 std::u16string_view TrimSeparator(std::u16string_view path);
 
-// The folder that holds `path`, empty if its text has no separator. The parent of "/a" is "/".
+// The folder that holds `path`, empty if its text has no separator. A root keeps its
+// separator: the parent of "/a" is "/", that of "C:\a" is "C:\".
 std::u16string_view ParentPath(std::u16string_view path);
 
 } // namespace larkspin

@@ -72,6 +72,21 @@ int OpenForReading(const std::u16string& path) {
     return ::open(ToNative(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
 }
 
+bool WriteAt(int fd, uint64_t offset, std::span<const uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written =
+            ::pwrite(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        if (written > 0) {
+            offset += static_cast<uint64_t>(written);
+            bytes = bytes.subspan(static_cast<size_t>(written));
+        }
+    }
+    return true;
+}
+
 class PosixFileSystem final : public IFileSystem {
   public:
     bool Status(const std::u16string& path, FileStatus* status) override {
@@ -102,14 +117,23 @@ class PosixFileSystem final : public IFileSystem {
         if (dir == nullptr) {
             return false;
         }
-        while (const dirent* entry = ::readdir(dir)) {
+        // The end of the list and a failure in the middle of it differ in errno alone. Half a
+        // list must not pass for a whole one: the rest would be missing from the disc.
+        int error = 0;
+        for (;;) {
+            errno = 0;
+            const dirent* entry = ::readdir(dir);
+            if (entry == nullptr) {
+                error = errno;
+                break;
+            }
             const std::string_view name = entry->d_name;
             if (name != "." && name != "..") {
                 names->push_back(ToWide(name));
             }
         }
         ::closedir(dir);
-        return true;
+        return error == 0;
     }
 
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
@@ -137,9 +161,26 @@ class PosixFileSystem final : public IFileSystem {
         }
         return std::make_unique<PosixMapping>(view, static_cast<size_t>(st.st_size));
     }
+
+    bool PatchBytes(const std::u16string& path, uint64_t offset,
+                    std::span<const uint8_t> bytes) override {
+        const int fd = ::open(ToNative(path).c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+        if (fd < 0) {
+            return false;
+        }
+        struct stat st = {};
+        const bool holds = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) &&
+                           static_cast<uint64_t>(st.st_size) >= offset + bytes.size();
+        const bool written = holds && WriteAt(fd, offset, bytes);
+        return ::close(fd) == 0 && written;
+    }
 };
 
 } // namespace
+
+bool IFileSystem::PatchBytes(const std::u16string&, uint64_t, std::span<const uint8_t>) {
+    return false;
+}
 
 IFileSystem& PosixFiles() {
     static PosixFileSystem files;

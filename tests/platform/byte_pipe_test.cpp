@@ -1,0 +1,119 @@
+// The pipe between two threads. The readers and writers go at their own pace; what is fixed is
+// the order of bytes and who is let go when an end closes.
+#include "platform/byte_pipe.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <future>
+#include <thread>
+#include <vector>
+
+namespace larkspin {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes Pattern(size_t count) {
+    Bytes bytes(count);
+    uint32_t state = 1;
+    for (uint8_t& byte : bytes) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<uint8_t>(state >> 24);
+    }
+    return bytes;
+}
+
+Bytes ReadToEnd(BytePipe& pipe, size_t piece) {
+    Bytes all;
+    Bytes buffer(piece);
+    for (;;) {
+        const std::ptrdiff_t got = pipe.Read(buffer.data(), buffer.size());
+        if (got <= 0) {
+            EXPECT_EQ(got, 0);
+            return all;
+        }
+        all.insert(all.end(), buffer.begin(), buffer.begin() + got);
+    }
+}
+
+// Every mix of ring, write and read sizes, so that pieces end before, at and past the ring's edge.
+TEST(BytePipe, CarriesEveryByteInOrder) {
+    const Bytes sent = Pattern(4099);
+    for (const size_t capacity : {1, 2, 7, 64, 4096, 5000}) {
+        for (const size_t writePiece : {1, 3, 64, 65, 4099}) {
+            for (const size_t readPiece : {1, 5, 64, 4099}) {
+                SCOPED_TRACE(testing::Message() << "ring " << capacity << ", writes of "
+                                                << writePiece << ", reads of " << readPiece);
+                BytePipe pipe(capacity);
+                std::thread writer([&] {
+                    for (size_t at = 0; at < sent.size(); at += writePiece) {
+                        EXPECT_TRUE(pipe.Write(&sent[at], std::min(writePiece, sent.size() - at)));
+                    }
+                    pipe.CloseWrite();
+                });
+                const Bytes received = ReadToEnd(pipe, readPiece);
+                writer.join();
+                ASSERT_TRUE(received == sent);
+            }
+        }
+    }
+}
+
+TEST(BytePipe, WhatIsInTheRingOutlivesTheWriter) {
+    BytePipe pipe(16);
+    const Bytes sent = Pattern(16);
+    ASSERT_TRUE(pipe.Write(sent.data(), sent.size()));
+    pipe.CloseWrite();
+    EXPECT_EQ(ReadToEnd(pipe, 5), sent);
+    EXPECT_FALSE(pipe.Write(sent.data(), 1)) << "a closed end takes no more";
+}
+
+TEST(BytePipe, NothingToMoveIsNoEnd) {
+    BytePipe pipe(4);
+    EXPECT_TRUE(pipe.Write(nullptr, 0));
+    uint8_t byte = 7;
+    EXPECT_EQ(pipe.Read(&byte, 0), 0) << "must not wait for a byte";
+    ASSERT_TRUE(pipe.Write(&byte, 1));
+    EXPECT_EQ(ReadToEnd((pipe.CloseWrite(), pipe), 3), Bytes{7});
+}
+
+// A blocked end is let go by either end's closing. Whether the thread blocks before the pipe is
+// closed or comes later, the answer has to be the same.
+TEST(BytePipe, ClosingLetsBlockedEndsGo) {
+    using Close = void (BytePipe::*)();
+    for (const Close close : {&BytePipe::CloseRead, &BytePipe::CloseWrite}) {
+        for (int round = 0; round < 50; ++round) {
+            BytePipe full(3);
+            std::future<bool> write = std::async(std::launch::async, [&] {
+                const Bytes more = Pattern(100);
+                return full.Write(more.data(), more.size());
+            });
+            BytePipe empty(3);
+            std::future<std::ptrdiff_t> read = std::async(std::launch::async, [&] {
+                uint8_t byte = 0;
+                return empty.Read(&byte, 1);
+            });
+            (full.*close)();
+            (empty.*close)();
+            EXPECT_FALSE(write.get());
+            EXPECT_EQ(read.get(), 0);
+            (full.*close)(); // closing again does no harm
+        }
+    }
+}
+
+TEST(BytePipe, AReaderThatHasGoneGetsNothingMore) {
+    BytePipe pipe(8);
+    const Bytes sent = Pattern(4);
+    ASSERT_TRUE(pipe.Write(sent.data(), sent.size()));
+    pipe.CloseRead();
+    EXPECT_FALSE(pipe.Write(sent.data(), 1));
+    EXPECT_FALSE(pipe.Write(nullptr, 0));
+    uint8_t byte = 0;
+    EXPECT_EQ(pipe.Read(&byte, 1), 0);
+}
+
+} // namespace
+} // namespace larkspin

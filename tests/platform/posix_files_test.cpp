@@ -1,0 +1,168 @@
+#include "platform/files.h"
+#include "platform/text.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <fstream>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace larkspin {
+namespace {
+
+class PosixFilesTest : public testing::Test {
+  protected:
+    std::string Path(const std::string& name) const { return folder.Path() + "/" + name; }
+    std::u16string WidePath(const std::string& name) const { return ToWide(Path(name)); }
+    std::u16string Make(const std::string& name, const std::string& contents) const {
+        std::ofstream(Path(name), std::ios::binary) << contents;
+        return WidePath(name);
+    }
+
+    const TempFolder folder;
+    IFileSystem& files = PosixFiles();
+};
+
+TEST_F(PosixFilesTest, StatusTellsWhatALinkLeadsTo) {
+    const std::u16string file = Make("file", "12345");
+    ASSERT_EQ(::chmod(Path("file").c_str(), 0640), 0);
+    ASSERT_EQ(::link(Path("file").c_str(), Path("second").c_str()), 0);
+    ASSERT_EQ(::symlink("file", Path("link").c_str()), 0);
+    ASSERT_EQ(::symlink("gone", Path("dangling").c_str()), 0);
+    const timespec times[] = {{.tv_sec = 1'000'000'000, .tv_nsec = 999'999'999},
+                              {.tv_sec = -1, .tv_nsec = 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, Path("file").c_str(), times, 0), 0);
+
+    FileStatus status;
+    ASSERT_TRUE(files.Status(file, &status));
+    EXPECT_EQ(status.type, FileStatus::Type::Regular);
+    EXPECT_EQ(status.mode, S_IFREG | 0640U);
+    EXPECT_EQ(status.size, 5U);
+    EXPECT_EQ(status.links, 2U);
+    EXPECT_EQ(status.uid, ::getuid());
+    EXPECT_EQ(status.accessTime, 1'000'000'000);
+    EXPECT_EQ(status.modifyTime, -1) << "before 1970";
+
+    FileStatus linked;
+    ASSERT_TRUE(files.Status(WidePath("link"), &linked));
+    EXPECT_EQ(linked.inode, status.inode);
+    EXPECT_EQ(linked.device, status.device);
+    EXPECT_EQ(linked.type, FileStatus::Type::Regular);
+
+    EXPECT_FALSE(files.Status(WidePath("dangling"), &status));
+    EXPECT_FALSE(files.Status(u"C:\\file", &status)) << "no path of this system";
+    EXPECT_FALSE(files.Status(u"", &status));
+}
+
+TEST_F(PosixFilesTest, StatusTellsKindsApart) {
+    FileStatus status;
+    ASSERT_TRUE(files.Status(ToWide(folder.Path()), &status));
+    EXPECT_EQ(status.type, FileStatus::Type::Folder);
+    ASSERT_TRUE(files.Status(u"/dev/null", &status));
+    EXPECT_EQ(status.type, FileStatus::Type::CharacterDevice);
+    ASSERT_EQ(::mkfifo(Path("fifo").c_str(), 0600), 0);
+    ASSERT_TRUE(files.Status(WidePath("fifo"), &status));
+    EXPECT_EQ(status.type, FileStatus::Type::Other);
+}
+
+TEST_F(PosixFilesTest, EnumeratesNamesOfAnyBytes) {
+    const std::vector<std::string> made = {".hidden", "\xFF\xFE raw", "\xC3\x9C", "a\nb\\c"};
+    for (const std::string& name : made) {
+        Make(name, "");
+    }
+    std::vector<std::u16string> names = {u"kept"};
+    ASSERT_TRUE(files.Enumerate(ToWide(folder.Path()), &names));
+    std::vector<std::u16string> expected = {u"kept"};
+    std::transform(made.begin(), made.end(), std::back_inserter(expected), ToWide);
+    EXPECT_TRUE(std::is_permutation(names.begin(), names.end(), expected.begin(), expected.end()));
+    FileStatus status;
+    for (size_t i = 1; i < names.size(); ++i) {
+        EXPECT_TRUE(files.Status(ToWide(folder.Path() + "/") + names[i], &status));
+    }
+
+    EXPECT_FALSE(files.Enumerate(WidePath(made[0]), &names)) << "no folder";
+    EXPECT_FALSE(files.Enumerate(WidePath("missing"), &names));
+    EXPECT_EQ(names.size(), expected.size());
+}
+
+TEST_F(PosixFilesTest, ReadsInSequenceAndFromAnyPlace) {
+    const std::unique_ptr<ISequentialFile> file = files.OpenSequential(Make("file", "0123456789"));
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->Size(), 10);
+    std::string bytes(4, '\0');
+    ASSERT_EQ(file->Read(bytes.data(), 4), 4);
+    EXPECT_EQ(bytes, "0123");
+    EXPECT_EQ(file->Tell(), 4);
+    ASSERT_TRUE(file->Seek(8));
+    EXPECT_EQ(file->Read(bytes.data(), 4), 2);
+    EXPECT_EQ(bytes.substr(0, 2), "89");
+    EXPECT_EQ(file->Read(bytes.data(), 4), 0);
+    std::ofstream(Path("file"), std::ios::app) << "ab";
+    EXPECT_EQ(file->Size(), 12) << "the size is that of now";
+    EXPECT_EQ(file->Read(bytes.data(), 4), 2);
+    EXPECT_FALSE(file->Seek(UINT64_MAX)) << "no offset of a file";
+}
+
+TEST_F(PosixFilesTest, WhatIsNoFileNeitherHangsNorReads) {
+    EXPECT_EQ(files.OpenSequential(WidePath("missing")), nullptr);
+    EXPECT_EQ(files.Map(WidePath("missing")), nullptr);
+    EXPECT_EQ(files.Map(Make("empty", "")), nullptr);
+    EXPECT_EQ(files.Map(ToWide(folder.Path())), nullptr);
+
+    char byte = 0;
+    const std::unique_ptr<ISequentialFile> opened = files.OpenSequential(ToWide(folder.Path()));
+    if (opened != nullptr) {
+        EXPECT_EQ(opened->Read(&byte, 1), -1) << "a folder has no bytes";
+    }
+    // A FIFO that nobody writes to ends at once.
+    ASSERT_EQ(::mkfifo(Path("fifo").c_str(), 0600), 0);
+    const std::unique_ptr<ISequentialFile> fifo = files.OpenSequential(WidePath("fifo"));
+    if (fifo != nullptr) {
+        EXPECT_LE(fifo->Read(&byte, 1), 0);
+        EXPECT_FALSE(fifo->Seek(1));
+        EXPECT_EQ(fifo->Tell(), -1);
+    }
+    EXPECT_EQ(files.Map(WidePath("fifo")), nullptr);
+}
+
+TEST_F(PosixFilesTest, MapsTheWholeFile) {
+    const std::string contents = std::string(9000, 'x') + "end";
+    const std::unique_ptr<IMappedFile> map = files.Map(Make("file", contents));
+    ASSERT_NE(map, nullptr);
+    const std::span<const uint8_t> bytes = map->Bytes();
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), contents);
+}
+
+// Root may read everything, so a child without its rights looks.
+TEST_F(PosixFilesTest, WhatMayNotBeReadIsUnreadable) {
+    const std::u16string file = Make("file", "x");
+    ASSERT_EQ(::mkdir(Path("locked").c_str(), 0), 0);
+    ASSERT_EQ(::chmod(folder.Path().c_str(), 0755), 0);
+    ASSERT_EQ(::chmod(Path("file").c_str(), 0), 0);
+    enum Wrong { kReadable = 1, kOpened = 2, kMapped = 4, kListed = 8, kNoChild = 16 };
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        constexpr uid_t kNobody = 65534;
+        int wrong = ::geteuid() != 0 || ::setuid(kNobody) == 0 ? 0 : kNoChild;
+        std::vector<std::u16string> names;
+        wrong |= files.IsReadable(file) ? kReadable : 0;
+        wrong |= files.OpenSequential(file) != nullptr ? kOpened : 0;
+        wrong |= files.Map(file) != nullptr ? kMapped : 0;
+        wrong |= files.Enumerate(WidePath("locked"), &names) ? kListed : 0;
+        ::_exit(wrong);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    ASSERT_EQ(::chmod(Path("file").c_str(), 0400), 0);
+    EXPECT_TRUE(files.IsReadable(file));
+    EXPECT_FALSE(files.IsReadable(WidePath("missing")));
+}
+
+} // namespace
+} // namespace larkspin
