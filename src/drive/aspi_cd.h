@@ -140,9 +140,10 @@ class CAspiCD : public IBlockReader {
     // buffer is full is asked again until the user cancels.
     int WriteBlocks(int32_t* address, const void* buffer, int32_t count,
                     const CancelFunctor* cancel, uint32_t blockSize);
-    int SyncCache(); // always 0
+    // Always 0; m_bCacheLost tells whether blocks that the drive had taken were lost.
+    int SyncCache();
     // Waits for the lead-out. 0 when the drive is done or the user cancelled; 1 when it reports an
-    // error or is still busy after half an hour.
+    // error, could not empty its cache or is still busy after half an hour.
     int FinishSaoWrite(const CancelFunctor* cancel = nullptr);
     int CloseSession(); // 0, or -1 when the drive gave any sense or no answer
     int TestUnitReady();
@@ -222,6 +223,10 @@ class CAspiCD : public IBlockReader {
     uint32_t m_dwDiskKnown = 0;
 
     uint32_t m_dwCapabilities = 0; // filled by ReadCapabilities
+
+    // The last SyncCache ended in a medium or hardware error, or without an answer. A drive may
+    // report here that it failed to record what it had taken before, and never report it again.
+    bool m_bCacheLost = false;
 
     // State of a DVD recording; ResetDvdState sets the values shown.
     bool m_bMediaWritten = false;

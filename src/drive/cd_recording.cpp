@@ -171,13 +171,17 @@ int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
 }
 
 int CAspiCD::SyncCache() {
-    SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache), nullptr, 0, kSyncSeconds);
+    const DirectResult result =
+        SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache), nullptr, 0, kSyncSeconds);
+    m_bCacheLost =
+        result.Key() == kKeyMediumError || result.Key() == kKeyHardwareError || result.Unanswered();
     return 0;
 }
 
 int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
     IClock& clock = m_pTransport->Clock();
     SyncCache();
+    const bool lostBefore = m_bCacheLost;
     const uint64_t start = clock.TickMs();
     int busy = GetUnitBusy();
     while (busy == 2 && clock.TickMs() - start < kLeadOutLimitMs) {
@@ -186,7 +190,7 @@ int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
         busy = GetUnitBusy();
     }
     SyncCache();
-    return busy == 0 ? 0 : 1;
+    return busy == 0 && !lostBefore && !m_bCacheLost ? 0 : 1;
 }
 
 int CAspiCD::CloseSession() {

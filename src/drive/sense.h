@@ -8,6 +8,8 @@ namespace larkspin {
 
 enum SenseKey : uint8_t {
     kKeyNotReady = 2,
+    kKeyMediumError = 3,
+    kKeyHardwareError = 4,
     kKeyIllegalRequest = 5,
     kKeyUnitAttention = 6,
 };

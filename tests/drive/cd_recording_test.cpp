@@ -526,5 +526,41 @@ TEST(LeadOutTest, EndsByTheUserByAnErrorOrByItsLimit) {
     EXPECT_EQ(stuck.clock.TotalSleep(), 30 * 60 * 1000);
 }
 
+// A drive tells of blocks that it had taken and could not record when it is told to empty its
+// cache, once; it is not busy afterwards.
+TEST(LeadOutTest, BlocksLostInTheCacheAreAFailure) {
+    struct Case {
+        const char* name;
+        ScriptedAnswer answer;
+        bool isLost;
+    };
+    const Case cases[] = {
+        {"good", GoodAnswer(), false},
+        {"recovered error", SenseAnswer(1, 0x17, 0), false},
+        {"still writing", SenseAnswer(2, 0x04, 0x08), false},
+        {"write error", SenseAnswer(3, 0x0C, 0), true},
+        {"internal failure", SenseAnswer(4, 0x44, 0), true},
+        {"nothing to flush", SenseAnswer(5, 0x2C, 0), false},
+        {"no answer", FailedAnswer(PortError::TimedOut), true},
+    };
+    for (const Case& c : cases) {
+        for (const bool isFirst : {true, false}) {
+            SCOPED_TRACE(c.name);
+            SCOPED_TRACE(isFirst ? "first flush" : "second flush");
+            ScriptedDrive bench;
+            bench.port.Queue(mmc::kSynchronizeCache, isFirst ? c.answer : GoodAnswer());
+            bench.port.Queue(mmc::kSynchronizeCache, isFirst ? GoodAnswer() : c.answer);
+            EXPECT_EQ(bench.drive.FinishSaoWrite(), c.isLost ? 1 : 0);
+            EXPECT_EQ(bench.port.Sent(mmc::kSynchronizeCache).size(), 2u);
+        }
+        ScriptedDrive bench;
+        bench.port.Queue(mmc::kSynchronizeCache, c.answer);
+        EXPECT_EQ(bench.drive.SyncCache(), 0);
+        EXPECT_EQ(bench.drive.m_bCacheLost, c.isLost) << c.name;
+        bench.drive.SyncCache();
+        EXPECT_FALSE(bench.drive.m_bCacheLost) << "a flush forgets the one before";
+    }
+}
+
 } // namespace
 } // namespace larkspin
