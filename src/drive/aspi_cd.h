@@ -92,6 +92,7 @@ class CAspiCD : public IBlockReader {
                         uint32_t length, uint8_t* sense, uint8_t senseLength = 14);
     uint8_t SendNoData(uint8_t direction, std::span<const uint8_t> cdb);
     bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) override;
+    // The event classes met, one bit each; leaves a drive alone that has told a hundred in a row.
     uint32_t HandleEvents(CScsiCommand& command);
     // Polls once a second, without a limit while the unit is not ready. 0 ready; the error code
     // when there is no medium; -1 when the drive gives no sense, answers a hundred times in a row
@@ -115,7 +116,9 @@ class CAspiCD : public IBlockReader {
 
     // --- write speeds (speeds.cpp) ---
     std::vector<double> GetWriteSpeeds(); // throws
-    bool SetCdSpeed(uint32_t speed);      // true when the drive reported an error
+    // True when the drive reported an error. 0, and what has no form in the command, is the
+    // maximum.
+    bool SetCdSpeed(uint32_t speed);
     void SetVelocity(int32_t kilobytesPerSecond);
     std::vector<uint8_t> ReadPage2A(CScsiCommand& command); // mode header and page; throws
     int ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command); // throws
@@ -125,7 +128,8 @@ class CAspiCD : public IBlockReader {
     void VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2A);
 
     // --- CD recording (cd_recording.cpp, mode_pages.cpp, cue_sheet.h) ---
-    // `header` and `blockDescriptor` are 8 bytes each, or null when not wanted.
+    // `header` and `blockDescriptor` are 8 bytes each, or null when not wanted. 1 also when the
+    // drive answers with another page than the one asked for.
     int ModeSense(uint8_t page, std::span<uint8_t> buffer, uint8_t* header = nullptr,
                   uint8_t* blockDescriptor = nullptr);
     int ModeSelect(std::span<const uint8_t> page, const uint8_t* header = nullptr);
@@ -159,7 +163,8 @@ class CAspiCD : public IBlockReader {
     void OpenDvdForWriting(bool ignorePrevious, double speed); // throws
     // Records `source` up to its end from byte `offset` on, a multiple of kDvdChunkBytes. The last
     // chunk is padded with zeros. A source of less than kDvdBufferBytes holds no volume: nothing is
-    // written. One whose Read fails ends the recording with "cannot read source".
+    // written. One whose Read fails ends the recording with "cannot read source", one that lies
+    // before the first writable block as a whole with "write error".
     //
     // A cancel is no failure: it returns, from a wait for a busy drive too, at the latest 200 ms
     // later; a format that has begun runs to its end. What was written stays, to be closed.
@@ -197,8 +202,13 @@ class CAspiCD : public IBlockReader {
     int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
 
     // --- appending (appending.cpp, appending_cd.cpp) ---
+    // 0, or -1 when the drive fails or does not tell the last session's start.
     int ReadMultiSessionStart(int32_t* address);
-    int32_t GetNextSessionStart(std::span<const uint8_t> descriptor, int32_t* previousStart);
+    // A volume on a disc that is written in place whose size can't be true is no ISO 9660 volume:
+    // the new data would lie over the old.
+    int32_t GetNextSessionStart(std::span<const uint8_t> descriptor,
+                                int32_t* previousStart); // throws
+    // A track that does not begin behind the last session counts as unreadable.
     int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
     // Gives the descriptors at block 16 of a disc that is written in place the contents of the new
     // ones. Does nothing on sequential media, or when nothing was appended.
