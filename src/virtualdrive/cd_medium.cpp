@@ -28,7 +28,7 @@ constexpr int32_t kLeadInBlocks = 4500;
 // Where ATIP says that the lead-in of the first session begins, 97:00:00.
 constexpr int32_t kFirstLeadIn = FramesOfMsf(97, 0, 0) - 450'000 - kPregapFrames;
 
-// READ CD, byte 9: user data alone, and all that a block of CD-DA can be asked for.
+// READ CD, byte 9: user data alone, and all fields of a block.
 constexpr uint8_t kFieldUserData = 0x10;
 constexpr uint8_t kFieldsAll = 0xF8;
 constexpr uint8_t kExpectAudio = 1;
@@ -266,8 +266,11 @@ SenseCode CCdMedium::ReadCd(int32_t block, uint32_t count, const ReadCdRequest& 
     if ((request.expectedType == kExpectAudio && isData) ||
         (request.expectedType == kExpectMode1 && !isData) || request.expectedType > kExpectMode1)
         return sense::kIllegalModeForTrack;
-    // Sync, header and parity of data blocks are not kept, so they can't be asked for.
-    if (request.fields != kFieldUserData && (isData || request.fields != kFieldsAll))
+    // A block of CD-DA is user data as a whole, whichever other fields are asked for with it. Sync,
+    // header and parity of data blocks are not kept, so they can't be asked for.
+    const uint8_t otherFields = request.fields & ~kFieldUserData;
+    if ((request.fields & kFieldUserData) == 0 || (isData && otherFields != 0) ||
+        (otherFields & ~kFieldsAll) != 0)
         return sense::kInvalidFieldInCdb;
     *bytesPerBlock = first->blockBytes;
     if (data.size() < size_t{count} * first->blockBytes)
