@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,6 +34,20 @@ constexpr char kUsage[] =
     "  --volume-id TEXT        volume identifier of the ISO tree\n"
     "  --joliet-volume-id TEXT volume identifier of the Joliet tree\n"
     "  --udf                   adds a UDF 1.02 view of the same files\n"
+    "  --dvd-video             lays the files of VIDEO_TS folders out as players need them\n"
+    "  --boot IMAGE            boots the file IMAGE of the volume, a path such as "
+    "boot/loader.bin;\n"
+    "                          may be given up to 63 times. The next five say how, each for the\n"
+    "                          --boot before it:\n"
+    "  --boot-emulation KIND   none (the default), floppy or hard-disk\n"
+    "  --boot-load-size N      sectors of 512 bytes to load without emulation (the whole image)\n"
+    "  --boot-load-segment N   segment to load to; 0 (the default) is the usual 0x7C0\n"
+    "  --boot-info-table       CHANGES YOUR OWN FILE: writes a boot information table over bytes\n"
+    "                          8 to 63 of the image on disk, as some boot loaders need it. A run\n"
+    "                          that fails puts the old bytes back.\n"
+    "  --not-bootable          lists the image without marking it bootable\n"
+    "  --boot-catalog PATH     where the boot catalog lies in the volume (boot.catalog)\n"
+    "  --generic-boot FILE     fills the first 16 sectors from FILE\n"
     "  --date EPOCH            seconds since 1970, UTC: the run's moment, and the time of every\n"
     "                          access, so that two runs give the same bytes\n"
     "Names left out of the volume are told on standard error.\n"
@@ -53,6 +68,10 @@ struct Request {
     std::optional<std::string> volumeId;
     std::optional<std::string> jolietVolumeId;
     bool udf = false;
+    bool dvdVideo = false;
+    std::vector<BootEntry> bootEntries;
+    std::optional<std::string> bootCatalog;
+    std::optional<std::string> genericBoot;
     std::optional<int64_t> date;
     std::vector<std::string> paths;
 };
@@ -65,6 +84,19 @@ Number ParseNumber(const std::string& option, const std::string& text) {
         throw UsageError(option + " needs a number, not \"" + text + "\"");
     }
     return value;
+}
+
+// A path in the volume, with '/' between its names.
+std::u16string TreePath(const std::string& path) {
+    return ToWide(path.starts_with('/') ? path : '/' + path);
+}
+
+void SetEmulation(BootEntry& boot, const std::string& kind) {
+    if (kind != "none" && kind != "floppy" && kind != "hard-disk") {
+        throw UsageError("--boot-emulation is none, floppy or hard-disk, not \"" + kind + "\"");
+    }
+    boot.no_emulation = kind == "none";
+    boot.hard_disk_emulation = kind == "hard-disk";
 }
 
 Request ParseArguments(Arguments arguments) {
@@ -86,6 +118,12 @@ Request ParseArguments(Arguments arguments) {
             }
             return arguments[++i];
         };
+        const auto boot = [&]() -> BootEntry& {
+            if (request.bootEntries.empty()) {
+                throw UsageError(argument + " needs a --boot in front of it");
+            }
+            return request.bootEntries.back();
+        };
         if (argument == "--output") {
             request.output = value();
         } else if (argument == "--session-start") {
@@ -98,6 +136,26 @@ Request ParseArguments(Arguments arguments) {
             request.jolietVolumeId = value();
         } else if (argument == "--udf") {
             request.udf = true;
+        } else if (argument == "--dvd-video") {
+            request.dvdVideo = true;
+        } else if (argument == "--boot") {
+            BootEntry& entry = request.bootEntries.emplace_back();
+            entry.path = TreePath(value());
+            entry.no_emulation = true;
+        } else if (argument == "--boot-emulation") {
+            SetEmulation(boot(), value());
+        } else if (argument == "--boot-load-size") {
+            boot().load_size = ParseNumber<uint16_t>(argument, value());
+        } else if (argument == "--boot-load-segment") {
+            boot().load_segment = ParseNumber<uint16_t>(argument, value());
+        } else if (argument == "--boot-info-table") {
+            boot().patch_boot_info = true;
+        } else if (argument == "--not-bootable") {
+            boot().not_bootable = true;
+        } else if (argument == "--boot-catalog") {
+            request.bootCatalog = value();
+        } else if (argument == "--generic-boot") {
+            request.genericBoot = value();
         } else if (argument == "--date") {
             request.date = ParseNumber<int64_t>(argument, value());
         } else {
@@ -199,17 +257,25 @@ class FixedAccessFiles final : public IFileSystem {
     std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
         return PosixFiles().Map(path);
     }
+    bool PatchBytes(const std::u16string& path, uint64_t offset,
+                    std::span<const uint8_t> bytes) override {
+        return PosixFiles().PatchBytes(path, offset, bytes);
+    }
 
   private:
     int64_t m_nMoment;
 };
+
+std::string AbsolutePath(const std::string& path) {
+    return std::filesystem::absolute(path).lexically_normal().native();
+}
 
 // A queue holds absolute paths.
 std::vector<std::u16string> QueueOf(const std::vector<std::string>& paths) {
     std::vector<std::u16string> queue;
     queue.reserve(paths.size());
     for (const std::string& path : paths) {
-        queue.push_back(ToWide(std::filesystem::absolute(path).lexically_normal().native()));
+        queue.push_back(ToWide(AbsolutePath(path)));
     }
     return queue;
 }
@@ -228,6 +294,16 @@ void MakeVolume(const Request& request, IFileSystem& files, IClock& clock, IByte
         options.joliet_volume_id = ToWide(*request.jolietVolumeId);
     }
     options.udf = request.udf;
+    options.dvd_video = request.dvdVideo;
+    options.el_torito = !request.bootEntries.empty();
+    options.boot_entries = request.bootEntries;
+    if (request.bootCatalog) {
+        options.boot_catalog_path = TreePath(*request.bootCatalog);
+    }
+    if (request.genericBoot) {
+        options.generic_boot = true;
+        options.generic_boot_path = ToWide(AbsolutePath(*request.genericBoot));
+    }
     generator.MakeVolume(QueueOf(request.paths), sink, request.previousStart, request.sessionStart,
                          {});
 }

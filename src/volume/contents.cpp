@@ -2,11 +2,15 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "volume/dvdvideo.h"
+#include "volume/read_up_to.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"
 
 #include <algorithm>
+#include <optional>
 #include <span>
+#include <unordered_map>
 #include <utility>
 
 namespace larkspin {
@@ -18,20 +22,22 @@ void TakeExtentOf(const IsoDirectory& directory, DirectoryRecord& record) {
     record.size = RoundToSectors(directory.iso_size);
 }
 
-void AssignFile(VolumeRun& run, IsoEntry& entry) {
+void AssignFile(VolumeRun& run, IsoEntry& entry, uint32_t padSectors) {
     entry.record.extent = run.plan_sector;
     entry.start_sector = run.plan_sector;
-    if (entry.size == 0) {
+    if (entry.size == 0 && padSectors == 0) {
         return;
     }
     DeferredFile& file = run.contents.emplace_back();
     file.entry = &entry;
     file.extent = run.plan_sector;
     file.size = entry.size;
+    file.pad_sectors = padSectors;
     run.plan_sector += SectorsOf(entry.size) + file.pad_sectors;
 }
 
-void AssignEntry(VolumeRun& run, const IsoDirectory& directory, IsoEntry& entry) {
+void AssignEntry(VolumeRun& run, const IsoDirectory& directory, IsoEntry& entry,
+                 uint32_t padSectors) {
     // A file may begin at sector 0 of the disc, if it covers the start of a previous session.
     const bool isKept = entry.Has(kEntryMayBeKept) && entry.size != 0;
     if (entry.record.extent != 0 || isKept) {
@@ -49,8 +55,39 @@ void AssignEntry(VolumeRun& run, const IsoDirectory& directory, IsoEntry& entry)
         }
         TakeExtentOf(*entry.own_directory, entry.record);
     } else {
-        AssignFile(run, entry);
+        AssignFile(run, entry, padSectors);
     }
+}
+
+// The DVD-Video sets met on the way through the tree.
+class DvdFolders {
+  public:
+    explicit DvdFolders(VolumeRun& run) : m_run(run) {}
+
+    // The set that `directory` belongs to, its own or that of a sibling in front of it; null if
+    // there is none.
+    const DvdFileSet* SetOf(const IsoDirectory& directory) {
+        if (!m_run.options.dvd_video) {
+            return nullptr;
+        }
+        if (std::optional<DvdFileSet> set = BuildFileSet(m_run.files, directory)) {
+            return &m_sets.insert_or_assign(directory.parent, *std::move(set)).first->second;
+        }
+        const auto found = m_sets.find(directory.parent);
+        return found != m_sets.end() ? &found->second : nullptr;
+    }
+
+  private:
+    VolumeRun& m_run;
+    std::unordered_map<const IsoDirectory*, DvdFileSet> m_sets; // by the parent of the siblings
+};
+
+uint32_t DvdPadSectors(const DvdFileSet& set, const IsoEntry& entry) {
+    const int64_t padding = PadFor(set, entry.name);
+    if (padding < 0) {
+        throw CCDWriterISOGenException(u"Internal error #941.");
+    }
+    return static_cast<uint32_t>(padding);
 }
 
 [[noreturn]] void Fail(const char* format, const std::u16string& path) {
@@ -60,19 +97,11 @@ void AssignEntry(VolumeRun& run, const IsoDirectory& directory, IsoEntry& entry)
 // Fills `piece` from `file`, with zeros behind the end of the file. Reading stops once the first
 // `needed` bytes are there: what follows them in the last sector is of no account.
 bool ReadPiece(ISequentialFile& file, std::span<uint8_t> piece, size_t needed) {
-    size_t filled = 0;
-    while (filled < needed) {
-        const std::ptrdiff_t got = file.Read(piece.data() + filled, piece.size() - filled);
-        if (got < 0) {
-            return false;
-        }
-        if (got == 0) {
-            break;
-        }
-        filled += static_cast<size_t>(got);
+    const std::optional<size_t> filled = ReadUpTo(file, piece, needed);
+    if (filled) {
+        std::fill(piece.begin() + static_cast<std::ptrdiff_t>(*filled), piece.end(), uint8_t{0});
     }
-    std::fill(piece.begin() + static_cast<std::ptrdiff_t>(filled), piece.end(), uint8_t{0});
-    return true;
+    return filled.has_value();
 }
 
 void StreamFile(VolumeRun& run, const DeferredFile& item, SectorStream& stream) {
@@ -102,9 +131,16 @@ void StreamMemory(std::span<const uint8_t> bytes, SectorStream& stream) {
 } // namespace
 
 void AssignContents(VolumeRun& run) {
+    DvdFolders dvdFolders(run);
     ForEachDirectory(run.tree.Root(), [&](IsoDirectory& directory) {
+        if (const DvdFileSet* set = dvdFolders.SetOf(directory)) {
+            for (IsoEntry* entry : PlayersOrder(directory)) {
+                AssignEntry(run, directory, *entry, DvdPadSectors(*set, *entry));
+            }
+            return;
+        }
         for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
-            AssignEntry(run, directory, *entry);
+            AssignEntry(run, directory, *entry, 0);
         }
     });
 }

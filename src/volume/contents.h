@@ -24,9 +24,9 @@ struct DeferredFile {
     std::unique_ptr<std::vector<uint8_t>> memory_contents;
 };
 
-// Gives each entry of the tree its extent, in the order of directories and of their ISO chains;
-// an entry that has one (a file kept from a previous session) is passed over. Directories must
-// have their extents.
+// Gives each entry of the tree its extent, in the order of directories and of their ISO chains, or,
+// in a DVD-Video folder with `dvd_video`, in the order that dvdvideo.h tells. An entry that has one
+// (a file kept from a previous session) is passed over. Directories must have their extents.
 void AssignContents(VolumeRun& run);
 
 // Moves what StreamContents needs out of the entries, so that the tree can be cleared.

@@ -1,6 +1,7 @@
 #include "volume/iso_gen.h"
 
 #include "platform/text.h"
+#include "volume/eltorito.h"
 #include "volume/layout.h"
 #include "volume/merge.h"
 #include "volume/rockridge.h"
@@ -90,6 +91,9 @@ void CCDWriterISOGen::MakeVolume(const std::vector<std::u16string>& queue, IByte
                   m_pState->notice, previousBase, sessionBase);
     MakeExtensionRecord(run);
     AddQueue(run, queue);
+    if (run.options.el_torito) {
+        AddBootCatalog(run);
+    }
     SendVolume(run, stream, sizeReady);
 }
 
@@ -100,6 +104,9 @@ void CCDWriterISOGen::MakeMergedVolume(const std::vector<std::u16string>& queue,
                   m_pState->notice, previousBase, sessionBase);
     MakeExtensionRecord(run);
     AddQueue(run, queue);
+    if (run.options.el_torito) {
+        AddBootCatalog(run);
+    }
     MergePreviousSession(run, drive);
     SendVolume(run, stream, sizeReady);
 }

@@ -2,6 +2,7 @@
 
 #include "platform/text.h"
 #include "volume/contents.h"
+#include "volume/eltorito.h"
 #include "volume/fragment.h"
 #include "volume/iso9660.h"
 #include "volume/joliet.h"
@@ -59,8 +60,14 @@ OutputFragment ContentsFragment(VolumeRun& run) {
 std::vector<OutputFragment> MainFragments(VolumeRun& run) {
     const GenOptions& options = run.options;
     std::vector<OutputFragment> list;
+    if (options.generic_boot) {
+        list.push_back(GenericBootFragment(run));
+    }
     list.push_back(InitialPadFragment(run));
     list.push_back(PrimaryDescriptorFragment(run));
+    if (options.el_torito) {
+        list.push_back(BootRecordFragment(run));
+    }
     if (options.interchange_level > 3) {
         list.push_back(EnhancedDescriptorFragment(run));
     }
@@ -135,8 +142,7 @@ std::vector<OutputFragment> PlanVolume(VolumeRun& run) {
     return fragments;
 }
 
-void WriteFragments(const VolumeRun& run, std::vector<OutputFragment>& fragments,
-                    SectorStream& stream) {
+void WriteFragments(VolumeRun& run, std::vector<OutputFragment>& fragments, SectorStream& stream) {
     for (OutputFragment& fragment : fragments) {
         if (fragment.start != 0 && fragment.start != stream.WrittenSector()) {
             throw CCDWriterISOGenException(
@@ -151,6 +157,7 @@ void WriteFragments(const VolumeRun& run, std::vector<OutputFragment>& fragments
                        run.plan_sector, stream.WrittenSector()));
     }
     stream.Flush();
+    run.boot_patches.Keep();
 }
 
 } // namespace

@@ -27,6 +27,7 @@ VolumeRun::VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& g
     : files(fileSystem), options(genOptions), notice(std::move(noticeCallback)),
       moment(clock.Now()), moment_milliseconds(static_cast<uint32_t>(clock.TickMs())),
       default_status(SyntheticFolder(genOptions, moment)), previous_base(previousBase),
-      session_base(sessionBase), plan_sector(sessionBase), tree(genOptions.relocation_depth) {}
+      session_base(sessionBase), plan_sector(sessionBase), tree(genOptions.relocation_depth),
+      boot_patches(fileSystem) {}
 
 } // namespace larkspin

@@ -7,6 +7,7 @@
 #include "platform/files.h"
 #include "volume/contents.h"
 #include "volume/dates.h"
+#include "volume/eltorito.h"
 #include "volume/iso_gen.h"
 #include "volume/options.h"
 #include "volume/path_tables.h"
@@ -57,6 +58,7 @@ struct VolumeRun {
     DirectoryRecord joliet_root_record;
     std::deque<DeferredFile> contents; // in order of ascending sector
     UdfPlan udf;
+    BootPatches boot_patches;
 };
 
 } // namespace larkspin

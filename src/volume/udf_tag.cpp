@@ -13,8 +13,6 @@ constexpr uint16_t kTagVersion = 2; // ECMA-167, second edition
 constexpr uint16_t kTypeLocalTime = 0x1000;
 constexpr uint16_t kZoneMask = 0x0FFF;
 constexpr int kZoneMinutes = 15; // of one step of a record's date
-constexpr uint8_t kOneByteUnits = 8;
-constexpr uint8_t kTwoByteUnits = 16;
 constexpr size_t kEntityAtIdentifier = 1;
 constexpr size_t kEntityAtSuffix = 24;
 constexpr uint8_t kWriteProtected = 3; // hard and soft
@@ -73,6 +71,16 @@ constexpr std::array<ZeroRun, kZeroRuns> kZeroRunTables = MakeZeroRuns();
 
 void WriteEntity(FieldWriter& writer, size_t offset, std::string_view identifier) {
     writer.Text(offset + kEntityAtIdentifier, identifier);
+}
+
+// Bytes that each unit of the text takes.
+size_t UnitBytes(std::u16string_view text) {
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] > 0xFF && JolietUnit(text, i) > 0xFF) { // a small unit maps to a small one
+            return 2;
+        }
+    }
+    return 1;
 }
 
 } // namespace
@@ -140,33 +148,34 @@ void WriteUdfVolumeInfo(FieldWriter& writer, size_t offset) {
     writer.Little16(offset + kEntityAtSuffix, kUdfRevision);
 }
 
+size_t UdfCompressedBytes(std::u16string_view text) {
+    return 1 + UnitBytes(text) * text.size();
+}
+
 std::string UdfCompressed(std::u16string_view text) {
-    std::string bytes = ToJoliet(text, 2 * text.size());
-    bool fitsBytes = true;
-    for (size_t i = 0; i < bytes.size(); i += 2) {
-        fitsBytes = fitsBytes && bytes[i] == 0;
-    }
-    if (!fitsBytes) {
-        bytes.insert(bytes.begin(), static_cast<char>(kTwoByteUnits));
-        return bytes;
-    }
-    std::string narrow(1 + text.size(), static_cast<char>(kOneByteUnits));
+    const size_t unitBytes = UnitBytes(text);
+    std::string bytes(1, static_cast<char>(8 * unitBytes));
+    bytes.reserve(1 + unitBytes * text.size());
     for (size_t i = 0; i < text.size(); ++i) {
-        narrow[1 + i] = bytes[2 * i + 1];
+        const char16_t unit = JolietUnit(text, i);
+        if (unitBytes == 2) {
+            bytes += static_cast<char>(unit >> 8);
+        }
+        bytes += static_cast<char>(unit & 0xFF);
     }
-    return narrow;
+    return bytes;
 }
 
 void WriteUdfText(FieldWriter& writer, size_t offset, size_t width, std::u16string_view text) {
     const size_t room = width - 1; // compression byte and characters
     text = text.substr(0, std::min(room - 1, text.find(u'\0')));
-    std::string bytes = UdfCompressed(text);
-    if (bytes.size() > room) { // two bytes per unit: half as many fit
-        bytes = UdfCompressed(text.substr(0, (room - 1) / 2));
-    }
     if (text.empty()) {
         return;
     }
+    if (UdfCompressedBytes(text) > room) { // two bytes per unit: half as many fit
+        text = text.substr(0, (room - 1) / 2);
+    }
+    const std::string bytes = UdfCompressed(text);
     writer.Text(offset, bytes);
     writer.U8(offset + width - 1, static_cast<uint8_t>(bytes.size()));
 }

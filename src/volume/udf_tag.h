@@ -57,6 +57,8 @@ void WriteUdfVolumeInfo(FieldWriter& writer, size_t offset);
 // UDF 2.1.1: the compression byte and the characters of `text` after the mapping that Joliet names
 // pass: 8 with one byte each if all fit, else 16 with big-endian units.
 std::string UdfCompressed(std::u16string_view text);
+// The length of that.
+size_t UdfCompressedBytes(std::u16string_view text);
 // ECMA-167 1/7.2.12: compressed text in a field of `width` bytes, cut to fit, with the count of its
 // bytes in the last one. An empty text is all zeros.
 void WriteUdfText(FieldWriter& writer, size_t offset, size_t width, std::u16string_view text);

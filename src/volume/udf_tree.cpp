@@ -62,8 +62,8 @@ void ForEachFile(VolumeRun& run, const Visit& visit) {
     });
 }
 
-std::string IdentifierName(const VolumeRun& run, const IsoEntry& entry) {
-    return UdfCompressed(std::u16string_view(entry.name).substr(0, run.options.joliet_name_limit));
+std::u16string_view ShownName(const VolumeRun& run, const IsoEntry& entry) {
+    return std::u16string_view(entry.name).substr(0, run.options.joliet_name_limit);
 }
 
 constexpr uint32_t IdentifierBytes(size_t nameBytes) {
@@ -73,7 +73,7 @@ constexpr uint32_t IdentifierBytes(size_t nameBytes) {
 uint32_t IdentifiersSize(const VolumeRun& run, const IsoDirectory& directory) {
     uint32_t bytes = IdentifierBytes(0); // the parent has no name
     ForEachName(directory, [&](const IsoEntry& entry) {
-        bytes += IdentifierBytes(IdentifierName(run, entry).size());
+        bytes += IdentifierBytes(UdfCompressedBytes(ShownName(run, entry)));
     });
     return bytes;
 }
@@ -201,8 +201,9 @@ void WriteDirectory(VolumeRun& run, const IsoDirectory& directory, SectorStream&
                     UniqueIdOf(run, parent));
     ForEachName(directory, [&](const IsoEntry& shown) {
         const IsoEntry& entry = Behind(shown);
-        identifiers.Add(entry.record.IsDirectory() ? kIsDirectory : 0, IdentifierName(run, shown),
-                        entry.udf_entry_sector, entry.udf_entry_sector);
+        identifiers.Add(entry.record.IsDirectory() ? kIsDirectory : 0,
+                        UdfCompressed(ShownName(run, shown)), entry.udf_entry_sector,
+                        entry.udf_entry_sector);
     });
     stream.Write(sectors);
 }

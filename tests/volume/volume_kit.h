@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +27,7 @@ class MemoryFiles final : public IFileSystem {
         bool readable = true;
         bool opens = true;
         bool readFails = false;
+        bool patchFails = false; // once, halfway
         size_t largestRead = SIZE_MAX;
         std::vector<std::u16string> names;
     };
@@ -77,8 +79,17 @@ class MemoryFiles final : public IFileSystem {
         return std::make_unique<File>(found->second);
     }
     std::unique_ptr<IMappedFile> Map(const std::u16string&) override { return nullptr; }
+    bool PatchBytes(const std::u16string& path, uint64_t offset,
+                    std::span<const uint8_t> bytes) override {
+        ++patches;
+        Node& node = m_nodes.at(path);
+        const size_t count = node.patchFails ? bytes.size() / 2 : bytes.size();
+        std::copy_n(bytes.begin(), count, node.bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+        return !std::exchange(node.patchFails, false);
+    }
 
     std::function<void(const std::u16string&)> onEnumerate;
+    size_t patches = 0;
 
   private:
     class File final : public ISequentialFile {

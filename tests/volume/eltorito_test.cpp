@@ -1,0 +1,382 @@
+// Bootable volumes: the catalog byte for byte, broken images, the user's own files, and machines
+// that boot.
+#include "platform/files.h"
+#include "platform/text.h"
+#include "readers_kit.h"
+#include "support/temp_folder.h"
+#include "volume_kit.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+namespace larkspin {
+namespace {
+
+using SetBoot = std::function<void(GenOptions&)>;
+
+// A boot sector that says "Larkspin has booted" on the first serial line and ends the machine. Its
+// bytes 8 to 63 are free for a boot information table.
+std::string BootSector(size_t bytes) {
+    constexpr std::array<uint8_t, 27> kCode = {
+        0xE8, 0x00, 0x00, 0x5E, 0x83, 0xC6, 0x18, 0x0E, 0x1F,             // ds:si: the text
+        0xAC, 0x84, 0xC0, 0x74, 0x06, 0xBA, 0xF8, 0x03, 0xEE, 0xEB, 0xF5, // each byte to the line
+        0xBA, 0x01, 0x05, 0xEE, 0xF4, 0xEB, 0xFD};                        // the end of the machine
+    constexpr size_t kCodeAt = 64;
+    std::string sector(bytes, '\0');
+    sector[0] = '\xEB'; // jump to the code
+    sector[1] = kCodeAt - 2;
+    std::copy(kCode.begin(), kCode.end(), sector.begin() + kCodeAt);
+    const std::string text = "Larkspin has booted\r\n";
+    std::copy(text.begin(), text.end(), sector.begin() + kCodeAt + kCode.size());
+    sector[510] = '\x55';
+    sector[511] = '\xAA';
+    return sector;
+}
+
+std::string HardDisk(std::initializer_list<int> types) {
+    std::string disk = BootSector(63 * 512);
+    size_t at = 446 + 4;
+    for (const int type : types) {
+        disk[at] = static_cast<char>(type);
+        at += 16;
+    }
+    return disk;
+}
+
+BootEntry NoEmulation(std::u16string path) {
+    BootEntry entry;
+    entry.path = std::move(path);
+    entry.no_emulation = true;
+    return entry;
+}
+
+SetBoot Boot(std::vector<BootEntry> entries) {
+    return [entries = std::move(entries)](GenOptions& options) {
+        options.el_torito = true;
+        options.boot_entries = entries;
+    };
+}
+
+uint32_t Little(std::string_view bytes, size_t at, size_t width) {
+    uint32_t value = 0;
+    for (size_t i = width; i-- > 0;) {
+        value = value << 8 | static_cast<uint8_t>(bytes[at + i]);
+    }
+    return value;
+}
+
+TEST(ElTorito, WritesRecordAndCatalog) {
+    MemoryFiles files;
+    files.AddFolder(u"/boot");
+    files.AddFile(u"/boot/loader", BootSector(5000));
+    files.AddFile(u"/boot/floppy12", std::string(1'228'800, 'f'));
+    files.AddFile(u"/boot/floppy144", std::string(1'474'560, 'f'));
+    files.AddFile(u"/boot/floppy288", std::string(2'949'120, 'f'));
+    files.AddFile(u"/boot/disk", HardDisk({0, 0x0C}));
+    BootEntry loader = NoEmulation(u"/boot/loader");
+    loader.load_segment = 0x1234;
+    BootEntry sized = NoEmulation(u"boot\\loader"); // the other kind of path
+    sized.load_size = 4;
+    sized.not_bootable = true;
+    BootEntry disk{.path = u"/boot/disk"};
+    disk.hard_disk_emulation = true;
+    const struct {
+        BootEntry entry;
+        int bootable, media, segment, type, load;
+        const char* file;
+    } cases[] = {{loader, 0x88, 0, 0x1234, 0, 12, "loader"},
+                 {sized, 0, 0, 0, 0, 4, "loader"},
+                 {{.path = u"/boot/floppy12"}, 0x88, 1, 0, 0, 1, "floppy12"},
+                 {{.path = u"/boot/floppy144"}, 0x88, 2, 0, 0, 1, "floppy144"},
+                 {{.path = u"/boot/floppy288"}, 0x88, 3, 0, 0, 1, "floppy288"},
+                 {disk, 0x88, 4, 0, 0x0C, 1, "disk"}};
+    std::vector<BootEntry> entries;
+    for (const auto& c : cases) {
+        entries.push_back(c.entry);
+    }
+    const VolumeResult result = MakeVolume(files, {u"/boot"}, 700, [&](GenOptions& options) {
+        Boot(entries)(options);
+        options.boot_catalog_path = u"/boot/boot.cat";
+        options.publisher_id = "A publisher whose name is too long for it";
+    });
+    ASSERT_EQ(result.error, u"");
+    const IsoReader reader(result.image, 700);
+    const auto tree = reader.RockRidgeTree();
+    const auto record = reader.Sector(717);
+    const std::string text(record.begin(), record.end());
+    EXPECT_EQ(text.substr(0, 30), std::string("\0CD001\1EL TORITO SPECIFICATION", 30));
+    EXPECT_EQ(Little(text, 71, 4), tree.at("/boot/boot.cat").extent);
+    EXPECT_EQ(tree.at("/boot/boot.cat").mode, 0100444u);
+    const std::string catalog = TextOf(reader.Contents(tree.at("/boot/boot.cat")));
+    EXPECT_EQ(catalog.substr(0, 28), std::string("\1\0\0\0A publisher whose name \0", 28));
+    EXPECT_EQ(catalog.substr(30, 2), "\x55\xAA");
+    uint32_t sum = 0;
+    for (size_t at = 0; at < 32; at += 2) {
+        sum += Little(catalog, at, 2);
+    }
+    EXPECT_EQ(sum & 0xFFFF, 0u);
+    size_t at = 32;
+    for (const auto& c : cases) {
+        EXPECT_EQ(Little(catalog, at, 1), static_cast<uint32_t>(c.bootable)) << c.file;
+        EXPECT_EQ(Little(catalog, at + 1, 1), static_cast<uint32_t>(c.media)) << c.file;
+        EXPECT_EQ(Little(catalog, at + 2, 2), static_cast<uint32_t>(c.segment)) << c.file;
+        EXPECT_EQ(Little(catalog, at + 4, 1), static_cast<uint32_t>(c.type)) << c.file;
+        EXPECT_EQ(Little(catalog, at + 6, 2), static_cast<uint32_t>(c.load)) << c.file;
+        EXPECT_EQ(Little(catalog, at + 8, 4), tree.at(std::string("/boot/") + c.file).extent);
+        at += 32;
+    }
+    EXPECT_EQ(catalog.find_first_not_of('\0', at), std::string::npos);
+    EXPECT_EQ(files.patches, 0u);
+}
+
+TEST(ElTorito, PutsTheBootInformationTableIntoTheUsersFile) {
+    MemoryFiles files;
+    const std::string loader = BootSector(5001);
+    MemoryFiles::Node& node = files.AddFile(u"/loader", loader);
+    BootEntry entry = NoEmulation(u"loader");
+    entry.patch_boot_info = true;
+    const VolumeResult result = MakeVolume(files, {u"/loader"}, 90, Boot({entry, entry}));
+    ASSERT_EQ(result.error, u"");
+    const IsoReader reader(result.image, 90);
+    const IsoReader::Record record = reader.RockRidgeTree().at("/loader");
+    const std::string written = TextOf(reader.Contents(record));
+    EXPECT_EQ(written, std::string(node.bytes.begin(), node.bytes.end()));
+    uint32_t checksum = 0;
+    const std::string padded = loader + std::string(3, '\0');
+    for (size_t at = 64; at < padded.size(); at += 4) {
+        checksum += Little(padded, at, 4);
+    }
+    EXPECT_EQ(Little(written, 8, 4), 106u);
+    EXPECT_EQ(Little(written, 12, 4), record.extent);
+    EXPECT_EQ(Little(written, 16, 4), 5001u);
+    EXPECT_EQ(Little(written, 20, 4), checksum);
+    EXPECT_EQ(written.substr(24, 40), std::string(40, '\0'));
+    EXPECT_EQ(written.substr(0, 8) + written.substr(64), loader.substr(0, 8) + loader.substr(64));
+}
+
+TEST(ElTorito, TellsWhatIsWrongAndLeavesTheImagesAsTheyWere) {
+    BootEntry loader = NoEmulation(u"/loader");
+    loader.patch_boot_info = true;
+    const auto with = [&](const char16_t* path, void (*change)(BootEntry&) = nullptr) {
+        BootEntry entry = NoEmulation(path);
+        if (change != nullptr) {
+            change(entry);
+        }
+        return Boot({loader, entry});
+    };
+    const auto hardDisk = [](BootEntry& entry) { entry.hard_disk_emulation = true; };
+    const auto floppy = [](BootEntry& entry) { entry.no_emulation = false; };
+    const auto patch = [](BootEntry& entry) { entry.patch_boot_info = true; };
+    const struct {
+        const char* what;
+        SetBoot set;
+        const char16_t* message;
+        std::function<void(MemoryFiles&)> harm = {};
+    } cases[] = {
+        {"no image", Boot({}), u"No boot image specified."},
+        {"63 images", Boot(std::vector<BootEntry>(63, loader)), u""},
+        {"64 images", Boot(std::vector<BootEntry>(64, loader)), u"Too many boot entries."},
+        {"not in the tree", with(u"/none"), u"Internal error #952."},
+        {"below what is not in the tree", with(u"/none/x"), u"Internal error #952."},
+        {"a folder", with(u"/folder"), u"Internal error #952."},
+        {"an empty image", with(u"/empty"), u"Bad boot image."},
+        {"a load size too large", with(u"/loader", [](BootEntry& e) { e.load_size = 65536; }),
+         u"Bad boot image."},
+        {"two partitions", with(u"/two", hardDisk), u"Bad boot image."},
+        {"no partition", with(u"/zeros", hardDisk), u"Bad boot image."},
+        {"less than a sector", with(u"/short", hardDisk), u"Error reading boot image."},
+        {"gone", with(u"/gone", hardDisk), u"Error opening boot image.",
+         [](MemoryFiles& files) { files.At(u"/gone").opens = false; }},
+        {"no size of a floppy", with(u"/zeros", floppy), u"Bad boot image."},
+        {"no room for the table", with(u"/short", patch), u"Bad boot image."},
+        {"grown since the scan", with(u"/zeros", patch), u"Bad boot image.",
+         [](MemoryFiles& files) { files.At(u"/zeros").bytes.push_back(1); }},
+        {"unreadable", with(u"/zeros", patch), u"Error reading boot image.",
+         [](MemoryFiles& files) { files.At(u"/zeros").readFails = true; }},
+        {"not to be written", with(u"/zeros", patch), u"Error opening boot image.",
+         [](MemoryFiles& files) { files.At(u"/zeros").patchFails = true; }},
+        {"a file that vanishes later", with(u"/loader"), u"Cannot open \"/gone\".",
+         [](MemoryFiles& files) { files.At(u"/gone").opens = false; }},
+        {"no folder for the catalog",
+         [&](GenOptions& options) {
+             with(u"/loader")(options);
+             options.boot_catalog_path = u"/none/boot.cat";
+         },
+         u"Internal error #954."},
+        {"a file for the catalog's folder",
+         [&](GenOptions& options) {
+             with(u"/loader")(options);
+             options.boot_catalog_path = u"/empty/boot.cat";
+         },
+         u"Internal error #955."},
+    };
+    for (const auto& c : cases) {
+        MemoryFiles files;
+        const std::string sector = BootSector(2048);
+        files.AddFile(u"/loader", sector);
+        files.AddFile(u"/zeros", std::string(4096, '\0'));
+        files.AddFile(u"/two", HardDisk({6, 0, 0x0C}));
+        files.AddFile(u"/short", std::string(63, 's'));
+        files.AddFile(u"/empty");
+        files.AddFile(u"/gone", HardDisk({6}));
+        files.AddFolder(u"/folder");
+        if (c.harm) {
+            c.harm(files);
+        }
+        const std::vector<uint8_t> zeros = files.At(u"/zeros").bytes;
+        const VolumeResult result = MakeVolume(
+            files, {u"/loader", u"/zeros", u"/two", u"/short", u"/empty", u"/gone", u"/folder"}, 0,
+            c.set);
+        EXPECT_EQ(result.error, c.message) << c.what;
+        if (!result.error.empty()) {
+            EXPECT_EQ(TextOf(files.At(u"/loader").bytes), sector) << c.what;
+            EXPECT_TRUE(files.At(u"/zeros").bytes == zeros) << c.what;
+        }
+    }
+}
+
+TEST(ElTorito, ACancelledRunLeavesTheImageAsItWas) {
+    MemoryFiles files;
+    const std::string loader = BootSector(2048);
+    files.AddFile(u"/loader", loader);
+    files.AddFile(u"/large", std::string(4 << 20, 'x'));
+    FixedClock clock;
+    MemorySink sink;
+    sink.readerLeavesAfter = 1 << 20;
+    CCDWriterISOGen generator(files, clock);
+    generator.ResetOptions();
+    BootEntry entry = NoEmulation(u"/loader");
+    entry.patch_boot_info = true;
+    Boot({entry})(generator.Options());
+    generator.MakeVolume({u"/loader", u"/large"}, sink, 0, 0, {});
+    EXPECT_EQ(files.patches, 2u);
+    EXPECT_EQ(TextOf(files.At(u"/loader").bytes), loader);
+}
+
+TEST(ElTorito, TheRealFileSystemPatchesInPlace) {
+    const TempFolder folder;
+    const std::string path = folder.Path() + "/image";
+    WriteFile(path, "0123456789");
+    const std::array<uint8_t, 3> bytes = {'a', 'b', 'c'};
+    EXPECT_TRUE(PosixFiles().PatchBytes(ToWide(path), 7, bytes));
+    EXPECT_EQ(ReadFile(path), "0123456abc");
+    EXPECT_FALSE(PosixFiles().PatchBytes(ToWide(path), 8, bytes));
+    EXPECT_EQ(ReadFile(path), "0123456abc");
+    EXPECT_FALSE(PosixFiles().PatchBytes(ToWide(path + "x"), 0, bytes));
+    EXPECT_FALSE(fs::exists(path + "x"));
+    EXPECT_FALSE(PosixFiles().PatchBytes(ToWide(folder.Path()), 0, bytes));
+}
+
+TEST(GenericBoot, FillsTheFirstSectors) {
+    MemoryFiles files;
+    files.AddFile(u"/f", "text");
+    const auto setBoot = [](GenOptions& options) {
+        options.generic_boot = true;
+        options.generic_boot_path = u"/boot";
+    };
+    EXPECT_EQ(MakeVolume(files, {u"/f"}, 0, setBoot).error, u"Cannot open boot image.");
+    const std::string plain = TextOf(MakeVolume(files, {u"/f"}, 30).image);
+    for (const size_t bytes : {0, 1000, 32768, 40000}) {
+        files.AddFile(u"/boot", std::string(bytes, 'b'));
+        const VolumeResult result = MakeVolume(files, {u"/f"}, 30, setBoot);
+        std::string expected(std::min<size_t>(bytes, 32768), 'b');
+        expected.resize(32768, '\0');
+        EXPECT_TRUE(TextOf(result.image) == expected + plain.substr(32768)) << bytes;
+    }
+    files.At(u"/boot").readFails = true;
+    EXPECT_EQ(MakeVolume(files, {u"/f"}, 0, setBoot).error, u"Read error on boot image.");
+}
+
+// Boots the volume in a machine that ends by itself, or after a minute.
+std::string BootedOutput(const std::string& image) {
+    return RunCommand("timeout 60 qemu-system-x86_64 -machine pc,accel=tcg -m 32 -display none "
+                      "-no-reboot -nic none -device isa-debug-exit,iobase=0x501,iosize=1 "
+                      "-serial stdio -boot d -cdrom '" +
+                      image + "' < /dev/null 2>&1")
+        .output;
+}
+
+class Machine : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (RunCommand("qemu-system-x86_64 --version 2>&1").status != 0) {
+            GTEST_SKIP() << "no machine to boot";
+        }
+    }
+    // Makes a volume of the folder "boot" by the command line; its image.
+    std::string MakeImage(const std::string& options) {
+        const std::string image = folder.Path() + "/volume.iso";
+        const CommandResult run =
+            RunCommand(std::string(LARKSPIN_LAB) + " volume --output '" + image + "' " + options +
+                       " '" + Source().native() + "' 2>&1");
+        EXPECT_EQ(run.status, 0) << run.output;
+        return image;
+    }
+    fs::path Source() {
+        const fs::path source = folder.Path() + "/boot";
+        fs::create_directories(source);
+        return source;
+    }
+    TempFolder folder;
+};
+
+TEST_F(Machine, BootsWithoutEmulationAndFromAFloppy) {
+    WriteFile(Source() / "loader.bin", BootSector(2048));
+    WriteFile(Source() / "floppy.img", BootSector(512) + std::string(1'474'560 - 512, '\0'));
+    for (const char* options :
+         {"--boot boot/loader.bin --udf", "--boot boot/floppy.img --boot-emulation floppy",
+          "--boot boot/loader.bin --boot-info-table"}) {
+        EXPECT_NE(BootedOutput(MakeImage(options)).find("Larkspin has booted"), std::string::npos)
+            << options;
+    }
+}
+
+// A boot loader that others wrote: it checks its boot information table, and finds its files in
+// the ISO tree.
+TEST_F(Machine, BootsIsolinux) {
+    const char* const parts[] = {"/usr/lib/ISOLINUX/isolinux.bin",
+                                 "/usr/lib/syslinux/modules/bios/ldlinux.c32"};
+    const fs::path loader = Source() / "isolinux";
+    for (const char* part : parts) {
+        if (!fs::exists(part)) {
+            GTEST_SKIP() << part << " is missing";
+        }
+        fs::create_directories(loader);
+        fs::copy(part, loader);
+    }
+    WriteFile(loader / "loader.bin", BootSector(2048));
+    WriteFile(loader / "isolinux.cfg", "DEFAULT m\nLABEL m\nKERNEL loader.bin\n");
+    const std::string image = MakeImage("--boot boot/isolinux/isolinux.bin --boot-load-size 4 "
+                                        "--boot-info-table --boot-catalog boot/boot.cat");
+    EXPECT_NE(BootedOutput(image).find("Larkspin has booted"), std::string::npos);
+    const std::string report =
+        RunCommand("xorriso -indev '" + image + "' -report_el_torito plain 2>&1").output;
+    EXPECT_NE(report.find("El Torito img opts :   1  boot-info-table"), std::string::npos)
+        << report;
+}
+
+TEST_F(Machine, TheCommandLineTellsItsFailures) {
+    WriteFile(Source() / "loader.bin", BootSector(2048));
+    const struct {
+        const char* options;
+        int status;
+        const char* text;
+    } cases[] = {
+        {"--boot-info-table", 2, "--boot-info-table needs a --boot in front of it"},
+        {"--boot x --boot-emulation disk", 2, "none, floppy or hard-disk, not \"disk\""},
+        {"--boot x --boot-load-size 65536", 2, "--boot-load-size needs a number"},
+        {"--boot x", 1, "Internal error #952."},
+        {"--generic-boot /no/such/file", 1, "Cannot open boot image."},
+        {"--boot boot/loader.bin --boot-emulation floppy", 1, "Bad boot image."},
+    };
+    for (const auto& c : cases) {
+        const CommandResult run = RunCommand(std::string(LARKSPIN_LAB) + " volume " + c.options +
+                                             " '" + Source().native() + "' 2>&1 > /dev/null");
+        EXPECT_EQ(WEXITSTATUS(run.status), c.status) << c.options;
+        EXPECT_NE(run.output.find(c.text), std::string::npos) << run.output;
+    }
+}
+
+} // namespace
+} // namespace larkspin
