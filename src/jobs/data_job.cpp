@@ -139,14 +139,16 @@ void DataWriting::RecordDvd() {
         *m_pPipe, int64_t{m_drive.m_nNextStart} * kSectorBytes,
         [this](int percent) { m_env.ui.SetProgress(JobKind::Data, percent); }, &m_cancel);
     const bool cancelled = m_cancel();
-    // A volume that was cut short by a cancel must not take the place of the one on the disc.
-    if (!cancelled) {
+    // The stream has just ended early if there is one.
+    const std::u16string error = m_pGenerator->Error();
+    // A volume that was cut short must not take the place of the one on the disc.
+    if (!cancelled && error.empty()) {
         m_drive.UpdateVolumeDescriptors();
     }
     Status(u"Finalizing disk...");
     RunFinisher(m_drive);
-    // The stream has just ended early then, and nothing else would tell this disc from a good one.
-    if (const std::u16string error = m_pGenerator->Error(); !cancelled && !error.empty()) {
+    // Nothing else would tell this disc from a good one.
+    if (!cancelled && !error.empty()) {
         m_notices.push_back(error);
     }
 }
@@ -164,6 +166,8 @@ bool DataWriting::WriteCd() {
     int32_t nextStart = 0;
     const bool previousKnown = m_drive.ReadMultiSessionStart(&previousStart) == 0;
     m_drive.ReadNextWritableAddress(&nextStart);
+    // A drive that is still set for another write type counts from the pre-gap of a blank disc.
+    nextStart = std::max(nextStart, 0);
     if (nextStart != 0 && !previousKnown) {
         // Merging with a wrong session would hide the files of the right one.
         m_env.ui.ShowMessage(kGeneratorFailed);

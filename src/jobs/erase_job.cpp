@@ -1,3 +1,4 @@
+#include "drive/dvd_texts.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
 
@@ -10,7 +11,7 @@ namespace {
 // What a fill with zeros ends in at the end of the disc.
 bool IsEndOfFill(const CAspiCD::CgrowisofsException& failure) {
     const std::string_view text = failure.what();
-    return text == "write error" || text == "out of disk space";
+    return text == kDvdWriteError || text == kDvdOutOfSpace;
 }
 
 std::vector<double> SpeedsOf(CAspiCD& drive) {

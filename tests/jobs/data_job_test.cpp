@@ -325,6 +325,65 @@ TEST(DataJob, GeneratorFailures) {
     }
 }
 
+// On media that are written in place the old volume stays the one that is found until the new one
+// is whole.
+TEST(DataJob, AVolumeThatWasCutShortDoesNotReplaceTheOldOne) {
+    JobBench bench("dvd+rw");
+    const auto insertAgain = [&bench] {
+        ASSERT_TRUE(bench.drive.Insert(bench.disc));
+        bench.Drive().ReadDiskInfo(); // takes the news of another disc
+        bench.Drive().ReadDiskInfo();
+    };
+    const auto descriptors = [&bench] {
+        FileBytes blocks(size_t{16} * 2048);
+        EXPECT_TRUE(bench.Drive().ReadBlocks(blocks.data(), 16, 16));
+        return blocks;
+    };
+    bench.host.queue = {bench.AddFile("old", Payload(100'000, 1))};
+    EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+    ASSERT_EQ(bench.ui.Texts(), Texts{});
+    ASSERT_NO_FATAL_FAILURE(insertAgain());
+    const FileBytes before = descriptors();
+
+    FaultyFiles files;
+    JobEnv env{bench.host, bench.ui, bench.drives, files, bench.clock};
+    const std::u16string gone = bench.AddFile("z", Payload(40'000, 2));
+    bench.host.queue = {bench.AddFile("a", Payload(500'000, 3)), gone};
+    files.unopenable = gone;
+    EXPECT_EQ(bench.Run([&] { return DataJob(env); }), JobEnd::Exit);
+    ASSERT_EQ(bench.ui.Texts().size(), 1U);
+    EXPECT_TRUE(bench.ui.Texts()[0].starts_with(u"Cannot open \""));
+    ASSERT_NO_FATAL_FAILURE(insertAgain());
+    EXPECT_TRUE(descriptors() == before);
+}
+
+// A drive that was left in session-at-once mode counts a blank disc from its pre-gap on.
+TEST(DataJob, ANextAddressBeforeTheDiscMeansABlankOne) {
+    JobBench bench;
+    const FileBytes bytes = Payload(900'000, 1);
+    bench.host.queue = {bench.AddFile("a", bytes)};
+    bench.drive.SetScript(
+        [](const PortRequest& request, uint64_t) -> std::optional<InjectedAnswer> {
+            constexpr uint8_t kReadTrackInformation = 0x52;
+            if (request.cdb[0] != kReadTrackInformation) {
+                return std::nullopt;
+            }
+            FileBytes track(36);
+            track[6] = 0x40;                          // blank
+            track[7] = 1;                             // the next address is valid:
+            track[12] = track[13] = track[14] = 0xFF; // -150
+            track[15] = 0x6A;
+            std::copy_n(track.begin(), std::min<size_t>(request.length, track.size()),
+                        static_cast<uint8_t*>(request.data));
+            return InjectedAnswer{};
+        });
+    EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+    bench.drive.SetScript(nullptr);
+    EXPECT_EQ(bench.ui.Texts(), Texts{});
+    EXPECT_TRUE(HoldsAtSector(bench.Track(), bytes));
+    EXPECT_TRUE(bench.IsClosed());
+}
+
 TEST(DataJob, TheTitleGoesOnTheDisc) {
     JobBench bench;
     bench.ui.data.strTitle = u"Ünit 1";
