@@ -25,7 +25,7 @@ constexpr const char* kServiceName = "org.larkspin.Larkspin";
 constexpr const char* kObjectPath = "/org/larkspin/Larkspin";
 constexpr const char* kInterface = "org.larkspin.Larkspin1";
 
-// How the program ends when another instance is there already, or still on its way up.
+// How the program ends when another instance is there: one that runs, or is on its way up or out.
 constexpr int kSecondInstanceExit = 254;
 
 constexpr int kStartTimeMs = 30000;
@@ -34,7 +34,7 @@ constexpr int kLookTimeMs = 50;
 constexpr int kCallTimeMs = 120000;
 
 QString FindProgram() {
-    const QString beside = QCoreApplication::applicationDirPath() + "/larkspin";
+    QString beside = QCoreApplication::applicationDirPath() + "/larkspin";
     if (QFileInfo(beside).isExecutable()) {
         return beside;
     }
@@ -94,13 +94,17 @@ void CLarkspinClient::Start() {
     if (program.isEmpty()) {
         throw SendError("the program larkspin is neither beside larkspin-send nor in PATH");
     }
-    const pid_t pid = Spawn(program);
+    pid_t pid = Spawn(program);
     const QDeadlineTimer deadline(kStartTimeMs);
     while (!IsRunning()) {
         int status = 0;
-        const bool ended = ::waitpid(pid, &status, WNOHANG) == pid;
-        if (ended && !(WIFEXITED(status) && WEXITSTATUS(status) == kSecondInstanceExit)) {
-            throw SendError("Larkspin ended before it could be reached");
+        if (::waitpid(pid, &status, WNOHANG) == pid) {
+            if (!WIFEXITED(status) || WEXITSTATUS(status) != kSecondInstanceExit) {
+                throw SendError("Larkspin ended before it could be reached");
+            }
+            // The other instance is on its way up, or on its way out: then one is needed again.
+            QThread::msleep(kLookTimeMs);
+            pid = Spawn(program);
         }
         if (deadline.hasExpired()) {
             throw SendError("Larkspin was started, but does not answer");

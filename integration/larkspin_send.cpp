@@ -96,6 +96,7 @@ int Started(int result, const char* reason) {
 int Add(const std::vector<std::string>& paths) {
     // All of them are looked at first: half a selection is no selection.
     std::vector<QByteArray> absolute;
+    absolute.reserve(paths.size());
     for (const std::string& path : paths) {
         absolute.push_back(PathArgument(path));
     }

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The program from outside: started on demand, told what to do over the message bus, and a disc at
 # the end. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send.
 set -euo pipefail
@@ -59,21 +60,55 @@ within() {
     done
 }
 
+not_running() {
+    "$send" query | grep -qx 'Larkspin does not run.'
+}
+
 # --- words that never start the program ---
-"$send" query | grep -qx 'Larkspin does not run.' || fail 'query says something else'
+not_running || fail 'query says something else'
 expect 0 quit
 expect 2 frobnicate
 expect 2 add
 expect 2 write-data now
 expect 3 add "$work/missing"
 expect 3 burn "$work/missing"
-"$send" query | grep -qx 'Larkspin does not run.' || fail 'a wrong word started the program'
+not_running || fail 'a wrong word started the program'
+
+# --- two at once, when the program has to be started first: it starts once, and both are heard ---
+mkdir "$work/source"
+echo 'plain' >"$work/plain.txt"
+echo 'early' >"$work/early.txt"
+"$send" add "$work/plain.txt" >>"$work/output" 2>&1 &
+first=$!
+expect 0 add "$work/early.txt"
+wait "$first" || fail 'the other of two adds at once was refused'
+expect_message 2 1123 0
+
+"$send" quit
+within 30 not_running
+
+# --- one that comes while the program is on its way out waits for that, and starts it anew ---
+mkdir "$work/bin"
+cp "$send" "$work/bin/larkspin-send"
+printf '#!/bin/sh\necho started >>"%s"\nexec "%s"\n' "$work/starts" "$larkspin" >"$work/bin/larkspin"
+chmod +x "$work/bin/larkspin"
+started_twice() {
+    [[ -f $work/starts ]] && (($(wc -l <"$work/starts") >= 2))
+}
+exec 9>"$XDG_RUNTIME_DIR/Larkspin-Main-Module-Mutex"
+flock 9 # as the instance does that goes
+"$work/bin/larkspin-send" add "$work/early.txt" >>"$work/output" 2>&1 9>&- &
+late=$!
+within 20 started_twice
+exec 9>&-
+wait "$late" || fail 'an add while the program ended was refused'
+expect_message 2 1123 0
+"$send" quit
+within 30 not_running
 
 # --- paths of any bytes, given relative and through a link ---
 odd=$'b\xff\xfe \xc3\x9c\n.txt'
-mkdir "$work/source"
 head -c 70000 /dev/urandom >"$work/source/$odd"
-echo 'plain' >"$work/plain.txt"
 ln -s plain.txt "$work/link"
 (cd "$work/source" && "$send" add "./$odd" .) >>"$work/output" 2>&1 || fail 'add was refused'
 expect 0 add "$work/link"
@@ -106,7 +141,7 @@ expect 0 write-data
 expect 1 write-data
 press_return() {
     xdotool key Return
-    "$send" query | grep -qx 'Larkspin does not run.'
+    not_running
 }
 within 60 press_return
 grep -qx "disc: $work/disc" "$work/output" || fail 'the disc did not come out'
