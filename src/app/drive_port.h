@@ -8,8 +8,8 @@
 //   LARKSPIN_VIRTUAL_DISC   kind of those blank discs, "cd-r" unless set (virtual_drive.h)
 //   LARKSPIN_VIRTUAL_SPEED  how fast the virtual drive is, as a multiple of the selected write
 //                           speed; without it, as fast as it can be
-// Without the first, the machine's drives are used, through an ASPI library if one is installed, else
-// through SG_IO.
+// Without the first, the machine's drives are used, through an ASPI library if one is installed,
+// else through SG_IO.
 #pragma once
 
 #include "drive/port.h"
