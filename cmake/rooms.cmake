@@ -33,6 +33,15 @@ function(larkspin_room name)
     endforeach()
 endfunction()
 
+# larkspin_test_time(<seconds> <variable>): the time-out of a test in this build; instrumented code
+# takes several times as long.
+function(larkspin_test_time seconds variable)
+    if(LARKSPIN_SANITIZE)
+        math(EXPR seconds "${seconds} * 10")
+    endif()
+    set(${variable} ${seconds} PARENT_SCOPE)
+endfunction()
+
 # larkspin_test(<name> ROOMS <room>... [LIBRARIES <target>...] [TIMEOUT <seconds>]): one
 # GoogleTest program of every source file in the current folder, each test known to CTest.
 function(larkspin_test name)
@@ -40,6 +49,7 @@ function(larkspin_test name)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
+    larkspin_test_time(${ARG_TIMEOUT} ARG_TIMEOUT)
     file(GLOB sources CONFIGURE_DEPENDS *.cpp)
     if(NOT sources)
         return()
@@ -51,7 +61,8 @@ function(larkspin_test name)
     foreach(room ${ARG_ROOMS})
         target_link_libraries(test_${name} PRIVATE larkspin_${room})
     endforeach()
+    larkspin_test_time(60 discovery_time)
     gtest_discover_tests(test_${name}
-        TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+        TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT ${discovery_time}
         PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
