@@ -1,6 +1,6 @@
 #include "audio/piped_reader.h"
 
-#include <new>
+#include <exception>
 #include <system_error>
 
 namespace larkspin {
@@ -14,8 +14,9 @@ void CPipedReader::StartDecoder(const char* failureText) {
         m_hThread = std::thread([this] {
             try {
                 Decode();
-            } catch (const std::bad_alloc&) {
-                // Ends the stream early, as any failure of a decoder does.
+            } catch (const std::exception&) {
+                // Ends the stream early, as any failure of a decoder does. Out of a thread it
+                // would end the process, and the disc that is being written with it.
             }
             m_pipe.CloseWrite();
         });

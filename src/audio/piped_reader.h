@@ -2,8 +2,9 @@
 //
 // The concrete constructor parses and validates on the calling thread and ends with StartDecoder.
 // The thread runs Decode, which calls WritePcm for every decoded unit and returns when its input is
-// at an end, its decoder fails or WritePcm says that the reader has gone. The concrete destructor
-// must call StopDecoder first: it closes the read end, so that a blocked WritePcm fails, and joins.
+// at an end, its decoder fails or WritePcm says that the reader has gone; an exception out of it
+// ends the stream as well. The concrete destructor must call StopDecoder first: it closes the read
+// end, so that a blocked WritePcm fails, and joins.
 #pragma once
 
 #include "audio/reader.h"
