@@ -1,7 +1,8 @@
 // The Joliet tree: a second set of directories, path tables and a Supplementary Volume Descriptor
 // that show the files of the ISO tree under their long names in big-endian UCS-2.
 //
-// Names of relocated directories stand at their true places. Names keep their UTF-16 units, but for
+// Relocated directories stand at their true places, and the extents of all directories follow one
+// another in that order, from parent to child. Names keep their UTF-16 units, but for
 // those that no reader takes: control characters and the characters that Joliet forbids become
 // '_'; so does half of a surrogate pair that the limit of the length has cut. A byte of a name that
 // is no UTF-8 shows as the Latin-1 character of that byte, as such names mostly are Latin-1, and
