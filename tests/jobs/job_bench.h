@@ -6,6 +6,7 @@
 #include "platform/text.h"
 #include "support/fake_ui.h"
 #include "support/manual_clock.h"
+#include "support/port_answers.h"
 #include "support/temp_folder.h"
 #include "virtualdrive/virtual_drive.h"
 
@@ -219,12 +220,7 @@ class JobBench {
 // An answer that fails with this sense in place of running the command.
 inline InjectedAnswer FailWith(uint8_t key, uint8_t asc, uint8_t ascq) {
     InjectedAnswer answer;
-    answer.completion.status = 2;
-    answer.completion.sense[0] = 0x70;
-    answer.completion.sense[2] = key;
-    answer.completion.sense[7] = 10;
-    answer.completion.sense[12] = asc;
-    answer.completion.sense[13] = ascq;
+    answer.completion = CheckCondition(key, asc, ascq);
     return answer;
 }
 

@@ -9,6 +9,7 @@
 #include "drive/port.h"
 #include "drive/transport.h"
 #include "support/manual_clock.h"
+#include "support/port_answers.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -48,16 +49,8 @@ inline ScriptedAnswer GoodAnswer(Bytes data = {}, size_t length = 0) {
     return {std::move(data), {}};
 }
 
-// Check condition with fixed format sense of 18 bytes.
 inline ScriptedAnswer SenseAnswer(uint8_t key, uint8_t asc, uint8_t ascq, Bytes data = {}) {
-    ScriptedAnswer answer{std::move(data), {}};
-    answer.completion.status = 2;
-    answer.completion.sense[0] = 0x70;
-    answer.completion.sense[2] = key;
-    answer.completion.sense[7] = 10;
-    answer.completion.sense[12] = asc;
-    answer.completion.sense[13] = ascq;
-    return answer;
+    return {std::move(data), CheckCondition(key, asc, ascq)};
 }
 
 // The device never answered.
