@@ -27,7 +27,7 @@ constexpr uint32_t kFullBufferPauseMs = 40;
 
 constexpr uint64_t kLeadOutPollMs = 2000;
 // A lead-out takes two or three minutes at the slowest speed there is.
-constexpr uint64_t kLeadOutLimitMs = 30 * 60 * uint64_t{1000};
+constexpr uint64_t kLeadOutLimitMs = uint64_t{30} * 60 * 1000;
 
 // Fields of the write parameters page (MMC), by byte.
 enum PageField : size_t {
