@@ -133,14 +133,18 @@ CopyEnd AudioWriting::WriteCopy() {
         m_env.ui.ShowMessage(kWriteFailed);
         return CopyEnd::GiveUp;
     }
+    bool finished = true;
     if (!m_cancel()) {
         Status(u"Writing lead-out...");
-        m_drive.FinishSaoWrite(&m_cancel);
+        finished = m_drive.FinishSaoWrite(&m_cancel) == 0;
     }
     const bool cancelled = m_cancel();
     door.Release();
     progress.End();
     m_drive.EjectDisk();
+    if (!finished) {
+        m_env.ui.ShowMessage(kLeadOutFailed);
+    }
     return cancelled ? CopyEnd::Cancelled : CopyEnd::Written;
 }
 

@@ -240,7 +240,9 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
     }
     if (!m_cancel()) {
         Status(u"Writing lead-out...");
-        m_drive.FinishSaoWrite(&m_cancel);
+        if (m_drive.FinishSaoWrite(&m_cancel) != 0) {
+            m_env.ui.ShowMessage(kLeadOutFailed);
+        }
         if (remaining > 0) {
             m_env.ui.ShowMessage(kImageShorter);
         }

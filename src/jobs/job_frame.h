@@ -63,6 +63,9 @@ std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
 void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& notices);
 
 inline constexpr const char16_t* kOutOfMemory = u"Out of memory";
+// Told of a session at once that was not finished: nothing else tells its disc from a good one.
+inline constexpr const char16_t* kLeadOutFailed =
+    u"The drive could not write the lead-out. The disk may not be readable in other drives.";
 
 // Progress dialog, tray callbacks and tray animation of a job while it works.
 class ProgressScope {

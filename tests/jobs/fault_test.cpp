@@ -6,6 +6,7 @@ namespace {
 
 const FileBytes kNew = Payload(700'000, 2);
 
+constexpr uint8_t kTestUnitReady = 0x00;
 constexpr uint8_t kWrite = 0x2A;
 constexpr uint8_t kCloseSession = 0x5B;
 constexpr uint8_t kReadDiscInfo = 0x51;
@@ -70,6 +71,7 @@ const std::vector<std::u16string> kImageTexts = {
     u"The image size exceeds disk capacity",
     u"Internal error #563.",
     u"Internal error #565.",
+    u"The drive could not write the lead-out.",
 };
 
 TEST(Faults, ImageOnACd) {
@@ -93,6 +95,8 @@ TEST(Faults, ImageOnACd) {
         EXPECT_EQ(seen.at(kWrite),
                   (std::set<std::string>{"Internal error #563.", "Internal error #565."}))
             << "the pre-gap is part of the start";
+        ASSERT_TRUE(seen.contains(kTestUnitReady));
+        EXPECT_EQ(seen.at(kTestUnitReady), (std::set<std::string>{"The drive could not "}));
     }
 }
 
@@ -113,11 +117,14 @@ TEST(Faults, AudioOnACd) {
                   u"Creating DVD-Audio disks is not yet supported.",
                   u"The duration of selected audio files exceeds disk capacity",
                   u"Internal error #663.",
-                  u"Internal error #965."};
+                  u"Internal error #965.",
+                  u"The drive could not write the lead-out."};
     const TextsByOpcode seen = WalkRoad(road);
     ASSERT_TRUE(seen.contains(kWrite));
     EXPECT_EQ(seen.at(kWrite),
               (std::set<std::string>{"Internal error #663.", "Internal error #965."}));
+    ASSERT_TRUE(seen.contains(kTestUnitReady));
+    EXPECT_EQ(seen.at(kTestUnitReady), (std::set<std::string>{"The drive could not "}));
 }
 
 TEST(Faults, EraseOfACdRw) {
