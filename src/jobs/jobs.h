@@ -40,11 +40,20 @@ struct JobEnv {
     };
 };
 
-// Writes the queue to a data disc.
+// Writes the queue to a data disc. What is on the disc already comes first:
+// - A CD whose last session can't be found is not appended to ("Internal error #176."): a volume
+//   over the wrong session would hide the files of the right one.
+// - A volume that turns out larger than what a CD has left is refused before its first block, with
+//   the prompt of a selection that is too large; either answer ends the job.
+// - A volume cut short, by the user or by a failure of the generator, does not take the place of
+//   the one on a disc that is written in place.
+// What only the generator or the drive knows (why there is no volume, names left out, a volume cut
+// short on a DVD, a session that was not closed) is told in one box at the end.
 JobEnd DataJob(JobEnv& env);
 
 // Writes the queue as an audio CD, in as many copies as the user wants: a count of 0 or less is
-// taken for 1, one above 20 for 20.
+// taken for 1, one above 20 for 20. A lead-out that the drive could not write is told after the
+// copy, as it is in ImageJob.
 JobEnd AudioJob(JobEnv& env);
 
 // Copies an image file to disc, sector by sector; copies as in AudioJob. Only a regular file is
