@@ -185,8 +185,11 @@ void CMainDlg::ShowQueueSummary() {
     m_bClickPending = false;
     m_view.KillClickTimer();
     m_view.ShowBalloon(u"Calculating...", u"", BalloonIcon::None, kCalculatingTimeMs);
-    m_view.ShowBalloon(m_writer.QueueSummaryText(), u"Queue files...", BalloonIcon::Information,
-                       kSummaryTimeMs);
+    // Measuring holds up this thread, so the first balloon has to be on the screen by then.
+    m_view.AfterPainting([this] {
+        m_view.ShowBalloon(m_writer.QueueSummaryText(), u"Queue files...", BalloonIcon::Information,
+                           kSummaryTimeMs);
+    });
 }
 
 void CMainDlg::OnTrayRightClick() {

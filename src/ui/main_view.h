@@ -44,6 +44,9 @@ class IMainView {
     // Calls `tick` on the main thread after `ms`, and again every `ms` until killed.
     virtual void StartClickTimer(uint32_t ms, std::function<void()> tick) = 0;
     virtual void KillClickTimer() = 0;
+    // Calls `work` on the main thread a moment later, when what was shown before is to be seen.
+    // Never once the view has ended.
+    virtual void AfterPainting(std::function<void()> work) = 0;
     virtual uint32_t DoubleClickTimeMs() = 0;
     // Pops up the idle menu at the cursor; the choice comes back through `command`.
     virtual void TrackIdleMenu(const IdleMenuState& state,

@@ -187,6 +187,8 @@ TEST(TrayClicks, OneIsTheSummaryTwoWriteThreeArmAgain) {
     ASSERT_EQ(bench.view.clickTimerMs, 400U);
     bench.view.clickTick();
     EXPECT_EQ(bench.view.clickTimerMs, std::nullopt);
+    ASSERT_EQ(bench.view.Balloons().size(), 2U) << "the loop runs before the measuring";
+    bench.view.afterPainting();
     const auto balloons = bench.view.Balloons();
     ASSERT_EQ(balloons.size(), 3U); // the first one told of the first files
     EXPECT_EQ(balloons[1].text, u"Calculating...");
@@ -207,6 +209,7 @@ TEST(TrayClicks, OneIsTheSummaryTwoWriteThreeArmAgain) {
     EXPECT_EQ(bench.view.clickTimerMs, 500U);
     bench.dlg.ProcessMessage(WM_TIMER);
     bench.dlg.ProcessMessage(WM_TIMER); // nothing waits any more
+    bench.view.afterPainting();
     EXPECT_EQ(bench.view.Balloons().size(), 5U);
 }
 

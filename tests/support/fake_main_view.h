@@ -30,6 +30,7 @@ class FakeMainView final : public IMainView {
 
     std::optional<uint32_t> clickTimerMs; // set while the timer runs
     std::function<void()> clickTick;
+    std::function<void()> afterPainting; // the test calls it
     uint32_t doubleClickMs = 400;
     std::vector<IdleMenuState> menus;
     std::function<void(uint32_t)> menuCommand;
@@ -54,6 +55,7 @@ class FakeMainView final : public IMainView {
         clickTick = std::move(tick);
     }
     void KillClickTimer() override { clickTimerMs.reset(); }
+    void AfterPainting(std::function<void()> work) override { afterPainting = std::move(work); }
     uint32_t DoubleClickTimeMs() override { return doubleClickMs; }
     void TrackIdleMenu(const IdleMenuState& state, std::function<void(uint32_t)> command) override {
         menus.push_back(state);

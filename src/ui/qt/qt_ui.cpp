@@ -127,7 +127,11 @@ void QtUi::Impl::RefreshTray() {
     const bool standIn = !CTrayView::HasTray();
     if (standIn != m_queueWindow.IsStandIn()) {
         m_queueWindow.SetStandIn(standIn);
-        m_queueWindow.setVisible(standIn);
+        if (standIn) {
+            m_queueWindow.show();
+        } else if (m_queueWindow.isMinimized()) {
+            m_queueWindow.hide(); // one that is open stays under the user's hands
+        }
     }
 }
 
@@ -386,6 +390,12 @@ void QtUi::StartClickTimer(uint32_t ms, std::function<void()> tick) {
 
 void QtUi::KillClickTimer() {
     m_pImpl->m_clickTimer.stop();
+}
+
+void QtUi::AfterPainting(std::function<void()> work) {
+    // A window is mapped and painted by turns of the event loop and of the display.
+    constexpr int kPaintingMs = 100;
+    QTimer::singleShot(kPaintingMs, &m_pImpl->m_clickTimer, std::move(work));
 }
 
 uint32_t QtUi::DoubleClickTimeMs() {

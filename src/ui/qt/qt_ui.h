@@ -71,6 +71,7 @@ class QtUi final : public CCDWriterUI, public IMainView {
     void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) override;
     void StartClickTimer(uint32_t ms, std::function<void()> tick) override;
     void KillClickTimer() override;
+    void AfterPainting(std::function<void()> work) override;
     uint32_t DoubleClickTimeMs() override;
     void TrackIdleMenu(const IdleMenuState& state, std::function<void(uint32_t)> command) override;
     void ShowQueueEditor() override;
