@@ -304,7 +304,8 @@ class IsoReader {
         } else if (signature == "ER") {
             record.erIdentifier.assign(entry.begin() + 8, entry.begin() + 8 + entry[4]);
         } else {
-            Require(signature == "RR", "an unknown entry " + signature);
+            static const std::set<std::string> kOthers = {"RR", "ZF", "AL"};
+            Require(kOthers.contains(signature), "an unknown entry " + signature);
         }
     }
 
