@@ -207,8 +207,10 @@ bool DataWriting::RecordCd(int32_t nextStart) {
     }
     if (!m_cancel()) {
         m_drive.SyncCache();
+        // What the drive could not empty its cache of is missing on the disc, closed or not.
+        const bool isLost = m_drive.m_bCacheLost;
         Status(u"Writing lead-in and lead-out...");
-        if (m_drive.CloseSession() != 0) {
+        if (m_drive.CloseSession() != 0 || isLost) {
             m_notices.push_back(kSessionNotClosed);
         }
     }
