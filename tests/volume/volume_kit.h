@@ -106,7 +106,7 @@ class MemoryFiles final : public IFileSystem {
         }
         int64_t Size() override { return static_cast<int64_t>(m_node.bytes.size()); }
         bool Seek(uint64_t offset) override {
-            m_nAt = offset;
+            m_nAt = std::min<uint64_t>(offset, m_node.bytes.size());
             return true;
         }
         int64_t Tell() override { return static_cast<int64_t>(m_nAt); }
