@@ -33,15 +33,7 @@ void CPipedReader::StopDecoder() {
 }
 
 void CPipedReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
-    auto* to = static_cast<uint8_t*>(buffer);
-    uint32_t filled = 0;
-    while (filled < bytes) {
-        const std::ptrdiff_t got = m_pipe.Read(to + filled, bytes - filled);
-        if (got <= 0) {
-            break;
-        }
-        filled += static_cast<uint32_t>(got);
-    }
+    const auto filled = static_cast<uint32_t>(m_pipe.ReadFully(buffer, bytes));
     if (bytesRead != nullptr) {
         *bytesRead = filled;
     }

@@ -12,11 +12,31 @@ BytePipe::BytePipe(size_t capacity)
     : m_nCapacity(std::max<size_t>(capacity, 1)), m_pRing(new std::byte[m_nCapacity]) {}
 
 std::ptrdiff_t BytePipe::Read(void* buffer, size_t bytes) {
-    if (bytes == 0) {
-        return 0;
+    return bytes == 0 ? 0 : static_cast<std::ptrdiff_t>(Take(buffer, bytes, 1));
+}
+
+size_t BytePipe::ReadFully(void* buffer, size_t bytes) {
+    auto* const to = static_cast<std::byte*>(buffer);
+    // No more than half: a waiting writer and a waiting reader must not wait for each other.
+    const size_t half = std::max<size_t>(m_nCapacity / 2, 1);
+    size_t filled = 0;
+    while (filled < bytes) {
+        const size_t left = bytes - filled;
+        const size_t got = Take(to + filled, left, std::min(left, half));
+        if (got == 0) {
+            break;
+        }
+        filled += got;
     }
+    return filled;
+}
+
+// Waits until `wanted` bytes are there or no more will come; takes up to `bytes`.
+size_t BytePipe::Take(void* buffer, size_t bytes, size_t wanted) {
     std::unique_lock lock(m_mutex);
-    m_readable.wait(lock, [this] { return m_nFilled > 0 || m_bWriteClosed || m_bReadClosed; });
+    m_nWanted = wanted;
+    m_readable.wait(lock,
+                    [this] { return m_nFilled >= m_nWanted || m_bWriteClosed || m_bReadClosed; });
     if (m_bReadClosed || m_nFilled == 0) {
         return 0;
     }
@@ -29,17 +49,23 @@ std::ptrdiff_t BytePipe::Read(void* buffer, size_t bytes) {
     lock.lock();
     m_nHead = (head + count) % m_nCapacity;
     m_nFilled -= count;
+    const bool halfFree = m_nFilled <= m_nCapacity / 2;
     lock.unlock();
-    m_writable.notify_one();
-    return static_cast<std::ptrdiff_t>(count);
+    if (halfFree) {
+        m_writable.notify_one();
+    }
+    return count;
 }
 
 bool BytePipe::Write(const void* data, size_t bytes) {
     const auto* from = static_cast<const std::byte*>(data);
     std::unique_lock lock(m_mutex);
     while (bytes > 0) {
-        m_writable.wait(
-            lock, [this] { return m_nFilled < m_nCapacity || m_bReadClosed || m_bWriteClosed; });
+        if (m_nFilled == m_nCapacity) {
+            m_writable.wait(lock, [this] {
+                return m_nFilled <= m_nCapacity / 2 || m_bReadClosed || m_bWriteClosed;
+            });
+        }
         if (m_bReadClosed || m_bWriteClosed) {
             return false;
         }
@@ -53,7 +79,9 @@ bool BytePipe::Write(const void* data, size_t bytes) {
         bytes -= count;
         lock.lock();
         m_nFilled += count;
-        m_readable.notify_one();
+        if (m_nFilled >= m_nWanted) {
+            m_readable.notify_one();
+        }
     }
     return !m_bReadClosed && !m_bWriteClosed;
 }

@@ -1,6 +1,8 @@
 // An anonymous pipe inside the process: one writer thread, one reader thread, a ring of bytes.
 //
-// A full pipe blocks the writer and an empty one the reader; that is the only flow control.
+// A full pipe blocks the writer and an empty one the reader; that is the only flow control. So that
+// the two threads don't take turns at every piece, a writer that found the pipe full goes on when
+// half of it is free.
 // Closing the read end fails a blocked or later Write; closing the write end gives the reader the
 // end of the stream once the ring has run dry. Both ends may be closed from any thread, and more
 // than once. The ring's memory is taken once, at construction.
@@ -19,13 +21,17 @@ class BytePipe final : public IByteSource, public IByteSink {
     // `capacity` in bytes, at least 1. Throws std::bad_alloc.
     explicit BytePipe(size_t capacity);
 
-    std::ptrdiff_t Read(void* buffer, size_t bytes) override; // never -1
+    std::ptrdiff_t Read(void* buffer, size_t bytes) override; // what is there; never -1
+    // Waits for all `bytes`; the count, less only at the end of the stream.
+    size_t ReadFully(void* buffer, size_t bytes);
     bool Write(const void* data, size_t bytes) override;
 
     void CloseRead();
     void CloseWrite();
 
   private:
+    size_t Take(void* buffer, size_t bytes, size_t wanted);
+
     size_t m_nCapacity;
     std::unique_ptr<std::byte[]> m_pRing;
     std::mutex m_mutex;
@@ -33,6 +39,7 @@ class BytePipe final : public IByteSource, public IByteSink {
     std::condition_variable m_writable;
     size_t m_nHead = 0;   // where the next byte is read
     size_t m_nFilled = 0; // bytes in the ring
+    size_t m_nWanted = 1; // bytes in the ring that the reader waits for, at most half of it
     bool m_bReadClosed = false;
     bool m_bWriteClosed = false;
 };
