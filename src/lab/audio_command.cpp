@@ -50,6 +50,10 @@ int RunAudio(Arguments arguments) {
 }
 
 int RunLength(Arguments arguments) {
+    if (arguments.empty()) {
+        std::fputs("length takes one file or more.\n", stderr);
+        return 1;
+    }
     for (const char* name : arguments) {
         std::printf("%u\t%s\n", GetAudioFileLength(FullName(name)), name);
     }
