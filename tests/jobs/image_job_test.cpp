@@ -453,8 +453,11 @@ TEST(ImageJob, CopiesEndWithTheUserOrTheImage) {
 TEST(ImageJob, ImagesOfOtherProgramsComeBackByteByByte) {
     const struct {
         const char* kind;
-        bool erased; // in the job
-    } discs[] = {{"cd-r", false}, {"cd-rw", false}, {"cd-rw", true}};
+        bool finalized;   // before the job
+        size_t questions; // that are answered with Yes: erase it, waste a DVD, waste a second layer
+    } discs[] = {{"cd-r", false, 0},  {"cd-rw", false, 0},   {"cd-rw", true, 1},
+                 {"dvd-r", false, 1}, {"dvd+r", false, 1},   {"dvd+rw", false, 0},
+                 {"dvd+rw", true, 0}, {"dvd+r-dl", false, 2}};
     const struct {
         const char* name;
         std::string command; // with the folder and the image after it
@@ -466,9 +469,9 @@ TEST(ImageJob, ImagesOfOtherProgramsComeBackByteByByte) {
     for (const auto& disc : discs) {
         for (const auto& maker : makers) {
             SCOPED_TRACE(
-                Format("%s on %s%s", maker.name, disc.kind, disc.erased ? ", erased" : ""));
+                Format("%s on %s%s", maker.name, disc.kind, disc.finalized ? ", full" : ""));
             JobBench bench(disc.kind);
-            if (disc.erased) {
+            if (disc.finalized) {
                 bench.Finalize();
             }
             const std::u16string path = bench.AddFile("image", {});
@@ -482,7 +485,7 @@ TEST(ImageJob, ImagesOfOtherProgramsComeBackByteByByte) {
             ASSERT_EQ(image.size() % kSector, 0U);
             bench.ui.onBox = [](const FakeUi::Box&) { return true; };
             EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
-            EXPECT_EQ(bench.ui.Texts(), disc.erased ? Texts{kNotBlankText} : Texts{});
+            EXPECT_EQ(bench.ui.Texts().size(), disc.questions);
             EXPECT_TRUE(ReadBack(bench, image.size() / kSector) == image);
         }
     }
