@@ -1,4 +1,5 @@
 #include "jobs/data_check.h"
+#include "drive/mmc.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
 
@@ -50,7 +51,10 @@ Verdict OfferErase(JobEnv& env, CAspiCD& drive, int32_t estimate) {
 
 Verdict CheckOnce(JobEnv& env, CAspiCD& drive, int32_t estimate) {
     drive.ReadDiskInfo();
-    if (drive.HasCurrentProfile() && IsOverwritten(drive.GetCurrentProfile())) {
+    const uint32_t profile =
+        drive.HasCurrentProfile() ? drive.GetCurrentProfile() : kUnknownProfile;
+    // A DVD-RAM knows no blanking, so a data disc on it can only grow in place like the others.
+    if (IsOverwritten(profile) || profile == mmc::kProfileDvdRam) {
         drive.m_dwDiskState |= DISK_APPENDABLE;
         drive.m_dwDiskKnown |= DISK_APPENDABLE;
     }

@@ -26,8 +26,6 @@ constexpr const char16_t* kWriteFailed =
     u"Internal error #165. Writing process failed. Process aborted.";
 constexpr const char16_t* kPaddingFailed =
     u"Internal error #166. Writing process failed. Process aborted.";
-constexpr const char16_t* kSessionNotClosed =
-    u"The drive could not close the session. The disk may not be readable in other drives.";
 
 // The part of the job after the disc check: one disc, written in the way that suits it.
 class DataWriting {
@@ -146,7 +144,9 @@ void DataWriting::RecordDvd() {
         m_drive.UpdateVolumeDescriptors();
     }
     Status(u"Finalizing disk...");
-    RunFinisher(m_drive);
+    if (!RunFinisher(m_drive)) {
+        m_notices.push_back(kSessionNotClosed);
+    }
     // Nothing else would tell this disc from a good one.
     if (!cancelled && !error.empty()) {
         m_notices.push_back(error);

@@ -1,4 +1,5 @@
 #include "drive/dvd_texts.h"
+#include "drive/mmc.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
 
@@ -30,7 +31,7 @@ bool CanErase(CAspiCD& drive) {
         return false;
     }
     const uint32_t profile = drive.GetCurrentProfile();
-    return IsOverwritten(profile) || profile == PROFILE_DVD_MINUS_RW_SEQUENTIAL;
+    return IsOverwritten(profile) || profile == mmc::kProfileDvdMinusRwSequential;
 }
 
 // A DVD+RW knows no blanking: it is formatted, or filled with zeros.
@@ -39,7 +40,7 @@ bool HasNoBlanking(CAspiCD& drive) {
         return false;
     }
     const uint32_t profile = drive.GetCurrentProfile();
-    return profile == PROFILE_DVD_PLUS_RW || profile == PROFILE_DVD_PLUS_RW_DL;
+    return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
 }
 
 void EraseByFormat(JobEnv& env, CAspiCD& drive, const EraseTypeResult& choice) {

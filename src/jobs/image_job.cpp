@@ -1,4 +1,5 @@
 #include "drive/cue_sheet.h"
+#include "drive/mmc.h"
 #include "jobs/capacity_marks.h"
 #include "jobs/file_list.h"
 #include "jobs/in_job_erase.h"
@@ -25,6 +26,8 @@ constexpr const char16_t* kReadFailed =
     u"Internal error #564. Reading of image failed. Writing process aborted.";
 constexpr const char16_t* kWriteFailed =
     u"Internal error #565. Writing process failed. Process aborted.";
+constexpr const char16_t* kImageTooSmall =
+    u"The image is smaller than 64 kb, which is too small for a DVD. Nothing was written.";
 constexpr const char16_t* kImageShorter =
     u"The image file ended before all of it was written. The disk is not complete.";
 
@@ -136,7 +139,7 @@ ImageWriting::Verdict ImageWriting::CheckDvd() {
         WasteUnless(prompts::WasteDvd(m_env.ui)) != Verdict::Passed) {
         return Verdict::Again;
     }
-    if (m_drive.GetCurrentProfile() == PROFILE_DVD_PLUS_R_DL && m_nSectors < kDvdLimitSectors) {
+    if (m_drive.GetCurrentProfile() == mmc::kProfileDvdPlusRDl && m_nSectors < kDvdLimitSectors) {
         return WasteUnless(prompts::WasteDoubleLayer(m_env.ui));
     }
     return Verdict::Passed;
@@ -173,6 +176,7 @@ bool ImageWriting::WriteDvd() {
     Status(u"Writing image...");
     CountedSource source(*image);
     bool complete = true;
+    bool told = false;
     try {
         m_drive.ResetDvdState();
         m_drive.OpenDvdForWriting(true, m_dSpeed);
@@ -183,13 +187,23 @@ bool ImageWriting::WriteDvd() {
         Status(u"Finalizing disk...");
     } catch (const CAspiCD::CgrowisofsException& failure) {
         m_env.ui.ShowMessage(StoppedText(failure));
+        told = true;
     } catch (const std::bad_alloc&) {
         m_env.ui.ShowMessage(kOutOfMemory);
+        told = true;
     }
     // Also after a failure: the disc is about to be ejected, and no session may stay open on it.
-    RunFinisher(m_drive);
+    const bool closed = RunFinisher(m_drive);
     door.Release();
     progress.End();
+    if (told) {
+        return true;
+    }
+    if (m_nBytes < static_cast<int64_t>(kDvdBufferBytes)) {
+        m_env.ui.ShowMessage(kImageTooSmall);
+    } else if (!closed) {
+        m_env.ui.ShowMessage(kSessionNotClosed);
+    }
     if (!complete) {
         m_env.ui.ShowMessage(kImageShorter);
     }

@@ -1,4 +1,5 @@
 #include "jobs/job_frame.h"
+#include "drive/mmc.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -64,8 +65,8 @@ bool IsDvd(CAspiCD& drive) {
 }
 
 bool IsOverwritten(uint32_t profile) {
-    return profile == PROFILE_DVD_PLUS_RW || profile == PROFILE_DVD_PLUS_RW_DL ||
-           profile == PROFILE_DVD_MINUS_RW_OVERWRITE;
+    return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
+           profile == mmc::kProfileDvdMinusRwOverwrite;
 }
 
 bool IsKnown(const CAspiCD& drive, DiskStateBits bit) {
@@ -83,7 +84,7 @@ uint32_t DiskTypeOf(CAspiCD& drive) {
 }
 
 uint32_t CdTypeOf(CAspiCD& drive) {
-    return drive.IsDiskErasable() ? PROFILE_CD_RW : PROFILE_CD_R;
+    return drive.IsDiskErasable() ? mmc::kProfileCdRw : mmc::kProfileCdR;
 }
 
 uint32_t WholeSpeed(double speed) {
@@ -98,11 +99,15 @@ int32_t HeldSectors(uint64_t sectors) {
     return static_cast<int32_t>(std::min<uint64_t>(sectors, std::numeric_limits<int32_t>::max()));
 }
 
-void RunFinisher(CAspiCD& drive) {
-    if (const CAspiCD::Finisher finish = drive.m_pfnFinalize; finish != nullptr) {
-        drive.m_pfnFinalize = nullptr;
-        finish(drive);
+bool RunFinisher(CAspiCD& drive) {
+    const CAspiCD::Finisher finish = drive.m_pfnFinalize;
+    if (finish == nullptr) {
+        return true;
     }
+    drive.m_pfnFinalize = nullptr;
+    finish(drive);
+    // A finisher that stops at a step leaves the mark; a DVD-RAM has nothing to close.
+    return !drive.m_bMediaWritten || (drive.m_nProfile & 0xFFFF) == mmc::kProfileDvdRam;
 }
 
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure) {

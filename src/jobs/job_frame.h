@@ -11,17 +11,6 @@
 
 namespace larkspin {
 
-// MMC profile numbers that the jobs tell apart.
-enum Profile : uint32_t {
-    PROFILE_CD_R = 0x09,
-    PROFILE_CD_RW = 0x0A,
-    PROFILE_DVD_MINUS_RW_OVERWRITE = 0x13,
-    PROFILE_DVD_MINUS_RW_SEQUENTIAL = 0x14,
-    PROFILE_DVD_PLUS_RW = 0x1A,
-    PROFILE_DVD_PLUS_RW_DL = 0x2A,
-    PROFILE_DVD_PLUS_R_DL = 0x2B,
-};
-
 constexpr int32_t kCdLimitSectors = 360'000;
 constexpr int32_t kDvdLimitSectors = 2'300'000; // above it no single layer disc
 
@@ -52,8 +41,9 @@ uint32_t HeldCopies(uint32_t typed);
 // A count of sectors in a signed 32-bit number; what it can't hold stays at its greatest value.
 int32_t HeldSectors(uint64_t sectors);
 
-// Runs the finisher of a DVD recording if one is still due.
-void RunFinisher(CAspiCD& drive);
+// Runs the finisher of a DVD recording if one is still due. False if the drive could not close what
+// was written.
+bool RunFinisher(CAspiCD& drive);
 
 // "Stopped: %s", the words for a failure of the DVD logic.
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
@@ -63,6 +53,9 @@ std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
 void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& notices);
 
 inline constexpr const char16_t* kOutOfMemory = u"Out of memory";
+// Told of a recording that was not closed: nothing else tells its disc from a good one.
+inline constexpr const char16_t* kSessionNotClosed =
+    u"The drive could not close the session. The disk may not be readable in other drives.";
 // Told of a session at once that was not finished: nothing else tells its disc from a good one.
 inline constexpr const char16_t* kLeadOutFailed =
     u"The drive could not write the lead-out. The disk may not be readable in other drives.";

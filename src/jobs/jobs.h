@@ -47,6 +47,7 @@ struct JobEnv {
 //   the prompt of a selection that is too large; either answer ends the job.
 // - A volume cut short, by the user or by a failure of the generator, does not take the place of
 //   the one on a disc that is written in place.
+// - A DVD-RAM that holds a volume is added to: it can't be blanked.
 // What only the generator or the drive knows (why there is no volume, names left out, a volume cut
 // short on a DVD, a session that was not closed) is told in one box at the end.
 JobEnd DataJob(JobEnv& env);
@@ -57,7 +58,8 @@ JobEnd DataJob(JobEnv& env);
 JobEnd AudioJob(JobEnv& env);
 
 // Copies an image file to disc, sector by sector; copies as in AudioJob. Only a regular file is
-// an image. A file that gets shorter while it is written is reported when the disc is done.
+// an image. A file that gets shorter while it is written is reported when the disc is done, and so
+// is one too small for the DVD logic, which writes nothing below 64 KiB.
 JobEnd ImageJob(JobEnv& env, const std::u16string& imagePath);
 
 // Erases the disc in the drive of that index.

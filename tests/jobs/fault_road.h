@@ -36,6 +36,11 @@ inline InjectedAnswer AnswerOf(Fault fault) {
     return TimeOut();
 }
 
+// What the generator says of a previous session that it can't read or understand.
+inline const std::vector<std::u16string> kMergeTexts = {
+    u"Cannot read disk.", u"Unable to find previous session.", u"Cannot merge previous session.",
+    u"Previous session has ", u"Cannot parse Rock Ridge attributes for "};
+
 // What one kind of job does, and how its disc is judged.
 struct Road {
     const char* name;

@@ -24,8 +24,6 @@ const std::vector<std::u16string> kDataCdTexts = {
     u"Internal error #176.",
     u"Disk creation failed with following error:",
     u"The drive could not close the session.",
-    // What the generator says of a previous session that it can't read.
-    u"Cannot read disk.",
     u"Internal error",
 };
 
@@ -45,6 +43,28 @@ TEST(Faults, DataOnABlankCd) {
     EXPECT_EQ(seen.at(kCloseSession), (std::set<std::string>{"The drive could not "}));
     ASSERT_TRUE(seen.contains(kReadDiscInfo));
     EXPECT_EQ(seen.at(kReadDiscInfo), (std::set<std::string>{"The disk is not suit"}));
+}
+
+TEST(Faults, DataAddedToACd) {
+    Road road;
+    road.name = "a second session on a CD-R";
+    const FileBytes old = Payload(30'000, 1);
+    road.prepare = [&](JobBench& bench) {
+        bench.host.queue = {bench.AddFile("old", old)};
+        ASSERT_EQ(bench.RunData(), JobEnd::Exit);
+        ASSERT_TRUE(bench.drive.Insert(bench.disc));
+        bench.host.queue = {bench.AddFile("new", kNew)};
+    };
+    road.run = [](JobBench& bench) { return bench.RunData(); };
+    road.isWhole = [&](JobBench& bench) {
+        return HoldsAtSector(bench.Track(1), old) && HoldsAtSector(bench.Track(2), kNew) &&
+               bench.IsClosed();
+    };
+    road.texts = kDataCdTexts;
+    road.texts.insert(road.texts.end(), kMergeTexts.begin(), kMergeTexts.end());
+    const TextsByOpcode seen = WalkRoad(road);
+    ASSERT_TRUE(seen.contains(kWrite));
+    EXPECT_EQ(seen.at(kWrite), (std::set<std::string>{"Internal error #165."}));
 }
 
 TEST(Faults, DataThatNeedsPaddingOnACd) {
