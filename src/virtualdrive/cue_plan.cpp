@@ -159,8 +159,10 @@ void CCuePlan::BuildTracks(std::span<const Entry> entries, const Place& place) {
         if (track.IsData()) {
             track.file = Format("track-%02u.iso", track.number);
         } else {
-            // Audio that follows audio goes into one file, so that it plays without gaps.
-            track.file = Format("session-%02u.bin", place.session);
+            // Audio that follows audio goes into one file, so that it plays without gaps. Readers
+            // of disc.cue expect the first one under the same name.
+            track.file =
+                place.session == 1 ? "disc.bin" : Format("session-%02u.bin", place.session);
             const bool followsAudio = !m_tracks.empty() && !m_tracks.back().IsData();
             if (followsAudio) {
                 track.fileStart = m_tracks.back().fileStart;

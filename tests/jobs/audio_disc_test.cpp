@@ -55,7 +55,7 @@ TEST_F(AudioDisc, HoldsTheTracksOfAllFormatsAndConversions) {
         all.insert(all.end(), track.begin(), track.end());
     }
     starts.push_back(all.size() / kCdBlockBytes);
-    EXPECT_TRUE(ReadFileBytes(bench.disc + "/session-01.bin") == all) << "gapless, in this order";
+    EXPECT_TRUE(ReadFileBytes(bench.disc + "/disc.bin") == all) << "gapless, in this order";
 
     // What other programs make of the disc: of its files, and of the drive as /dev/sr0.
     const std::string copy = bench.folder.Path() + "/copy.pcm";
@@ -66,9 +66,7 @@ TEST_F(AudioDisc, HoldsTheTracksOfAllFormatsAndConversions) {
         std::string environment;
         std::string disc;
     };
-    // libcdio looks for the sectors under the cue sheet's own name.
-    const std::string cueSheet = bench.disc + "/session-01.cue";
-    std::filesystem::copy_file(bench.disc + "/disc.cue", cueSheet);
+    const std::string cueSheet = bench.disc + "/disc.cue";
     std::vector<Road> roads = {{"", cueSheet}};
 #ifdef LARKSPIN_FAKESR_LIBRARY
     roads.push_back(
@@ -112,7 +110,7 @@ TEST_F(AudioDisc, TakesFoldersOfSoundAlone) {
     EXPECT_EQ(bench.ui.Texts(), Texts{u"Error: cannot write " + words +
                                       u". It's not an audio or this format is not supported."});
     EXPECT_FALSE(bench.WasEjected());
-    EXPECT_FALSE(std::filesystem::exists(bench.disc + "/session-01.bin"));
+    EXPECT_FALSE(std::filesystem::exists(bench.disc + "/disc.bin"));
 }
 
 // What a reader refuses is told in a box of its own title before a disc is touched.
@@ -146,7 +144,7 @@ TEST_F(AudioDisc, RefusesBeforeTheDiscWhatWouldBeNoise) {
     }
     EXPECT_FALSE(bench.WasEjected());
     EXPECT_EQ(bench.host.clears, 0);
-    EXPECT_FALSE(std::filesystem::exists(bench.disc + "/session-01.bin"));
+    EXPECT_FALSE(std::filesystem::exists(bench.disc + "/disc.bin"));
 }
 
 } // namespace

@@ -63,7 +63,7 @@ TEST_F(ForeignProgramsTest, CdrskinWritesAnAudioDiscThatCdInfoReads) {
         files += " " + name;
     }
     RunProgram("cdrskin dev=/dev/sr0 -v -sao -audio" + files);
-    EXPECT_EQ(FileBytes(Path("disc/session-01.bin")), all);
+    EXPECT_EQ(FileBytes(Path("disc/disc.bin")), all);
     RunProgram("cd-info --no-header /dev/sr0");
     ExpectOutput("1: 00:02:00  000000 audio");
     ExpectOutput("2: 00:07:25  000400 audio");

@@ -94,9 +94,9 @@ TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
     ASSERT_EQ(host.SynchronizeCache(), kGood);
 
     Reload();
-    EXPECT_EQ(FileBytes(File("session-01.bin")), music);
+    EXPECT_EQ(FileBytes(File("disc.bin")), music);
     const Bytes cue = FileBytes(File("disc.cue"));
-    EXPECT_EQ(std::string(cue.begin(), cue.end()), "FILE \"session-01.bin\" BINARY\n"
+    EXPECT_EQ(std::string(cue.begin(), cue.end()), "FILE \"disc.bin\" BINARY\n"
                                                    "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
                                                    "  TRACK 02 AUDIO\n    INDEX 01 00:04:20\n"
                                                    "  TRACK 03 AUDIO\n    INDEX 00 00:08:20\n"
