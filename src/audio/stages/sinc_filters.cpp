@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <numeric>
 
 namespace larkspin {
 
@@ -25,11 +24,20 @@ double BlackmanSinc(double x, double fcn, double l) {
     return window * std::sin(l * wcn * x2) / (kPi * l * x2);
 }
 
+int32_t GreatestCommonDivisor(int32_t a, int32_t b) {
+    return b == 0 ? a : GreatestCommonDivisor(b, a % b);
+}
+
+int PhasesBetween(int32_t sourceRate, int32_t targetRate) {
+    const int32_t phases = targetRate / GreatestCommonDivisor(sourceRate, targetRate % sourceRate);
+    return phases > kMaxPhases ? kMaxPhases : phases;
+}
+
 } // namespace
 
 CSincFilters::CSincFilters(int32_t sourceRate, int32_t targetRate)
     : m_nFilterLen(kBaseFilterLen + (sourceRate % targetRate == 0 ? 1 : 0)),
-      m_nPhases(std::min(targetRate / std::gcd(sourceRate, targetRate), kMaxPhases)),
+      m_nPhases(PhasesBetween(sourceRate, targetRate)),
       m_nStride((static_cast<size_t>(m_nFilterLen) + kLanes) / kLanes * kLanes),
       m_Coefficients((2 * static_cast<size_t>(m_nPhases) + 1) * m_nStride, 0.0F) {
     // As a fraction of the source's Nyquist frequency.
