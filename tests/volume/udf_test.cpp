@@ -115,8 +115,8 @@ TEST(Udf, EndsWithAnchors) {
         }
         EXPECT_FALSE(reader.IsAnchor(last - anchors));
         EXPECT_EQ(reader.partitionStart + reader.partitionSectors, pad ? last - 149 : last);
-        const auto primary = IsoReader(result.image).Primary();
-        EXPECT_EQ(IsoReader::Both32(primary, 80), result.toldSectors);
+        const IsoReader iso(result.image);
+        EXPECT_EQ(IsoReader::Both32(iso.Primary(), 80), result.toldSectors);
     }
 }
 
