@@ -134,7 +134,7 @@ void AssignContents(VolumeRun& run) {
     DvdFolders dvdFolders(run);
     ForEachDirectory(run.tree.Root(), [&](IsoDirectory& directory) {
         if (const DvdFileSet* set = dvdFolders.SetOf(directory)) {
-            for (IsoEntry* entry : PlayersOrder(directory)) {
+            for (IsoEntry* entry : PlayersOrder(*set, directory)) {
                 AssignEntry(run, directory, *entry, DvdPadSectors(*set, *entry));
             }
             return;

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace larkspin {
 
@@ -215,6 +216,14 @@ struct PartName {
     uint32_t vob = 0;
 
     auto Order() const { return std::tuple(set, part, vob); }
+    // The name that the part has in every set.
+    std::u16string Proper() const {
+        const char* const extension = part == Part::Ifo      ? "IFO"
+                                      : part == Part::Backup ? "BUP"
+                                                             : "VOB";
+        return set == 0 ? FormatWide("VIDEO_TS.%s", extension)
+                        : FormatWide("VTS_%02u_%u.%s", set, vob, extension);
+    }
 };
 
 uint32_t Digit(char16_t unit, uint32_t otherwise) {
@@ -247,6 +256,17 @@ PartName ParsePartName(std::u16string_view name) {
         return {};
     }
     return part;
+}
+
+// The part that the control data have room for under that name; Other for one that they don't know,
+// like a title VOB behind a gap.
+PartName CountedPart(const DvdFileSet& set, std::u16string_view name) {
+    const PartName part = ParsePartName(name);
+    const bool isCounted = part.part != Part::Other && part.set <= set.TitleSets() &&
+                           part.Proper() == name &&
+                           (part.part != Part::Title || part.vob <= set.rows[part.set].vob_count) &&
+                           (part.part == Part::Title || part.vob == 0);
+    return isCounted ? part : PartName();
 }
 
 } // namespace
@@ -283,14 +303,18 @@ int64_t PadFor(const DvdFileSet& set, std::u16string_view fileName) {
     return 0;
 }
 
-std::vector<IsoEntry*> PlayersOrder(const IsoDirectory& folder) {
-    std::vector<IsoEntry*> entries;
+std::vector<IsoEntry*> PlayersOrder(const DvdFileSet& set, const IsoDirectory& folder) {
+    std::vector<std::pair<PartName, IsoEntry*>> parts;
     for (IsoEntry* entry = folder.entries; entry != nullptr; entry = entry->next) {
+        parts.emplace_back(CountedPart(set, entry->name), entry);
+    }
+    std::stable_sort(parts.begin(), parts.end(), [](const auto& a, const auto& b) {
+        return a.first.Order() < b.first.Order();
+    });
+    std::vector<IsoEntry*> entries;
+    for (const auto& [part, entry] : parts) {
         entries.push_back(entry);
     }
-    std::stable_sort(entries.begin(), entries.end(), [](const IsoEntry* a, const IsoEntry* b) {
-        return ParsePartName(a->name).Order() < ParsePartName(b->name).Order();
-    });
     return entries;
 }
 

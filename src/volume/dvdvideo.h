@@ -5,8 +5,9 @@
 // player takes the parts of each for neighbours: IFO, menu VOB, title VOBs in their order, BUP.
 // The plain order of a directory puts BUP first, and one set's parts apart from its areas. So the
 // files of a folder whose control data hold get their addresses in the players' order: the video
-// manager, then the title sets by number. The order of the directory's records stays, as it is that
-// of their names. Where the control data don't hold, nothing is padded and the plain order stays.
+// manager, then the title sets by number, then all other files. The order of the directory's
+// records stays, as it is that of their names. Where the control data don't hold, nothing is padded
+// and the plain order stays.
 //
 // No file is changed; only empty sectors are added.
 #pragma once
@@ -45,7 +46,8 @@ std::optional<DvdFileSet> BuildFileSet(IFileSystem& files, const IsoDirectory& f
 // than it takes.
 int64_t PadFor(const DvdFileSet& set, std::u16string_view fileName);
 
-// The entries of `folder` in the order in which they get their addresses.
-std::vector<IsoEntry*> PlayersOrder(const IsoDirectory& folder);
+// The entries of `folder` in the order in which they get their addresses. Those that the control
+// data don't count come last, so that they push nothing out of its place.
+std::vector<IsoEntry*> PlayersOrder(const DvdFileSet& set, const IsoDirectory& folder);
 
 } // namespace larkspin
