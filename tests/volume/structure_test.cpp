@@ -206,6 +206,38 @@ TEST(LargeStructure, HoldsTogether) {
     EXPECT_EQ(TextOf(reader.Contents(tree.at("/many/picture 2999.jpeg"))), "2999");
 }
 
+// FNV-1a, 64 bits.
+uint64_t HashOf(const std::vector<uint8_t>& bytes) {
+    uint64_t hash = 0xCBF29CE484222325;
+    for (const uint8_t byte : bytes) {
+        hash = (hash ^ byte) * 0x100000001B3;
+    }
+    return hash;
+}
+
+// The bytes of a volume without UDF, boot and DVD-Video data are those of the time before these
+// options were there. Whoever changes them on purpose sets the hash anew.
+TEST_F(Structure, CarriesNoTraceOfOptionsThatAreOff) {
+    for (const char* name : {"a long name that is cut.text", "a long name that is 2.text",
+                             "\u00dcnit", "\u65e5\u672c", "boot.img", "boot.catalog"}) {
+        m_files.AddFile(u"/f/" + ToWide(name), name);
+    }
+    for (const size_t size : {2047U, 2048U, 2049U, 300'000U}) {
+        m_files.AddFile(FormatWide("/f/size %zu", size), std::string(size, 's'));
+    }
+    std::u16string deep = u"/f";
+    for (int level = 1; level <= 10; ++level) {
+        deep += FormatWide("/level %d", level);
+        m_files.AddFolder(deep);
+        m_files.AddFile(deep + u"/here", ToNative(deep));
+    }
+    const std::vector<std::u16string> queue = {u"/f"};
+    const VolumeResult plain = MakeVolume(m_files, queue);
+    EXPECT_EQ(HashOf(plain.image), 8'258'668'988'783'419'549U);
+    const auto dvdOn = [](GenOptions& options) { options.dvd_video = true; };
+    EXPECT_TRUE(MakeVolume(m_files, queue, 0, dvdOn).image == plain.image);
+}
+
 TEST(JolietNames, AreMappedAndCut) {
     MemoryFiles files;
     const std::u16string longName(120, u'é');
