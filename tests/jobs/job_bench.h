@@ -154,12 +154,27 @@ class JobBench {
 
     // Puts the disc back in; true if it is a disc with a closed session on it.
     bool IsClosed() {
-        EXPECT_TRUE(drive.Insert(disc));
-        Drive().ReadDiskInfo(); // takes the news of another disc
-        Drive().ReadDiskInfo();
+        Reload();
         return (Drive().m_dwDiskKnown & DISK_BLANK) != 0 &&
                (Drive().m_dwDiskState & DISK_BLANK) == 0 &&
                Drive().ReadMultiSessionStart(nullptr) == 0;
+    }
+    // Adds these of the source folder's files and folders to the disc, without a word to the user;
+    // the disc goes back into the drive.
+    void Burn(const std::vector<std::string>& names) {
+        host.queue.clear();
+        for (const std::string& name : names) {
+            host.queue.push_back(ToWide((Source() / name).string()));
+        }
+        ASSERT_EQ(RunData(), JobEnd::Exit);
+        ASSERT_EQ(ui.Texts(), std::vector<std::u16string>{});
+        Reload();
+    }
+    // Puts the disc back in; the drive has no news left to tell.
+    void Reload() {
+        ASSERT_TRUE(drive.Insert(disc));
+        Drive().ReadDiskInfo();
+        Drive().ReadDiskInfo();
     }
     // Brings the disc to its end: nothing can be added to it.
     void Finalize() {

@@ -115,11 +115,14 @@ TEST_F(ForeignDisc, IsoNamesOnly) {
     fs::create_directories(Source() / "LEVEL1");
     WriteFile(Source() / "LEVEL1" / "A.TXT", "a");
     WriteFile(Source() / "B.TXT", "b");
-    for (const char* options : {"-iso-level 1", "-iso-level 1 -omit-version-number"}) {
+    for (const char* options : {"", "-omit-version-number "}) {
         SCOPED_TRACE(options);
         m_disc = MemoryDisc();
         ASSERT_NO_FATAL_FAILURE(
-            Begin(std::string("xorriso -as mkisofs -quiet ") + options + " -o disc.iso source"));
+            Begin(std::string("xorriso -as mkisofs -quiet --norock -iso-level 1 ") + options +
+                  "-o disc.iso source"));
+        ASSERT_EQ(IsoReader(m_disc.bytes).Directory(IsoReader(m_disc.bytes).Root())[0].signatures,
+                  "");
         MemoryFiles files;
         files.AddFile(u"/B.TXT", "B again");
         files.AddFile(u"/b.txt", "small b");
@@ -132,6 +135,62 @@ TEST_F(ForeignDisc, IsoNamesOnly) {
         EXPECT_EQ(joliet.size(), 4U);
         EXPECT_NE(Output("iso-info -f -i disc.iso").find("/b"), std::string::npos);
     }
+}
+
+// Volumes without Rock Ridge can give names by a table in each folder. It stays as long as it names
+// all that is in the folder.
+TEST_F(ForeignDisc, TranslationTablesName) {
+    fs::create_directories(Source() / "LEVEL1");
+    WriteFile(Source() / "LEVEL1" / "A.TXT", "a");
+    WriteFile(Source() / "B.TXT", "b");
+    WriteFile(Source() / "C.TXT", "c");
+    struct Case {
+        const char* options;
+        const char* version; // of ISO names
+        bool isNaming;
+    };
+    const std::vector<Case> cases = {
+        {"--norock ", ";1", true},
+        {"--norock -omit-version-number ", "", true},
+        {"", ";1", false}, // its names come first
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.options);
+        m_disc = MemoryDisc();
+        const std::string table = Format("F A.TXT%s        \ta long name.text\n", c.version);
+        WriteFile(Source() / "LEVEL1" / "TRANS.TBL", table);
+        WriteFile(Source() / "TRANS.TBL",
+                  Format("D LEVEL1     \tsome folder\nno line of the table\n\n"
+                         "F C.TXT%s    \tsee/../not.text\nF B.TXT%s    \tb text",
+                         c.version, c.version) +
+                      std::string("\0F NONE.TXT \tnothing\n", 21));
+        ASSERT_NO_FATAL_FAILURE(Begin(std::string("xorriso -as mkisofs -quiet -iso-level 1 ") +
+                                      c.options + "-o disc.iso source"));
+        MemoryFiles files;
+        files.AddFile(u"/b text", "b again");
+        m_disc.Append(files, {u"/b text"});
+        const std::map<std::u16string, std::string> named = {
+            {u"/some folder", "folder"},
+            {u"/some folder/a long name.text", "a"},
+            {u"/some folder/TRANS.TBL", table},
+            {u"/b text", "b again"},
+            {u"/C.TXT", "c"}};
+        const std::map<std::u16string, std::string> unnamed = {
+            {u"/LEVEL1", "folder"},  {u"/LEVEL1/A.TXT", "a"}, {u"/LEVEL1/TRANS.TBL", table},
+            {u"/b text", "b again"}, {u"/B.TXT", "b"},        {u"/C.TXT", "c"}};
+        EXPECT_EQ(JolietContents(m_disc.Reader()), c.isNaming ? named : unnamed);
+    }
+}
+
+TEST_F(ForeignDisc, SectionsStayOneFile) {
+    fs::create_directories(Source());
+    WriteFile(Source() / "A.BIN", std::string(4096, 'A') + "B");
+    fs::create_directories(Source() / "level1");
+    m_disc = DiscOfTwins(0x80);
+    Append();
+    ExpectAll("xorriso -osirrox on -indev disc.iso -extract / out");
+    ExpectAll("bsdtar -xf disc.iso -C out");
+    ExpectAll("7z x -oout disc.iso");
 }
 
 TEST_F(ForeignDisc, CompressedFilesStayCompressed) {

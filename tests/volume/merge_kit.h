@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace larkspin {
@@ -98,6 +100,25 @@ class MemoryDisc final : public IBlockReader {
     size_t failingRead = 0; // number of the read that fails, counted from 1
     bool isWriting = false;
 };
+
+// A disc with two records called "A.BIN" as no session of this program has them: 4096 times "A" in
+// the first, which gets this flag, and "B" in the sector behind.
+inline MemoryDisc DiscOfTwins(uint8_t flag) {
+    constexpr std::ptrdiff_t kFromFlagsToName = 8; // ECMA-119 9.1
+    MemoryFiles files;
+    files.AddFile(u"/A.BIN", std::string(4096, 'A'));
+    files.AddFile(u"/B.BIN", "B");
+    MemoryDisc disc;
+    disc.Append(files, {u"/A.BIN", u"/B.BIN"});
+    const auto root = disc.bytes.begin() + std::ptrdiff_t{disc.Reader().Root().extent} * 2048;
+    const auto find = [root](std::string_view name) {
+        return std::search(root, root + 2048, name.begin(), name.end());
+    };
+    *(find("A.BIN") - kFromFlagsToName) = flag;
+    *find("B.BIN") = 'A'; // the ISO name
+    *find("B.BIN") = 'A'; // the one of Rock Ridge
+    return disc;
+}
 
 // What a Rock Ridge reader finds in the last session: contents by path, folders as "folder".
 inline std::map<std::string, std::string> RockRidgeContents(const IsoReader& reader) {

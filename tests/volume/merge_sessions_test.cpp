@@ -172,20 +172,7 @@ std::vector<IsoReader::Record> RecordsOf(const MemoryDisc& disc, const std::stri
 
 TEST(MergeSessions, SectionsAndAssociatedFilesStayTogether) {
     for (const uint8_t flag : {0x80, 0x04}) {
-        MemoryFiles files;
-        files.AddFile(u"/A.BIN", std::string(4096, 'A'));
-        files.AddFile(u"/B.BIN", "B");
-        MemoryDisc disc;
-        disc.Append(files, {u"/A.BIN", u"/B.BIN"});
-        const uint32_t root = disc.Reader().Root().extent;
-        auto at = disc.bytes.begin() + root * 2048;
-        const std::string_view ours = "A.BIN";
-        const auto first = std::search(at, at + 2048, ours.begin(), ours.end());
-        *(first - 8) = flag;
-        for (int name = 0; name < 2; ++name) { // ISO and NM
-            const std::string_view other = "B.BIN";
-            *std::search(at, at + 2048, other.begin(), other.end()) = 'A';
-        }
+        MemoryDisc disc = DiscOfTwins(flag);
         MemoryFiles second;
         second.AddFile(u"/new", "new");
         disc.Append(second, {u"/new"});
@@ -199,7 +186,9 @@ TEST(MergeSessions, SectionsAndAssociatedFilesStayTogether) {
             EXPECT_EQ(TextOf(disc.Reader().Contents(records[1])), "B");
         }
         // A file of the name takes the place of all of them.
-        disc.Append(files, {u"/A.BIN"});
+        MemoryFiles third;
+        third.AddFile(u"/A.BIN", "whole");
+        disc.Append(third, {u"/A.BIN"});
         EXPECT_EQ(RecordsOf(disc, "A.BIN", false).size(), 1u);
     }
 }
