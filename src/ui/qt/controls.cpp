@@ -28,4 +28,9 @@ int DialogHeight(const QWidget& window, int units) {
     return units * window.fontMetrics().height() / 8;
 }
 
+void KeepWide(const QWidget& window, QVBoxLayout& column, int units) {
+    const QMargins margins = column.contentsMargins();
+    column.addStrut(DialogWidth(window, units) - margins.left() - margins.right());
+}
+
 } // namespace larkspin

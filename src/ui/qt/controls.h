@@ -1,6 +1,7 @@
 // Small controls that several dialogs have. Main thread.
 #pragma once
 
+#include <QBoxLayout>
 #include <QIcon>
 #include <QLabel>
 #include <QPushButton>
@@ -17,5 +18,9 @@ QLabel* MakeLine(int id, const QString& text);
 // Width of a window of `units` dialog units: a quarter of the font's mean letter each.
 int DialogWidth(const QWidget& window, int units);
 int DialogHeight(const QWidget& window, int units); // an eighth of a line each
+
+// Keeps `window`, whose controls are all in `column`, at least `units` wide, and wider where its
+// controls need more: a minimum width of the window itself would allow them to be cut off.
+void KeepWide(const QWidget& window, QVBoxLayout& column, int units);
 
 } // namespace larkspin

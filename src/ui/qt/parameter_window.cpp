@@ -73,6 +73,21 @@ class CCopiesBox final : public QSpinBox {
     }
 };
 
+// A screen reader tells the label and the control together.
+QLabel* MakeLabel(const QString& text, QWidget& control) {
+    auto* label = new QLabel(text);
+    label->setBuddy(&control);
+    return label;
+}
+
+// A screen reader takes what is chosen for the list's name; the description tells what is chosen.
+QComboBox* MakeDropDown(int id, const QString& description) {
+    auto* list = new QComboBox;
+    list->setObjectName(QString::number(id));
+    list->setAccessibleDescription(description);
+    return list;
+}
+
 QGroupBox* MakeGroup(const QString& title) {
     auto* group = new QGroupBox(title);
     group->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
@@ -123,7 +138,7 @@ CParameterWindow::CParameterWindow(const ParameterContent& content) {
     auto* all = new QVBoxLayout(this);
     all->addLayout(upper);
     all->addWidget(MakeLine(1016, ToQt(content.strHeader)));
-    setMinimumWidth(DialogWidth(*this, kWidthUnits));
+    KeepWide(*this, *all, kWidthUnits);
 }
 
 void CParameterWindow::AddTitle(QBoxLayout& column, const ParameterContent& content) {
@@ -160,11 +175,12 @@ void CParameterWindow::AddDriveAndCopies(QBoxLayout& column, const ParameterCont
     m_pCopies = copies->Edit();
     QGroupBox* options = MakeGroup(QStringLiteral(" Writing options "));
     auto* inside = new QHBoxLayout(options);
-    inside->addWidget(new QLabel(QStringLiteral("Copies")));
+    QComboBox* speeds = MakeSpeeds(content);
+    inside->addWidget(MakeLabel(QStringLiteral("Copies"), *copies));
     inside->addWidget(copies);
     inside->addStretch();
-    inside->addWidget(new QLabel(QStringLiteral("Speed")));
-    inside->addWidget(MakeSpeeds(content));
+    inside->addWidget(MakeLabel(QStringLiteral("Speed"), *speeds));
+    inside->addWidget(speeds);
     column.addWidget(options);
 }
 
@@ -180,17 +196,16 @@ void CParameterWindow::AddEraseTypes(QBoxLayout& column, const ParameterContent&
     inside->addWidget(m_pQuick);
     inside->addWidget(full);
     auto* speed = new QHBoxLayout;
-    speed->addWidget(new QLabel(QStringLiteral("Erasing speed")));
-    speed->addWidget(MakeSpeeds(content));
+    QComboBox* speeds = MakeSpeeds(content);
+    speed->addWidget(MakeLabel(QStringLiteral("Erasing speed"), *speeds));
+    speed->addWidget(speeds);
     speed->addStretch();
     inside->addLayout(speed);
     column.addWidget(group);
 }
 
 QComboBox* CParameterWindow::MakeDrives(const ParameterContent& content) {
-    m_pDrives = new QComboBox;
-    m_pDrives->setObjectName(QStringLiteral("1003"));
-    m_pDrives->setAccessibleName(QStringLiteral("Drive"));
+    m_pDrives = MakeDropDown(1003, QStringLiteral("Drive"));
     m_pDrives->addItems(ToQtList(content.drives));
     connect(m_pDrives, &QComboBox::currentIndexChanged, this, [this](int index) {
         m_pSpeeds->clear();
@@ -203,9 +218,7 @@ QComboBox* CParameterWindow::MakeDrives(const ParameterContent& content) {
 }
 
 QComboBox* CParameterWindow::MakeSpeeds(const ParameterContent& content) {
-    m_pSpeeds = new QComboBox;
-    m_pSpeeds->setObjectName(QStringLiteral("1004"));
-    m_pSpeeds->setAccessibleName(QStringLiteral("Speed"));
+    m_pSpeeds = MakeDropDown(1004, QStringLiteral("Speed"));
     m_pSpeeds->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     m_pSpeeds->addItems(ToQtList(content.speeds));
     return m_pSpeeds;

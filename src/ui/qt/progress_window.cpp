@@ -75,7 +75,7 @@ CProgressWindow::CProgressWindow(CProgressDialog& logic, IClock& clock, CWindowS
     auto* all = new QVBoxLayout(this);
     all->addLayout(upper);
     all->addWidget(m_pElapsed);
-    setMinimumWidth(DialogWidth(*this, kWidthUnits));
+    KeepWide(*this, *all, kWidthUnits);
 
     connect(&m_timer, &QTimer::timeout, this, [this] { OnTimer(); });
 }

@@ -12,6 +12,8 @@
 #include <QSpinBox>
 #include <QTest>
 
+#include <functional>
+
 namespace larkspin {
 namespace {
 
@@ -117,6 +119,42 @@ TEST_F(DialogsTest, TypedCopiesPassThroughAndArrowsKeepTheirLimits) {
         }
         QTest::mouseClick(Button(copies, "1"), Qt::LeftButton);
         EXPECT_EQ(Finish(job).nCopies, c.copies) << c.keys << " " << c.steps;
+    }
+}
+
+TEST_F(DialogsTest, TabVisitsEveryControlAndEachHasAName) {
+    struct Case {
+        std::function<void()> show;
+        const char* first; // has the focus as the dialog opens
+        std::vector<std::string> stops;
+    };
+    const std::vector<std::string> copies = {"1003 Drive", "1006 Copies", "1004 Speed", "1 OK",
+                                             "2 Cancel"};
+    for (const Case& c :
+         {Case{[&] { ui->ShowDataParameters(u""); },
+               "1011",
+               {"1011 Disk title", "1003 Drive", "1004 Speed", "1 OK", "2 Cancel"}},
+          Case{[&] { ui->ShowAudioParameters(u""); }, "1003", copies},
+          Case{[&] { ui->ShowImageParameters(u""); }, "1003", copies},
+          Case{[&] { ui->ShowEraseType({4}); },
+               "1001",
+               {"1001 Quick erase (quickly clean the disk)", "1004 Speed", "1 OK", "2 Cancel"}}}) {
+        auto job = Job([&] {
+            c.show();
+            return true;
+        });
+        auto* first = Await<QWidget>(c.first);
+        EXPECT_EQ(first->window()->focusWidget(), first);
+        EXPECT_EQ(TabStops(first), c.stops);
+        // Made as small as it gets, it still shows its controls whole.
+        first->window()->resize(1, 1);
+        for (const std::string& stop : c.stops) {
+            const QString id = QString::fromStdString(stop.substr(0, stop.find(' ')));
+            const auto* control = first->window()->findChild<QWidget*>(id);
+            EXPECT_GE(control->width(), control->minimumSizeHint().width()) << stop;
+        }
+        first->window()->close();
+        Finish(job);
     }
 }
 

@@ -5,10 +5,14 @@
 #include <QHeaderView>
 #include <QMenu>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTest>
+#include <QTimer>
 #include <QTreeView>
 
 #include <gmock/gmock.h>
+
+#include <algorithm>
 
 namespace larkspin {
 namespace {
@@ -20,6 +24,24 @@ constexpr int kMany = 10'000;
 std::u16string PathOf(int number) {
     return u"/music/" + QString::number(100'000 + number).toStdU16String() + u".mp3";
 }
+
+// The longest time for which the main loop came to nothing else: what a user feels as a stutter.
+class StallWatch {
+  public:
+    StallWatch() {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer,
+                         [this] { m_nLongestMs = std::max(m_nLongestMs, m_since.restart()); });
+        m_since.start();
+        m_timer.start(5);
+    }
+    qint64 LongestMs() const { return std::max(m_nLongestMs, m_since.elapsed()); }
+
+  private:
+    QTimer m_timer;
+    QElapsedTimer m_since;
+    qint64 m_nLongestMs = 0;
+};
 
 class QueueWindowTest : public UiBench {
   protected:
@@ -68,6 +90,43 @@ TEST_F(QueueWindowTest, ReadsOnlyWhatIsLookedAt) {
     list->scrollToBottom();
     Pump([&] { return Text(kMany - 1, 1) == u"2.00 kb"; });
     EXPECT_LT(files.statusCalls, 1000);
+}
+
+TEST_F(QueueWindowTest, LongQueuesDoNotHoldUpTheLoop) {
+    // Far above what is usual, so that a busy machine does not fail it; a disk that is waited for,
+    // or a step whose cost grows with the square of the rows, takes longer.
+    constexpr qint64 kBoundMs = 500;
+    Open();
+    list->window()->findChild<QCheckBox*>("1015")->setChecked(true);
+    {
+        const StallWatch watch;
+        QScrollBar* bar = list->verticalScrollBar();
+        while (bar->value() < bar->maximum()) {
+            bar->triggerAction(QAbstractSlider::SliderPageStepAdd);
+            PumpOnce();
+        }
+        Pump([&] { return !Text(kMany - 1, 1).empty(); });
+        RecordProperty("LongestStallWhileScrollingMs", static_cast<int>(watch.LongestMs()));
+        EXPECT_LT(watch.LongestMs(), kBoundMs);
+    }
+    list->selectAll();
+    const StallWatch watch;
+    for (const int added : {1, kMany - 1, kMany}) {
+        auto adding = Job([&] {
+            std::vector<std::u16string> paths = queue.Paths();
+            paths.resize(kMany);
+            for (int i = 0; i < added; ++i) { // between those that are selected
+                paths.push_back(PathOf(i) + u".more");
+            }
+            queue.Set(std::move(paths));
+            return true;
+        });
+        Finish(adding);
+        Pump([&] { return list->model()->rowCount() == kMany + added; }); // by the window's timer
+    }
+    RecordProperty("LongestStallWhileAddingMs", static_cast<int>(watch.LongestMs()));
+    EXPECT_LT(watch.LongestMs(), kBoundMs);
+    EXPECT_EQ(list->selectionModel()->selection().size(), kMany); // ranges of one row each
 }
 
 TEST_F(QueueWindowTest, StylesShowTheirColumns) {
@@ -139,6 +198,13 @@ TEST_F(QueueWindowTest, RemovesByKeyButtonAndMenuWhatIsSelectedAndNothingElse) {
     menu->findChild<QAction*>("32779")->trigger();
     menu->close();
     EXPECT_THAT(queue.Paths(), ElementsAre(PathOf(2), PathOf(4)));
+}
+
+TEST_F(QueueWindowTest, TabGoesFromTheListDownToTheButtons) {
+    SetQueue(0, 1);
+    Open();
+    EXPECT_THAT(TabStops(list), ElementsAre("1012 Queue", "1015 Show additional information",
+                                            "1014 Delete selected", "2 Close", "tray Larkspin"));
 }
 
 TEST_F(QueueWindowTest, KeepsItsMinimumAndItsControlsInside) {

@@ -6,9 +6,11 @@
 #include "ui/fakes.h"
 #include "ui/qt/qt_ui.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEvent>
+#include <QTest>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -17,8 +19,10 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace larkspin {
 
@@ -112,6 +116,24 @@ class UiBench : public testing::Test {
             return control != nullptr && control->window()->isActiveWindow();
         });
         return control;
+    }
+
+    // Once around the window of `first` with the Tab key: the id of each control and what a screen
+    // reader calls it.
+    static std::vector<std::string> TabStops(QWidget* first) {
+        std::vector<std::string> stops;
+        QWidget* control = first;
+        do {
+            const QAccessibleInterface* reader = QAccessible::queryAccessibleInterface(control);
+            // The name of a drop-down list is what is chosen in it.
+            const bool isList = reader->role() == QAccessible::ComboBox;
+            const QString text =
+                reader->text(isList ? QAccessible::Description : QAccessible::Name);
+            stops.push_back((control->objectName() + QLatin1Char(' ') + text).toStdString());
+            QTest::keyClick(control, Qt::Key_Tab);
+            control = first->window()->focusWidget();
+        } while (control != first && stops.size() < 20);
+        return stops;
     }
 
     FakeDrives drives;
