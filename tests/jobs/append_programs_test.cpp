@@ -64,8 +64,10 @@ class AppendPrograms : public testing::Test {
 };
 
 // A DVD that is written in place is one volume, and a plain file to all readers.
-TEST_F(AppendPrograms, ReadAGrownVolume) {
-    JobBench bench("dvd+rw");
+class GrownVolume : public AppendPrograms, public testing::WithParamInterface<const char*> {};
+
+TEST_P(GrownVolume, HoldsAllForAllReaders) {
+    JobBench bench(GetParam());
     const Tree last = BurnThree(bench).back();
     const std::string image = bench.disc + "/track-01.iso";
     EXPECT_EQ(
@@ -91,6 +93,8 @@ TEST_F(AppendPrograms, ReadAGrownVolume) {
         EXPECT_NE(list.find("/" + path), std::string::npos) << path << " in:\n" << list;
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, GrownVolume, testing::Values("dvd+rw", "dvd-rw-ow", "dvd-ram"));
 
 #ifdef LARKSPIN_FAKESR_LIBRARY
 
