@@ -491,5 +491,77 @@ TEST(ImageJob, ImagesOfOtherProgramsComeBackByteByByte) {
     }
 }
 
+// --- an image with UDF, DVD-Video and boot data, on its way from larkspin-lab to a disc ---
+
+bool Runs(const std::string& command) {
+    return std::system(command.c_str()) == 0;
+}
+
+void PutBig32(FileBytes& bytes, size_t at, uint32_t value) {
+    for (size_t i = 0; i < 4; ++i) {
+        bytes[at + i] = static_cast<uint8_t>(value >> (8 * (3 - i)));
+    }
+}
+
+// A video manager alone, whose backup lies nine sectors behind its own two.
+FileBytes Manager() {
+    constexpr std::string_view kMagic = "DVDVIDEO-VMG";
+    FileBytes ifo(2 * kSector);
+    std::copy(kMagic.begin(), kMagic.end(), ifo.begin());
+    PutBig32(ifo, 12, 12); // last sector of the set
+    PutBig32(ifo, 28, 1);  // of the IFO
+    PutBig32(ifo, 196, 1); // sector of the table of titles, which is empty
+    return ifo;
+}
+
+FileBytes Loader() {
+    FileBytes loader = Payload(kSector, 3);
+    loader[510] = 0x55;
+    loader[511] = 0xAA;
+    return loader;
+}
+
+TEST(ImageJob, AnImageWithAllOptionsReachesADvdWhole) {
+    for (const char* kind : {"dvd-r", "dvd+r"}) {
+        SCOPED_TRACE(kind);
+        JobBench bench(kind);
+        bench.ui.onBox = [](const FakeUi::Box&) { return true; }; // the disc is larger than needed
+        bench.AddFile("VIDEO_TS/VIDEO_TS.IFO", Manager());
+        bench.AddFile("VIDEO_TS/VIDEO_TS.BUP", Manager());
+        bench.AddFile("boot/loader", Loader());
+        bench.AddFile("data/payload", Payload(300'001, 2));
+        const fs::path out = bench.folder.Path() / fs::path("special.iso");
+        ASSERT_TRUE(Runs("cd '" + bench.Source().string() +
+                         "' && " LARKSPIN_LAB
+                         " volume --udf --dvd-video --boot boot/loader --output '" +
+                         out.string() + "' VIDEO_TS boot data"));
+        const FileBytes image = ReadFileBytes(out);
+        const auto holds = [&](size_t sector, std::string_view text) {
+            return std::equal(text.begin(), text.end(),
+                              image.begin() + static_cast<std::ptrdiff_t>(sector * kSector + 1));
+        };
+        EXPECT_TRUE(holds(17, "CD001\1EL TORITO SPECIFICATION"));
+        FileBytes manager = Manager();
+        manager.resize(11 * kSector);
+        const FileBytes backup = Manager();
+        manager.insert(manager.end(), backup.begin(), backup.end());
+        EXPECT_TRUE(HoldsAtSector(image, manager)) << "the backup lies where the set says";
+
+        EXPECT_EQ(bench.RunImage(ToWide(out.string())), JobEnd::Exit);
+        EXPECT_EQ(bench.ui.Texts().size(), 1U);
+        const FileBytes disc = ReadBack(bench, image.size() / kSector);
+        ASSERT_TRUE(disc == image);
+
+        const fs::path copy = bench.folder.Path() / fs::path("disc.iso");
+        WriteFileBytes(copy, disc);
+        const fs::path extracted = bench.folder.Path() / fs::path("extracted");
+        // -tUDF: by the UDF side alone. The boot catalog is the one file that no source has.
+        EXPECT_TRUE(Runs("7z x -tUDF -o'" + extracted.string() + "' '" + copy.string() +
+                         "' >/dev/null && rm '" + extracted.string() +
+                         "/boot.catalog' && diff -r '" + bench.Source().string() + "' '" +
+                         extracted.string() + "' >&2"));
+    }
+}
+
 } // namespace
 } // namespace larkspin
