@@ -76,7 +76,9 @@ TEST(Scan, RootsPutTheirContentsAtTheTop) {
     MemoryFiles drive;
     drive.AddFolder(u"C:\\").names = {u"x"};
     drive.AddFile(u"C:\\x");
-    EXPECT_THAT(NamesOf(MakeVolume(drive, {u"C:\\"})), ElementsAre(u"/x"));
+    for (const char16_t* item : {u"C:\\", u"C:\\x"}) {
+        EXPECT_THAT(NamesOf(MakeVolume(drive, {item})), ElementsAre(u"/x"));
+    }
 }
 
 TEST(Scan, FoldersOfOneNameBecomeOne) {
