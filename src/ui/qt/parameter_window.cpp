@@ -80,7 +80,8 @@ QLabel* MakeLabel(const QString& text, QWidget& control) {
     return label;
 }
 
-// A screen reader takes what is chosen for the list's name; the description tells what is chosen.
+// A screen reader takes what is chosen for the list's name. The description tells what the choice
+// is of.
 QComboBox* MakeDropDown(int id, const QString& description) {
     auto* list = new QComboBox;
     list->setObjectName(QString::number(id));

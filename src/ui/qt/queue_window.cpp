@@ -1,5 +1,7 @@
 #include "ui/qt/queue_window.h"
 
+#include "platform/clock.h"
+#include "platform/text.h"
 #include "ui/qt/artwork.h"
 #include "ui/qt/controls.h"
 #include "ui/qt/menu_view.h"
@@ -19,6 +21,7 @@
 #include <QStyle>
 #include <QToolButton>
 #include <QTreeView>
+#include <QtMath>
 
 #include <algorithm>
 
@@ -84,6 +87,21 @@ void CQueueWindow::MakeList() {
     for (int column = 0; column < CEditQueueDialog::kColumns; ++column) {
         m_pList->setColumnWidth(column, CEditQueueDialog::ColumnAt(column).nWidth);
     }
+}
+
+// A large font, or a locale that writes dates at length, needs more than the usual width. A date or
+// a size that is cut off says nothing. Only while the columns are shown: hidden ones have no width.
+void CQueueWindow::WidenColumns() {
+    const QFontMetricsF font(m_pList->font());
+    const int margins =
+        2 * (m_pList->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, m_pList) + 1);
+    const auto widen = [&](int column, const std::u16string& sample) {
+        const int needed = qCeil(font.horizontalAdvance(ToQt(sample))) + margins;
+        m_pList->setColumnWidth(column, std::max(m_pList->columnWidth(column), needed));
+    };
+    constexpr int64_t kLongDate = 1'196'160'660; // day and month have two digits
+    widen(CEditQueueDialog::kChanged, FormatShortDateTime(kLongDate));
+    widen(CEditQueueDialog::kSize, FormatSize(1023));
 }
 
 void CQueueWindow::MakeHead() {
@@ -212,6 +230,7 @@ void CQueueWindow::SetReportStyle(bool on) {
     if (on) {
         m_pList->setColumnWidth(CEditQueueDialog::kName,
                                 CEditQueueDialog::ColumnAt(CEditQueueDialog::kName).nWidth);
+        WidenColumns();
     }
 }
 
@@ -273,6 +292,9 @@ void CQueueWindow::changeEvent(QEvent* event) {
     if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange ||
         event->type() == QEvent::WindowStateChange) {
         MeasureControls();
+        if (m_pReport->isChecked()) {
+            WidenColumns();
+        }
         LayOut();
     }
 }

@@ -52,6 +52,7 @@ class CQueueWindow final : public QWidget {
     void MakeList();
     void MakeHead();
     void MeasureControls();
+    void WidenColumns();
     void LayOut();
     void SetReportStyle(bool on);
     void CloseCommand();

@@ -142,6 +142,31 @@ TEST_F(QueueWindowTest, StylesShowTheirColumns) {
     }
 }
 
+TEST_F(QueueWindowTest, DatesAndSizesAreShownWholeInAnyFont) {
+    Open();
+    auto* report = list->window()->findChild<QCheckBox*>("1015");
+    report->setChecked(true);
+    Pump([&] { return !Text(0, 3).empty(); });
+    const auto expectWhole = [&] {
+        for (const int column : {1, 3}) {
+            const QAbstractItemView* view = list;
+            EXPECT_GE(list->columnWidth(column), view->sizeHintForColumn(column)) << column;
+        }
+    };
+    QFont font = list->font();
+    font.setPointSize(24);
+    list->window()->setFont(font);
+    expectWhole();
+    report->setChecked(false);
+    font.setPointSize(36);
+    list->window()->setFont(font);
+    report->setChecked(true);
+    expectWhole();
+    list->setColumnWidth(3, 900);
+    list->window()->setFont(QFont());
+    EXPECT_EQ(list->columnWidth(3), 900) << "what the user made wider stays so";
+}
+
 TEST_F(QueueWindowTest, SelectionAndPlaceStayWhenTheQueueChangesUnderneath) {
     Open();
     for (const int row : {4000, 4001, 4002, 5000}) {
