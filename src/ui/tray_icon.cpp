@@ -1,7 +1,5 @@
 #include "ui/tray_icon.h"
 
-#include <utility>
-
 namespace larkspin {
 
 namespace {
@@ -25,12 +23,12 @@ std::u16string Cut(const std::u16string& text, size_t limit) {
 CCDWriterUITrayIcon::CCDWriterUITrayIcon(ITrayView& view)
     : m_view(view), m_callbacks{{Callback(DoNothing), Callback(DoNothing)}} {}
 
-void CCDWriterUITrayIcon::SetIdleCallbacks(Callback left, Callback right) {
-    m_callbacks.front() = {std::move(left), std::move(right)};
+void CCDWriterUITrayIcon::SetIdleCallbacks(const Callback& left, const Callback& right) {
+    m_callbacks.front() = {left, right};
 }
 
-void CCDWriterUITrayIcon::PushCallbacks(Callback left, Callback right) {
-    m_callbacks.push_back({std::move(left), std::move(right)});
+void CCDWriterUITrayIcon::PushCallbacks(const Callback& left, const Callback& right) {
+    m_callbacks.push_back({left, right});
 }
 
 void CCDWriterUITrayIcon::PopCallbacks() {

@@ -43,9 +43,9 @@ class CCDWriterUITrayIcon {
     explicit CCDWriterUITrayIcon(ITrayView& view);
 
     // Sets the pair that clicks reach when no job has pushed its own.
-    void SetIdleCallbacks(Callback left, Callback right);
+    void SetIdleCallbacks(const Callback& left, const Callback& right);
     // Jobs nest their pairs; clicks reach the newest. Pop never takes the idle pair.
-    void PushCallbacks(Callback left, Callback right);
+    void PushCallbacks(const Callback& left, const Callback& right);
     void PopCallbacks();
     // A button was released over the icon. There is no double click here: two releases are two
     // calls.

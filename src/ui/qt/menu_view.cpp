@@ -35,7 +35,7 @@ QScreen* NearestScreen(QPoint point) {
 } // namespace
 
 void FillMenu(QMenu& menu, const std::vector<MenuItem>& items,
-              std::function<void(uint32_t)> command) {
+              const std::function<void(uint32_t)>& command) {
     menu.clear();
     for (const MenuItem& item : items) {
         if (item.nCommand == 0) {

@@ -15,7 +15,7 @@ namespace larkspin {
 
 // Makes `menu` hold exactly `items`; a choice comes back through `command`.
 void FillMenu(QMenu& menu, const std::vector<MenuItem>& items,
-              std::function<void(uint32_t)> command);
+              const std::function<void(uint32_t)>& command);
 
 // Pops `menu` up at a point of the screen without waiting for the choice.
 void TrackMenuOnMonitor(QMenu& menu, QPoint point);

@@ -66,7 +66,7 @@ class QtUi::Impl {
     void PostRefresh(JobKind kind);
     std::optional<ParameterInput>
     AskParameters(const ParameterContent& content,
-                  std::function<std::vector<std::u16string>(uint32_t)> selectDrive);
+                  const std::function<std::vector<std::u16string>(uint32_t)>& selectDrive);
 
     // Main thread.
     void OpenParameters(const ParameterContent& content, std::function<void(uint32_t)> driveChanged,
@@ -160,7 +160,7 @@ void QtUi::Impl::PostRefresh(JobKind kind) {
 
 std::optional<ParameterInput>
 QtUi::Impl::AskParameters(const ParameterContent& content,
-                          std::function<std::vector<std::u16string>(uint32_t)> selectDrive) {
+                          const std::function<std::vector<std::u16string>(uint32_t)>& selectDrive) {
     const auto answer = std::make_shared<std::optional<ParameterInput>>();
     const bool answered = m_main.PostAndWait(
         [this, content, selectDrive, answer](const std::shared_ptr<CWaitingCall>& call) {

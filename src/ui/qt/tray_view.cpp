@@ -88,7 +88,7 @@ void CTrayView::TrackMenu(const std::vector<MenuItem>& items,
         m_command = std::move(command);
         return;
     }
-    FillMenu(m_popup, items, std::move(command));
+    FillMenu(m_popup, items, command);
     TrackMenuOnMonitor(m_popup, QCursor::pos());
 }
 
