@@ -22,7 +22,7 @@ void CBitEnhancer::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     const uint8_t* in = out + half;
     uint32_t got = 0;
     m_pSource->Read(out + half, half, &got);
-    for (uint32_t i = 0; i < got; ++i) {
+    for (size_t i = 0; i < got; ++i) {
         // (v - 128) * 256: the low byte is 0, the high byte v with its top bit turned over.
         const uint8_t v = in[i];
         out[2 * i] = 0;

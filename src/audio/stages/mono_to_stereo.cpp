@@ -24,10 +24,10 @@ void CMonoToStereo::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     uint32_t got = 0;
     m_pSource->Read(out + half, half, &got);
     const uint32_t samples = got / 2;
-    for (uint32_t i = 0; i < samples; ++i) {
+    for (size_t i = 0; i < samples; ++i) {
         const uint8_t low = in[2 * i];
         const uint8_t high = in[2 * i + 1];
-        uint8_t* frame = out + size_t{4} * i;
+        uint8_t* frame = out + 4 * i;
         frame[0] = low;
         frame[1] = high;
         frame[2] = low;
