@@ -311,10 +311,9 @@ std::vector<IsoEntry*> PlayersOrder(const DvdFileSet& set, const IsoDirectory& f
     std::stable_sort(parts.begin(), parts.end(), [](const auto& a, const auto& b) {
         return a.first.Order() < b.first.Order();
     });
-    std::vector<IsoEntry*> entries;
-    for (const auto& [part, entry] : parts) {
-        entries.push_back(entry);
-    }
+    std::vector<IsoEntry*> entries(parts.size());
+    std::transform(parts.begin(), parts.end(), entries.begin(),
+                   [](const auto& part) { return part.second; });
     return entries;
 }
 
