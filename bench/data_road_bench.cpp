@@ -52,6 +52,10 @@ void DataJobOnACd(benchmark::State& state) {
     DataJobOn(state, "cd-r");
 }
 
+void DataJobOnADvd(benchmark::State& state) {
+    DataJobOn(state, "dvd+r");
+}
+
 class NullSink final : public IByteSink {
   public:
     bool Write(const void*, size_t) override { return true; }
@@ -119,6 +123,7 @@ void AddToAQueueOf10000(benchmark::State& state) {
 }
 
 BENCHMARK(DataJobOnACd)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(DataJobOnADvd)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(GeneratorAlone)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(PipeAlone)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(DriveAlone)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
