@@ -5,8 +5,8 @@
 // another in that order, from parent to child. Names keep their UTF-16 units, but for
 // those that no reader takes: control characters and the characters that Joliet forbids become
 // '_'; so does half of a surrogate pair that the limit of the length has cut. A byte of a name that
-// is no UTF-8 shows as the Latin-1 character of that byte, as such names mostly are Latin-1, and
-// names that differ stay different.
+// is no UTF-8 shows as the Latin-1 character of that byte, as such names mostly are Latin-1, and so
+// differs from its neighbours. Names that become equal only by the '_' are not told apart.
 #pragma once
 
 #include "volume/fragment.h"
