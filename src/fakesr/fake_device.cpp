@@ -13,8 +13,10 @@
 #include <linux/cdrom.h>
 #include <linux/fs.h>
 #include <scsi/sg.h>
+#include <span>
 #include <sys/mman.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 #include <vector>
 
 namespace larkspin {
@@ -62,6 +64,15 @@ int CodeOf(const PortCompletion& completion) {
     return (completion.sense[2] & 0x0F) << 16 | completion.sense[12] << 8 | completion.sense[13];
 }
 
+cdrom_addr AddressOf(std::span<const uint8_t> tocAnswer, int addressFormat) {
+    cdrom_addr address = {};
+    if (addressFormat == CDROM_MSF)
+        address.msf = {tocAnswer[9], tocAnswer[10], tocAnswer[11]};
+    else
+        address.lba = static_cast<int>(LoadBe32(&tocAnswer[8]));
+    return address;
+}
+
 PortDirection DirectionOf(int sgDirection) {
     switch (sgDirection) {
     case SG_DXFER_TO_DEV:
@@ -101,8 +112,10 @@ int CFakeDevice::Open(int flags) {
     // that use another faked drive at the same time.
     const int descriptor =
         ::memfd_create("sr0", (flags & O_CLOEXEC) != 0 ? unsigned{MFD_CLOEXEC} : 0U);
-    if (descriptor >= kMaxDescriptor)
+    if (descriptor >= kMaxDescriptor) {
+        ::close(descriptor);
         return Fail(EMFILE);
+    }
     if (descriptor >= 0)
         SetOffset(descriptor, 0);
     return descriptor;
@@ -218,10 +231,15 @@ int CFakeDevice::Packet(void* argument) {
     return completion.status == 0 ? 0 : Fail(EIO);
 }
 
+bool CFakeDevice::ReadToc(uint8_t format, int addressFormat, uint8_t track, TocAnswer& answer) {
+    const auto msf = static_cast<uint8_t>(addressFormat == CDROM_MSF ? 2 : 0);
+    return Send({0x43, msf, format, 0, 0, 0, track, 0, static_cast<uint8_t>(answer.size()), 0},
+                PortDirection::In, answer.data(), static_cast<uint32_t>(answer.size())) == 0;
+}
+
 int CFakeDevice::TocHeader(void* argument) {
-    std::array<uint8_t, 12> answer = {};
-    if (Send({0x43, 0, 0, 0, 0, 0, 0, 0, answer.size(), 0}, PortDirection::In, answer.data(),
-             answer.size()) != 0)
+    TocAnswer answer = {};
+    if (!ReadToc(0, CDROM_LBA, 0, answer))
         return Fail(EIO);
     auto* header = static_cast<cdrom_tochdr*>(argument);
     header->cdth_trk0 = answer[2];
@@ -231,33 +249,23 @@ int CFakeDevice::TocHeader(void* argument) {
 
 int CFakeDevice::TocEntry(void* argument) {
     auto* entry = static_cast<cdrom_tocentry*>(argument);
-    std::array<uint8_t, 12> answer = {};
-    const auto msf = static_cast<uint8_t>(entry->cdte_format == CDROM_MSF ? 2 : 0);
-    if (Send({0x43, msf, 0, 0, 0, 0, entry->cdte_track, 0, answer.size(), 0}, PortDirection::In,
-             answer.data(), answer.size()) != 0)
+    TocAnswer answer = {};
+    if (!ReadToc(0, entry->cdte_format, entry->cdte_track, answer))
         return Fail(EIO);
     entry->cdte_adr = answer[5] >> 4;
     entry->cdte_ctrl = answer[5] & 0x0F;
     entry->cdte_datamode = (answer[5] & CDROM_DATA_TRACK) != 0 ? 1 : 0;
-    if (entry->cdte_format == CDROM_MSF)
-        entry->cdte_addr.msf = {answer[9], answer[10], answer[11]};
-    else
-        entry->cdte_addr.lba = static_cast<int>(LoadBe32(&answer[8]));
+    entry->cdte_addr = AddressOf(answer, entry->cdte_format);
     return 0;
 }
 
 int CFakeDevice::MultiSession(void* argument) {
     auto* session = static_cast<cdrom_multisession*>(argument);
-    std::array<uint8_t, 12> answer = {};
-    const auto msf = static_cast<uint8_t>(session->addr_format == CDROM_MSF ? 2 : 0);
-    if (Send({0x43, msf, 1, 0, 0, 0, 0, 0, answer.size(), 0}, PortDirection::In, answer.data(),
-             answer.size()) != 0)
+    TocAnswer answer = {};
+    if (!ReadToc(1, session->addr_format, 0, answer))
         return Fail(EIO);
     session->xa_flag = answer[3] > 1 ? 1 : 0;
-    if (session->addr_format == CDROM_MSF)
-        session->addr.msf = {answer[9], answer[10], answer[11]};
-    else
-        session->addr.lba = static_cast<int>(LoadBe32(&answer[8]));
+    session->addr = AddressOf(answer, session->addr_format);
     return 0;
 }
 

@@ -9,6 +9,7 @@
 
 #include "virtualdrive/virtual_drive.h"
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -47,6 +48,9 @@ class CFakeDevice {
     PortCompletion Execute(const PortRequest& request);
     int ScsiGeneric(void* argument);
     int Packet(void* argument);
+    // READ TOC of one entry.
+    using TocAnswer = std::array<uint8_t, 12>;
+    bool ReadToc(uint8_t format, int addressFormat, uint8_t track, TocAnswer& answer);
     int TocHeader(void* argument);
     int TocEntry(void* argument);
     int MultiSession(void* argument);
