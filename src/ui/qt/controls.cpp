@@ -1,14 +1,41 @@
 #include "ui/qt/controls.h"
 
+#include <QEvent>
 #include <QFontMetrics>
 
 namespace larkspin {
+
+namespace {
+
+// The toolkit's own frame takes the keys that press a button for its check box, also when it has
+// none. On some desktops Return is one of them, and would never reach the default button.
+class CGroup final : public QGroupBox {
+  public:
+    using QGroupBox::QGroupBox;
+
+  protected:
+    bool event(QEvent* event) override {
+        if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
+            event->ignore();
+            return false;
+        }
+        return QGroupBox::event(event);
+    }
+};
+
+} // namespace
 
 QPushButton* MakeButton(int id, const QString& text, const QIcon& icon) {
     auto* button = new QPushButton(icon, text);
     button->setObjectName(QString::number(id));
     button->setAccessibleName(text);
     return button;
+}
+
+QGroupBox* MakeGroup(const QString& title) {
+    auto* group = new CGroup(title);
+    group->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    return group;
 }
 
 QLabel* MakeLine(int id, const QString& text) {

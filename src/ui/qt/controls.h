@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QBoxLayout>
+#include <QGroupBox>
 #include <QIcon>
 #include <QLabel>
 #include <QPushButton>
@@ -11,6 +12,9 @@ namespace larkspin {
 
 // A button with a picture and its name.
 QPushButton* MakeButton(int id, const QString& text, const QIcon& icon);
+
+// A titled frame around other controls. Keys that those leave go on to the window.
+QGroupBox* MakeGroup(const QString& title);
 
 // A centred line of plain text.
 QLabel* MakeLine(int id, const QString& text);

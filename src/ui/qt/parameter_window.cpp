@@ -7,8 +7,6 @@
 
 #include <QComboBox>
 #include <QCompleter>
-#include <QGridLayout>
-#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -87,12 +85,6 @@ QComboBox* MakeDropDown(int id, const QString& description) {
     list->setObjectName(QString::number(id));
     list->setAccessibleDescription(description);
     return list;
-}
-
-QGroupBox* MakeGroup(const QString& title) {
-    auto* group = new QGroupBox(title);
-    group->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
-    return group;
 }
 
 } // namespace
