@@ -5,7 +5,6 @@
 #include "ui/qt/qt_text.h"
 
 #include <QCloseEvent>
-#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
@@ -18,7 +17,7 @@ namespace {
 constexpr int kWidthUnits = 267;
 
 QGroupBox* Framed(const QString& title, QWidget* inside) {
-    auto* group = new QGroupBox(title);
+    QGroupBox* group = MakeGroup(title);
     auto* layout = new QVBoxLayout(group);
     layout->addWidget(inside);
     return group;
@@ -127,6 +126,11 @@ void CProgressWindow::Command(uint32_t command) {
 void CProgressWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
     Command(CMD_CANCEL);
+}
+
+void CProgressWindow::resizeEvent(QResizeEvent* event) {
+    QDialog::resizeEvent(event);
+    Refresh(); // more or less of the status line fits now
 }
 
 void CProgressWindow::AskCancel() {

@@ -40,6 +40,7 @@ class CProgressWindow final : public QDialog {
 
   protected:
     void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
   private:
     void AskCancel();
