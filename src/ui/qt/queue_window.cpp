@@ -57,7 +57,7 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model)
     connect(escape, &QShortcut::activated, this, [this] { CloseCommand(); });
 
     m_noticeTimer.setSingleShot(true);
-    connect(&m_noticeTimer, &QTimer::timeout, m_pNotice, &QLabel::clear);
+    connect(&m_noticeTimer, &QTimer::timeout, this, [this] { SetNotice({}); });
     SetReportStyle(false);
     MeasureControls();
     resize(DialogWidth(*this, kWidthUnits), DialogHeight(*this, kHeightUnits));
@@ -87,6 +87,7 @@ void CQueueWindow::MakeList() {
     for (int column = 0; column < CEditQueueDialog::kColumns; ++column) {
         m_pList->setColumnWidth(column, CEditQueueDialog::ColumnAt(column).nWidth);
     }
+    m_pList->viewport()->installEventFilter(this);
 }
 
 // A large font, or a locale that writes dates at length, needs more than the usual width. A date or
@@ -102,6 +103,26 @@ void CQueueWindow::WidenColumns() {
     constexpr int64_t kLongDate = 1'196'160'660; // day and month have two digits
     widen(CEditQueueDialog::kChanged, FormatShortDateTime(kLongDate));
     widen(CEditQueueDialog::kSize, FormatSize(1023));
+}
+
+// With details on, the names take what the other columns leave of the list's width, and keep doing
+// so as it changes from `widthBefore`, unless the user has made the columns wider than the list.
+void CQueueWindow::FitName(int widthBefore) {
+    const int width = m_pList->viewport()->width();
+    const int columns = m_pList->header()->length();
+    if (m_pReport->isChecked() && (columns < width || columns == widthBefore)) {
+        const int name = m_pList->columnWidth(CEditQueueDialog::kName) + width - columns;
+        m_pList->setColumnWidth(
+            CEditQueueDialog::kName,
+            std::max(name, CEditQueueDialog::ColumnAt(CEditQueueDialog::kName).nWidth));
+    }
+}
+
+bool CQueueWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Resize) {
+        FitName(static_cast<const QResizeEvent*>(event)->oldSize().width());
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void CQueueWindow::MakeHead() {
@@ -127,6 +148,8 @@ void CQueueWindow::MakeHead() {
 void CQueueWindow::ConnectStandIn(QMenu& menu, std::function<void()> clicked) {
     m_pStandIn->setMenu(&menu);
     connect(m_pStandIn, &QToolButton::clicked, this, std::move(clicked));
+    m_pStandIn->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_pStandIn, &QWidget::customContextMenuRequested, m_pStandIn, &QToolButton::showMenu);
 }
 
 void CQueueWindow::SetStandIn(bool on) {
@@ -145,8 +168,12 @@ void CQueueWindow::ShowNotice(const Balloon& balloon) {
     if (!balloon.strTitle.empty()) {
         text.prepend(ToQt(balloon.strTitle) + QLatin1Char('\n'));
     }
-    m_pNotice->setText(text);
+    SetNotice(text);
     m_noticeTimer.start(static_cast<int>(balloon.nTimeoutMs));
+}
+
+void CQueueWindow::SetNotice(const QString& text) {
+    m_pNotice->setText(text);
     MeasureControls();
     LayOut();
 }
@@ -231,6 +258,7 @@ void CQueueWindow::SetReportStyle(bool on) {
         m_pList->setColumnWidth(CEditQueueDialog::kName,
                                 CEditQueueDialog::ColumnAt(CEditQueueDialog::kName).nWidth);
         WidenColumns();
+        FitName(0);
     }
 }
 

@@ -31,7 +31,8 @@ class CQueueWindow final : public QWidget {
     // All references are kept. Starts hidden.
     CQueueWindow(CEditQueueDialog& logic, CQueueModel& model);
 
-    // Wires the stand-in: left clicks call `clicked`, the arrow shows `menu`, which is kept.
+    // Wires the stand-in: left clicks call `clicked`; right clicks and the arrow show `menu`, which
+    // is kept.
     void ConnectStandIn(QMenu& menu, std::function<void()> clicked);
     // While on, closing minimises the window instead of hiding it, as it is all there is to see of
     // the program.
@@ -47,12 +48,15 @@ class CQueueWindow final : public QWidget {
     void resizeEvent(QResizeEvent* event) override;
     void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void MakeList();
     void MakeHead();
+    void SetNotice(const QString& text);
     void MeasureControls();
     void WidenColumns();
+    void FitName(int widthBefore);
     void LayOut();
     void SetReportStyle(bool on);
     void CloseCommand();
