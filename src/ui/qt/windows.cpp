@@ -1,8 +1,10 @@
 #include "ui/qt/windows.h"
 
 #include "ui/qt/artwork.h"
+#include "ui/qt/controls.h"
 #include "ui/qt/qt_text.h"
 
+#include <QGridLayout>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -11,6 +13,8 @@
 namespace larkspin {
 
 namespace {
+
+constexpr int kLeastBoxUnits = 140;
 
 QMessageBox::StandardButtons ButtonsOf(BoxButtons buttons) {
     switch (buttons) {
@@ -92,6 +96,11 @@ QDialog* OpenMessageBox(CWindowSet& windows, const std::u16string& text,
         box->setDefaultButton(buttons == BoxButtons::YesNo ? QMessageBox::Yes : QMessageBox::Ok);
     }
     box->setWindowModality(Qt::NonModal);
+    // Room for the title beside the window's buttons, however short the text is.
+    if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
+        grid->addItem(new QSpacerItem(DialogWidth(*box, kLeastBoxUnits), 0), grid->rowCount(), 0, 1,
+                      grid->columnCount());
+    }
     return windows.Open(std::move(box), [done = std::move(done)](int result) {
         done(result == QMessageBox::Ok || result == QMessageBox::Yes);
     });
