@@ -1,11 +1,9 @@
-// Drives, a queue and a store in memory, for the tests of the user interface.
+// Drives and a queue in memory, for the tests of the user interface.
 #pragma once
 
-#include "platform/settings_store.h"
 #include "ui/models.h"
 
 #include <algorithm>
-#include <map>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -61,11 +59,11 @@ class FakeQueue final : public IQueueModel {
         return m_paths;
     }
     void Remove(const std::vector<std::u16string>& paths) override {
-        const std::lock_guard lock(m_mutex);
-        std::erase_if(m_paths, [&](const std::u16string& path) {
+        std::vector<std::u16string> left = Paths();
+        std::erase_if(left, [&](const std::u16string& path) {
             return std::find(paths.begin(), paths.end(), path) != paths.end();
         });
-        ++m_version;
+        Set(std::move(left));
     }
     uint64_t Version() override {
         const std::lock_guard lock(m_mutex);
@@ -81,46 +79,6 @@ class FakeQueue final : public IQueueModel {
     std::mutex m_mutex;
     std::vector<std::u16string> m_paths;
     uint64_t m_version = 1;
-};
-
-// `bBroken`: nothing can be made, read or written.
-class MemoryStore final : public ISettingsStore {
-  public:
-    bool HasKey(const std::string& key) override { return !bBroken && keys.contains(key); }
-    bool CreateKey(const std::string& key) override {
-        if (!bBroken) {
-            keys[key];
-        }
-        return !bBroken;
-    }
-    std::optional<uint32_t> ReadNumber(const std::string& key, const std::string& name) override {
-        const auto found = numbers.find(key + "|" + name);
-        return bBroken || found == numbers.end() ? std::nullopt : std::optional(found->second);
-    }
-    std::optional<std::u16string> ReadText(const std::string& key,
-                                           const std::string& name) override {
-        if (bBroken || !keys.contains(key) || !keys[key].contains(name)) {
-            return std::nullopt;
-        }
-        return keys[key][name];
-    }
-    bool WriteNumber(const std::string& key, const std::string& name, uint32_t value) override {
-        if (!bBroken) {
-            numbers[key + "|" + name] = value;
-        }
-        return !bBroken;
-    }
-    bool WriteText(const std::string& key, const std::string& name,
-                   const std::u16string& value) override {
-        if (!bBroken) {
-            keys[key][name] = value;
-        }
-        return !bBroken;
-    }
-
-    bool bBroken = false;
-    std::map<std::string, std::map<std::string, std::u16string>> keys; // texts by value name
-    std::map<std::string, uint32_t> numbers;                           // by "key|name"
 };
 
 } // namespace larkspin

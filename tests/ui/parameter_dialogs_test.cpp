@@ -1,15 +1,13 @@
 // What the parameter dialogs show, and what their answers turn into.
 #include "platform/settings_keys.h"
 #include "support/manual_clock.h"
+#include "support/memory_store.h"
 #include "ui/fakes.h"
 #include "ui/parameter_dialogs.h"
 #include "ui/speed_list.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace larkspin {
 namespace {
@@ -22,12 +20,10 @@ TEST(Speeds, TextsAndChoices) {
         std::vector<std::u16string> texts;
         std::vector<double> choices; // by row, one more than there are rows
     };
-    const std::vector<Case> cases = {
-        {{}, {u"Max"}, {-1.0, -1.0}},
-        {{1.0, 2.4, 4.0}, {u"Max", u"1x", u"2.4x", u"4x"}, {1.0, 1.0, 2.4, 4.0, -1.0}},
-        {{52.0, 16.04}, {u"Max", u"52x", u"16x"}, {52.0, 52.0, 16.04, -1.0}},
-    };
-    for (const Case& c : cases) {
+    for (const Case& c :
+         {Case{{}, {u"Max"}, {-1.0, -1.0}},
+          Case{{1.0, 2.4, 4.0}, {u"Max", u"1x", u"2.4x", u"4x"}, {1.0, 1.0, 2.4, 4.0, -1.0}},
+          Case{{52.0, 16.04}, {u"Max", u"52x", u"16x"}, {52.0, 52.0, 16.04, -1.0}}}) {
         EXPECT_EQ(SpeedTexts(c.speeds), c.texts);
         for (size_t row = 0; row < c.choices.size(); ++row) {
             EXPECT_EQ(ReadSpeedChoice(c.speeds, row), c.choices[row]) << row;
@@ -36,23 +32,17 @@ TEST(Speeds, TextsAndChoices) {
 }
 
 TEST(Copies, AreReadLikeANumberAtTheHeadOfTheText) {
-    const std::vector<std::pair<std::u16string, uint32_t>> cases = {{u"1", 1},
-                                                                    {u"0", 0},
-                                                                    {u"33", 33},
-                                                                    {u"abc", 0},
-                                                                    {u"", 0},
-                                                                    {u" \t7", 7},
-                                                                    {u"+5", 5},
-                                                                    {u"3x4", 3},
-                                                                    {u"-3", 0},
-                                                                    {u"- 3", 0},
-                                                                    {u"2147483647", 2147483647},
-                                                                    {u"2147483648", 2147483647},
-                                                                    {u"99999999999999", 2147483647},
-                                                                    {u"\uFF13", 0}};
-    for (const auto& [text, copies] : cases) {
-        EXPECT_EQ(ParseCopies(text), copies) << testing::PrintToString(text);
+    const std::vector<std::u16string> none = {u"0", u"abc", u"", u"-3", u"- 3", u"\uFF13"};
+    for (const std::u16string& text : none) {
+        EXPECT_EQ(ParseCopies(text), 0U) << testing::PrintToString(text);
     }
+    EXPECT_EQ(ParseCopies(u"33"), 33U);
+    EXPECT_EQ(ParseCopies(u" \t7"), 7U);
+    EXPECT_EQ(ParseCopies(u"+5"), 5U);
+    EXPECT_EQ(ParseCopies(u"3x4"), 3U);
+    EXPECT_EQ(ParseCopies(u"2147483646"), 2147483646U);
+    EXPECT_EQ(ParseCopies(u"2147483648"), 2147483647U);
+    EXPECT_EQ(ParseCopies(u"99999999999999"), 2147483647U);
 }
 
 struct ParameterTest : testing::Test {
@@ -60,6 +50,17 @@ struct ParameterTest : testing::Test {
         drives.drives = {{u"MAKER   DVD  RW", u"sr0", {8, 4, 2.4}},
                          {u"OLD BOX", u"sr1", {}},
                          {u"DEAD BOX", u"sr2", {4}, true}};
+    }
+    // Uses `titles` one after the other, each in a dialog of its own.
+    void Use(const std::vector<std::u16string>& titles) {
+        for (const std::u16string& title : titles) {
+            CDataParameters dialog(drives, store, clock);
+            dialog.Open(u"");
+            dialog.Accept({.strTitle = title});
+        }
+    }
+    std::vector<std::u16string> Offered() {
+        return CDataParameters(drives, store, clock).Open(u"").completion;
     }
 
     FakeDrives drives;
@@ -75,14 +76,14 @@ TEST_F(ParameterTest, DataDialogFoldsBlanksAndStartsWithTodaysDate) {
     EXPECT_THAT(content.speeds, ElementsAre(u"Max", u"8x", u"4x", u"2.4x"));
     EXPECT_EQ(content.strTitle, FormatDayMonthYear(clock.Now()));
     EXPECT_EQ(content.strHeader, u"head");
+    EXPECT_TRUE(store.HasKey(kTitlesKey)) << "a first look makes the key";
 
     const DataParametersResult result =
         dialog.Accept({.nDriveRow = 0, .nSpeedRow = 3, .strTitle = std::u16string(200, u't')});
     EXPECT_FALSE(result.bCancelled);
     EXPECT_EQ(result.dSpeed, 2.4);
     EXPECT_EQ(result.strTitle, std::u16string(127, u't'));
-    EXPECT_THAT(CDataParameters(drives, store, clock).Open(u"").completion,
-                ElementsAre(result.strTitle));
+    EXPECT_THAT(Offered(), ElementsAre(result.strTitle));
 }
 
 TEST_F(ParameterTest, CopyDialogsKeepBlanksAndPassCopiesOn) {
@@ -91,7 +92,6 @@ TEST_F(ParameterTest, CopyDialogsKeepBlanksAndPassCopiesOn) {
     EXPECT_EQ(content.kind, JobKind::Audio);
     EXPECT_EQ(content.drives.front(), u"MAKER   DVD  RW (sr0)");
     EXPECT_EQ(CBurnImageParameters(drives).Open(u"").kind, JobKind::Image);
-
     EXPECT_EQ(dialog.Accept({.strCopies = u"33"}).nCopies, 33U);
     EXPECT_EQ(dialog.Accept({.strCopies = u"000000000000001234"}).nCopies, 1U)
         << "only 15 characters are read";
@@ -113,68 +113,40 @@ TEST_F(ParameterTest, SpeedsAreThoseOfTheDriveChosenLast) {
 TEST_F(ParameterTest, EraseDialogTakesTheSpeedsItIsGiven) {
     const CEraseTypeDialog dialog({10.0, 4.0});
     EXPECT_THAT(dialog.Open().speeds, ElementsAre(u"Max", u"10x", u"4x"));
-    EXPECT_EQ(dialog.Accept({.nSpeedRow = 2, .bQuickErase = true}).mode, EraseMode::Quick);
+    EXPECT_EQ(dialog.Accept({.bQuickErase = true}).mode, EraseMode::Quick);
     const EraseTypeResult full = dialog.Accept({.nSpeedRow = 2, .bQuickErase = false});
     EXPECT_EQ(full.mode, EraseMode::Full);
     EXPECT_EQ(full.dSpeed, 4.0);
-    EXPECT_TRUE(drives.Askers().empty());
 }
 
-struct TitleTest : testing::Test {
-    // Uses `titles` one after the other, each in a dialog of its own.
-    void Use(const std::vector<std::u16string>& titles) {
-        for (const std::u16string& title : titles) {
-            CAutoCompletionList list;
-            list.Load(store);
-            list.Add(title);
-            list.Store(store);
-        }
-    }
-    std::vector<std::u16string> Kept() {
-        CAutoCompletionList list;
-        list.Load(store);
-        return {list.Titles().begin(), list.Titles().end()};
-    }
-
-    MemoryStore store;
-};
-
-TEST_F(TitleTest, KeepsEachTitleOnceInItsPlace) {
-    EXPECT_TRUE(Kept().empty());
-    EXPECT_TRUE(store.HasKey(kTitlesKey)) << "a first look makes the key";
+TEST_F(ParameterTest, TitlesAreKeptOnceAndInTheirPlaceTheOldestGoingFirst) {
     Use({u"one", u"two", u"", u"one", u"One"});
-    EXPECT_THAT(Kept(), ElementsAre(u"one", u"two", u"One"));
-    EXPECT_THAT(store.keys[kTitlesKey], ElementsAre(std::pair("0", u"one"), std::pair("1", u"two"),
-                                                    std::pair("2", u"One")));
-}
-
-TEST_F(TitleTest, TheSeventeenthPushesOutTheOldest) {
-    std::vector<std::u16string> titles;
-    for (char16_t c = u'a'; c < u'a' + 17; ++c) {
-        titles.emplace_back(1, c);
+    EXPECT_THAT(Offered(), ElementsAre(u"one", u"two", u"One"));
+    EXPECT_EQ(store.ReadText(kTitlesKey, "2"), u"One");
+    std::vector<std::u16string> more;
+    for (char16_t c = u'a'; c < u'a' + 14; ++c) {
+        more.emplace_back(1, c);
     }
-    Use(titles);
-    titles.erase(titles.begin());
-    EXPECT_EQ(Kept(), titles);
-    EXPECT_FALSE(store.keys[kTitlesKey].contains("16"));
+    Use(more); // seventeen by now
+    more.insert(more.begin(), {u"two", u"One"});
+    EXPECT_EQ(Offered(), more);
+    EXPECT_FALSE(store.ReadText(kTitlesKey, "16"));
 }
 
-TEST_F(TitleTest, ReadsUpToTheFirstGapAndAtMostSixteen) {
-    for (int i = 0; i < 20; ++i) {
+TEST_F(ParameterTest, TitlesAreReadUpToTheFirstGapAndAtMostSixteen) {
+    for (const int i : {0, 1, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}) {
         store.WriteText(kTitlesKey, std::to_string(i), std::u16string(200, u'x'));
     }
-    EXPECT_THAT(Kept(),
-                testing::AllOf(testing::SizeIs(16), testing::Each(std::u16string(127, u'x'))));
-    store.keys[kTitlesKey].erase("2");
-    EXPECT_THAT(Kept(), testing::SizeIs(2));
+    EXPECT_THAT(Offered(), testing::SizeIs(2));
+    store.WriteText(kTitlesKey, "2", u"");
+    EXPECT_THAT(Offered(), testing::SizeIs(16));
+    EXPECT_EQ(Offered().back(), std::u16string(127, u'x'));
 }
 
-TEST_F(TitleTest, ABrokenStoreCostsTheHistoryOnly) {
-    store.bBroken = true;
+TEST_F(ParameterTest, ABrokenStoreCostsTheHistoryOnly) {
+    store.refusesKeys = true;
     Use({u"one"});
-    EXPECT_TRUE(Kept().empty());
-    store.bBroken = false;
-    EXPECT_TRUE(Kept().empty());
+    EXPECT_TRUE(Offered().empty());
 }
 
 } // namespace

@@ -5,17 +5,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-#include <thread>
-#include <vector>
+#include <future>
 
 namespace larkspin {
 namespace {
 
 TEST(Elapsed, MinutesRunOnPastTheHour) {
     const std::vector<std::pair<uint64_t, std::u16string>> cases = {
-        {0, u"Elapsed time: 0:00"},          {999, u"Elapsed time: 0:00"},
-        {59'999, u"Elapsed time: 0:59"},     {3'600'000, u"Elapsed time: 60:00"},
+        {999, u"Elapsed time: 0:00"},
+        {59'999, u"Elapsed time: 0:59"},
+        {3'600'000, u"Elapsed time: 60:00"},
         {3'665'000, u"Elapsed time: 61:05"},
     };
     for (const auto& [ms, text] : cases) {
@@ -35,19 +34,6 @@ TEST(ProgressDialog, PictureAlternatesOnFromRunToRun) {
     frames.push_back(step.nFrame);
     EXPECT_THAT(frames, testing::ElementsAre(0, 1, 0, 1));
     EXPECT_EQ(step.strElapsed, u"Elapsed time: 1:01") << "the clock starts anew";
-}
-
-TEST(ProgressDialog, BarStaysInItsRange) {
-    CEraseProgressDialog dialog;
-    dialog.SetProgress(-5);
-    EXPECT_EQ(dialog.Progress(), 0);
-    dialog.SetProgress(99);
-    dialog.StepProgress();
-    EXPECT_EQ(dialog.Progress(), 100);
-    dialog.StepProgress();
-    EXPECT_EQ(dialog.Progress(), 0) << "steps without an end go round";
-    dialog.SetProgress(250);
-    EXPECT_EQ(dialog.Progress(), 100);
 }
 
 TEST(ProgressDialog, StartSetsEverythingBackAndForgetsOldAnswers) {
@@ -72,48 +58,61 @@ TEST(ProgressDialog, StartSetsEverythingBackAndForgetsOldAnswers) {
     EXPECT_EQ(dialog.Status(), u"");
 }
 
-TEST(ProgressDialog, EraseHasItsOwnTexts) {
+TEST(ProgressDialog, EraseHasItsOwnTextsAndABarThatGoesRound) {
     CEraseProgressDialog dialog;
     dialog.Start(0, u"", 0);
     dialog.SetStatus(u"something else");
     EXPECT_EQ(dialog.Status(), u"Erasing disk...");
     EXPECT_EQ(dialog.CancelQuestion(), u"Are you sure?");
+    dialog.SetProgress(-5);
+    EXPECT_EQ(dialog.Progress(), 0);
+    dialog.SetProgress(99);
+    dialog.StepProgress();
+    EXPECT_EQ(dialog.Progress(), 100);
+    dialog.StepProgress();
+    EXPECT_EQ(dialog.Progress(), 0);
+    dialog.SetProgress(250);
+    EXPECT_EQ(dialog.Progress(), 100);
 }
 
 TEST(ProgressDialog, CancelQuestionDependsOnTheDisc) {
-    struct Case {
-        uint32_t profile;
-        bool erasable;
-    };
-    for (const Case& c :
-         {Case{9, false}, Case{10, true}, Case{17, false}, Case{18, true}, Case{19, true},
-          Case{20, true}, Case{21, false}, Case{26, true}, Case{27, false}, Case{43, false},
-          Case{65, false}, Case{67, true}, Case{42, false}, Case{65535, false}}) {
+    const std::vector<uint32_t> erasable = {10, 18, 19, 20, 26, 67};
+    for (const uint32_t profile : {9U, 10U, 17U, 18U, 19U, 20U, 21U, 26U, 27U, 42U, 43U, 67U}) {
         CBurnProgressDialog dialog;
-        dialog.Start(c.profile, u"disc X", 0);
-        const std::u16string question = dialog.CancelQuestion();
-        EXPECT_TRUE(question.starts_with(u"You are writing disc X. "));
-        EXPECT_EQ(question.find(u"might need to erase") != std::u16string::npos, c.erasable)
-            << c.profile;
-        EXPECT_EQ(question.find(u"only one shot") == std::u16string::npos, c.erasable) << c.profile;
+        dialog.Start(profile, u"disc X", 0);
+        EXPECT_EQ(dialog.CancelQuestion(),
+                  std::find(erasable.begin(), erasable.end(), profile) != erasable.end()
+                      ? u"You are writing disc X. If you cancel you might need to erase the disk "
+                        u"to use it further.\n\nAre you sure?"
+                      : u"You are writing disc X. This type of disk is not erasable so you have "
+                        u"only one shot with it!\n\nIf you cancel writing this disk will be "
+                        u"wasted.\n\nAre you sure?")
+            << profile;
     }
-    EXPECT_EQ(ConfirmCancelWriting(10, u""),
-              u"You are writing . If you cancel you might need to erase the disk to use it "
-              u"further.\n\nAre you sure?");
 }
 
 TEST(ProgressDialog, BalloonsByJob) {
-    EXPECT_EQ(ProgressBalloon(JobKind::Data, 42, true).strText, u"42% complete")
-        << "a missing report counts for the erase job alone";
-    EXPECT_EQ(ProgressBalloon(JobKind::Erase, 7, false).strText, u"7% complete");
-    const ProgressBalloonText erase = ProgressBalloon(JobKind::Erase, 7, true);
-    EXPECT_EQ(std::u16string(erase.szTitle), u"Erasing...");
-    EXPECT_EQ(erase.strText, u"Drive doesn't report operation progress");
+    struct Case {
+        JobKind kind;
+        bool noReport;
+        std::u16string title;
+        std::u16string text;
+    };
+    for (const Case& c :
+         {Case{JobKind::Data, true, u"Writing files...", u"42% complete"},
+          Case{JobKind::Audio, false, u"Writing Audio CD...", u"42% complete"},
+          Case{JobKind::Image, false, u"Writing image...", u"42% complete"},
+          Case{JobKind::Erase, false, u"Erasing...", u"42% complete"},
+          Case{JobKind::Erase, true, u"Erasing...", u"Drive doesn't report operation progress"}}) {
+        const ProgressBalloonText balloon = ProgressBalloon(c.kind, 42, c.noReport);
+        EXPECT_EQ(balloon.szTitle, c.title);
+        EXPECT_EQ(balloon.strText, c.text);
+    }
 }
 
 TEST(ProgressDialog, JobAndMainThreadShareItSafely) {
     CDataProgressDialog dialog;
-    std::thread job([&] {
+    const auto job = std::async(std::launch::async, [&] {
         for (int run = 0; run < 50; ++run) {
             dialog.Start(10, u"CD-RW", 0);
             for (int i = 0; i <= 100; ++i) {
@@ -129,7 +128,7 @@ TEST(ProgressDialog, JobAndMainThreadShareItSafely) {
         const std::u16string status = dialog.Status();
         EXPECT_TRUE(status.empty() || status.ends_with(u"text"));
     }
-    job.join();
+    job.wait();
     EXPECT_EQ(dialog.Progress(), 100);
 }
 

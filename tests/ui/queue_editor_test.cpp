@@ -1,6 +1,8 @@
 // Rows, details, icons and layout of the queue editor.
 #include "platform/settings_keys.h"
+#include "support/fake_files.h"
 #include "support/manual_clock.h"
+#include "support/memory_store.h"
 #include "ui/edit_queue_dialog.h"
 #include "ui/fakes.h"
 #include "ui/queue_details.h"
@@ -9,9 +11,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace larkspin {
 namespace {
@@ -52,63 +51,44 @@ TEST(EditQueue, RefreshesOnlyAfterAChange) {
     EXPECT_THAT(PathsOf(dialog.Refresh().value()), ElementsAre(u"/a", longPath + u"y"));
 }
 
-TEST(EditQueue, IconsAreOnUnlessTurnedOff) {
+TEST(QueueIcons, AskTheDesktopOncePerSuffix) {
     MemoryStore store;
     EXPECT_TRUE(CEditQueueDialog::ShowFileIcons(store));
     store.WriteNumber(kSettingsKey, kShowFileIconsValue, 0);
     EXPECT_FALSE(CEditQueueDialog::ShowFileIcons(store));
-}
 
-TEST(QueueIcons, AskTheDesktopOncePerSuffix) {
     std::vector<std::u16string> asked;
     const auto add = [&](std::u16string_view suffix) {
         asked.emplace_back(suffix);
         return 2 + static_cast<int>(asked.size());
     };
-    CQueueIcons icons(true, add);
     struct Case {
         std::u16string path;
         bool folder;
         int icon;
+        int plainIcon; // where each file has the general one
     };
-    for (const Case& c :
-         {Case{u"/a/x.txt", false, 3}, Case{u"/b/y.txt", false, 3}, Case{u"/a/x.TXT", false, 4},
-          Case{u"/a/x.tar.gz", false, 5}, Case{u"/a.d/x", false, CQueueIcons::kFile},
-          Case{u"/a/x.txt", true, CQueueIcons::kFolder}, Case{u"/a/x.", false, 6}}) {
+    CQueueIcons icons(true, add);
+    CQueueIcons plain(false, add);
+    for (const Case& c : {Case{u"/a/x.txt", false, 3, 2}, Case{u"/b/y.txt", false, 3, 2},
+                          Case{u"/a/x.TXT", false, 4, 2}, Case{u"/a/x.tar.gz", false, 5, 2},
+                          Case{u"/a.d/x", false, 2, 2}, Case{u"/a/x.txt", true, 0, 0},
+                          Case{u"/a/x.", false, 6, 2}}) {
         EXPECT_EQ(icons.QueueItemIcon(c.path, c.folder), c.icon);
+        EXPECT_EQ(plain.QueueItemIcon(c.path, c.folder), c.plainIcon);
     }
     EXPECT_THAT(asked, ElementsAre(u".txt", u".TXT", u".gz", u"."));
-
-    CQueueIcons plain(false, add);
-    EXPECT_EQ(plain.QueueItemIcon(u"/a/x.mp3", false), CQueueIcons::kFile);
-    EXPECT_EQ(plain.QueueItemIcon(u"/a", true), CQueueIcons::kFolder);
-    EXPECT_EQ(asked.size(), 4U);
 }
 
-// Files as they never are on a disk of ours: one that nobody may open.
-class ClosedFiles final : public IFileSystem {
-  public:
-    bool Status(const std::u16string& path, FileStatus* status) override {
-        status->type = path == u"/folder" ? FileStatus::Type::Folder : FileStatus::Type::Regular;
-        status->size = 1536;
-        status->modifyTime = 86400 * 365;
-        return path != u"/gone";
-    }
-    bool IsReadable(const std::u16string& path) override { return path != u"/closed"; }
-    bool Enumerate(const std::u16string& /*folder*/,
-                   std::vector<std::u16string>* /*names*/) override {
-        return false;
-    }
-    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
-        return nullptr;
-    }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override { return nullptr; }
-};
-
 TEST(QueueDetails, OfFilesFoldersAndWhatHasVanished) {
-    ClosedFiles files;
+    struct : FakeFiles {
+        bool IsReadable(const std::u16string& path) override { return path != u"/closed"; }
+    } files;
+    files.AddFile(u"/file", 1536);
+    files.AddFile(u"/closed", 1536);
+    files.AddFolder(u"/folder");
     ManualClock clock;
-    const std::u16string changed = FormatShortDateTime(86400 * 365);
+    const std::u16string changed = FormatShortDateTime(0);
     struct Case {
         std::u16string path;
         bool folder;
@@ -143,14 +123,12 @@ bool Overlap(const QueueRect& a, const QueueRect& b) {
 }
 
 TEST(QueueLayout, NothingOverlapsDownToTheMinimum) {
-    QueueControlSizes big;
-    big.nCloseWidth = 150;
-    big.nDeleteWidth = 260;
-    big.nButtonHeight = 50;
-    big.nCheckWidth = 430;
-    big.nCheckHeight = 40;
-    QueueControlSizes standIn;
-    standIn.nHeadHeight = 60;
+    const QueueControlSizes big = {.nCloseWidth = 150,
+                                   .nDeleteWidth = 260,
+                                   .nButtonHeight = 50,
+                                   .nCheckWidth = 430,
+                                   .nCheckHeight = 40};
+    const QueueControlSizes standIn = {.nHeadHeight = 60};
     for (const QueueControlSizes& sizes : {QueueControlSizes(), big, standIn}) {
         const QueueMinimum least = MinimumQueueEditor(sizes);
         EXPECT_GE(least.width, 300);

@@ -57,15 +57,15 @@ TEST_F(TrayIconTest, ClicksReachTheNewestPairAndFallBackToTheIdleOne) {
 }
 
 TEST_F(TrayIconTest, ACallbackMayTakeItselfAway) {
-    tray.SetIdleCallbacks(Note("idle"), Note(""));
-    tray.PushCallbacks(CCDWriterUITrayIcon::Callback([this] {
+    const std::string longText = "a captured text that lives on the heap";
+    tray.PushCallbacks(CCDWriterUITrayIcon::Callback([this, longText] {
                            tray.PopCallbacks();
-                           clicks.emplace_back("popped");
+                           clicks.push_back(longText);
                        }),
                        Note(""));
     tray.OnLeftButtonUp();
-    tray.OnLeftButtonUp();
-    EXPECT_THAT(clicks, ElementsAre("popped", "idle"));
+    tray.OnLeftButtonUp(); // the idle one, which does nothing
+    EXPECT_THAT(clicks, ElementsAre(longText));
 }
 
 TEST_F(TrayIconTest, AnimationRunsOnOneTimerAndEndsOnFrameZero) {
@@ -87,51 +87,47 @@ TEST_F(TrayIconTest, AnimationRunsOnOneTimerAndEndsOnFrameZero) {
 }
 
 TEST_F(TrayIconTest, BalloonsAreCutToTheirLimitsButNotInsideACharacter) {
-    struct Case {
-        std::u16string text;
-        size_t expected;
-    };
     const std::u16string pair = u"\U0001F4BF"; // two units
-    for (const Case& c :
-         {Case{std::u16string(255, u'x'), 255}, Case{std::u16string(300, u'x'), 255},
-          Case{std::u16string(254, u'x') + pair, 254},
-          Case{std::u16string(253, u'x') + pair + u"y", 255}}) {
-        tray.ShowBalloon(c.text, c.text, BalloonIcon::Warning, 30000);
-        EXPECT_EQ(view.shown.strText, c.text.substr(0, c.expected));
+    const std::vector<std::pair<std::u16string, size_t>> cases = {
+        {std::u16string(255, u'x'), 255},
+        {std::u16string(300, u'x'), 255},
+        {std::u16string(254, u'x') + pair, 254},
+        {std::u16string(253, u'x') + pair + u"y", 255}};
+    for (const auto& [text, kept] : cases) {
+        tray.ShowBalloon(text, text, BalloonIcon::Warning, 30000);
+        EXPECT_EQ(view.shown.strText, text.substr(0, kept));
         EXPECT_EQ(view.shown.strTitle, std::u16string(63, u'x'));
     }
     EXPECT_EQ(view.shown.icon, BalloonIcon::Warning);
     EXPECT_EQ(view.shown.nTimeoutMs, 30000U);
 }
 
-std::vector<uint32_t> Enabled(const IdleMenuState& state) {
-    std::vector<uint32_t> commands;
-    for (const MenuItem& item : IdleMenuItems(state)) {
-        if (item.nCommand != 0 && item.bEnabled) {
-            commands.push_back(item.nCommand);
-        }
-    }
-    return commands;
-}
-
 TEST(Menus, IdleMenuFollowsTheQueue) {
-    EXPECT_THAT(Enabled({false, true}), ElementsAre(CMD_EXIT)); // an empty queue is all audio
-    EXPECT_THAT(Enabled({true, false}),
-                ElementsAre(CMD_WRITE_DATA, CMD_EDIT_QUEUE, CMD_CLEAR_QUEUE, CMD_EXIT));
-    EXPECT_THAT(Enabled({true, true}), ElementsAre(CMD_WRITE_DATA, CMD_WRITE_AUDIO, CMD_EDIT_QUEUE,
-                                                   CMD_CLEAR_QUEUE, CMD_EXIT));
+    struct Case {
+        IdleMenuState state;
+        std::vector<uint32_t> enabled;
+    };
+    for (const Case& c :
+         {Case{{false, true}, {CMD_EXIT}}, // an empty queue is all audio
+          Case{{true, false}, {CMD_WRITE_DATA, CMD_EDIT_QUEUE, CMD_CLEAR_QUEUE, CMD_EXIT}},
+          Case{{true, true},
+               {CMD_WRITE_DATA, CMD_WRITE_AUDIO, CMD_EDIT_QUEUE, CMD_CLEAR_QUEUE, CMD_EXIT}}}) {
+        std::vector<uint32_t> enabled;
+        for (const MenuItem& item : IdleMenuItems(c.state)) {
+            EXPECT_EQ(item.bDefault, item.nCommand == CMD_WRITE_DATA);
+            if (item.nCommand != 0 && item.bEnabled) {
+                enabled.push_back(item.nCommand);
+            }
+        }
+        EXPECT_EQ(enabled, c.enabled);
+    }
 }
 
 TEST(Menus, OpenInsideTheNearestMonitor) {
-    struct Case {
-        int x;
-        WorkArea area;
-        int expected;
-    };
-    for (const Case& c : {Case{-50, {0, 1280}, 0}, Case{640, {0, 1280}, 640},
-                          Case{5000, {1280, 2560}, 2559}, Case{7, {100, 100}, 100}}) {
-        EXPECT_EQ(MenuX(c.x, c.area), c.expected) << c.x;
-    }
+    EXPECT_EQ(MenuX(-50, {0, 1280}), 0);
+    EXPECT_EQ(MenuX(640, {0, 1280}), 640);
+    EXPECT_EQ(MenuX(5000, {1280, 2560}), 2559);
+    EXPECT_EQ(MenuX(7, {100, 100}), 100);
 }
 
 } // namespace

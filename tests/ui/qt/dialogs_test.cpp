@@ -4,13 +4,13 @@
 #include "platform/settings_keys.h"
 
 #include <QComboBox>
+#include <QGroupBox>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSpinBox>
-#include <QTest>
 
 #include <functional>
 
@@ -22,19 +22,9 @@ class DialogsTest : public UiBench {
     static QPushButton* Button(QWidget* control, const char* id) {
         return control->window()->findChild<QPushButton*>(QString::fromLatin1(id));
     }
-    // The open message box with this text.
     QMessageBox* AwaitBox(const QString& text) {
-        QMessageBox* found = nullptr;
-        Pump([&] {
-            for (QWidget* window : QApplication::topLevelWidgets()) {
-                auto* box = qobject_cast<QMessageBox*>(window);
-                if (box != nullptr && box->isVisible() && box->text() == text) {
-                    found = box;
-                }
-            }
-            return found != nullptr;
-        });
-        return found;
+        Pump([&] { return Box(text) != nullptr; });
+        return Box(text);
     }
 };
 
@@ -59,7 +49,7 @@ TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
     EXPECT_EQ(result.nDriveIndex, 0U);
     EXPECT_EQ(result.dSpeed, 8.0);
     EXPECT_EQ(result.strTitle, date.toStdU16String());
-    EXPECT_EQ(store.keys[kTitlesKey]["0"], result.strTitle);
+    EXPECT_EQ(store.ReadText(kTitlesKey, "0"), result.strTitle);
     EXPECT_EQ(drives.Askers(), std::vector{jobThread});
     EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
 }
@@ -139,13 +129,17 @@ TEST_F(DialogsTest, TabVisitsEveryControlAndEachHasAName) {
           Case{[&] { ui->ShowEraseType({4}); },
                "1001",
                {"1001 Quick erase (quickly clean the disk)", "1004 Speed", "1 OK", "2 Cancel"}}}) {
-        auto job = Job([&] {
-            c.show();
-            return true;
-        });
+        auto job = Job(c.show);
         auto* first = Await<QWidget>(c.first);
         EXPECT_EQ(first->window()->focusWidget(), first);
         EXPECT_EQ(TabStops(first), c.stops);
+        // Desktops differ in the keys that press a button; no frame keeps them from the default
+        // one. Here Select is such a key, elsewhere it may be Return.
+        for (QGroupBox* frame : first->window()->findChildren<QGroupBox*>()) {
+            QKeyEvent key(QEvent::KeyPress, Qt::Key_Select, Qt::NoModifier);
+            QApplication::sendEvent(frame, &key);
+            EXPECT_FALSE(key.isAccepted()) << frame->title().toStdString();
+        }
         // Made as small as it gets, it still shows its controls whole.
         first->window()->resize(1, 1);
         for (const std::string& stop : c.stops) {
@@ -185,17 +179,14 @@ TEST_F(DialogsTest, EveryWayOutCancels) {
         leave(Await<QLineEdit>("1011"));
         EXPECT_TRUE(Finish(job).bCancelled);
     }
-    EXPECT_TRUE(store.keys[kTitlesKey].empty());
+    EXPECT_FALSE(store.ReadText(kTitlesKey, "0"));
 }
 
 TEST_F(DialogsTest, SeveralBoxesAreAnsweredInAnyOrder) {
     auto first = Job([&] { return ui->AskUser(u"first", u"t", BoxButtons::YesNo, BoxIcon::None); });
     auto second =
         Job([&] { return ui->AskUser(u"second", u"t", BoxButtons::OkCancel, BoxIcon::Question); });
-    auto third = Job([&] {
-        ui->ShowMessage(u"third");
-        return true;
-    });
+    auto third = Job([&] { ui->ShowMessage(u"third"); });
     QMessageBox* firstBox = AwaitBox("first");
     QMessageBox* secondBox = AwaitBox("second");
     QMessageBox* thirdBox = AwaitBox("third");
@@ -211,7 +202,7 @@ TEST_F(DialogsTest, SeveralBoxesAreAnsweredInAnyOrder) {
     EXPECT_FALSE(Finish(first));
     EXPECT_TRUE(thirdBox->isVisible());
     thirdBox->close();
-    EXPECT_TRUE(Finish(third));
+    Finish(third);
     EXPECT_TRUE(errorBox->isVisible());
 }
 
@@ -229,15 +220,6 @@ TEST_F(DialogsTest, ReleaseEndsEveryWaitWithTheCancelledAnswer) {
     Find<QLineEdit>("1011")->window()->close(); // an answer that nobody waits for does no harm
     ui.reset();
     EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
-}
-
-TEST_F(DialogsTest, ExitIsAskedForOnTheMainThread) {
-    auto job = Job([&] {
-        ui->RequestExit();
-        return true;
-    });
-    Finish(job);
-    Pump([&] { return quits == 1; });
 }
 
 } // namespace

@@ -2,26 +2,15 @@
 #include "ui/qt/main_thread.h"
 #include "ui/qt/ui_bench.h"
 
-#include <QApplication>
-#include <QElapsedTimer>
-
-#include <gtest/gtest.h>
-
-#include <future>
+#include <numeric>
 #include <stdexcept>
-#include <vector>
 
 namespace larkspin {
 namespace {
 
 template <class Result>
 Result PumpFor(std::future<Result>& job) {
-    QElapsedTimer patience;
-    patience.start();
-    while (job.wait_for(std::chrono::seconds(0)) != std::future_status::ready &&
-           !patience.hasExpired(60'000)) {
-        PumpOnce();
-    }
+    PumpUntilReady(job);
     return job.get();
 }
 
@@ -35,10 +24,9 @@ TEST(MainThread, RunsWhatIsPostedInOrderOnItsOwnThread) {
         return main.PostAndWait([](const std::shared_ptr<CWaitingCall>& call) { call->Finish(); });
     });
     EXPECT_TRUE(PumpFor(job));
-    ASSERT_EQ(order.size(), 1000U);
-    for (int i = 0; i < 1000; ++i) {
-        ASSERT_EQ(order[static_cast<size_t>(i)], i);
-    }
+    std::vector<int> expected(1000);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(order, expected);
 }
 
 TEST(MainThread, WaitingThreadDoesWhatItIsAskedBeforeItGoesOn) {
@@ -82,10 +70,7 @@ TEST(MainThread, ReleaseDropsWorkAndRefusesNewWaits) {
         return main.PostAndWait(
             [&](const std::shared_ptr<CWaitingCall>& /*call*/) { waiting.set_value(); });
     });
-    auto shown = waiting.get_future();
-    while (shown.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        PumpOnce();
-    }
+    PumpUntilReady(waiting.get_future());
     main.ReleaseWaits();
     EXPECT_FALSE(job.get());
     EXPECT_FALSE(main.PostAndWait([&](const std::shared_ptr<CWaitingCall>&) { ran = true; }));

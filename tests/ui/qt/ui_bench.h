@@ -1,8 +1,9 @@
 // A QtUi on made-up drives, with the means to act as the user and as a job.
 #pragma once
 
-#include "platform/files.h"
+#include "support/fake_files.h"
 #include "support/manual_clock.h"
+#include "support/memory_store.h"
 #include "ui/fakes.h"
 #include "ui/qt/qt_ui.h"
 
@@ -10,6 +11,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEvent>
+#include <QMessageBox>
 #include <QTest>
 #include <QWidget>
 
@@ -26,25 +28,14 @@
 
 namespace larkspin {
 
-// Counts how often the disk is looked at.
-class CountedFiles final : public IFileSystem {
-  public:
-    bool Status(const std::u16string& path, FileStatus* status) override {
+// Any path is a file of two kilobytes. Counts how often the disk is looked at.
+struct CountedFiles final : FakeFiles {
+    bool Status(const std::u16string& /*path*/, FileStatus* status) override {
         ++statusCalls;
-        status->type =
-            path.ends_with(u"folder") ? FileStatus::Type::Folder : FileStatus::Type::Regular;
-        status->size = 2048;
+        *status = {.size = 2048};
         return true;
     }
     bool IsReadable(const std::u16string& /*path*/) override { return true; }
-    bool Enumerate(const std::u16string& /*folder*/,
-                   std::vector<std::u16string>* /*names*/) override {
-        return false;
-    }
-    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
-        return nullptr;
-    }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override { return nullptr; }
 
     std::atomic<int> statusCalls = 0;
 };
@@ -57,26 +48,31 @@ inline void PumpOnce() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
+// Runs the loop until `done` holds; a failure if it never does.
+template <class Predicate>
+bool Pump(Predicate done) {
+    QElapsedTimer patience;
+    patience.start();
+    while (!done()) {
+        if (patience.hasExpired(60'000)) {
+            ADD_FAILURE() << "waited in vain";
+            return false;
+        }
+        PumpOnce();
+    }
+    return true;
+}
+
+template <class Result>
+bool PumpUntilReady(const std::future<Result>& job) {
+    return Pump([&] { return job.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+}
+
 class UiBench : public testing::Test {
   protected:
     UiBench() {
         drives.drives = {{u"FIRST  DRIVE", u"sr0", {8, 4}}, {u"SECOND", u"sr1", {2.4, 1}}};
         ui = std::make_unique<QtUi>(drives, queue, store, files, clock, [this] { ++quits; });
-    }
-
-    // Runs the loop until `done` holds; a failure if it never does.
-    template <class Predicate>
-    bool Pump(Predicate done) {
-        QElapsedTimer patience;
-        patience.start();
-        while (!done()) {
-            if (patience.hasExpired(60'000)) {
-                ADD_FAILURE() << "waited in vain";
-                return false;
-            }
-            PumpOnce();
-        }
-        return true;
     }
 
     // Something on a job's thread; Finish gives its result.
@@ -86,12 +82,20 @@ class UiBench : public testing::Test {
     }
     template <class Result>
     Result Finish(std::future<Result>& job) {
-        if (!Pump([&] {
-                return job.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-            })) {
+        if (!PumpUntilReady(job)) {
             ui->ReleaseWaits();
         }
         return job.get();
+    }
+    // A job that needs no answer, with all that it has left for the main thread.
+    void RunJob(std::function<void()> work) {
+        const int before = quits;
+        auto job = Job([&] {
+            work();
+            ui->RequestExit();
+        });
+        Finish(job);
+        Pump([&] { return quits > before; });
     }
 
     // A control by its id in a window on the screen; null if there is none.
@@ -109,13 +113,24 @@ class UiBench : public testing::Test {
     // The same, as soon as it is there and its window gets the keys: until then they would go to
     // the window that had them before.
     template <class Control>
-    Control* Await(const char* id) {
+    static Control* Await(const char* id) {
         Control* control = nullptr;
         Pump([&] {
             control = Find<Control>(id);
             return control != nullptr && control->window()->isActiveWindow();
         });
         return control;
+    }
+
+    // The open message box whose text begins so; null if there is none.
+    static QMessageBox* Box(const QString& text) {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            auto* box = qobject_cast<QMessageBox*>(window);
+            if (box != nullptr && box->isVisible() && box->text().startsWith(text)) {
+                return box;
+            }
+        }
+        return nullptr;
     }
 
     // Once around the window of `first` with the Tab key: the id of each control and what a screen
