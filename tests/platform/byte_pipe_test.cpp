@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <future>
-#include <thread>
 #include <vector>
 
 namespace larkspin {
@@ -25,29 +24,20 @@ Bytes Pattern(size_t count) {
     return bytes;
 }
 
-Bytes ReadToEnd(BytePipe& pipe, size_t piece) {
+// Reads with `full` by ReadFully, which gives less than a whole piece at the end alone.
+Bytes ReadToEnd(BytePipe& pipe, size_t piece, bool full) {
     Bytes all;
     Bytes buffer(piece);
     for (;;) {
-        const std::ptrdiff_t got = pipe.Read(buffer.data(), buffer.size());
-        if (got <= 0) {
-            EXPECT_EQ(got, 0);
+        const std::ptrdiff_t got =
+            full ? static_cast<std::ptrdiff_t>(pipe.ReadFully(buffer.data(), piece))
+                 : pipe.Read(buffer.data(), piece);
+        EXPECT_GE(got, 0);
+        all.insert(all.end(), buffer.begin(), buffer.begin() + got);
+        if (full ? static_cast<size_t>(got) < piece : got <= 0) {
             return all;
         }
-        all.insert(all.end(), buffer.begin(), buffer.begin() + got);
     }
-}
-
-// The same by ReadFully, which gives less than a whole piece at the end alone.
-Bytes ReadPiecesToEnd(BytePipe& pipe, size_t piece) {
-    Bytes all;
-    size_t got = 0;
-    do {
-        all.resize(all.size() + piece);
-        got = pipe.ReadFully(&all[all.size() - piece], piece);
-    } while (got == piece);
-    all.resize(all.size() - piece + got);
-    return all;
 }
 
 // Every mix of ring, write and read sizes, so that pieces end before, at and past the ring's edge.
@@ -56,42 +46,41 @@ TEST(BytePipe, CarriesEveryByteInOrder) {
     for (const size_t capacity : {1, 2, 7, 64, 4096, 5000}) {
         for (const size_t writePiece : {1, 3, 64, 65, 4099}) {
             for (const size_t readPiece : {1, 5, 64, 4099}) {
-                SCOPED_TRACE(testing::Message() << "ring " << capacity << ", writes of "
-                                                << writePiece << ", reads of " << readPiece);
-                for (const auto read : {&ReadToEnd, &ReadPiecesToEnd}) {
+                for (const bool full : {false, true}) {
                     BytePipe pipe(capacity);
-                    std::thread writer([&] {
+                    const auto writer = std::async(std::launch::async, [&] {
                         for (size_t at = 0; at < sent.size(); at += writePiece) {
                             const size_t count = std::min(writePiece, sent.size() - at);
                             EXPECT_TRUE(pipe.Write(&sent[at], count));
                         }
                         pipe.CloseWrite();
                     });
-                    const Bytes received = read(pipe, readPiece);
-                    writer.join();
-                    ASSERT_TRUE(received == sent);
+                    ASSERT_TRUE(ReadToEnd(pipe, readPiece, full) == sent)
+                        << "ring " << capacity << ", writes of " << writePiece << ", reads of "
+                        << readPiece << (full ? ", whole" : "");
                 }
             }
         }
     }
 }
 
-TEST(BytePipe, WhatIsInTheRingOutlivesTheWriter) {
+TEST(BytePipe, WhatIsInTheRingOutlivesTheWriterButNotTheReader) {
     BytePipe pipe(16);
     const Bytes sent = Pattern(16);
+    uint8_t byte = 0;
+    EXPECT_TRUE(pipe.Write(nullptr, 0));
+    EXPECT_EQ(pipe.Read(&byte, 0), 0) << "must not wait for a byte";
     ASSERT_TRUE(pipe.Write(sent.data(), sent.size()));
     pipe.CloseWrite();
-    EXPECT_EQ(ReadToEnd(pipe, 5), sent);
-    EXPECT_FALSE(pipe.Write(sent.data(), 1)) << "a closed end takes no more";
-}
+    EXPECT_FALSE(pipe.Write(sent.data(), 0)) << "a closed end takes no more";
+    EXPECT_EQ(ReadToEnd(pipe, 5, false), sent);
 
-TEST(BytePipe, NothingToMoveIsNoEnd) {
-    BytePipe pipe(4);
-    EXPECT_TRUE(pipe.Write(nullptr, 0));
-    uint8_t byte = 7;
-    EXPECT_EQ(pipe.Read(&byte, 0), 0) << "must not wait for a byte";
-    ASSERT_TRUE(pipe.Write(&byte, 1));
-    EXPECT_EQ(ReadToEnd((pipe.CloseWrite(), pipe), 3), Bytes{7});
+    BytePipe left(8);
+    ASSERT_TRUE(left.Write(sent.data(), 4));
+    left.CloseRead();
+    EXPECT_FALSE(left.Write(sent.data(), 1));
+    EXPECT_FALSE(left.Write(nullptr, 0));
+    EXPECT_EQ(left.Read(&byte, 1), 0);
 }
 
 // A blocked end is let go by either end's closing. Whether the thread blocks before the pipe is
@@ -117,17 +106,6 @@ TEST(BytePipe, ClosingLetsBlockedEndsGo) {
             (full.*close)(); // closing again does no harm
         }
     }
-}
-
-TEST(BytePipe, AReaderThatHasGoneGetsNothingMore) {
-    BytePipe pipe(8);
-    const Bytes sent = Pattern(4);
-    ASSERT_TRUE(pipe.Write(sent.data(), sent.size()));
-    pipe.CloseRead();
-    EXPECT_FALSE(pipe.Write(sent.data(), 1));
-    EXPECT_FALSE(pipe.Write(nullptr, 0));
-    uint8_t byte = 0;
-    EXPECT_EQ(pipe.Read(&byte, 1), 0);
 }
 
 } // namespace

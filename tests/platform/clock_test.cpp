@@ -4,64 +4,42 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <string>
 
 namespace larkspin {
 namespace {
 
-// The process's time zone for the length of a test. The rules are written out, so that no zone
-// files are needed.
-class TimeZone {
-  public:
-    explicit TimeZone(const char* rules) {
-        const char* before = std::getenv("TZ");
-        m_bHadOne = before != nullptr;
-        m_strBefore = m_bHadOne ? before : "";
-        Set(rules);
-    }
-    TimeZone(const TimeZone&) = delete;
-    TimeZone& operator=(const TimeZone&) = delete;
-    ~TimeZone() {
-        if (m_bHadOne) {
-            Set(m_strBefore.c_str());
-        } else {
-            ::unsetenv("TZ");
-            ::tzset();
-        }
-    }
-
-  private:
-    static void Set(const char* rules) {
-        ::setenv("TZ", rules, 1);
-        ::tzset();
-    }
-
-    bool m_bHadOne = false;
-    std::string m_strBefore;
-};
+// The process's time zone from here on. The rules are written out, so that no zone files are
+// needed.
+void SetTimeZone(const char* rules) {
+    ASSERT_EQ(::setenv("TZ", rules, 1), 0);
+    ::tzset();
+}
 
 constexpr const char* kCentralEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
-constexpr int64_t kSpring2008 = 1'206'838'800; // 2008-03-30 01:00:00 UTC, clocks go on
-constexpr int64_t kAutumn2008 = 1'224'982'800; // 2008-10-26 01:00:00 UTC, clocks go back
 
 TEST(Clock, OffsetFollowsDaylightSaving) {
-    {
-        const TimeZone zone(kCentralEurope);
-        EXPECT_EQ(UtcOffsetSeconds(kSpring2008 - 1), 3600);
-        EXPECT_EQ(UtcOffsetSeconds(kSpring2008), 7200);
-        EXPECT_EQ(UtcOffsetSeconds(kAutumn2008 - 1), 7200);
-        EXPECT_EQ(UtcOffsetSeconds(kAutumn2008), 3600);
-        EXPECT_EQ(LocalTime(kSpring2008 - 1).tm_hour, 1);
-        EXPECT_EQ(LocalTime(kSpring2008).tm_hour, 3);
+    struct Case {
+        const char* rules;
+        int64_t moment;
+        int32_t offset;
+        int hour;
+    };
+    constexpr int64_t kSpring = 1'206'838'800; // 2008-03-30 01:00:00 UTC, clocks go on
+    constexpr int64_t kAutumn = 1'224'982'800; // 2008-10-26 01:00:00 UTC, clocks go back
+    for (const Case& c :
+         {Case{kCentralEurope, kSpring - 1, 3600, 1}, Case{kCentralEurope, kSpring, 7200, 3},
+          Case{kCentralEurope, kAutumn - 1, 7200, 2}, Case{kCentralEurope, kAutumn, 3600, 2},
+          Case{"NST3:30", kSpring, -12600, 21}}) { // west, by no whole hours
+        SetTimeZone(c.rules);
+        EXPECT_EQ(UtcOffsetSeconds(c.moment), c.offset) << c.rules << " " << c.moment;
+        EXPECT_EQ(LocalTime(c.moment).tm_hour, c.hour) << c.rules << " " << c.moment;
     }
-    const TimeZone zone("NST3:30");
-    EXPECT_EQ(UtcOffsetSeconds(kSpring2008), -12600) << "west, by no whole hours";
 }
 
 TEST(Clock, DatesAreLocalOnesWithAnEnglishMonthInTheCLocale) {
     // The user's locale is looked up at the first date that is asked for: this one.
     ASSERT_EQ(::setenv("LC_ALL", "C", 1), 0);
-    const TimeZone zone(kCentralEurope);
+    SetTimeZone(kCentralEurope);
     constexpr int64_t july = 1'215'208'800; // 2008-07-04 22:00:00 UTC, after midnight there
     EXPECT_EQ(FormatDayMonthYear(july), u"05 Jul 2008");
     EXPECT_EQ(FormatDayMonthYear(july - 1), u"04 Jul 2008");
@@ -69,7 +47,7 @@ TEST(Clock, DatesAreLocalOnesWithAnEnglishMonthInTheCLocale) {
     EXPECT_EQ(FormatShortDateTime(july), u"07/05/08 00:00");
 }
 
-TEST(Clock, TicksNeverGoBack) {
+TEST(Clock, TicksAreMillisecondsThatNeverGoBack) {
     IClock& clock = SystemClock();
     const uint64_t before = clock.TickMs();
     clock.Sleep(std::chrono::milliseconds(5));

@@ -36,17 +36,14 @@ TEST(Paths, AreTakenApart) {
         EXPECT_EQ(ParentPath(test.path), test.parent);
         EXPECT_EQ(TrimSeparator(test.path), test.trimmed);
         EXPECT_EQ(IsFolderByName(test.path), test.isFolderByName);
-        EXPECT_EQ(IsPosixPath(test.path), test.path.starts_with(u'/'));
     }
 }
 
 TEST(Paths, AreJoinedWithOneSeparator) {
     EXPECT_EQ(JoinPath(u"/", u"a"), u"/a");
-    EXPECT_EQ(JoinPath(u"/a", u"b"), u"/a/b");
-    EXPECT_EQ(JoinPath(u"/a/", u"b"), u"/a/b");
     EXPECT_EQ(JoinPath(u"/a", u"b\\c"), u"/a/b\\c");
+    EXPECT_EQ(JoinPath(u"/a/", u"b"), u"/a/b");
     EXPECT_EQ(JoinPath(u"C:\\", u"a"), u"C:\\a");
-    EXPECT_EQ(JoinPath(u"C:\\a", u"b"), u"C:\\a\\b");
     EXPECT_EQ(JoinPath(u"C:\\a/", u"b"), u"C:\\a/\\b");
 }
 

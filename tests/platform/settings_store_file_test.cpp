@@ -10,13 +10,6 @@
 namespace larkspin {
 namespace {
 
-std::string Contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 TEST(SettingsStoreFile, KeepsTypedValuesOverARestart) {
     const TempFolder folder;
     const std::string path = folder.Path() + "/new/deep/settings.info";
@@ -53,23 +46,20 @@ TEST(SettingsStoreFile, BrokenFileMeansDefaultsAndStaysAsItIs) {
     const TempFolder folder;
     const std::string other = folder.Path() + "/other.info";
     std::ofstream(other) << "k { v { number 1 } }\n";
-    const std::vector<std::string> broken = {
-        "k { v { number 1 }\n",
-        "}",
-        "\"unfinished",
-        std::string("#include \"") + other + "\"\n",
-        std::string(2U << 20, 'x'),
-    };
-    for (size_t i = 0; i < broken.size(); ++i) {
-        SCOPED_TRACE(i);
-        const std::string path = folder.Path() + "/broken" + std::to_string(i);
-        std::ofstream(path) << broken[i];
+    const std::string path = folder.Path() + "/broken.info";
+    for (const std::string& broken :
+         {std::string("k { v { number 1 }\n"), std::string("}"), std::string("\"unfinished"),
+          "#include \"" + other + "\"\n", std::string(2U << 20, 'x')}) {
+        SCOPED_TRACE(broken.substr(0, 20));
+        std::ofstream(path) << broken;
         FileSettingsStore store(path);
         EXPECT_FALSE(store.HasKey("k"));
         EXPECT_EQ(store.ReadNumber("k", "v"), std::nullopt);
         EXPECT_FALSE(store.CreateKey("k"));
         EXPECT_FALSE(store.WriteNumber("k", "v", 2));
-        EXPECT_EQ(Contents(path), broken[i]);
+        std::ostringstream kept;
+        kept << std::ifstream(path).rdbuf();
+        EXPECT_EQ(kept.str(), broken);
     }
 }
 
@@ -86,11 +76,12 @@ TEST(SettingsStoreFile, NumberThatIsNoneIsMissing) {
 }
 
 TEST(SettingsStoreFile, PlaceThatCannotBeWrittenTakesNothing) {
-    FileSettingsStore nowhere("");
-    EXPECT_FALSE(nowhere.WriteNumber("k", "v", 1));
-    FileSettingsStore inFile("/dev/null/settings.info");
-    EXPECT_FALSE(inFile.CreateKey("k"));
-    EXPECT_FALSE(inFile.HasKey("k"));
+    for (const char* path : {"", "/dev/null/settings.info"}) {
+        FileSettingsStore store(path);
+        EXPECT_FALSE(store.CreateKey("k"));
+        EXPECT_FALSE(store.WriteNumber("k", "v", 1));
+        EXPECT_FALSE(store.HasKey("k"));
+    }
 }
 
 } // namespace
