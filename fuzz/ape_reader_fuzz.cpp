@@ -2,5 +2,6 @@
 #include "audio_fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    return larkspin::FuzzAudioReader<larkspin::CAPEReader>(data, size, &larkspin::ProbeApe);
+    using Reader = larkspin::CAPEReader;
+    return larkspin::FuzzAudioReader<Reader>(data, size, &larkspin::ProbeHeader<Reader>);
 }

@@ -1,23 +1,25 @@
 #!/bin/bash
-# make_audio_seeds.sh BIN FOLDER: small good files of each compressed format, as seeds for the
+# make_audio_seeds.sh BIN FOLDER: small good files of each format, as seeds for the
 # fuzz targets. BIN is where the preset "fuzz" puts its programs.
 set -euo pipefail
 
 bin=$1
 folder=$2
-mkdir -p "$folder"/{ogg,flac,wma,ape}
+mkdir -p "$folder"/{wav,mp3,ogg,flac,wma,ape}
 
 seed() { # channels rate bits name
-    local wav=$folder/$4.wav
+    local wav=$folder/wav/$4.wav
     sox -R -n -c "$1" -r "$2" -b "$3" "$wav" synth 0.2 sine 300-3000 vol 0.5
+    lame --quiet -b 32 "$wav" "$folder/mp3/$4"
     flac -s -f -o "$folder/flac/$4" "$wav"
     oggenc -Q --serial 1 -q 0 -o "$folder/ogg/$4" "$wav"
     ffmpeg -v error -y -i "$wav" -c:a wmav2 -f asf "$folder/wma/$4-v2"
     ffmpeg -v error -y -i "$wav" -c:a wmav1 -f asf "$folder/wma/$4-v1"
-    rm "$wav"
 }
 
 seed 2 44100 16 stereo
 seed 1 22050 16 mono
 seed 2 44100 8 narrow
+# The extensible form of "fmt ", which sox writes for wide samples.
+sox "$folder/wav/mono.wav" -b 24 "$folder/wav/extensible.wav"
 "$bin/make_ape" "$folder/ape/stereo" 20000

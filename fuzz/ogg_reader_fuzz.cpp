@@ -2,5 +2,6 @@
 #include "audio_fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    return larkspin::FuzzAudioReader<larkspin::COggReader>(data, size, &larkspin::ProbeOgg);
+    using Reader = larkspin::COggReader;
+    return larkspin::FuzzAudioReader<Reader>(data, size, &larkspin::ProbeHeader<Reader>);
 }

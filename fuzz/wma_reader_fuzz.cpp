@@ -2,5 +2,6 @@
 #include "audio_fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    return larkspin::FuzzAudioReader<larkspin::CWmaReader>(data, size, &larkspin::ProbeWma);
+    using Reader = larkspin::CWmaReader;
+    return larkspin::FuzzAudioReader<Reader>(data, size, &larkspin::ProbeHeader<Reader>);
 }

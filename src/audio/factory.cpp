@@ -43,9 +43,12 @@ struct AudioFormat {
 };
 
 constexpr AudioFormat kFormats[] = {
-    {u".wav", MakeWav, ProbeWav, true},           {u".mp3", Make<CMP3Reader>, ProbeMp3, true},
-    {u".wma", Make<CWmaReader>, ProbeWma, true},  {u".ogg", Make<COggReader>, ProbeOgg, true},
-    {u".ape", Make<CAPEReader>, ProbeApe, false}, {u".flac", Make<CFLACReader>, ProbeFlac, false},
+    {u".wav", MakeWav, ProbeWav, true},
+    {u".mp3", Make<CMP3Reader>, ProbeMp3, true},
+    {u".wma", Make<CWmaReader>, ProbeHeader<CWmaReader>, true},
+    {u".ogg", Make<COggReader>, ProbeHeader<COggReader>, true},
+    {u".ape", Make<CAPEReader>, ProbeHeader<CAPEReader>, false},
+    {u".flac", Make<CFLACReader>, ProbeHeader<CFLACReader>, false},
 };
 
 // Null if the suffix is none of the six.

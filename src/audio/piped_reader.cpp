@@ -1,6 +1,7 @@
 #include "audio/piped_reader.h"
 
 #include <exception>
+#include <new>
 #include <system_error>
 
 namespace larkspin {
@@ -9,7 +10,12 @@ CPipedReader::~CPipedReader() {
     StopDecoder();
 }
 
-void CPipedReader::StartDecoder(const char* failureText) {
+void CPipedReader::StartDecoder(const char* noPipe, const char* noThread) {
+    try {
+        m_pPipe = std::make_unique<BytePipe>(kDecoderPipeBytes);
+    } catch (const std::bad_alloc&) {
+        throw CReaderException(noPipe);
+    }
     try {
         m_hThread = std::thread([this] {
             try {
@@ -18,22 +24,22 @@ void CPipedReader::StartDecoder(const char* failureText) {
                 // Ends the stream early, as any failure of a decoder does. Out of a thread it
                 // would end the process, and the disc that is being written with it.
             }
-            m_pipe.CloseWrite();
+            m_pPipe->CloseWrite();
         });
     } catch (const std::system_error&) {
-        throw CReaderException(failureText);
+        throw CReaderException(noThread);
     }
 }
 
 void CPipedReader::StopDecoder() {
-    m_pipe.CloseRead();
     if (m_hThread.joinable()) {
+        m_pPipe->CloseRead();
         m_hThread.join();
     }
 }
 
 void CPipedReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
-    const auto filled = static_cast<uint32_t>(m_pipe.ReadFully(buffer, bytes));
+    const auto filled = static_cast<uint32_t>(m_pPipe->ReadFully(buffer, bytes));
     if (bytesRead != nullptr) {
         *bytesRead = filled;
     }

@@ -1,7 +1,5 @@
 #include "audio/probe.h"
 
-#include "audio/reader.h"
-
 #include <algorithm>
 #include <limits>
 

@@ -1,6 +1,5 @@
 #include "audio/ape_writer.h"
 
-#include "audio/codec_files.h"
 #include "platform/byte_order.h"
 
 #include <algorithm>
@@ -16,9 +15,7 @@ constexpr size_t kHeaderBytes = 24;
 constexpr uint32_t kFormatVersion = 3990;
 constexpr uint32_t kFastLevel = 1000;
 constexpr uint32_t kNoWavHeaderStored = 32;
-constexpr uint32_t kMonoSilence = 1;
-constexpr uint32_t kStereoSilence = 3;
-constexpr uint32_t kFlagsFollow = 0x80000000;
+constexpr uint32_t kBlocksPerFrame = 9216;
 
 // The range coder of the format: 31 bits of state, of which a byte leaves whenever the range has
 // shrunk to 23 bits or fewer.
@@ -213,25 +210,11 @@ uint32_t FrameCheck(const Bytes& pcm) {
     return ~crc >> 1;
 }
 
-void AppendBe32(Bytes* bytes, uint32_t value) {
-    bytes->resize(bytes->size() + 4);
-    StoreBe32(bytes->data() + bytes->size() - 4, value);
-}
-
 Bytes EncodeFrame(std::span<const int32_t> samples, int channels, int bits) {
-    const uint32_t check = FrameCheck(PackSamples({samples.begin(), samples.end()}, bits));
-    Bytes frame;
-    if (std::all_of(samples.begin(), samples.end(), [](int32_t sample) { return sample == 0; })) {
-        AppendBe32(&frame, check | kFlagsFollow);
-        AppendBe32(&frame, channels == 1 ? kMonoSilence : kStereoSilence);
-        AppendBe32(&frame, 0);
-        AppendBe32(&frame, 0);
-    } else {
-        AppendBe32(&frame, check);
-        const Bytes coded = channels == 1 ? EncodeMono(samples) : EncodeStereo(samples);
-        frame.insert(frame.end(), coded.begin(), coded.end());
-        frame.resize((frame.size() + 3) / 4 * 4);
-    }
+    Bytes frame(4);
+    StoreBe32(frame.data(), FrameCheck(PackSamples({samples.begin(), samples.end()}, bits)));
+    frame = frame + (channels == 1 ? EncodeMono(samples) : EncodeStereo(samples));
+    frame.resize((frame.size() + 3) / 4 * 4);
     // The coded bytes stand in the file as little-endian words.
     for (size_t i = 0; i < frame.size(); i += 4) {
         std::reverse(frame.begin() + static_cast<ptrdiff_t>(i),
@@ -242,8 +225,8 @@ Bytes EncodeFrame(std::span<const int32_t> samples, int channels, int bits) {
 
 } // namespace
 
-std::vector<uint8_t> WriteApe(const ApeSound& sound) {
-    const size_t perFrame = size_t{sound.blocksPerFrame} * static_cast<size_t>(sound.channels);
+Bytes WriteApe(const Sound& sound) {
+    const size_t perFrame = size_t{kBlocksPerFrame} * static_cast<size_t>(sound.channels);
     std::vector<Bytes> frames;
     size_t audioBytes = 0;
     size_t lastFrameSamples = 0;
@@ -264,7 +247,7 @@ std::vector<uint8_t> WriteApe(const ApeSound& sound) {
     StoreLe32(&file[24], static_cast<uint32_t>(audioBytes));
     uint8_t* header = &file[kDescriptorBytes];
     StoreLe32(header, kFastLevel | kNoWavHeaderStored << 16);
-    StoreLe32(header + 4, sound.blocksPerFrame);
+    StoreLe32(header + 4, kBlocksPerFrame);
     StoreLe32(header + 8,
               static_cast<uint32_t>(lastFrameSamples) / static_cast<uint32_t>(sound.channels));
     StoreLe32(header + 12, static_cast<uint32_t>(frames.size()));

@@ -1,20 +1,12 @@
 // Writes Monkey's Audio files (format 3.99, compression level "fast"), since no free encoder for
-// them is to be had. A frame of nothing but zeros becomes the format's own mark for silence.
+// them is to be had.
 #pragma once
 
-#include <cstdint>
-#include <vector>
+#include "audio/codec_files.h"
 
 namespace larkspin::codecs {
 
-struct ApeSound {
-    std::vector<int32_t> samples; // interleaved
-    int channels = 2;             // 1 or 2
-    int bits = 16;                // 8, 16 or 24
-    int rate = 44100;
-    uint32_t blocksPerFrame = 9216;
-};
-
-std::vector<uint8_t> WriteApe(const ApeSound& sound);
+// `sound` has one or two channels of 8, 16 or 24 bits.
+Bytes WriteApe(const Sound& sound);
 
 } // namespace larkspin::codecs

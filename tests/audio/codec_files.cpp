@@ -1,5 +1,6 @@
 #include "audio/codec_files.h"
 
+#include "audio/ape_writer.h"
 #include "platform/byte_order.h"
 
 #include <algorithm>
@@ -13,6 +14,11 @@
 #include <stdexcept>
 
 namespace larkspin::codecs {
+
+Bytes operator+(Bytes left, const Bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
 
 std::vector<int32_t> MakeSound(size_t frames, int channels, int bits, uint32_t seed) {
     std::mt19937 random(seed);
@@ -30,6 +36,11 @@ std::vector<int32_t> MakeSound(size_t frames, int channels, int bits, uint32_t s
     return samples;
 }
 
+Sound MakeTones(size_t frames, Sound form, uint32_t seed) {
+    form.samples = MakeSound(frames, form.channels, form.bits, seed);
+    return form;
+}
+
 Bytes PackSamples(const std::vector<int32_t>& samples, int bits) {
     Bytes bytes;
     bytes.reserve(samples.size() * static_cast<size_t>(bits / 8));
@@ -43,6 +54,18 @@ Bytes PackSamples(const std::vector<int32_t>& samples, int bits) {
         }
     }
     return bytes;
+}
+
+Bytes Pcm(const Sound& sound) {
+    return PackSamples(sound.samples, sound.bits);
+}
+
+std::vector<int16_t> ToSamples(const Bytes& pcm) {
+    std::vector<int16_t> samples(pcm.size() / 2);
+    for (size_t i = 0; i < samples.size(); ++i) {
+        samples[i] = static_cast<int16_t>(LoadLe16(&pcm[2 * i]));
+    }
+    return samples;
 }
 
 Bytes MakeWav(const Bytes& pcm, int rate, int channels, int bits) {
@@ -65,6 +88,31 @@ Bytes MakeWav(const Bytes& pcm, int rate, int channels, int bits) {
               static_cast<uint32_t>(blockAlign) | static_cast<uint32_t>(bits) << 16);
     StoreLe32(&bytes[kDataSizeAt], static_cast<uint32_t>(pcm.size()));
     return bytes;
+}
+
+void WriteSound(const std::string& path, const Sound& sound, const std::string& options) {
+    const std::string suffix = path.substr(path.rfind('.'));
+    const std::string wav = suffix == ".wav" ? path : path + ".wav";
+    if (suffix == ".ape") {
+        WriteAll(path, WriteApe(sound));
+        return;
+    }
+    WriteAll(wav, MakeWav(Pcm(sound), sound.rate, sound.channels, sound.bits));
+    if (suffix == ".flac") {
+        Shell("flac -s -f " + options + " -o " + path + " " + wav);
+    } else if (suffix == ".ogg") {
+        Shell("oggenc -Q --serial 1 " + options + " -o " + path + " " + wav);
+    } else if (suffix == ".mp3") {
+        Shell("lame --quiet " + options + " " + wav + " " + path);
+    } else if (suffix == ".wma") {
+        Shell("ffmpeg -v error -y -i " + wav + " -c:a wmav2 " + options + " -f asf " + path);
+    }
+}
+
+Bytes Encoded(const std::string& suffix, const Sound& sound, const std::string& options) {
+    const TempFolder folder;
+    WriteSound(folder.Path() + "/sound" + suffix, sound, options);
+    return ReadAll(folder.Path() + "/sound" + suffix);
 }
 
 Bytes ReadAll(const std::string& path) {

@@ -15,14 +15,33 @@ namespace larkspin::codecs {
 
 using Bytes = std::vector<uint8_t>;
 
-// Two tones and noise at a third of full scale, interleaved, from a fixed seed.
+Bytes operator+(Bytes left, const Bytes& right);
+
+struct Sound {
+    std::vector<int32_t> samples = {}; // interleaved
+    int channels = 2;
+    int bits = 16;
+    int rate = 44100;
+};
+
+// Two tones and noise at a third of full scale, from a fixed seed.
 std::vector<int32_t> MakeSound(size_t frames, int channels, int bits, uint32_t seed = 1);
+// The same as a sound, of the form that `form` has.
+Sound MakeTones(size_t frames, Sound form = {}, uint32_t seed = 1);
 
 // Samples as they stand in a WAV file: 8-bit ones unsigned, wider ones little-endian.
 Bytes PackSamples(const std::vector<int32_t>& samples, int bits);
+Bytes Pcm(const Sound& sound);
+std::vector<int16_t> ToSamples(const Bytes& pcm); // of 16 bits
 
 // A WAV file in front of `pcm`.
 Bytes MakeWav(const Bytes& pcm, int rate, int channels, int bits);
+
+// Writes `sound` in the format that the suffix of `path` tells, by the format's own encoder (none
+// for WAV and Monkey's Audio) with `options` on its command line.
+void WriteSound(const std::string& path, const Sound& sound, const std::string& options = "");
+// The file that WriteSound makes, in memory.
+Bytes Encoded(const std::string& suffix, const Sound& sound, const std::string& options = "");
 
 Bytes ReadAll(const std::string& path);
 void WriteAll(const std::string& path, const Bytes& bytes);

@@ -7,39 +7,18 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <mad.h>
+#include <memory>
+#include <numbers>
 #include <random>
 
 namespace larkspin {
 
 namespace {
 
-using codecs::Bytes;
-using codecs::Capture;
-using codecs::Drain;
-using codecs::FailureOf;
-using codecs::Shell;
+using namespace codecs;
 
-Bytes operator+(Bytes left, const Bytes& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-Bytes MakeMp3(const std::string& options, int rate = 44100, int channels = 2,
-              size_t frames = 100000) {
-    TempFolder folder;
-    const std::string wav = folder.Path() + "/a.wav";
-    codecs::WriteAll(
-        wav, codecs::MakeWav(codecs::PackSamples(codecs::MakeSound(frames, channels, 16), 16), rate,
-                             channels, 16));
-    Shell("lame --quiet " + options + " " + wav + " " + folder.Path() + "/a.mp3");
-    return codecs::ReadAll(folder.Path() + "/a.mp3");
-}
-
-Bytes Encoded(const std::string& codec, int rate) {
-    TempFolder folder;
-    Shell("ffmpeg -v error -f lavfi -i sine=500:d=2:r=" + std::to_string(rate) + " -ac 2 -c:a " +
-          codec + " -f " + codec + " " + folder.Path() + "/a");
-    return codecs::ReadAll(folder.Path() + "/a");
+Bytes MakeMp3(const std::string& options, Sound form = {}, size_t frames = 100000) {
+    return Encoded(".mp3", MakeTones(frames, std::move(form)), options);
 }
 
 // What libmad gives for the whole file in one buffer: the frames' count of bytes by their headers,
@@ -49,37 +28,38 @@ struct InOneBuffer {
     std::vector<mad_fixed_t> left;
 
     explicit InOneBuffer(const Bytes& file) {
+        uint64_t samples = 0;
+        ForEachFrame(file, [&](mad_stream* stream, mad_frame* frame) {
+            if (mad_header_decode(&frame->header, stream) != 0) {
+                return false;
+            }
+            samples += static_cast<uint64_t>(MAD_NSBSAMPLES(&frame->header)) * 32;
+            headerBytes = samples * 2 * MAD_NCHANNELS(&frame->header);
+            return true;
+        });
+        const auto synth = std::make_unique<mad_synth>();
+        mad_synth_init(synth.get());
+        ForEachFrame(file, [&](mad_stream* stream, mad_frame* frame) {
+            if (mad_frame_decode(frame, stream) != 0) {
+                return false;
+            }
+            mad_synth_frame(synth.get(), frame);
+            const mad_pcm& pcm = synth->pcm;
+            left.insert(left.end(), pcm.samples[0], pcm.samples[0] + pcm.length);
+            return true;
+        });
+    }
+
+  private:
+    template <class Step>
+    static void ForEachFrame(const Bytes& file, Step step) {
         mad_stream stream;
         mad_frame frame;
-        mad_synth synth;
         mad_stream_init(&stream);
         mad_frame_init(&frame);
         mad_stream_buffer(&stream, file.data(), file.size());
-        uint64_t frames = 0;
-        for (;;) {
-            if (mad_header_decode(&frame.header, &stream) == 0) {
-                frames += static_cast<uint64_t>(MAD_NSBSAMPLES(&frame.header)) * 32;
-                headerBytes = frames * 2 * MAD_NCHANNELS(&frame.header);
-            } else if (!MAD_RECOVERABLE(stream.error)) {
-                break;
-            }
+        while (step(&stream, &frame) || MAD_RECOVERABLE(stream.error)) {
         }
-        mad_frame_finish(&frame);
-        mad_stream_finish(&stream);
-        mad_stream_init(&stream);
-        mad_frame_init(&frame);
-        mad_synth_init(&synth);
-        mad_stream_buffer(&stream, file.data(), file.size());
-        for (;;) {
-            if (mad_frame_decode(&frame, &stream) == 0) {
-                mad_synth_frame(&synth, &frame);
-                left.insert(left.end(), synth.pcm.samples[0],
-                            synth.pcm.samples[0] + synth.pcm.length);
-            } else if (!MAD_RECOVERABLE(stream.error)) {
-                break;
-            }
-        }
-        mad_synth_finish(&synth);
         mad_frame_finish(&frame);
         mad_stream_finish(&stream);
     }
@@ -107,17 +87,17 @@ TEST(Mp3Reader, GivesTheFramesOfTheWholeFile) {
     } cases[] = {
         {"constant rate", cbr},
         {"variable rate", MakeMp3("-V 2")},
-        {"mono", MakeMp3("-b 64", 44100, 1)},
-        {"22.05 kHz", MakeMp3("-b 64", 22050)},
-        {"8 kHz mono", MakeMp3("-b 16", 8000, 1)},
+        {"mono", MakeMp3("-b 64", {.channels = 1})},
+        {"22.05 kHz", MakeMp3("-b 64", {.rate = 22050})},
+        {"8 kHz mono", MakeMp3("-b 16", {.channels = 1, .rate = 8000})},
         {"free format", MakeMp3("--freeformat -b 400")},
-        {"layer II", Encoded("mp2", 48000)},
+        {"layer II", Capture("ffmpeg -v error -f lavfi -i sine=500:d=2:r=48000 -ac 2 -f mp2 -")},
         {"with tags", MakeMp3("-b 192 --add-id3v2 --tt Name --id3v1-only")},
         {"junk in front", Noise(100000, 1) + cbr},
         {"junk between", cbr + quiet + cbr + Bytes(70000, 0xFF) + cbr + Bytes(70000, 0)},
         {"cut in a frame", Bytes(cbr.begin(), cbr.end() - 777)},
-        {"a frame of another rate last", cbr + MakeMp3("-b 64", 22050, 2)},
-        {"mono in the middle", cbr + MakeMp3("-b 64", 44100, 1) + cbr},
+        {"a frame of another rate last", cbr + MakeMp3("-b 64", {.rate = 22050})},
+        {"mono in the middle", cbr + MakeMp3("-b 64", {.channels = 1}) + cbr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -133,10 +113,10 @@ TEST(Mp3Reader, GivesTheFramesOfTheWholeFile) {
         EXPECT_EQ(probe->bytes, expected.headerBytes);
         EXPECT_EQ(probe->rate, reader.m_nSampleRate);
         EXPECT_EQ(probe->channels, reader.m_nChannels);
+        const std::vector<int16_t> samples = ToSamples(pcm);
         double worst = 0;
         for (size_t i = 0; i < expected.left.size(); ++i) {
-            const size_t at = i * 2 * static_cast<size_t>(reader.m_nChannels);
-            const auto sample = static_cast<int16_t>(pcm[at] | pcm[at + 1] << 8);
+            const int16_t sample = samples[i * static_cast<size_t>(reader.m_nChannels)];
             worst = std::max(worst, std::fabs(sample - expected.left[i] / 8192.0));
         }
         EXPECT_LT(worst, 6) << "beyond what the dither can do";
@@ -145,44 +125,41 @@ TEST(Mp3Reader, GivesTheFramesOfTheWholeFile) {
 
 // One channel count from the first frame to the last, whatever the frames have.
 TEST(Mp3Reader, BringsFramesToTheChannelsOfTheLast) {
-    TempFolder folder;
-    const std::string wav = folder.Path() + "/a.wav";
-    // A different level on each side, so that a lost or swapped channel shows.
-    Shell("sox -R -n -r 44100 -c 2 -b 16 " + wav + " synth 2 sine 441 sine 441 remix 1v0.4 2v0.2");
-    const auto encoded = [&](const std::string& mode) {
-        Shell("lame --quiet -t -b 128 " + mode + " " + wav + " " + folder.Path() + "/a.mp3");
-        return codecs::ReadAll(folder.Path() + "/a.mp3");
-    };
-    const Bytes stereo = encoded("-m s");
-    const Bytes mono = encoded("-m m"); // of the mean level, 0.3
+    constexpr int kRate = 44100;
+    // Two seconds of a tone at two levels, so that a lost or swapped channel shows.
+    Sound sound;
+    for (int i = 0; i < 2 * kRate; ++i) {
+        const double tone = 32768 * std::sin(2 * std::numbers::pi * i / 100);
+        sound.samples.push_back(static_cast<int32_t>(0.4 * tone));
+        sound.samples.push_back(static_cast<int32_t>(0.2 * tone));
+    }
+    const Bytes stereo = Encoded(".mp3", sound, "-t -b 128 -m s");
+    const Bytes mono = Encoded(".mp3", sound, "-t -b 128 -m m"); // of the mean level, 0.3
     const struct {
         const char* what;
         Bytes file;
-        int channels;
-        double levels[2][2]; // of the two seconds in the file, left and right
+        size_t channels;
+        double levels[2][2]; // in both halves of the file, left and right
     } cases[] = {
         {"mono, then stereo", mono + stereo, 2, {{0.3, 0.3}, {0.4, 0.2}}},
-        {"stereo, then mono", stereo + mono, 1, {{0.3, 0.3}, {0.3, 0.3}}},
+        {"stereo, then mono", stereo + mono, 1, {{0.3}, {0.3}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         MemoryFiles files(c.file);
         CMP3Reader reader(u"/a.mp3", files);
-        ASSERT_EQ(reader.m_nChannels, c.channels);
-        const Bytes pcm = Drain(reader);
-        EXPECT_EQ(pcm.size(), static_cast<size_t>(reader.m_nLength));
-        const auto channels = static_cast<size_t>(c.channels);
-        const size_t frames = pcm.size() / 2 / channels;
-        for (size_t half = 0; half < 2; ++half) {
-            for (size_t channel = 0; channel < channels; ++channel) {
-                int peak = 0;
-                for (size_t i = frames * (4 * half + 1) / 8; i < frames * (4 * half + 3) / 8; ++i) {
-                    const size_t at = 2 * (i * channels + channel);
-                    peak =
-                        std::max(peak, std::abs(static_cast<int16_t>(pcm[at] | pcm[at + 1] << 8)));
-                }
-                EXPECT_NEAR(peak / 32768.0, c.levels[half][channel], 0.02) << half << channel;
+        ASSERT_EQ(reader.m_nChannels, static_cast<int>(c.channels));
+        const std::vector<int16_t> samples = ToSamples(Drain(reader));
+        EXPECT_EQ(samples.size() * 2, static_cast<size_t>(reader.m_nLength));
+        for (size_t i = 0; i < 2 * c.channels; ++i) {
+            const size_t half = i / c.channels;
+            const size_t channel = i % c.channels;
+            int peak = 0;
+            for (size_t second = 0; second < kRate; ++second) {
+                const size_t frame = (2 * half * kRate + kRate / 2) + second;
+                peak = std::max(peak, std::abs(int{samples[frame * c.channels + channel]}));
             }
+            EXPECT_NEAR(peak / 32768.0, c.levels[half][channel], 0.02) << half << channel;
         }
     }
 }
@@ -205,55 +182,47 @@ TEST(Mp3Reader, FindsTheFramesBehindNoise) {
 }
 
 TEST(Mp3Reader, RefusesWhatHasNoFrames) {
-    const struct {
-        const char* what;
-        Bytes file;
-        const char* text;
-    } cases[] = {
-        {"empty", {}, "Cannot open /music/a.mp3."},
-        {"a few bytes", {1, 2, 3}, "Error parsing MP3 file /music/a.mp3."},
-        {"zeros", Bytes(300000, 0), "Error parsing MP3 file /music/a.mp3."},
-        {"all ones", Bytes(300000, 0xFF), "Error parsing MP3 file /music/a.mp3."},
-        {"a tag alone", Bytes{'I', 'D', '3', 3, 0, 0, 0, 0, 7, 118} + Bytes(1014, 0),
-         "Error parsing MP3 file /music/a.mp3."},
+    const std::string parsing = "Error parsing MP3 file /music/a.mp3.";
+    const std::pair<Bytes, std::string> cases[] = {
+        {{}, "Cannot open /music/a.mp3."},
+        {{1, 2, 3}, parsing},
+        {Bytes(300000, 0), parsing},
+        {Bytes(300000, 0xFF), parsing},
+        {Bytes{'I', 'D', '3', 3, 0, 0, 0, 0, 7, 118} + Bytes(1014, 0), parsing}, // a tag alone
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        MemoryFiles files(c.file);
-        EXPECT_EQ(FailureOf([&] { CMP3Reader reader(u"/music/a.mp3", files); }), c.text);
-        EXPECT_FALSE(ProbeMp3(u"/music/a.mp3", files).has_value());
+    for (const auto& [file, text] : cases) {
+        MemoryFiles files(file);
+        EXPECT_EQ(FailureOf([&] { CMP3Reader reader(u"/music/a.mp3", files); }), text);
+        EXPECT_FALSE(ProbeMp3(u"/music/a.mp3", files));
     }
     // A file of which a part can't be read is not taken for a shorter one.
     MemoryFiles failing(MakeMp3("-b 128"));
     failing.m_nMost = 4096;
     failing.m_nFailsAt = 20000;
-    EXPECT_EQ(FailureOf([&] { CMP3Reader reader(u"/music/a.mp3", failing); }),
-              "Error parsing MP3 file /music/a.mp3.");
-    TempFolder folder;
+    EXPECT_EQ(FailureOf([&] { CMP3Reader reader(u"/music/a.mp3", failing); }), parsing);
+    const TempFolder folder;
     EXPECT_EQ(FailureOf([&] { CMP3Reader reader(ToWide(folder.Path())); }),
               "Cannot open " + folder.Path() + ".");
 }
 
 TEST(Mp3Reader, StaysNearAFloatDecoder) {
-    TempFolder folder;
+    const TempFolder folder;
     const std::string path = folder.Path() + "/a.mp3";
-    codecs::WriteAll(path, MakeMp3("-b 192", 44100, 2, 400000));
+    WriteSound(path, MakeTones(400000), "-b 192");
     const Bytes floats = Capture("ffmpeg -v error -flags2 +skip_manual -i " + path + " -f f32le -");
     CMP3Reader reader(ToWide(path));
-    const Bytes pcm = Drain(reader);
+    const std::vector<int16_t> samples = ToSamples(Drain(reader));
     // libmad decodes the encoder's tag as a frame of silence, ffmpeg skips it.
     constexpr size_t kFrame = 2304;
     double signal = 0;
     double noise = 0;
-    const size_t count = std::min(floats.size() / 4, pcm.size() / 2 - kFrame);
+    const size_t count = std::min(floats.size() / 4, samples.size() - kFrame);
     ASSERT_GT(count, 790000U);
     for (size_t i = 0; i < count; ++i) {
         float ideal = 0;
         std::memcpy(&ideal, &floats[i * 4], 4);
-        const size_t at = 2 * (i + kFrame);
-        const auto sample = static_cast<int16_t>(pcm[at] | pcm[at + 1] << 8);
         signal += std::pow(ideal * 32768.0, 2);
-        noise += std::pow(sample - ideal * 32768.0, 2);
+        noise += std::pow(samples[i + kFrame] - ideal * 32768.0, 2);
     }
     const double snr = 10 * std::log10(signal / noise);
     std::printf("SNR %.1f dB, noise of %.2f steps\n", snr,

@@ -1,47 +1,113 @@
 #include "audio/piped_reader.h"
 
-#include <array>
+#include "audio/codec_files.h"
+#include "audio/memory_reader.h"
+#include "audio/readers/ape_reader.h"
+#include "audio/readers/flac_reader.h"
+#include "audio/readers/mp3_reader.h"
+#include "audio/readers/wma_reader.h"
+#include "audio/stages/resampler.h"
+
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <limits>
 #include <new>
+#include <pthread.h>
 #include <stdexcept>
-#include <string>
-#include <utility>
+
+namespace {
+
+thread_local bool g_bNoPipes = false;
+
+} // namespace
+
+// The memory of a pipe is the only array of its size.
+void* operator new[](size_t bytes) {
+    void* const memory =
+        g_bNoPipes && bytes == larkspin::kDecoderPipeBytes ? nullptr : std::malloc(bytes);
+    return memory == nullptr ? throw std::bad_alloc() : memory;
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, size_t /*bytes*/) noexcept {
+    std::free(memory);
+}
 
 namespace larkspin {
 namespace {
 
+using namespace codecs;
+
+// While one lives, the stack of a new thread is larger than all memory.
+class NoThreads {
+  public:
+    NoThreads() {
+        pthread_getattr_default_np(&m_before);
+        pthread_attr_t huge = m_before;
+        pthread_attr_setstacksize(&huge, std::numeric_limits<size_t>::max() / 4);
+        pthread_setattr_default_np(&huge);
+    }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+    ~NoThreads() { pthread_setattr_default_np(&m_before); }
+
+  private:
+    pthread_attr_t m_before;
+};
+
+TEST(PipedReader, TellsThatItHasNoPipeOrNoThread) {
+    const TempFolder folder;
+    const auto path = [&](const char* name) { return ToWide(folder.Path() + name); };
+    for (const char* name : {"/a.mp3", "/a.wma", "/a.ape", "/a.flac"}) {
+        WriteSound(folder.Path() + name, MakeTones(20000));
+    }
+    const struct {
+        std::function<void()> make;
+        const char* noPipe;
+        const char* noThread;
+    } cases[] = {
+        {[&] { CMP3Reader(path("/a.mp3")); }, "Internal error #210.", "Internal error #211."},
+        {[&] { CWmaReader(path("/a.wma"), PosixFiles()); }, "Internal error #210.",
+         "Internal error #211."},
+        {[&] { CAPEReader(path("/a.ape"), PosixFiles()); }, "Internal error #610",
+         "Internal error #111"},
+        {[&] { CFLACReader(path("/a.flac"), PosixFiles()); }, "Internal error #280",
+         "Internal error #281"},
+        {[] { CResampler(std::make_unique<MemoryReader>(Bytes(4), SourceFormat()), 48000); },
+         "Internal error #185.", "Internal error #186."},
+    };
+    for (const auto& c : cases) {
+        g_bNoPipes = true;
+        EXPECT_EQ(FailureOf(c.make), c.noPipe);
+        g_bNoPipes = false;
+        const NoThreads noThreads;
+        EXPECT_EQ(FailureOf(c.make), c.noThread);
+    }
+}
+
 // Gives four bytes and fails with an exception.
-template <class Exception>
 class FailingReader final : public CPipedReader {
   public:
-    explicit FailingReader(Exception failure) : m_failure(std::move(failure)) {
-        StartDecoder("no thread");
-    }
+    explicit FailingReader(void (*fail)()) : m_fail(fail) { StartDecoder("no pipe", "no thread"); }
     ~FailingReader() override { StopDecoder(); }
 
   private:
     void Decode() override {
         WritePcm("abcd", 4);
-        throw m_failure;
+        m_fail();
     }
 
-    Exception m_failure;
+    void (*m_fail)();
 };
 
-template <class Exception>
-void ExpectEndAfterFourBytes(Exception failure) {
-    FailingReader reader(std::move(failure));
-    std::array<char, 8> bytes = {};
-    uint32_t count = 0;
-    reader.Read(bytes.data(), bytes.size(), &count);
-    EXPECT_EQ(std::string(bytes.data(), count), "abcd");
-    reader.Read(bytes.data(), bytes.size(), &count);
-    EXPECT_EQ(count, 0u);
-}
-
-TEST(PipedReaderTest, AnExceptionOfTheDecoderEndsTheStreamAndNoMore) {
-    ExpectEndAfterFourBytes(std::bad_alloc());
-    ExpectEndAfterFourBytes(std::runtime_error("a library of another mind"));
+TEST(PipedReader, AnExceptionOfTheDecoderEndsTheStreamAndNoMore) {
+    for (const auto fail :
+         {+[] { throw std::bad_alloc(); }, +[] { throw std::runtime_error("of another mind"); }}) {
+        FailingReader reader(fail);
+        EXPECT_EQ(Drain(reader), Bytes({'a', 'b', 'c', 'd'}));
+        EXPECT_TRUE(Drain(reader).empty());
+    }
 }
 
 } // namespace

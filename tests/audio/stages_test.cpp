@@ -12,9 +12,7 @@ namespace larkspin {
 
 namespace {
 
-using codecs::Bytes;
-using codecs::Drain;
-using codecs::FailureOf;
+using namespace codecs;
 
 std::unique_ptr<CReader> Source(Bytes bytes, SourceFormat format = {}, int32_t claimed = -1) {
     return std::make_unique<MemoryReader>(std::move(bytes), format, claimed);
@@ -43,9 +41,9 @@ TEST(BitEnhancer, WidensEveryValueInPlace) {
     uint32_t got = 0;
     stage.Read(out.data(), 700, &got);
     ASSERT_EQ(got, 512U);
+    const std::vector<int16_t> samples = ToSamples(out);
     for (int v = 0; v < 256; ++v) {
-        const auto sample = static_cast<int16_t>(out[2 * v] | out[2 * v + 1] << 8);
-        EXPECT_EQ(sample, (v - 128) * 256) << v;
+        EXPECT_EQ(samples[v], (v - 128) * 256);
     }
     stage.Read(out.data(), 700, &got);
     EXPECT_EQ(got, 0U);
@@ -73,8 +71,7 @@ TEST(MonoToStereo, DoublesSamplesAndDropsAStrayByte) {
 TEST(Aligner, GivesWhatWasClaimedInWholeBlocks) {
     const struct {
         size_t has;
-        int32_t claims;
-        int32_t length;
+        int32_t claims, length;
     } cases[] = {
         {0, 0, 0},
         {2352, 2352, 2352},
@@ -103,15 +100,19 @@ TEST(Aligner, GivesWhatWasClaimedInWholeBlocks) {
 }
 
 TEST(Stages, RefuseTheWrongSource) {
-    const SourceFormat wide = {.rate = 44100, .channels = 2, .bits = 24};
-    EXPECT_EQ(FailureOf([] { CBitEnhancer stage(nullptr); }), "Internal error #292.");
-    EXPECT_EQ(FailureOf([&] { CBitEnhancer stage(Source({}, wide)); }), "Internal error #293.");
-    EXPECT_EQ(FailureOf([] { CResampler stage(nullptr, 44100); }), "Internal error #183.");
-    EXPECT_EQ(FailureOf([&] { CResampler stage(Source({}, wide), 44100); }),
-              "Internal error #184.");
-    EXPECT_EQ(FailureOf([] { CMonoToStereo stage(nullptr); }), "Internal error #192.");
-    EXPECT_EQ(FailureOf([] { CMonoToStereo stage(Source({})); }), "Internal error #193.");
-    EXPECT_EQ(FailureOf([] { CAligner stage(nullptr, 2352); }), "Internal error #392.");
+    const auto wide = [] { return Source({}, {.bits = 24}); };
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[] { CBitEnhancer stage(nullptr); }, "Internal error #292."},
+        {[&] { CBitEnhancer stage(wide()); }, "Internal error #293."},
+        {[] { CResampler stage(nullptr, 44100); }, "Internal error #183."},
+        {[&] { CResampler stage(wide(), 44100); }, "Internal error #184."},
+        {[] { CMonoToStereo stage(nullptr); }, "Internal error #192."},
+        {[] { CMonoToStereo stage(Source({})); }, "Internal error #193."},
+        {[] { CAligner stage(nullptr, 2352); }, "Internal error #392."},
+    };
+    for (const auto& [make, text] : cases) {
+        EXPECT_EQ(FailureOf(make), text);
+    }
 }
 
 } // namespace

@@ -10,14 +10,7 @@ namespace larkspin {
 
 namespace {
 
-using codecs::Bytes;
-using codecs::Drain;
-using codecs::FailureOf;
-
-Bytes operator+(Bytes left, const Bytes& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
+using namespace codecs;
 
 Bytes Le32(uint32_t value) {
     Bytes bytes(4);
@@ -106,7 +99,7 @@ TEST(WavReader, RefusesBrokenFiles) {
         {"no format", Riff(data)},
         {"no data", Riff(format)},
         {"empty data", Riff(format + Chunk("data", {}))},
-        {"data past the form", Riff(format + Chunk("data", kSound, 13 + 1000))},
+        {"data past the form", Riff(format + Chunk("data", kSound, 13))},
         {"a skipped chunk past the form", Riff(format + data + Chunk("LIST", {1, 2}, 5000))},
         {"sizes of a stream",
          Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0xFFFFFFFF), 0xFFFFFFFF)},
@@ -163,7 +156,7 @@ TEST(WavReader, TellsLongNamesUpToTheTextsEnd) {
     path += "/sound.wav";
     EXPECT_EQ(FailureOf([&] { CWavReader reader(ToWide(path)); }),
               ("Cannot open " + path + ".").substr(0, 127));
-    codecs::WriteAll(path, Riff(Chunk("fmt ", Format()) + Chunk("data", kSound)));
+    WriteAll(path, Riff(Chunk("fmt ", Format()) + Chunk("data", kSound)));
     CWavReader reader(ToWide(path));
     EXPECT_EQ(Drain(reader), kSound);
 }

@@ -3,10 +3,9 @@
 #include "audio/codec_files.h"
 #include "audio/readers/asf_header.h"
 #include "platform/byte_order.h"
+#include "support/memory_files.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace larkspin {
@@ -25,15 +24,15 @@ const Bytes kContentEncryption = {0xFB, 0xB3, 0x11, 0x22, 0x23, 0xBD, 0xD2, 0x11
                                   0xB4, 0xB7, 0x00, 0xA0, 0xC9, 0x55, 0xFC, 0x6E};
 const Bytes kExtendedContentEncryption = {0x14, 0xE6, 0x8A, 0x29, 0x22, 0x26, 0x17, 0x4C,
                                           0xB9, 0x35, 0xDA, 0xE0, 0x7E, 0xE9, 0x28, 0x9C};
+const Bytes kAdvancedContentEncryption = {0x33, 0x85, 0x05, 0x43, 0x81, 0x69, 0xE6, 0x49,
+                                          0x9B, 0x74, 0xAD, 0x12, 0xCB, 0x86, 0xD5, 0x8C};
 const Bytes kFileProperties = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11,
                                0x8E, 0xE4, 0x00, 0xC0, 0x0C, 0x20, 0x53, 0x65};
 const Bytes kHeaderExtension = {0xB5, 0x03, 0xBF, 0x5F, 0x2E, 0xA9, 0xCF, 0x11,
                                 0x8E, 0xE3, 0x00, 0xC0, 0x0C, 0x20, 0x53, 0x65};
 
-// An object of `id` with `bodyBytes` zero bytes behind its prefix.
-Bytes MakeObject(const Bytes& id, size_t bodyBytes) {
-    Bytes object = id;
-    object.resize(24 + bodyBytes);
+Bytes MakeObject(const Bytes& id, const Bytes& body) {
+    Bytes object = id + Bytes(8) + body;
     StoreLe32(&object[kObjectSizeAt], static_cast<uint32_t>(object.size()));
     return object;
 }
@@ -49,200 +48,148 @@ Bytes WithObject(Bytes file, const Bytes& object) {
 
 class WmaReader : public testing::Test {
   protected:
-    std::string Path(const std::string& name) const { return m_folder.Path() + "/" + name; }
+    WmaReader() { WriteSound(m_path, MakeTones(44100)); }
 
-    std::string WriteSound(const std::string& name, int channels, int rate, uint32_t seed = 1) {
-        const std::vector<int32_t> samples =
-            MakeSound(static_cast<size_t>(rate) * 3, channels, 16, seed);
-        WriteAll(Path(name), MakeWav(PackSamples(samples, 16), rate, channels, 16));
-        return Path(name);
+    // Of the reader for `file`; a probe of it must tell nothing.
+    static std::string Failure(const Bytes& file) {
+        MemoryFiles files(file);
+        EXPECT_FALSE(ProbeHeader<CWmaReader>(u"/a.wma", files));
+        return FailureOf([&] { CWmaReader(u"/a.wma", files); });
     }
-    std::string Encode(const std::string& codec, int channels, int rate) {
-        Shell("ffmpeg -v error -y -i " + WriteSound("sound.wav", channels, rate) + " -c:a " +
-              codec + " -b:a 96k -f asf " + Path("sound.wma"));
-        return Path("sound.wma");
-    }
-    std::string Failure(const std::string& path) const {
-        EXPECT_FALSE(ProbeWma(ToWide(path), PosixFiles()));
-        return FailureOf([&] { CWmaReader(ToWide(path), PosixFiles()); });
+    // Makes a file of the sound by another command line of the encoder.
+    Bytes Made(const std::string& options) const {
+        Shell("ffmpeg -v error -y -i " + m_path + ".wav " + options + " -f asf " + m_path);
+        return ReadAll(m_path);
     }
 
     TempFolder m_folder;
+    std::string m_path = m_folder.Path() + "/sound.wma";
 };
 
-TEST_F(WmaReader, EqualsTheReferenceDecoder) {
-    struct Case {
-        const char* codec;
-        int channels, rate;
-    };
-    for (const Case& c : {Case{"wmav1", 2, 44100}, Case{"wmav2", 2, 44100}, Case{"wmav2", 1, 22050},
-                          Case{"wmav2", 2, 48000}}) {
-        SCOPED_TRACE(testing::Message() << c.codec << " " << c.channels << " " << c.rate);
-        const std::string path = Encode(c.codec, c.channels, c.rate);
-        const Bytes expected = Capture("ffmpeg -v error -i " + path + " -f s16le -");
-        ASSERT_GT(expected.size(), 100000U);
-
-        CWmaReader reader(ToWide(path), PosixFiles());
-        EXPECT_EQ(reader.m_nBits, 16);
-        EXPECT_EQ(reader.m_nChannels, c.channels);
-        EXPECT_EQ(reader.m_nSampleRate, c.rate);
-        // Three seconds, some frames of the encoder's, and 5000 bytes; ASF counts milliseconds.
-        const int exact = 3 * c.rate * c.channels * 2 + 5000;
-        EXPECT_GE(reader.m_nLength, exact - c.rate * c.channels * 2 / 1000);
-        EXPECT_LE(reader.m_nLength, exact + 3 * 4096 * c.channels);
-        EXPECT_TRUE(Drain(reader) == expected);
-
-        const auto probe = ProbeWma(ToWide(path), PosixFiles());
-        ASSERT_TRUE(probe);
-        EXPECT_EQ(probe->bytes, static_cast<uint64_t>(reader.m_nLength));
-        EXPECT_EQ(probe->bits, 16);
-        EXPECT_EQ(probe->rate, c.rate);
-        EXPECT_EQ(probe->channels, c.channels);
-    }
-}
-
 TEST_F(WmaReader, ReadsTheAudioStreamListedLast) {
-    const std::string first = WriteSound("1.wav", 2, 44100, 1);
-    const std::string second = WriteSound("2.wav", 1, 22050, 2);
-    const std::string path = Path("two.wma");
-    Shell("ffmpeg -v error -y -i " + first + " -i " + second + " -map 0 -map 1 -c:a wmav2 -f asf " +
-          path);
-    CWmaReader reader(ToWide(path), PosixFiles());
+    MemoryFiles files(Made("-map 0 -map 0 -c:a wmav2 -ac:a:1 1 -ar:a:1 22050"));
+    CWmaReader reader(u"/a.wma", files);
     EXPECT_EQ(reader.m_nChannels, 1);
     EXPECT_EQ(reader.m_nSampleRate, 22050);
-    EXPECT_TRUE(Drain(reader) == Capture("ffmpeg -v error -i " + path + " -map 0:1 -f s16le -"));
+    EXPECT_TRUE(Drain(reader) == Capture("ffmpeg -v error -i " + m_path + " -map 0:1 -f s16le -"));
+}
+
+TEST_F(WmaReader, ReadsTheFirstVersionOfTheCodec) {
+    MemoryFiles files(Made("-c:a wmav1"));
+    CWmaReader reader(u"/a.wma", files);
+    EXPECT_TRUE(Drain(reader) == Capture("ffmpeg -v error -i " + m_path + " -f s16le -"));
 }
 
 TEST_F(WmaReader, TellsAProtectedFile) {
-    const Bytes good = ReadAll(Encode("wmav2", 2, 44100));
-    const std::string path = Path("drm.wma");
-    const std::string expected = "Cannot open " + path + ", file is digitally protected (DRM).";
-    for (const Bytes& id : {kContentEncryption, kExtendedContentEncryption}) {
-        WriteAll(path, WithObject(good, MakeObject(id, 40)));
-        EXPECT_EQ(Failure(path), expected);
+    const Bytes good = ReadAll(m_path);
+    for (const Bytes& object :
+         {MakeObject(kContentEncryption, Bytes(40)), MakeObject(kExtendedContentEncryption, {}),
+          MakeObject(kAdvancedContentEncryption, Bytes(4)),
+          // Inside the header's extension, whose own fields take 22 bytes.
+          MakeObject(kHeaderExtension, Bytes(22) + MakeObject(kContentEncryption, Bytes(4)))}) {
+        EXPECT_EQ(Failure(WithObject(good, object)),
+                  "Cannot open /a.wma, file is digitally protected (DRM).");
     }
-    // Inside the header's extension, whose own fields take 22 bytes.
-    Bytes extension = MakeObject(kHeaderExtension, 22);
-    const Bytes inner = MakeObject(kContentEncryption, 4);
-    extension.insert(extension.end(), inner.begin(), inner.end());
-    StoreLe32(&extension[kObjectSizeAt], static_cast<uint32_t>(extension.size()));
-    WriteAll(path, WithObject(good, extension));
-    EXPECT_EQ(Failure(path), expected);
     // An object that means nothing changes nothing.
-    WriteAll(path, WithObject(good, MakeObject(Bytes(16, 0x11), 40)));
-    EXPECT_EQ(FailureOf([&] { CWmaReader(ToWide(path), PosixFiles()); }), "(none)");
+    MemoryFiles files(WithObject(good, MakeObject(Bytes(16, 0x11), Bytes(40))));
+    EXPECT_EQ(FailureOf([&] { CWmaReader(u"/a.wma", files); }), "(none)");
 }
 
 TEST_F(WmaReader, RefusesWhatItCannotPlay) {
-    const std::string good = Encode("wmav2", 2, 44100);
-    const std::string path = Path("x.wma");
-    const Bytes bytes = ReadAll(good);
-    for (const Bytes& bad :
-         {Bytes(), ReadAll(Path("sound.wav")), Bytes(bytes.begin(), bytes.begin() + 200)}) {
-        WriteAll(path, bad);
-        EXPECT_EQ(Failure(path), "Cannot open " + path + ".");
-    }
-    EXPECT_EQ(Failure("/no/such.wma"), "Cannot open /no/such.wma.");
-
-    Shell("ffmpeg -v error -y -f lavfi -i testsrc=d=1:s=64x64 -c:v msmpeg4 -f asf " + path);
-    EXPECT_EQ(Failure(path), "Cannot open " + path + ": no audio streams found in file.");
-    Shell("ffmpeg -v error -y -i " + Path("sound.wav") + " -c:a libmp3lame -f asf " + path);
-    EXPECT_EQ(Failure(path), "Internal error #206");
-
     // A file that was streamed says so in a flag and has no playing time.
-    Bytes streamed = bytes;
+    Bytes streamed = ReadAll(m_path);
     const auto properties = std::search(streamed.begin(), streamed.end(), kFileProperties.begin(),
                                         kFileProperties.end());
     ASSERT_NE(properties, streamed.end());
     properties[88] |= 1;
-    WriteAll(path, streamed);
-    EXPECT_EQ(Failure(path), "Internal error #205.");
+    EXPECT_EQ(Failure(streamed), "Internal error #205.");
+    EXPECT_EQ(Failure(Made("-c:a libmp3lame")), "Internal error #206");
+    EXPECT_EQ(Failure(Made("-f lavfi -i testsrc=d=1:s=64x64 -map 1 -c:v msmpeg4")),
+              "Cannot open /a.wma: no audio streams found in file.");
 }
 
 TEST_F(WmaReader, HeaderWalkTakesNoSizeOnTrust) {
-    const Bytes good = ReadAll(Encode("wmav2", 2, 44100));
-    const std::string path = Path("x.wma");
     for (const uint32_t size : {0U, 23U, 0xFFFFFFFFU}) {
-        Bytes object = MakeObject(kContentEncryption, 40);
+        Bytes object = MakeObject(kContentEncryption, Bytes(40));
         StoreLe32(&object[kObjectSizeAt], size);
-        WriteAll(path, WithObject(good, object));
-        const auto file = PosixFiles().OpenSequential(ToWide(path));
-        const auto header = ReadAsfHeader(*file);
+        MemoryFiles files(WithObject(ReadAll(m_path), object));
+        const auto header = ReadAsfHeader(*files.OpenSequential(u"/a.wma"));
         ASSERT_TRUE(header);
         EXPECT_FALSE(header->isProtected);
         EXPECT_FALSE(header->duration);
     }
 }
 
-// A runtime that fails at one step.
-class FailingRuntime final : public ISyncReader {
+// A runtime that does all that is asked of it for one second of sound, but for one step.
+class Runtime final : public ISyncReader {
   public:
-    enum class Step { None, Count, Stream, NoNumber, NoAudio, Duration, Output, Props };
-    static Step s_step;
+    static inline int s_failsAt = 0; // the step's place in the order of calls
+    static inline SyncStream s_stream;
 
     OpenResult Open(ISequentialFile& /*file*/) override { return OpenResult::Opened; }
     bool GetStreamCount(uint32_t* count) override {
         *count = 1;
-        return s_step != Step::Count;
+        return Step();
     }
     bool GetStream(uint32_t /*index*/, SyncStream* stream) override {
-        stream->number = s_step == Step::NoNumber ? 0 : 1;
-        stream->isAudio = s_step != Step::NoAudio;
-        return s_step != Step::Stream;
+        *stream = s_stream;
+        return Step();
     }
     bool GetDuration(uint64_t* duration) override {
         *duration = 10'000'000;
-        return s_step != Step::Duration;
+        return Step();
     }
     bool GetOutputNumberForStream(uint16_t /*stream*/, uint32_t* output) override {
         *output = 0;
-        return s_step != Step::Output;
+        return Step();
     }
     bool GetOutputProps(uint32_t /*output*/, WaveFormat* format) override {
         *format = {.channels = 2, .samplesPerSecond = 44100, .bitsPerSample = 16};
-        return s_step != Step::Props;
+        return Step();
     }
     bool GetNextSample(std::span<const uint8_t>* /*samples*/) override { return false; }
     void RequestStop() override {}
+
+  private:
+    bool Step() { return ++m_nSteps != s_failsAt; }
+
+    int m_nSteps = 0;
 };
 
-FailingRuntime::Step FailingRuntime::s_step = FailingRuntime::Step::None;
-
-SyncReaderResult CreateFailingRuntime(std::unique_ptr<ISyncReader>* reader) {
-    *reader = std::make_unique<FailingRuntime>();
-    return SyncReaderResult::Created;
-}
-
 TEST_F(WmaReader, HasATextForEachFailureOfTheRuntime) {
-    const std::string path = WriteSound("any.wma", 1, 8000);
+    MemoryFiles files({});
     const auto failure = [&](CreateSyncReaderFunction create) {
-        return FailureOf([&] { CWmaReader(ToWide(path), PosixFiles(), create); });
+        return FailureOf([&] { CWmaReader(u"/a.wma", files, create); });
     };
     EXPECT_EQ(failure([](std::unique_ptr<ISyncReader>*) { return SyncReaderResult::NotInstalled; }),
               "WMA decoding libraries aren't installed.");
     EXPECT_EQ(failure([](std::unique_ptr<ISyncReader>*) { return SyncReaderResult::Failed; }),
               "Cannot access WMA decoding library.");
-    using Step = FailingRuntime::Step;
-    const std::vector<std::pair<Step, std::string>> table = {
-        {Step::None, "(none)"},
-        {Step::Count, "Internal error #201."},
-        {Step::Stream, "Internal error #202."},
-        {Step::NoNumber, "Internal error #203."},
-        {Step::NoAudio, "Cannot open " + path + ": no audio streams found in file."},
-        {Step::Duration, "Internal error #205."},
-        {Step::Output, "Internal error #206"},
-        {Step::Props, "Internal error #207"}};
-    for (const auto& [step, text] : table) {
-        FailingRuntime::s_step = step;
-        EXPECT_EQ(failure(&CreateFailingRuntime), text);
+    const CreateSyncReaderFunction create = [](std::unique_ptr<ISyncReader>* reader) {
+        *reader = std::make_unique<Runtime>();
+        return SyncReaderResult::Created;
+    };
+    const struct {
+        int failsAt;
+        SyncStream stream;
+        const char* text;
+    } cases[] = {
+        {1, {1, true}, "Internal error #201."},
+        {2, {1, true}, "Internal error #202."},
+        {3, {1, true}, "Internal error #205."},
+        {4, {1, true}, "Internal error #206"},
+        {5, {1, true}, "Internal error #207"},
+        {0, {0, true}, "Internal error #203."},
+        {0, {1, false}, "Cannot open /a.wma: no audio streams found in file."},
+        {0, {1, true}, "(none)"},
+    };
+    for (const auto& c : cases) {
+        Runtime::s_failsAt = c.failsAt;
+        Runtime::s_stream = c.stream;
+        EXPECT_EQ(failure(create), c.text);
     }
-}
-
-TEST_F(WmaReader, LengthIsThePlayingTimeAndFiveThousandBytes) {
-    FailingRuntime::s_step = FailingRuntime::Step::None;
-    const std::string path = WriteSound("any.wma", 1, 8000);
-    EXPECT_EQ(CWmaReader(ToWide(path), PosixFiles(), &CreateFailingRuntime).m_nLength,
-              176400 + 5000);
+    // The playing time and 5000 bytes.
+    EXPECT_EQ(CWmaReader(u"/a.wma", files, create).m_nLength, 176400 + 5000);
 }
 
 } // namespace

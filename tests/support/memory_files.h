@@ -36,6 +36,7 @@ class MemoryFiles final : public IFileSystem {
     std::vector<uint8_t> m_bytes;
     size_t m_nMost = SIZE_MAX;    // bytes that one read gives
     size_t m_nFailsAt = SIZE_MAX; // no byte from here on can be read
+    bool m_bEndless = false;      // zeros without an end follow the bytes
 
   private:
     class File final : public ISequentialFile {
@@ -44,6 +45,10 @@ class MemoryFiles final : public IFileSystem {
 
         std::ptrdiff_t Read(void* buffer, size_t bytes) override {
             const size_t left = m_files.m_bytes.size() - m_nAt;
+            if (left == 0 && m_files.m_bEndless) {
+                std::fill_n(static_cast<uint8_t*>(buffer), bytes, uint8_t{0});
+                return static_cast<std::ptrdiff_t>(bytes);
+            }
             const size_t count = std::min({bytes, m_files.m_nMost, left});
             if (m_nAt + count > m_files.m_nFailsAt) {
                 return -1;

@@ -43,7 +43,7 @@ class CAPEReader::MyIO final : public CIO {
     std::unique_ptr<ISequentialFile> m_hFile;
 };
 
-CAPEReader::CAPEReader(const std::u16string& name, IFileSystem& files, HeaderOnly /*tag*/) {
+CAPEReader::CAPEReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSystem& files) {
     std::unique_ptr<ISequentialFile> file = files.OpenSequential(name);
     if (file != nullptr) {
         m_pIO = std::make_unique<MyIO>(std::move(file));
@@ -60,9 +60,9 @@ CAPEReader::CAPEReader(const std::u16string& name, IFileSystem& files, HeaderOnl
 }
 
 CAPEReader::CAPEReader(const std::u16string& name, IFileSystem& files)
-    : CAPEReader(name, files, HeaderOnly()) {
+    : CAPEReader(HeaderOnly(), name, files) {
     m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder("Internal error #111");
+    StartDecoder("Internal error #610", "Internal error #111");
 }
 
 CAPEReader::~CAPEReader() {
@@ -95,18 +95,6 @@ uint32_t CAPEReader::GetPosition() const {
 
 uint32_t CAPEReader::GetDuration() const {
     return static_cast<uint32_t>(m_pDecompress->GetInfo(kApeLengthMs) / 1000);
-}
-
-std::optional<AudioProbe> ProbeApe(const std::u16string& name, IFileSystem& files) {
-    try {
-        const CAPEReader reader(name, files, CAPEReader::HeaderOnly());
-        return AudioProbe{.bytes = reader.PcmBytes(),
-                          .bits = reader.m_nBits,
-                          .rate = reader.m_nSampleRate,
-                          .channels = reader.m_nChannels};
-    } catch (const CReaderException&) {
-        return std::nullopt;
-    }
 }
 
 } // namespace larkspin

@@ -2,7 +2,8 @@
 //
 // m_nBits is what the file says; the chain refuses what is neither 8 nor 16.
 //
-// Constructor failures: "cannot open", "Internal error #111" (no thread).
+// Constructor failures: "cannot open", "Internal error #610" (no pipe), "Internal error #111" (no
+// thread).
 #pragma once
 
 #include "audio/piped_reader.h"
@@ -12,13 +13,13 @@
 
 #include <atomic>
 #include <memory>
-#include <optional>
 
 namespace larkspin {
 
 class CAPEReader : public CPipedReader {
   public:
     CAPEReader(const std::u16string& name, IFileSystem& files);
+    CAPEReader(HeaderOnly tag, const std::u16string& name, IFileSystem& files);
     ~CAPEReader() override;
 
     // Positions in whole seconds, callable on any thread. SetPosition takes effect at the next
@@ -27,20 +28,14 @@ class CAPEReader : public CPipedReader {
     virtual uint32_t GetPosition() const;
     virtual uint32_t GetDuration() const;
 
+    uint64_t PcmBytes() const;
+
   protected:
     void Decode() override;
 
   private:
-    friend std::optional<AudioProbe> ProbeApe(const std::u16string& name, IFileSystem& files);
-
     // The file, for the decompressor: only reading and moving do anything.
     class MyIO;
-
-    // Reads the header and starts no thread; m_nLength is not filled in.
-    struct HeaderOnly {};
-    CAPEReader(const std::u16string& name, IFileSystem& files, HeaderOnly tag);
-
-    uint64_t PcmBytes() const;
 
     std::unique_ptr<MyIO> m_pIO; // outlives m_pDecompress, which reads it
     std::unique_ptr<IAPEDecompress> m_pDecompress;
@@ -48,8 +43,5 @@ class CAPEReader : public CPipedReader {
     int32_t m_nBlockAlign = 0;                // bytes of a block
     std::atomic<int64_t> m_nSeekSeconds = -1; // -1: none is asked for
 };
-
-// From the header alone.
-std::optional<AudioProbe> ProbeApe(const std::u16string& name, IFileSystem& files);
 
 } // namespace larkspin

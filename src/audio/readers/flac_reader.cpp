@@ -13,7 +13,7 @@ struct CFLACReader::Callbacks {
 
     static FLAC__StreamDecoderReadStatus Read(const FLAC__StreamDecoder* /*decoder*/,
                                               FLAC__byte buffer[], size_t* bytes, void* client) {
-        if (bytes == nullptr || *bytes == 0) {
+        if (bytes == nullptr || *bytes == 0 || Reader(client).m_bStop) {
             return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
         }
         const std::ptrdiff_t got = Reader(client).m_hFile->Read(buffer, *bytes);
@@ -90,7 +90,7 @@ void InterleaveStereo16(const FLAC__int32* left, const FLAC__int32* right, size_
 
 } // namespace
 
-CFLACReader::CFLACReader(const std::u16string& name, IFileSystem& files, HeaderOnly /*tag*/)
+CFLACReader::CFLACReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSystem& files)
     : m_hFile(files.OpenSequential(name)) {
     if (m_hFile == nullptr) {
         throw CReaderException("cannot open");
@@ -115,13 +115,13 @@ CFLACReader::CFLACReader(const std::u16string& name, IFileSystem& files, HeaderO
 }
 
 CFLACReader::CFLACReader(const std::u16string& name, IFileSystem& files)
-    : CFLACReader(name, files, HeaderOnly()) {
+    : CFLACReader(HeaderOnly(), name, files) {
     m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder("Internal error #281");
+    StartDecoder("Internal error #280", "Internal error #281");
 }
 
 CFLACReader::~CFLACReader() {
-    // The write callback sees the flag at its next frame, also when the pipe has room.
+    // The callbacks see the flag also when the pipe has room, or when no frame is found any more.
     m_bStop = true;
     StopDecoder();
 }
@@ -179,7 +179,8 @@ void CFLACReader::Decode() {
         if (target != kNoSeek && FLAC__stream_decoder_seek_absolute(decoder, target) == 0) {
             return;
         }
-        if (FLAC__stream_decoder_get_state(decoder) == FLAC__STREAM_DECODER_END_OF_STREAM) {
+        // A search for the next frame that is broken off counts as processed; its state tells.
+        if (FLAC__stream_decoder_get_state(decoder) >= FLAC__STREAM_DECODER_END_OF_STREAM) {
             return;
         }
         FLAC__uint64 offset = 0;
@@ -199,18 +200,6 @@ uint32_t CFLACReader::GetPosition() const {
     return m_nFileSize == 0
                ? 0
                : static_cast<uint32_t>(m_nDecodeOffset * m_nDurationSeconds / m_nFileSize);
-}
-
-std::optional<AudioProbe> ProbeFlac(const std::u16string& name, IFileSystem& files) {
-    try {
-        const CFLACReader reader(name, files, CFLACReader::HeaderOnly());
-        return AudioProbe{.bytes = reader.PcmBytes(),
-                          .bits = reader.m_nBits,
-                          .rate = reader.m_nSampleRate,
-                          .channels = reader.m_nChannels};
-    } catch (const CReaderException&) {
-        return std::nullopt;
-    }
 }
 
 } // namespace larkspin

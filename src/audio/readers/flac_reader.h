@@ -9,7 +9,8 @@
 // stream. A frame that libFLAC cannot decode is left out, a frame whose checksum is wrong comes
 // from libFLAC as silence.
 //
-// Constructor failures: "cannot open", "not a FLAC file", "Internal error #281" (no thread).
+// Constructor failures: "cannot open", "not a FLAC file", "Internal error #280" (no pipe),
+// "Internal error #281" (no thread).
 #pragma once
 
 #include "audio/piped_reader.h"
@@ -20,7 +21,6 @@
 #include <atomic>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace larkspin {
@@ -28,6 +28,7 @@ namespace larkspin {
 class CFLACReader : public CPipedReader {
   public:
     CFLACReader(const std::u16string& name, IFileSystem& files);
+    CFLACReader(HeaderOnly tag, const std::u16string& name, IFileSystem& files);
     ~CFLACReader() override;
 
     // Positions in whole seconds, callable on any thread. SetPosition takes effect at the next
@@ -36,12 +37,12 @@ class CFLACReader : public CPipedReader {
     virtual uint32_t GetPosition() const;
     virtual uint32_t GetDuration() const { return m_nDurationSeconds; }
 
+    uint64_t PcmBytes() const;
+
   protected:
     void Decode() override;
 
   private:
-    friend std::optional<AudioProbe> ProbeFlac(const std::u16string& name, IFileSystem& files);
-
     struct Callbacks;
     struct DecoderDeleter {
         void operator()(FLAC__StreamDecoder* decoder) const {
@@ -50,11 +51,6 @@ class CFLACReader : public CPipedReader {
     };
     static constexpr uint64_t kNoSeek = std::numeric_limits<uint64_t>::max();
 
-    // Reads the metadata and starts no thread; m_nLength is not filled in.
-    struct HeaderOnly {};
-    CFLACReader(const std::u16string& name, IFileSystem& files, HeaderOnly tag);
-
-    uint64_t PcmBytes() const;
     void TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info);
     bool TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]);
 
@@ -69,8 +65,5 @@ class CFLACReader : public CPipedReader {
     std::atomic<uint64_t> m_nSeekSample = kNoSeek;
     std::atomic<uint64_t> m_nDecodeOffset = 0; // bytes into the file
 };
-
-// From STREAMINFO alone.
-std::optional<AudioProbe> ProbeFlac(const std::u16string& name, IFileSystem& files);
 
 } // namespace larkspin

@@ -52,6 +52,24 @@ void MixToMono(mad_pcm* pcm) {
     }
 }
 
+// A frame's samples with dither, interleaved. Channels go side by side, since each sample waits for
+// the error of the one before it in its own channel alone.
+template <size_t kChannels>
+void Reduce(const mad_pcm& pcm, std::array<CMp3Dither, 2>* channels, int16_t* to) {
+    std::array<const mad_fixed_t*, kChannels> from;
+    for (size_t channel = 0; channel < kChannels; ++channel) {
+        // A frame of one channel stands for both.
+        from[channel] = pcm.samples[std::min<size_t>(channel, pcm.channels - 1)];
+    }
+    std::array<CMp3Dither, 2> dither = *channels; // kept out of memory in the loop
+    for (size_t i = 0; i < pcm.length; ++i) {
+        for (size_t channel = 0; channel < kChannels; ++channel) {
+            *to++ = dither[channel].Reduce(from[channel][i]);
+        }
+    }
+    *channels = dither;
+}
+
 // Null if the file can't be opened or has nothing to read.
 std::unique_ptr<CMpegStream> OpenStream(const std::u16string& name, IFileSystem& files) {
     std::unique_ptr<ISequentialFile> file = files.OpenSequential(name);
@@ -94,7 +112,7 @@ CMP3Reader::CMP3Reader(const std::u16string& name, IFileSystem& files)
     m_nSampleRate = probe->rate;
     m_nChannels = probe->channels;
     m_nBits = probe->bits;
-    StartDecoder("Internal error #211.");
+    StartDecoder("Internal error #210.", "Internal error #211.");
 }
 
 CMP3Reader::~CMP3Reader() {
@@ -111,14 +129,10 @@ void CMP3Reader::Decode() {
         if (pcm.channels > channels) {
             MixToMono(&pcm);
         }
-        for (unsigned channel = 0; channel < channels; ++channel) {
-            // A frame of one channel stands for both.
-            const mad_fixed_t* const source = pcm.samples[std::min(channel, pcm.channels - 1U)];
-            CMp3Dither dither = m_Dither[channel];
-            for (unsigned i = 0; i < pcm.length; ++i) {
-                samples[i * channels + channel] = dither.Reduce(source[i]);
-            }
-            m_Dither[channel] = dither;
+        if (channels == 1) {
+            Reduce<1>(pcm, &m_Dither, samples.data());
+        } else {
+            Reduce<2>(pcm, &m_Dither, samples.data());
         }
         if (!WritePcm(samples.data(), sizeof(int16_t) * pcm.length * channels)) {
             return;

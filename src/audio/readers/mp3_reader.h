@@ -29,8 +29,8 @@ class CMP3Reader final : public CPipedReader {
   public:
     // Throws CReaderException: "Cannot open %s." for a file that can't be opened or is empty,
     // "Error parsing MP3 file %s." for one without frames or that can't be read to its end,
-    // "Internal error #211." when no thread can be had; refuses what decodes to more than 2 GiB
-    // (source_limits.h).
+    // "Internal error #210." or "#211." when no pipe or no thread can be had; refuses what decodes
+    // to more than 2 GiB (source_limits.h).
     explicit CMP3Reader(const std::u16string& name, IFileSystem& files = PosixFiles());
     ~CMP3Reader() override;
 

@@ -39,7 +39,7 @@ constexpr uint32_t kMostAtOnce = 1 << 20; // libvorbisfile counts in int
 
 } // namespace
 
-COggReader::COggReader(const std::u16string& name, IFileSystem& files)
+COggReader::COggReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSystem& files)
     : m_hFile(files.OpenSequential(name)) {
     const std::string native = ToNative(name);
     if (m_hFile == nullptr) {
@@ -52,23 +52,24 @@ COggReader::COggReader(const std::u16string& name, IFileSystem& files)
     if (ov_open_callbacks(m_hFile.get(), &m_VorbisFile, nullptr, 0, callbacks) != 0) {
         throw CReaderException(Format("%s is not an OggVorbis file.", native.c_str()));
     }
-    try {
-        const vorbis_info* info = ov_info(&m_VorbisFile, -1);
-        const double seconds = ov_time_total(&m_VorbisFile, -1);
-        if (info == nullptr || !(seconds >= 0)) {
-            throw CReaderException(Format("Malformed OggVorbis file %s.", native.c_str()));
-        }
-        m_nBits = 8 * kSampleBytes;
-        m_nChannels = info->channels;
-        m_nSampleRate = static_cast<int32_t>(info->rate);
-        const int64_t bytesPerSecond = int64_t{m_nSampleRate} * m_nChannels * kSampleBytes;
-        // Held below 2^62, which a double can hold and an integer too.
-        const double bytes = std::min(seconds * static_cast<double>(bytesPerSecond), 0x1p62);
-        m_nLength = CheckedLength(name, static_cast<uint64_t>(bytes));
-    } catch (...) {
+    const vorbis_info* info = ov_info(&m_VorbisFile, -1);
+    const double seconds = ov_time_total(&m_VorbisFile, -1);
+    if (info == nullptr || !(seconds >= 0)) {
         ov_clear(&m_VorbisFile);
-        throw;
+        throw CReaderException(Format("Malformed OggVorbis file %s.", native.c_str()));
     }
+    m_nBits = 8 * kSampleBytes;
+    m_nChannels = info->channels;
+    m_nSampleRate = static_cast<int32_t>(info->rate);
+    const int64_t bytesPerSecond = int64_t{m_nSampleRate} * m_nChannels * kSampleBytes;
+    // Held below 2^62, which a double can hold and an integer too.
+    const double bytes = std::min(seconds * static_cast<double>(bytesPerSecond), 0x1p62);
+    m_nPcmBytes = static_cast<uint64_t>(bytes);
+}
+
+COggReader::COggReader(const std::u16string& name, IFileSystem& files)
+    : COggReader(HeaderOnly(), name, files) {
+    m_nLength = CheckedLength(name, PcmBytes());
 }
 
 COggReader::~COggReader() {
@@ -105,18 +106,6 @@ void COggReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     }
     if (bytesRead != nullptr) {
         *bytesRead = filled;
-    }
-}
-
-std::optional<AudioProbe> ProbeOgg(const std::u16string& name, IFileSystem& files) {
-    try {
-        const COggReader reader(name, files);
-        return AudioProbe{.bytes = static_cast<uint64_t>(reader.m_nLength),
-                          .bits = reader.m_nBits,
-                          .rate = reader.m_nSampleRate,
-                          .channels = reader.m_nChannels};
-    } catch (const CReaderException&) {
-        return std::nullopt;
     }
 }
 

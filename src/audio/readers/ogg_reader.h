@@ -13,7 +13,6 @@
 #include "platform/files.h"
 
 #include <memory>
-#include <optional>
 
 #define OV_EXCLUDE_STATIC_CALLBACKS
 #include <vorbis/vorbisfile.h>
@@ -23,9 +22,12 @@ namespace larkspin {
 class COggReader final : public CReader {
   public:
     COggReader(const std::u16string& name, IFileSystem& files);
+    COggReader(HeaderOnly tag, const std::u16string& name, IFileSystem& files);
     ~COggReader() override;
     // Gives whole frames (one sample of each channel) only: `bytes` must hold at least one.
     void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
+
+    uint64_t PcmBytes() const { return m_nPcmBytes; }
 
   private:
     // Bytes put at `to`, 0 at the end of what can be played.
@@ -34,10 +36,9 @@ class COggReader final : public CReader {
 
     std::unique_ptr<ISequentialFile> m_hFile;
     OggVorbis_File m_VorbisFile = {};
+    uint64_t m_nPcmBytes = 0;
     int m_nLink = 0;       // of the samples read last
     bool m_bEnded = false; // the end, a broken stream or a link of another form was met
 };
-
-std::optional<AudioProbe> ProbeOgg(const std::u16string& name, IFileSystem& files);
 
 } // namespace larkspin

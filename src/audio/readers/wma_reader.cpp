@@ -11,8 +11,8 @@ constexpr uint64_t kUnitsPerSecond = 10'000'000; // of a duration
 
 } // namespace
 
-CWmaReader::CWmaReader(const std::u16string& name, IFileSystem& files,
-                       CreateSyncReaderFunction create, HeaderOnly /*tag*/)
+CWmaReader::CWmaReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSystem& files,
+                       CreateSyncReaderFunction create)
     : m_hFile(files.OpenSequential(name)) {
     const std::string native = ToNative(name);
     const std::string cannotOpen = Format("Cannot open %s.", native.c_str());
@@ -42,9 +42,9 @@ CWmaReader::CWmaReader(const std::u16string& name, IFileSystem& files,
 
 CWmaReader::CWmaReader(const std::u16string& name, IFileSystem& files,
                        CreateSyncReaderFunction create)
-    : CWmaReader(name, files, create, HeaderOnly()) {
+    : CWmaReader(HeaderOnly(), name, files, create) {
     m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder("Internal error #211.");
+    StartDecoder("Internal error #210.", "Internal error #211.");
 }
 
 CWmaReader::~CWmaReader() {
@@ -105,18 +105,6 @@ uint64_t CWmaReader::PcmBytes() const {
 void CWmaReader::Decode() {
     std::span<const uint8_t> samples;
     while (m_pSyncReader->GetNextSample(&samples) && WritePcm(samples.data(), samples.size())) {
-    }
-}
-
-std::optional<AudioProbe> ProbeWma(const std::u16string& name, IFileSystem& files) {
-    try {
-        const CWmaReader reader(name, files, &CreateSyncReader, CWmaReader::HeaderOnly());
-        return AudioProbe{.bytes = reader.PcmBytes(),
-                          .bits = reader.m_nBits,
-                          .rate = reader.m_nSampleRate,
-                          .channels = reader.m_nChannels};
-    } catch (const CReaderException&) {
-        return std::nullopt;
     }
 }
 

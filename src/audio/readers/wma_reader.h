@@ -8,7 +8,7 @@
 // protected (DRM).", "Internal error #201." (no stream count), "#202." (no such stream), "Cannot
 // open %s: no audio streams found in file.", "#203." (a stream without a number), "#205." (no
 // playing time), "#206" (not Windows Media audio, or a form of it that the runtime doesn't know),
-// "#207" (the decoder refuses the stream), "#211." (no thread).
+// "#207" (the decoder refuses the stream), "#210." (no pipe), "#211." (no thread).
 #pragma once
 
 #include "audio/piped_reader.h"
@@ -17,7 +17,6 @@
 #include "platform/files.h"
 
 #include <memory>
-#include <optional>
 
 namespace larkspin {
 
@@ -26,22 +25,18 @@ class CWmaReader final : public CPipedReader {
     // `create` makes the runtime's reader; it is another one only in tests.
     CWmaReader(const std::u16string& name, IFileSystem& files,
                CreateSyncReaderFunction create = &CreateSyncReader);
+    CWmaReader(HeaderOnly tag, const std::u16string& name, IFileSystem& files,
+               CreateSyncReaderFunction create = &CreateSyncReader);
     ~CWmaReader() override;
+
+    uint64_t PcmBytes() const;
 
   protected:
     void Decode() override;
 
   private:
-    friend std::optional<AudioProbe> ProbeWma(const std::u16string& name, IFileSystem& files);
-
-    // Reads the header and starts no thread; m_nLength is not filled in.
-    struct HeaderOnly {};
-    CWmaReader(const std::u16string& name, IFileSystem& files, CreateSyncReaderFunction create,
-               HeaderOnly tag);
-
     void FindStream(const char* name);
     void TakeFormat();
-    uint64_t PcmBytes() const;
 
     std::unique_ptr<ISequentialFile> m_hFile; // outlives m_pSyncReader, which reads it
     std::unique_ptr<ISyncReader> m_pSyncReader;
@@ -49,8 +44,5 @@ class CWmaReader final : public CPipedReader {
     uint64_t m_nDuration = 0; // in units of 100 ns
     uint16_t m_nStream = 0;   // number of the audio stream; 0 while none is found
 };
-
-// From the header alone.
-std::optional<AudioProbe> ProbeWma(const std::u16string& name, IFileSystem& files);
 
 } // namespace larkspin

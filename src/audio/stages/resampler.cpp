@@ -30,7 +30,7 @@ CResampler::CResampler(std::unique_ptr<CReader> source, int32_t targetRate)
     m_nSampleRate = m_nTargetRate;
     m_nChannels = m_pSource->m_nChannels;
     m_nBits = m_pSource->m_nBits;
-    StartDecoder("Internal error #186.");
+    StartDecoder("Internal error #185.", "Internal error #186.");
 }
 
 CResampler::~CResampler() {

@@ -16,9 +16,9 @@ class CResampler final : public CPipedReader {
   public:
     // The source has one or two channels and a rate within the limits of source_limits.h; whoever
     // builds a chain has checked that. Throws CReaderException "Internal error #183." without a
-    // source, "Internal error #184." for a source that has not 16 bits and "Internal error #186."
-    // when no thread can be had. Claims the source's length over the ratio of the rates, with the
-    // fraction dropped.
+    // source, "Internal error #184." for a source that has not 16 bits, "Internal error #185." and
+    // "#186." when no pipe or no thread can be had. Claims the source's length over the ratio of
+    // the rates, with the fraction dropped.
     CResampler(std::unique_ptr<CReader> source, int32_t targetRate);
     // Waits until a Read of the source that is under way returns.
     ~CResampler() override;

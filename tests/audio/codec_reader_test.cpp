@@ -1,0 +1,235 @@
+// What the readers of all compressed formats have in common: the sound of an independent decoder,
+// the form and the length that they tell, their refusals; and what each must bear: damaged files,
+// files that fail or trickle while they are read, an end in the middle, and as many readers at
+// once as a CD has tracks.
+#include "audio/codec_files.h"
+#include "audio/readers/ape_reader.h"
+#include "audio/readers/flac_reader.h"
+#include "audio/readers/mp3_reader.h"
+#include "audio/readers/ogg_reader.h"
+#include "audio/readers/wma_reader.h"
+#include "support/memory_files.h"
+
+#include <gtest/gtest.h>
+#include <random>
+
+namespace larkspin {
+
+namespace {
+
+using namespace codecs;
+
+constexpr size_t kFrames = 60001; // no whole number of any format's frames
+
+struct Codec {
+    const char* suffix;
+    std::unique_ptr<CReader> (*open)(const std::u16string& name, IFileSystem& files);
+    std::optional<AudioProbe> (*probe)(const std::u16string& name, IFileSystem& files);
+    // All that follows is for ExactReader. Forms in which the sound equals that of an independent
+    // decoder.
+    std::vector<Sound> forms = {};
+    const char* decoder = "";  // its command line, %s the file, and behind it the form's name
+    bool lossless = false;     // the sound also equals what was encoded
+    int32_t lengthAtLeast = 0; // m_nLength less the bytes of the sound
+    int32_t lengthAtMost = 0;
+    const char* refusal = "";  // of a file of another format, %s its name
+    const char* encoding = ""; // options of the encoder
+};
+
+template <class Reader>
+std::unique_ptr<CReader> Open(const std::u16string& name, IFileSystem& files) {
+    return std::make_unique<Reader>(name, files);
+}
+
+constexpr const char* kFfmpeg = "ffmpeg -v error -i %s -f ";
+
+const Codec kCodecs[] = {
+    {.suffix = ".flac",
+     .open = &Open<CFLACReader>,
+     .probe = &ProbeHeader<CFLACReader>,
+     .forms = {{}, {{}, 1, 16, 22050}, {{}, 2, 8}, {{}, 1, 8, 8000}, {{}, 6, 16, 48000}},
+     .decoder = kFfmpeg,
+     .lossless = true,
+     .refusal = "not a FLAC file",
+     .encoding = "--channel-map=none"},
+    {.suffix = ".ape",
+     .open = &Open<CAPEReader>,
+     .probe = &ProbeHeader<CAPEReader>,
+     .forms = {{}, {{}, 1, 16, 22050}, {{}, 2, 8}, {{}, 1, 8, 11025}, {{}, 2, 24, 48000}},
+     .decoder = kFfmpeg, // also shows that the files of the tests' own encoder are right
+     .lossless = true,
+     .refusal = "cannot open"},
+    // The length comes from seconds, of which the last fraction of a byte may be cut off.
+    {.suffix = ".ogg",
+     .open = &Open<COggReader>,
+     .probe = &ProbeHeader<COggReader>,
+     .forms = {{}, {{}, 1, 16, 22050}, {{}, 2, 16, 48000}},
+     .decoder = "oggdec -Q -R -o - %s # ",
+     .lengthAtLeast = -1,
+     .refusal = "%s is not an OggVorbis file."},
+    // The playing time, which counts some frames of the encoder's own, and 5000 bytes.
+    {.suffix = ".wma",
+     .open = &Open<CWmaReader>,
+     .probe = &ProbeHeader<CWmaReader>,
+     .forms = {{}, {{}, 1, 16, 22050}, {{}, 2, 16, 48000}},
+     .decoder = kFfmpeg,
+     .lengthAtLeast = 5000,
+     .lengthAtMost = 20000,
+     .refusal = "Cannot open %s."},
+    // Stays the last one; ExactReader leaves it out.
+    {.suffix = ".mp3", .open = &Open<CMP3Reader>, .probe = &ProbeMp3},
+};
+
+class CodecReader : public testing::TestWithParam<Codec> {
+  protected:
+    CodecReader() { WriteSound(m_path, MakeTones(kFrames), m_codec.encoding); }
+
+    std::unique_ptr<CReader> Open() const { return m_codec.open(ToWide(m_path), PosixFiles()); }
+    // What a reader gives for `files`, and nothing if it refuses them. A probe comes first.
+    Bytes Decode(MemoryFiles& files) const {
+        m_codec.probe(u"x", files);
+        try {
+            return Drain(*m_codec.open(u"x", files), 4 * kFrames * 4);
+        } catch (const CReaderException& failure) {
+            EXPECT_STRNE(failure.what(), "");
+            return {};
+        }
+    }
+
+    const Codec& m_codec = GetParam();
+    TempFolder m_folder;
+    std::string m_path = m_folder.Path() + "/sound" + m_codec.suffix;
+};
+
+// Of all formats but MPEG audio, which two decoders never decode alike and which may be found in
+// any file.
+class ExactReader : public CodecReader {};
+
+TEST_P(ExactReader, GivesTheSoundOfAnotherDecoder) {
+    for (const Sound& form : m_codec.forms) {
+        SCOPED_TRACE(testing::Message() << form.channels << " channels, " << form.bits << " bits");
+        const Sound sound = MakeTones(kFrames, form);
+        WriteSound(m_path, sound, m_codec.encoding);
+        const char* const rawForm = form.bits == 8    ? "u8 -"
+                                    : form.bits == 16 ? "s16le -"
+                                                      : "s24le -";
+        const Bytes expected = Capture(Format(m_codec.decoder, m_path.c_str()) + rawForm);
+        ASSERT_GT(expected.size(), kFrames * 9 / 10 * form.channels * form.bits / 8);
+        EXPECT_TRUE(!m_codec.lossless || expected == Pcm(sound));
+
+        const std::unique_ptr<CReader> reader = Open();
+        EXPECT_EQ(reader->m_nChannels, form.channels);
+        EXPECT_EQ(reader->m_nBits, form.bits);
+        EXPECT_EQ(reader->m_nSampleRate, form.rate);
+        const int32_t extra = reader->m_nLength - static_cast<int32_t>(expected.size());
+        EXPECT_GE(extra, m_codec.lengthAtLeast);
+        EXPECT_LE(extra, m_codec.lengthAtMost);
+        EXPECT_TRUE(Drain(*reader) == expected);
+
+        const std::optional<AudioProbe> probe = m_codec.probe(ToWide(m_path), PosixFiles());
+        ASSERT_TRUE(probe);
+        EXPECT_EQ(probe->bytes, static_cast<uint64_t>(reader->m_nLength));
+        EXPECT_EQ(probe->bits, form.bits);
+        EXPECT_EQ(probe->rate, form.rate);
+        EXPECT_EQ(probe->channels, form.channels);
+    }
+}
+
+TEST_P(ExactReader, RefusesOtherFilesAndCutHeaders) {
+    const Bytes good = ReadAll(m_path);
+    for (const Bytes& bad :
+         {Bytes(), Encoded(".wav", MakeTones(1000)), Bytes(good.begin(), good.begin() + 20),
+          Bytes(good.begin(), good.begin() + 60)}) {
+        WriteAll(m_path, bad);
+        EXPECT_EQ(FailureOf([&] { Open(); }), Format(m_codec.refusal, m_path.c_str()))
+            << bad.size();
+        EXPECT_FALSE(m_codec.probe(ToWide(m_path), PosixFiles()));
+    }
+}
+
+TEST_P(CodecReader, BearsFlippedBits) {
+    MemoryFiles files(ReadAll(m_path));
+    const Bytes good = files.m_bytes;
+    for (uint32_t seed = 0; seed < 80; ++seed) {
+        std::mt19937 random(seed);
+        files.m_bytes = good;
+        // Half of the files are hurt in the headers alone.
+        const size_t reach = seed % 2 == 0 ? std::min<size_t>(600, good.size()) : good.size();
+        for (uint32_t i = 0; i < 1 + seed % 20; ++i) {
+            files.m_bytes[random() % reach] ^= static_cast<uint8_t>(1U << random() % 8);
+        }
+        Decode(files);
+    }
+}
+
+TEST_P(CodecReader, BearsMissingTailsAndFilesThatTrickle) {
+    MemoryFiles files(ReadAll(m_path));
+    const Bytes expected = Decode(files);
+    ASSERT_GT(expected.size(), kFrames * 3);
+    files.m_nMost = 7;
+    EXPECT_TRUE(Decode(files) == expected);
+
+    const Bytes good = files.m_bytes;
+    for (size_t i = 0; i < 40; ++i) {
+        files = MemoryFiles(
+            Bytes(good.begin(), good.begin() + static_cast<ptrdiff_t>(good.size() * i / 40)));
+        EXPECT_LE(Decode(files).size(), expected.size()) << i;
+        // The same, but the last bytes are there and cannot be read.
+        files.m_nFailsAt = files.m_bytes.size();
+        files.m_bytes = good;
+        EXPECT_LE(Decode(files).size(), expected.size()) << i;
+    }
+}
+
+TEST_P(CodecReader, NinetyNineLiveAtOnceAndGoAtAnyMoment) {
+    std::vector<std::unique_ptr<CReader>> readers;
+    uint8_t buffer[512];
+    uint32_t got = 0;
+    for (size_t i = 0; i < 99; ++i) {
+        readers.push_back(Open());
+        for (size_t reads = 0; reads < i; ++reads) {
+            readers.back()->Read(buffer, sizeof buffer, &got);
+            ASSERT_EQ(got, sizeof buffer);
+        }
+    }
+    // Each one still works beside the others, and all but the first go in the middle.
+    EXPECT_GT(Drain(*readers.front()).size(), kFrames * 3);
+    for (int i = 0; i < 3; ++i) {
+        readers.front()->Read(buffer, sizeof buffer, &got);
+        EXPECT_EQ(got, 0U) << "an end is an end for good";
+    }
+}
+
+const auto kName = [](const auto& codec) { return std::string(codec.param.suffix + 1); };
+INSTANTIATE_TEST_SUITE_P(Formats, ExactReader, testing::ValuesIn(kCodecs, std::end(kCodecs) - 1),
+                         kName);
+INSTANTIATE_TEST_SUITE_P(Formats, CodecReader, testing::ValuesIn(kCodecs), kName);
+
+template <class Reader>
+void ExpectMoveToASecond(const char* suffix) {
+    constexpr int kRate = 8000;
+    const Sound sound = MakeTones(size_t{20} * kRate, {.channels = 1, .rate = kRate});
+    const Bytes pcm = Pcm(sound);
+    MemoryFiles files(Encoded(suffix, sound));
+    Reader reader(u"x", files);
+    EXPECT_EQ(reader.GetDuration(), 20U);
+    reader.SetPosition(13);
+    // What was decoded before the request comes first; behind it the sound goes on at second 13.
+    const Bytes got = Drain(reader);
+    const size_t tail = size_t{7} * kRate * 2;
+    ASSERT_GE(got.size(), tail);
+    EXPECT_LT(got.size(), pcm.size());
+    EXPECT_TRUE(std::equal(got.end() - tail, got.end(), pcm.end() - tail));
+    // FLAC knows its place in the file only.
+    EXPECT_GE(reader.GetPosition(), 18U);
+    EXPECT_LE(reader.GetPosition(), 20U);
+}
+
+TEST(PositionedReader, MovesToASecond) {
+    ExpectMoveToASecond<CAPEReader>(".ape");
+    ExpectMoveToASecond<CFLACReader>(".flac");
+}
+
+} // namespace
+
+} // namespace larkspin
