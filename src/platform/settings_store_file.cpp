@@ -25,6 +25,7 @@ using Tree = boost::property_tree::ptree;
 constexpr const char* kNumber = "number";
 constexpr const char* kText = "text";
 constexpr size_t kLargestFile = size_t{1} << 20;
+constexpr int kDeepest = 4096; // ours has three levels, but braces in its texts are counted too
 
 class Descriptor {
   public:
@@ -65,9 +66,22 @@ std::optional<std::string> ReadWhole(const std::string& path) {
     }
 }
 
+// Whether a file of these contents may be parsed. Others could include further files, or be nested
+// so deeply that the tree, which ends by recursion, overflows the stack.
+bool IsHarmless(std::string_view contents) {
+    int depth = 0;
+    for (const char c : contents) {
+        depth += c == '{' ? 1 : c == '}' ? -1 : 0;
+        if (depth > kDeepest) {
+            return false;
+        }
+    }
+    return contents.size() <= kLargestFile && contents.find("#include") == std::string_view::npos;
+}
+
 std::optional<Tree> ReadTree(const std::string& path) {
     const std::optional<std::string> contents = ReadWhole(path);
-    if (!contents || contents->find("#include") != std::string::npos) {
+    if (!contents || !IsHarmless(*contents)) {
         return std::nullopt;
     }
     Tree tree;
@@ -140,8 +154,7 @@ bool Save(const std::string& path, const Tree& tree) {
     boost::property_tree::write_info(stream, tree);
     const std::string contents = stream.str();
     // A file that could not be read back must not take the place of one that can.
-    return contents.size() <= kLargestFile && contents.find("#include") == std::string::npos &&
-           WriteWhole(path, contents);
+    return IsHarmless(contents) && WriteWhole(path, contents);
 }
 
 } // namespace

@@ -6,7 +6,8 @@
 // counts from the next read on.
 //
 // A write goes to a temporary file beside it that then takes its place, so that a reader sees the
-// old file or the new one. Files above 1 MiB, and files that include others, count as broken.
+// old file or the new one. Files above 1 MiB, files that include others, and files that are nested
+// thousands of levels deep count as broken.
 #pragma once
 
 #include "platform/settings_store.h"

@@ -47,9 +47,14 @@ TEST(SettingsStoreFile, BrokenFileMeansDefaultsAndStaysAsItIs) {
     const std::string other = folder.Path() + "/other.info";
     std::ofstream(other) << "k { v { number 1 } }\n";
     const std::string path = folder.Path() + "/broken.info";
+    std::string deep;
+    for (int i = 0; i < 200'000; ++i) {
+        deep += "k\n{\n";
+    }
     for (const std::string& broken :
          {std::string("k { v { number 1 }\n"), std::string("}"), std::string("\"unfinished"),
-          "#include \"" + other + "\"\n", std::string(2U << 20, 'x')}) {
+          "#include \"" + other + "\"\n", std::string(2U << 20, 'x'),
+          deep + std::string(200'000, '}')}) {
         SCOPED_TRACE(broken.substr(0, 20));
         std::ofstream(path) << broken;
         FileSettingsStore store(path);
