@@ -104,6 +104,9 @@ void CProgressWindow::Refresh() {
 }
 
 void CProgressWindow::Command(uint32_t command) {
+    if (!m_timer.isActive()) {
+        return; // from a menu that was still open when the job ended
+    }
     switch (command) {
     case CMD_CANCEL:
         AskCancel();

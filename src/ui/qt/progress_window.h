@@ -31,7 +31,7 @@ class CProgressWindow final : public QDialog {
     void Stop();
     // Takes bar and status line from the logic.
     void Refresh();
-    // CMD_CANCEL, CMD_HIDE or CMD_SHOW, from a button or from the tray menu.
+    // CMD_CANCEL, CMD_HIDE or CMD_SHOW, from a button or from the tray menu. Nothing without a job.
     void Command(uint32_t command);
 
   public slots:

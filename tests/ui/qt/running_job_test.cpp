@@ -137,6 +137,14 @@ TEST_F(RunningJobTest, TrayOffersTheMenuOfWhatIsGoingOn) {
     EXPECT_NE(Find<QProgressBar>("1000"), nullptr);
     EXPECT_THAT(MenuCommands(), ElementsAre(CMD_HIDE, CMD_CANCEL));
 
+    Choose(CMD_HIDE);
+    EXPECT_THAT(MenuCommands(), ElementsAre(CMD_SHOW, CMD_CANCEL));
+    RunJob([&] { ui->StopEraseProgress(); });
+    Choose(CMD_SHOW); // in a menu that was open when the job ended
+    Choose(CMD_CANCEL);
+    EXPECT_EQ(Find<QProgressBar>("1000"), nullptr);
+    EXPECT_EQ(Box("Are you sure?"), nullptr);
+
     RunJob([&] { guard.reset(); });
     idle = {};
     EXPECT_THAT(MenuCommands(), ElementsAre(CMD_EXIT));
