@@ -1,7 +1,6 @@
 #include "audio/readers/ape_reader.h"
 
 #include "audio/codec_files.h"
-#include "platform/byte_order.h"
 #include "support/memory_files.h"
 
 #include <gtest/gtest.h>
@@ -12,22 +11,15 @@ namespace {
 
 using namespace codecs;
 
-Bytes Text(std::string_view text) {
-    return {text.begin(), text.end()};
-}
-
 // An APEv2 tag with one item, a picture (the tag's footer alone, which is all that is asked for).
 Bytes MakeCoverTag() {
     const Bytes value = Text("cover.jpg") + Bytes{0} + Text("\xFF\xD8\xFF\xE0 not much of one");
-    Bytes prefix(8);
-    StoreLe32(&prefix[0], static_cast<uint32_t>(value.size()));
-    StoreLe32(&prefix[4], 2); // binary
-    const Bytes item = prefix + Text("Cover Art (Front)") + Bytes{0} + value;
-    Bytes footer = Text("APETAGEX") + Bytes(24);
-    StoreLe32(&footer[8], 2000);
-    StoreLe32(&footer[12], static_cast<uint32_t>(item.size() + footer.size()));
-    StoreLe32(&footer[16], 1);
-    return item + footer;
+    constexpr uint32_t kBinary = 2;
+    const Bytes item = Le32(static_cast<uint32_t>(value.size())) + Le32(kBinary) +
+                       Text("Cover Art (Front)") + Bytes{0} + value;
+    constexpr uint32_t kFooterBytes = 32;
+    return item + Text("APETAGEX") + Le32(2000) +
+           Le32(static_cast<uint32_t>(item.size()) + kFooterBytes) + Le32(1) + Bytes(12);
 }
 
 TEST(ApeReader, PlaysAFileWithTagsAroundIt) {

@@ -23,10 +23,18 @@ class RangeCoder {
   public:
     // Narrows the range to `width` parts from `start` on, of `total` parts.
     void Encode(uint32_t start, uint32_t width, uint32_t total) {
-        Narrow(start, width, [total](uint32_t range) { return range / total; });
-    }
-    void EncodeShifted(uint32_t start, uint32_t width, int shift) {
-        Narrow(start, width, [shift](uint32_t range) { return range >> shift; });
+        while (m_range <= 1U << 23) {
+            PutByte();
+            m_range <<= 8;
+        }
+        const uint32_t unit = m_range / total;
+        m_low += unit * start;
+        m_range = unit * width;
+        if (m_low >> 31 != 0) {
+            m_low &= 0x7FFFFFFF;
+            for (auto byte = m_bytes.rbegin(); ++*byte == 0; ++byte) {
+            }
+        }
     }
     Bytes Finish() {
         for (int i = 0; i < 8; ++i) {
@@ -36,21 +44,6 @@ class RangeCoder {
     }
 
   private:
-    template <class Part>
-    void Narrow(uint32_t start, uint32_t width, Part part) {
-        while (m_range <= 1U << 23) {
-            PutByte();
-            m_range <<= 8;
-        }
-        const uint32_t unit = part(m_range);
-        m_low += unit * start;
-        m_range = unit * width;
-        if (m_low >> 31 != 0) {
-            m_low &= 0x7FFFFFFF;
-            for (auto byte = m_bytes.rbegin(); ++*byte == 0; ++byte) {
-            }
-        }
-    }
     void PutByte() {
         m_bytes.push_back(static_cast<uint8_t>(m_low >> 23));
         m_low = m_low << 8 & 0x7FFFFFFF;
@@ -82,14 +75,15 @@ class ValueCoder {
             65416, 65447, 65466, 65476, 65482, 65485, 65488, 65490, 65491, 65492, 65493};
         constexpr uint32_t kEscape = 63;
         constexpr uint32_t kFirstOfTail = 65472;
+        constexpr uint32_t kParts = 65536;
         if (overflow < kStarts.size() - 1) {
-            coder->EncodeShifted(kStarts[overflow], kStarts[overflow + 1] - kStarts[overflow], 16);
+            coder->Encode(kStarts[overflow], kStarts[overflow + 1] - kStarts[overflow], kParts);
         } else {
-            coder->EncodeShifted(kFirstOfTail + std::min(overflow, kEscape), 1, 16);
+            coder->Encode(kFirstOfTail + std::min(overflow, kEscape), 1, kParts);
         }
         if (overflow >= kEscape) {
-            coder->EncodeShifted(overflow >> 16, 1, 16);
-            coder->EncodeShifted(overflow & 0xFFFF, 1, 16);
+            coder->Encode(overflow >> 16, 1, kParts);
+            coder->Encode(overflow & 0xFFFF, 1, kParts);
         }
     }
     static void EncodeRest(uint32_t rest, uint32_t pivot, RangeCoder* coder) {
@@ -171,29 +165,22 @@ class Predictor {
     int32_t m_otherBefore = 0;
 };
 
-Bytes EncodeMono(std::span<const int32_t> samples) {
+// Of stereo sound, the difference of the channels comes first, then their middle.
+Bytes EncodeSamples(std::span<const int32_t> samples, int channels) {
     RangeCoder coder;
     ValueCoder values;
-    Predictor predictor;
-    for (const int32_t sample : samples) {
-        values.Encode(predictor.Residual(sample, 0), &coder);
-    }
-    return coder.Finish();
-}
-
-Bytes EncodeStereo(std::span<const int32_t> samples) {
-    RangeCoder coder;
     ValueCoder sideValues;
-    ValueCoder middleValues;
+    Predictor predictor;
     Predictor sidePredictor;
-    Predictor middlePredictor;
     int32_t middle = 0;
-    for (size_t i = 0; i < samples.size(); i += 2) {
-        const int32_t side = samples[i + 1] - samples[i];
-        const int32_t sideResidual = sidePredictor.Residual(side, middle);
+    for (size_t i = 0; i < samples.size(); i += static_cast<size_t>(channels)) {
+        int32_t side = 0;
+        if (channels == 2) {
+            side = samples[i + 1] - samples[i];
+            sideValues.Encode(sidePredictor.Residual(side, middle), &coder);
+        }
         middle = samples[i] + side / 2;
-        sideValues.Encode(sideResidual, &coder);
-        middleValues.Encode(middlePredictor.Residual(middle, side), &coder);
+        values.Encode(predictor.Residual(middle, side), &coder);
     }
     return coder.Finish();
 }
@@ -213,7 +200,7 @@ uint32_t FrameCheck(const Bytes& pcm) {
 Bytes EncodeFrame(std::span<const int32_t> samples, int channels, int bits) {
     Bytes frame(4);
     StoreBe32(frame.data(), FrameCheck(PackSamples({samples.begin(), samples.end()}, bits)));
-    frame = frame + (channels == 1 ? EncodeMono(samples) : EncodeStereo(samples));
+    frame = frame + EncodeSamples(samples, channels);
     frame.resize((frame.size() + 3) / 4 * 4);
     // The coded bytes stand in the file as little-endian words.
     for (size_t i = 0; i < frame.size(); i += 4) {

@@ -68,26 +68,28 @@ std::vector<int16_t> ToSamples(const Bytes& pcm) {
     return samples;
 }
 
-Bytes MakeWav(const Bytes& pcm, int rate, int channels, int bits) {
-    constexpr size_t kHeaderBytes = 44;
-    constexpr size_t kRiffSizeAt = 4;
-    constexpr size_t kFormatAt = 20;
-    constexpr size_t kDataSizeAt = 40;
-    Bytes bytes(kHeaderBytes + pcm.size());
-    std::copy_n("RIFF", 4, &bytes[0]);
-    std::copy_n("WAVEfmt ", 8, &bytes[kRiffSizeAt + 4]);
-    std::copy_n("data", 4, &bytes[kDataSizeAt - 4]);
-    std::copy(pcm.begin(), pcm.end(), bytes.begin() + kHeaderBytes);
-    const int blockAlign = channels * bits / 8;
-    StoreLe32(&bytes[kRiffSizeAt], static_cast<uint32_t>(kHeaderBytes - 8 + pcm.size()));
-    StoreLe32(&bytes[kFormatAt - 4], 16);
-    StoreLe32(&bytes[kFormatAt], 1U | static_cast<uint32_t>(channels) << 16);
-    StoreLe32(&bytes[kFormatAt + 4], static_cast<uint32_t>(rate));
-    StoreLe32(&bytes[kFormatAt + 8], static_cast<uint32_t>(rate * blockAlign));
-    StoreLe32(&bytes[kFormatAt + 12],
-              static_cast<uint32_t>(blockAlign) | static_cast<uint32_t>(bits) << 16);
-    StoreLe32(&bytes[kDataSizeAt], static_cast<uint32_t>(pcm.size()));
+Bytes Text(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+
+Bytes Le32(uint32_t value) {
+    Bytes bytes(4);
+    StoreLe32(bytes.data(), value);
     return bytes;
+}
+
+Bytes Chunk(std::string_view id, const Bytes& contents, std::optional<uint32_t> size) {
+    const auto real = static_cast<uint32_t>(contents.size());
+    return Text(id) + Le32(size.value_or(real)) + contents + Bytes(real % 2);
+}
+
+Bytes MakeWav(const Bytes& pcm, int rate, int channels, int bits) {
+    const auto blockAlign = static_cast<uint32_t>(channels * bits / 8);
+    const auto frequency = static_cast<uint32_t>(rate);
+    const Bytes format = Le32(1U | static_cast<uint32_t>(channels) << 16) + Le32(frequency) +
+                         Le32(frequency * blockAlign) +
+                         Le32(blockAlign | static_cast<uint32_t>(bits) << 16);
+    return Chunk("RIFF", Text("WAVE") + Chunk("fmt ", format) + Chunk("data", pcm));
 }
 
 void WriteSound(const std::string& path, const Sound& sound, const std::string& options) {

@@ -8,7 +8,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace larkspin::codecs {
@@ -16,6 +18,10 @@ namespace larkspin::codecs {
 using Bytes = std::vector<uint8_t>;
 
 Bytes operator+(Bytes left, const Bytes& right);
+Bytes Text(std::string_view text);
+Bytes Le32(uint32_t value);
+// A chunk of a RIFF file with its pad byte; `size` stands in the header, right or wrong.
+Bytes Chunk(std::string_view id, const Bytes& contents, std::optional<uint32_t> size = {});
 
 struct Sound {
     std::vector<int32_t> samples = {}; // interleaved

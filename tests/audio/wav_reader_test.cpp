@@ -12,26 +12,6 @@ namespace {
 
 using namespace codecs;
 
-Bytes Le32(uint32_t value) {
-    Bytes bytes(4);
-    StoreLe32(bytes.data(), value);
-    return bytes;
-}
-
-Bytes Text(std::string_view text) {
-    return {text.begin(), text.end()};
-}
-
-// A chunk with its pad byte; `size` stands in the header, right or wrong.
-Bytes Chunk(std::string_view id, const Bytes& contents, uint32_t size) {
-    Bytes chunk = Text(id) + Le32(size) + contents;
-    return contents.size() % 2 == 1 ? chunk + Bytes{0} : chunk;
-}
-
-Bytes Chunk(std::string_view id, const Bytes& contents) {
-    return Chunk(id, contents, static_cast<uint32_t>(contents.size()));
-}
-
 Bytes Riff(const Bytes& chunks) {
     return Chunk("RIFF", Text("WAVE") + chunks);
 }
