@@ -67,10 +67,7 @@ Sector PrimaryDescriptor(const VolumeRun& run) {
     writer.Both16(kVdAtVolumeSetSize, options.volume_set_size);
     writer.Both16(kVdAtVolumeSequence, options.volume_sequence);
     writer.Both16(kVdAtBlockSize, kSectorBytes);
-    writer.Both32(kVdAtPathTableSize, run.iso_tables.bytes);
-    writer.Little32(kVdAtLittleTable, run.iso_tables.start);
-    writer.Big32(kVdAtBigTable, run.iso_tables.start + run.iso_tables.sectors);
-    run.root_record.Write(writer.Field(kVdAtRootRecord, kRootRecordBytes));
+    WriteTreePlace(writer, run.iso_tables, run.root_record);
     WriteTexts(writer, options);
     WriteDates(writer, run.moment);
     writer.U8(kVdAtFileStructure, 1);
@@ -175,6 +172,13 @@ void WriteDirectory(IsoDirectory& directory, SectorStream& stream, std::vector<u
 
 } // namespace
 
+void WriteTreePlace(FieldWriter& writer, const PathTables& tables, const DirectoryRecord& root) {
+    writer.Both32(kVdAtPathTableSize, tables.bytes);
+    writer.Little32(kVdAtLittleTable, tables.start);
+    writer.Big32(kVdAtBigTable, tables.start + tables.sectors);
+    root.Write(writer.Field(kVdAtRootRecord, root.length));
+}
+
 OutputFragment PrimaryDescriptorFragment(VolumeRun& run) {
     OutputFragment fragment{.name = "Primary Volume Descriptor"};
     fragment.size = TakeSectors(run, 1);
@@ -220,24 +224,15 @@ OutputFragment VersionBlockFragment(VolumeRun& run) {
 }
 
 OutputFragment PathTableFragment(VolumeRun& run) {
-    OutputFragment fragment{.name = "Path table"};
-    fragment.size = [&run] {
-        run.iso_tables.start = run.plan_sector;
-        run.plan_sector += 2 * run.iso_tables.sectors;
-    };
-    fragment.generate = [&run] {
-        const PathTableView view = {.excluded = kDirectoryNotInIso,
-                                    .extent = &IsoDirectory::iso_extent,
-                                    .index = &IsoDirectory::iso_path_index,
-                                    .parentOf = PlainParent,
-                                    .nameOf = RecordName,
-                                    .emptySlot = "Internal error #945.",
-                                    .noSelf = "Internal error #946.",
-                                    .parentTooHigh = "Internal error #947."};
-        BuildPathTables(run.tree.Root(), view, run.iso_tables);
-    };
-    fragment.write = [&run](SectorStream& stream) { WritePathTables(run.iso_tables, stream); };
-    return fragment;
+    return PathTablesFragment(run, "Path table", &VolumeRun::iso_tables,
+                              {.excluded = kDirectoryNotInIso,
+                               .extent = &IsoDirectory::iso_extent,
+                               .index = &IsoDirectory::iso_path_index,
+                               .parentOf = PlainParent,
+                               .nameOf = RecordName,
+                               .emptySlot = "Internal error #945.",
+                               .noSelf = "Internal error #946.",
+                               .parentTooHigh = "Internal error #947."});
 }
 
 OutputFragment DirectoryTreeFragment(VolumeRun& run) {

@@ -7,7 +7,9 @@
 
 namespace larkspin {
 
-struct IsoDirectory;
+class FieldWriter;
+struct DirectoryRecord;
+struct PathTables;
 struct VolumeRun;
 
 // Offsets inside a primary or supplementary volume descriptor (ECMA-119 8.4 and 8.5).
@@ -47,6 +49,9 @@ inline constexpr size_t kVdFileNameBytes = 37;
 
 // Sectors from the start of a session to its primary volume descriptor (ECMA-119 6.2.1).
 inline constexpr uint32_t kSystemAreaSectors = 16;
+
+// Where a volume descriptor's tree stands: its path tables and its root.
+void WriteTreePlace(FieldWriter& writer, const PathTables& tables, const DirectoryRecord& root);
 
 OutputFragment PrimaryDescriptorFragment(VolumeRun& run);
 // Present for an interchange level above 3 (ISO 9660:1999).

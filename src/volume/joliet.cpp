@@ -7,6 +7,7 @@
 #include "volume/sector_writers.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <unordered_set>
 #include <utility>
@@ -19,6 +20,20 @@ namespace {
 constexpr uint32_t kRecordHead = 34; // record head and a name of one byte, or the pad of a long one
 constexpr uint8_t kTypeSupplementary = 2;
 constexpr char16_t kStrayBytes = 0xDC00; // a byte that is no UTF-8 is held as this plus the byte
+constexpr char16_t kReplacement = u'_';
+
+// What stands for each unit of ASCII.
+constexpr std::array<char16_t, 0x80> kShownAscii = [] {
+    constexpr std::u16string_view kForbidden = u"*/:;?\\";
+    std::array<char16_t, 0x80> shown = {};
+    for (size_t i = 0; i < shown.size(); ++i) {
+        const auto unit = static_cast<char16_t>(i);
+        const bool isControl = unit < 0x20 || unit == 0x7F;
+        const bool isForbidden = kForbidden.find(unit) != std::u16string_view::npos;
+        shown[i] = isControl || isForbidden ? kReplacement : unit;
+    }
+    return shown;
+}();
 
 bool IsHighSurrogate(char16_t unit) {
     return unit >= 0xD800 && unit <= 0xDBFF;
@@ -217,10 +232,7 @@ std::array<uint8_t, kSectorBytes> SupplementaryDescriptor(const VolumeRun& run) 
     WriteText(writer, kVdAtSystemId, kVdSystemIdBytes, options.joliet_system_id);
     WriteText(writer, kVdAtVolumeId, kVdVolumeIdBytes, options.joliet_volume_id);
     writer.Text(kVdAtEscapes, Format("%%/%c", UcsLevelLetter(options.ucs_level)));
-    writer.Both32(kVdAtPathTableSize, run.joliet_tables.bytes);
-    writer.Little32(kVdAtLittleTable, run.joliet_tables.start);
-    writer.Big32(kVdAtBigTable, run.joliet_tables.start + run.joliet_tables.sectors);
-    run.joliet_root_record.Write(writer.Field(kVdAtRootRecord, run.joliet_root_record.length));
+    WriteTreePlace(writer, run.joliet_tables, run.joliet_root_record);
     WriteText(writer, kVdAtVolumeSetId, kVdTextBytes, options.joliet_volume_set_id);
     WriteText(writer, kVdAtPublisherId, kVdTextBytes, options.joliet_publisher_id);
     WriteText(writer, kVdAtPreparerId, kVdTextBytes, options.joliet_preparer_id);
@@ -258,9 +270,10 @@ void ForEachShown(VolumeRun& run, IsoDirectory& top, const Visit& visit) {
 } // namespace
 
 char16_t JolietUnit(std::u16string_view text, size_t index) {
-    constexpr std::u16string_view kForbidden = u"*/:;?\\";
-    constexpr char16_t kReplacement = u'_';
     const char16_t unit = text[index];
+    if (unit < kShownAscii.size()) {
+        return kShownAscii[unit];
+    }
     if (IsHighSurrogate(unit)) {
         const bool isPair = index + 1 < text.size() && IsLowSurrogate(text[index + 1]);
         return isPair ? unit : kReplacement;
@@ -272,8 +285,7 @@ char16_t JolietUnit(std::u16string_view text, size_t index) {
         const bool isStrayByte = unit >= kStrayBytes + 0x80 && unit <= kStrayBytes + 0xFF;
         return isStrayByte ? static_cast<char16_t>(unit - kStrayBytes) : kReplacement;
     }
-    const bool isControl = unit < 0x20 || unit == 0x7F;
-    return isControl || kForbidden.find(unit) != std::u16string_view::npos ? kReplacement : unit;
+    return unit;
 }
 
 uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options) {
@@ -310,29 +322,19 @@ OutputFragment JolietDescriptorFragment(VolumeRun& run) {
 }
 
 OutputFragment JolietPathTableFragment(VolumeRun& run) {
-    OutputFragment fragment{.name = "Joliet path table"};
-    fragment.size = [&run] {
-        run.joliet_tables.start = run.plan_sector;
-        run.plan_sector += 2 * run.joliet_tables.sectors;
+    const auto nameOf = [&run](const IsoDirectory& directory) {
+        const std::u16string& name = directory.self->name;
+        return ToJoliet(name, JolietNameLength(name, run.options));
     };
-    fragment.generate = [&run] {
-        const PathTableView view = {.excluded = kDirectoryNotInJoliet,
-                                    .extent = &IsoDirectory::joliet_extent,
-                                    .index = &IsoDirectory::joliet_path_index,
-                                    .parentOf = TrueParent,
-                                    .nameOf =
-                                        [&run](const IsoDirectory& directory) {
-                                            const std::u16string& name = directory.self->name;
-                                            return ToJoliet(name,
-                                                            JolietNameLength(name, run.options));
-                                        },
-                                    .emptySlot = "Internal error #925.",
-                                    .noSelf = "Internal error #926.",
-                                    .parentTooHigh = "Internal error #927."};
-        BuildPathTables(run.tree.Root(), view, run.joliet_tables);
-    };
-    fragment.write = [&run](SectorStream& stream) { WritePathTables(run.joliet_tables, stream); };
-    return fragment;
+    return PathTablesFragment(run, "Joliet path table", &VolumeRun::joliet_tables,
+                              {.excluded = kDirectoryNotInJoliet,
+                               .extent = &IsoDirectory::joliet_extent,
+                               .index = &IsoDirectory::joliet_path_index,
+                               .parentOf = TrueParent,
+                               .nameOf = nameOf,
+                               .emptySlot = "Internal error #925.",
+                               .noSelf = "Internal error #926.",
+                               .parentTooHigh = "Internal error #927."});
 }
 
 OutputFragment JolietDirectoryTreeFragment(VolumeRun& run) {

@@ -1,11 +1,10 @@
 #include "volume/path_tables.h"
 
 #include "platform/text.h"
-#include "volume/iso_gen.h"
+#include "volume/run.h"
 #include "volume/sector_stream.h"
 #include "volume/sector_writers.h"
 #include "volume/sectors.h"
-#include "volume/tree.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -65,16 +64,6 @@ std::vector<Row> OrderRows(IsoDirectory& root, const PathTableView& view) {
     return rows;
 }
 
-} // namespace
-
-void PathTables::CountRecord(uint32_t nameBytes) {
-    bytes = RoundToEven(bytes + static_cast<uint32_t>(kAtName) + nameBytes);
-}
-
-void PathTables::FixSectors() {
-    sectors = RoundToEven(SectorsOf(bytes));
-}
-
 void BuildPathTables(IsoDirectory& root, const PathTableView& view, PathTables& tables) {
     const std::vector<Row> rows = OrderRows(root, view);
     tables.little.assign(size_t{tables.sectors} * kSectorBytes, 0);
@@ -102,9 +91,31 @@ void BuildPathTables(IsoDirectory& root, const PathTableView& view, PathTables& 
     }
 }
 
-void WritePathTables(const PathTables& tables, SectorStream& stream) {
-    stream.Write(tables.little);
-    stream.Write(tables.big);
+} // namespace
+
+void PathTables::CountRecord(uint32_t nameBytes) {
+    bytes = RoundToEven(bytes + static_cast<uint32_t>(kAtName) + nameBytes);
+}
+
+void PathTables::FixSectors() {
+    sectors = RoundToEven(SectorsOf(bytes));
+}
+
+OutputFragment PathTablesFragment(VolumeRun& run, const char* name, PathTables VolumeRun::*tables,
+                                  PathTableView view) {
+    OutputFragment fragment{.name = name};
+    fragment.size = [&run, tables] {
+        (run.*tables).start = run.plan_sector;
+        run.plan_sector += 2 * (run.*tables).sectors;
+    };
+    fragment.generate = [&run, tables, view = std::move(view)] {
+        BuildPathTables(run.tree.Root(), view, run.*tables);
+    };
+    fragment.write = [&run, tables](SectorStream& stream) {
+        stream.Write((run.*tables).little);
+        stream.Write((run.*tables).big);
+    };
+    return fragment;
 }
 
 } // namespace larkspin

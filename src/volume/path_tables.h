@@ -1,6 +1,8 @@
 // Path tables (ECMA-119 9.4) of the primary and the Joliet tree.
 #pragma once
 
+#include "volume/fragment.h"
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -9,7 +11,7 @@
 namespace larkspin {
 
 struct IsoDirectory;
-class SectorStream;
+struct VolumeRun;
 
 struct PathTables {
     uint32_t bytes = 0;          // of the records of one table, unrounded
@@ -36,10 +38,9 @@ struct PathTableView {
     const char* parentTooHigh;
 };
 
-// Builds both tables: the root first, then by the parent's place, then by the bytes of the name
-// (ECMA-119 6.9.1). All directories must have their extents.
-void BuildPathTables(IsoDirectory& root, const PathTableView& view, PathTables& tables);
-
-void WritePathTables(const PathTables& tables, SectorStream& stream);
+// Both tables of `run.*tables`, one behind the other: the root first, then by the parent's place,
+// then by the bytes of the name (ECMA-119 6.9.1). Built when all directories have their extents.
+OutputFragment PathTablesFragment(VolumeRun& run, const char* name, PathTables VolumeRun::*tables,
+                                  PathTableView view);
 
 } // namespace larkspin
