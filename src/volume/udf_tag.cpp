@@ -23,9 +23,11 @@ constexpr size_t kTagAtCrc = 8;
 constexpr size_t kTagAtCrcLength = 10;
 constexpr size_t kTagAtLocation = 12;
 
-constexpr std::array<uint16_t, 256> MakeCrcTable() {
+using CrcTable = std::array<uint16_t, 256>;
+
+constexpr CrcTable MakeCrcTable() {
     constexpr uint32_t kPolynomial = 0x1021;
-    std::array<uint16_t, 256> table = {};
+    CrcTable table = {};
     for (uint32_t byte = 0; byte < table.size(); ++byte) {
         uint32_t value = byte << 8;
         for (int bit = 0; bit < 8; ++bit) {
@@ -36,11 +38,27 @@ constexpr std::array<uint16_t, 256> MakeCrcTable() {
     return table;
 }
 
-constexpr std::array<uint16_t, 256> kCrcTable = MakeCrcTable();
+constexpr CrcTable kCrcTable = MakeCrcTable();
 
 constexpr uint16_t NextCrc(uint16_t crc, uint8_t byte) {
     return static_cast<uint16_t>((crc << 8) ^ kCrcTable[(crc >> 8) ^ byte]);
 }
+
+constexpr size_t kSlice = 8; // bytes taken at once
+
+// Table k holds the CRC of each byte with k zero bytes behind it: the CRC of a slice is the sum of
+// those of its bytes.
+constexpr std::array<CrcTable, kSlice> MakeSliceTables() {
+    std::array<CrcTable, kSlice> tables = {kCrcTable};
+    for (size_t k = 1; k < kSlice; ++k) {
+        for (size_t byte = 0; byte < tables[k].size(); ++byte) {
+            tables[k][byte] = NextCrc(tables[k - 1][byte], 0);
+        }
+    }
+    return tables;
+}
+
+constexpr std::array<CrcTable, kSlice> kSliceTables = MakeSliceTables();
 
 // What a run of 2^k zero bytes does to a CRC. The CRC is linear, so the effect on a value is the
 // sum of those on its two bytes.
@@ -87,6 +105,14 @@ size_t UnitBytes(std::u16string_view text) {
 
 uint16_t UdfCrc(std::span<const uint8_t> bytes) {
     uint16_t crc = 0;
+    for (; bytes.size() >= kSlice; bytes = bytes.subspan(kSlice)) {
+        uint16_t next = kSliceTables[kSlice - 1][bytes[0] ^ (crc >> 8)] ^
+                        kSliceTables[kSlice - 2][bytes[1] ^ (crc & 0xFF)];
+        for (size_t i = 2; i < kSlice; ++i) {
+            next ^= kSliceTables[kSlice - 1 - i][bytes[i]];
+        }
+        crc = next;
+    }
     for (const uint8_t byte : bytes) {
         crc = NextCrc(crc, byte);
     }
