@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,6 +29,15 @@ constexpr uint32_t kDeepest = 1024;
 // file.
 IsoDirectory* ShownDirectory(const IsoEntry& entry) {
     return entry.relocated_to != nullptr ? entry.relocated_to->own_directory : entry.own_directory;
+}
+
+bool HasName(const IsoDirectory& directory, std::u16string_view name) {
+    for (const IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+        if (entry->name == name) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void HideFromJoliet(IsoDirectory& directory) {
@@ -49,10 +59,12 @@ RecordDate ChangeTimeOf(IsoEntry& fresh) {
 // True if the file on disk is the one that the disc has already: its name agrees, and so do size,
 // date and what Rock Ridge says of them. A time zone or a file system that changes the date makes
 // it another file, which costs space but loses nothing; permissions are taken from the new one.
+// Contents held in memory are filled in while the volume is sent, so they are never the old ones.
 bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
     const DirectoryRecord& record = old.entry.record;
-    const bool isPlain = old.same_name.empty() && !old.transformed && record.extended_length == 0 &&
-                         record.unit_size == 0 && record.gap == 0 &&
+    const bool isPlain = fresh.memory_contents == nullptr && old.same_name.empty() &&
+                         !old.transformed && record.extended_length == 0 && record.unit_size == 0 &&
+                         record.gap == 0 &&
                          (record.flags & DirectoryRecord::kFlagAssociated) == 0 &&
                          (record.extent != 0 || record.size == 0);
     if (!isPlain || record.size != fresh.size || record.date != fresh.record.date) {
@@ -90,6 +102,11 @@ class Merger {
         IsoDirectory* directory;
         OldExtent extent;
         uint32_t level; // of names from the root down
+    };
+    // An entry with RE, and the directory of the new tree whose old one it was met in.
+    struct Moved {
+        OldEntry old;
+        const IsoDirectory* holder;
     };
     // A CL entry, whose directory hasn't been met yet.
     struct Placeholder {
@@ -155,7 +172,7 @@ class Merger {
         }
         for (OldEntry& old : entries) {
             if (old.relocated && !old.entry.record.IsDots()) {
-                AddMoved(old);
+                AddMoved(directory, old);
                 continue;
             }
             if (old.entry.record.IsDots()) {
@@ -259,10 +276,14 @@ class Merger {
         directory.flags |= isDot ? kDirectoryHasDot : kDirectoryHasDotDot;
     }
 
-    void AddMoved(OldEntry& old) {
+    void AddMoved(const IsoDirectory& holder, OldEntry& old) {
         const uint32_t sector = old.entry.record.extent;
-        if (!old.entry.record.IsDirectory() || !m_moved.emplace(sector, std::move(old)).second) {
+        if (!old.entry.record.IsDirectory() ||
+            !m_moved.emplace(sector, Moved{std::move(old), &holder}).second) {
             FailToMerge();
+        }
+        if (m_placeholders.contains(sector)) {
+            m_met.insert(sector);
         }
     }
 
@@ -270,27 +291,47 @@ class Merger {
         if (!m_placeholders.emplace(sector, placeholder).second) {
             FailToMerge();
         }
+        if (m_moved.contains(sector)) {
+            m_met.insert(sector);
+        }
     }
 
-    // Gives the relocated directories met so far their places; true if there were any. Those that
-    // no placeholder leads to come last: Rock Ridge hides them, and readers without it find them
-    // where they were.
+    // Gives the relocated directories met so far their places; true if that has brought more to
+    // read. Those that no placeholder leads to come last, as what they hold may be asked for.
     bool PlaceRelocated() {
-        if (m_placeholders.empty()) {
-            for (auto& [sector, old] : std::exchange(m_moved, {})) {
-                PlaceMoved(old, {nullptr, nullptr, 1});
+        if (!m_met.empty()) {
+            for (const uint32_t sector : std::exchange(m_met, {})) {
+                PlaceMoved(m_moved.extract(sector).mapped().old,
+                           m_placeholders.extract(sector).mapped());
             }
-            return !m_pending.empty();
+            return true;
         }
-        for (const auto& [sector, placeholder] : std::exchange(m_placeholders, {})) {
-            const auto moved = m_moved.find(sector);
-            if (moved == m_moved.end()) {
+        if (m_moved.empty()) {
+            if (!m_placeholders.empty()) {
                 FailToMerge();
             }
-            PlaceMoved(moved->second, placeholder);
-            m_moved.erase(moved);
+            return false;
+        }
+        for (auto& [sector, moved] : std::exchange(m_moved, {})) {
+            PlaceUnclaimed(moved);
         }
         return true;
+    }
+
+    // Rock Ridge hides a directory that no placeholder leads to, and readers without it find it
+    // where it was. Some programs hide their relocation directory so: it stays in the root.
+    void PlaceUnclaimed(Moved& moved) {
+        IsoDirectory& root = m_run.tree.Root();
+        IsoDirectory* const relocation = m_run.tree.RelocationDirectory();
+        const std::u16string& name = moved.old.entry.name;
+        const bool wasInRoot = moved.holder == &root;
+        if (wasInRoot && relocation != nullptr && relocation->self->name == name) {
+            m_pending.push_back({relocation, OldExtent::Of(moved.old.entry.record), 1});
+        } else if (wasInRoot && !HasName(root, name)) {
+            Adopt(root, moved.old, 0);
+        } else {
+            PlaceMoved(moved.old, {nullptr, nullptr, 1});
+        }
     }
 
     void PlaceMoved(OldEntry& old, const Placeholder& placeholder) {
@@ -316,8 +357,10 @@ class Merger {
     PreviousDisc m_disc;
     OldDirectoryReader m_reader;
     std::vector<Pending> m_pending;
+    // By the sector that both name.
     std::map<uint32_t, Placeholder> m_placeholders;
-    std::map<uint32_t, OldEntry> m_moved;
+    std::map<uint32_t, Moved> m_moved;
+    std::set<uint32_t> m_met; // those that are in both
 };
 
 } // namespace

@@ -8,10 +8,10 @@
 // - Everything else on the disc is kept as it stands: ISO name, dates, flags, extents, System Use
 //   data. If an ISO name is taken by a new entry, the old one gets digits as after any clash.
 // - Relocated directories of the old session are found by their CL entries, and stand in the
-//   relocation directory of the new volume.
-// - A folder of the queue replaces an old file; a file that would replace an old folder, and so
-// hide
-//   all that it holds, fails the merge.
+//   relocation directory of the new volume. One that no CL leads to stays, hidden from Rock Ridge
+//   as before.
+// - A folder of the queue replaces an old file. A file that would replace an old folder, and so
+//   hide all that it holds, fails the merge.
 //
 // Old names come from Rock Ridge or from TRANS.TBL; without either they are the ISO names. Only the
 // primary tree is read: a boot record or names that only Joliet shows are not carried on.

@@ -71,6 +71,9 @@ OldEntry MakeEntry(std::span<const uint8_t> bytes) {
 std::vector<OldEntry> SplitRecords(std::span<const uint8_t> sectors) {
     std::vector<OldEntry> entries;
     for (size_t at = 0; at < sectors.size();) {
+        if (entries.size() > kMostMemory / sizeof(OldEntry)) {
+            FailToMerge();
+        }
         const size_t length = sectors[at];
         if (length == 0) {
             at = (at / kSectorBytes + 1) * kSectorBytes;
@@ -272,7 +275,7 @@ std::vector<OldEntry> OldDirectoryReader::Read(const OldExtent& directory) {
     if (directory.bytes == 0) {
         return {};
     }
-    if (!m_read.insert(directory.sector).second) {
+    if (directory.bytes > kMostMemory || !m_read.insert(directory.sector).second) {
         FailToMerge();
     }
     std::vector<OldEntry> entries = SplitRecords(m_disc.ReadSectors(directory));
