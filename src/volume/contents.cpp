@@ -17,6 +17,9 @@ namespace larkspin {
 
 namespace {
 
+// Addresses have 32 bits, and the jobs count sectors with a sign; no disc comes near.
+constexpr uint64_t kMostSectors = INT32_MAX;
+
 void TakeExtentOf(const IsoDirectory& directory, DirectoryRecord& record) {
     record.extent = directory.iso_extent;
     record.size = RoundToSectors(directory.iso_size);
@@ -27,6 +30,9 @@ void AssignFile(VolumeRun& run, IsoEntry& entry, uint32_t padSectors) {
     entry.start_sector = run.plan_sector;
     if (entry.size == 0 && padSectors == 0) {
         return;
+    }
+    if (uint64_t{run.plan_sector} + SectorsOf(entry.size) + padSectors > kMostSectors) {
+        throw CCDWriterISOGenException(u"The files are too large for one volume.");
     }
     DeferredFile& file = run.contents.emplace_back();
     file.entry = &entry;

@@ -27,6 +27,7 @@ struct DeferredFile {
 // Gives each entry of the tree its extent, in the order of directories and of their ISO chains, or,
 // in a DVD-Video folder with `dvd_video`, in the order that dvdvideo.h tells. An entry that has one
 // (a file kept from a previous session) is passed over. Directories must have their extents.
+// Fails if the volume would get more sectors than can be counted.
 void AssignContents(VolumeRun& run);
 
 // Moves what StreamContents needs out of the entries, so that the tree can be cleared.

@@ -13,6 +13,9 @@ constexpr int32_t kQuarterHour = 15 * 60;
 // A day's distance from the ends of the field's range keeps every zone inside it.
 constexpr int64_t kEarliest = -2'208'988'800 + 86'400; // 2 January 1900
 constexpr int64_t kLatest = 5'869'583'999 - 86'400;    // 30 December 2155
+// The same for a year of four digits.
+constexpr int64_t kFirstOfDigits = -62'135'596'800 + 86'400; // 2 January of the year 1
+constexpr int64_t kLastOfDigits = 253'402'300'799 - 86'400;  // 30 December 9999
 
 uint8_t ZoneByte(const std::tm& local) {
     return static_cast<uint8_t>(local.tm_gmtoff / kQuarterHour);
@@ -32,7 +35,7 @@ RecordDate MakeRecordDate(int64_t moment) {
 }
 
 std::string DescriptorDate(int64_t moment) {
-    const std::tm local = LocalTime(moment);
+    const std::tm local = LocalTime(std::clamp(moment, kFirstOfDigits, kLastOfDigits));
     std::string date =
         Format("%4.4d%2.2d%2.2d%2.2d%2.2d%2.2d00", local.tm_year + 1900, local.tm_mon + 1,
                local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);

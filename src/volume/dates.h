@@ -16,7 +16,8 @@ using RecordDate = std::array<uint8_t, 7>;
 // field; such a moment gives the first or the last second that has one.
 RecordDate MakeRecordDate(int64_t moment);
 
-// ECMA-119 8.4.26.1: sixteen digits, hundredths 00, and the zone byte; 17 bytes in all.
+// ECMA-119 8.4.26.1: sixteen digits, hundredths 00, and the zone byte; 17 bytes in all. The years
+// are 1 to 9999, with the same rule for what lies outside.
 std::string DescriptorDate(int64_t moment);
 
 // Remembers recent conversions: the files of a folder often share their times.
