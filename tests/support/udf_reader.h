@@ -39,14 +39,12 @@ class UdfReader {
     // `image` holds the sectors from `first` on. A `cut` image lacks its end.
     explicit UdfReader(Bytes image, uint32_t first = 0, bool cut = false)
         : m_image(std::move(image)), m_nFirst(first) {
-        const char* const recognition[] = {"BEA01", "NSR02", "TEA01"};
         uint32_t at = first + 16;
         while (Text(Sector(at), 1, 5) == "CD001") {
             ++at;
         }
-        for (const char* identifier : recognition) {
-            Require(Text(Sector(at), 1, 5) == identifier, "recognition area");
-            ++at;
+        for (const char* identifier : {"BEA01", "NSR02", "TEA01"}) {
+            Require(Text(Sector(at++), 1, 5) == identifier, "recognition area");
         }
         CheckAnchor(first + 256);
         if (!cut) {
@@ -117,20 +115,12 @@ class UdfReader {
     View Sector(uint32_t sector) const { return Area(sector, kSector); }
 
     static uint16_t Crc(View bytes) {
-        static const std::vector<uint32_t> table = [] {
-            std::vector<uint32_t> rows(256);
-            for (uint32_t byte = 0; byte < rows.size(); ++byte) {
-                uint32_t crc = byte << 8;
-                for (int bit = 0; bit < 8; ++bit) {
-                    crc = (crc & 0x8000) != 0 ? crc << 1 ^ 0x1021 : crc << 1;
-                }
-                rows[byte] = crc & 0xFFFF;
-            }
-            return rows;
-        }();
         uint32_t crc = 0;
         for (const uint8_t byte : bytes) {
-            crc = (crc << 8 & 0xFFFF) ^ table[crc >> 8 ^ byte];
+            crc ^= static_cast<uint32_t>(byte) << 8;
+            for (int bit = 0; bit < 8; ++bit) {
+                crc = (crc & 0x8000) != 0 ? (crc << 1 ^ 0x1021) & 0xFFFF : crc << 1;
+            }
         }
         return static_cast<uint16_t>(crc);
     }

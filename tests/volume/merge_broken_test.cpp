@@ -12,13 +12,9 @@ constexpr const char16_t* kCannotMerge = u"Cannot merge previous session.";
 class BrokenDisc : public testing::Test {
   protected:
     void SetUp() override {
-        MemoryFiles files;
-        files.AddFolder(u"/DIR");
-        files.AddFolder(u"/DIR/SUB");
-        files.AddFile(u"/DIR/SUB/IN", "in");
-        files.AddFile(u"/FILE.TXT", std::string(5000, 'f'));
-        files.AddFile(m_longName, "long");
-        m_disc.Append(files, {u"/DIR", u"/FILE.TXT", m_longName});
+        m_disc.Append({{u"/DIR/SUB/IN", "in"},
+                       {u"/FILE.TXT", std::string(5000, 'f')},
+                       {u"/" + std::u16string(200, u'l'), "long"}});
         m_root = m_disc.Reader().Root().extent;
     }
 
@@ -43,13 +39,10 @@ class BrokenDisc : public testing::Test {
         }
     }
     VolumeResult Merge() {
-        MemoryFiles files;
-        files.AddFolder(u"/DIR");
-        files.AddFile(u"/DIR/NEW", "new");
-        return m_disc.Merge(files, {u"/DIR"});
+        MemoryFiles files({{u"/DIR/NEW", "new"}});
+        return m_disc.Merge(files, files.Items());
     }
 
-    const std::u16string m_longName = u"/" + std::u16string(200, u'l');
     MemoryDisc m_disc;
     uint32_t m_root = 0;
 };
@@ -64,12 +57,11 @@ TEST_F(BrokenDisc, EndsWithAText) {
     const auto ceAt = static_cast<uint32_t>(ce - m_disc.bytes.data());
     const char16_t* const noFile = u"Cannot parse Rock Ridge attributes for 'FILE.TXT'.";
     const char16_t* const noLong = u"Cannot parse Rock Ridge attributes for 'LLLLLLLL.'.";
-    struct Case {
+    const struct {
         const char* what;
         const char16_t* text;
         std::function<void()> damage;
-    };
-    const std::vector<Case> cases = {
+    } cases[] = {
         {"no descriptor", u"Unable to find previous session.", [&] { descriptor[1] = 'X'; }},
         {"sectors of another size", u"Previous session has incompatible sector size 1024.",
          [&] { descriptor[129] = 4; }},
@@ -114,13 +106,12 @@ TEST_F(BrokenDisc, EndsWithAText) {
     };
     const std::vector<uint8_t> whole = m_disc.bytes;
     ASSERT_EQ(Merge().error, u"");
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         std::copy(whole.begin(), whole.end(), m_disc.bytes.begin());
         c.damage();
         const VolumeResult result = Merge();
         EXPECT_EQ(result.error, c.text) << c.what;
-        EXPECT_TRUE(result.image.empty()) << c.what;
-        EXPECT_FALSE(result.toldSectors) << c.what;
+        EXPECT_TRUE(result.image.empty() && !result.toldSectors) << c.what;
     }
 }
 
@@ -128,36 +119,73 @@ TEST_F(BrokenDisc, EveryReadThatFailsEndsTheMerge) {
     ASSERT_EQ(Merge().error, u"");
     const size_t reads = m_disc.reads.size();
     EXPECT_LE(reads, 24u); // 17 to find the descriptor, the root's dot, 3 folders, 1 area
-    for (size_t read = 1; read <= reads; ++read) {
-        m_disc.failingRead = read;
+    for (m_disc.failingRead = 1; m_disc.failingRead <= reads; ++m_disc.failingRead) {
         const VolumeResult result = Merge();
-        EXPECT_EQ(result.error, u"Cannot read disk.") << read;
-        EXPECT_TRUE(result.image.empty()) << read;
+        EXPECT_EQ(result.error, u"Cannot read disk.") << m_disc.failingRead;
+        EXPECT_TRUE(result.image.empty()) << m_disc.failingRead;
     }
 }
 
-TEST(MergeSize, FortyThousandNamesAreReadOnceInLargePieces) {
+// The links between a relocated folder and its place.
+TEST(BrokenRelocation, LosesNothing) {
+    const std::u16string deep = u"/d/d/d/d/d/d/d/d/d";
+    const auto copy = [](char* to, const char* from) { std::copy_n(from, 12, to); };
+    const struct {
+        const char* what;
+        const char16_t* text;
+        std::function<void(char* cl, char* otherCl, char* re)> damage;
+    } cases[] = {
+        {"as it was", u"", [](char*, char*, char*) {}},
+        {"a link to nowhere", kCannotMerge, [](char* cl, char*, char*) { cl[4] ^= 1; }},
+        {"two links to one folder", kCannotMerge,
+         [&](char* cl, char* otherCl, char*) { copy(otherCl, cl); }},
+        {"a link to an ordinary folder", kCannotMerge,
+         [](char*, char*, char* re) { std::copy_n("AL", 2, re); }},
+        {"no link", u"", [](char* cl, char*, char*) { *cl = 'A'; }},
+    };
+    for (const auto& c : cases) {
+        MemoryDisc disc;
+        disc.Append({{deep + u"/in", "in"}, {u"/e" + deep.substr(2) + u"/in", "in"}});
+        char* const bytes = reinterpret_cast<char*>(disc.bytes.data());
+        const auto find = [&](char* from, std::string_view text) {
+            return std::search(from, bytes + disc.bytes.size(), text.begin(), text.end());
+        };
+        char* const cl = find(bytes, "CL\x0C\1");
+        char* const re = find(bytes, "RE\4\1");
+        c.damage(cl, find(cl + 4, "CL\x0C\1"), re);
+        MemoryFiles files({{u"/new", "new"}});
+        const VolumeResult result = disc.Merge(files, files.Items());
+        EXPECT_EQ(result.error, c.text) << c.what;
+        if (result.error.empty()) {
+            disc.Append(files);
+            size_t found = 0; // a folder without a link stays where readers of ISO 9660 see it
+            for (const auto& [path, text] : ContentsOf(disc.Reader(), disc.Reader().IsoTree())) {
+                found += text == "in" ? 1 : 0;
+            }
+            EXPECT_EQ(found, 2u) << c.what;
+        }
+    }
+}
+
+TEST(MergeSize, TenThousandNamesAreReadOnceInLargePieces) {
     MemoryFiles files;
-    files.AddFolder(u"/f");
-    for (int i = 0; i < 40'000; ++i) {
+    for (int i = 0; i < 10'000; ++i) {
         files.AddFile(FormatWide("/f/%05d %s", i, std::string(i % 4 == 0 ? 150 : 20, 'n').c_str()),
                       "x");
     }
     MemoryDisc disc;
-    disc.Append(files, {u"/f"});
-    MemoryFiles second;
-    second.AddFile(u"/new", "new");
-    disc.Append(second, {u"/new"});
-    EXPECT_EQ(disc.Reader().RockRidgeTree().size(), 40'002u);
+    disc.Append(files);
+    disc.Append({{u"/new", "new"}});
+    EXPECT_EQ(disc.Reader().RockRidgeTree().size(), 10'002u);
     uint32_t sectors = 0;
     for (const MemoryDisc::Read& read : disc.reads) {
         sectors += read.count;
     }
     const IsoReader first(disc.bytes);
     const uint32_t folder = first.Directory(first.Root()).at(2).size / 2048;
-    const uint32_t areas = 40'000 / 4 * 120 / 2048; // about
+    const uint32_t areas = 10'000 / 4 * 120 / 2048; // about
     EXPECT_LT(sectors, folder + 2 * areas + 300);
-    EXPECT_LT(disc.reads.size(), folder / 16 + 40'000 / 256 * 3 + 40);
+    EXPECT_LT(disc.reads.size(), folder / 16 + 10'000 / 256 * 3 + 40);
 }
 
 } // namespace

@@ -35,33 +35,29 @@ class MemoryDisc final : public IBlockReader {
     uint32_t Sectors() const { return static_cast<uint32_t>(bytes.size() / 2048); }
 
     // Runs the generator over the last session; the disc stays as it is.
-    VolumeResult Merge(IFileSystem& files, const std::vector<std::u16string>& queue) {
-        FixedClock clock;
-        MemorySink sink;
-        VolumeResult result;
-        CCDWriterISOGen generator(files, clock);
-        generator.ResetOptions();
+    VolumeResult Merge(IFileSystem& files, const Queue& queue,
+                       const std::function<void(GenOptions&)>& setOptions = {}) {
         reads.clear();
-        try {
-            generator.MakeMergedVolume(queue, sink, lastSession, Sectors(), *this,
-                                       [&](uint32_t sectors) {
-                                           result.toldSectors = sectors;
-                                           isWriting = true;
-                                       });
-        } catch (const CCDWriterISOGenException& failure) {
-            result.error = failure.WideText();
-        }
+        const VolumeResult result = RunGenerator(files, queue,
+                                                 {.sessionBase = Sectors(),
+                                                  .setOptions = setOptions,
+                                                  .drive = this,
+                                                  .previousBase = lastSession,
+                                                  .onSizeReady = [this] { isWriting = true; }});
         isWriting = false;
-        result.image = std::move(sink.bytes);
         return result;
     }
 
     // Adds a session, the first or a further one; its sectors.
-    uint32_t Append(IFileSystem& files, const std::vector<std::u16string>& queue) {
+    uint32_t Append(MemoryFiles& files) { return Append(files, files.Items()); }
+    uint32_t Append(MemoryFiles&& files) { return Append(files); }
+    uint32_t Append(IFileSystem& files, const Queue& queue) {
         const VolumeResult result = bytes.empty() ? MakeVolume(files, queue) : Merge(files, queue);
         EXPECT_EQ(result.error, u"");
         EXPECT_EQ(result.toldSectors, result.image.size() / 2048);
         lastSession = Sectors();
+        EXPECT_EQ(IsoReader::Both32(IsoReader(result.image, lastSession).Primary(), 80),
+                  result.toldSectors);
         bytes.insert(bytes.end(), result.image.begin(), result.image.end());
         // Sessions of a CD lie apart.
         bytes.resize(bytes.size() + size_t{2048} * 37, 0xEE);
@@ -105,11 +101,8 @@ class MemoryDisc final : public IBlockReader {
 // the first, which gets this flag, and "B" in the sector behind.
 inline MemoryDisc DiscOfTwins(uint8_t flag) {
     constexpr std::ptrdiff_t kFromFlagsToName = 8; // ECMA-119 9.1
-    MemoryFiles files;
-    files.AddFile(u"/A.BIN", std::string(4096, 'A'));
-    files.AddFile(u"/B.BIN", "B");
     MemoryDisc disc;
-    disc.Append(files, {u"/A.BIN", u"/B.BIN"});
+    disc.Append({{u"/A.BIN", std::string(4096, 'A')}, {u"/B.BIN", "B"}});
     const auto root = disc.bytes.begin() + std::ptrdiff_t{disc.Reader().Root().extent} * 2048;
     const auto find = [root](std::string_view name) {
         return std::search(root, root + 2048, name.begin(), name.end());
@@ -118,23 +111,6 @@ inline MemoryDisc DiscOfTwins(uint8_t flag) {
     *find("B.BIN") = 'A'; // the ISO name
     *find("B.BIN") = 'A'; // the one of Rock Ridge
     return disc;
-}
-
-// What a Rock Ridge reader finds in the last session: contents by path, folders as "folder".
-inline std::map<std::string, std::string> RockRidgeContents(const IsoReader& reader) {
-    std::map<std::string, std::string> contents;
-    for (const auto& [path, record] : reader.RockRidgeTree()) {
-        contents[path] = record.IsDirectory() ? "folder" : TextOf(reader.Contents(record));
-    }
-    return contents;
-}
-
-inline std::map<std::u16string, std::string> JolietContents(const IsoReader& reader) {
-    std::map<std::u16string, std::string> contents;
-    for (const auto& [path, record] : reader.JolietTree()) {
-        contents[path] = record.IsDirectory() ? "folder" : TextOf(reader.Contents(record));
-    }
-    return contents;
 }
 
 } // namespace larkspin

@@ -1,10 +1,13 @@
 // Running other programs over a volume, and comparing trees of files.
 #pragma once
 
+#include "support/temp_folder.h"
+
 #include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <map>
 #include <string>
@@ -52,28 +55,34 @@ inline std::map<std::string, std::string> TreeOf(const fs::path& top) {
 }
 
 // The paths in which two trees differ, a line each.
-inline std::string Difference(const std::map<std::string, std::string>& found,
-                              const std::map<std::string, std::string>& expected) {
+template <typename Tree>
+std::string Difference(const Tree& found, const Tree& expected) {
     std::string lines;
     for (const auto& [path, contents] : expected) {
         const auto at = found.find(path);
-        if (at == found.end()) {
-            lines += "missing: " + path + "\n";
-        } else if (at->second != contents) {
-            lines += "other contents: " + path + "\n";
+        if (at == found.end() || at->second != contents) {
+            lines += (at == found.end() ? "missing: " : "other contents: ") + path + "\n";
         }
     }
     for (const auto& [path, contents] : found) {
-        if (!expected.contains(path)) {
-            lines += "unexpected: " + path + "\n";
-        }
+        lines += expected.contains(path) ? "" : "unexpected: " + path + "\n";
     }
     return lines;
 }
 
-// Extracted folders may be read-only; the temporary folder must still go away.
-inline void MakeWritable(const fs::path& top) {
-    RunCommand("chmod -R u+rwX '" + top.native() + "'");
+// What a program extracts: `command` runs in an empty folder and must fill it.
+inline std::map<std::string, std::string> Extract(const std::string& command,
+                                                  CommandResult* result = nullptr) {
+    const TempFolder out;
+    const CommandResult run =
+        RunCommand("cd '" + out.Path() + "' && LC_ALL=C.UTF-8 " + command + " 2>&1");
+    RunCommand("chmod -R u+rwX '" + out.Path() + "'"); // so that the folder can go away
+    if (result != nullptr) {
+        *result = run;
+    } else {
+        EXPECT_EQ(run.status, 0) << command << "\n" << run.output;
+    }
+    return TreeOf(out.Path());
 }
 
 } // namespace larkspin

@@ -7,6 +7,8 @@
 #include "volume/iso_gen.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,6 +19,8 @@
 #include <vector>
 
 namespace larkspin {
+
+using Queue = std::vector<std::u16string>;
 
 // Folders list their names in the order in which they were added.
 class MemoryFiles final : public IFileSystem {
@@ -34,9 +38,16 @@ class MemoryFiles final : public IFileSystem {
 
     static constexpr int64_t kTime = 1'000'000'000;
 
+    MemoryFiles() = default;
+    // Files by their paths.
+    MemoryFiles(std::initializer_list<std::pair<std::u16string, std::string>> files) {
+        for (const auto& [path, text] : files) {
+            AddFile(path, text);
+        }
+    }
+    // The folders above are made as needed.
     Node& AddFolder(const std::u16string& path) {
-        Node& node = Add(path, FileStatus::Type::Folder, 0x41ED);
-        return node;
+        return Add(path, FileStatus::Type::Folder, 0x41ED);
     }
     Node& AddFile(const std::u16string& path, std::string_view text = "") {
         Node& node = Add(path, FileStatus::Type::Regular, 0x81A4);
@@ -47,6 +58,14 @@ class MemoryFiles final : public IFileSystem {
     Node& At(const std::u16string& path) { return m_nodes.at(path); }
     // The folder goes on listing the name.
     void Remove(const std::u16string& path) { m_nodes.erase(path); }
+    // All that stands at the top, in the order of arrival.
+    Queue Items() const {
+        Queue items = m_nodes.at(u"/").names;
+        for (std::u16string& item : items) {
+            item.insert(0, u"/");
+        }
+        return items;
+    }
 
     bool Status(const std::u16string& path, FileStatus* status) override {
         const auto found = m_nodes.find(path);
@@ -73,10 +92,8 @@ class MemoryFiles final : public IFileSystem {
     }
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
         const auto found = m_nodes.find(path);
-        if (found == m_nodes.end() || !found->second.opens) {
-            return nullptr;
-        }
-        return std::make_unique<File>(found->second);
+        return found != m_nodes.end() && found->second.opens ? std::make_unique<File>(found->second)
+                                                             : nullptr;
     }
     std::unique_ptr<IMappedFile> Map(const std::u16string&) override { return nullptr; }
     bool PatchBytes(const std::u16string& path, uint64_t offset,
@@ -117,6 +134,12 @@ class MemoryFiles final : public IFileSystem {
     };
 
     Node& Add(const std::u16string& path, FileStatus::Type type, uint32_t mode) {
+        const size_t cut = path.rfind(u'/');
+        if (cut != std::u16string::npos && path.size() > 1 && !m_nodes.contains(path)) {
+            const std::u16string parent = path.substr(0, std::max<size_t>(cut, 1));
+            (m_nodes.contains(parent) ? m_nodes[parent] : AddFolder(parent))
+                .names.push_back(path.substr(cut + 1));
+        }
         Node& node = m_nodes[path];
         node.status.type = type;
         node.status.mode = mode;
@@ -126,12 +149,6 @@ class MemoryFiles final : public IFileSystem {
         node.status.modifyTime = kTime;
         node.status.accessTime = kTime + 86400;
         node.status.changeTime = kTime + 2 * 86400;
-        const char16_t separator = path.front() == u'/' ? u'/' : u'\\';
-        const size_t cut = path.rfind(separator);
-        const std::u16string parent = cut == 0 ? u"/" : path.substr(0, cut);
-        if (path.size() > 1 && m_nodes.contains(parent)) {
-            m_nodes[parent].names.push_back(path.substr(cut + 1));
-        }
         return node;
     }
 
@@ -146,56 +163,111 @@ class FixedClock final : public IClock {
     void Sleep(std::chrono::milliseconds) override {}
 };
 
-class MemorySink final : public IByteSink {
+// The time zone of this process for as long as it lives.
+class ZoneScope {
   public:
-    bool Write(const void* data, size_t size) override {
-        ++writes;
-        if (bytes.size() + size > readerLeavesAfter) {
-            return false;
-        }
-        const auto* begin = static_cast<const uint8_t*>(data);
-        bytes.insert(bytes.end(), begin, begin + size);
-        return true;
+    explicit ZoneScope(const char* zone) { Set(zone); }
+    ZoneScope(const ZoneScope&) = delete;
+    ZoneScope& operator=(const ZoneScope&) = delete;
+    ~ZoneScope() { Set("UTC"); }
+
+  private:
+    static void Set(const char* zone) {
+        ::setenv("TZ", zone, 1);
+        ::tzset();
     }
-    std::vector<uint8_t> bytes;
-    size_t readerLeavesAfter = SIZE_MAX;
-    size_t writes = 0;
+};
+
+struct VolumeRequest {
+    uint32_t sessionBase = 0;
+    std::function<void(GenOptions&)> setOptions = {};
+    size_t readerLeavesAfter = SIZE_MAX; // bytes
+    IBlockReader* drive = nullptr;       // with the session to merge
+    uint32_t previousBase = 0;
+    std::function<void()> onSizeReady = {};
 };
 
 struct VolumeResult {
     std::vector<uint8_t> image;
     std::optional<uint32_t> toldSectors;
-    size_t bytesBeforeTold = 0; // what the sink had when the size was told
+    size_t writes = 0;
+    size_t writesBeforeTold = 0; // those in front of the telling of the size
     std::u16string error;
     std::vector<std::u16string> notices;
 };
 
-inline VolumeResult MakeVolume(IFileSystem& files, const std::vector<std::u16string>& queue,
-                               uint32_t sessionBase = 0,
-                               const std::function<void(GenOptions&)>& setOptions = {}) {
+inline VolumeResult RunGenerator(IFileSystem& files, const Queue& queue,
+                                 const VolumeRequest& request) {
+    class Sink final : public IByteSink {
+      public:
+        Sink(VolumeResult& result, size_t limit) : m_result(result), m_nLimit(limit) {}
+        bool Write(const void* data, size_t size) override {
+            ++m_result.writes;
+            if (m_result.image.size() + size > m_nLimit) {
+                return false;
+            }
+            const auto* begin = static_cast<const uint8_t*>(data);
+            m_result.image.insert(m_result.image.end(), begin, begin + size);
+            return true;
+        }
+
+      private:
+        VolumeResult& m_result;
+        size_t m_nLimit;
+    };
     FixedClock clock;
-    MemorySink sink;
     VolumeResult result;
+    Sink sink(result, request.readerLeavesAfter);
     CCDWriterISOGen generator(files, clock);
     generator.ResetOptions();
-    if (setOptions) {
-        setOptions(generator.Options());
+    if (request.setOptions) {
+        request.setOptions(generator.Options());
     }
     generator.SetNotice([&](const std::u16string& text) { result.notices.push_back(text); });
+    const auto sizeReady = [&](uint32_t sectors) {
+        result.toldSectors = sectors;
+        result.writesBeforeTold = result.writes;
+        if (request.onSizeReady) {
+            request.onSizeReady();
+        }
+    };
     try {
-        generator.MakeVolume(queue, sink, 0, sessionBase, [&](uint32_t sectors) {
-            result.toldSectors = sectors;
-            result.bytesBeforeTold = sink.bytes.size();
-        });
+        if (request.drive != nullptr) {
+            generator.MakeMergedVolume(queue, sink, request.previousBase, request.sessionBase,
+                                       *request.drive, sizeReady);
+        } else {
+            generator.MakeVolume(queue, sink, request.previousBase, request.sessionBase, sizeReady);
+        }
     } catch (const CCDWriterISOGenException& failure) {
         result.error = failure.WideText();
     }
-    result.image = std::move(sink.bytes);
     return result;
+}
+
+inline VolumeResult MakeVolume(IFileSystem& files, const Queue& queue, uint32_t sessionBase = 0,
+                               const std::function<void(GenOptions&)>& setOptions = {}) {
+    return RunGenerator(files, queue, {.sessionBase = sessionBase, .setOptions = setOptions});
 }
 
 inline std::string TextOf(const std::vector<uint8_t>& bytes) {
     return {bytes.begin(), bytes.end()};
+}
+
+// What a reader of a tree finds: contents by path, folders as "folder".
+template <typename Tree>
+std::map<typename Tree::key_type, std::string> ContentsOf(const IsoReader& reader,
+                                                          const Tree& tree) {
+    std::map<typename Tree::key_type, std::string> contents;
+    for (const auto& [path, record] : tree) {
+        contents[path] = record.IsDirectory() ? "folder" : TextOf(reader.Contents(record));
+    }
+    return contents;
+}
+inline auto RockRidgeContents(const IsoReader& reader) {
+    return ContentsOf(reader, reader.RockRidgeTree());
+}
+inline auto JolietContents(const IsoReader& reader) {
+    return ContentsOf(reader, reader.JolietTree());
 }
 
 } // namespace larkspin
