@@ -7,15 +7,19 @@
 // drives that pad a shorter one, this one refuses to close it. SYNCHRONIZE CACHE ends a track at
 // once that is long enough. Only closed sessions can be read.
 //
+// A track or session at once is one pass of the laser: when the drive loses the disc or its power
+// in the middle, what was recorded is damaged and takes no more blocks, and closing is all that can
+// be done.
+//
 // The next writable address of a blank disc is -150 while the mode page asks for session at once;
 // of a further session it is the track's start either way, as common hosts expect.
 #pragma once
 
 #include "virtualdrive/cue_plan.h"
 #include "virtualdrive/medium.h"
+#include "virtualdrive/tracks.h"
 
 #include <memory>
-#include <string>
 
 namespace larkspin {
 
@@ -56,33 +60,25 @@ class CCdMedium : public IMedium {
     void DropPlan() { m_plan.reset(); }
 
   private:
-    uint32_t OpenSession() const;
-    bool HasOpenSession() const;
-    uint32_t NextTrackNumber() const;
+    // Blocks from the last lead-out's start to the next session's first track.
+    static int32_t SessionGap(size_t closedSessions);
     int32_t NextTrackStart() const;
     int32_t LastLeadOut() const { return static_cast<int32_t>(State().capacity); }
-    const DiscTrack* OpenTrack() const;
-    DiscTrack* OpenTrack();
-    uint32_t WrittenBlocks(const DiscTrack& track) const;
-    const DiscTrack* TrackAt(int32_t block) const;
-    const DiscTrack* TrackByAddress(TrackAddress by, uint32_t number) const;
     TrackInformation InvisibleTrack(const WriteParameters& parameters) const;
+    bool IsTooShort(const DiscTrack& open) const;
 
-    SenseCode BeginTrackAtOnce(const WriteParameters& parameters);
     SenseCode WriteTrackAtOnce(const WriteParameters& parameters, int32_t block, uint32_t count,
                                std::span<const uint8_t> data);
     SenseCode WriteSessionAtOnce(int32_t block, uint32_t count, std::span<const uint8_t> data);
     SenseCode EndSessionAtOnce(const WriteParameters& parameters);
     void CutOffRecording();
-    SenseCode CompleteTrack(DiscTrack& track);
     SenseCode CloseSession(const WriteParameters& parameters);
-    void AddClosedSession(bool finalize);
 
-    void AppendTrackToc(bool msf, uint8_t start, CAnswer& answer) const;
-    void AppendSessionToc(bool msf, CAnswer& answer) const;
+    void AppendPma(CAnswer& answer) const;
     void AppendFullToc(uint8_t firstSession, CAnswer& answer) const;
     void AppendAtip(CAnswer& answer) const;
 
+    CTracks m_tracks;
     // Session at once between the cue sheet and the last block.
     std::unique_ptr<CCuePlan> m_plan;
     int32_t m_nextPlanned = 0;

@@ -11,13 +11,13 @@ SenseCode CCdMedium::SendCueSheet(const WriteParameters& parameters,
                                   std::span<const uint8_t> sheet) {
     if (!IsWritable())
         return sense::kCannotWriteIncompatibleMedium;
-    if (parameters.writeType != WriteParameters::SessionAtOnce || HasOpenSession())
+    if (parameters.writeType != WriteParameters::SessionAtOnce || m_tracks.HasOpenSession())
         return sense::kCommandSequenceError;
     CCuePlan::Place place;
     place.start = NextTrackStart() - kPregapFrames;
-    place.firstTrack = static_cast<uint8_t>(NextTrackNumber());
+    place.firstTrack = static_cast<uint8_t>(m_tracks.NextNumber());
     place.lastLeadOut = LastLeadOut();
-    place.session = OpenSession();
+    place.session = m_tracks.OpenSession();
     auto plan = std::make_unique<CCuePlan>();
     if (const SenseCode code = plan->Parse(sheet, place); !code.IsGood())
         return code;
@@ -36,7 +36,7 @@ SenseCode CCdMedium::WriteSessionAtOnce(int32_t block, uint32_t count,
     if (area == nullptr || int64_t{block} + count > m_plan->LeadOut())
         return sense::kInvalidAddressForWrite;
     const uint32_t blockBytes = area->hostBytes;
-    if (data.size() < size_t{count} * blockBytes)
+    if (data.size() != size_t{count} * blockBytes)
         return sense::kDataPhaseError;
     // One command holds blocks of one form.
     for (int32_t at = block; at < block + static_cast<int32_t>(count); at = m_plan->AreaAt(at)->end)
@@ -44,7 +44,7 @@ SenseCode CCdMedium::WriteSessionAtOnce(int32_t block, uint32_t count,
             m_plan->AreaAt(at)->isData != area->isData)
             return sense::kIllegalModeForTrack;
 
-    if (!HasOpenSession()) {
+    if (!m_tracks.HasOpenSession()) {
         for (const DiscTrack& track : m_plan->Tracks()) {
             if (!Store().BeginFile(track.file))
                 return sense::kWriteError;
@@ -54,7 +54,7 @@ SenseCode CCdMedium::WriteSessionAtOnce(int32_t block, uint32_t count,
             return code;
     }
     for (const DiscTrack& track : State().tracks) {
-        if (track.session != OpenSession())
+        if (track.session != m_tracks.OpenSession())
             continue;
         // What lies in front of the first stored block is a pause that nobody reads.
         const int32_t from = std::max(block, track.start - track.pregap);
@@ -63,8 +63,7 @@ SenseCode CCdMedium::WriteSessionAtOnce(int32_t block, uint32_t count,
             continue;
         const auto part = data.subspan(static_cast<size_t>(from - block) * blockBytes,
                                        static_cast<size_t>(to - from) * blockBytes);
-        const uint64_t offset = static_cast<uint64_t>(from - track.fileStart) * blockBytes;
-        if (!Store().Write(track.file, offset, part))
+        if (!Store().Write(track.file, track.ByteOffset(from), part))
             return sense::kWriteError;
     }
     m_nextPlanned = m_plan->SkipMadeByDrive(block + static_cast<int32_t>(count));
@@ -75,22 +74,20 @@ SenseCode CCdMedium::EndSessionAtOnce(const WriteParameters& parameters) {
     m_plan.reset();
     for (DiscTrack& track : State().tracks)
         track.complete = true;
-    AddClosedSession(parameters.multiSession != 3);
-    return Keep();
+    return m_tracks.CloseSession(!parameters.AllowsNextSession());
 }
 
 void CCdMedium::CutOffRecording() {
     auto& tracks = State().tracks;
-    const auto isCutOff = [](const DiscTrack& track) { return track.inOneGo && !track.complete; };
     // Tracks that were never reached go; the first one stays, for the disc is not blank any more.
-    while (tracks.size() > 1 && isCutOff(tracks.back()) && isCutOff(tracks[tracks.size() - 2]) &&
-           WrittenBlocks(tracks.back()) == 0)
+    while (tracks.size() > 1 && !tracks.back().complete && !tracks[tracks.size() - 2].complete &&
+           m_tracks.Written(tracks.back()) == 0)
         tracks.pop_back();
     for (DiscTrack& track : tracks) {
-        if (!isCutOff(track))
+        if (track.complete)
             continue;
         track.damaged = true;
-        track.blocks = std::min(track.blocks, WrittenBlocks(track));
+        track.blocks = std::min(track.blocks, m_tracks.Written(track));
         track.complete = &track != &tracks.back();
     }
 }

@@ -2,32 +2,11 @@
 #include "virtualdrive/answer.h"
 #include "virtualdrive/cd_medium.h"
 #include "virtualdrive/msf.h"
-
-#include <algorithm>
+#include "virtualdrive/toc.h"
 
 namespace larkspin {
 
 namespace {
-
-enum TocFormat : uint8_t {
-    kTracks = 0,
-    kSessions = 1,
-    kFull = 2,
-    kPma = 3,
-    kAtip = 4,
-    kCdText = 5,
-};
-
-constexpr uint8_t kLeadOutTrack = 0xAA;
-constexpr uint8_t kAdrPosition = 1;
-
-void AppendAddress(CAnswer& answer, bool msf, int32_t block) {
-    answer.Append32(msf ? MsfNumber(block) : static_cast<uint32_t>(block));
-}
-
-uint8_t AdrControl(const DiscTrack& track) {
-    return static_cast<uint8_t>(kAdrPosition << 4 | track.control);
-}
 
 // One row of the full TOC: session, ADR and control, TNO 0, point, running time 0, three bytes.
 void AppendPoint(CAnswer& answer, uint32_t session, uint8_t adrControl, uint8_t point,
@@ -39,69 +18,33 @@ void AppendPoint(CAnswer& answer, uint32_t session, uint8_t adrControl, uint8_t 
 } // namespace
 
 SenseCode CCdMedium::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const {
-    const auto& sessions = State().sessions;
-    if (format == kAtip) {
+    switch (format) {
+    case kTocAtip:
         AppendAtip(answer);
         return sense::kGood;
-    }
-    if (format == kPma) {
-        answer.Append({0, 0});
-        for (const DiscTrack& track : State().tracks)
-            if (track.complete)
-                AppendPoint(answer, track.session, AdrControl(track),
-                            static_cast<uint8_t>(track.number), MsfOfBlock(track.start));
+    case kTocPma:
+        AppendPma(answer);
         return sense::kGood;
-    }
-    if (sessions.empty() || format > kCdText)
-        return sense::kInvalidFieldInCdb;
-    if (format == kCdText) {
-        answer.Append({0, 0});
+    case kTocFull:
+    case kTocCdText:
+        if (State().sessions.empty())
+            return sense::kInvalidFieldInCdb;
+        if (format == kTocFull)
+            AppendFullToc(start, answer);
+        else
+            answer.Append({0, 0});
         return sense::kGood;
+    default:
+        return m_tracks.Toc(format, msf, start, answer);
     }
-    if (format == kFull) {
-        AppendFullToc(start, answer);
-        return sense::kGood;
-    }
-    if (format == kSessions) {
-        AppendSessionToc(msf, answer);
-        return sense::kGood;
-    }
-    const auto isReadable = [&](const DiscTrack& track) {
-        return track.session <= sessions.size();
-    };
-    const auto last = std::find_if(State().tracks.rbegin(), State().tracks.rend(), isReadable);
-    if (start > last->number && start != kLeadOutTrack)
-        return sense::kInvalidFieldInCdb;
-    AppendTrackToc(msf, start, answer);
-    return sense::kGood;
 }
 
-void CCdMedium::AppendTrackToc(bool msf, uint8_t start, CAnswer& answer) const {
-    const auto& sessions = State().sessions;
-    CAnswer rows;
-    const DiscTrack* last = nullptr;
-    for (const DiscTrack& track : State().tracks) {
-        if (track.session > sessions.size())
-            break;
-        last = &track;
-        if (track.number < start)
-            continue;
-        rows.Append({0, AdrControl(track), static_cast<uint8_t>(track.number), 0});
-        AppendAddress(rows, msf, track.start);
-    }
-    rows.Append({0, AdrControl(*last), kLeadOutTrack, 0});
-    AppendAddress(rows, msf, sessions.back().leadOut);
-    answer.Append(
-        {static_cast<uint8_t>(State().tracks.front().number), static_cast<uint8_t>(last->number)});
-    answer.Append(rows.Bytes());
-}
-
-void CCdMedium::AppendSessionToc(bool msf, CAnswer& answer) const {
-    const uint32_t last = State().sessions.back().number;
-    const DiscTrack* track = TrackByAddress(TrackAddress::Session, last);
-    answer.Append({1, static_cast<uint8_t>(last), 0, AdrControl(*track),
-                   static_cast<uint8_t>(track->number), 0});
-    AppendAddress(answer, msf, track->start);
+void CCdMedium::AppendPma(CAnswer& answer) const {
+    answer.Append({0, 0});
+    for (const DiscTrack& track : State().tracks)
+        if (track.complete)
+            AppendPoint(answer, track.session, AdrControl(track),
+                        static_cast<uint8_t>(track.number), MsfOfBlock(track.start));
 }
 
 void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {
@@ -111,7 +54,7 @@ void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {
         const DiscSession& session = sessions[i];
         if (session.number < firstSession)
             continue;
-        const DiscTrack* first = TrackByAddress(TrackAddress::Session, session.number);
+        const DiscTrack* first = m_tracks.FirstOf(session.number);
         const DiscTrack* last = first;
         CAnswer rows;
         for (const DiscTrack& track : State().tracks) {
@@ -132,11 +75,10 @@ void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {
         if (isLast && State().finalized)
             continue;
         // Where the next session's program area may begin, and the outermost lead-out.
-        const int32_t gap = i == 0 ? kFirstSessionGap : kNextSessionGap;
-        const Msf next = MsfOfBlock(session.leadOut + gap - kPregapFrames);
+        const Msf next = MsfOfBlock(session.leadOut + SessionGap(i + 1) - kPregapFrames);
         const Msf outermost = MsfOfBlock(LastLeadOut());
         answer.Append({static_cast<uint8_t>(session.number), 0x54, 0, 0xB0, next.minute,
-                       next.second, next.frame, 2, outermost.minute, outermost.second,
+                       next.second, next.frame, 1, outermost.minute, outermost.second,
                        outermost.frame});
     }
 }

@@ -3,6 +3,7 @@
 #include "platform/text.h"
 #include "virtualdrive/cd_medium.h"
 #include "virtualdrive/msf.h"
+#include "virtualdrive/toc.h"
 
 #include <algorithm>
 
@@ -11,7 +12,6 @@ namespace larkspin {
 namespace {
 
 constexpr size_t kEntryBytes = 8;
-constexpr uint8_t kLeadOutTrack = 0xAA;
 constexpr uint8_t kAdrPosition = 1;
 constexpr uint8_t kAdrCatalogNumber = 2;
 constexpr uint8_t kAdrIsrc = 3;

@@ -6,7 +6,12 @@ namespace larkspin {
 
 namespace {
 
+// FORMAT UNIT's parameter list; bits of byte 1 of its header.
 constexpr size_t kFormatListBytes = 12;
+constexpr uint8_t kFormatOptionsValid = 0x80;
+constexpr uint8_t kFormatOptions = 0x78; // DPRY, DCRT, STPF, IP
+constexpr uint8_t kFormatTryOut = 0x04;
+constexpr uint8_t kFormatImmediate = 0x02;
 
 // READ CD, byte 10: sub-channel selection.
 constexpr uint8_t kSubChannelMask = 0x07;
@@ -58,10 +63,14 @@ SenseCode CDrive::WriteBlocks(const CCommand& command, uint32_t count) {
     if (const SenseCode code = CheckWriteParameters(); !code.IsGood())
         return code;
     const std::span<const uint8_t> data = command.Sent();
-    if (count > 0 && !m_speed.Take(static_cast<uint32_t>(data.size())))
+    const auto bytes = static_cast<uint32_t>(data.size());
+    if (count > 0 && !m_speed.HasRoomFor(bytes))
         return sense::kLongWriteInProgress;
-    return m_medium->Write(m_pages.CurrentWriteParameters(), static_cast<int32_t>(command.Be32(2)),
-                           count, data);
+    const SenseCode code = m_medium->Write(m_pages.CurrentWriteParameters(),
+                                           static_cast<int32_t>(command.Be32(2)), count, data);
+    if (code.IsGood())
+        m_speed.Take(bytes);
+    return code;
 }
 
 SenseCode CDrive::Write10(const CCommand& command) {
@@ -137,13 +146,17 @@ SenseCode CDrive::FormatUnit(const CCommand& command) {
     if (command.Sent().size() < kFormatListBytes)
         return sense::kParameterListLength;
     const std::span<const uint8_t> list = command.Sent().first(kFormatListBytes);
-    if (LoadBe16(&list[2]) != kFormatListBytes - 4)
+    // The options of byte 1 mean something only where FOV says so; a try-out is not known.
+    const bool areOptionsGood =
+        (list[1] & kFormatTryOut) == 0 &&
+        ((list[1] & kFormatOptionsValid) != 0 || (list[1] & kFormatOptions) == 0);
+    if (LoadBe16(&list[2]) != kFormatListBytes - 4 || !areOptionsGood)
         return sense::kInvalidFieldInParameterList;
     const SenseCode code = m_medium->FormatMedium(list);
     if (!code.IsGood())
         return code;
     AdoptKind();
-    BeginLongOperation(sense::kFormatInProgress, (list[1] & 0x02) != 0);
+    BeginLongOperation(sense::kFormatInProgress, (list[1] & kFormatImmediate) != 0);
     return sense::kGood;
 }
 

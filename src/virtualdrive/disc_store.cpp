@@ -84,6 +84,37 @@ std::string ToText(const DiscState& state) {
     return text.str();
 }
 
+// A state that another hand has written could lead out of the folder or make the drive look for
+// what is not there.
+bool IsConsistent(const DiscState& state) {
+    constexpr uint32_t kMostBlocks = 0x1000'0000;
+    uint32_t number = 0;
+    uint32_t session = 0;
+    for (const DiscTrack& track : state.tracks) {
+        const bool isNext = track.number == number + 1 &&
+                            (track.session == session || track.session == session + 1);
+        const bool isBlockGood =
+            track.blockBytes == kDataBlockBytes || track.blockBytes == kAudioBlockBytes;
+        const bool isPlaceGood = track.start >= 0 && track.pregap >= 0 &&
+                                 track.fileStart <= track.start - track.pregap &&
+                                 uint64_t{track.blocks} + static_cast<uint32_t>(track.start) +
+                                         track.reserved + track.runOut <=
+                                     kMostBlocks;
+        const bool isFileGood = !track.file.empty() && track.file.find('/') == std::string::npos;
+        if (!isNext || !isBlockGood || !isPlaceGood || !isFileGood)
+            return false;
+        number = track.number;
+        session = track.session;
+    }
+    for (size_t i = 0; i < state.sessions.size(); ++i)
+        if (state.sessions[i].number != i + 1 || state.sessions[i].leadOut < 0)
+            return false;
+    // Every closed session has its tracks; one more may be open.
+    const size_t closed = state.sessions.size();
+    return state.capacity > 0 && state.capacity <= kMostBlocks &&
+           (session == closed || session == closed + 1) && (!state.finalized || session == closed);
+}
+
 // Throws boost::property_tree::ptree_error on anything that is no state.
 DiscState FromText(const std::string& text) {
     ptree root;
@@ -105,9 +136,8 @@ DiscState FromText(const std::string& text) {
             state.tracks.push_back(TrackFromTree(number, section));
         }
     }
-    for (const DiscTrack& track : state.tracks)
-        if (track.blockBytes != kDataBlockBytes && track.blockBytes != kAudioBlockBytes)
-            throw boost::property_tree::ptree_bad_data("block-bytes", track.blockBytes);
+    if (!IsConsistent(state))
+        throw boost::property_tree::ptree_error("contradictory state");
     return state;
 }
 

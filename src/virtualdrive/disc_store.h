@@ -39,6 +39,10 @@ struct DiscTrack {
 
     bool IsData() const { return (control & 4) != 0; }
     int32_t End() const { return start + static_cast<int32_t>(blocks); }
+    // Where a block lies in the file.
+    uint64_t ByteOffset(int32_t block) const {
+        return static_cast<uint64_t>(block - fileStart) * blockBytes;
+    }
 };
 
 // A closed session.

@@ -2,7 +2,6 @@
 
 #include "virtualdrive/answer.h"
 #include "virtualdrive/features.h"
-#include "virtualdrive/msf.h"
 
 #include <algorithm>
 #include <array>
@@ -47,19 +46,6 @@ constexpr size_t kAdipBytes = 256;
 constexpr size_t kPreRecordedBytes = 40;
 constexpr uint8_t kDiscSize120 = 0x0F;     // 120 mm, maximum rate not specified
 constexpr uint32_t kFirstSector = 0x30000; // physical sector number of block 0
-
-constexpr uint8_t kAdrControlData = 0x14;
-constexpr uint8_t kLeadOutTrack = 0xAA;
-
-void AppendAddress(CAnswer& answer, bool msf, int32_t block) {
-    constexpr int32_t lastMsfBlock = FramesOfMsf(99, 59, 74) - kPregapFrames;
-    answer.Append32(msf ? MsfNumber(std::min(block, lastMsfBlock)) : static_cast<uint32_t>(block));
-}
-
-void AppendTocEntry(CAnswer& answer, uint32_t track, bool msf, int32_t block) {
-    answer.Append({0, kAdrControlData, static_cast<uint8_t>(track), 0});
-    AppendAddress(answer, msf, block);
-}
 
 void PutText(CAnswer& answer, size_t offset, std::string_view text) {
     for (size_t i = 0; i < text.size(); ++i)
@@ -175,22 +161,6 @@ SenseCode CDvdMedium::ReadStructure(uint8_t format, uint32_t, uint8_t layer,
         return sense::kGood;
     }
     return AppendStructure(format, answer);
-}
-
-void CDvdMedium::AppendTrackToc(std::span<const DiscTrack> tracks, int32_t leadOut, bool msf,
-                                uint8_t start, CAnswer& answer) {
-    answer.Append(
-        {static_cast<uint8_t>(tracks.front().number), static_cast<uint8_t>(tracks.back().number)});
-    for (const DiscTrack& track : tracks)
-        if (track.number >= start)
-            AppendTocEntry(answer, track.number, msf, track.start);
-    AppendTocEntry(answer, kLeadOutTrack, msf, leadOut);
-}
-
-void CDvdMedium::AppendSessionToc(uint32_t sessions, const DiscTrack& firstOfLast, bool msf,
-                                  CAnswer& answer) {
-    answer.Append({1, static_cast<uint8_t>(sessions)});
-    AppendTocEntry(answer, firstOfLast.number, msf, firstOfLast.start);
 }
 
 } // namespace larkspin

@@ -1,8 +1,7 @@
 // What all DVD media have in common: physical facts, speeds, disc structures, the fabricated TOC.
 //
 // The smallest unit that a DVD records is an ECC block of 16 blocks of 2048 bytes; capacities are
-// whole ECC blocks here. A DVD has no MSF addresses: READ TOC gives 99:59:74 for what lies behind
-// (MMC, "READ TOC/PMA/ATIP command", fabricated TOC).
+// whole ECC blocks here.
 #pragma once
 
 #include "virtualdrive/medium.h"
@@ -69,13 +68,6 @@ class CDvdMedium : public IMedium {
     bool IsPlus() const;
     // A number of `extra` in the state.
     uint32_t Extra(const std::string& name, uint32_t otherwise = 0) const;
-
-    // READ TOC, formats 0 and 1, of the readable tracks.
-    static void AppendTrackToc(std::span<const DiscTrack> tracks, int32_t leadOut, bool msf,
-                               uint8_t start, CAnswer& answer);
-    static void AppendSessionToc(uint32_t sessions, const DiscTrack& firstOfLast, bool msf,
-                                 CAnswer& answer);
-    enum TocFormat : uint8_t { kTocTracks = 0, kTocSessions = 1 };
 
   private:
     SenseCode AppendStructure(uint8_t format, CAnswer& answer) const;

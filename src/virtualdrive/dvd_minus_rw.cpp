@@ -8,11 +8,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint32_t kNoAddress = 0xFFFFFFFF;
-constexpr uint32_t kAllBlocks = 0xFFFFFFFF;
-constexpr uint8_t kBlockTypeMode1 = 8;
-constexpr uint8_t kCloseSession = 2;
-
 // Current capacity types of READ FORMAT CAPACITIES.
 constexpr uint8_t kTypeFormatted = 2;
 constexpr uint8_t kTypeOpenSession = 3;
@@ -21,13 +16,26 @@ constexpr uint8_t kTypeOpenSession = 3;
 constexpr const char* kFormatted = "formatted-blocks";
 constexpr const char* kSessionOpen = "session-open";
 
+// All but the full format tell the size of a packet, which is an ECC block.
+bool IsParameterGood(const FormatDescriptor& descriptor) {
+    return descriptor.type == kFormatFull || descriptor.parameter == kEccBlockBlocks;
+}
+
 } // namespace
+
+void AppendMinusRwFormats(uint32_t capacity, std::vector<FormatCapacity>& capacities) {
+    capacities.push_back({.blocks = capacity, .type = kFormatFull});
+    for (const uint8_t type : {kMinusRwFullInPackets, kMinusRwQuick})
+        capacities.push_back({.blocks = capacity, .type = type, .parameter = kEccBlockBlocks});
+}
 
 SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
                         std::span<const uint8_t> parameterList) {
     const FormatDescriptor descriptor = ParseFormatList(parameterList);
     const bool isQuick = descriptor.type == kMinusRwQuick;
-    if (!isQuick && descriptor.type != kMinusRwFull && descriptor.type != kMinusRwFullInPackets)
+    const bool isKnown =
+        isQuick || descriptor.type == kFormatFull || descriptor.type == kMinusRwFullInPackets;
+    if (!isKnown || !IsParameterGood(descriptor))
         return sense::kInvalidFieldInParameterList;
     const uint32_t blocks = descriptor.blocks == kAllBlocks ? capacity : descriptor.blocks;
     if (blocks > capacity || blocks % kEccBlockBlocks != 0 || (blocks == 0 && !isQuick))
@@ -41,14 +49,12 @@ SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
 }
 
 SenseCode BlankMinusRw(CDiscStore& store, uint8_t type) {
-    constexpr uint8_t kWholeDisc = 0;
-    constexpr uint8_t kMinimal = 1;
-    if (type != kWholeDisc && type != kMinimal)
+    if (type != kBlankAll && type != kBlankMinimal)
         return sense::kInvalidFieldInCdb;
     DiscState& state = store.State();
     state.kind = kMinusRwSequentialKind;
     state.extra.clear();
-    if (type == kMinimal)
+    if (type == kBlankMinimal)
         state.extra[kOneGoOnly] = 1;
     return store.Erase() ? sense::kGood : sense::kWriteError;
 }
@@ -82,8 +88,6 @@ DiscInformation CDvdMinusRwOverwriteMedium::Information(const WriteParameters&) 
     information.erasable = true;
     information.status = IsSessionOpen() ? DiscInformation::Incomplete : DiscInformation::Complete;
     information.lastSession = IsSessionOpen() ? 1 : 3;
-    information.lastSessionLeadIn = kNoAddress;
-    information.lastPossibleLeadOut = kNoAddress;
     return information;
 }
 
@@ -92,8 +96,7 @@ std::vector<FormatCapacity> CDvdMinusRwOverwriteMedium::FormatCapacities() const
         {.blocks = FormattedBlocks(), .type = kTypeFormatted}};
     if (IsSessionOpen())
         capacities.front() = {.blocks = Capacity(), .type = kTypeOpenSession};
-    for (const uint8_t type : {kMinusRwFull, kMinusRwFullInPackets, kMinusRwQuick})
-        capacities.push_back({.blocks = Capacity(), .type = type, .parameter = kEccBlockBlocks});
+    AppendMinusRwFormats(Capacity(), capacities);
     if (!IsSessionOpen()) {
         for (const uint8_t type : {kMinusRwQuickGrow, kMinusRwGrow})
             capacities.push_back({.blocks = Capacity() - ClosedBlocks(),
@@ -109,20 +112,16 @@ SenseCode CDvdMinusRwOverwriteMedium::CheckParameters(const WriteParameters& par
         parameters.fixedPacket &&
         (parameters.packetBlocks == 0 || parameters.packetBlocks == kEccBlockBlocks);
     const bool isGood = parameters.writeType == WriteParameters::Packet && !parameters.testWrite &&
-                        parameters.dataBlockType == kBlockTypeMode1 && isPacketGood;
+                        parameters.dataBlockType == WriteParameters::Mode1Blocks && isPacketGood;
     return isGood ? sense::kGood : sense::kInvalidFieldInParameterList;
 }
 
 SenseCode CDvdMinusRwOverwriteMedium::CheckWrite(int32_t block, uint32_t count) const {
     const auto begin = static_cast<uint32_t>(block);
-    if (uint64_t{begin} + count > (IsSessionOpen() ? Capacity() : FormattedBlocks()))
+    if (!IsInside(block, count, IsSessionOpen() ? Capacity() : FormattedBlocks()))
         return sense::kAddressOutOfRange;
     const bool isAligned = begin % kEccBlockBlocks == 0 && count % kEccBlockBlocks == 0;
     return isAligned && begin <= FormattedBlocks() ? sense::kGood : sense::kInvalidAddressForWrite;
-}
-
-SenseCode CDvdMinusRwOverwriteMedium::Flush(const WriteParameters&, Aftermath*) {
-    return sense::kGood;
 }
 
 SenseCode CDvdMinusRwOverwriteMedium::Close(const WriteParameters&, uint8_t function, uint16_t) {
@@ -137,7 +136,7 @@ SenseCode CDvdMinusRwOverwriteMedium::Close(const WriteParameters&, uint8_t func
 
 SenseCode CDvdMinusRwOverwriteMedium::Grow(const FormatDescriptor& descriptor) {
     const uint32_t room = Capacity() - ClosedBlocks();
-    if (IsSessionOpen() || room == 0)
+    if (IsSessionOpen() || room == 0 || !IsParameterGood(descriptor))
         return sense::kInvalidFieldInParameterList;
     if (descriptor.type == kMinusRwQuickGrow) {
         State().extra[kFormatted] = ClosedBlocks();

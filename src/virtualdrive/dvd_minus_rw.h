@@ -13,7 +13,6 @@
 namespace larkspin {
 
 // Format types of DVD-RW.
-constexpr uint8_t kMinusRwFull = 0x00;
 constexpr uint8_t kMinusRwFullInPackets = 0x10;
 constexpr uint8_t kMinusRwGrow = 0x11;
 constexpr uint8_t kMinusRwQuickGrow = 0x13;
@@ -26,6 +25,8 @@ constexpr const char* kOneGoOnly = "one-go-only";
 constexpr const char* kMinusRwSequentialKind = "dvd-rw";
 constexpr const char* kMinusRwOverwriteKind = "dvd-rw-ow";
 
+// The formats that a DVD-RW of any state can be given.
+void AppendMinusRwFormats(uint32_t capacity, std::vector<FormatCapacity>& capacities);
 // Formats a DVD-RW of any state: it is one in restricted overwrite then, and empty.
 SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
                         std::span<const uint8_t> parameterList);
@@ -42,7 +43,6 @@ class CDvdMinusRwOverwriteMedium final : public CDvdOverwriteMedium {
     DiscInformation Information(const WriteParameters& parameters) const override;
     std::vector<FormatCapacity> FormatCapacities() const override;
     SenseCode CheckParameters(const WriteParameters& parameters) const override;
-    SenseCode Flush(const WriteParameters& parameters, Aftermath* aftermath) override;
     SenseCode Close(const WriteParameters& parameters, uint8_t function, uint16_t track) override;
     SenseCode FormatMedium(std::span<const uint8_t> parameterList) override;
     SenseCode Blank(uint8_t type, uint32_t address) override;

@@ -2,6 +2,7 @@
 
 #include "virtualdrive/answer.h"
 #include "virtualdrive/features.h"
+#include "virtualdrive/toc.h"
 
 #include "platform/byte_order.h"
 
@@ -11,28 +12,13 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint32_t kNoAddress = 0xFFFFFFFF;
-constexpr uint32_t kAllBlocks = 0xFFFFFFFF;
-
 // Format types (MMC, "FORMAT UNIT command").
-constexpr uint8_t kFormatFull = 0x00;
 constexpr uint8_t kFormatPlusRw = 0x26;
 constexpr uint32_t kRestart = 1; // type dependent parameter of 26h
-
-constexpr uint8_t kStopBackgroundFormat = 0;
-constexpr uint8_t kCloseSession = 2;
 
 // Kept in the state.
 constexpr const char* kBackground = "background-format";
 constexpr const char* kFormatted = "formatted-blocks";
-
-constexpr uint64_t ByteOffset(int32_t block) {
-    return static_cast<uint64_t>(block) * kDataBlockBytes;
-}
-
-bool IsInside(int32_t block, uint32_t count, uint32_t blocks) {
-    return uint64_t{static_cast<uint32_t>(block)} + count <= blocks;
-}
 
 } // namespace
 
@@ -79,14 +65,11 @@ SenseCode CDvdOverwriteMedium::Track(TrackAddress by, uint32_t number, const Wri
 }
 
 SenseCode CDvdOverwriteMedium::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const {
-    if (FormattedBlocks() == 0 || format > kTocSessions)
+    if (FormattedBlocks() == 0)
         return sense::kInvalidFieldInCdb;
     const DiscTrack track;
-    if (format == kTocSessions)
-        AppendSessionToc(1, track, msf, answer);
-    else
-        AppendTrackToc({&track, 1}, static_cast<int32_t>(FormattedBlocks()), msf, start, answer);
-    return sense::kGood;
+    const DiscSession session = {1, static_cast<int32_t>(FormattedBlocks())};
+    return AppendToc(format, {&track, 1}, session, {msf, start}, answer);
 }
 
 uint32_t CDvdOverwriteMedium::LastBlock() const {
@@ -100,9 +83,9 @@ SenseCode CDvdOverwriteMedium::Read(int32_t block, uint32_t count, std::span<uin
         std::fill(data.begin(), data.end(), uint8_t{0});
         return sense::kGood;
     }
-    return Store().Read(State().tracks.front().file, ByteOffset(block), data)
-               ? sense::kGood
-               : sense::kUnrecoveredRead;
+    const DiscTrack& track = State().tracks.front();
+    return Store().Read(track.file, track.ByteOffset(block), data) ? sense::kGood
+                                                                   : sense::kUnrecoveredRead;
 }
 
 SenseCode CDvdOverwriteMedium::CheckParameters(const WriteParameters& parameters) const {
@@ -118,8 +101,7 @@ SenseCode CDvdOverwriteMedium::Write(const WriteParameters&, int32_t block, uint
         return sense::kAddressOutOfRange;
     if (const SenseCode code = CheckWrite(block, count); !code.IsGood())
         return code;
-    const size_t bytes = size_t{count} * kDataBlockBytes;
-    if (data.size() < bytes)
+    if (data.size() != size_t{count} * kDataBlockBytes)
         return sense::kDataPhaseError;
     if (count == 0)
         return sense::kGood;
@@ -131,9 +113,9 @@ SenseCode CDvdOverwriteMedium::Write(const WriteParameters&, int32_t block, uint
         if (const SenseCode code = Keep(); !code.IsGood())
             return code;
     }
-    return Store().Write(State().tracks.front().file, ByteOffset(block), data.first(bytes))
-               ? sense::kGood
-               : sense::kWriteError;
+    const DiscTrack& track = State().tracks.front();
+    return Store().Write(track.file, track.ByteOffset(block), data) ? sense::kGood
+                                                                    : sense::kWriteError;
 }
 
 // --- DVD+RW ---
@@ -162,8 +144,6 @@ DiscInformation CDvdPlusRwMedium::Information(const WriteParameters&) const {
     const bool isFormatted = FormatStatus() != kNone;
     information.status = isFormatted ? DiscInformation::Complete : DiscInformation::Empty;
     information.lastSession = isFormatted ? 3 : 0;
-    information.lastSessionLeadIn = kNoAddress;
-    information.lastPossibleLeadOut = kNoAddress;
     return information;
 }
 
@@ -210,9 +190,9 @@ SenseCode CDvdPlusRwMedium::StopFormat() {
 }
 
 SenseCode CDvdPlusRwMedium::Close(const WriteParameters&, uint8_t function, uint16_t) {
-    if (function == kStopBackgroundFormat)
-        return StopFormat();
-    return function == kCloseSession ? sense::kGood : sense::kInvalidFieldInCdb;
+    return function == kStopBackgroundFormat || function == kCloseSession
+               ? StopFormat()
+               : sense::kInvalidFieldInCdb;
 }
 
 SenseCode CDvdPlusRwMedium::FormatMedium(std::span<const uint8_t> parameterList) {
@@ -254,8 +234,6 @@ DiscInformation CDvdRamMedium::Information(const WriteParameters&) const {
     information.erasable = true;
     information.status = WrittenBlocks() == 0 ? DiscInformation::Empty : DiscInformation::Others;
     information.lastSession = WrittenBlocks() == 0 ? 0 : 3;
-    information.lastSessionLeadIn = kNoAddress;
-    information.lastPossibleLeadOut = kNoAddress;
     return information;
 }
 
@@ -265,10 +243,6 @@ std::vector<FormatCapacity> CDvdRamMedium::FormatCapacities() const {
 
 SenseCode CDvdRamMedium::CheckWrite(int32_t block, uint32_t count) const {
     return IsInside(block, count, Capacity()) ? sense::kGood : sense::kAddressOutOfRange;
-}
-
-SenseCode CDvdRamMedium::Flush(const WriteParameters&, Aftermath*) {
-    return sense::kGood;
 }
 
 SenseCode CDvdRamMedium::Close(const WriteParameters&, uint8_t, uint16_t) {

@@ -7,9 +7,9 @@
 // DVD+RW: FORMAT UNIT (type 26h) prepares the lead-in and lets the background format run (status
 // 2); the whole disc can be written meanwhile. It goes on while the drive has time, as far as
 // operations take time at all, and is complete (3) at the end of the disc. CLOSE TRACK/SESSION 0
-// stops it (1): what lies behind the last block written or formatted is then neither readable nor
-// writable until FORMAT UNIT with the restart bit. A disc that leaves the drive in the middle is
-// stopped in the same way. An unformatted disc takes no data.
+// and 2 stop it (1): what lies behind the last block written or formatted is then neither readable
+// nor writable until FORMAT UNIT with the restart bit. A disc that leaves the drive in the middle
+// is stopped in the same way. An unformatted disc takes no data.
 //
 // DVD-RAM: comes formatted, is written at any block, and knows no sessions and no blanking.
 #pragma once
@@ -31,6 +31,7 @@ class CDvdOverwriteMedium : public CDvdMedium {
     SenseCode Write(const WriteParameters& parameters, int32_t block, uint32_t count,
                     std::span<const uint8_t> data) override;
     SenseCode CheckParameters(const WriteParameters& parameters) const override;
+    SenseCode Flush(const WriteParameters&, Aftermath*) override { return sense::kGood; }
     bool IsWritable() const override { return true; }
 
   protected:
@@ -42,6 +43,9 @@ class CDvdOverwriteMedium : public CDvdMedium {
 
     // Blocks up to the last one written.
     uint32_t WrittenBlocks() const;
+    static bool IsInside(int32_t block, uint32_t count, uint32_t blocks) {
+        return uint64_t{static_cast<uint32_t>(block)} + count <= blocks;
+    }
 };
 
 class CDvdPlusRwMedium final : public CDvdOverwriteMedium {
@@ -75,7 +79,6 @@ class CDvdRamMedium final : public CDvdOverwriteMedium {
     bool IsFeatureCurrent(uint16_t feature) const override;
     DiscInformation Information(const WriteParameters& parameters) const override;
     std::vector<FormatCapacity> FormatCapacities() const override;
-    SenseCode Flush(const WriteParameters& parameters, Aftermath* aftermath) override;
     SenseCode Close(const WriteParameters& parameters, uint8_t function, uint16_t track) override;
     SenseCode FormatMedium(std::span<const uint8_t> parameterList) override;
 
@@ -85,9 +88,14 @@ class CDvdRamMedium final : public CDvdOverwriteMedium {
     bool HasFixedPackets() const override { return true; }
 };
 
-// A descriptor of FORMAT UNIT's parameter list (MMC).
+// The format type that all these media but DVD+RW know, and a number of blocks that stands for all
+// there are (MMC, "FORMAT UNIT command").
+constexpr uint8_t kFormatFull = 0x00;
+constexpr uint32_t kAllBlocks = 0xFFFFFFFF;
+
+// A descriptor of FORMAT UNIT's parameter list.
 struct FormatDescriptor {
-    uint32_t blocks = 0; // FFFFFFFFh: as many as there are
+    uint32_t blocks = 0;
     uint8_t type = 0;
     uint32_t parameter = 0; // 24 bits
 };

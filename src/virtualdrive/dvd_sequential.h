@@ -10,13 +10,17 @@
 // The dash family (MMC, "Write parameters mode page") writes incrementally, with links of 16
 // blocks, or a blank disc in one go (write type 2). RESERVE TRACK is known for one go only; it sets
 // how long the recording will be, and SYNCHRONIZE CACHE ends it. A DVD-RW that was blanked
-// minimally takes only one go, as its feature 21h tells. The plus family doesn't look at the mode
-// page. RESERVE TRACK sets the length of the next track. A DVD+R DL takes a layer boundary while
-// blank. A reserved track that is closed early is filled up with zeros; a reservation that no write
-// follows is forgotten with the disc.
+// minimally takes only one go, as its feature 21h tells. A recording in one go that loses the disc
+// or the power in the middle is damaged: it goes no further than it was written, and closing is all
+// that can be done. An incremental one goes on at the next ECC block.
+//
+// The plus family doesn't look at the mode page. RESERVE TRACK sets the length of the next track. A
+// DVD+R DL takes a layer boundary while blank. A reserved track that is closed early is filled up
+// with zeros; a reservation that no write follows is forgotten with the disc.
 #pragma once
 
 #include "virtualdrive/dvd_medium.h"
+#include "virtualdrive/tracks.h"
 
 namespace larkspin {
 
@@ -54,30 +58,22 @@ class CDvdSequentialMedium : public CDvdMedium {
     virtual bool ClosesDisc(const WriteParameters& parameters, uint8_t function) const = 0;
     virtual bool IsSessionFunction(uint8_t function) const = 0;
 
-    bool IsBlank() const { return State().tracks.empty(); }
-    bool HasOpenTrack() const { return OpenTrack() != nullptr; }
+    const CTracks& Tracks() const { return m_tracks; }
     SenseCode ReserveNext(uint32_t blocks);
     void ForgetReservation() { m_nReserved = 0; }
 
   private:
-    uint32_t OpenSession() const { return static_cast<uint32_t>(State().sessions.size()) + 1; }
-    bool HasOpenSession() const;
-    uint32_t NextTrackNumber() const;
     int32_t NextTrackStart() const;
-    int32_t End() const { return static_cast<int32_t>(Capacity()); }
-    const DiscTrack* OpenTrack() const;
-    DiscTrack* OpenTrack();
-    uint32_t WrittenBlocks(const DiscTrack& track) const;
-    const DiscTrack* TrackAt(int32_t block) const;
-    const DiscTrack* TrackByAddress(TrackAddress by, uint32_t number) const;
+    // Where a track must end that begins at `start` with a reservation or with none (0).
+    int32_t TrackEnd(int32_t start, uint32_t reserved) const;
     TrackInformation InvisibleTrack(const WriteParameters& parameters) const;
     // Blocks that are reserved for the track that begins next; 0 for none.
     uint32_t Reserved(bool inOneGo) const;
-    SenseCode BeginTrack(bool inOneGo);
     SenseCode FillUp(const DiscTrack& track, uint32_t blocks);
     SenseCode CompleteTrack(DiscTrack& track);
     SenseCode CloseSession(bool closeDisc);
 
+    CTracks m_tracks;
     uint32_t m_nReserved = 0; // blocks that RESERVE TRACK asked for, until the first write
 };
 

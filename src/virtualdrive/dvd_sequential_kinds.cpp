@@ -9,17 +9,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint8_t kBlockTypeMode1 = 8;
-constexpr uint8_t kMultiSessionAllowed = 3;
-
-// CLOSE TRACK/SESSION functions (MMC).
-enum CloseFunction : uint8_t {
-    kCloseSession = 2,
-    kFinalize = 3,
-    kFinalizeWithRadius = 5,
-    kFinalizeCompact = 6,
-};
-
 // Kept in the state: blocks in layer 0 that the host asked for.
 constexpr const char* kBoundary = "layer-boundary";
 constexpr uint8_t kBoundaryFormat = 0x20;
@@ -37,9 +26,9 @@ bool CDvdMinusSequentialMedium::IsFeatureCurrent(uint16_t code) const {
 SenseCode CDvdMinusSequentialMedium::CheckParameters(const WriteParameters& parameters) const {
     const bool inOneGo = IsInOneGo(parameters);
     const bool isIncremental = parameters.writeType == WriteParameters::Packet;
-    if ((!inOneGo && !isIncremental) || parameters.dataBlockType != kBlockTypeMode1 ||
+    if ((!inOneGo && !isIncremental) || parameters.dataBlockType != WriteParameters::Mode1Blocks ||
         parameters.testWrite || parameters.sessionFormat != 0 ||
-        (parameters.multiSession != 0 && parameters.multiSession != kMultiSessionAllowed))
+        (parameters.multiSession != 0 && !parameters.AllowsNextSession()))
         return sense::kInvalidFieldInParameterList;
     if (!isIncremental)
         return sense::kGood;
@@ -52,13 +41,13 @@ SenseCode CDvdMinusSequentialMedium::CheckParameters(const WriteParameters& para
 }
 
 SenseCode CDvdMinusSequentialMedium::Reserve(const WriteParameters& parameters, uint32_t blocks) {
-    if (!IsInOneGo(parameters) || !IsBlank())
+    if (!IsInOneGo(parameters) || !Tracks().IsBlank())
         return sense::kCommandSequenceError;
     return ReserveNext(blocks);
 }
 
 SenseCode CDvdMinusSequentialMedium::CheckTrackBegin(bool inOneGo) const {
-    const bool isTaken = inOneGo ? IsBlank() : TakesIncremental();
+    const bool isTaken = inOneGo ? Tracks().IsBlank() : TakesIncremental();
     return isTaken ? sense::kGood : sense::kIllegalModeForTrack;
 }
 
@@ -72,7 +61,7 @@ int32_t CDvdMinusSequentialMedium::SessionGap(size_t closedSessions) const {
 
 bool CDvdMinusSequentialMedium::ClosesDisc(const WriteParameters& parameters,
                                            uint8_t function) const {
-    return function == kFinalize || parameters.multiSession != kMultiSessionAllowed;
+    return function == kFinalize || !parameters.AllowsNextSession();
 }
 
 bool CDvdMinusSequentialMedium::IsSessionFunction(uint8_t function) const {
@@ -89,8 +78,7 @@ bool CDvdMinusRwMedium::TakesIncremental() const {
 
 std::vector<FormatCapacity> CDvdMinusRwMedium::FormatCapacities() const {
     std::vector<FormatCapacity> capacities = CDvdMinusSequentialMedium::FormatCapacities();
-    for (const uint8_t type : {kMinusRwFull, kMinusRwFullInPackets, kMinusRwQuick})
-        capacities.push_back({.blocks = Capacity(), .type = type, .parameter = kEccBlockBlocks});
+    AppendMinusRwFormats(Capacity(), capacities);
     return capacities;
 }
 
@@ -113,7 +101,7 @@ SenseCode CDvdPlusSequentialMedium::CheckParameters(const WriteParameters& param
 SenseCode CDvdPlusSequentialMedium::Reserve(const WriteParameters&, uint32_t blocks) {
     if (!IsWritable())
         return sense::kCannotWriteIncompatibleMedium;
-    return HasOpenTrack() ? sense::kCommandSequenceError : ReserveNext(blocks);
+    return Tracks().Open() != nullptr ? sense::kCommandSequenceError : ReserveNext(blocks);
 }
 
 bool CDvdPlusSequentialMedium::ClosesDisc(const WriteParameters&, uint8_t function) const {
@@ -144,7 +132,7 @@ uint32_t CDvdPlusRDlMedium::Capacity() const {
 }
 
 bool CDvdPlusRDlMedium::IsLayerBoundaryFixed() const {
-    return Extra(kBoundary) != 0 || !IsBlank();
+    return Extra(kBoundary) != 0 || !Tracks().IsBlank();
 }
 
 SenseCode CDvdPlusRDlMedium::SendStructure(uint8_t format, std::span<const uint8_t> data) {

@@ -42,7 +42,7 @@ const std::vector<Feature>& Features() {
         {feature::kFormattable, 1, false, {0, 0, 0, 0, 0, 0, 0, 0}},
         {feature::kDefectManagement, 1, false, {0, 0, 0, 0}},
         {feature::kRestrictedOverwrite, 0, false, {}},
-        // Writes; quick start and close only.
+        // Writes; no quick start, and more than closing.
         {feature::kDvdPlusRw, 0, false, {1, 0, 0, 0}},
         {feature::kDvdPlusR, 0, false, {1, 0, 0, 0}},
         {feature::kRigidRestrictedOverwrite, 0, false, {0, 0, 0, 0}},

@@ -30,11 +30,12 @@ class CAnswer;
 // The write parameters mode page (05h) as it stands.
 struct WriteParameters {
     enum Type : uint8_t { Packet = 0, TrackAtOnce = 1, SessionAtOnce = 2, Raw = 3, LayerJump = 4 };
+    enum BlockType : uint8_t { RawBlocks = 0, Mode1Blocks = 8 };
 
     uint8_t writeType = TrackAtOnce;
     uint8_t multiSession = 0; // 0: the disc is closed after this session, 3: another may follow
     uint8_t trackMode = 4;    // control nibble of the tracks
-    uint8_t dataBlockType = 8;
+    uint8_t dataBlockType = Mode1Blocks;
     uint8_t linkSize = 0; // valid if linkSizeValid
     bool linkSizeValid = false;
     bool testWrite = false;
@@ -42,7 +43,24 @@ struct WriteParameters {
     bool fixedPacket = false;
     uint8_t sessionFormat = 0;
     uint32_t packetBlocks = 0;
+
+    bool AllowsNextSession() const { return multiSession == 3; }
 };
+
+// Close functions of CLOSE TRACK/SESSION. What a disc that ends means by them differs.
+enum CloseFunction : uint8_t {
+    kStopBackgroundFormat = 0,
+    kCloseTrack = 1,
+    kCloseSession = 2,
+    kFinalize = 3,
+    kFinalizeWithRadius = 5,
+    kFinalizeCompact = 6,
+};
+
+// Types of BLANK.
+enum BlankType : uint8_t { kBlankAll = 0, kBlankMinimal = 1 };
+
+constexpr uint32_t kNoAddress = 0xFFFFFFFF;
 
 // Answer of READ DISC INFORMATION.
 struct DiscInformation {
@@ -56,9 +74,9 @@ struct DiscInformation {
     uint16_t sessions = 1; // the open or empty one included
     uint16_t firstTrackOfLastSession = 1;
     uint16_t lastTrackOfLastSession = 1;
-    uint8_t discType = 0;             // 00h CD-DA or CD-ROM, 20h XA, FFh undefined
-    uint32_t lastSessionLeadIn = 0;   // HMSF on a CD, FFFFFFFFh if there is none
-    uint32_t lastPossibleLeadOut = 0; // likewise
+    uint8_t discType = 0;                    // 00h CD-DA or CD-ROM, 20h XA, FFh undefined
+    uint32_t lastSessionLeadIn = kNoAddress; // HMSF on a CD
+    uint32_t lastPossibleLeadOut = kNoAddress;
 };
 
 // Answer of READ TRACK INFORMATION.
@@ -78,6 +96,14 @@ struct TrackInformation {
     uint32_t packetBlocks = 0;
     uint32_t size = 0;
     std::optional<int32_t> lastRecorded;
+
+    // The track is written on from `next`, up to `end`.
+    void SetFree(int32_t next, int32_t end) {
+        freeBlocks = next < end ? static_cast<uint32_t>(end - next) : 0;
+        size += freeBlocks;
+        if (freeBlocks > 0)
+            nextWritable = next;
+    }
 };
 
 // How READ TRACK INFORMATION names the track.
@@ -142,7 +168,7 @@ class IMedium {
 
     // Writing. What the mode page may not hold with this medium in the drive.
     virtual SenseCode CheckParameters(const WriteParameters& parameters) const = 0;
-    // All or nothing. `data` is what the host sent and may be longer than the blocks need.
+    // All or nothing. `data` is what the host sent, and must be as long as the blocks are.
     virtual SenseCode Write(const WriteParameters& parameters, int32_t block, uint32_t count,
                             std::span<const uint8_t> data) = 0;
     virtual SenseCode Flush(const WriteParameters& parameters, Aftermath* aftermath) = 0;

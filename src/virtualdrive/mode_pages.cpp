@@ -90,7 +90,13 @@ CModePages::CModePages() {
         m_pages[code] = {page, page, std::move(changeable)};
     };
     add(PageOf(kErrorRecovery, 12), {0, 0, 0xFF, 0xFF});
+    // All but the reserved bits.
     std::vector<uint8_t> writable(kWriteParametersBytes, 0xFF);
+    writable[2] = 0x7F;
+    writable[4] = 0x0F;
+    writable[6] = 0;
+    writable[7] = 0x3F;
+    writable[9] = 0;
     add(DefaultWriteParameters(), std::move(writable));
     add(PageOf(kAudioControl, 16), {0, 0, 0x06, 0, 0, 0, 0, 0, 0x0F, 0xFF, 0x0F, 0xFF});
     add(PageOf(kPowerCondition, 12),

@@ -28,15 +28,15 @@ uint32_t CSpeedModel::FreeBytes() {
     return static_cast<uint32_t>(std::max(0.0, BufferBytes() - m_fill));
 }
 
-bool CSpeedModel::Take(uint32_t bytes) {
-    if (m_factor <= 0.0)
-        return true;
+bool CSpeedModel::HasRoomFor(uint32_t bytes) {
     Drain();
-    // A command larger than the buffer passes through an empty one.
-    if (m_fill > 0.0 && m_fill + bytes > BufferBytes())
-        return false;
-    m_fill += bytes;
-    return true;
+    return m_fill <= 0.0 || m_fill + bytes <= BufferBytes();
+}
+
+void CSpeedModel::Take(uint32_t bytes) {
+    Drain();
+    if (m_factor > 0.0)
+        m_fill += bytes;
 }
 
 uint64_t CSpeedModel::DrainMs() {

@@ -18,8 +18,9 @@ class CSpeedModel {
 
     uint32_t BufferBytes() const { return m_bufferKB * 1024; }
     uint32_t FreeBytes();
-    // Takes bytes into the buffer; false (and nothing taken) if there is no room for them now.
-    bool Take(uint32_t bytes);
+    // A command larger than the buffer passes through an empty one.
+    bool HasRoomFor(uint32_t bytes);
+    void Take(uint32_t bytes);
     // Milliseconds until the buffer is empty.
     uint64_t DrainMs();
 

@@ -2,8 +2,6 @@
 #include "host.h"
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,19 +9,25 @@ namespace larkspin {
 
 namespace {
 
-class DiscStoreTest : public DriveTest {};
+class DiscStoreTest : public DriveTest {
+  protected:
+    // Writes blocks on and on in another process, and kills it in the middle of that.
+    void WriteUntilKilled(int (*select)(Host&));
+};
 
-constexpr uint32_t kChunkBlocks = 16;
+constexpr int32_t kChunkBlocks = 16;
+constexpr int kChunks = 40;
+constexpr int32_t kWritten = 630; // neither whole chunks nor whole ECC blocks
 
 Bytes Chunk(int32_t block) {
-    return Pattern(size_t{kChunkBlocks} * 2048, static_cast<uint32_t>(block) + 1);
+    return Blocks(kChunkBlocks, static_cast<uint32_t>(block) + 1);
 }
 
-// Writes chunk after chunk, and a byte into the pipe behind each, until it is killed.
-[[noreturn]] void WriteUntilKilled(const std::string& disc, int progress) {
+// Puts a byte into the pipe behind each command.
+[[noreturn]] void Write(const std::string& disc, int progress, int (*select)(Host&)) {
     VirtualDrive drive(SystemClock());
     Host host(drive);
-    if (!drive.Insert(disc) || host.TestUnitReady() == kGood || host.SelectTrackAtOnce() != kGood)
+    if (!drive.Insert(disc) || host.TestUnitReady() == kGood || select(host) != kGood)
         ::_exit(1);
     for (int32_t block = 0; host.Write(block, Chunk(block)) == kGood; block += kChunkBlocks)
         if (::write(progress, "+", 1) != 1)
@@ -31,41 +35,57 @@ Bytes Chunk(int32_t block) {
     ::_exit(2);
 }
 
-TEST_F(DiscStoreTest, KilledWriterLeavesADiscThatGoesOn) {
-    Load("cd-r");
+void DiscStoreTest::WriteUntilKilled(int (*select)(Host&)) {
     drive.Remove();
     int ends[2] = {};
     ASSERT_EQ(::pipe(ends), 0);
     const pid_t writer = ::fork();
     if (writer == 0)
-        WriteUntilKilled(Disc(), ends[1]);
+        Write(Disc(), ends[1], select);
     ::close(ends[1]);
     char byte = 0;
-    for (int chunk = 0; chunk < 40; ++chunk)
+    for (int chunk = 0; chunk < kChunks; ++chunk)
         ASSERT_EQ(::read(ends[0], &byte, 1), 1);
     ::kill(writer, SIGKILL);
     int status = 0;
     ASSERT_EQ(::waitpid(writer, &status, 0), writer);
     ASSERT_TRUE(WIFSIGNALED(status));
     ::close(ends[0]);
-    // The state may have been about to be replaced, and a block may be half there.
+    // It could have died a little earlier, about to replace the state, and in the middle of a
+    // block.
     std::ofstream(File("disc.txt.new")) << "[di";
-    std::ofstream(File("track-01.iso"), std::ios::app) << "half a block";
-
+    ASSERT_GE(FileBytes(File("track-01.iso")).size(), size_t{kChunks} * kChunkBlocks * 2048);
+    std::filesystem::resize_file(File("track-01.iso"), uint64_t{kWritten} * 2048 + 700);
     Reload();
-    ASSERT_EQ(host.SelectTrackAtOnce(0), kGood);
-    EXPECT_EQ(host.DiscStatus(), 1 | 1 << 2);
-    const int32_t next = host.NextWritable();
-    ASSERT_GE(next, 40 * static_cast<int32_t>(kChunkBlocks));
-    ASSERT_EQ(host.Write(next, Chunk(next)), kGood);
+    EXPECT_EQ(host.DiscStatus() & 0x0F, 1 | 1 << 2) << "the session is open";
+}
+
+TEST_F(DiscStoreTest, AKilledWriterLeavesADamagedTrackOnACd) {
+    Load("cd-r");
+    WriteUntilKilled([](Host& writer) { return writer.SelectTrackAtOnce(); });
+    ASSERT_EQ(host.TrackInformation(1, 1), kGood);
+    EXPECT_EQ(host.data[5] & 0x20, 0x20) << "damaged";
+    EXPECT_EQ(host.data[7] & 1, 0) << "no next writable address";
+    EXPECT_EQ(host.Data32(24), static_cast<uint32_t>(kWritten));
+    ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
+    EXPECT_EQ(host.Write(kWritten, Bytes(2048)), kSequenceError);
+    ASSERT_EQ(host.SynchronizeCache(), kGood);
+    EXPECT_EQ(host.DiscStatus() & 0x0F, 1 | 1 << 2) << "that closes nothing";
     ASSERT_EQ(host.Close(2), kGood);
-    for (int32_t block = 0; block + static_cast<int32_t>(kChunkBlocks) <= next;
-         block += kChunkBlocks) {
-        ASSERT_EQ(host.Read(block, kChunkBlocks), kGood);
-        ASSERT_EQ(host.data, Chunk(block)) << block;
-    }
-    ASSERT_EQ(host.Read(next, kChunkBlocks), kGood);
-    EXPECT_EQ(host.data, Chunk(next));
+    for (int32_t block = 0; block + kChunkBlocks <= kWritten; block += kChunkBlocks)
+        ExpectRead(block, Chunk(block));
+    EXPECT_EQ(host.NextWritable(), kWritten + 2 + 11'400) << "another session can follow";
+}
+
+TEST_F(DiscStoreTest, AKilledWriterOfADvdGoesOnAtTheNextEccBlock) {
+    Load("dvd-r");
+    WriteUntilKilled([](Host& writer) { return writer.SelectDash({}); });
+    ASSERT_EQ(host.SelectDash({}), kGood);
+    ASSERT_EQ(host.NextWritable(), 640);
+    ASSERT_EQ(host.Write(640, Chunk(640)), kGood);
+    ASSERT_EQ(host.Close(2), kGood);
+    ExpectRead(608, Chunk(608));
+    ExpectRead(kWritten, Bytes(10UL * 2048) + Chunk(640));
 }
 
 TEST_F(DiscStoreTest, WhatIsNoDiscDoesNotGoIn) {
@@ -73,17 +93,30 @@ TEST_F(DiscStoreTest, WhatIsNoDiscDoesNotGoIn) {
     EXPECT_FALSE(VirtualDrive::CreateDisc(Disc(), "cd-r")) << "the folder is not empty";
     EXPECT_FALSE(VirtualDrive::CreateDisc(folder.Path() + "/tape", "tape"));
     EXPECT_FALSE(drive.Insert(folder.Path() + "/nowhere"));
-    const std::string broken = folder.Path() + "/broken";
-    for (const char* text :
-         {"", "no state", "[disc]\nkind=cd-r\n", "[disc]\nkind=tape\ncapacity=1\nfinalized=false\n",
-          "[disc]\nkind=cd-r\ncapacity=many\nfinalized=false\n",
-          "[disc]\nkind=cd-r\ncapacity=9\nfinalized=false\n[track-001]\nstart=0\n"}) {
-        std::filesystem::create_directories(broken);
-        std::ofstream(broken + "/disc.txt") << text;
-        EXPECT_FALSE(drive.Insert(broken)) << text;
-    }
+    const std::string disc = "[disc]\nkind=cd-r\ncapacity=9000\nfinalized=false\n";
+    const std::string session = "[session-01]\nlead-out=302\n";
+    const std::string track = "session=1\nstart=0\npregap=0\nblocks=300\nreserved=0\ncontrol=4\n"
+                              "run-out=2\ncomplete=true\nin-one-go=false\ndamaged=false\n"
+                              "file-start=0\n";
+    const std::string named = track + "block-bytes=2048\nfile=track-01.iso\n";
+    std::filesystem::create_directories(folder.Path() + "/other");
+    const auto insert = [&](const std::string& text) {
+        std::ofstream(folder.Path() + "/other/disc.txt") << text;
+        return drive.Insert(folder.Path() + "/other");
+    };
+    for (const std::string& text :
+         {std::string(), std::string("no state"), std::string("[disc]\nkind=cd-r\n"),
+          std::string("[disc]\nkind=tape\ncapacity=1\nfinalized=false\n"),
+          std::string("[disc]\nkind=cd-r\ncapacity=many\nfinalized=false\n"),
+          std::string("[disc]\nkind=cd-r\ncapacity=0\nfinalized=false\n"),
+          disc + "[track-001]\nstart=0\n", disc + session + "[track-002]\n" + named, disc + session,
+          disc + "[session-02]\nlead-out=302\n[track-001]\n" + named,
+          disc + session + "[track-001]\n" + track + "block-bytes=2048\nfile=../track-01.iso\n",
+          disc + session + "[track-001]\n" + track + "block-bytes=0\nfile=track-01.iso\n"})
+        EXPECT_FALSE(insert(text)) << text;
     EXPECT_TRUE(drive.HasDisc()) << "the old disc stays";
     EXPECT_EQ(host.TestUnitReady(), kGood);
+    EXPECT_TRUE(insert(disc + session + "[track-001]\n" + named));
 }
 
 TEST_F(DiscStoreTest, LeftoversOfAnEarlierDiscAreNoData) {
@@ -91,7 +124,7 @@ TEST_F(DiscStoreTest, LeftoversOfAnEarlierDiscAreNoData) {
     std::ofstream(File("track-01.iso")) << std::string(500UL * 2048, 'x');
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
     EXPECT_EQ(host.NextWritable(), 0);
-    ASSERT_EQ(host.Write(0, Pattern(2048, 1)), kGood);
+    ASSERT_EQ(host.Write(0, Blocks(1, 1)), kGood);
     EXPECT_EQ(host.NextWritable(), 1);
 }
 

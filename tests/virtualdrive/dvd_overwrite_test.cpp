@@ -1,30 +1,19 @@
 // DVD+RW, DVD-RAM and DVD-RW in restricted overwrite, command by command.
-#include "dvd_host.h"
-
-#include <filesystem>
+#include "host.h"
 
 namespace larkspin {
 
 namespace {
 
-constexpr int kNotFormatted = 0x33100;
-
 class DvdOverwriteTest : public DriveTest {
   protected:
-    static Bytes Blocks(uint32_t blocks, uint32_t seed) {
-        return Pattern(size_t{blocks} * 2048, seed);
-    }
     // Background format status of READ DISC INFORMATION.
     int Background() {
         host.DiscStatus();
         return host.data[7] & 3;
     }
     int SelectOverwrite() {
-        return SelectDash(host, {.multiSession = 0, .linkValid = false, .linkSize = 0});
-    }
-    void ExpectRead(int32_t block, const Bytes& bytes) {
-        ASSERT_EQ(host.Read(block, static_cast<uint16_t>(bytes.size() / 2048)), kGood);
-        EXPECT_EQ(host.data, bytes);
+        return host.SelectDash({.multiSession = 0, .linkValid = false, .linkSize = 0});
     }
 };
 
@@ -46,14 +35,15 @@ TEST_F(DvdOverwriteTest, NewDiscsTellWhatTheyAre) {
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
-        LoadAnother(test.name);
-        EXPECT_EQ(Profile(host), test.profile);
-        EXPECT_EQ(CurrentFeatures(host), test.features);
+        Load(test.name);
+        EXPECT_EQ(host.Profile(), test.profile);
+        EXPECT_EQ(host.CurrentFeatures(), test.features);
         EXPECT_EQ(host.DiscStatus(), test.status);
-        EXPECT_EQ(FormatCapacities(host), test.capacities);
+        EXPECT_EQ(host.FormatCapacities(), test.capacities);
         ASSERT_EQ(host.TrackInformation(1, 1), kGood);
         EXPECT_EQ(host.data[6] & 0x0F, 1) << "mode 1";
         EXPECT_EQ((host.data[6] & 0x10) != 0, test.profile != 0x1A) << "fixed packets";
+        EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb);
     }
 }
 
@@ -61,10 +51,13 @@ TEST_F(DvdOverwriteTest, PlusRwFormatsInTheBackground) {
     Load("dvd+rw", 1024);
     EXPECT_EQ(host.Write(0, Blocks(16, 1)), kNotFormatted);
     EXPECT_EQ(host.Read(0, 1), kOutOfRange);
-    EXPECT_EQ(FormatUnit(host, 0x26, kAllBlocks, 1), kInvalidFieldInList) << "nothing to restart";
-    EXPECT_EQ(FormatUnit(host, 0x13, 0, 16), kInvalidFieldInList) << "a format of DVD-RW";
-    EXPECT_EQ(FormatUnit(host, 0x26, 512, 0), kInvalidFieldInList) << "only the whole disc";
-    ASSERT_EQ(FormatUnit(host, 0x26, 1024, 0), kGood);
+    EXPECT_EQ(host.Toc(0), kInvalidFieldInCdb);
+    EXPECT_EQ(host.FormatUnit(0x26, kAllBlocks, 1), kInvalidFieldInList) << "nothing to restart";
+    EXPECT_EQ(host.FormatUnit(0x13, 0, 16), kInvalidFieldInList) << "a format of DVD-RW";
+    EXPECT_EQ(host.FormatUnit(0x26, 512, 0), kInvalidFieldInList) << "only the whole disc";
+    for (const uint8_t options : {0x20, 0x84})
+        EXPECT_EQ(host.FormatUnit(0x26, 1024, 0, options), kInvalidFieldInList) << +options;
+    ASSERT_EQ(host.FormatUnit(0x26, 1024, 0), kGood);
     EXPECT_EQ(Background(), 2);
     EXPECT_EQ(host.DiscStatus() & 0x0F, 0x0E);
 
@@ -72,49 +65,55 @@ TEST_F(DvdOverwriteTest, PlusRwFormatsInTheBackground) {
     ASSERT_EQ(host.Write(103, Blocks(7, 1)), kGood);
     ASSERT_EQ(host.Write(3, Blocks(1, 2)), kGood);
     EXPECT_EQ(host.Write(1020, Blocks(5, 1)), kOutOfRange);
+    EXPECT_EQ(host.Write(-1, Blocks(1, 1)), kOutOfRange);
     ExpectRead(103, Blocks(7, 1));
     ExpectRead(4, Bytes(2048));
 
     // Stopped: the disc ends behind the last block.
     EXPECT_EQ(host.Close(1, 1), kInvalidFieldInCdb);
     ASSERT_EQ(host.Close(0), kGood);
-    ASSERT_EQ(host.Close(2), kGood);
     EXPECT_EQ(Background(), 1);
-    EXPECT_EQ(FormatCapacities(host), "112/2 1024/38");
+    EXPECT_EQ(host.FormatCapacities(), "112/2 1024/38");
+    EXPECT_EQ(host.LastBlock(), 111U);
+    ASSERT_EQ(host.Toc(0), kGood);
+    EXPECT_EQ(host.DataAt(0, 20),
+              (Bytes{0, 18, 1, 1, 0, 0x14, 1, 0, 0, 0, 0, 0, 0, 0x14, 0xAA, 0, 0, 0, 0, 112}));
     EXPECT_EQ(host.Write(96, Blocks(16, 3)), kGood);
     EXPECT_EQ(host.Write(112, Blocks(16, 3)), kOutOfRange);
     EXPECT_EQ(host.Read(112, 1), kOutOfRange);
 
-    // Restarted: what is on the disc stays.
-    ASSERT_EQ(FormatUnit(host, 0x26, 1024, 1), kGood);
+    // Restarted: what is on the disc stays. Closing the session stops it as well.
+    ASSERT_EQ(host.FormatUnit(0x26, 1024, 1), kGood);
     EXPECT_EQ(Background(), 2);
+    ASSERT_EQ(host.Close(2), kGood);
+    EXPECT_EQ(Background(), 1);
+    ASSERT_EQ(host.FormatUnit(0x26, 1024, 1), kGood);
     ASSERT_EQ(host.WriteAll(112, Blocks(912, 4)), kGood);
     ExpectRead(96, Blocks(16, 3));
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(Background(), 3) << "all of it is written, so all is formatted";
     ASSERT_EQ(host.Close(0), kGood);
     EXPECT_EQ(Background(), 3);
-    ASSERT_EQ(FormatUnit(host, 0x26, 1024, 0), kGood);
-    ExpectRead(96, Bytes(16 * 2048));
+    ASSERT_EQ(host.FormatUnit(0x26, 1024, 0), kGood);
+    ExpectRead(96, Bytes(16UL * 2048));
 }
 
 TEST_F(DvdOverwriteTest, PlusRwTimePassesInTheBackground) {
+    constexpr uint8_t kImmediate = 2;
     Load("dvd+rw", 2048);
     drive.SetSpeed({.longOperationMs = 1'000});
-    Bytes list = {0, 2, 0, 8, 0, 0, 8, 0, 0x98, 0, 0, 0};
-    ASSERT_EQ(host.Out({0x04, 0x11, 0, 0, 0, 0}, list), kGood);
-    EXPECT_EQ(host.TestUnitReady(), 0x20404) << "the lead-in";
+    ASSERT_EQ(host.FormatUnit(0x26, 2048, 0, kImmediate), kGood);
+    EXPECT_EQ(host.TestUnitReady(), kFormatInProgress) << "the lead-in";
     clock.Advance(1'000);
     EXPECT_EQ(host.TestUnitReady(), kGood);
     clock.Advance(10'000);
     ASSERT_EQ(host.Close(0), kGood);
-    EXPECT_EQ(Background(), 2 - 1);
-    const std::string half = FormatCapacities(host);
+    EXPECT_EQ(Background(), 1);
+    const std::string half = host.FormatCapacities();
     EXPECT_GE(std::stoi(half), 1024) << half;
     EXPECT_LT(std::stoi(half), 1400) << half;
-    list[11] = 1;
     clock.Advance(1'000);
-    ASSERT_EQ(host.Out({0x04, 0x11, 0, 0, 0, 0}, list), kGood);
+    ASSERT_EQ(host.FormatUnit(0x26, 2048, 1, kImmediate), kGood);
     clock.Advance(1'000);
     EXPECT_EQ(host.TestUnitReady(), kGood);
     clock.Advance(20'000);
@@ -123,11 +122,11 @@ TEST_F(DvdOverwriteTest, PlusRwTimePassesInTheBackground) {
 
 TEST_F(DvdOverwriteTest, ADiscThatLeavesInTheMiddleIsStopped) {
     Load("dvd+rw", 1024);
-    ASSERT_EQ(FormatUnit(host, 0x26, 1024, 0), kGood);
+    ASSERT_EQ(host.FormatUnit(0x26, 1024, 0), kGood);
     ASSERT_EQ(host.WriteAll(0, Blocks(40, 1)), kGood);
     Reload();
     EXPECT_EQ(Background(), 1);
-    EXPECT_EQ(FormatCapacities(host), "48/2 1024/38");
+    EXPECT_EQ(host.FormatCapacities(), "48/2 1024/38");
     ExpectRead(0, Blocks(40, 1));
 }
 
@@ -140,18 +139,18 @@ TEST_F(DvdOverwriteTest, RamIsWrittenAnywhere) {
     ExpectRead(5, Blocks(3, 2));
     ExpectRead(100, Bytes(2048));
     EXPECT_EQ(host.DiscStatus() & 3, 3) << "neither empty nor complete";
-    EXPECT_EQ(Blank(host, 1), kIncompatibleMedium);
+    EXPECT_EQ(host.Blank(1), kCannotWrite);
     EXPECT_EQ(host.Close(2), kInvalidFieldInCdb);
-    ASSERT_EQ(FormatUnit(host, 0x00, 1024, 0), kGood);
+    ASSERT_EQ(host.FormatUnit(0x00, 1024, 0), kGood);
     EXPECT_EQ(host.DiscStatus() & 3, 0);
-    ExpectRead(5, Bytes(3 * 2048));
+    ExpectRead(5, Bytes(3UL * 2048));
 }
 
 TEST_F(DvdOverwriteTest, RestrictedOverwriteTakesWholeEccBlocks) {
     Load("dvd-rw-ow", 1024);
     EXPECT_EQ(host.Write(0, Blocks(16, 1)), kIllegalMode) << "the page is that of a CD";
-    EXPECT_EQ(SelectDash(host, {.fixedPacket = false, .packetSize = 0}), kInvalidFieldInList);
-    EXPECT_EQ(SelectDash(host, InOneGo()), kInvalidFieldInList);
+    EXPECT_EQ(host.SelectDash({.fixedPacket = false, .packetSize = 0}), kInvalidFieldInList);
+    EXPECT_EQ(host.SelectDash(InOneGo()), kInvalidFieldInList);
     ASSERT_EQ(SelectOverwrite(), kGood);
     EXPECT_EQ(host.Write(32, Blocks(16, 1)), kGood);
     EXPECT_EQ(host.Write(40, Blocks(16, 1)), kInvalidAddress);
@@ -159,26 +158,28 @@ TEST_F(DvdOverwriteTest, RestrictedOverwriteTakesWholeEccBlocks) {
     EXPECT_EQ(host.Write(1024, Blocks(16, 1)), kOutOfRange);
     EXPECT_EQ(host.Write(1008, Blocks(16, 2)), kGood);
     ExpectRead(32, Blocks(16, 1));
-    EXPECT_EQ(FormatUnit(host, 0x13, 0), kInvalidFieldInList) << "no place to grow";
+    EXPECT_EQ(host.FormatUnit(0x13, 0), kInvalidFieldInList) << "no place to grow";
 }
 
 TEST_F(DvdOverwriteTest, QuickFormatsGrowFromTheirEnd) {
     Load("dvd-rw-ow", 1024);
     ASSERT_EQ(SelectOverwrite(), kGood);
-    ASSERT_EQ(FormatUnit(host, 0x15, 1024), kGood);
+    EXPECT_EQ(host.FormatUnit(0x15, 1024, 8), kInvalidFieldInList) << "no size of packets";
+    ASSERT_EQ(host.FormatUnit(0x15, 1024), kGood);
     EXPECT_EQ(host.DiscStatus(), 0x15) << "the last session is open";
-    EXPECT_EQ(FormatCapacities(host), "1024/3 1024/0 1024/16 1024/21");
+    EXPECT_EQ(host.FormatCapacities(), "1024/3 1024/0 1024/16 1024/21");
     EXPECT_EQ(host.Write(16, Blocks(16, 1)), kInvalidAddress) << "beyond the end so far";
     ASSERT_EQ(host.WriteAll(0, Blocks(64, 1)), kGood);
     ASSERT_EQ(host.WriteAll(16, Blocks(16, 2)), kGood) << "overwriting";
     EXPECT_EQ(host.Write(80, Blocks(16, 1)), kInvalidAddress);
-    EXPECT_EQ(FormatUnit(host, 0x13, 0), kInvalidFieldInList) << "it grows already";
+    EXPECT_EQ(host.FormatUnit(0x13, 0), kInvalidFieldInList) << "it grows already";
     ASSERT_EQ(host.Close(2), kGood);
     EXPECT_EQ(host.DiscStatus(), 0x1E);
-    EXPECT_EQ(FormatCapacities(host), "64/2 1024/0 1024/16 1024/21 960/19 960/17");
+    EXPECT_EQ(host.FormatCapacities(), "64/2 1024/0 1024/16 1024/21 960/19 960/17");
     EXPECT_EQ(host.Write(64, Blocks(16, 1)), kOutOfRange);
 
-    ASSERT_EQ(FormatUnit(host, 0x13, 0), kGood);
+    EXPECT_EQ(host.FormatUnit(0x13, 0, 0), kInvalidFieldInList) << "no size of packets";
+    ASSERT_EQ(host.FormatUnit(0x13, 0), kGood);
     Reload();
     ASSERT_EQ(SelectOverwrite(), kGood);
     EXPECT_EQ(host.DiscStatus(), 0x15) << "open until it is closed";
@@ -186,31 +187,31 @@ TEST_F(DvdOverwriteTest, QuickFormatsGrowFromTheirEnd) {
     ASSERT_EQ(host.Close(2), kGood);
     ExpectRead(64, Blocks(16, 3));
     ExpectRead(16, Blocks(16, 2));
-    ASSERT_EQ(FormatUnit(host, 0x11, 160), kGood);
+    ASSERT_EQ(host.FormatUnit(0x11, 160), kGood);
     EXPECT_EQ(host.Write(224, Blocks(16, 4)), kGood);
     EXPECT_EQ(host.Write(240, Blocks(16, 4)), kOutOfRange);
 }
 
 TEST_F(DvdOverwriteTest, ADvdRwGoesBothWays) {
     Load("dvd-rw", 1024);
-    ASSERT_EQ(SelectDash(host, {}), kGood);
+    ASSERT_EQ(host.SelectDash({}), kGood);
     ASSERT_EQ(host.WriteAll(0, Blocks(16, 1)), kGood);
-    EXPECT_EQ(FormatUnit(host, 0x26, 1024, 0), kInvalidFieldInList) << "a format of DVD+RW";
-    EXPECT_EQ(FormatUnit(host, 0x00, 1040), kInvalidFieldInList);
-    ASSERT_EQ(FormatUnit(host, 0x00, 512), kGood);
-    EXPECT_EQ(Profile(host), 0x13);
+    EXPECT_EQ(host.FormatUnit(0x26, 1024, 0), kInvalidFieldInList) << "a format of DVD+RW";
+    EXPECT_EQ(host.FormatUnit(0x00, 1040), kInvalidFieldInList);
+    ASSERT_EQ(host.FormatUnit(0x00, 512), kGood);
+    EXPECT_EQ(host.Profile(), 0x13);
     EXPECT_FALSE(std::filesystem::exists(File("track-01.iso")));
-    ASSERT_EQ(host.In({0x4A, 1, 0, 0, 0x02, 0, 0, 0, 8, 0}, 8), kGood);
+    ASSERT_EQ(host.PollEvents(0x02), kGood);
     EXPECT_EQ(host.data[2] & 7, 1) << "an operational change";
     ASSERT_EQ(SelectOverwrite(), kGood);
     EXPECT_EQ(host.Write(496, Blocks(16, 1)), kGood);
     EXPECT_EQ(host.Write(512, Blocks(16, 1)), kOutOfRange);
     Reload();
-    EXPECT_EQ(Profile(host), 0x13);
-    ASSERT_EQ(Blank(host, 1), kGood);
-    EXPECT_EQ(Profile(host), 0x14);
-    EXPECT_FALSE(IsFeatureCurrent(host, 0x21));
-    ASSERT_EQ(SelectDash(host, InOneGo()), kGood);
+    EXPECT_EQ(host.Profile(), 0x13);
+    ASSERT_EQ(host.Blank(1), kGood);
+    EXPECT_EQ(host.Profile(), 0x14);
+    EXPECT_FALSE(host.IsFeatureCurrent(0x21));
+    ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
     EXPECT_EQ(host.Write(0, Blocks(16, 1)), kGood);
 }
 

@@ -1,7 +1,5 @@
 // DVD-R, DVD-RW in sequential recording, DVD+R and the discs with two layers, command by command.
-#include "dvd_host.h"
-
-#include <filesystem>
+#include "host.h"
 
 namespace larkspin {
 
@@ -27,52 +25,54 @@ const Kind kKinds[] = {
 
 class DvdSequentialTest : public DriveTest {
   protected:
-    // Another disc in the drive, set up for incremental writing.
-    void Begin(const Kind& kind, uint32_t capacity = 0) {
-        LoadAnother(kind.name, capacity);
-        if (!kind.isPlus) {
-            ASSERT_EQ(SelectDash(host, {}), kGood);
+    // Runs a test on a new disc of each kind, set up for incremental writing.
+    template <class Test>
+    void OnEachKind(uint32_t capacity, Test test) {
+        for (const Kind& kind : kKinds) {
+            SCOPED_TRACE(kind.name);
+            Load(kind.name, capacity);
+            if (!kind.isPlus) {
+                ASSERT_EQ(host.SelectDash({}), kGood);
+            }
+            test(kind);
         }
-    }
-    static Bytes Blocks(uint32_t blocks, uint32_t seed) {
-        return Pattern(size_t{blocks} * 2048, seed);
     }
 };
 
 TEST_F(DvdSequentialTest, BlankDiscsTellWhatTheyAre) {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        Begin(kind);
-        EXPECT_EQ(Profile(host), kind.profile);
+    OnEachKind(0, [this](const Kind& kind) {
+        EXPECT_EQ(host.Profile(), kind.profile);
         std::set<uint16_t> features = kind.features;
         features.insert({0x10, 0x1F});
-        EXPECT_EQ(CurrentFeatures(host), features);
+        EXPECT_EQ(host.CurrentFeatures(), features);
         EXPECT_EQ(host.DiscStatus() & 0x0F, 0);
         EXPECT_EQ((host.DiscStatus() & 16) != 0, kind.profile == 0x14) << "erasable";
         ASSERT_EQ(host.TrackInformation(1, 1), kGood);
         EXPECT_EQ(host.data[6], kind.isPlus ? 0x41 : 0x61) << "blank, mode 1, not fixed packets";
         EXPECT_EQ(host.data[7], 1) << "next writable address, nothing recorded";
-        EXPECT_EQ(LoadBe32(&host.data[12]), 0U);
-        EXPECT_EQ(LoadBe32(&host.data[16]), kind.capacity) << "free blocks";
+        EXPECT_EQ(host.Data32(12), 0U);
+        EXPECT_EQ(host.Data32(16), kind.capacity) << "free blocks";
         EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb);
-        EXPECT_EQ(host.In({0x43, 0, 0, 0, 0, 0, 0, 0, 12, 0}, 12), kInvalidFieldInCdb);
+        EXPECT_EQ(host.Toc(0), kInvalidFieldInCdb);
         EXPECT_EQ(host.Read(0, 1), kOutOfRange);
-        EXPECT_TRUE(FormatCapacities(host).starts_with(std::to_string(kind.capacity) + "/1"));
-    }
+        EXPECT_EQ(host.Close(2), kGood) << "nothing to close";
+        EXPECT_TRUE(host.FormatCapacities().starts_with(std::to_string(kind.capacity) + "/1"));
+    });
 }
 
 TEST_F(DvdSequentialTest, SessionsFollowWithTheirGaps) {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        Begin(kind);
+    OnEachKind(0, [this](const Kind& kind) {
         // 35 blocks are recorded as 48.
-        const Bytes first = Blocks(35, 1);
-        ASSERT_EQ(host.WriteAll(0, first), kGood);
+        ASSERT_EQ(host.WriteAll(0, Blocks(35, 1)), kGood);
         EXPECT_EQ(host.Write(36, Blocks(16, 2)), kInvalidAddress);
         EXPECT_EQ(host.Write(34, Blocks(16, 2)), kInvalidAddress) << "nothing is overwritten";
+        EXPECT_EQ(host.Out(Host::Address10(0x2A, 35, 1), Bytes(2352)), kDataPhase);
         ASSERT_EQ(host.SynchronizeCache(), kGood);
         EXPECT_EQ(host.NextWritable(), 48);
         EXPECT_EQ(host.DiscStatus() & 0x0F, 0x05) << "disc and session incomplete";
+        EXPECT_EQ(host.DataAt(4, 3), (Bytes{1, 1, 1})) << "sessions; tracks of the last one";
+        EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb) << "none beside the open one";
+        EXPECT_EQ(host.Close(1, 2), kInvalidFieldInCdb) << "no such track";
         ASSERT_EQ(host.Close(1, 1), kGood);
         // A second track in the same session.
         const int32_t second = host.NextWritable();
@@ -80,37 +80,30 @@ TEST_F(DvdSequentialTest, SessionsFollowWithTheirGaps) {
         ASSERT_EQ(host.WriteAll(second, Blocks(16, 2)), kGood);
         ASSERT_EQ(host.Close(2), kGood) << "closes the track too";
         EXPECT_EQ(host.DiscStatus() & 0x0F, 0x01) << "an empty last session";
-        EXPECT_EQ(host.data[4], 2) << "sessions";
-        EXPECT_EQ(host.data[5], 3) << "first track of the last session";
+        EXPECT_EQ(host.DataAt(4, 3), (Bytes{2, 3, 3})) << "sessions; tracks of the last one";
         const int32_t third = second + 16 + kind.firstGap;
         EXPECT_EQ(host.NextWritable(), third);
         EXPECT_EQ(host.Read(third - 1, 1), kOutOfRange);
         ASSERT_EQ(host.WriteAll(third, Blocks(20, 3)), kGood);
-        EXPECT_EQ(host.Read(third - 1, 1), 0x31105) << "between the sessions";
-        ASSERT_EQ(host.Close(1, 3), kGood);
+        EXPECT_EQ(host.Read(third - 1, 1), kUnreadable) << "between the sessions";
+        ASSERT_EQ(host.Close(1, 0xFF), kGood);
         ASSERT_EQ(host.Close(2), kGood);
         EXPECT_EQ(host.NextWritable(), third + 32 + kind.nextGap);
-        ASSERT_EQ(host.In({0x43, 0, 1, 0, 0, 0, 0, 0, 12, 0}, 12), kGood);
+        ASSERT_EQ(host.Toc(1), kGood);
         EXPECT_EQ(host.data[3], 2) << "the last complete session";
         EXPECT_EQ(host.data[6], 3) << "its first track";
-        EXPECT_EQ(LoadBe32(&host.data[8]), static_cast<uint32_t>(third));
+        EXPECT_EQ(host.Data32(8), static_cast<uint32_t>(third));
 
         // All of it is there after the disc was out of the drive, and the fill is zeros.
         Reload();
-        ASSERT_EQ(host.Read(0, 48), kGood);
-        Bytes padded = first;
-        padded.resize(48 * 2048);
-        EXPECT_EQ(host.data, padded);
-        ASSERT_EQ(host.Read(third, 20), kGood);
-        EXPECT_EQ(host.data, Blocks(20, 3));
+        ExpectRead(0, Blocks(35, 1) + Bytes(13UL * 2048));
+        ExpectRead(third, Blocks(20, 3));
         EXPECT_EQ(host.NextWritable(), third + 32 + kind.nextGap);
-    }
+    });
 }
 
 TEST_F(DvdSequentialTest, TheEndOfTheDisc) {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        Begin(kind, 64);
+    OnEachKind(64, [this](const Kind&) {
         ASSERT_EQ(host.WriteAll(0, Blocks(48, 1)), kGood);
         EXPECT_EQ(host.Write(48, Blocks(17, 2)), kOutOfRange);
         EXPECT_EQ(host.Write(48, Blocks(16, 2)), kGood);
@@ -118,31 +111,29 @@ TEST_F(DvdSequentialTest, TheEndOfTheDisc) {
         ASSERT_EQ(host.Close(2), kGood);
         ASSERT_EQ(host.TrackInformation(1, 2), kGood);
         EXPECT_EQ(host.data[7] & 1, 0) << "no place for another session";
-    }
+    });
 }
 
 TEST_F(DvdSequentialTest, ClosedDiscsTakeNothing) {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        Begin(kind);
+    OnEachKind(0, [this](const Kind& kind) {
         ASSERT_EQ(host.WriteAll(0, Blocks(16, 1)), kGood);
         if (kind.isPlus) {
             ASSERT_EQ(host.Close(1, 1), kGood);
             EXPECT_EQ(host.Close(3), kInvalidFieldInCdb) << "a function of the dash family";
             ASSERT_EQ(host.Close(6), kGood);
         } else {
-            ASSERT_EQ(SelectDash(host, {.multiSession = 0}), kGood);
+            ASSERT_EQ(host.SelectDash({.multiSession = 0}), kGood);
             EXPECT_EQ(host.Close(6), kInvalidFieldInCdb);
             ASSERT_EQ(host.Close(2), kGood);
         }
         EXPECT_EQ(host.DiscStatus() & 0x0F, 0x0E) << "complete";
-        EXPECT_EQ(host.Write(16, Blocks(16, 1)), kIncompatibleMedium);
+        EXPECT_EQ(host.Write(16, Blocks(16, 1)), kCannotWrite);
         EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb) << "no invisible track";
         std::set<uint16_t> features = {0x10, 0x1F};
         if (kind.profile == 0x14)
             features.insert(0x23);
-        EXPECT_EQ(CurrentFeatures(host), features);
-    }
+        EXPECT_EQ(host.CurrentFeatures(), features);
+    });
 }
 
 TEST_F(DvdSequentialTest, WriteParametersMustSuitTheMedium) {
@@ -166,104 +157,113 @@ TEST_F(DvdSequentialTest, WriteParametersMustSuitTheMedium) {
         {InOneGo(), kGood},
     };
     for (const auto& test : cases)
-        EXPECT_EQ(SelectDash(host, test.page), test.code) << &test - cases;
+        EXPECT_EQ(host.SelectDash(test.page), test.code) << &test - cases;
 
-    LoadAnother("dvd-r-dl");
-    EXPECT_EQ(SelectDash(host, {.multiSession = 0, .linkValid = false, .linkSize = 0}), kGood)
+    Load("dvd-r-dl");
+    EXPECT_EQ(host.SelectDash({.multiSession = 0, .linkValid = false, .linkSize = 0}), kGood)
         << "two layers may leave the link to the drive";
-    LoadAnother("dvd+r");
+    Load("dvd+r");
     EXPECT_EQ(host.Write(0, Blocks(16, 1)), kGood) << "the plus family has no use for the page";
     EXPECT_EQ(host.SelectWriteType(3, 0, 0, 8), kInvalidFieldInList);
 }
 
 TEST_F(DvdSequentialTest, OneGoTakesWhatWasReserved) {
     Load("dvd-r", 1024);
-    ASSERT_EQ(SelectDash(host, {}), kGood);
-    EXPECT_EQ(ReserveTrack(host, 64), kSequenceError) << "not for incremental writing";
-    ASSERT_EQ(SelectDash(host, InOneGo()), kGood);
-    EXPECT_EQ(ReserveTrack(host, 1025), kInvalidFieldInCdb);
-    ASSERT_EQ(ReserveTrack(host, 50), kGood);
+    ASSERT_EQ(host.SelectDash({}), kGood);
+    EXPECT_EQ(host.ReserveTrack(64), kSequenceError) << "not for incremental writing";
+    ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
+    for (const uint32_t blocks : {0U, 1025U, kAllBlocks})
+        EXPECT_EQ(host.ReserveTrack(blocks), kInvalidFieldInCdb) << blocks;
+    ASSERT_EQ(host.ReserveTrack(50), kGood);
     ASSERT_EQ(host.TrackInformation(1, 1), kGood);
     EXPECT_EQ(host.data[6] & 0xF0, 0xC0) << "reserved and blank";
-    EXPECT_EQ(LoadBe32(&host.data[16]), 64U) << "whole ECC blocks";
+    EXPECT_EQ(host.Data32(16), 64U) << "whole ECC blocks";
     ASSERT_EQ(host.WriteAll(0, Blocks(32, 1)), kGood);
     EXPECT_EQ(host.Close(1, 1), kSequenceError);
     EXPECT_EQ(host.Close(2), kSequenceError);
-    ASSERT_EQ(SelectDash(host, {}), kGood);
+    ASSERT_EQ(host.SelectDash({}), kGood);
     EXPECT_EQ(host.Write(32, Blocks(16, 1)), kSequenceError) << "it must end as it began";
-    ASSERT_EQ(SelectDash(host, InOneGo()), kGood);
+    ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
     ASSERT_EQ(host.WriteAll(32, Blocks(16, 2)), kGood);
     EXPECT_EQ(host.Write(48, Blocks(32, 2)), kOutOfRange) << "more than reserved";
     // The cache's last flush fills it up and closes the disc.
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.DiscStatus() & 0x0F, 0x0E);
-    Bytes expected = Blocks(32, 1);
-    const Bytes rest = Blocks(16, 2);
-    expected.insert(expected.end(), rest.begin(), rest.end());
-    expected.resize(64 * 2048);
-    EXPECT_EQ(FileBytes(File("track-01.iso")), expected);
+    EXPECT_EQ(FileBytes(File("track-01.iso")), Blocks(32, 1) + Blocks(16, 2) + Bytes(16UL * 2048));
+}
+
+TEST_F(DvdSequentialTest, PlusReservesTheNextTrack) {
+    Load("dvd+r", 1024);
+    ASSERT_EQ(host.ReserveTrack(20), kGood);
+    ASSERT_EQ(host.WriteAll(0, Blocks(16, 1)), kGood);
+    EXPECT_EQ(host.ReserveTrack(16), kSequenceError) << "the track is open";
+    EXPECT_EQ(host.Write(16, Blocks(17, 1)), kOutOfRange) << "more than reserved";
+    ASSERT_EQ(host.Close(1, 1), kGood);
+    ExpectRead(0, Blocks(16, 1) + Bytes(16UL * 2048));
+    EXPECT_EQ(host.NextWritable(), 32 + 16);
+    ASSERT_EQ(host.TrackInformation(1, 2), kGood);
+    EXPECT_EQ(host.Data32(16), 1024U - 48) << "no reservation is left";
 }
 
 TEST_F(DvdSequentialTest, OneGoWantsABlankDisc) {
     Load("dvd-r");
-    ASSERT_EQ(SelectDash(host, InOneGo(3)), kGood);
+    ASSERT_EQ(host.SelectDash(InOneGo(3)), kGood);
     ASSERT_EQ(host.WriteAll(0, Blocks(16, 1)), kGood) << "without a reservation";
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.DiscStatus() & 0x0F, 0x01) << "another session may follow";
     const int32_t next = host.NextWritable();
     EXPECT_EQ(host.Write(next, Blocks(16, 1)), kIllegalMode);
-    EXPECT_EQ(ReserveTrack(host, 16), kSequenceError);
-    ASSERT_EQ(SelectDash(host, {}), kGood);
+    EXPECT_EQ(host.ReserveTrack(16), kSequenceError);
+    ASSERT_EQ(host.SelectDash({}), kGood);
     EXPECT_EQ(host.Write(next, Blocks(16, 1)), kGood);
 }
 
 TEST_F(DvdSequentialTest, ACutOffRecordingInOneGoIsDamaged) {
     Load("dvd-r");
-    ASSERT_EQ(SelectDash(host, InOneGo()), kGood);
+    ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
+    ASSERT_EQ(host.ReserveTrack(64), kGood);
     ASSERT_EQ(host.WriteAll(0, Blocks(20, 1)), kGood);
     Reload();
     ASSERT_EQ(host.TrackInformation(1, 1), kGood);
     EXPECT_EQ(host.data[5] & 0x20, 0x20);
+    EXPECT_EQ(host.data[7] & 1, 0) << "no next writable address";
     EXPECT_EQ(host.DiscStatus() & 0x0F, 0x05);
-    ASSERT_EQ(host.Read(0, 20), kGood);
-    EXPECT_EQ(host.data, Blocks(20, 1));
+    ASSERT_EQ(host.SynchronizeCache(), kGood);
+    for (const DashPage& page : {InOneGo(), DashPage()}) {
+        ASSERT_EQ(host.SelectDash(page), kGood);
+        EXPECT_EQ(host.Write(32, Blocks(16, 1)), kSequenceError);
+    }
+    EXPECT_EQ(host.DiscStatus() & 0x0F, 0x05);
+    ASSERT_EQ(host.Close(2), kGood);
+    ExpectRead(0, Blocks(20, 1));
+    EXPECT_EQ(host.Read(32, 1), kOutOfRange) << "the rest of the reservation was never written";
 }
 
 TEST_F(DvdSequentialTest, AMinimallyBlankedDiscTakesOneGoOnly) {
     Load("dvd-rw");
-    ASSERT_EQ(SelectDash(host, {}), kGood);
+    ASSERT_EQ(host.SelectDash({}), kGood);
     ASSERT_EQ(host.WriteAll(0, Blocks(16, 1)), kGood);
-    EXPECT_EQ(Blank(host, 5), kInvalidFieldInCdb);
-    ASSERT_EQ(Blank(host, 1), kGood);
+    EXPECT_EQ(host.Blank(5), kInvalidFieldInCdb);
+    ASSERT_EQ(host.Blank(1), kGood);
     EXPECT_FALSE(std::filesystem::exists(File("track-01.iso")));
     EXPECT_EQ(host.DiscStatus() & 0x1F, 0x10);
-    EXPECT_FALSE(IsFeatureCurrent(host, 0x21));
-    EXPECT_TRUE(IsFeatureCurrent(host, 0x2F));
+    EXPECT_FALSE(host.IsFeatureCurrent(0x21));
+    EXPECT_TRUE(host.IsFeatureCurrent(0x2F));
     EXPECT_EQ(host.Write(0, Blocks(16, 1)), kIllegalMode);
     Reload();
-    EXPECT_FALSE(IsFeatureCurrent(host, 0x21)) << "the disc knows, not the drive";
-    ASSERT_EQ(Blank(host, 0), kGood);
-    EXPECT_TRUE(IsFeatureCurrent(host, 0x21));
+    EXPECT_FALSE(host.IsFeatureCurrent(0x21)) << "the disc knows, not the drive";
+    ASSERT_EQ(host.Blank(0), kGood);
+    EXPECT_TRUE(host.IsFeatureCurrent(0x21));
     EXPECT_EQ(host.Write(0, Blocks(16, 1)), kGood);
-    LoadAnother("dvd-r");
-    EXPECT_EQ(Blank(host, 1), kIncompatibleMedium);
-}
-
-TEST_F(DvdSequentialTest, BlankingTakesItsTime) {
-    Load("dvd-rw");
-    drive.SetSpeed({.longOperationMs = 10'000});
-    ASSERT_EQ(Blank(host, 0x10), kGood) << "immediate";
-    clock.Advance(2'500);
-    EXPECT_EQ(host.In({0x51, 0, 0, 0, 0, 0, 0, 0, 34, 0}, 34), 0x20407);
-    EXPECT_EQ(host.completion.sense[15] & 0x80, 0x80);
-    EXPECT_EQ(LoadBe16(&host.completion.sense[16]), 65536 / 4);
-    clock.Advance(7'500);
-    EXPECT_EQ(host.TestUnitReady(), kGood);
+    Load("dvd-r");
+    EXPECT_EQ(host.Blank(1), kCannotWrite);
 }
 
 TEST_F(DvdSequentialTest, TheLayerBoundaryOfABlankDisc) {
     constexpr uint8_t kBoundary = 0x20;
-    const auto read = [&] { return host.In({0xAD, 0, 0, 0, 0, 0, 0, kBoundary, 0, 12, 0, 0}, 12); };
+    const auto read = [&](uint8_t format) {
+        return host.In({0xAD, 0, 0, 0, 0, 0, 0, format, 0, 20, 0, 0}, 20);
+    };
     const auto send = [&](uint32_t blocks) {
         Bytes list(12);
         list[1] = 10;
@@ -271,47 +271,24 @@ TEST_F(DvdSequentialTest, TheLayerBoundaryOfABlankDisc) {
         return host.Out({0xBF, 0, 0, 0, 0, 0, 0, kBoundary, 0, 12, 0, 0}, list);
     };
     Load("dvd+r-dl");
-    ASSERT_EQ(read(), kGood);
+    ASSERT_EQ(read(kBoundary), kGood);
     EXPECT_EQ(host.data[4], 0) << "can be moved";
-    EXPECT_EQ(LoadBe32(&host.data[8]), 2'086'912U);
+    EXPECT_EQ(host.Data32(8), 2'086'912U);
     EXPECT_EQ(send(2'086'912 + 16), kInvalidFieldInList);
     EXPECT_EQ(send(40), kInvalidFieldInList) << "within an ECC block";
     ASSERT_EQ(send(48), kGood);
     EXPECT_EQ(send(64), kSequenceError) << "only once";
-    ASSERT_EQ(read(), kGood);
+    ASSERT_EQ(read(kBoundary), kGood);
     EXPECT_EQ(host.data[4], 0x80);
-    EXPECT_EQ(LoadBe32(&host.data[8]), 48U);
+    EXPECT_EQ(host.Data32(8), 48U);
     ASSERT_EQ(host.WriteAll(0, Blocks(96, 1)), kGood);
     EXPECT_EQ(host.Write(96, Blocks(1, 1)), kOutOfRange) << "both layers are full";
 
-    LoadAnother("dvd-r-dl");
-    ASSERT_EQ(host.In({0xAD, 0, 0, 0, 0, 0, 0, 0x10, 0, 20, 0, 0}, 20), kGood);
-    EXPECT_EQ(LoadBe32(&host.data[16]) & 0xFFFFFF, 0x30000U + 4'171'712 / 2 - 1);
-    LoadAnother("dvd+r");
-    EXPECT_EQ(read(), kInvalidFieldInCdb) << "one layer has no boundary";
-}
-
-TEST_F(DvdSequentialTest, ABusyDriveIsAskedAgain) {
-    // 1x with a buffer of four ECC blocks: the disc holds each block once, in its place.
+    Load("dvd-r-dl");
+    ASSERT_EQ(read(0x10), kGood);
+    EXPECT_EQ(host.Data32(16) & 0xFFFFFF, 0x30000U + 4'171'712 / 2 - 1);
     Load("dvd+r");
-    drive.SetSpeed({.bufferKB = 128, .speedFactor = 0.0625});
-    int refusals = 0;
-    for (int32_t block = 0; block < 512; block += 16) {
-        const Bytes chunk = Blocks(16, static_cast<uint32_t>(block));
-        for (int code = host.Write(block, chunk); code != kGood; code = host.Write(block, chunk)) {
-            ASSERT_EQ(code, 0x20408);
-            ++refusals;
-            clock.Advance(10);
-        }
-    }
-    EXPECT_GT(refusals, 20);
-    ASSERT_EQ(host.SynchronizeCache(), kGood);
-    const Bytes disc = FileBytes(File("track-01.iso"));
-    ASSERT_EQ(disc.size(), size_t{512} * 2048);
-    for (int32_t block = 0; block < 512; block += 16)
-        EXPECT_TRUE(std::equal(disc.begin() + block * 2048, disc.begin() + (block + 16) * 2048,
-                               Blocks(16, static_cast<uint32_t>(block)).begin()))
-            << block;
+    EXPECT_EQ(read(kBoundary), kInvalidFieldInCdb) << "one layer has no boundary";
 }
 
 } // namespace

@@ -2,22 +2,54 @@
 #pragma once
 
 #include "platform/byte_order.h"
+#include "platform/text.h"
 #include "support/manual_clock.h"
 #include "support/temp_folder.h"
 #include "virtualdrive/virtual_drive.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace larkspin {
 
 using Bytes = std::vector<uint8_t>;
+
+// Sense as (key << 16) | (ASC << 8) | ASCQ.
+constexpr int kGood = 0;
+constexpr int kFormatInProgress = 0x20404;
+constexpr int kOperationInProgress = 0x20407;
+constexpr int kLongWriteInProgress = 0x20408;
+constexpr int kTrayClosed = 0x23A01;
+constexpr int kTrayOpen = 0x23A02;
+constexpr int kWriteError = 0x30C00;
+constexpr int kUnreadable = 0x31105;
+constexpr int kNotFormatted = 0x33100;
+constexpr int kListLength = 0x51A00;
+constexpr int kUnknownCommand = 0x52000;
+constexpr int kOutOfRange = 0x52100;
+constexpr int kInvalidAddress = 0x52102;
+constexpr int kInvalidFieldInCdb = 0x52400;
+constexpr int kInvalidFieldInList = 0x52600;
+constexpr int kSequenceError = 0x52C00;
+constexpr int kCannotRead = 0x53002;
+constexpr int kCannotWrite = 0x53005;
+constexpr int kNoSavedPages = 0x53900;
+constexpr int kDoorLocked = 0x55302;
+constexpr int kEndOfArea = 0x56300;
+constexpr int kIllegalMode = 0x56400;
+constexpr int kIncompleteTrack = 0x57203;
+constexpr int kNewMedium = 0x62800;
+constexpr int kDataPhase = 0xB4B00;
+
+constexpr uint32_t kAllBlocks = 0xFFFFFFFF;
 
 inline Bytes FileBytes(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -35,13 +67,41 @@ inline Bytes Pattern(size_t bytes, uint32_t seed) {
     return pattern;
 }
 
-constexpr int kGood = 0;
+inline Bytes Blocks(uint32_t count, uint32_t seed, uint32_t blockBytes = 2048) {
+    return Pattern(size_t{count} * blockBytes, seed);
+}
+
+inline Bytes operator+(Bytes bytes, const Bytes& more) {
+    bytes.insert(bytes.end(), more.begin(), more.end());
+    return bytes;
+}
+
+// What a DVD of the dash family finds on the write parameters page.
+struct DashPage {
+    uint8_t writeType = 0; // 0 incremental, 2 in one go
+    uint8_t multiSession = 3;
+    bool linkValid = true;
+    uint8_t linkSize = 16;
+    bool fixedPacket = true;
+    uint8_t packetSize = 16;
+    uint8_t dataBlockType = 8;
+    bool testWrite = false;
+};
+
+inline DashPage InOneGo(uint8_t multiSession = 0) {
+    return {.writeType = 2,
+            .multiSession = multiSession,
+            .linkValid = false,
+            .linkSize = 0,
+            .fixedPacket = false,
+            .packetSize = 0};
+}
 
 class Host {
   public:
     explicit Host(VirtualDrive& drive) : m_drive(drive) {}
 
-    // Sense as (key << 16) | (ASC << 8) | ASCQ, 0 if the command succeeded.
+    // The sense, 0 if the command succeeded.
     int Send(const Bytes& cdb, PortDirection direction, void* buffer, size_t length) {
         PortRequest request;
         request.cdb = cdb;
@@ -55,12 +115,21 @@ class Host {
     }
     int None(const Bytes& cdb) { return Send(cdb, PortDirection::None, nullptr, 0); }
     // What comes back is in `data`.
-    int In(const Bytes& cdb, size_t length) {
+    int In(const Bytes& cdb, size_t length = 252) {
         data.assign(length, 0xEE);
         return Send(cdb, PortDirection::In, data.data(), data.size());
     }
     int Out(const Bytes& cdb, Bytes bytes) {
         return Send(cdb, PortDirection::Out, bytes.data(), bytes.size());
+    }
+    uint32_t Data32(size_t at) const { return LoadBe32(&data.at(at)); }
+    Bytes DataAt(size_t at, size_t count) const {
+        const auto begin = data.begin() + static_cast<std::ptrdiff_t>(at);
+        return {begin, begin + static_cast<std::ptrdiff_t>(count)};
+    }
+    // In 65536th parts, -1 if the sense tells none.
+    int Progress() const {
+        return (completion.sense[15] & 0x80) != 0 ? LoadBe16(&completion.sense[16]) : -1;
     }
 
     static Bytes Address10(uint8_t opcode, int32_t block, uint16_t count) {
@@ -77,11 +146,10 @@ class Host {
     int WriteAll(int32_t block, const Bytes& bytes, uint32_t blockBytes = 2048) {
         const size_t chunk = size_t{blockBytes} * 16;
         for (size_t done = 0; done < bytes.size(); done += chunk) {
-            const size_t part = std::min(chunk, bytes.size() - done);
             const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(done);
-            const Bytes piece(begin, begin + static_cast<std::ptrdiff_t>(part));
-            if (const int code =
-                    Write(block + static_cast<int32_t>(done / blockBytes), piece, blockBytes))
+            const auto part = static_cast<std::ptrdiff_t>(std::min(chunk, bytes.size() - done));
+            const auto at = block + static_cast<int32_t>(done / blockBytes);
+            if (const int code = Write(at, Bytes(begin, begin + part), blockBytes))
                 return code;
         }
         return kGood;
@@ -95,29 +163,92 @@ class Host {
         StoreBe32(&cdb[2], static_cast<uint32_t>(block));
         return In(cdb, size_t{count} * 2352);
     }
+    int SynchronizeCache() { return None({0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}); }
+    int Close(uint8_t function, uint8_t track = 0) {
+        return None({0x5B, 0, function, 0, 0, track, 0, 0, 0, 0});
+    }
+    int ReserveTrack(uint32_t blocks) {
+        Bytes cdb(10);
+        cdb[0] = 0x53;
+        StoreBe32(&cdb[5], blocks);
+        return None(cdb);
+    }
+    int SendCueSheet(const Bytes& sheet) {
+        return Out({0x5D, 0, 0, 0, 0, 0, 0, 0, static_cast<uint8_t>(sheet.size()), 0}, sheet);
+    }
+    int Blank(uint8_t type) { return None({0xA1, type, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}); }
+    // Not immediate unless the options, byte 1 of the list, say so.
+    int FormatUnit(uint8_t type, uint32_t blocks, uint8_t parameter = 16, uint8_t options = 0) {
+        Bytes list = {0, options, 0,        8, 0, 0, 0, 0, static_cast<uint8_t>(type << 2),
+                      0, 0,       parameter};
+        StoreBe32(&list[4], blocks);
+        return Out({0x04, 0x11, 0, 0, 0, 0}, list);
+    }
+
+    int TestUnitReady() { return None({0, 0, 0, 0, 0, 0}); }
+    int Eject() { return None({0x1B, 0, 0, 0, 2, 0}); }
+    int LockDoor(bool lock) { return None({0x1E, 0, 0, 0, static_cast<uint8_t>(lock ? 1 : 0), 0}); }
+    int PollEvents(uint8_t classes) { return In({0x4A, 1, 0, 0, classes, 0, 0, 0, 8, 0}); }
+
+    int ReadDiscInformation() { return In({0x51, 0, 0, 0, 0, 0, 0, 0, 34, 0}); }
+    // Status in bits 0 and 1, state of the last session in bits 2 and 3, 16 if erasable.
+    int DiscStatus() {
+        EXPECT_EQ(ReadDiscInformation(), kGood);
+        return data[2];
+    }
     int TrackInformation(uint8_t by, uint32_t number) {
         Bytes cdb = {0x52, by, 0, 0, 0, 0, 0, 0, 36, 0};
         StoreBe32(&cdb[2], number);
-        return In(cdb, 36);
+        return In(cdb);
     }
     int32_t NextWritable() {
         EXPECT_EQ(TrackInformation(1, 0xFF), kGood);
         EXPECT_EQ(data[7] & 1, 1) << "no next writable address";
-        return static_cast<int32_t>(LoadBe32(&data[12]));
+        return static_cast<int32_t>(Data32(12));
     }
-    // Status in bits 0 and 1, state of the last session in bits 2 and 3, 16 if erasable.
-    int DiscStatus() {
-        EXPECT_EQ(In({0x51, 0, 0, 0, 0, 0, 0, 0, 34, 0}, 34), kGood);
-        return data[2];
+    int Toc(uint8_t format, uint8_t start = 0, bool msf = false) {
+        return In({0x43, static_cast<uint8_t>(msf ? 2 : 0), format, 0, 0, 0, start, 0, 252, 0});
     }
+    uint32_t LastBlock() {
+        EXPECT_EQ(In({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}), kGood);
+        return Data32(0);
+    }
+    uint16_t Profile() {
+        EXPECT_EQ(In({0x46, 1, 0, 0, 0, 0, 0, 0, 8, 0}), kGood);
+        return LoadBe16(&data[6]);
+    }
+    bool IsFeatureCurrent(uint16_t feature) {
+        Bytes cdb = {0x46, 2, 0, 0, 0, 0, 0, 0, 252, 0};
+        StoreBe16(&cdb[2], feature);
+        EXPECT_EQ(In(cdb), kGood);
+        return Data32(0) >= 8 && LoadBe16(&data[8]) == feature && (data[10] & 1) != 0;
+    }
+    // Features that are current and depend on the medium.
+    std::set<uint16_t> CurrentFeatures() {
+        std::set<uint16_t> features;
+        for (uint16_t feature = 0x10; feature < 0x100; ++feature)
+            if (IsFeatureCurrent(feature))
+                features.insert(feature);
+        return features;
+    }
+    // READ FORMAT CAPACITIES: "blocks/type" of the current capacity and of each format.
+    std::string FormatCapacities() {
+        EXPECT_EQ(In({0x23, 0, 0, 0, 0, 0, 0, 0, 252, 0}), kGood);
+        std::string text;
+        for (size_t at = 4; at < size_t{4} + data[3]; at += 8) {
+            const int type = at == 4 ? data[at + 4] : data[at + 4] >> 2;
+            text += Format(text.empty() ? "%u/%d" : " %u/%d", Data32(at), type);
+        }
+        return text;
+    }
+
     Bytes WriteParametersPage() {
         EXPECT_EQ(In({0x5A, 0x08, 0x05, 0, 0, 0, 0, 0, 60, 0}, 60), kGood);
-        return {data.begin() + 8, data.end()};
+        return DataAt(8, 52);
     }
     int SelectPage(const Bytes& page) {
-        Bytes list(8);
-        list.insert(list.end(), page.begin(), page.end());
-        return Out({0x55, 0x10, 0, 0, 0, 0, 0, 0, static_cast<uint8_t>(list.size()), 0}, list);
+        const auto bytes = static_cast<uint8_t>(8 + page.size());
+        return Out({0x55, 0x10, 0, 0, 0, 0, 0, 0, bytes, 0}, Bytes(8) + page);
     }
     int SelectWriteType(uint8_t type, uint8_t multiSession, uint8_t trackMode,
                         uint8_t dataBlockType) {
@@ -133,14 +264,16 @@ class Host {
     int SelectSessionAtOnce(uint8_t multiSession = 0) {
         return SelectWriteType(2, multiSession, 0, 0);
     }
-    int SendCueSheet(const Bytes& sheet) {
-        return Out({0x5D, 0, 0, 0, 0, 0, 0, 0, static_cast<uint8_t>(sheet.size()), 0}, sheet);
+    int SelectDash(const DashPage& wish) {
+        Bytes page = WriteParametersPage();
+        page[2] = static_cast<uint8_t>(0x40 | (wish.linkValid ? 0x20 : 0) |
+                                       (wish.testWrite ? 0x10 : 0) | wish.writeType);
+        page[3] = static_cast<uint8_t>(wish.multiSession << 6 | (wish.fixedPacket ? 0x20 : 0) | 5);
+        page[4] = wish.dataBlockType;
+        page[5] = wish.linkSize;
+        page[13] = wish.packetSize;
+        return SelectPage(page);
     }
-    int SynchronizeCache() { return None({0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}); }
-    int Close(uint8_t function, uint8_t track = 0) {
-        return None({0x5B, 0, function, 0, 0, track, 0, 0, 0, 0});
-    }
-    int TestUnitReady() { return None({0, 0, 0, 0, 0, 0}); }
 
     PortCompletion completion;
     Bytes data;
@@ -149,21 +282,27 @@ class Host {
     VirtualDrive& m_drive;
 };
 
-// A drive with a new disc of a kind in it, the unit attention seen.
+// A drive with a disc of a kind in it, the unit attention seen.
 class DriveTest : public ::testing::Test {
   protected:
+    // A new disc; an earlier one goes.
     void Load(const std::string& kind, uint32_t capacity = 0) {
-        ASSERT_TRUE(VirtualDrive::CreateDisc(Disc(), kind, capacity));
-        ASSERT_TRUE(drive.Insert(Disc()));
-        EXPECT_EQ(host.TestUnitReady(), 0x62800);
-    }
-    void LoadAnother(const std::string& kind, uint32_t capacity = 0) {
         std::filesystem::remove_all(Disc());
-        Load(kind, capacity);
+        ASSERT_TRUE(VirtualDrive::CreateDisc(Disc(), kind, capacity));
+        Reload();
     }
+    // As after a process that ended: all that the drive knows is on the disc.
     void Reload() {
         ASSERT_TRUE(drive.Insert(Disc()));
-        EXPECT_EQ(host.TestUnitReady(), 0x62800);
+        EXPECT_EQ(host.TestUnitReady(), kNewMedium);
+    }
+    void ExpectRead(int32_t block, const Bytes& bytes) {
+        ASSERT_EQ(host.Read(block, static_cast<uint16_t>(bytes.size() / 2048)), kGood) << block;
+        EXPECT_TRUE(host.data == bytes) << "other bytes at " << block;
+    }
+    void ExpectAudio(int32_t block, const Bytes& bytes) {
+        ASSERT_EQ(host.ReadAudio(block, static_cast<uint8_t>(bytes.size() / 2352)), kGood) << block;
+        EXPECT_TRUE(host.data == bytes) << "other bytes at " << block;
     }
     std::string Disc() const { return folder.Path() + "/disc"; }
     std::string File(const std::string& name) const { return Disc() + "/" + name; }

@@ -38,25 +38,23 @@ TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
     Load("cd-r");
     ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
     ASSERT_EQ(host.SendCueSheet(Sheet(DataSession(500))), kGood);
-    EXPECT_EQ(host.Write(0, Bytes(2048)), 0x52102) << "the pre-gap comes first";
+    EXPECT_EQ(host.Write(0, Bytes(2048)), kInvalidAddress) << "the pre-gap comes first";
     EXPECT_EQ(host.SelectTrackAtOnce(), kGood);
-    EXPECT_EQ(host.Write(-150, Bytes(2048)), 0x52C00) << "the sheet stands";
+    EXPECT_EQ(host.Write(-150, Bytes(2048)), kSequenceError) << "the sheet stands";
     ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
+    EXPECT_EQ(host.Out(Host::Address10(0x2A, -150, 1), Bytes(2352)), kDataPhase);
     ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2048)), kGood);
-    const Bytes image = Pattern(500UL * 2048, 1);
-    EXPECT_EQ(host.Write(1, Bytes(2048)), 0x52102);
-    EXPECT_EQ(host.Close(2), 0x52C00);
-    ASSERT_EQ(host.WriteAll(0, image), kGood);
-    EXPECT_EQ(host.Write(500, Bytes(2048)), 0x52102) << "behind the lead-out's start";
+    EXPECT_EQ(host.Write(1, Bytes(2048)), kInvalidAddress);
+    EXPECT_EQ(host.Close(2), kSequenceError);
+    ASSERT_EQ(host.WriteAll(0, Blocks(500, 1)), kGood);
+    EXPECT_EQ(host.Write(500, Bytes(2048)), kInvalidAddress) << "behind the lead-out's start";
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.DiscStatus(), 2 | 3 << 2);
-    EXPECT_EQ(FileBytes(File("track-01.iso")), image);
+    EXPECT_EQ(FileBytes(File("track-01.iso")), Blocks(500, 1));
 
     Reload();
-    ASSERT_EQ(host.Read(0, 500), kGood);
-    EXPECT_EQ(host.data, image);
-    ASSERT_EQ(host.In({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 8), kGood);
-    EXPECT_EQ(LoadBe32(&host.data[0]), 499U) << "no run-out in one go";
+    ExpectRead(0, Blocks(500, 1));
+    EXPECT_EQ(host.LastBlock(), 499U) << "no run-out in one go";
 }
 
 TEST_F(SessionAtOnceTest, FurtherSessionFollowsWhenAskedFor) {
@@ -87,9 +85,9 @@ TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
                                        {0x21, 3, 1, 0x00, third},
                                        {0x01, 0xAA, 1, 0x01, leadOut}})),
               kGood);
-    EXPECT_EQ(host.Write(-150, Bytes(2048)), 0xB4B00) << "2352 bytes to a block";
+    EXPECT_EQ(host.Write(-150, Bytes(2048)), kDataPhase) << "2352 bytes to a block";
     ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2352), 2352), kGood);
-    const Bytes music = Pattern(static_cast<size_t>(leadOut - 150) * 2352, 7);
+    const Bytes music = Blocks(static_cast<uint32_t>(leadOut - 150), 7, 2352);
     ASSERT_EQ(host.WriteAll(0, music, 2352), kGood);
     ASSERT_EQ(host.SynchronizeCache(), kGood);
 
@@ -102,15 +100,13 @@ TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
                                                    "  TRACK 03 AUDIO\n    INDEX 00 00:08:20\n"
                                                    "    INDEX 01 00:09:45\n");
     for (const int32_t block : {0, 300, 600, 700, 1015}) {
-        ASSERT_EQ(host.ReadAudio(block, 10), kGood) << block;
-        EXPECT_TRUE(std::equal(host.data.begin(), host.data.end(),
-                               music.begin() + std::ptrdiff_t{block} * 2352))
-            << block;
+        const auto at = music.begin() + std::ptrdiff_t{block} * 2352;
+        ExpectAudio(block, Bytes(at, at + 10L * 2352));
     }
-    EXPECT_EQ(host.ReadAudio(1016, 10), 0x52100);
-    EXPECT_EQ(host.Read(0, 1), 0x56400);
+    EXPECT_EQ(host.ReadAudio(1016, 10), kOutOfRange);
+    EXPECT_EQ(host.Read(0, 1), kIllegalMode);
     ASSERT_EQ(host.TrackInformation(1, 3), kGood);
-    EXPECT_EQ(static_cast<int>(LoadBe32(&host.data[8])), third - 150);
+    EXPECT_EQ(host.Data32(8), static_cast<uint32_t>(third - 150));
 }
 
 TEST_F(SessionAtOnceTest, MixedDiscKeepsItsFormsApart) {
@@ -124,47 +120,38 @@ TEST_F(SessionAtOnceTest, MixedDiscKeepsItsFormsApart) {
                                        {0x01, 2, 1, 0x00, 600},
                                        {0x01, 0xAA, 1, 0x01, 900}})),
               kGood);
-    const Bytes files = Pattern(300UL * 2048, 1);
-    const Bytes song = Pattern(300UL * 2352, 2);
-    ASSERT_EQ(host.WriteAll(0, Bytes(files.begin(), files.begin() + 299UL * 2048)), kGood);
-    EXPECT_EQ(host.Write(299, Bytes(4UL * 2048)), 0x56400) << "two forms in one command";
-    ASSERT_EQ(host.Write(299, Bytes(files.end() - 2048, files.end())), kGood);
-    EXPECT_EQ(host.Write(300, Bytes(2352), 2352), 0x52102);
+    const Bytes song = Blocks(300, 2, 2352);
+    ASSERT_EQ(host.WriteAll(0, Blocks(299, 1)), kGood);
+    EXPECT_EQ(host.Write(299, Bytes(4UL * 2048)), kIllegalMode) << "two forms in one command";
+    ASSERT_EQ(host.Write(299, Blocks(1, 2)), kGood);
+    EXPECT_EQ(host.Write(300, Bytes(2352), 2352), kInvalidAddress);
     ASSERT_EQ(host.WriteAll(450, song, 2352), kGood);
     ASSERT_EQ(host.SynchronizeCache(), kGood);
-    ASSERT_EQ(host.Read(0, 300), kGood);
-    EXPECT_EQ(host.data, files);
-    ASSERT_EQ(host.ReadAudio(450, 30), kGood);
-    EXPECT_TRUE(std::equal(host.data.begin(), host.data.end(), song.begin()));
-    EXPECT_EQ(host.ReadAudio(299, 1), 0x56400);
+    ExpectRead(0, Blocks(299, 1) + Blocks(1, 2));
+    ExpectAudio(450, Bytes(song.begin(), song.begin() + 30L * 2352));
+    EXPECT_EQ(host.ReadAudio(299, 1), kIllegalMode);
+    EXPECT_EQ(host.ReadAudio(310, 1), kUnreadable) << "the pause";
 }
 
 TEST_F(SessionAtOnceTest, RecordingCutOffLeavesADamagedSession) {
     for (const bool processDied : {false, true}) {
-        TempFolder other;
-        const std::string disc = other.Path() + "/disc";
-        ASSERT_TRUE(VirtualDrive::CreateDisc(disc, "cd-r"));
-        ASSERT_TRUE(drive.Insert(disc));
-        EXPECT_EQ(host.TestUnitReady(), 0x62800);
+        Load("cd-r");
         ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
         ASSERT_EQ(host.SendCueSheet(Sheet(DataSession(500))), kGood);
         ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2048)), kGood);
-        const Bytes image = Pattern(40UL * 2048, 1);
-        ASSERT_EQ(host.WriteAll(0, image), kGood);
+        ASSERT_EQ(host.WriteAll(0, Blocks(40, 1)), kGood);
         if (processDied) {
-            ASSERT_TRUE(drive.Insert(disc));
-            EXPECT_EQ(host.TestUnitReady(), 0x62800);
+            Reload();
         } else {
             ASSERT_EQ(host.SynchronizeCache(), kGood);
         }
         EXPECT_EQ(host.DiscStatus(), 1 | 1 << 2);
-        EXPECT_EQ(host.Write(40, Bytes(2048)), 0x52C00);
+        EXPECT_EQ(host.Write(40, Bytes(2048)), kSequenceError);
         ASSERT_EQ(host.TrackInformation(1, 1), kGood);
         EXPECT_EQ(host.data[5] & 0x20, 0x20) << "damaged";
-        EXPECT_EQ(LoadBe32(&host.data[24]), 40U);
+        EXPECT_EQ(host.Data32(24), 40U);
         ASSERT_EQ(host.Close(2), kGood);
-        ASSERT_EQ(host.Read(0, 40), kGood);
-        EXPECT_EQ(host.data, image);
+        ExpectRead(0, Blocks(40, 1));
     }
 }
 
@@ -176,39 +163,35 @@ TEST_F(SessionAtOnceTest, BadCueSheetsAreRefused) {
         entries[entry] = value;
         return Sheet(entries);
     };
+    const Bytes good = Sheet(DataSession(500));
+    Bytes badFrame = good;
+    badFrame[23] = 75;
     struct Case {
         const char* what;
         Bytes sheet;
-        int code;
     };
-    const Bytes good = Sheet(DataSession(500));
     for (const Case& test : std::initializer_list<Case>{
-             {"empty", {}, 0x52600},
-             {"half an entry", Bytes(good.begin(), good.begin() + 28), 0x52600},
-             {"no lead-out", Bytes(good.begin(), good.begin() + 24), 0x52600},
-             {"no lead-in", changed(0, {0x61, 1, 0, 0x10, 0}), 0x52600},
-             {"no pre-gap", changed(1, {0x61, 1, 1, 0x10, 0}), 0x52600},
-             {"short pre-gap", changed(2, {0x61, 1, 1, 0x10, 149}), 0x52600},
-             {"pre-gap not at 0", changed(1, {0x61, 1, 0, 0x10, 5}), 0x52600},
-             {"begins with track 2", changed(1, {0x61, 2, 0, 0x10, 0}), 0x52600},
-             {"audio form in a data track", changed(2, {0x61, 1, 1, 0x00, 150}), 0x52600},
-             {"data form in an audio track", changed(2, {0x21, 1, 1, 0x10, 150}), 0x52600},
-             {"control changes in the track", changed(2, {0x41, 1, 1, 0x10, 150}), 0x52600},
-             {"form with raw blocks", changed(2, {0x61, 1, 1, 0x11, 150}), 0x52600},
-             {"lead-out sends data", changed(3, {0x41, 0xAA, 1, 0x10, 650}), 0x52600},
-             {"short track", changed(3, {0x41, 0xAA, 1, 0x14, 150 + 299}), 0x52600},
-             {"lead-out before the track", changed(3, {0x41, 0xAA, 1, 0x14, 150}), 0x52600},
-             {"frames out of range",
-              [&] {
-                  Bytes bad = good;
-                  bad[23] = 75;
-                  return bad;
-              }(),
-              0x52600},
-             {"more than fits", Sheet(DataSession(1001)), 0x56300},
-             {"all that fits", Sheet(DataSession(1000)), kGood},
+             {"empty", {}},
+             {"half an entry", Bytes(good.begin(), good.begin() + 28)},
+             {"no lead-out", Bytes(good.begin(), good.begin() + 24)},
+             {"no lead-in", changed(0, {0x61, 1, 0, 0x10, 0})},
+             {"no pre-gap", changed(1, {0x61, 1, 1, 0x10, 0})},
+             {"short pre-gap", changed(2, {0x61, 1, 1, 0x10, 149})},
+             {"pre-gap not at 0", changed(1, {0x61, 1, 0, 0x10, 5})},
+             {"begins with track 2", changed(1, {0x61, 2, 0, 0x10, 0})},
+             {"audio form in a data track", changed(2, {0x61, 1, 1, 0x00, 150})},
+             {"data form in an audio track", changed(2, {0x21, 1, 1, 0x10, 150})},
+             {"control changes in the track", changed(2, {0x41, 1, 1, 0x10, 150})},
+             {"index left out", changed(2, {0x61, 1, 2, 0x10, 150})},
+             {"form with raw blocks", changed(2, {0x61, 1, 1, 0x11, 150})},
+             {"lead-out sends data", changed(3, {0x41, 0xAA, 1, 0x10, 650})},
+             {"short track", changed(3, {0x41, 0xAA, 1, 0x14, 150 + 299})},
+             {"lead-out before the track", changed(3, {0x41, 0xAA, 1, 0x14, 150})},
+             {"frames out of range", badFrame},
          })
-        EXPECT_EQ(host.SendCueSheet(test.sheet), test.code) << test.what;
+        EXPECT_EQ(host.SendCueSheet(test.sheet), kInvalidFieldInList) << test.what;
+    EXPECT_EQ(host.SendCueSheet(Sheet(DataSession(1001))), kEndOfArea);
+    EXPECT_EQ(host.SendCueSheet(Sheet(DataSession(1000))), kGood);
     EXPECT_EQ(host.DiscStatus(), 0) << "a cue sheet alone writes nothing";
 }
 

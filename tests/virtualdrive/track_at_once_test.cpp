@@ -2,8 +2,6 @@
 // disc says of itself on the way.
 #include "host.h"
 
-#include <filesystem>
-
 namespace larkspin {
 
 namespace {
@@ -25,13 +23,15 @@ constexpr int kComplete = 2 | 3 << 2;
 TEST_F(TrackAtOnceTest, BlankDiscTellsItsCapacity) {
     Load("cd-r");
     EXPECT_EQ(host.DiscStatus(), kEmpty);
+    EXPECT_EQ(host.data[8], 0xFF) << "no type of disc yet";
     // Lead-in of the only session, and 79:59:74 as the last start of the lead-out.
-    EXPECT_EQ(Bytes(host.data.begin() + 16, host.data.begin() + 24),
-              (Bytes{0, 97, 0, 0, 0, 79, 59, 74}));
+    EXPECT_EQ(host.DataAt(16, 8), (Bytes{0, 97, 0, 0, 0, 79, 59, 74}));
     EXPECT_EQ(host.TrackInformation(1, 0xFF), kGood);
     EXPECT_EQ(host.data[6] & 0xF0, 0x40); // blank, not reserved, no packets
-    EXPECT_EQ(LoadBe32(&host.data[12]), 0U);
-    EXPECT_EQ(LoadBe32(&host.data[16]), 359'849U);
+    EXPECT_EQ(host.Data32(12), 0U);
+    EXPECT_EQ(host.Data32(16), 359'849U);
+    EXPECT_EQ(host.FormatCapacities(), "359849/1");
+    EXPECT_EQ(host.Close(2), kGood) << "nothing to close";
     // In one go a session begins with its pre-gap.
     EXPECT_EQ(host.SelectSessionAtOnce(), kGood);
     EXPECT_EQ(host.NextWritable(), -150);
@@ -39,119 +39,115 @@ TEST_F(TrackAtOnceTest, BlankDiscTellsItsCapacity) {
 
 TEST_F(TrackAtOnceTest, SessionsFollowEachOtherAtRedBookDistances) {
     Load("cd-r");
-    const Bytes first = Pattern(300UL * 2048, 1);
-    const Bytes second = Pattern(1000UL * 2048, 2);
-    const Bytes third = Pattern(517UL * 2048, 3);
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-
-    WriteTrack(0, first);
+    WriteTrack(0, Blocks(300, 1));
     EXPECT_EQ(host.DiscStatus(), kIncompleteOpenSession);
-    EXPECT_EQ(host.Read(0, 1), 0x52100) << "an open session can't be read";
+    EXPECT_EQ(host.Read(0, 1), kOutOfRange) << "an open session can't be read";
     ASSERT_EQ(host.Close(2), kGood);
     EXPECT_EQ(host.DiscStatus(), kIncompleteEmptySession);
     // 300 blocks, 2 of run-out, then lead-out, lead-in and pre-gap.
-    WriteTrack(302 + 11'400, second);
+    WriteTrack(302 + 11'400, Blocks(1000, 2));
     ASSERT_EQ(host.Close(2), kGood);
-    const int32_t thirdStart = 11'702 + 1002 + 6'900;
+    const int32_t third = 11'702 + 1002 + 6'900;
     ASSERT_EQ(host.SelectTrackAtOnce(0), kGood);
-    WriteTrack(thirdStart, third);
+    WriteTrack(third, Blocks(517, 3));
     ASSERT_EQ(host.Close(2), kGood);
     EXPECT_EQ(host.DiscStatus(), kComplete);
 
     Reload();
-    ASSERT_EQ(host.In({0x43, 0, 1, 0, 0, 0, 0, 0, 12, 0}, 12), kGood);
-    EXPECT_EQ(host.data[3], 3); // last complete session
-    EXPECT_EQ(static_cast<int32_t>(LoadBe32(&host.data[8])), thirdStart);
-    ASSERT_EQ(host.In({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 8), kGood);
-    EXPECT_EQ(static_cast<int32_t>(LoadBe32(&host.data[0])), thirdStart + 517 + 2 - 1);
+    ASSERT_EQ(host.Toc(1), kGood);
+    EXPECT_EQ(host.data[3], 3) << "the last complete session";
+    EXPECT_EQ(host.Data32(8), static_cast<uint32_t>(third));
+    EXPECT_EQ(host.LastBlock(), static_cast<uint32_t>(third) + 517 + 2 - 1);
+    ASSERT_EQ(host.Toc(0, 2, true), kGood);
+    // Track 2 at 02:38:02 and track 3 at 04:23:29; the lead-out 519 blocks behind.
+    EXPECT_EQ(host.DataAt(0, 28), (Bytes{0, 26, 1, 3, 0,  0x14, 2, 0,    0,    2, 38, 2, 0,  0x14,
+                                         3, 0,  0, 4, 23, 29,   0, 0x14, 0xAA, 0, 0,  4, 30, 23}));
+    EXPECT_EQ(host.Toc(0, 4), kInvalidFieldInCdb) << "begins behind the last track";
 
-    ASSERT_EQ(host.Read(0, 300), kGood);
-    EXPECT_EQ(host.data, first);
-    ASSERT_EQ(host.Read(11'702, 1000), kGood);
-    EXPECT_EQ(host.data, second);
-    ASSERT_EQ(host.Read(thirdStart, 517), kGood);
-    EXPECT_EQ(host.data, third);
-    EXPECT_EQ(host.Read(299, 2), 0x31105) << "run-out can't be read";
-    EXPECT_EQ(host.Read(5000, 1), 0x31105) << "nor the gap between sessions";
-    EXPECT_EQ(host.Read(thirdStart + 519, 1), 0x52100);
-    EXPECT_EQ(FileBytes(File("track-02.iso")), second);
+    ExpectRead(0, Blocks(300, 1));
+    ExpectRead(11'702, Blocks(1000, 2));
+    ExpectRead(third, Blocks(517, 3));
+    EXPECT_EQ(host.Read(299, 2), kUnreadable) << "run-out can't be read";
+    EXPECT_EQ(host.Read(5000, 1), kUnreadable) << "nor the gap between sessions";
+    EXPECT_EQ(host.Read(third + 519, 1), kOutOfRange);
+    EXPECT_EQ(FileBytes(File("track-02.iso")), Blocks(1000, 2));
 
-    EXPECT_EQ(host.TrackInformation(1, 0xFF), 0x52400) << "nothing invisible on a closed disc";
-    EXPECT_EQ(host.Write(thirdStart + 519 + 6'900, Pattern(2048, 4)), 0x53005);
+    EXPECT_EQ(host.TrackInformation(1, 0xFF), kInvalidFieldInCdb) << "nothing invisible any more";
+    EXPECT_EQ(host.Write(third + 519 + 6'900, Bytes(2048)), kCannotWrite);
 }
 
 TEST_F(TrackAtOnceTest, TracksOfOneSessionAreApartByRunOutAndPregap) {
     Load("cd-r");
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-    WriteTrack(0, Pattern(400UL * 2048, 1));
-    WriteTrack(400 + 2 + 150, Pattern(300UL * 2048, 2));
+    WriteTrack(0, Blocks(400, 1));
+    WriteTrack(400 + 2 + 150, Blocks(300, 2));
     EXPECT_EQ(host.TrackInformation(1, 2), kGood);
-    EXPECT_EQ(LoadBe32(&host.data[8]), 552U);
-    EXPECT_EQ(LoadBe32(&host.data[24]), 300U);
+    EXPECT_EQ(host.Data32(8), 552U);
+    EXPECT_EQ(host.Data32(24), 300U);
+    ASSERT_EQ(host.TrackInformation(0, 551), kOutOfRange) << "in no track";
+    ASSERT_EQ(host.TrackInformation(0, 851), kGood);
+    EXPECT_EQ(host.data[2], 2) << "the track of a block";
     ASSERT_EQ(host.Close(2), kGood);
     // Full TOC: A0, A1, A2, two tracks and the pointer to the next session.
-    ASSERT_EQ(host.In({0x43, 2, 2, 0, 0, 0, 1, 0, 200, 0}, 200), kGood);
+    ASSERT_EQ(host.Toc(2, 1), kGood);
     ASSERT_EQ(LoadBe16(&host.data[0]), 2 + 6 * 11);
     Bytes points;
     for (size_t row = 4; row < 4 + 6 * 11; row += 11)
         points.push_back(host.data[row + 3]);
     EXPECT_EQ(points, (Bytes{0xA0, 0xA1, 0xA2, 1, 2, 0xB0}));
     // Lead-out at block 854, which is 00:13:29.
-    EXPECT_EQ(Bytes(host.data.begin() + 26 + 8, host.data.begin() + 26 + 11), (Bytes{0, 13, 29}));
+    EXPECT_EQ(host.DataAt(26 + 8, 3), (Bytes{0, 13, 29}));
 }
 
 TEST_F(TrackAtOnceTest, ShortTrackCannotBeClosed) {
     Load("cd-r");
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-    ASSERT_EQ(host.WriteAll(0, Pattern(299UL * 2048, 1)), kGood);
+    ASSERT_EQ(host.WriteAll(0, Blocks(299, 1)), kGood);
     ASSERT_EQ(host.SynchronizeCache(), kGood);
-    EXPECT_EQ(host.Close(1, 1), 0x57203);
-    EXPECT_EQ(host.Close(2), 0x57203);
+    EXPECT_EQ(host.Close(1, 2), kInvalidFieldInCdb) << "no such track";
+    for (const uint8_t track : {1, 0xFF})
+        EXPECT_EQ(host.Close(1, track), kIncompleteTrack);
+    EXPECT_EQ(host.Close(2), kIncompleteTrack);
     // The track is still open for the one block that it lacks.
-    ASSERT_EQ(host.Write(299, Pattern(2048, 2)), kGood);
+    ASSERT_EQ(host.Write(299, Blocks(1, 2)), kGood);
     EXPECT_EQ(host.Close(2), kGood);
 }
 
 TEST_F(TrackAtOnceTest, DiscTakesAllThatIsFreeAndNoMore) {
     Load("cd-r", 400);
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-    ASSERT_EQ(host.WriteAll(0, Pattern(399UL * 2048, 1)), kGood);
-    EXPECT_EQ(host.Write(399, Pattern(2UL * 2048, 2)), 0x56300);
-    EXPECT_EQ(host.Write(399, Pattern(2048, 2)), kGood);
+    ASSERT_EQ(host.WriteAll(0, Blocks(399, 1)), kGood);
+    EXPECT_EQ(host.Write(399, Blocks(2, 2)), kEndOfArea);
+    EXPECT_EQ(host.Write(399, Blocks(1, 2)), kGood);
     EXPECT_EQ(host.Close(2), kGood);
 }
 
 TEST_F(TrackAtOnceTest, BlankingMakesARewritableDiscEmpty) {
     for (const uint8_t type : {0, 1}) {
-        TempFolder other;
-        ASSERT_TRUE(VirtualDrive::CreateDisc(other.Path() + "/disc", "cd-rw"));
-        ASSERT_TRUE(drive.Insert(other.Path() + "/disc"));
-        EXPECT_EQ(host.TestUnitReady(), 0x62800);
+        Load("cd-rw");
         ASSERT_EQ(host.SelectTrackAtOnce(0), kGood);
-        WriteTrack(0, Pattern(320UL * 2048, 1));
+        WriteTrack(0, Blocks(320, 1));
         ASSERT_EQ(host.Close(2), kGood);
         EXPECT_EQ(host.DiscStatus(), kComplete | 16);
-        ASSERT_EQ(host.None({0xA1, type, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), kGood);
+        EXPECT_EQ(host.Blank(2), kInvalidFieldInCdb);
+        ASSERT_EQ(host.Blank(type), kGood);
         EXPECT_EQ(host.DiscStatus(), kEmpty | 16);
-        EXPECT_FALSE(std::filesystem::exists(other.Path() + "/disc/track-01.iso"));
-        const Bytes again = Pattern(300UL * 2048, 5);
-        WriteTrack(0, again);
+        EXPECT_FALSE(std::filesystem::exists(File("track-01.iso")));
+        WriteTrack(0, Blocks(300, 5));
         ASSERT_EQ(host.Close(2), kGood);
-        ASSERT_EQ(host.Read(0, 300), kGood);
-        EXPECT_EQ(host.data, again);
+        ExpectRead(0, Blocks(300, 5));
     }
 }
 
 TEST_F(TrackAtOnceTest, AudioTracksGetACueSheet) {
     Load("cd-r");
     ASSERT_EQ(host.SelectWriteType(1, 0, 0, 0), kGood);
-    const Bytes song = Pattern(310UL * 2352, 1);
+    const Bytes song = Blocks(310, 1, 2352);
     ASSERT_EQ(host.WriteAll(0, song, 2352), kGood);
-    ASSERT_EQ(host.SynchronizeCache(), kGood);
     ASSERT_EQ(host.Close(2), kGood);
-    EXPECT_EQ(host.Read(0, 1), 0x56400);
-    ASSERT_EQ(host.ReadAudio(0, 200), kGood);
-    EXPECT_TRUE(std::equal(host.data.begin(), host.data.end(), song.begin()));
+    EXPECT_EQ(host.Read(0, 1), kIllegalMode);
+    ExpectAudio(0, Bytes(song.begin(), song.begin() + 200L * 2352));
     EXPECT_EQ(FileBytes(File("track-01.bin")), song);
     const Bytes cue = FileBytes(File("disc.cue"));
     EXPECT_EQ(std::string(cue.begin(), cue.end()),
