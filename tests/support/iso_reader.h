@@ -96,8 +96,9 @@ class IsoReader {
     }
 
     // Every name a Rock Ridge reader shows, by its path with "/" between names; relocated
-    // directories at their true places. Checks order, dots and relocation links.
+    // directories at their true places. Checks order, dots, relocation links and path tables.
     std::map<std::string, Record> RockRidgeTree() const {
+        CheckPathTables(false);
         std::map<std::string, Record> tree;
         WalkRockRidge(Root(), Root(), "", tree);
         return tree;
@@ -111,46 +112,13 @@ class IsoReader {
         return tree;
     }
 
+    // The Joliet tree by its names, checked likewise.
     std::map<std::u16string, Record> JolietTree() const {
+        CheckPathTables(true);
         std::map<std::u16string, Record> tree;
         Walk(JolietRoot(), JolietRoot(), std::u16string(), true, tree,
              [](const Record& record) { return DecodeUcs2(record.rawName); });
         return tree;
-    }
-
-    // Both path tables of a descriptor against the directories they must list.
-    void CheckPathTables(bool joliet) const {
-        const auto descriptor = joliet ? Joliet() : Primary();
-        const uint32_t size = Both32(descriptor, 132);
-        const auto little = Area(Little32(descriptor, 140), size);
-        const auto big = Area(Big32(descriptor, 148), size);
-        std::vector<PathRow> rows = ParsePathTable(little, false);
-        Require(rows == ParsePathTable(big, true), "the L and M tables differ");
-        Require(!rows.empty() && rows[0].name == std::string(1, '\0') && rows[0].parent == 1,
-                "the path table does not begin with the root");
-        std::set<std::pair<uint32_t, std::string>> listed; // extent and path
-        std::vector<std::string> paths = {""};
-        listed.insert({rows[0].extent, ""});
-        for (size_t i = 1; i < rows.size(); ++i) {
-            const PathRow& row = rows[i];
-            Require(row.parent >= 1 && row.parent <= i, "a parent follows its child");
-            Require(i == 1 || std::pair(rows[i - 1].parent, rows[i - 1].name) <
-                                  std::pair(row.parent, row.name),
-                    "path table out of order");
-            paths.push_back(paths[row.parent - 1] + "/" + row.name);
-            listed.insert({row.extent, paths.back()});
-        }
-        std::set<std::pair<uint32_t, std::string>> real;
-        const Record root = joliet ? JolietRoot() : Root();
-        real.insert({root.extent, ""});
-        std::map<std::string, Record> tree;
-        Walk(root, root, std::string(), joliet, tree, [](const Record& r) { return r.rawName; });
-        for (const auto& [path, record] : tree) {
-            if (record.IsDirectory()) {
-                real.insert({record.extent, path});
-            }
-        }
-        Require(listed == real, "the path table lists other directories than the tree");
     }
 
     static std::u16string DecodeUcs2(std::string_view bytes) {
@@ -164,23 +132,13 @@ class IsoReader {
     }
 
     static uint32_t Little32(std::span<const uint8_t> bytes, size_t at) {
-        return bytes[at] | (uint32_t{bytes[at + 1]} << 8) | (uint32_t{bytes[at + 2]} << 16) |
-               (uint32_t{bytes[at + 3]} << 24);
+        return Number(bytes.subspan(at, 4), false);
     }
     static uint32_t Big32(std::span<const uint8_t> bytes, size_t at) {
-        return bytes[at + 3] | (uint32_t{bytes[at + 2]} << 8) | (uint32_t{bytes[at + 1]} << 16) |
-               (uint32_t{bytes[at]} << 24);
+        return Number(bytes.subspan(at, 4), true);
     }
-    static uint32_t Both32(std::span<const uint8_t> bytes, size_t at) {
-        Require(Little32(bytes, at) == Big32(bytes, at + 4), "the halves of a number differ");
-        return Little32(bytes, at);
-    }
-    static uint32_t Both16(std::span<const uint8_t> bytes, size_t at) {
-        const uint32_t little = bytes[at] | (uint32_t{bytes[at + 1]} << 8);
-        Require(little == (bytes[at + 3] | (uint32_t{bytes[at + 2]} << 8)),
-                "the halves of a number differ");
-        return little;
-    }
+    static uint32_t Both32(std::span<const uint8_t> bytes, size_t at) { return Both(bytes, at, 4); }
+    static uint32_t Both16(std::span<const uint8_t> bytes, size_t at) { return Both(bytes, at, 2); }
 
     static void Require(bool holds, const std::string& complaint) {
         if (!holds) {
@@ -198,11 +156,58 @@ class IsoReader {
         bool operator==(const PathRow&) const = default;
     };
 
+    static uint32_t Number(std::span<const uint8_t> bytes, bool big) {
+        uint32_t value = 0;
+        for (size_t i = 0; i < bytes.size(); ++i) {
+            value = value << 8 | bytes[big ? i : bytes.size() - 1 - i];
+        }
+        return value;
+    }
+    static uint32_t Both(std::span<const uint8_t> bytes, size_t at, size_t width) {
+        const uint32_t value = Number(bytes.subspan(at, width), false);
+        Require(value == Number(bytes.subspan(at + width, width), true),
+                "the halves of a number differ");
+        return value;
+    }
+
     std::span<const uint8_t> Area(uint32_t sector, size_t bytes) const {
         const size_t sectors = (bytes + kSector - 1) / kSector;
         Require(sector >= m_nFirst && sector - m_nFirst + sectors <= m_image.size() / kSector,
                 "an extent lies outside the image");
         return std::span(m_image).subspan((sector - m_nFirst) * kSector, bytes);
+    }
+
+    // Both path tables of a descriptor against the directories they must list.
+    void CheckPathTables(bool joliet) const {
+        const auto descriptor = joliet ? Joliet() : Primary();
+        const uint32_t size = Both32(descriptor, 132);
+        const auto little = Area(Little32(descriptor, 140), size);
+        const auto big = Area(Big32(descriptor, 148), size);
+        std::vector<PathRow> rows = ParsePathTable(little, false);
+        Require(rows == ParsePathTable(big, true), "the L and M tables differ");
+        Require(!rows.empty() && rows[0].name == std::string(1, '\0') && rows[0].parent == 1,
+                "the path table does not begin with the root");
+        std::vector<std::string> paths = {""};
+        std::set<std::pair<uint32_t, std::string>> listed = {{rows[0].extent, ""}};
+        for (size_t i = 1; i < rows.size(); ++i) {
+            const PathRow& row = rows[i];
+            Require(row.parent >= 1 && row.parent <= i, "a parent follows its child");
+            Require(i == 1 || std::pair(rows[i - 1].parent, rows[i - 1].name) <
+                                  std::pair(row.parent, row.name),
+                    "path table out of order");
+            paths.push_back(paths[row.parent - 1] + "/" + row.name);
+            listed.insert({row.extent, paths.back()});
+        }
+        const Record root = joliet ? JolietRoot() : Root();
+        std::set<std::pair<uint32_t, std::string>> real = {{root.extent, ""}};
+        std::map<std::string, Record> tree;
+        Walk(root, root, std::string(), joliet, tree, [](const Record& r) { return r.rawName; });
+        for (const auto& [path, record] : tree) {
+            if (record.IsDirectory()) {
+                real.insert({record.extent, path});
+            }
+        }
+        Require(listed == real, "the path table lists other directories than the tree");
     }
 
     void ReadDescriptors() {
@@ -301,7 +306,7 @@ class IsoReader {
         } else if (signature == "ER") {
             record.erIdentifier.assign(entry.begin() + 8, entry.begin() + 8 + entry[4]);
         } else {
-            static const std::set<std::string> kOthers = {"RR", "ZF", "AL"};
+            static const std::set<std::string> kOthers = {"RR", "SL", "AL"};
             Require(kOthers.contains(signature), "an unknown entry " + signature);
         }
     }
@@ -372,12 +377,10 @@ class IsoReader {
         for (size_t at = 0; at < bytes.size();) {
             const size_t nameBytes = bytes[at];
             Require(nameBytes >= 1 && at + 8 + nameBytes <= bytes.size(), "a bad path table row");
-            PathRow row;
-            row.name.assign(bytes.begin() + at + 8, bytes.begin() + at + 8 + nameBytes);
-            row.extent = big ? Big32(bytes, at + 2) : Little32(bytes, at + 2);
-            row.parent =
-                big ? (bytes[at + 6] << 8) | bytes[at + 7] : bytes[at + 6] | (bytes[at + 7] << 8);
-            rows.push_back(row);
+            const auto row = bytes.subspan(at);
+            rows.push_back({{row.begin() + 8, row.begin() + 8 + nameBytes},
+                            Number(row.subspan(2, 4), big),
+                            Number(row.subspan(6, 2), big)});
             at += 8 + nameBytes + nameBytes % 2;
         }
         return rows;
