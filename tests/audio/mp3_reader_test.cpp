@@ -151,12 +151,12 @@ TEST(Mp3Reader, BringsFramesToTheChannelsOfTheLast) {
         ASSERT_EQ(reader.m_nChannels, static_cast<int>(c.channels));
         const std::vector<int16_t> samples = ToSamples(Drain(reader));
         EXPECT_EQ(samples.size() * 2, static_cast<size_t>(reader.m_nLength));
-        for (size_t i = 0; i < 2 * c.channels; ++i) {
-            const size_t half = i / c.channels;
-            const size_t channel = i % c.channels;
+        for (size_t level = 0; level < 2 * c.channels; ++level) {
+            const size_t half = level / c.channels;
+            const size_t channel = level % c.channels;
             int peak = 0;
-            for (size_t second = 0; second < kRate; ++second) {
-                const size_t frame = (2 * half * kRate + kRate / 2) + second;
+            for (size_t i = 0; i < kRate; ++i) { // the second in the middle of the half
+                const size_t frame = 2 * half * kRate + kRate / 2 + i;
                 peak = std::max(peak, std::abs(int{samples[frame * c.channels + channel]}));
             }
             EXPECT_NEAR(peak / 32768.0, c.levels[half][channel], 0.02) << half << channel;

@@ -155,19 +155,6 @@ TEST(Resampler, TakesNoOutputFromAnEmptyOrTinySource) {
     EXPECT_TRUE(Resampled(Samples(10, 9), 768000, 1).empty());
 }
 
-TEST(Resampler, GoesAtAnyMoment) {
-    for (uint32_t reads = 0; reads < 30; ++reads) {
-        auto stage = std::make_unique<CResampler>(
-            std::make_unique<MemoryReader>(Bytes(1 << 20, 1), SourceFormat{.rate = 22050}), 44100);
-        // Two stages on two threads.
-        CResampler outer(std::move(stage), 48000);
-        uint8_t buffer[4000];
-        for (uint32_t i = 0; i < reads; ++i) {
-            outer.Read(buffer, sizeof buffer, nullptr);
-        }
-    }
-}
-
 // The figures of docs/audio.md come from here. A signal's own formula is the ideal resampler: no
 // filter, no blocks; above 22,050 Hz it leaves silence, and the SNR is the rejection. A click
 // anywhere shows as a peak of the error.
