@@ -3,6 +3,7 @@
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
+#include "drive/sense.h"
 #include "platform/byte_order.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ constexpr size_t kDescriptorIdentifier = 1; // "CD001" (ECMA-119 8.1.2)
 constexpr uint8_t kTerminator = 255;        // volume descriptor set terminator (ECMA-119 8.3)
 
 constexpr char kTrackUnreadable[] = "cannot read track information";
+constexpr char kNotFlushed[] = "internal error #1008";
 
 bool IsWrittenInPlace(uint32_t profile) {
     return profile == mmc::kProfileDvdRam || profile == mmc::kProfileDvdMinusRwOverwrite ||
@@ -56,8 +58,8 @@ int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
     CScsiCommand command(*this);
     std::array<uint8_t, 36> track = {};
     if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0)
-        throw CgrowisofsException(command.Asc() == mmc::kAscInvalidFieldInCdb ? "disk already full"
-                                                                              : kTrackUnreadable);
+        throw CgrowisofsException(command.Asc() == kAscInvalidFieldInCdb ? "disk already full"
+                                                                         : kTrackUnreadable);
     std::array<uint8_t, 12> toc = {};
     command[0] = mmc::kReadToc;
     command[2] = 1; // session information
@@ -110,8 +112,11 @@ int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
         m_bStopAfterFinish = false;
         FinishMinusRw();
         m_bStopAfterFinish = true;
+        // The finisher that the caller runs afterwards would find nothing amiss any more.
+        if (m_bMediaWritten)
+            throw CgrowisofsException(kNotFlushed);
     } else if (profile != mmc::kProfileDvdRam && FlushDvdCache(true) != 0) {
-        throw CgrowisofsException("internal error #1008");
+        throw CgrowisofsException(kNotFlushed);
     }
     CScsiCommand command(*this);
     command[0] = mmc::kRead10;

@@ -97,7 +97,7 @@ class CAspiCD : public IBlockReader {
     // Polls once a second, without a limit while the unit is not ready. 0 ready; the error code
     // when there is no medium; -1 when the drive gives no sense, answers a hundred times in a row
     // with neither "not ready" nor a unit attention, or the user cancels (`cancel`, or m_pCancel
-    // when that is null).
+    // when that is null). Sets m_nLateError.
     int WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel = nullptr);
 
     // --- disc identification (identification.cpp) ---
@@ -109,6 +109,8 @@ class CAspiCD : public IBlockReader {
     int ReadSaoNextAddress(int32_t* address);
     int32_t ReadLastSessionFirstTrack();
     int32_t GetDvdCapacity(); // blocks; -1 the drive fails, 0 unknown kind
+    // Closes the tray of a drive without a disc, and waits up to two minutes for what it then finds
+    // there: some drives never call a disc ready that they cannot read. That is like no disc.
     uint32_t IdentifyMedia(); // throws
     uint32_t GetDvdBlocks(CScsiCommand& command);
     int64_t GetDvdBytes();
@@ -178,9 +180,12 @@ class CAspiCD : public IBlockReader {
     // before the first writable one are left out. The bytes done, or -1; -2 when the user
     // cancelled during a wait.
     int WriteDvdChunk(const uint8_t* buffer, int64_t offset);
+    // 0, or an error code. A medium or hardware error that the drive reports anywhere on the way
+    // counts: it tells of lost blocks once, and then is ready and flushes without an error. Without
+    // alsoWait no answer counts too; a drive that refuses to flush at once is let be.
     int FlushDvdCache(bool alsoWait);
-    // The finishers close what was written. They stop at the first step that fails and can then be
-    // run again. No cancel ends them.
+    // The finishers close what was written. They stop at the first step that fails, also when it
+    // fails after the drive has taken it, and can then be run again. No cancel ends them.
     void FinishPlusRw();
     void FinishPlusR();
     void FinishMinusRw();
@@ -237,6 +242,10 @@ class CAspiCD : public IBlockReader {
     // The last SyncCache ended in a medium or hardware error, or without an answer. A drive may
     // report here that it failed to record what it had taken before, and never report it again.
     bool m_bCacheLost = false;
+
+    // The first medium or hardware error that the drive reported during the last WaitForUnit, which
+    // goes on for all that; 0 if there was none. It concerns the command before the wait.
+    int m_nLateError = 0;
 
     // State of a DVD recording; ResetDvdState sets the values shown.
     bool m_bMediaWritten = false;

@@ -29,21 +29,7 @@ constexpr uint64_t kLeadOutPollMs = 2000;
 // A lead-out takes two or three minutes at the slowest speed there is.
 constexpr uint64_t kLeadOutLimitMs = uint64_t{30} * 60 * 1000;
 
-// Fields of the write parameters page (MMC), by byte.
-enum PageField : size_t {
-    kWriteType = 2,
-    kTrackMode = 3,
-    kDataBlockType = 4,
-    kSessionFormat = 8,
-    kCatalogNumber = 16, // 16 bytes
-};
-constexpr uint8_t kParametersSavable = 0x80;
-constexpr uint8_t kBufe = 0x40;
-constexpr uint8_t kWriteTypeTrackAtOnce = 1;
-constexpr uint8_t kWriteTypeSessionAtOnce = 2;
-constexpr uint8_t kNextSessionAllowed = 0xC0;
-constexpr uint8_t kDataTrack = 4;
-constexpr uint8_t kMode1Block = 8;
+constexpr uint8_t kDataTrack = 4; // track mode: data, recorded in one piece
 
 int32_t ChunkBlocks(uint32_t blockSize) {
     return blockSize == kDataBlockBytes ? kDataChunkBlocks : kOtherChunkBlocks;
@@ -96,7 +82,7 @@ int CAspiCD::SetTaoParameters() {
     std::array<uint8_t, 256> page = {};
     ModeSense(kPageWriteParameters, page);
     page[kWriteType] = (page[kWriteType] & 0xF1) | kWriteTypeTrackAtOnce | kBufe;
-    page[kTrackMode] = (page[kTrackMode] & 0xF4) | kDataTrack | kNextSessionAllowed;
+    page[kTrackMode] = (page[kTrackMode] & 0xF4) | kDataTrack | kMultiSessionOpen;
     page[kDataBlockType] = (page[kDataBlockType] & 0xF8) | kMode1Block;
     page[kSessionFormat] = 0;
     std::fill_n(page.begin() + kCatalogNumber, 16, uint8_t{0});
@@ -119,8 +105,7 @@ int CAspiCD::PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const u
     std::array<uint8_t, kModeHeaderBytes> header = {};
     if (ModeSense(kPageWriteParameters, page, header.data()) != 0)
         return 1;
-    page[0] &= static_cast<uint8_t>(~kParametersSavable);
-    page[kWriteType] = (page[kWriteType] & 0xE2) | kWriteTypeSessionAtOnce;
+    SelectSessionAtOnce(page);
     ReadCapabilities();
     if ((m_dwCapabilities & CAP_BUFE) != 0)
         page[kWriteType] =
@@ -173,8 +158,7 @@ int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
 int CAspiCD::SyncCache() {
     const DirectResult result =
         SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache), nullptr, 0, kSyncSeconds);
-    m_bCacheLost =
-        result.Key() == kKeyMediumError || result.Key() == kKeyHardwareError || result.Unanswered();
+    m_bCacheLost = IsRecordingError(result.Key()) || result.Unanswered();
     return 0;
 }
 

@@ -1,5 +1,6 @@
 // CAspiCD: sending commands, and the waits and events around them.
 #include "drive/direct_command.h"
+#include "drive/mmc.h"
 #include "drive/scsi_command.h"
 #include "drive/srb.h"
 #include "drive/waiting.h"
@@ -42,8 +43,8 @@ class EventResponder {
     void StartUnit() {
         if (m_bStarted)
             return;
-        m_command[0] = 0x1B; // START STOP UNIT
-        m_command[4] = 1;
+        m_command[0] = mmc::kStartStopUnit;
+        m_command[4] = 1; // start
         m_command.Transport(Direction::NONE);
         m_bStarted = true;
         m_nProfile = 0;
@@ -53,7 +54,7 @@ class EventResponder {
         if (m_nProfile != 0)
             return;
         std::array<uint8_t, 8> answer = {};
-        m_command[0] = 0x46; // GET CONFIGURATION
+        m_command[0] = mmc::kGetConfiguration;
         m_command[8] = answer.size();
         if (m_command.Transport(Direction::READ, answer.data(), answer.size()) == 0)
             m_nProfile = LoadBe16(&answer[6]);
@@ -119,7 +120,7 @@ uint8_t CAspiCD::SendNoData(uint8_t direction, std::span<const uint8_t> cdb) {
 bool CAspiCD::ReadBlocks(void* buffer, uint32_t count, uint32_t lba) {
     const uint32_t bytes = count * kBlockBytes;
     std::memset(buffer, 0, bytes);
-    Cdb cdb(0x28); // READ(10)
+    Cdb cdb(mmc::kRead10);
     StoreBe32(&cdb[2], lba);
     StoreBe16(&cdb[7], static_cast<uint16_t>(count));
     const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, buffer, bytes);
@@ -132,8 +133,8 @@ uint32_t CAspiCD::HandleEvents(CScsiCommand& command) {
     uint32_t met = 0;
     for (int round = 0; mask != 0 && round < kMaxEventRounds; ++round) {
         std::array<uint8_t, 8> event = {};
-        command[0] = 0x4A; // GET EVENT STATUS NOTIFICATION
-        command[1] = 1;    // polled
+        command[0] = mmc::kGetEventStatus;
+        command[1] = 1; // polled
         command[4] = mask;
         command[8] = event.size();
         if (command.Transport(Direction::READ, event.data(), event.size()) != 0) {
@@ -152,7 +153,7 @@ uint32_t CAspiCD::HandleEvents(CScsiCommand& command) {
                 continue;
             if (!SleepUnlessCancelled(m_pTransport->Clock(), detail * 100ULL + 100, m_pCancel))
                 return met;
-            command[0] = 0; // TEST UNIT READY
+            command[0] = mmc::kTestUnitReady;
             command.Transport(Direction::NONE);
         } else if (eventClass == kOperationalChange) {
             if (detail < 3)
@@ -174,21 +175,24 @@ int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
     IClock& clock = m_pTransport->Clock();
     int64_t delay = kPollMs;
     int strangeAnswers = 0;
+    m_nLateError = 0;
     while (strangeAnswers < kMaxStrangeAnswers) {
         // Asks for a cancel also when a slow answer has used up the pause.
         const auto pause = static_cast<uint64_t>(std::max<int64_t>(delay, 0));
         if (!SleepUnlessCancelled(clock, pause, cancel))
             return -1;
         const uint64_t sent = clock.TickMs();
-        command[0] = 0; // TEST UNIT READY
+        command[0] = mmc::kTestUnitReady;
         const int code = command.Transport(Direction::NONE);
         if (code == 0)
             return 0;
-        if ((command.Sense(0) & 0x70) == 0)
+        if (!HasSense(command.Sense()))
             return -1;
         if (command.Asc() == kAscMediumNotPresent)
             return code;
-        const int key = command.Sense(2) & 0x0F;
+        const uint8_t key = command.Key();
+        if (IsRecordingError(key) && m_nLateError == 0)
+            m_nLateError = code;
         strangeAnswers = key == kKeyNotReady || key == kKeyUnitAttention ? 0 : strangeAnswers + 1;
         delay = kPollMs - static_cast<int64_t>(clock.TickMs() - sent);
     }

@@ -6,6 +6,7 @@
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
+#include "drive/sense.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
 
@@ -36,9 +37,15 @@ int SendClose(CScsiCommand& command, CloseFunction function, int32_t track = 0) 
     return command.Transport(Direction::NONE);
 }
 
+// Waits for the end of a closing that has begun. True if it succeeded.
+bool WaitForClose(CScsiCommand& command) {
+    CAspiCD& drive = command.Drive();
+    return drive.WaitForUnit(command) == 0 && drive.m_nLateError == 0;
+}
+
 // Starts the closing and waits for its end. True on success.
 bool Close(CScsiCommand& command, CloseFunction function, int32_t track = 0) {
-    return SendClose(command, function, track) == 0 && command.Drive().WaitForUnit(command) == 0;
+    return SendClose(command, function, track) == 0 && WaitForClose(command);
 }
 
 // The same for a drive that may still be busy with the closing before.
@@ -47,7 +54,7 @@ bool CloseWhenFree(CScsiCommand& command, CloseFunction function) {
     for (;;) {
         const int code = SendClose(command, function);
         if (code != mmc::kOperationInProgress)
-            return code == 0 && drive.WaitForUnit(command) == 0;
+            return code == 0 && WaitForClose(command);
         const uint32_t pause = std::max(drive.m_nPollDelayMs, kShortestPauseMs);
         SleepUnlessCancelled(drive.m_pTransport->Clock(), pause, nullptr);
     }
@@ -64,11 +71,18 @@ void Done(CAspiCD& drive) {
 
 int CAspiCD::FlushDvdCache(bool alsoWait) {
     CScsiCommand command(*this);
-    if (SynchronizeCache(command, true) == 0)
-        WaitForUnit(command);
+    int lost = SynchronizeCache(command, true);
+    if (lost == 0) {
+        const int waited = WaitForUnit(command);
+        lost = m_nLateError != 0 || alsoWait ? m_nLateError : waited;
+    } else if (!IsRecordingError(command.Key()) && (alsoWait || HasSense(command.Sense()))) {
+        lost = 0; // a drive that does not flush at once, or is busy, has lost nothing
+    }
     if (!alsoWait)
-        return 0;
-    return SynchronizeCache(command, false, m_bDaoMode ? kFlushInOneGoSeconds : kFlushSeconds);
+        return lost;
+    const int code =
+        SynchronizeCache(command, false, m_bDaoMode ? kFlushInOneGoSeconds : kFlushSeconds);
+    return code != 0 ? code : lost;
 }
 
 void CAspiCD::FinishPlusRw() {

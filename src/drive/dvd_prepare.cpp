@@ -3,6 +3,7 @@
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
 #include "drive/scsi_command.h"
+#include "drive/sense.h"
 #include "platform/byte_order.h"
 
 #include <algorithm>
@@ -20,12 +21,6 @@ constexpr uint8_t kLayerBoundaryFormat = 0x20;
 constexpr uint8_t kPhysicalFormat = 0x10;
 
 constexpr uint16_t kIncrementalStreamingFeature = 0x21;
-
-// Write types and the multi-session field of the write parameters page.
-constexpr uint8_t kWriteTypeIncremental = 0;
-constexpr uint8_t kWriteTypeInOneGo = 2;
-constexpr uint8_t kMultiSessionOpen = 0xC0;
-constexpr uint8_t kMultiSessionBits = 0xC0;
 
 // Sequential media of the dash family.
 bool IsSequentialMinus(uint32_t profile) {
@@ -87,7 +82,7 @@ void CalibrateDvd(CScsiCommand& command) {
     command.Timeout(120);
     const int code = command.Transport(Direction::NONE);
     if (code > 0 && code != mmc::kPowerCalibrationAlmostFull &&
-        (code >> 8 & 0xFF) == mmc::kAscPowerCalibration)
+        (code >> 8 & 0xFF) == kAscPowerCalibration)
         throw Failure("power calibration failed");
 }
 
@@ -116,63 +111,37 @@ uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command, uint32_t
         }
     }
     uint8_t writeMode =
-        kMultiSessionOpen | (drive.m_bDaoMode ? kWriteTypeInOneGo : kWriteTypeIncremental);
+        kMultiSessionOpen | (drive.m_bDaoMode ? kWriteTypeSessionAtOnce : kWriteTypeIncremental);
     if (profile == mmc::kProfileDvdMinusRDl || drive.m_bDaoOnly)
-        writeMode &= static_cast<uint8_t>(~kMultiSessionBits);
+        writeMode &= static_cast<uint8_t>(~kMultiSessionOpen);
     return writeMode;
 }
 
-// The answer to MODE SENSE(10) for the write parameters, with room for what comes back.
-struct WriteParameters {
-    std::vector<uint8_t> data; // mode header, block descriptors, page
-    size_t page = 0;           // where the page begins in `data`
-    uint16_t length = 0;       // header and page, without the block descriptors
-};
-
-WriteParameters ReadWriteParameters(CScsiCommand& command) {
-    constexpr size_t needed = 22; // header and the page up to its packet size
-    std::array<uint8_t, 12> head = {};
-    if (SenseModePage(command, kPageWriteParameters, head) != 0)
+// MODE SENSE(10)'s answer with the whole of the write parameters page.
+std::vector<uint8_t> ReadWriteParameters(CScsiCommand& command) {
+    constexpr size_t needed = kPacketSize + 4;
+    std::vector<uint8_t> answer(12);
+    if (SenseModePage(command, kPageWriteParameters, answer) != 0)
         throw Failure("internal error #1016");
-    size_t length = ModeDataBytes(head);
-    const size_t descriptors = BlockDescriptorBytes(head);
-    if (descriptors != 0 && length <= descriptors + needed)
+    const size_t descriptors = BlockDescriptorBytes(answer);
+    if (descriptors != 0 && ModeDataBytes(answer) <= kModeHeaderBytes + descriptors + needed)
         throw Failure("internal error #1017");
-    if (descriptors == 0)
-        length = std::max(length, head[kModeHeaderBytes + 1] + size_t{10});
-    length = std::min(length, kMaxAllocation);
-
-    WriteParameters parameters;
-    parameters.data.resize(length);
-    if (SenseModePage(command, kPageWriteParameters, parameters.data) != 0)
+    answer.resize(WholeAnswerBytes(answer));
+    if (SenseModePage(command, kPageWriteParameters, answer) != 0)
         throw Failure("internal error #1018");
-    const size_t dataBytes = std::min(ModeDataBytes(parameters.data), length);
-    if (dataBytes < descriptors + needed)
+    if (PageOf(answer).size() < needed)
         throw Failure("internal error #1019");
-    parameters.page = kModeHeaderBytes + descriptors;
-    parameters.length = static_cast<uint16_t>(dataBytes - descriptors);
-    return parameters;
+    return answer;
 }
 
-// Fields of the write parameters page (MMC), by byte.
-enum PageField : size_t {
-    kWriteType = 2, // BUFE, link size valid, test write, write type
-    kTrackMode = 3, // multi-session, fixed packet, track mode
-    kDataBlockType = 4,
-    kLinkSize = 5,
-    kSessionFormat = 8,
-    kPacketSize = 10, // four bytes
-};
-constexpr uint8_t kBufe = 0x40;
 constexpr uint8_t kLinkSizeValid = 0x20;
 constexpr uint8_t kFixedPacket = 0x20;
-constexpr uint8_t kMode1DataBlock = 8;
 constexpr uint8_t kDvdLinkBlocks = 16;
 
 // Fills the page for `profile`; `track` is READ TRACK INFORMATION's answer for track 1.
 void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, uint32_t profile,
                          uint8_t writeMode) {
-    page[0] &= 0x7F; // page savable is reserved when the page is selected
+    page[0] &= static_cast<uint8_t>(~kParametersSavable);
     page[kWriteType] = (page[kWriteType] & 0xE0) | (writeMode & 0x1F) | kBufe;
     if (profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential) {
         page[kWriteType] |= kLinkSizeValid;
@@ -183,10 +152,10 @@ void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, uint32_t
     }
     const uint8_t trackMode = profile == mmc::kProfileDvdMinusR ? 5 : track[5] & 0x0F;
     const uint8_t multiSession =
-        profile == mmc::kProfileDvdMinusRwOverwrite ? 0 : writeMode & kMultiSessionBits;
+        profile == mmc::kProfileDvdMinusRwOverwrite ? 0 : writeMode & kMultiSessionOpen;
     page[kTrackMode] =
         static_cast<uint8_t>((page[kTrackMode] & 0x30) | kFixedPacket | multiSession | trackMode);
-    page[kDataBlockType] = kMode1DataBlock;
+    page[kDataBlockType] = kMode1Block;
 
     const bool fixedPackets = (track[6] & 0x10) != 0;
     if (fixedPackets) {
@@ -281,7 +250,7 @@ void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint
     // Track 1 speaks for all tracks of a DVD.
     if (ReadTrackInformation(command, 1, track) != 0)
         throw Failure("internal error #1015");
-    WriteParameters parameters = ReadWriteParameters(command);
+    const std::vector<uint8_t> parameters = ReadWriteParameters(command);
     constexpr uint8_t mode1 = 1;
     if ((track[6] & 0x0F) != mode1)
         throw Failure("track 1 is not mode 1. cannot continue");
@@ -292,15 +261,15 @@ void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint
         fixedPackets)
         throw Failure("internal error #1021. packet size is fixed");
 
-    uint8_t* const page = parameters.data.data() + parameters.page;
-    FillWriteParameters(page, track, profile, writeMode);
-    // The header of MODE SELECT goes right in front of the page, over any block descriptor.
-    uint8_t* const list = page - kModeHeaderBytes;
-    std::fill_n(list, kModeHeaderBytes, uint8_t{0});
+    const std::span<const uint8_t> page = PageOf(parameters);
+    std::vector<uint8_t> list(kModeHeaderBytes + page.size()); // behind a header of zeros
+    std::ranges::copy(page, list.begin() + kModeHeaderBytes);
+    FillWriteParameters(&list[kModeHeaderBytes], track, profile, writeMode);
+    const auto length = static_cast<uint16_t>(list.size());
     command[0] = mmc::kModeSelect10;
     command[1] = 0x10; // page format
-    StoreBe16(&command[7], parameters.length);
-    if (command.Transport(Direction::WRITE, list, parameters.length) != 0)
+    StoreBe16(&command[7], length);
+    if (command.Transport(Direction::WRITE, list.data(), length) != 0)
         throw Failure("internal error #1022");
 }
 

@@ -60,8 +60,8 @@ DirectResult ReadDiscInformation(CAspiCD& drive, std::span<uint8_t> answer,
 // Free blocks plus the next writable address, in an answer of READ TRACK INFORMATION.
 uint32_t EndOfFreeBlocks(std::span<const uint8_t> track) {
     constexpr uint8_t kNextAddressValid = 1;
-    const uint32_t next = (track[7] & kNextAddressValid) != 0 ? LoadBe32(&track[12]) : 0;
-    return LoadBe32(&track[16]) + next;
+    const uint64_t next = (track[7] & kNextAddressValid) != 0 ? LoadBe32(&track[12]) : 0;
+    return static_cast<uint32_t>(std::min<uint64_t>(LoadBe32(&track[16]) + next, INT32_MAX));
 }
 
 // A count of blocks of the length that the capacity list gives, in blocks of 2048 bytes.
@@ -115,6 +115,7 @@ bool ReadFormats(std::span<uint8_t> formats, uint8_t leastLength, const Send& se
 uint32_t ReadProfileOfLoadedDisc(CAspiCD& drive, CScsiCommand& command) {
     constexpr int kWithoutQualifier = 0xFFF00;
     constexpr int kNoMedium = 0x23A00;
+    constexpr uint64_t kLoadLimitMs = 120'000;
     for (bool loaded = false;; loaded = true) {
         std::array<uint8_t, 8> configuration = {};
         command[0] = mmc::kGetConfiguration;
@@ -131,7 +132,10 @@ uint32_t ReadProfileOfLoadedDisc(CAspiCD& drive, CScsiCommand& command) {
         command[4] = 3; // load
         if (command.Transport(Direction::NONE) != 0)
             throw CAspiCD::CgrowisofsException("cannot close tray");
-        drive.WaitForUnit(command);
+        IClock& clock = drive.m_pTransport->Clock();
+        const uint64_t start = clock.TickMs();
+        const CancelFunctor overdue([&] { return clock.TickMs() - start >= kLoadLimitMs; });
+        drive.WaitForUnit(command, &overdue);
     }
 }
 
@@ -246,8 +250,7 @@ int CAspiCD::ReadSaoNextAddress(int32_t* address) {
     std::array<uint8_t, kModeHeaderBytes> header = {};
     if (ModeSense(kPageWriteParameters, page, header.data()) != 0)
         return 1;
-    page[0] &= 0x7F;
-    page[2] = (page[2] & 0xE2) | 2;
+    SelectSessionAtOnce(page);
     if (ModeSelect(page, header.data()) != 0)
         return 1;
     return ReadNextWritableAddress(address);

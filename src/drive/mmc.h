@@ -42,13 +42,10 @@ constexpr int kLongWriteInProgress = 0x20408;
 constexpr int kLbaOutOfRange = 0x52100;
 constexpr int kCommandSequenceError = 0x52C00;
 
-// Additional sense codes where the qualifier does not matter.
-constexpr uint8_t kAscInvalidFieldInCdb = 0x24;
-constexpr uint8_t kAscPowerCalibration = 0x73;
-
 // Disc kinds by profile number, the low 16 bits of CAspiCD::m_nProfile.
 constexpr uint32_t kProfileCdR = 0x09;
 constexpr uint32_t kProfileCdRw = 0x0A;
+constexpr uint32_t kProfileDvdRom = 0x10;
 constexpr uint32_t kProfileDvdMinusR = 0x11;
 constexpr uint32_t kProfileDvdRam = 0x12;
 constexpr uint32_t kProfileDvdMinusRwOverwrite = 0x13;

@@ -43,6 +43,14 @@ size_t ModeDataBytes(std::span<const uint8_t> answer) {
     return answer.size() < kModeHeaderBytes ? 0 : LoadBe16(answer.data()) + size_t{2};
 }
 
+size_t WholeAnswerBytes(std::span<const uint8_t> head) {
+    size_t bytes = ModeDataBytes(head);
+    // With block descriptors the page is somewhere behind.
+    if (BlockDescriptorBytes(head) == 0)
+        bytes = std::max(bytes, kModeHeaderBytes + kPageHeaderBytes + head[kModeHeaderBytes + 1]);
+    return std::min(bytes, kMaxAllocation);
+}
+
 size_t BlockDescriptorBytes(std::span<const uint8_t> answer) {
     return answer.size() < kModeHeaderBytes ? 0 : LoadBe16(&answer[6]);
 }
@@ -53,6 +61,11 @@ std::span<const uint8_t> PageOf(std::span<const uint8_t> answer) {
     if (end < begin + kPageHeaderBytes)
         return {};
     return answer.subspan(begin, end - begin);
+}
+
+void SelectSessionAtOnce(std::span<uint8_t> writeParameters) {
+    writeParameters[0] &= static_cast<uint8_t>(~kParametersSavable);
+    writeParameters[kWriteType] = (writeParameters[kWriteType] & 0xE2) | kWriteTypeSessionAtOnce;
 }
 
 int CAspiCD::ModeSense(uint8_t page, std::span<uint8_t> buffer, uint8_t* header,

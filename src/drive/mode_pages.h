@@ -15,6 +15,31 @@ constexpr uint8_t kPageWriteParameters = 0x05;
 constexpr uint8_t kPageCapabilities = 0x2A;
 constexpr uint8_t kPageVendorWriteOptions = 0x30;
 
+// Fields of the write parameters page (MMC), by byte.
+enum WriteParametersField : size_t {
+    kWriteType = 2, // BUFE, link size valid, test write, write type
+    kTrackMode = 3, // multi-session, fixed packet, track mode
+    kDataBlockType = 4,
+    kLinkSize = 5,
+    kSessionFormat = 8,
+    kPacketSize = 10,    // four bytes
+    kCatalogNumber = 16, // 16 bytes
+};
+constexpr uint8_t kParametersSavable = 0x80; // in byte 0; reserved when the page is selected
+constexpr uint8_t kBufe = 0x40;
+constexpr uint8_t kMultiSessionOpen = 0xC0; // in kTrackMode: a next session is allowed
+constexpr uint8_t kMode1Block = 8;
+
+// Write types, the low bits of kWriteType. A DVD counts as incremental what a CD calls packets.
+enum WriteType : uint8_t {
+    kWriteTypeIncremental = 0,
+    kWriteTypeTrackAtOnce = 1,
+    kWriteTypeSessionAtOnce = 2, // of a DVD: all of it in one go
+};
+
+// Makes a page read from the drive ask for session at once, without test writing.
+void SelectSessionAtOnce(std::span<uint8_t> writeParameters);
+
 // The largest allocation length of a command that has 16 bits for it.
 constexpr size_t kMaxAllocation = 0xFFFF;
 
@@ -24,6 +49,10 @@ int SenseModePage(CScsiCommand& command, uint8_t page, std::span<uint8_t> answer
 
 // Bytes that belong to the header and what follows it, as the answer tells.
 size_t ModeDataBytes(std::span<const uint8_t> answer);
+
+// Allocation length for all of an answer, by its first 10 bytes or more: what the mode data length
+// promises, or the page's own length if that is more; at most kMaxAllocation.
+size_t WholeAnswerBytes(std::span<const uint8_t> head);
 
 // Bytes of block descriptors between header and page.
 size_t BlockDescriptorBytes(std::span<const uint8_t> answer);

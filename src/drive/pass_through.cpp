@@ -1,4 +1,5 @@
 // CAspiTransport: the shim that serves request blocks through a port.
+#include "drive/mmc.h"
 #include "drive/srb.h"
 #include "drive/transport.h"
 #include "platform/byte_order.h"
@@ -12,7 +13,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint8_t kInquiry = 0x12;
 constexpr uint32_t kDefaultTimeoutSeconds = 5;
 constexpr uint8_t kTargetsPerAdapter = 8;
 constexpr uint32_t kMaxTransferBytes = 0x10000;
@@ -55,7 +55,7 @@ void CAspiTransport::ProbeDevice(int letterIndex) {
     if (device == nullptr)
         return;
     constexpr uint8_t kAllocation = 192;
-    const std::array<uint8_t, 6> cdb = {kInquiry, 0, 0, 0, kAllocation, 0};
+    const std::array<uint8_t, 6> cdb = {mmc::kInquiry, 0, 0, 0, kAllocation, 0};
     std::array<uint8_t, kAllocation> answer = {};
     const PortCompletion completion = device->Execute(
         {cdb, PortDirection::In, answer.data(), kAllocation, kDefaultTimeoutSeconds});
@@ -174,7 +174,7 @@ uint8_t CAspiTransport::ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry) {
     if (letter == 0)
         return SS_ERR;
     AspiDeviceEntry& row = m_Devices[letter];
-    if (srb.CDBByte[0] == kInquiry) {
+    if (srb.CDBByte[0] == mmc::kInquiry) {
         std::copy_n(row.abyInquiry.begin(), std::min<size_t>(row.abyInquiry.size(), srb.SRB_BufLen),
                     srb.SRB_BufPointer);
         return SS_COMP;

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 
 namespace larkspin {
 
@@ -20,7 +21,8 @@ class CScsiCommand {
     // time-out back to 5 s. The CDB's length is the group length of the opcode (6, 10 or 12).
     uint8_t& operator[](size_t index);
     void Timeout(uint32_t seconds) { m_nTimeoutSeconds = seconds; }
-    uint8_t Sense(size_t index) const { return m_abySense[index]; }
+    std::span<const uint8_t> Sense() const { return m_abySense; }
+    uint8_t Key() const { return m_abySense[2] & 0x0F; }
     uint8_t Asc() const { return m_abySense[12]; }
     CAspiCD& Drive() { return *m_pDrive; }
 

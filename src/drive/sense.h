@@ -17,8 +17,10 @@ enum SenseKey : uint8_t {
 // Additional sense codes that decide something here.
 enum AdditionalSense : uint8_t {
     kAscNotReady = 0x04,
+    kAscInvalidFieldInCdb = 0x24,
     kAscMediumChanged = 0x28,
     kAscMediumNotPresent = 0x3A,
+    kAscPowerCalibration = 0x73,
 };
 
 // Qualifiers of kAscNotReady.
@@ -32,6 +34,12 @@ enum NotReadyQualifier : uint8_t {
 constexpr uint8_t kShortSenseBytes = 14;
 // Sense of this many bytes holds the progress indication too.
 constexpr uint8_t kLongSenseBytes = 18;
+
+// What a drive says of blocks that it had taken and could not record. It says so once, at whatever
+// command comes next (SPC, "Deferred errors").
+constexpr bool IsRecordingError(uint8_t key) {
+    return key == kKeyMediumError || key == kKeyHardwareError;
+}
 
 constexpr bool HasSense(std::span<const uint8_t> sense) {
     return (sense[0] & 0x70) != 0;

@@ -93,13 +93,10 @@ std::span<const uint8_t> DescriptorAt(std::span<const uint8_t> answer, size_t in
 double SpeedBase(CAspiCD& drive) {
     if (!drive.HasCurrentProfile())
         return kCdBase;
-    constexpr uint32_t kProfileCdR = 0x09;
-    constexpr uint32_t kProfileCdRw = 0x0A;
-    constexpr uint32_t kProfileDvdRom = 0x10;
     const uint32_t profile = drive.GetCurrentProfile();
-    if (profile == kProfileCdR || profile == kProfileCdRw)
+    if (profile == mmc::kProfileCdR || profile == mmc::kProfileCdRw)
         return kCdBase;
-    if (IsDvdProfile(profile) && profile != kProfileDvdRom)
+    if (IsDvdProfile(profile) && profile != mmc::kProfileDvdRom)
         return kDvdBase;
     throw Failure("Unsupported media.");
 }
@@ -146,8 +143,7 @@ std::vector<double> SpeedsFromPage(CScsiCommand& command, double base) {
         if (attempt == kMaxAttempts || SenseModePage(command, kPageCapabilities, answer) != 0 ||
             BlockDescriptorBytes(answer) != 0)
             throw failure;
-        const size_t pageLength = answer[kModeHeaderBytes + 1];
-        needed = std::min(std::max(ModeDataBytes(answer), pageLength + 10), kMaxAllocation);
+        needed = WholeAnswerBytes(answer);
         if (answer.size() >= needed)
             break;
         answer.resize(needed);
@@ -257,14 +253,11 @@ std::vector<uint8_t> CAspiCD::ReadPage2A(CScsiCommand& command) {
     std::vector<uint8_t> answer(12);
     if (SenseModePage(command, kPageCapabilities, answer) != 0)
         throw Failure("internal error #1001");
-    size_t length = ModeDataBytes(answer);
     const size_t descriptors = BlockDescriptorBytes(answer);
-    if (descriptors > 0 && length < kModeHeaderBytes + descriptors + kPageBytesNeeded)
+    if (descriptors > 0 &&
+        ModeDataBytes(answer) < kModeHeaderBytes + descriptors + kPageBytesNeeded)
         throw Failure("internal error #1002");
-    if (descriptors == 0)
-        length = std::max(length, answer[kModeHeaderBytes + 1] + size_t{10});
-    length = std::min(length, kMaxAllocation);
-
+    const size_t length = WholeAnswerBytes(answer);
     answer.resize(length);
     if (SenseModePage(command, kPageCapabilities, answer) != 0)
         throw Failure("internal error #1003");

@@ -38,7 +38,7 @@ enum SrbStatus : uint8_t {
     SS_NO_ADAPTERS = 0xE8,
 };
 
-enum SrbFlags : uint8_t { SRB_DIR_IN = 0x08, SRB_DIR_OUT = 0x10, SRB_EVENT_NOTIFY = 0x40 };
+enum SrbFlags : uint8_t { SRB_DIR_IN = 0x08, SRB_DIR_OUT = 0x10 };
 
 // The records are in srb.h.
 struct SrbHeader;

@@ -4,16 +4,15 @@
 #include "drive/direct_command.h"
 #include "drive/drive_list.h"
 #include "drive/scsi_command.h"
-#include "support/manual_clock.h"
 #include "support/scripted_port.h"
 
-#include <algorithm>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
 namespace larkspin {
 namespace {
 
+// The library's drive behind a loaded transport; its time is the clock's.
 class AspiLibraryTest : public testing::Test {
   protected:
     void SetUp() override {
@@ -28,6 +27,19 @@ class AspiLibraryTest : public testing::Test {
     }
     void TearDown() override { ::dlclose(m_handle); }
 
+    struct Library {
+        Library(AspiLibraryTest& test, IClock& clock) : transport(test.m_port, clock, {FAKE_ASPI}) {
+            EXPECT_EQ(transport.LoadTransport(), 1);
+        }
+        DirectResult Read(Bytes& data, uint32_t seconds = 0, uint8_t opcode = 0x43) {
+            return SendDirect(drive, SRB_DIR_IN, Cdb(opcode), data.data(),
+                              static_cast<uint32_t>(data.size()), seconds);
+        }
+
+        CAspiTransport transport;
+        CAspiCD drive{FakeAspiControl::kTarget, 0, 0, &transport};
+    };
+
     void* m_handle = nullptr;
     FakeAspiControl* m_control = nullptr;
     ScriptedPort m_port; // no drives: the library gets its turn
@@ -35,14 +47,13 @@ class AspiLibraryTest : public testing::Test {
 };
 
 TEST_F(AspiLibraryTest, IsTakenOnlyWhenThePortHasNoDriveAndBothExportsAreThere) {
-    struct Case {
+    struct {
         const char* name;
         bool portHasDrive;
         std::vector<std::string> libraries;
         int loaded;
         bool passThrough;
-    };
-    const Case cases[] = {
+    } const cases[] = {
         {"port first", true, {FAKE_ASPI}, 1, true},
         {"library", false, {FAKE_ASPI}, 1, false},
         {"the second name", false, {"/nowhere/wnaspi32.so", FAKE_ASPI}, 1, false},
@@ -50,7 +61,7 @@ TEST_F(AspiLibraryTest, IsTakenOnlyWhenThePortHasNoDriveAndBothExportsAreThere) 
         {"an export is missing", false, {FAKE_ASPI_INCOMPLETE_LIBRARY, FAKE_ASPI}, 0, false},
         {"nothing to look for", false, {}, 0, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedPort port;
         if (c.portHasDrive)
@@ -63,17 +74,13 @@ TEST_F(AspiLibraryTest, IsTakenOnlyWhenThePortHasNoDriveAndBothExportsAreThere) 
     }
 }
 
-TEST_F(AspiLibraryTest, ScanFindsTheDriveAndGivesItALetterByItsPlace) {
+TEST_F(AspiLibraryTest, ScanGivesADriveALetterAndTellsNoDriveFromNoTransport) {
     DriveList drives;
     ASSERT_EQ(drives.ScanDrives(m_port, m_clock, {FAKE_ASPI}), DriveList::ScanResult::Found);
     ASSERT_EQ(drives.Count(), 1u);
     EXPECT_EQ(drives.At(0).m_byTarget, FakeAspiControl::kTarget);
     EXPECT_EQ(drives.At(0).GetDriveLetter(), u'C');
     EXPECT_EQ(drives.At(0).DisplayName(), u"C");
-}
-
-TEST_F(AspiLibraryTest, ScanTellsNoDriveFromNoTransport) {
-    DriveList drives;
     m_control->supportInfo = 0x0100; // the library works and has no adapter
     EXPECT_EQ(drives.ScanDrives(m_port, m_clock, {FAKE_ASPI}), DriveList::ScanResult::None);
     m_control->supportInfo = 0xE800;
@@ -82,68 +89,55 @@ TEST_F(AspiLibraryTest, ScanTellsNoDriveFromNoTransport) {
 }
 
 TEST_F(AspiLibraryTest, CommandsThatEndOnAnotherThreadDeliverDataAndSense) {
-    CAspiTransport transport(m_port, SystemClock(), {FAKE_ASPI});
-    ASSERT_EQ(transport.LoadTransport(), 1);
+    Library library(*this, SystemClock());
     m_control->mode = FakeAspiMode::CompleteLater;
-    CAspiCD drive(FakeAspiControl::kTarget, 0, 0, &transport);
     for (int round = 0; round < 20; ++round) {
-        Bytes data(512, 0);
-        Cdb good(0x43);
-        EXPECT_FALSE(SendDirect(drive, SRB_DIR_IN, good, data.data(), 512).Failed());
-        EXPECT_EQ(std::ranges::count(data, FakeAspiControl::kDataByte), 512);
-
-        const DirectResult failed =
-            SendDirect(drive, SRB_DIR_IN, Cdb(FakeAspiControl::kFailingOpcode), data.data(), 512);
+        Bytes data(512);
+        EXPECT_FALSE(library.Read(data).Failed());
+        EXPECT_EQ(data, Bytes(512, FakeAspiControl::kDataByte));
+        const DirectResult failed = library.Read(data, 0, FakeAspiControl::kFailingOpcode);
         EXPECT_EQ(failed.status, SS_ERR);
         EXPECT_EQ(SenseCode(failed.sense), 0x31105);
         EXPECT_TRUE(failed.Failed());
         EXPECT_FALSE(failed.Unanswered());
     }
     // The DVD logic's codes belong to the pass-through path; here a failure is just a failure.
-    CScsiCommand command(drive);
-    std::array<uint8_t, 2048> block = {};
+    CScsiCommand command(library.drive);
     command[0] = FakeAspiControl::kFailingOpcode;
-    EXPECT_EQ(command.Transport(Direction::READ, block.data(), block.size()), -1);
+    EXPECT_EQ(command.Transport(Direction::NONE), -1);
     EXPECT_EQ(command.Asc(), 0x11);
 }
 
 TEST_F(AspiLibraryTest, CommandOverItsTimeIsAborted) {
-    CAspiTransport transport(m_port, m_clock, {FAKE_ASPI});
-    ASSERT_EQ(transport.LoadTransport(), 1);
-    CAspiCD drive(FakeAspiControl::kTarget, 0, 0, &transport);
+    Library library(*this, m_clock);
+    Bytes data(64);
     m_control->mode = FakeAspiMode::HangUntilAbort;
     for (const uint32_t seconds : {0u, 240u}) {
         SCOPED_TRACE(seconds);
         m_control->aborts = 0;
         const uint64_t start = m_clock.TickMs();
-        std::array<uint8_t, 64> data = {};
-        const DirectResult result =
-            SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data.data(), data.size(), seconds);
+        const DirectResult result = library.Read(data, seconds);
         EXPECT_EQ(result.status, SS_ABORTED);
         EXPECT_TRUE(result.Failed());
         EXPECT_EQ(m_control->aborts, 1);
-        EXPECT_EQ(drive.m_byLastStatus, SS_ABORTED);
+        EXPECT_EQ(library.drive.m_byLastStatus, SS_ABORTED);
         EXPECT_EQ(m_clock.TickMs() - start, seconds == 0 ? 10'000u : seconds * 1000);
-        EXPECT_EQ(transport.m_nTimeoutSeconds, 0u);
+        EXPECT_EQ(library.transport.m_nTimeoutSeconds, 0u);
     }
     m_control->mode = FakeAspiMode::Complete;
-    std::array<uint8_t, 64> data = {};
-    EXPECT_FALSE(SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data.data(), data.size()).Failed());
+    EXPECT_FALSE(library.Read(data).Failed());
 }
 
 TEST_F(AspiLibraryTest, LibraryMayStillWriteToACommandThatItNeverGaveBack) {
-    auto data = std::make_unique<Bytes>(2048, 1);
     {
-        CAspiTransport transport(m_port, m_clock, {FAKE_ASPI});
-        ASSERT_EQ(transport.LoadTransport(), 1);
-        CAspiCD drive(FakeAspiControl::kTarget, 0, 0, &transport);
+        Library library(*this, m_clock);
+        Bytes data(2048, 1);
         m_control->mode = FakeAspiMode::HangForever;
-        EXPECT_TRUE(SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data->data(), 2048).Failed());
+        EXPECT_TRUE(library.Read(data).Failed());
         CompleteFakeCommand(*m_control->pending);
-        EXPECT_EQ(*data, Bytes(2048, 1)) << "the buffer was the caller's again";
-        SendDirect(drive, SRB_DIR_IN, Cdb(0x43), data->data(), 2048);
+        EXPECT_EQ(data, Bytes(2048, 1)) << "the buffer was the caller's again";
+        library.Read(data);
     }
-    data.reset();
     // Only an address sanitizer sees whether this memory is still there.
     CompleteFakeCommand(*m_control->pending);
 }

@@ -1,217 +1,145 @@
 // What lies in the drive: the answers of disc, track and format commands and what is made of them.
-#include "drive/mmc.h"
-#include "support/scripted_port.h"
-
-#include <gmock/gmock.h>
+#include "drive/dvd_bench.h"
 
 namespace larkspin {
 namespace {
 
-using testing::ElementsAre;
-
-// Byte 2 of READ DISC INFORMATION.
 constexpr uint8_t kErasable = 0x10;
-constexpr uint8_t DiscByte(uint8_t discStatus, uint8_t lastSession) {
-    return static_cast<uint8_t>(discStatus | lastSession << 2);
-}
 
-struct Msf {
-    uint8_t m, s, f;
-};
-
-Bytes DiscInfo(uint8_t statusByte, Msf leadIn = {0, 0, 0}, Msf leadOut = {0xFF, 0xFF, 0xFF}) {
-    Bytes info(34, 0);
-    info[1] = 32;
-    info[2] = statusByte;
-    info[17] = leadIn.m;
-    info[18] = leadIn.s;
-    info[19] = leadIn.f;
-    info[21] = leadOut.m;
-    info[22] = leadOut.s;
-    info[23] = leadOut.f;
-    return info;
-}
-
-ScriptedAnswer Profile(uint8_t profile) {
-    return GoodAnswer({0, 0, 0, 4, 0, 0, 0, profile});
-}
-
-// READ TRACK INFORMATION: track mode byte 6, validity byte 7, next writable address, free blocks.
-Bytes Track(uint8_t byte6, uint8_t byte7, uint32_t next, uint32_t free = 0) {
-    Bytes track(36, 0);
-    track[6] = byte6;
-    track[7] = byte7;
-    for (size_t index = 0; index < 4; ++index) {
-        track[12 + index] = static_cast<uint8_t>(next >> (24 - 8 * index));
-        track[16 + index] = static_cast<uint8_t>(free >> (24 - 8 * index));
-    }
-    return track;
-}
-
-// A page 5 that ModeSense accepts: header, page code, length and zeros.
-ScriptedAnswer WritePage() {
-    Bytes answer(8 + 52, 0);
-    answer[1] = static_cast<uint8_t>(answer.size() - 2);
-    answer[8] = 0x85;
-    answer[9] = 50;
-    answer[10] = 0xFF;
-    return GoodAnswer(answer);
+// READ DISC INFORMATION's answer: disc status and state of the last session, then addresses whose
+// low three bytes are minutes, seconds and frames.
+Bytes DiscInfo(uint8_t discStatus, uint8_t lastSession = 0, uint8_t flags = 0, uint32_t leadIn = 0,
+               uint32_t leadOut = 0xFFFFFF) {
+    const auto state = static_cast<uint8_t>(discStatus | lastSession << 2 | flags);
+    return Answer(34, {{1, 32}, {2, state}, {16, leadIn, 4}, {20, leadOut, 4}});
 }
 
 TEST(ProfileTest, OnlyOneSenseSaysThatTheDriveHasNoProfiles) {
-    struct Case {
+    struct {
         ScriptedAnswer answer;
         bool has;
+        uint32_t profile;
+    } const cases[] = {
+        {ProfileAnswer(0x1B), true, 0x1B},
+        {SenseAnswer(0x51400), false, 65535},
+        {SenseAnswer(0x52000), true, 0},
+        {SenseAnswer(0x51401), true, 0},
+        {SenseAnswer(0x21400), true, 0},
+        {FailedAnswer(), true, 0},
+        {SenseAnswer(0x52000, {0, 0, 0, 4, 0, 0, 0, 9}), true, 0},
     };
-    for (const Case& c :
-         {Case{Profile(9), true}, Case{SenseAnswer(5, 0x14, 0), false},
-          Case{SenseAnswer(5, 0x20, 0), true}, Case{SenseAnswer(5, 0x14, 1), true},
-          Case{SenseAnswer(2, 0x14, 0), true}, Case{FailedAnswer(PortError::TimedOut), true}}) {
+    for (const auto& c : cases) {
         ScriptedDrive bench;
         bench.port.Always(mmc::kGetConfiguration, c.answer);
         EXPECT_EQ(bench.drive.HasCurrentProfile(), c.has);
         EXPECT_EQ(bench.drive.HasCurrentProfile(), c.has);
-        ASSERT_EQ(bench.port.Sent().size(), 1u) << "the drive is asked once";
-        EXPECT_THAT(bench.port.Sent()[0].cdb, ElementsAre(0x46, 1, 0, 0, 0, 0, 0, 0, 8, 0));
+        EXPECT_EQ(bench.Trace(), Lines{"46 01 00 00 00 00 00 00 08"}) << "the drive is asked once";
+        EXPECT_EQ(bench.drive.GetCurrentProfile(), c.profile);
+        bench.port.Always(mmc::kGetConfiguration, ProfileAnswer(9)); // another disc
+        EXPECT_EQ(bench.drive.GetCurrentProfile(), c.has ? 9u : 65535u);
     }
-}
-
-TEST(ProfileTest, CurrentProfileIsReadAnewEachTime) {
-    ScriptedDrive bench;
-    bench.port.Always(mmc::kGetConfiguration, Profile(0x1B));
-    EXPECT_EQ(bench.drive.GetCurrentProfile(), 0x1Bu);
-    bench.port.Always(mmc::kGetConfiguration, Profile(9));
-    EXPECT_EQ(bench.drive.GetCurrentProfile(), 9u);
-    for (const ScriptedAnswer& failure :
-         {SenseAnswer(5, 0x20, 0, {0, 0, 0, 4, 0, 0, 0, 9}), FailedAnswer(PortError::TimedOut)}) {
-        bench.port.Always(mmc::kGetConfiguration, failure);
-        EXPECT_EQ(bench.drive.GetCurrentProfile(), 0u);
-    }
-    bench.drive.m_bHasConfig = false;
-    EXPECT_EQ(bench.drive.GetCurrentProfile(), 65535u);
 }
 
 TEST(DiskInfoTest, StatesOfADisc) {
     constexpr uint32_t known = DISK_BLANK | DISK_APPENDABLE | DISK_ERASABLE;
-    struct Case {
+    struct {
         const char* name;
         Bytes info;
         uint32_t state;
-        uint32_t dwKnown;
-        int32_t capacity;
+        int32_t capacity; // 0: not known
         int32_t next;
-    };
-    const Case cases[] = {
-        {"blank CD-R", DiscInfo(DiscByte(0, 0), {0, 0, 0}, {79, 59, 74}),
-         DISK_BLANK | DISK_APPENDABLE, known | DISK_CAPACITY_KNOWN, 359'849, 0},
-        {"blank CD-RW", DiscInfo(kErasable), DISK_BLANK | DISK_APPENDABLE | DISK_ERASABLE, known, 0,
+    } const cases[] = {
+        {"blank CD-R", DiscInfo(0, 0, 0, 0, 0x4F3B4A), DISK_BLANK | DISK_APPENDABLE, 359'849, 0},
+        {"blank CD-RW", DiscInfo(0, 0, kErasable), DISK_BLANK | DISK_APPENDABLE | DISK_ERASABLE, 0,
          0},
-        {"open, last session empty", DiscInfo(DiscByte(1, 0), {}, {79, 59, 74}), DISK_APPENDABLE,
-         known | DISK_CAPACITY_KNOWN, 359'849, 20'150},
-        {"open, last session incomplete", DiscInfo(DiscByte(1, 1)), 0, known, 0, 0},
-        {"open, last session complete", DiscInfo(DiscByte(1, 3)), 0, known, 0, 0},
-        {"closed CD-RW", DiscInfo(kErasable | DiscByte(2, 3), {}, {60, 0, 0}), DISK_ERASABLE,
-         known | DISK_CAPACITY_KNOWN, 269'850, 0},
-        {"others", DiscInfo(DiscByte(3, 0)), 0, known, 0, 0},
+        {"last session empty", DiscInfo(1, 0, 0, 0, 0x4F3B4A), DISK_APPENDABLE, 359'849, 20'150},
+        {"last session incomplete", DiscInfo(1, 1), 0, 0, 0},
+        {"last session complete", DiscInfo(1, 3), 0, 0, 0},
+        {"closed CD-RW", DiscInfo(2, 3, kErasable, 0, 0x3C0000), DISK_ERASABLE, 269'850, 0},
+        {"others", DiscInfo(3), 0, 0, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
         bench.drive.m_nCapacity = bench.drive.m_nNextAddress = 77; // left by another disc
         bench.drive.m_dwDiskState = bench.drive.m_dwDiskKnown = 0xFF;
         bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(c.info));
-        bench.port.Always(mmc::kModeSense10, WritePage());
-        bench.port.Always(mmc::kReadTrackInformation, GoodAnswer(Track(0x40, 1, 20'000)));
+        bench.port.Always(ModePage(5), GoodAnswer(ModeAnswer(Page(5, 50))));
+        bench.port.Always(mmc::kReadTrackInformation, GoodAnswer(TrackAnswer(20'000, 0, 0x40)));
         bench.drive.ReadDiskInfo();
         EXPECT_EQ(bench.drive.m_dwDiskState, c.state);
-        EXPECT_EQ(bench.drive.m_dwDiskKnown, c.dwKnown);
+        EXPECT_EQ(bench.drive.m_dwDiskKnown,
+                  known | (c.capacity > 0 ? uint32_t{DISK_CAPACITY_KNOWN} : 0));
         EXPECT_EQ(bench.drive.m_nCapacity, c.capacity);
         EXPECT_EQ(bench.drive.m_nNextAddress, c.next);
-        EXPECT_THAT(bench.port.Sent().front().cdb, ElementsAre(0x51, 0, 0, 0, 0, 0, 0, 0, 255, 0));
-        EXPECT_EQ(bench.port.Sent().front().timeoutSeconds, 240u);
-        EXPECT_THAT(bench.port.Sent().back().cdb, ElementsAre(0x43, 0, 1, 0, 0, 0, 0, 0, 12, 0));
+        EXPECT_EQ(bench.Trace().front(), "51 00 00 00 00 00 00 00 FF @240");
+        EXPECT_EQ(bench.Trace().back(), "43 00 01 00 00 00 00 00 0C");
     }
 }
 
-TEST(DiskInfoTest, NextAddressComesFromTheLeadInWhenThePageCannotBeSet) {
+TEST(DiskInfoTest, ErasableAndTheLeadInNeedAnAnswer) {
     ScriptedDrive bench;
-    bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(DiscByte(1, 0), {10, 2, 5})));
-    bench.port.Always(mmc::kModeSense10, SenseAnswer(5, 0x24, 0));
+    for (const auto& [answer, erasable] :
+         {std::pair{GoodAnswer(DiscInfo(0, 0, kErasable)), true},
+          {GoodAnswer(DiscInfo(3, 3, 0xE0)), false},
+          {SenseAnswer(0x52000, DiscInfo(0, 0, kErasable)), false}}) {
+        bench.port.Queue(mmc::kReadDiscInformation, answer);
+        EXPECT_EQ(bench.drive.IsDiskErasable(), erasable);
+    }
+    // The page can't be set for the question where the next session begins.
+    bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(1, 0, 0, 0x0A0205)));
+    bench.port.Always(mmc::kModeSense10, SenseAnswer(0x52400));
     bench.drive.ReadDiskInfo();
     EXPECT_EQ(bench.drive.m_nNextAddress, ((10 + 1) * 60 + 2) * 75 + 5);
 }
 
 TEST(DiskInfoTest, FailureLeavesTheDiscUnknownButForTheToc) {
-    struct Case {
+    struct {
         const char* name;
-        ScriptedAnswer info;
-        ScriptedAnswer toc;
-        uint32_t state;
-        uint32_t known;
+        ScriptedAnswer info, toc;
+        uint32_t state, known;
+        size_t asked = 1;
+    } const cases[] = {
+        {"no sessions", SenseAnswer(0x52000), GoodAnswer({0, 10, 1, 0}), DISK_BLANK, DISK_BLANK},
+        {"one session", SenseAnswer(0x52000), GoodAnswer({0, 10, 1, 1}), 0, DISK_BLANK},
+        {"nothing works", SenseAnswer(0x52000), SenseAnswer(0x23A00), 0, 0},
+        {"time-outs are no blank discs", FailedAnswer(), FailedAnswer(), 0, 0},
+        {"changes without an end", SenseAnswer(0x62800), SenseAnswer(0x62800), 0, 0, 101},
     };
-    const ScriptedAnswer timeOut = FailedAnswer(PortError::TimedOut);
-    const Case cases[] = {
-        {"no sessions", SenseAnswer(5, 0x20, 0), GoodAnswer({0, 10, 1, 0}), DISK_BLANK, DISK_BLANK},
-        {"one session", SenseAnswer(5, 0x20, 0), GoodAnswer({0, 10, 1, 1}), 0, DISK_BLANK},
-        {"nothing works", SenseAnswer(5, 0x20, 0), SenseAnswer(2, 0x3A, 0), 0, 0},
-        {"time-outs are no blank discs", timeOut, timeOut, 0, 0},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
-        bench.port.Queue(mmc::kReadDiscInformation, c.info);
-        bench.port.Queue(mmc::kReadToc, c.toc);
+        bench.port.Always(mmc::kReadDiscInformation, c.info);
+        bench.port.Always(mmc::kReadToc, c.toc);
         bench.drive.ReadDiskInfo();
         EXPECT_EQ(bench.drive.m_dwDiskState, c.state);
         EXPECT_EQ(bench.drive.m_dwDiskKnown, c.known);
+        EXPECT_EQ(bench.port.Sent(mmc::kReadDiscInformation).size(), c.asked);
     }
-}
-
-TEST(DiskInfoTest, MediumChangeIsConsumedAndNotForEver) {
     ScriptedDrive bench;
-    for (int event = 0; event < 3; ++event)
-        bench.port.Queue(mmc::kReadDiscInformation, SenseAnswer(6, 0x28, 0));
+    bench.port.Queue(mmc::kReadDiscInformation, SenseAnswer(0x62800), 3);
     bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(0)));
     bench.drive.ReadDiskInfo();
     EXPECT_EQ(bench.drive.m_dwDiskState, uint32_t{DISK_BLANK | DISK_APPENDABLE});
-    EXPECT_EQ(bench.port.Sent(mmc::kReadDiscInformation).size(), 4u);
-
-    bench.port.Clear();
-    bench.port.Always(mmc::kReadDiscInformation, SenseAnswer(6, 0x28, 0));
-    bench.port.Always(mmc::kReadToc, SenseAnswer(6, 0x28, 0));
-    bench.drive.ReadDiskInfo();
-    EXPECT_EQ(bench.drive.m_dwDiskKnown, 0u);
-    EXPECT_EQ(bench.port.Sent(mmc::kReadDiscInformation).size(), 101u);
-}
-
-TEST(DiskInfoTest, ErasableNeedsAnAnswer) {
-    ScriptedDrive bench;
-    bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(kErasable)));
-    EXPECT_TRUE(bench.drive.IsDiskErasable());
-    bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(0xEF)));
-    EXPECT_FALSE(bench.drive.IsDiskErasable());
-    bench.port.Queue(mmc::kReadDiscInformation, SenseAnswer(5, 0x20, 0, DiscInfo(kErasable)));
-    EXPECT_FALSE(bench.drive.IsDiskErasable());
 }
 
 TEST(NextWritableAddressTest, IsUsableOnABlankTrackOnly) {
-    struct Case {
+    struct {
         const char* name;
         ScriptedAnswer answer;
         int result;
         int32_t address;
+    } const cases[] = {
+        {"usable", GoodAnswer(TrackAnswer(12'345, 0, 0x44)), 0, 12'345},
+        {"not blank", GoodAnswer(TrackAnswer(12'345, 0, 0x04)), 0, 0},
+        {"not valid", GoodAnswer(TrackAnswer(12'345, 0, 0x44, 2)), 0, 0},
+        {"reserved track", GoodAnswer(TrackAnswer(12'345, 0, 0xC4)), 0, 0},
+        {"packets", GoodAnswer(TrackAnswer(12'345, 0, 0x64)), 0, 0},
+        {"fixed packets", GoodAnswer(TrackAnswer(12'345, 0, 0x54)), 0, 0},
+        {"refused", SenseAnswer(0x52400), 1, -7},
+        {"no answer", FailedAnswer(), 1, -7},
     };
-    const Case cases[] = {
-        {"usable", GoodAnswer(Track(0x44, 1, 12'345)), 0, 12'345},
-        {"not blank", GoodAnswer(Track(0x04, 1, 12'345)), 0, 0},
-        {"not valid", GoodAnswer(Track(0x44, 2, 12'345)), 0, 0},
-        {"reserved track", GoodAnswer(Track(0xC4, 1, 12'345)), 0, 0},
-        {"packets", GoodAnswer(Track(0x64, 1, 12'345)), 0, 0},
-        {"fixed packets", GoodAnswer(Track(0x54, 1, 12'345)), 0, 0},
-        {"refused", SenseAnswer(5, 0x24, 0), 1, -7},
-        {"no answer", FailedAnswer(PortError::TimedOut), 1, -7},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
         bench.port.Always(mmc::kReadTrackInformation, c.answer);
@@ -219,139 +147,130 @@ TEST(NextWritableAddressTest, IsUsableOnABlankTrackOnly) {
         EXPECT_EQ(bench.drive.ReadNextWritableAddress(&address), c.result);
         EXPECT_EQ(address, c.address);
         EXPECT_EQ(bench.drive.ReadNextWritableAddress(nullptr), c.result);
-        EXPECT_THAT(bench.port.Sent()[0].cdb, ElementsAre(0x52, 1, 0, 0, 0, 0xFF, 0, 0, 16, 0));
-        EXPECT_EQ(bench.port.Sent()[0].timeoutSeconds, 240u);
+        EXPECT_EQ(bench.Trace(), Lines(2, "52 01 00 00 00 FF 00 00 10 @240"));
     }
-}
-
-TEST(NextWritableAddressTest, SessionAtOnceIsSelectedFirst) {
+    // Of a session-at-once recording: that is selected first.
     ScriptedDrive bench;
-    bench.port.Always(mmc::kModeSense10, WritePage());
-    bench.port.Always(mmc::kReadTrackInformation, GoodAnswer(Track(0x40, 1, 500)));
+    Bytes page = Page(0x85, 50);
+    page[2] = 0xFF;
+    bench.port.Always(ModePage(5), GoodAnswer(ModeAnswer(page)));
+    bench.port.Always(mmc::kReadTrackInformation, GoodAnswer(TrackAnswer(500, 0, 0x40)));
     int32_t address = 0;
     EXPECT_EQ(bench.drive.ReadSaoNextAddress(&address), 0);
     EXPECT_EQ(address, 500);
-    EXPECT_THAT(bench.port.SentOpcodes(),
-                ElementsAre(mmc::kModeSense10, mmc::kModeSelect10, mmc::kReadTrackInformation));
+    EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x5A, 0x55, 0x52}));
+    page[0] = 0x05;
+    page[2] = 0xE2;
     const Bytes& list = bench.port.Sent()[1].dataOut;
-    EXPECT_EQ(list.at(8), 0x05);
-    EXPECT_EQ(list.at(10), 0xE2);
-
-    bench.port.Queue(mmc::kModeSelect10, SenseAnswer(5, 0x26, 0));
+    EXPECT_EQ(Bytes(list.begin() + 8, list.end()), page);
+    bench.port.Queue(mmc::kModeSelect10, SenseAnswer(0x52600));
     EXPECT_EQ(bench.drive.ReadSaoNextAddress(&address), 1);
 }
 
 TEST(MultiSessionStartTest, TakesTheAddressOfTheLastSession) {
     ScriptedDrive bench;
-    bench.port.Always(mmc::kReadToc, GoodAnswer({0, 10, 1, 3, 0, 0x14, 3, 0, 0, 1, 2, 3}));
+    const ScriptedAnswer toc = GoodAnswer({0, 10, 1, 3, 0, 0x14, 3, 0, 0, 1, 2, 3});
     int32_t address = 0;
+    bench.port.Queue(mmc::kReadToc, toc, 4);
     EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), 0);
     EXPECT_EQ(address, 0x010203);
     EXPECT_EQ(bench.drive.ReadMultiSessionStart(nullptr), 0);
-    EXPECT_THAT(bench.port.Sent()[0].cdb, ElementsAre(0x43, 0, 1, 0, 0, 0, 0, 0, 4, 0));
-    EXPECT_THAT(bench.port.Sent()[1].cdb, ElementsAre(0x43, 0, 1, 0, 0, 0, 0, 0, 12, 0));
-
-    address = -7;
-    bench.port.Queue(mmc::kReadToc, SenseAnswer(2, 0x3A, 0));
-    EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), -1);
-    bench.port.Queue(mmc::kReadToc, GoodAnswer({0, 10, 1, 3}));
-    bench.port.Queue(mmc::kReadToc, FailedAnswer(PortError::TimedOut));
-    EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), -1);
-    bench.port.Queue(mmc::kReadToc, GoodAnswer({0, 2, 1, 3})); // no address in it
-    EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), -1);
-    EXPECT_EQ(address, -7);
+    EXPECT_EQ(bench.Trace()[0], "43 00 01 00 00 00 00 00 04");
+    EXPECT_EQ(bench.Trace()[1], "43 00 01 00 00 00 00 00 0C");
+    for (const std::vector<ScriptedAnswer>& answers :
+         {std::vector{SenseAnswer(0x23A00)},
+          {toc, FailedAnswer()},
+          {GoodAnswer({0, 2, 1, 3})}}) { // no address in it
+        for (const ScriptedAnswer& answer : answers)
+            bench.port.Queue(mmc::kReadToc, answer);
+        EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), -1);
+        EXPECT_EQ(bench.port.QueuedLeft(), 0u);
+    }
+    EXPECT_EQ(address, 0x010203);
 }
 
-// A list of formats: current blocks, descriptor type, block length, then one more descriptor.
-Bytes Formats(uint32_t current, uint8_t type, uint32_t length, uint8_t formatType = 0,
-              uint32_t formatBlocks = 0) {
-    Bytes list(20, 0);
-    list[3] = 16;
-    const auto store = [&list](size_t at, uint32_t value) {
-        for (size_t index = 0; index < 4; ++index)
-            list[at + index] = static_cast<uint8_t>(value >> (24 - 8 * index));
-    };
-    store(4, current);
-    store(8, length);
-    list[8] = type;
-    store(12, formatBlocks);
-    list[16] = static_cast<uint8_t>(formatType << 2 | 1);
-    return list;
-}
-
+// Both families tell a capacity by the same rules, of a few more kinds in the second.
 TEST(CapacityTest, ComesFromTheTrackOrTheFormats) {
-    struct Case {
+    const ScriptedAnswer track = GoodAnswer(TrackAnswer(1000, 500));
+    const ScriptedAnswer absurd = GoodAnswer(TrackAnswer(0xFFFFFFFF, 48));
+    struct {
         const char* name;
-        uint8_t profile;
+        uint32_t profile;
         Bytes formats;
         ScriptedAnswer track;
-        int32_t blocks;
+        int32_t blocks, dvdBlocks;
+    } const cases[] = {
+        {"DVD-R", 0x11, FormatsAnswer({{0, 1}}), track, 1500, 1500},
+        {"DVD-RW", 0x14, FormatsAnswer({{0, 1}}), track, 1500, 1500},
+        {"DVD-R DL", 0x15, FormatsAnswer({{0, 1}}), track, 0, 1500},
+        {"DVD-R DL, layer jump", 0x16, FormatsAnswer({{0, 1}}), track, 0, 1500},
+        {"DVD+R, address not valid", 0x1B, FormatsAnswer({{0, 1}}),
+         GoodAnswer(TrackAnswer(1000, 500, 0, 0)), 500, 500},
+        {"DVD+R, absurd", 0x1B, FormatsAnswer({{0, 1}}), absurd, INT32_MAX, INT32_MAX},
+        {"DVD+R DL, track refused", 0x2B, FormatsAnswer({{0, 1}}), SenseAnswer(0x52400), 0, 0},
+        {"DVD-RAM", 0x12, FormatsAnswer({{3000, 2}}), track, 3000, 3000},
+        {"DVD-RAM, long blocks", 0x12, FormatsAnswer({{3000, 2}}, 8192), track, 12'000, 12'000},
+        {"DVD-RAM, short blocks", 0x12, FormatsAnswer({{3000, 2}}, 512), track, 750, 750},
+        {"DVD-RAM, no block length", 0x12, FormatsAnswer({{3000, 2}}, 0), track, 3000, 3000},
+        {"DVD-RAM, absurd", 0x12, FormatsAnswer({{1u << 31, 2}}), track, INT32_MAX, INT32_MAX},
+        {"DVD-RW overwrite", 0x13, FormatsAnswer({{1, 2}, {77, 0}}), track, 77, 77},
+        {"DVD-RW without that format", 0x13, FormatsAnswer({{1, 2}, {77, 0x10}}), track, 0, 0},
+        {"DVD+RW", 0x1A, FormatsAnswer({{1, 2}, {5, 0}, {77, 0x26}}), track, 77, 77},
+        {"CD-R", 0x09, FormatsAnswer({{1, 2}}), track, 0, 0},
+        {"BD-R", 0x41, FormatsAnswer({{1, 2}}), track, 0, 0},
     };
-    const ScriptedAnswer track = GoodAnswer(Track(0, 1, 1000, 500));
-    const Case cases[] = {
-        {"DVD-R", 0x11, Formats(0, 1, 2048), track, 1500},
-        {"DVD+R, address not valid", 0x1B, Formats(0, 1, 2048), GoodAnswer(Track(0, 0, 1000, 500)),
-         500},
-        {"DVD+R DL, track refused", 0x2B, Formats(0, 1, 2048), SenseAnswer(5, 0x24, 0), 0},
-        {"DVD-RAM", 0x12, Formats(3000, 2, 2048), track, 3000},
-        {"DVD-RAM, long blocks", 0x12, Formats(3000, 2, 8192), track, 12'000},
-        {"DVD-RAM, short blocks", 0x12, Formats(3000, 2, 512), track, 750},
-        {"DVD-RAM, no block length", 0x12, Formats(3000, 2, 0), track, 3000},
-        {"DVD-RW overwrite", 0x13, Formats(1, 2, 2048, 0x00, 2'298'496), track, 2'298'496},
-        {"DVD-RW without that format", 0x13, Formats(1, 2, 2048, 0x10, 2'298'496), track, 0},
-        {"DVD+RW", 0x1A, Formats(1, 2, 2048, 0x26, 2'295'104), track, 2'295'104},
-        {"CD-R", 0x09, Formats(1, 2, 2048), track, 0},
-        {"BD-R", 0x41, Formats(1, 2, 2048), track, 0},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        ScriptedDrive bench;
+        DvdBench bench(c.profile | MEDIA_BLANK);
         bench.port.Always(mmc::kReadFormatCapacities, GoodAnswer(c.formats));
-        bench.port.Always(mmc::kGetConfiguration, Profile(c.profile));
         bench.port.Always(mmc::kReadTrackInformation, c.track);
-        Bytes info = DiscInfo(DiscByte(1, 0));
-        info[5] = 2;
-        info[10] = 1;
-        bench.port.Always(mmc::kReadDiscInformation, GoodAnswer(info));
+        bench.port.Always(mmc::kReadDiscInformation, GoodAnswer(Answer(34, {{5, 2}, {10, 1}})));
         EXPECT_EQ(bench.drive.GetDvdCapacity(), c.blocks);
-        EXPECT_THAT(bench.port.Sent()[0].cdb, ElementsAre(0x23, 0, 0, 0, 0, 0, 0, 0, 12, 0));
-        EXPECT_THAT(bench.port.Sent()[1].cdb, ElementsAre(0x23, 0, 0, 0, 0, 0, 0, 0, 20, 0));
+        EXPECT_EQ(bench.Trace()[0], "23 00 00 00 00 00 00 00 0C");
+        EXPECT_EQ(bench.port.Sent()[1].cdb[8], c.formats.size());
         for (const SentCommand& sent : bench.port.Sent(mmc::kReadTrackInformation))
-            EXPECT_THAT(sent.cdb, ElementsAre(0x52, 1, 0, 0, 1, 2, 0, 0, 32, 0));
+            EXPECT_EQ(Trace({sent}), Lines{"52 01 00 00 01 02 00 00 20"});
+
+        std::ranges::copy(c.formats, bench.drive.m_abyFormats.begin());
+        bench.drive.m_nNextTrack = 3;
+        bench.port.Clear();
+        EXPECT_EQ(bench.drive.GetDvdBytes(), int64_t{c.dvdBlocks} * 2048);
+        for (const std::string& sent : bench.Trace())
+            EXPECT_EQ(sent, "52 01 00 00 00 03 00 00 20");
     }
 }
 
 TEST(CapacityTest, BadListsOfFormatsFail) {
-    Bytes odd = Formats(1, 2, 2048);
-    odd[3] = 12;
-    Bytes longer = Formats(1, 2, 2048);
-    longer[3] = 24;
-    const std::vector<std::vector<ScriptedAnswer>> cases = {
-        {SenseAnswer(2, 0x3A, 0)},
-        {SenseAnswer(1, 0, 0, Formats(1, 2, 2048))},
-        {FailedAnswer(PortError::TimedOut)},
-        {GoodAnswer(odd)},
-        {GoodAnswer(Formats(1, 2, 2048)), SenseAnswer(2, 0x3A, 0)},
-        {GoodAnswer(Formats(1, 2, 2048)), GoodAnswer(longer)},
-    };
-    for (const auto& answers : cases) {
-        ScriptedDrive bench;
-        for (const ScriptedAnswer& answer : answers)
-            bench.port.Queue(mmc::kReadFormatCapacities, answer);
-        EXPECT_EQ(bench.drive.GetDvdCapacity(), -1);
-        EXPECT_EQ(bench.port.QueuedLeft(), 0u);
+    const Bytes formats = FormatsAnswer({{1, 2}, {5, 0}});
+    const Bytes longer = FormatsAnswer({{1, 2}, {5, 0}, {6, 1}});
+    Bytes odd = longer;
+    odd[3] = 20;
+    for (const std::vector<ScriptedAnswer>& answers : {std::vector{SenseAnswer(0x23A00)},
+                                                       {SenseAnswer(0x10000, formats)},
+                                                       {FailedAnswer()},
+                                                       {GoodAnswer(odd)},
+                                                       {GoodAnswer(formats), SenseAnswer(0x23A00)},
+                                                       {GoodAnswer(formats), GoodAnswer(longer)}}) {
+        for (const bool identifies : {false, true}) {
+            DvdBench bench(0x1A);
+            bench.port.Queue(mmc::kReadFormatCapacities, answers[0]);
+            bench.port.Always(mmc::kReadFormatCapacities, answers.back());
+            if (identifies)
+                EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }),
+                          "cannot detect disk format");
+            else
+                EXPECT_EQ(bench.drive.GetDvdCapacity(), -1);
+            EXPECT_EQ(bench.port.QueuedLeft(), 0u);
+        }
     }
 }
 
 TEST(IdentifyMediaTest, BlankMarkComesFromTheDiscOrItsFormat) {
-    struct Case {
+    struct {
         const char* name;
-        uint8_t profile;
-        uint8_t statusByte;
-        uint8_t descriptorType;
+        uint8_t profile, discStatus, descriptorType;
         uint32_t media;
-    };
-    const Case cases[] = {
+    } const cases[] = {
         {"CD-R has no mark", 0x09, 0, 0, 0x09},
         {"BD-R has no mark", 0x41, 0, 0, 0x41},
         {"blank DVD-R", 0x11, 0, 2, 0x10011},
@@ -363,136 +282,95 @@ TEST(IdentifyMediaTest, BlankMarkComesFromTheDiscOrItsFormat) {
         {"DVD-RW overwrite", 0x13, 2, 2, 0x13},
         {"DVD-RW sequential", 0x14, 1, 1, 0x14},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        ScriptedDrive bench;
-        bench.port.Always(mmc::kGetConfiguration, Profile(c.profile));
-        bench.port.Always(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(c.statusByte)));
-        bench.port.Always(mmc::kReadFormatCapacities,
-                          GoodAnswer(Formats(5, c.descriptorType, 2048, 0x26, 9)));
+        DvdBench bench(c.profile);
+        bench.SetDiscInfo(DiscInfo(c.discStatus));
+        bench.SetFormats({{5, c.descriptorType}, {9, 0x26}});
         EXPECT_EQ(bench.drive.IdentifyMedia(), c.media);
     }
 }
 
-TEST(IdentifyMediaTest, OpenTrayIsLoadedOnce) {
+TEST(IdentifyMediaTest, OpenTrayIsLoadedOnceAndTheWaitHasAnEnd) {
     ScriptedDrive bench;
-    bench.port.Queue(mmc::kGetConfiguration, Profile(0));
-    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(2, 0x3A, 2));
-    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(2, 0x04, 1)); // becoming ready
-    bench.port.Queue(mmc::kGetConfiguration, Profile(0x09));
-    EXPECT_EQ(bench.drive.IdentifyMedia(), 0x09u);
-    EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x46, 0, mmc::kStartStopUnit, 0, 0, 0x46}));
-    EXPECT_EQ(bench.port.Sent(mmc::kStartStopUnit)[0].cdb[4], 3);
-
-    // Still no disc after that: none it is.
-    bench.port.Always(mmc::kGetConfiguration, Profile(0));
-    bench.port.Always(mmc::kTestUnitReady, SenseAnswer(2, 0x3A, 0));
-    EXPECT_EQ(bench.drive.IdentifyMedia(), 0u);
-    EXPECT_EQ(bench.port.Sent(mmc::kStartStopUnit).size(), 2u);
-
-    // Not ready for another reason: nothing is loaded.
-    bench.port.Always(mmc::kTestUnitReady, SenseAnswer(2, 0x04, 1));
-    EXPECT_EQ(bench.drive.IdentifyMedia(), 0u);
-    EXPECT_EQ(bench.port.Sent(mmc::kStartStopUnit).size(), 2u);
+    bench.port.Queue(Feature(0), ProfileAnswer(0));
+    bench.port.Queue(Feature(0), ProfileAnswer(9));
+    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x23A02));
+    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x20401)); // becoming ready
+    EXPECT_EQ(bench.drive.IdentifyMedia(), 9u);
+    EXPECT_EQ(bench.Trace(), (Lines{"46 00 00 00 00 00 00 00 08", "00", "1B 00 00 00 03", "00",
+                                    "00", "46 00 00 00 00 00 00 00 08"}));
+    struct {
+        ScriptedAnswer empty, loaded; // what TEST UNIT READY tells
+        size_t loads;
+        int64_t leastMs;
+    } const cases[] = {
+        {SenseAnswer(0x23A00), SenseAnswer(0x23A00), 1, 1000},    // still no disc: none it is
+        {SenseAnswer(0x23A00), SenseAnswer(0x23002), 1, 120'000}, // one that can't be read
+        {SenseAnswer(0x20401), SenseAnswer(0x20401), 0, 0},
+        {FailedAnswer(), SenseAnswer(0x23A00), 0, 0},
+    };
+    for (const auto& c : cases) {
+        ScriptedDrive none;
+        none.port.Always(Feature(0), ProfileAnswer(0));
+        none.port.Queue(mmc::kTestUnitReady, c.empty);
+        none.port.Always(mmc::kTestUnitReady, c.loaded);
+        EXPECT_EQ(none.drive.IdentifyMedia(), 0u);
+        EXPECT_EQ(none.port.Sent(mmc::kStartStopUnit).size(), c.loads);
+        EXPECT_EQ(none.clock.TotalSleep(), c.leastMs);
+    }
 }
 
 TEST(IdentifyMediaTest, EachFailureHasItsText) {
-    struct Case {
+    struct {
         const char* text;
-        uint8_t opcode;
-        std::vector<ScriptedAnswer> answers;
+        uint16_t question;
+        ScriptedAnswer answer;
+    } const cases[] = {
+        {"not a DVD drive", Feature(0), SenseAnswer(0x52000)},
+        {"cannot close tray", mmc::kStartStopUnit, SenseAnswer(0x45300)},
+        {"cannot read disk information", mmc::kReadDiscInformation, SenseAnswer(0x23A00)},
+        {"cannot detect disk format", mmc::kReadFormatCapacities,
+         GoodAnswer(FormatsAnswer({{1, 2}}))}, // no format at all
     };
-    Bytes shortList = Formats(1, 2, 2048);
-    shortList[3] = 8;
-    const Case cases[] = {
-        {"not a DVD drive", mmc::kGetConfiguration, {SenseAnswer(5, 0x20, 0)}},
-        {"cannot close tray", mmc::kStartStopUnit, {SenseAnswer(4, 0x53, 0)}},
-        {"cannot read disk information", mmc::kReadDiscInformation, {SenseAnswer(2, 0x3A, 0)}},
-        {"cannot detect disk format", mmc::kReadFormatCapacities, {SenseAnswer(2, 0x3A, 0)}},
-        {"cannot detect disk format", mmc::kReadFormatCapacities, {GoodAnswer(shortList)}},
-        {"cannot detect disk format",
-         mmc::kReadFormatCapacities,
-         {GoodAnswer(Formats(1, 2, 2048)), FailedAnswer(PortError::TimedOut)}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        ScriptedDrive bench;
-        for (const ScriptedAnswer& answer : c.answers)
-            bench.port.Queue(c.opcode, answer);
-        if (c.opcode == mmc::kStartStopUnit) {
-            bench.port.Always(mmc::kTestUnitReady, SenseAnswer(2, 0x3A, 0));
-            bench.port.Always(mmc::kGetConfiguration, Profile(0));
-        }
-        bench.port.Always(mmc::kGetConfiguration,
-                          Profile(c.opcode == mmc::kStartStopUnit ? 0 : 0x1A));
-        try {
-            bench.drive.IdentifyMedia();
-            ADD_FAILURE() << "nothing was thrown";
-        } catch (const CAspiCD::CgrowisofsException& failure) {
-            EXPECT_STREQ(failure.what(), c.text);
-        }
-        EXPECT_EQ(bench.port.QueuedLeft(), 0u);
+    for (const auto& c : cases) {
+        DvdBench bench(c.question == mmc::kStartStopUnit ? 0 : 0x1A);
+        bench.port.Always(mmc::kTestUnitReady, SenseAnswer(0x23A00));
+        bench.port.Always(c.question, c.answer);
+        EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), c.text);
     }
-}
-
-TEST(IdentifyMediaTest, OtherDevicesAreNoDvdDrives) {
-    ScriptedDrive bench;
+    DvdBench bench(0x1A);
     bench.transport.m_Devices[2].abyInquiry[0] = 4;
-    EXPECT_THROW(bench.drive.IdentifyMedia(), CAspiCD::CgrowisofsException);
+    EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), "not a DVD drive");
     bench.transport.m_Devices[2].bPresent = false;
-    try {
-        bench.drive.IdentifyMedia();
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (const CAspiCD::CgrowisofsException& failure) {
-        EXPECT_STREQ(failure.what(), "inquiry failed");
-    }
-}
-
-TEST(DvdBytesTest, CountsBlocksIn64Bits) {
-    ScriptedDrive bench;
-    bench.drive.m_nProfile = 0x1002B;
-    bench.drive.m_nNextTrack = 3;
-    bench.port.Queue(mmc::kReadTrackInformation, GoodAnswer(Track(0, 1, 48, 4'173'776)));
-    EXPECT_EQ(bench.drive.GetDvdBytes(), int64_t{4'173'824} * 2048);
-    EXPECT_THAT(bench.port.Sent()[0].cdb, ElementsAre(0x52, 1, 0, 0, 0, 3, 0, 0, 32, 0));
-    bench.port.Queue(mmc::kReadTrackInformation, SenseAnswer(5, 0x24, 0));
-    EXPECT_EQ(bench.drive.GetDvdBytes(), 0);
-
-    bench.drive.m_nProfile = 0x1A;
-    const Bytes formats = Formats(1, 2, 2048, 0x26, 2'295'104);
-    std::copy(formats.begin(), formats.end(), bench.drive.m_abyFormats.begin());
-    EXPECT_EQ(bench.drive.GetDvdBytes(), int64_t{2'295'104} * 2048);
-    bench.drive.m_nProfile = 0x41;
-    EXPECT_EQ(bench.drive.GetDvdBytes(), 0);
+    EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), "inquiry failed");
 }
 
 TEST(IsoVolumeTest, NeedsADiscAndAPrimaryDescriptor) {
-    const Bytes descriptor = {1, 'C', 'D', '0', '0', '1', 1};
-    struct Case {
+    const Bytes volume = {1, 'C', 'D', '0', '0', '1', 1};
+    const ScriptedAnswer written = GoodAnswer(DiscInfo(1));
+    struct {
         const char* name;
-        ScriptedAnswer info;
-        ScriptedAnswer block;
+        ScriptedAnswer info, block;
         bool has;
-    };
-    const ScriptedAnswer written = GoodAnswer(DiscInfo(DiscByte(1, 0)));
-    const Case cases[] = {
-        {"volume", written, GoodAnswer(descriptor), true},
-        {"blank", GoodAnswer(DiscInfo(0)), GoodAnswer(descriptor), false},
-        {"no disc", SenseAnswer(2, 0x3A, 0), GoodAnswer(descriptor), false},
+    } const cases[] = {
+        {"volume", written, GoodAnswer(volume), true},
+        {"blank", GoodAnswer(DiscInfo(0)), GoodAnswer(volume), false},
+        {"no disc", SenseAnswer(0x23A00, DiscInfo(1)), GoodAnswer(volume), false},
         {"supplementary descriptor", written, GoodAnswer({2, 'C', 'D', '0', '0', '1'}), false},
         {"another volume", written, GoodAnswer({1, 'B', 'E', 'A', '0', '1'}), false},
-        {"unreadable", written, SenseAnswer(3, 0x11, 5, descriptor), false},
-        {"no answer", written, FailedAnswer(PortError::TimedOut), false},
+        {"unreadable", written, SenseAnswer(0x31105, volume), false},
+        {"no answer", written, FailedAnswer(), false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
         bench.port.Always(mmc::kReadDiscInformation, c.info);
         bench.port.Always(mmc::kRead10, c.block);
         EXPECT_EQ(bench.drive.HasIsoVolume(), c.has);
-        EXPECT_THAT(bench.port.Sent()[0].cdb, ElementsAre(0x51, 0, 0, 0, 0, 0, 0, 8, 0, 0));
+        EXPECT_EQ(bench.Trace()[0], "51 00 00 00 00 00 00 08");
         for (const SentCommand& sent : bench.port.Sent(mmc::kRead10))
-            EXPECT_THAT(sent.cdb, ElementsAre(0x28, 0, 0, 0, 0, 16, 0, 0, 1, 0));
+            EXPECT_EQ(Trace({sent}), Lines{"28 00 00 00 00 10 00 00 01"});
     }
 }
 

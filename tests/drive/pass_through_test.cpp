@@ -1,31 +1,53 @@
 // The shim: its table of drives, and the request blocks that it serves.
-#include "drive/direct_command.h"
-#include "drive/mmc.h"
+#include "drive/answers.h"
+#include "drive/sense.h"
 #include "drive/srb.h"
-#include "support/scripted_port.h"
-
-#include <gmock/gmock.h>
 
 namespace larkspin {
 namespace {
 
 using testing::ElementsAre;
 
-SRB_ExecSCSICmd MakeCommand(uint8_t adapter, uint8_t target, uint8_t lun, uint8_t opcode) {
-    SRB_ExecSCSICmd srb;
-    srb.Header.SRB_Cmd = SC_EXEC_SCSI_CMD;
-    srb.Header.SRB_HaId = adapter;
-    srb.SRB_Target = target;
-    srb.SRB_Lun = lun;
-    srb.SRB_SenseLen = 14;
-    srb.SRB_CDBLen = 6;
-    srb.CDBByte[0] = opcode;
-    return srb;
-}
+struct Address {
+    uint8_t adapter, target, lun;
+};
 
-TEST(PassThroughTest, ProbeKeepsWhatAnswersAndOpensNothing) {
+// Some drives behind a transport, and the request blocks sent to it.
+struct ShimTest : testing::Test {
+    void Load() { ASSERT_EQ(transport.LoadTransport(), 1); }
+    // A command of six bytes, at the first drive if no other is meant.
+    uint8_t Execute(uint8_t opcode, Address address = {}) {
+        srb = {};
+        srb.Header.SRB_Flags = flags;
+        srb.SRB_BufLen = static_cast<uint32_t>(data.size());
+        srb.SRB_BufPointer = data.data();
+        srb.SRB_SenseLen = 14;
+        srb.SRB_CDBLen = 6;
+        srb.CDBByte[0] = opcode;
+        return Send(srb, SC_EXEC_SCSI_CMD, address);
+    }
+    template <typename Block>
+    uint8_t Send(Block& block, uint8_t what, Address address) {
+        block.Header.SRB_Cmd = what;
+        block.Header.SRB_HaId = address.adapter;
+        if constexpr (!std::is_same_v<Block, SRB_HAInquiry>) {
+            block.SRB_Target = address.target;
+            block.SRB_Lun = address.lun;
+        }
+        const uint8_t status = transport.PassThroughCommand(&block.Header);
+        EXPECT_EQ(block.Header.SRB_Status, status);
+        return status;
+    }
+
     ManualClock clock;
     ScriptedPort port;
+    CAspiTransport transport{port, clock, {}};
+    uint8_t flags = SRB_DIR_IN;
+    Bytes data;
+    SRB_ExecSCSICmd srb;
+};
+
+TEST_F(ShimTest, ProbeKeepsWhatAnswersAndOpensNothing) {
     port.AddDrive(2, {7, 1, 0});
     port.AddDrive(3, {4, 0, 2}).opensForWriting = false; // the second attempt opens it
     ScriptedPort::Drive& closed = port.AddDrive(4, {4, 0, 3});
@@ -34,62 +56,47 @@ TEST(PassThroughTest, ProbeKeepsWhatAnswersAndOpensNothing) {
     port.AddDrive(6, {9, 9, 9}).addressError = PortError::Failed;
     port.AddDrive(25, {9, 9, 9}).addressError = PortError::NotSupported;
 
-    CAspiTransport transport(port, clock, {});
     EXPECT_EQ(transport.ProbePassThroughDevices(), 3);
     EXPECT_EQ(transport.ProbePassThroughDevices(), 0) << "the table is built once";
     EXPECT_THAT(transport.m_Adapters, ElementsAre(0u, 4u, 7u, 25u));
     EXPECT_EQ(transport.m_byAdapterCount, 4);
     for (int letter = 0; letter < 26; ++letter) {
-        SCOPED_TRACE(letter);
         const AspiDeviceEntry& row = transport.m_Devices[letter];
-        EXPECT_EQ(row.bPresent, letter == 2 || letter == 3 || letter == 25);
+        EXPECT_EQ(row.bPresent, letter == 2 || letter == 3 || letter == 25) << letter;
         EXPECT_EQ(row.hDevice, nullptr);
     }
     EXPECT_EQ(transport.m_Devices[25].byPort, 25);
     EXPECT_EQ(transport.m_Devices[25].byTarget, 0);
     EXPECT_EQ(transport.m_Devices[3].byLun, 2);
     EXPECT_EQ(port.DriveAt(2).live, 0);
-    // 192 bytes of INQUIRY within five seconds.
-    EXPECT_THAT(port.Sent().at(0).cdb, ElementsAre(0x12, 0, 0, 0, 192, 0));
+    EXPECT_EQ(Trace(port.Sent()).at(0), "12 00 00 00 C0");
     EXPECT_EQ(port.Sent().at(0).length, 192u);
-    EXPECT_EQ(port.Sent().at(0).timeoutSeconds, 5u);
 
     EXPECT_EQ(transport.ReleasePassThroughDevices(), 1);
     EXPECT_EQ(transport.ReleasePassThroughDevices(), 0);
     EXPECT_FALSE(transport.m_Devices[2].bPresent);
 }
 
-TEST(PassThroughTest, RowsAreFoundByPortTargetAndLun) {
-    ManualClock clock;
-    ScriptedPort port;
+TEST_F(ShimTest, RowsAreFoundByPortTargetAndLun) {
     port.AddDrive(2, {4, 1, 0});
     port.AddDrive(3, {4, 1, 1});
     port.AddDrive(4, {4, 2, 0});
     port.AddDrive(5, {4, 1, 0}); // hidden behind C:
-    CAspiTransport transport(port, clock, {});
-    ASSERT_EQ(transport.LoadTransport(), 1);
-    struct Case {
-        uint8_t adapter, target, lun;
+    Load();
+    struct {
+        Address address;
         int row;
-    };
-    for (const Case& c : {Case{1, 1, 0, 2}, Case{1, 1, 1, 3}, Case{1, 2, 0, 4}, Case{0, 1, 0, 0},
-                          Case{1, 0, 0, 0}, Case{9, 1, 0, 0}}) {
-        SCOPED_TRACE(testing::Message()
-                     << int{c.adapter} << ':' << int{c.target} << ':' << int{c.lun});
-        EXPECT_EQ(transport.FindRow(c.adapter, c.target, c.lun), c.row);
+    } const cases[] = {{{1, 1, 0}, 2}, {{1, 1, 1}, 3}, {{1, 2, 0}, 4},
+                       {{0, 1, 0}, 0}, {{1, 0, 0}, 0}, {{9, 1, 0}, 0}};
+    for (const auto& [address, row] : cases) {
+        SCOPED_TRACE(testing::Message() << int{address.adapter} << ':' << int{address.target});
+        EXPECT_EQ(transport.FindRow(address.adapter, address.target, address.lun), row);
         SRB_GDEVBlock block;
-        block.Header.SRB_Cmd = SC_GET_DEV_TYPE;
-        block.Header.SRB_HaId = c.adapter;
-        block.SRB_Target = c.target;
-        block.SRB_Lun = c.lun;
-        const uint8_t status = c.row != 0 ? SS_COMP : SS_NO_DEVICE;
-        EXPECT_EQ(transport.PassThroughCommand(&block.Header), status);
-        EXPECT_EQ(block.Header.SRB_Status, status);
-        EXPECT_EQ(block.SRB_DeviceType, c.row != 0 ? 5 : 31);
-        SRB_ExecSCSICmd command = MakeCommand(c.adapter, c.target, c.lun, 0);
-        EXPECT_EQ(transport.PassThroughCommand(&command.Header), c.row != 0 ? SS_COMP : SS_ERR);
-        if (c.row != 0) {
-            EXPECT_EQ(port.Sent().back().letterIndex, c.row);
+        EXPECT_EQ(Send(block, SC_GET_DEV_TYPE, address), row != 0 ? SS_COMP : SS_NO_DEVICE);
+        EXPECT_EQ(block.SRB_DeviceType, row != 0 ? 5 : 31);
+        EXPECT_EQ(Execute(0, address), row != 0 ? SS_COMP : SS_ERR);
+        if (row != 0) {
+            EXPECT_EQ(port.Sent().back().letterIndex, row);
         }
     }
     transport.LockAndDismount(4, 1, 1);
@@ -97,156 +104,115 @@ TEST(PassThroughTest, RowsAreFoundByPortTargetAndLun) {
     EXPECT_THAT(port.Locked(), ElementsAre(3));
 }
 
-TEST(PassThroughTest, TellsOfItsAdaptersAndRefusesOtherRequests) {
-    ManualClock clock;
-    ScriptedPort port;
+TEST_F(ShimTest, TellsOfItsAdaptersAndRefusesOtherRequests) {
     port.AddDrive(2, {1, 0, 0});
-    CAspiTransport transport(port, clock, {});
-    ASSERT_EQ(transport.LoadTransport(), 1);
-    EXPECT_EQ(transport.SupportInfo(), 0x0102u);
-
+    port.AddDrive(3, {9, 0, 0});
+    Load();
+    EXPECT_EQ(transport.SupportInfo(), 0x0103u);
     SRB_HAInquiry inquiry;
-    inquiry.Header.SRB_HaId = 1;
-    EXPECT_EQ(transport.PassThroughCommand(&inquiry.Header), SS_COMP);
-    EXPECT_EQ(inquiry.HA_Count, 2);
+    EXPECT_EQ(Send(inquiry, SC_HA_INQUIRY, {1, 0, 0}), SS_COMP);
+    EXPECT_EQ(inquiry.HA_Count, 3);
     EXPECT_EQ(inquiry.HA_SCSI_ID, 7);
     EXPECT_STREQ(inquiry.HA_ManagerId, "NtScsiInterface");
     EXPECT_STREQ(inquiry.HA_Identifier, "SCSI Adapter 1 ");
     EXPECT_THAT(inquiry.HA_Unique, ElementsAre(0, 0, 0, 8, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0));
+    // Adapter 2 is port 9, which is at or above the count of adapters.
+    EXPECT_EQ(Send(inquiry, SC_HA_INQUIRY, {2, 0, 0}), SS_INVALID_HA);
+    EXPECT_EQ(inquiry.Header.SRB_HaId, 9);
 
-    SRB_ExecSCSICmd other = MakeCommand(0, 0, 0, 0);
-    other.Header.SRB_Cmd = SC_ABORT_SRB;
-    EXPECT_EQ(transport.PassThroughCommand(&other.Header), SS_ERR);
+    EXPECT_EQ(Send(srb, SC_ABORT_SRB, {}), SS_ERR);
     EXPECT_EQ(transport.PassThroughCommand(nullptr), SS_ERR);
 }
 
-TEST(PassThroughTest, AdapterNumbersAtOrAboveTheirCountAreNone) {
-    ManualClock clock;
-    ScriptedPort port;
-    port.AddDrive(2, {9, 0, 0});
-    CAspiTransport transport(port, clock, {});
-    ASSERT_EQ(transport.LoadTransport(), 1);
-    SRB_HAInquiry inquiry;
-    inquiry.Header.SRB_HaId = 1; // which is port 9
-    EXPECT_EQ(transport.PassThroughCommand(&inquiry.Header), SS_INVALID_HA);
-    EXPECT_EQ(inquiry.Header.SRB_HaId, 9);
-}
+struct OneDriveTest : ShimTest {
+    OneDriveTest() {
+        port.AddDrive(2);
+        Load();
+        port.Clear();
+        port.DriveAt(2).opens = 0;
+    }
+};
 
-TEST(PassThroughTest, CommandGoesOutWithItsTimeoutDirectionAndData) {
-    struct Case {
+TEST_F(OneDriveTest, CommandGoesOutWithItsTimeoutDirectionAndData) {
+    struct {
         uint8_t flags;
         PortDirection direction;
-        uint32_t timeout;
-        uint32_t expectedTimeout;
-    };
-    for (const Case& c :
-         {Case{SRB_DIR_IN, PortDirection::In, 0, 5},
-          Case{SRB_DIR_OUT, PortDirection::Out, 180, 180}, Case{0, PortDirection::None, 7, 7}}) {
-        ScriptedBench bench;
-        Bytes data(10, 0x11);
-        SRB_ExecSCSICmd command = MakeCommand(0, 0, 0, 0x1B);
-        command.Header.SRB_Flags = c.flags;
-        command.SRB_BufLen = 10;
-        command.SRB_BufPointer = data.data();
-        bench.port.Queue(0x1B, GoodAnswer(Bytes(10, 0x22)));
-        bench.transport.m_nTimeoutSeconds = c.timeout;
-        EXPECT_EQ(bench.transport.PassThroughCommand(&command.Header), SS_COMP);
-        const SentCommand& sent = bench.port.Sent().at(0);
+        uint32_t timeout, expectedTimeout;
+    } const cases[] = {{SRB_DIR_IN, PortDirection::In, 0, 5},
+                       {SRB_DIR_OUT, PortDirection::Out, 180, 180},
+                       {0, PortDirection::None, 7, 7}};
+    port.Always(0x1B, GoodAnswer(Bytes(10, 0x22)));
+    for (const auto& c : cases) {
+        data.assign(10, 0x11);
+        flags = c.flags;
+        transport.m_nTimeoutSeconds = c.timeout;
+        EXPECT_EQ(Execute(0x1B), SS_COMP);
+        const SentCommand& sent = port.Sent().back();
         EXPECT_EQ(sent.direction, c.direction);
         EXPECT_EQ(sent.timeoutSeconds, c.expectedTimeout);
         EXPECT_EQ(sent.cdb.size(), 6u);
         EXPECT_EQ(sent.dataOut, c.direction == PortDirection::Out ? Bytes(10, 0x11) : Bytes());
         EXPECT_EQ(data, Bytes(10, c.direction == PortDirection::In ? 0x22 : 0x11));
     }
+    // A check condition completes, and shows in the sense only.
+    port.Queue(0, SenseAnswer(0x20408));
+    EXPECT_EQ(Execute(0), SS_COMP);
+    EXPECT_EQ(SenseCode(srb.SenseArea), 0x20408);
+    // The device was opened once and stays open.
+    EXPECT_EQ(port.DriveAt(2).opens, 1);
+    EXPECT_EQ(port.DriveAt(2).live, 1);
+    transport.ReleasePassThroughDevices();
+    EXPECT_EQ(port.DriveAt(2).live, 0);
 }
 
-TEST(PassThroughTest, CheckConditionCompletesAndShowsInTheSenseOnly) {
-    ScriptedBench bench;
-    bench.port.Queue(0, SenseAnswer(2, 0x04, 0x08));
-    SRB_ExecSCSICmd command = MakeCommand(0, 0, 0, 0);
-    EXPECT_EQ(bench.transport.PassThroughCommand(&command.Header), SS_COMP);
-    EXPECT_EQ(command.SenseArea[2], 2);
-    EXPECT_EQ(command.SenseArea[12], 4);
-    EXPECT_EQ(command.SenseArea[13], 8);
-    EXPECT_EQ(bench.port.Sent().size(), 1u);
-}
-
-TEST(PassThroughTest, DeviceIsOpenedOnceAndStaysOpen) {
-    ScriptedBench bench;
-    bench.port.DriveAt(2).opens = 0;
-    for (int round = 0; round < 3; ++round) {
-        SRB_ExecSCSICmd command = MakeCommand(0, 0, 0, 0);
-        EXPECT_EQ(bench.transport.PassThroughCommand(&command.Header), SS_COMP);
-    }
-    EXPECT_EQ(bench.port.DriveAt(2).opens, 1);
-    EXPECT_EQ(bench.port.DriveAt(2).live, 1);
-    bench.transport.ReleasePassThroughDevices();
-    EXPECT_EQ(bench.port.DriveAt(2).live, 0);
-}
-
-TEST(PassThroughTest, StaleHandleIsProbedAndTheCommandRepeatedOnce) {
-    struct Case {
+TEST_F(OneDriveTest, StaleHandleIsProbedAndTheCommandRepeatedOnce) {
+    struct {
         PortError first, second;
         size_t sent; // commands but for the probe's INQUIRY
-        uint8_t status;
+        PortError last;
+    } const cases[] = {
+        {PortError::MediaChanged, PortError::None, 2, PortError::None},
+        {PortError::InvalidHandle, PortError::None, 2, PortError::None},
+        {PortError::MediaChanged, PortError::MediaChanged, 2, PortError::MediaChanged},
+        {PortError::InvalidHandle, PortError::Failed, 2, PortError::Failed},
+        {PortError::TimedOut, PortError::None, 1, PortError::TimedOut},
+        {PortError::Failed, PortError::None, 1, PortError::Failed},
     };
-    const Case cases[] = {
-        {PortError::MediaChanged, PortError::None, 2, SS_COMP},
-        {PortError::InvalidHandle, PortError::None, 2, SS_COMP},
-        {PortError::MediaChanged, PortError::MediaChanged, 2, SS_ERR},
-        {PortError::InvalidHandle, PortError::Failed, 2, SS_ERR},
-        {PortError::TimedOut, PortError::None, 1, SS_ERR},
-        {PortError::Failed, PortError::None, 1, SS_ERR},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(static_cast<int>(c.first));
-        ScriptedBench bench;
-        bench.port.Queue(0, FailedAnswer(c.first));
-        bench.port.Queue(0, FailedAnswer(c.second));
-        SRB_ExecSCSICmd command = MakeCommand(0, 0, 0, 0);
-        EXPECT_EQ(bench.transport.PassThroughCommand(&command.Header), c.status);
-        EXPECT_EQ(bench.port.Sent(0).size(), c.sent);
-        EXPECT_EQ(bench.port.Sent(mmc::kInquiry).size(), c.sent - 1);
-        EXPECT_LE(bench.port.DriveAt(2).live, 1);
-        if (c.status == SS_ERR) {
-            const PortError last = c.sent == 1 ? c.first : c.second;
-            EXPECT_EQ(command.Header.SRB_Hdr_Rsvd, static_cast<uint32_t>(last));
-            EXPECT_EQ(command.SRB_TargStat, 4);
+        port.Clear();
+        port.Queue(0, FailedAnswer(c.first));
+        port.Queue(0, FailedAnswer(c.second), static_cast<int>(c.sent) - 1);
+        EXPECT_EQ(Execute(0), c.last == PortError::None ? SS_COMP : SS_ERR);
+        EXPECT_EQ(port.SentOpcodes(), c.sent == 2 ? (Bytes{0, mmc::kInquiry, 0}) : Bytes{0});
+        EXPECT_LE(port.DriveAt(2).live, 1);
+        if (c.last != PortError::None) {
+            EXPECT_EQ(srb.Header.SRB_Hdr_Rsvd, static_cast<uint32_t>(c.last));
+            EXPECT_EQ(srb.SRB_TargStat, 4);
         }
     }
 }
 
-TEST(PassThroughTest, DriveThatWentAwayFailsAndOneThatMovedIsNotFound) {
-    ScriptedBench bench;
-    bench.port.DriveAt(2).opensForReading = bench.port.DriveAt(2).opensForWriting = false;
-    SRB_ExecSCSICmd command = MakeCommand(0, 0, 0, 0);
-    EXPECT_EQ(bench.transport.PassThroughCommand(&command.Header), SS_ERR);
-    EXPECT_TRUE(bench.port.Sent().empty());
-
-    ScriptedBench moved;
-    moved.port.Queue(0, FailedAnswer(PortError::MediaChanged));
-    moved.port.DriveAt(2).address = {0, 5, 0};
-    EXPECT_EQ(moved.transport.PassThroughCommand(&command.Header), SS_ERR);
-    EXPECT_EQ(moved.port.Sent(0).size(), 1u);
+TEST_F(OneDriveTest, DriveThatWentAwayFailsAndOneThatMovedIsNotFound) {
+    port.DriveAt(2).opensForReading = port.DriveAt(2).opensForWriting = false;
+    EXPECT_EQ(Execute(0), SS_ERR);
+    EXPECT_TRUE(port.Sent().empty());
+    port.DriveAt(2).opensForReading = true;
+    port.Queue(0, FailedAnswer(PortError::MediaChanged));
+    port.DriveAt(2).address = {0, 5, 0};
+    EXPECT_EQ(Execute(0), SS_ERR);
+    EXPECT_EQ(port.Sent(0).size(), 1u);
 }
 
-TEST(PassThroughTest, InquiryComesFromTheRow) {
-    ScriptedBench bench;
-    Bytes answer(40, 0xEE);
-    SRB_ExecSCSICmd command = MakeCommand(0, 0, 0, mmc::kInquiry);
-    command.SRB_BufPointer = answer.data();
-    command.SRB_BufLen = 36;
-    EXPECT_EQ(bench.transport.PassThroughCommand(&command.Header), SS_COMP);
-    EXPECT_TRUE(bench.port.Sent().empty());
-    EXPECT_TRUE(
-        std::equal(answer.begin(), answer.begin() + 36, bench.port.DriveAt(2).inquiry.begin()));
-    EXPECT_EQ(answer[36], 0xEE);
-    // A caller that offers less gets less.
-    Bytes little(5, 0xEE);
-    command.SRB_BufPointer = little.data();
-    command.SRB_BufLen = 4;
-    bench.transport.PassThroughCommand(&command.Header);
-    EXPECT_EQ(little, (Bytes{5, 0x80, 0, 0, 0xEE}));
+TEST_F(OneDriveTest, InquiryComesFromTheRow) {
+    Bytes expected = port.DriveAt(2).inquiry;
+    for (const size_t size : {size_t{40}, size_t{4}}) { // a caller that offers less gets less
+        data.assign(size, 0xEE);
+        expected.resize(size, 0xEE);
+        EXPECT_EQ(Execute(mmc::kInquiry), SS_COMP);
+        EXPECT_EQ(data, expected);
+    }
+    EXPECT_TRUE(port.Sent().empty());
 }
 
 } // namespace

@@ -38,12 +38,8 @@ class FakeKernel final : public ISystemCalls {
         EXPECT_EQ(request, static_cast<unsigned long>(SG_IO));
         return onSgIo(*static_cast<sg_io_hdr*>(argument));
     }
-    std::string ReadText(const std::string& path) override {
-        return texts.contains(path) ? texts[path] : std::string();
-    }
-    std::string ReadLink(const std::string& path) override {
-        return links.contains(path) ? links[path] : std::string();
-    }
+    std::string ReadText(const std::string& path) override { return texts[path]; }
+    std::string ReadLink(const std::string& path) override { return links[path]; }
     bool Unmount(const std::string& devicePath) override {
         unmounted.push_back(devicePath);
         if (unmountWorks)
@@ -62,31 +58,31 @@ class FakeKernel final : public ISystemCalls {
     std::function<int(sg_io_hdr&)> onSgIo = [](sg_io_hdr&) { return 0; };
 };
 
-TEST(SgPortTest, FindsTheDrivesOfSysfsByLetter) {
+// The port with one drive, sr0.
+struct SgPortTest : testing::Test {
+    SgPortTest() { kernel.AddDrive(0, "1:0:0:0"); }
+
     FakeKernel kernel;
-    kernel.AddDrive(0, "3:0:0:0");
+    CSgPort port{kernel};
+};
+
+TEST_F(SgPortTest, FindsTheDrivesOfSysfsByLetter) {
     kernel.AddDrive(23, "4:0:0:0");
     kernel.AddDrive(24, "5:0:0:0"); // no letter is left for it
     kernel.texts["/sys/block/sr1/device/type"] = "0\n";
-    CSgPort port(kernel);
-    std::vector<int> found;
-    for (int letter = -1; letter < 40; ++letter) {
-        if (port.IsOpticalDrive(letter))
-            found.push_back(letter);
-    }
-    EXPECT_THAT(found, ElementsAre(2, 25));
+    for (int letter = -1; letter < 40; ++letter)
+        EXPECT_EQ(port.IsOpticalDrive(letter), letter == 2 || letter == 25) << letter;
     EXPECT_EQ(port.DisplayName(2), u"sr0");
     EXPECT_EQ(port.DisplayName(25), u"sr23");
     EXPECT_EQ(port.DisplayName(3), u"");
 }
 
-TEST(SgPortTest, AddressesTellDrivesApartOrAreNotGiven) {
-    struct Case {
+TEST_F(SgPortTest, AddressesTellDrivesApartOrAreNotGiven) {
+    struct {
         const char* name;
-        std::vector<std::string> addresses; // of sr0, sr1, ...
+        std::vector<std::string> addresses; // of sr0, sr1
         PortError error;
-    };
-    const Case cases[] = {
+    } const cases[] = {
         {"usual", {"3:0:1:0", "12:0:0:7"}, PortError::None},
         {"host above a byte", {"256:0:0:0"}, PortError::NotSupported},
         {"target beyond the walk", {"3:0:8:0"}, PortError::NotSupported},
@@ -96,65 +92,51 @@ TEST(SgPortTest, AddressesTellDrivesApartOrAreNotGiven) {
         {"no address at all", {"virtual"}, PortError::NotSupported},
         {"more than an address", {"3:0:0:0:9"}, PortError::NotSupported},
     };
-    for (const Case& c : cases) {
+    PortAddress address;
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        FakeKernel kernel;
+        FakeKernel own;
         for (size_t number = 0; number < c.addresses.size(); ++number)
-            kernel.AddDrive(static_cast<int>(number), c.addresses[number]);
-        CSgPort port(kernel);
-        PortAddress address;
-        EXPECT_EQ(port.Open(2, true)->Address(&address), c.error);
+            own.AddDrive(static_cast<int>(number), c.addresses[number]);
+        CSgPort ownPort(own);
+        EXPECT_EQ(ownPort.Open(2, true)->Address(&address), c.error);
         if (c.error == PortError::None) {
-            EXPECT_EQ(address.port, 3);
-            EXPECT_EQ(address.target, 1);
-            EXPECT_EQ(port.AddressOf(3, &address), PortError::None);
-            EXPECT_EQ(address.port, 12);
-            EXPECT_EQ(address.lun, 7);
+            EXPECT_EQ(std::tuple(address.port, address.target, address.lun), std::tuple(3, 1, 0));
+            EXPECT_EQ(ownPort.AddressOf(3, &address), PortError::None);
+            EXPECT_EQ(std::tuple(address.port, address.target, address.lun), std::tuple(12, 0, 7));
         }
     }
-    FakeKernel empty;
-    CSgPort port(empty);
-    PortAddress address;
-    EXPECT_EQ(port.AddressOf(2, &address), PortError::InvalidHandle);
+    EXPECT_EQ(port.AddressOf(3, &address), PortError::InvalidHandle);
 }
 
-TEST(SgPortTest, OpensWithoutWaitingForADiscAndClosesWithTheDevice) {
-    FakeKernel kernel;
-    kernel.AddDrive(1, "1:0:0:0");
-    CSgPort port(kernel);
+TEST_F(SgPortTest, OpensWithoutWaitingForADiscAndClosesWithTheDevice) {
     kernel.openErrors[O_RDWR] = EACCES;
-    EXPECT_EQ(port.Open(3, true), nullptr);
+    EXPECT_EQ(port.Open(2, true), nullptr);
     {
-        const auto device = port.Open(3, false);
+        const auto device = port.Open(2, false);
         EXPECT_NE(device, nullptr);
         EXPECT_EQ(kernel.live.size(), 1u);
     }
     EXPECT_TRUE(kernel.live.empty());
-    EXPECT_THAT(
-        kernel.opened,
-        ElementsAre(std::pair<std::string, int>("/dev/sr1", O_RDWR | O_NONBLOCK | O_CLOEXEC),
-                    std::pair<std::string, int>("/dev/sr1", O_RDONLY | O_NONBLOCK | O_CLOEXEC)));
+    using Opened = std::pair<std::string, int>;
+    EXPECT_THAT(kernel.opened, ElementsAre(Opened("/dev/sr0", O_RDWR | O_NONBLOCK | O_CLOEXEC),
+                                           Opened("/dev/sr0", O_RDONLY | O_NONBLOCK | O_CLOEXEC)));
 }
 
-TEST(SgPortTest, RequestBecomesOneSgIo) {
-    struct Case {
+TEST_F(SgPortTest, RequestBecomesOneSgIo) {
+    struct {
         PortDirection direction;
         uint32_t length;
         int sgDirection;
-    };
-    for (const Case& c :
-         {Case{PortDirection::In, 64, SG_DXFER_FROM_DEV},
-          Case{PortDirection::Out, 64, SG_DXFER_TO_DEV}, Case{PortDirection::Out, 0, SG_DXFER_NONE},
-          Case{PortDirection::None, 0, SG_DXFER_NONE}}) {
-        FakeKernel kernel;
-        kernel.AddDrive(0, "1:0:0:0");
-        CSgPort port(kernel);
-        const auto device = port.Open(2, true);
+    } const cases[] = {{PortDirection::In, 64, SG_DXFER_FROM_DEV},
+                       {PortDirection::Out, 64, SG_DXFER_TO_DEV},
+                       {PortDirection::Out, 0, SG_DXFER_NONE},
+                       {PortDirection::None, 0, SG_DXFER_NONE}};
+    for (const auto& c : cases) {
         std::array<uint8_t, 64> data = {};
         const std::array<uint8_t, 12> cdb = {0xA1, 0x11, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
         int calls = 0;
         kernel.onSgIo = [&](sg_io_hdr& header) {
-            ++calls;
             EXPECT_EQ(header.interface_id, 'S');
             EXPECT_EQ(header.dxfer_direction, c.sgDirection);
             EXPECT_EQ(header.dxfer_len, c.length);
@@ -163,51 +145,45 @@ TEST(SgPortTest, RequestBecomesOneSgIo) {
             EXPECT_EQ(header.mx_sb_len, 32);
             EXPECT_TRUE(
                 std::equal(cdb.begin(), cdb.end(), header.cmdp, header.cmdp + header.cmd_len));
-            return 0;
+            return calls++;
         };
-        const PortCompletion completion =
-            device->Execute({cdb, c.direction, data.data(), c.length, 9600});
-        EXPECT_EQ(completion.error, PortError::None);
+        const PortRequest request = {cdb, c.direction, data.data(), c.length, 9600};
+        EXPECT_EQ(port.Open(2, true)->Execute(request).error, PortError::None);
         EXPECT_EQ(calls, 1);
     }
 }
 
-TEST(SgPortTest, OutcomesOfTheKernelBecomeThoseOfThePort) {
-    struct Case {
+TEST_F(SgPortTest, OutcomesOfTheKernelBecomeThoseOfThePort) {
+    using Sense = std::vector<uint8_t>;
+    const Sense fixed = {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x24, 1, 0, 0, 0, 0};
+    struct {
         const char* name;
         int result;
-        unsigned short host;
-        unsigned short driver;
+        unsigned short host, driver;
         uint8_t status;
-        std::vector<uint8_t> sense;
+        Sense sense;
         PortError error;
-        uint32_t code; // key, ASC and ASCQ in the completion
-    };
-    const std::vector<uint8_t> fixed = {0x70, 0, 5, 0,    0, 0, 0, 10, 0,
-                                        0,    0, 0, 0x24, 1, 0, 0, 0,  0};
-    const std::vector<uint8_t> descriptors = {0x72, 2, 0x04, 0x08, 0, 0, 0, 0};
-    const Case cases[] = {
+        uint32_t code; // response code, key, ASC and ASCQ in the completion
+    } const cases[] = {
         {"good", 0, 0, 0, 0, {}, PortError::None, 0},
-        {"check condition", 0, 0, 8, 2, fixed, PortError::None, 0x52401},
-        {"recovered at good status", 0, 0, 0, 0, fixed, PortError::None, 0x52401},
-        {"descriptor sense", 0, 0, 8, 2, descriptors, PortError::None, 0x20408},
+        {"check condition", 0, 0, 8, 2, fixed, PortError::None, 0x70052401},
+        {"recovered at good status", 0, 0, 0, 0, fixed, PortError::None, 0x70052401},
+        {"descriptors", 0, 0, 8, 2, {0x72, 2, 4, 8, 0, 0, 0, 0}, PortError::None, 0x70020408},
+        {"deferred", 0, 0, 8, 2, {0x73, 3, 0x0C, 0, 0, 0, 0, 0}, PortError::None, 0x71030C00},
         {"check condition, no sense", 0, 0, 0, 2, {}, PortError::Failed, 0},
         {"busy", 0, 0, 0, 8, {}, PortError::Failed, 0},
         {"time-out of the host", 0, 3, 0, 0, {}, PortError::TimedOut, 0},
         {"time-out of the driver", 0, 0, 6, 0, {}, PortError::TimedOut, 0},
         {"no connection", 0, 1, 0, 0, {}, PortError::InvalidHandle, 0},
+        {"no such target", 0, 4, 0, 0, {}, PortError::InvalidHandle, 0},
         {"other trouble of the host", 0, 7, 0, 0, {}, PortError::Failed, 0},
         {"ENODEV", -ENODEV, 0, 0, 0, {}, PortError::InvalidHandle, 0},
         {"ENXIO", -ENXIO, 0, 0, 0, {}, PortError::InvalidHandle, 0},
-        {"ENOTTY", -ENOTTY, 0, 0, 0, {}, PortError::Failed, 0},
-        {"EINVAL", -EINVAL, 0, 0, 0, {}, PortError::Failed, 0},
+        {"ETIMEDOUT", -ETIMEDOUT, 0, 0, 0, {}, PortError::TimedOut, 0},
         {"EPERM", -EPERM, 0, 0, 0, {}, PortError::Failed, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        FakeKernel kernel;
-        kernel.AddDrive(0, "1:0:0:0");
-        CSgPort port(kernel);
         kernel.onSgIo = [&](sg_io_hdr& header) {
             header.host_status = c.host;
             header.driver_status = c.driver;
@@ -220,54 +196,48 @@ TEST(SgPortTest, OutcomesOfTheKernelBecomeThoseOfThePort) {
         const PortCompletion completion =
             port.Open(2, true)->Execute({cdb, PortDirection::None, nullptr, 0, 5});
         EXPECT_EQ(completion.error, c.error);
-        EXPECT_EQ((completion.sense[2] & 0xFu) << 16 | completion.sense[12] << 8 |
-                      completion.sense[13],
+        const std::array<uint8_t, 32>& sense = completion.sense;
+        EXPECT_EQ(uint32_t{sense[0]} << 24 | (sense[2] & 0xFu) << 16 | sense[12] << 8 | sense[13],
                   c.code);
-        EXPECT_EQ(completion.sense[0], c.sense.empty() ? 0 : 0x70);
     }
 }
 
-TEST(SgPortTest, LockUnmountsTheDiscAndHoldsTheDeviceOnce) {
+TEST_F(SgPortTest, LockUnmountsTheDiscAndHoldsTheDeviceOnce) {
     constexpr char kMounted[] = "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n"
                                 "90 22 11:0 / /media/disc ro shared:5 - iso9660 /dev/cdrom ro\n";
-    struct Case {
+    struct {
         const char* name;
         const char* table;
         bool unmountWorks;
         size_t unmounts;
+    } const cases[] = {
+        {"mounted under another name", kMounted, true, 1},
+        {"the helper refuses", kMounted, false, 1},
+        {"not mounted", "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n", true, 0},
+        {"another drive's disc", "90 22 11:01 / /m ro - iso9660 x ro\n", true, 0},
     };
-    for (const Case& c :
-         {Case{"mounted under another name", kMounted, true, 1},
-          Case{"the helper refuses", kMounted, false, 1},
-          Case{"not mounted", "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n", true, 0},
-          Case{"another drive's disc", "90 22 11:01 / /m ro - iso9660 x ro\n", true, 0}}) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        FakeKernel kernel;
-        kernel.AddDrive(0, "1:0:0:0");
         kernel.texts["/proc/self/mountinfo"] = c.table;
         kernel.unmountWorks = c.unmountWorks;
+        kernel.unmounted.clear();
+        kernel.opened.clear();
         {
-            CSgPort port(kernel);
-            port.LockAndDismount(2);
-            port.LockAndDismount(2);
-            EXPECT_EQ(kernel.unmounted, std::vector<std::string>(c.unmounts, "/dev/sr0"));
-            ASSERT_EQ(kernel.opened.size(), 1u);
+            CSgPort own(kernel);
+            kernel.openErrors[O_RDONLY | O_EXCL] = EBUSY;
+            own.LockAndDismount(2); // fails, and is tried again
+            kernel.openErrors.clear();
+            own.LockAndDismount(2);
+            own.LockAndDismount(2);
+            EXPECT_EQ(kernel.unmounted.size(), c.unmountWorks ? c.unmounts : 2 * c.unmounts);
+            for (const std::string& device : kernel.unmounted)
+                EXPECT_EQ(device, "/dev/sr0");
+            EXPECT_EQ(kernel.opened.size(), 2u);
             EXPECT_EQ(kernel.opened[0].second, O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC);
             EXPECT_EQ(kernel.live.size(), 1u);
         }
         EXPECT_TRUE(kernel.live.empty());
     }
-}
-
-TEST(SgPortTest, LockThatFailedIsTriedAgain) {
-    FakeKernel kernel;
-    kernel.AddDrive(0, "1:0:0:0");
-    kernel.openErrors[O_RDONLY | O_EXCL] = EBUSY;
-    CSgPort port(kernel);
-    port.LockAndDismount(2);
-    kernel.openErrors.clear();
-    port.LockAndDismount(2);
-    EXPECT_EQ(kernel.live.size(), 1u);
 }
 
 TEST(SystemCallsTest, FailuresAreNegativeErrnosAndEmptyTexts) {

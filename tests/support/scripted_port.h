@@ -1,8 +1,9 @@
 // A port whose drives answer by script, for tests of the drive layer one command at a time.
 //
-// Every command is recorded. What answers it is, in this order: the handler set with OnCommand if
-// it gives an answer; the oldest answer queued for the operation code; the standing answer of the
-// operation code; the default, good status with the data left alone. All on one thread.
+// Every command is recorded. What answers it is, in this order: the answer set for its place in the
+// row; the handler set with OnCommand if it gives an answer; the oldest answer queued for what it
+// asks; the standing answer to that; the default, good status with the data left alone. All on one
+// thread.
 #pragma once
 
 #include "drive/aspi_cd.h"
@@ -49,15 +50,29 @@ inline ScriptedAnswer GoodAnswer(Bytes data = {}, size_t length = 0) {
     return {std::move(data), {}};
 }
 
-inline ScriptedAnswer SenseAnswer(uint8_t key, uint8_t asc, uint8_t ascq, Bytes data = {}) {
-    return {std::move(data), CheckCondition(key, asc, ascq)};
+// Sense of this code, (sense key << 16) | (ASC << 8) | ASCQ.
+inline ScriptedAnswer SenseAnswer(int code, Bytes data = {}) {
+    return {std::move(data),
+            CheckCondition(static_cast<uint8_t>(code >> 16), static_cast<uint8_t>(code >> 8),
+                           static_cast<uint8_t>(code))};
 }
 
 // The device never answered.
-inline ScriptedAnswer FailedAnswer(PortError error) {
+inline ScriptedAnswer FailedAnswer(PortError error = PortError::TimedOut) {
     ScriptedAnswer answer;
     answer.completion.error = error;
     return answer;
+}
+
+// What a command asks: its operation code, with a second number where one code asks many things.
+constexpr uint16_t ModePage(uint8_t page) {
+    return uint16_t{0x5A00} | page;
+}
+constexpr uint16_t Feature(uint8_t number) { // 0: the current profile
+    return uint16_t{0x4600} | number;
+}
+constexpr uint16_t PerformanceData(uint8_t type) {
+    return uint16_t{0xAC00} | type;
 }
 
 class ScriptedPort final : public IScsiPort {
@@ -95,10 +110,18 @@ class ScriptedPort final : public IScsiPort {
     void RemoveDrive(int letterIndex) { m_drives.erase(letterIndex); }
 
     void OnCommand(Handler handler) { m_handler = std::move(handler); }
-    void Queue(uint8_t opcode, ScriptedAnswer answer) {
-        m_queued[opcode].push_back(std::move(answer));
+    // To an operation code, or to one of the questions above, which goes first.
+    void Queue(uint16_t question, ScriptedAnswer answer, int times = 1) {
+        m_queued[question].insert(m_queued[question].end(), static_cast<size_t>(times), answer);
     }
-    void Always(uint8_t opcode, ScriptedAnswer answer) { m_standing[opcode] = std::move(answer); }
+    void Always(uint16_t question, ScriptedAnswer answer) {
+        m_standing[question] = std::move(answer);
+    }
+    // To the command at this place since the last Clear, counted from 0.
+    void AnswerNth(size_t place, ScriptedAnswer answer) {
+        m_nPlace = place;
+        m_atPlace = std::move(answer);
+    }
 
     // All commands since the last Clear, oldest first.
     const std::vector<SentCommand>& Sent() const { return m_sent; }
@@ -117,11 +140,19 @@ class ScriptedPort final : public IScsiPort {
     // Answers that were queued and never asked for.
     size_t QueuedLeft() const {
         size_t left = 0;
-        for (const auto& [opcode, answers] : m_queued)
+        for (const auto& [question, answers] : m_queued)
             left += answers.size();
         return left;
     }
-    void Clear() { m_sent.clear(); }
+    void Clear() {
+        m_sent.clear();
+        m_nPlace = SIZE_MAX;
+    }
+    // Back to the default answers.
+    void ForgetAnswers() {
+        m_queued.clear();
+        m_standing.clear();
+    }
     const std::vector<int>& Locked() const { return m_locked; }
 
     bool IsOpticalDrive(int letterIndex) override { return m_drives.contains(letterIndex); }
@@ -187,21 +218,40 @@ class ScriptedPort final : public IScsiPort {
         return answer.completion;
     }
 
+    static uint16_t QuestionOf(const Bytes& cdb) {
+        switch (cdb[0]) {
+        case 0x5A:
+            return ModePage(cdb[2]);
+        case 0x46:
+            return Feature(cdb[3]);
+        case 0xAC:
+            return PerformanceData(cdb[10]);
+        default:
+            return cdb[0];
+        }
+    }
+
     ScriptedAnswer AnswerTo(const SentCommand& sent) {
+        if (m_sent.size() == m_nPlace + 1)
+            return m_atPlace;
         if (m_handler) {
             if (std::optional<ScriptedAnswer> answer = m_handler(sent))
                 return *answer;
         }
-        const uint8_t opcode = sent.cdb[0];
-        if (std::deque<ScriptedAnswer>& queue = m_queued[opcode]; !queue.empty()) {
-            ScriptedAnswer answer = std::move(queue.front());
-            queue.pop_front();
-            return answer;
+        const uint16_t questions[] = {QuestionOf(sent.cdb), sent.cdb[0]};
+        for (const uint16_t question : questions) {
+            if (std::deque<ScriptedAnswer>& queue = m_queued[question]; !queue.empty()) {
+                ScriptedAnswer answer = std::move(queue.front());
+                queue.pop_front();
+                return answer;
+            }
         }
-        if (const auto standing = m_standing.find(opcode); standing != m_standing.end())
-            return standing->second;
+        for (const uint16_t question : questions) {
+            if (const auto found = m_standing.find(question); found != m_standing.end())
+                return found->second;
+        }
         constexpr uint8_t kInquiry = 0x12;
-        if (opcode == kInquiry) {
+        if (sent.cdb[0] == kInquiry) {
             const Drive& drive = DriveAt(sent.letterIndex);
             return drive.answersInquiry ? GoodAnswer(drive.inquiry)
                                         : FailedAnswer(PortError::Failed);
@@ -210,12 +260,37 @@ class ScriptedPort final : public IScsiPort {
     }
 
     std::map<int, Drive> m_drives;
-    std::map<uint8_t, std::deque<ScriptedAnswer>> m_queued;
-    std::map<uint8_t, ScriptedAnswer> m_standing;
+    std::map<uint16_t, std::deque<ScriptedAnswer>> m_queued;
+    std::map<uint16_t, ScriptedAnswer> m_standing;
+    size_t m_nPlace = SIZE_MAX;
+    ScriptedAnswer m_atPlace;
     Handler m_handler;
     std::vector<SentCommand> m_sent;
     std::vector<int> m_locked;
 };
+
+using Lines = std::vector<std::string>;
+
+// The CDBs in hex without the zero bytes at their ends, with the seconds that the command may take
+// if those are not the usual 5: "5B 00 02 @480".
+inline Lines Trace(const std::vector<SentCommand>& commands) {
+    Lines trace;
+    for (const SentCommand& command : commands) {
+        size_t length = command.cdb.size();
+        while (length > 1 && command.cdb[length - 1] == 0)
+            --length;
+        std::string text;
+        for (size_t i = 0; i < length; ++i) {
+            constexpr char kDigits[] = "0123456789ABCDEF";
+            text += i > 0 ? " " : "";
+            text += {kDigits[command.cdb[i] >> 4], kDigits[command.cdb[i] & 0x0F]};
+        }
+        if (command.timeoutSeconds != 5)
+            text += " @" + std::to_string(command.timeoutSeconds);
+        trace.push_back(std::move(text));
+    }
+    return trace;
+}
 
 // One drive at "C:" behind a loaded transport, with its first commands off the record.
 struct ScriptedBench {
@@ -224,6 +299,8 @@ struct ScriptedBench {
         transport.LoadTransport();
         port.Clear();
     }
+
+    Lines Trace() const { return larkspin::Trace(port.Sent()); }
 
     ManualClock clock;
     ScriptedPort port;

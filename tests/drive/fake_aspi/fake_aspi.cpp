@@ -11,21 +11,7 @@ using namespace larkspin;
 
 FakeAspiControl g_control;
 
-// Threads that end commands later; joined when the library is unloaded.
-class Workers {
-  public:
-    ~Workers() {
-        for (std::thread& thread : m_threads)
-            thread.join();
-    }
-    void Complete(SRB_ExecSCSICmd& command) {
-        m_threads.emplace_back([&command] { CompleteFakeCommand(command); });
-    }
-
-  private:
-    std::vector<std::thread> m_threads;
-};
-Workers g_workers;
+std::vector<std::jthread> g_workers; // they end commands later; joined when the library goes
 
 uint8_t Execute(SRB_ExecSCSICmd& command) {
     switch (g_control.mode.load()) {
@@ -33,7 +19,7 @@ uint8_t Execute(SRB_ExecSCSICmd& command) {
         CompleteFakeCommand(command);
         return SrbStatusOf(command.Header);
     case FakeAspiMode::CompleteLater:
-        g_workers.Complete(command);
+        g_workers.emplace_back([&command] { CompleteFakeCommand(command); });
         return SS_PENDING;
     case FakeAspiMode::HangUntilAbort:
     case FakeAspiMode::HangForever:
