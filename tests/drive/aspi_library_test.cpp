@@ -126,6 +126,14 @@ TEST_F(AspiLibraryTest, CommandOverItsTimeIsAborted) {
     }
     m_control->mode = FakeAspiMode::Complete;
     EXPECT_FALSE(library.Read(data).Failed());
+    // The sense of the answer before is not taken for that of a command that got none.
+    CScsiCommand command(library.drive);
+    command[0] = FakeAspiControl::kFailingOpcode;
+    command.Transport(Direction::NONE);
+    EXPECT_TRUE(HasSense(command.Sense()));
+    m_control->mode = FakeAspiMode::HangUntilAbort;
+    EXPECT_EQ(command.Transport(Direction::NONE), -1);
+    EXPECT_FALSE(HasSense(command.Sense()));
 }
 
 TEST_F(AspiLibraryTest, LibraryMayStillWriteToACommandThatItNeverGaveBack) {
