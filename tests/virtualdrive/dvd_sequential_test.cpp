@@ -189,7 +189,8 @@ TEST_F(DvdSequentialTest, OneGoTakesWhatWasReserved) {
     // The cache's last flush fills it up and closes the disc.
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.DiscStatus() & 0x0F, 0x0E);
-    EXPECT_EQ(FileBytes(File("track-01.iso")), Blocks(32, 1) + Blocks(16, 2) + Bytes(16UL * 2048));
+    EXPECT_EQ(ReadFileBytes(File("track-01.iso")),
+              Blocks(32, 1) + Blocks(16, 2) + Bytes(16UL * 2048));
 }
 
 TEST_F(DvdSequentialTest, PlusReservesTheNextTrack) {

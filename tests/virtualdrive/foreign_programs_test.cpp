@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <fstream>
 #include <functional>
 #include <thread>
 
@@ -17,19 +18,13 @@ const Bytes kFirst = Blocks(603, 1);
 const Bytes kSecond = Blocks(489, 2);
 const Bytes kOverlaid = Bytes(kFirst.begin(), kFirst.begin() + 320L * 2048) + kSecond;
 
-void WriteFile(const std::string& path, const Bytes& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
-
 // Programs with a folder and a disc of their own; several may be at work at the same time.
 class ForeignPrograms {
   public:
     explicit ForeignPrograms(const std::string& kind) : m_isCd(kind.starts_with("cd-")) {
         EXPECT_TRUE(VirtualDrive::CreateDisc(Path("disc"), kind));
-        WriteFile(Path("first.iso"), kFirst);
-        WriteFile(Path("second.iso"), kSecond);
+        WriteFileBytes(Path("first.iso"), kFirst);
+        WriteFileBytes(Path("second.iso"), kSecond);
     }
     std::string Path(const std::string& name) const { return m_folder.Path() + "/" + name; }
 
@@ -64,7 +59,7 @@ class ForeignPrograms {
     }
     // A DVD's last ECC block may be filled up with zeros.
     void ExpectFile(const std::string& name, Bytes bytes) const {
-        const Bytes file = FileBytes(Path("disc/" + name));
+        const Bytes file = ReadFileBytes(Path("disc/" + name));
         EXPECT_LT(file.size() - bytes.size(), m_isCd ? 1U : 16U * 2048) << name;
         bytes.resize(file.size());
         EXPECT_TRUE(file == bytes) << name << " differs";
@@ -181,7 +176,7 @@ TEST(ForeignPrograms, CdrskinWritesAnAudioDiscThatCdInfoReads) {
         Bytes wave = header + pcm;
         StoreLe32(&wave[4], static_cast<uint32_t>(pcm.size()) + 36);
         StoreLe32(&wave[40], static_cast<uint32_t>(pcm.size()));
-        WriteFile(programs.Path(std::to_string(track) + ".wav"), wave);
+        WriteFileBytes(programs.Path(std::to_string(track) + ".wav"), wave);
         all = all + pcm;
     }
     programs.Run("cdrskin dev=/dev/sr0 -v -sao -audio 1.wav 2.wav 3.wav");
@@ -201,15 +196,16 @@ TEST(ForeignPrograms, XorrisoAddsASessionToEachKind) {
     OnEach<Disc>(discs, [](ForeignPrograms& programs, const Disc& disc) {
         std::filesystem::create_directories(programs.Path("tree/deep"));
         std::filesystem::create_directories(programs.Path("more"));
-        WriteFile(programs.Path("tree/deep/first.bin"), Pattern(1'000'000, 1));
-        WriteFile(programs.Path("more/second.bin"), Pattern(500'001, 2));
+        WriteFileBytes(programs.Path("tree/deep/first.bin"), Payload(1'000'000, 1));
+        WriteFileBytes(programs.Path("more/second.bin"), Payload(500'001, 2));
         programs.Run("xorriso -outdev /dev/sr0 -volid PAIR -map tree /tree");
         programs.Run("xorriso -dev /dev/sr0 -map more /more");
         programs.Run("xorriso -indev /dev/sr0 -toc");
         programs.ExpectOutput("ISO session  :   2");
         programs.Run("xorriso -osirrox on -indev /dev/sr0 -extract / out");
-        EXPECT_TRUE(FileBytes(programs.Path("out/tree/deep/first.bin")) == Pattern(1'000'000, 1));
-        EXPECT_TRUE(FileBytes(programs.Path("out/more/second.bin")) == Pattern(500'001, 2));
+        EXPECT_TRUE(ReadFileBytes(programs.Path("out/tree/deep/first.bin")) ==
+                    Payload(1'000'000, 1));
+        EXPECT_TRUE(ReadFileBytes(programs.Path("out/more/second.bin")) == Payload(500'001, 2));
         if (std::string(disc.kind) != "cd-rw")
             return;
         programs.Run("cd-info --no-header /dev/sr0");

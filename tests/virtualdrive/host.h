@@ -3,6 +3,7 @@
 
 #include "platform/byte_order.h"
 #include "platform/text.h"
+#include "support/file_bytes.h"
 #include "support/manual_clock.h"
 #include "support/temp_folder.h"
 #include "virtualdrive/virtual_drive.h"
@@ -12,15 +13,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace larkspin {
-
-using Bytes = std::vector<uint8_t>;
 
 // Sense as (key << 16) | (ASC << 8) | ASCQ.
 constexpr int kGood = 0;
@@ -51,24 +48,9 @@ constexpr int kDataPhase = 0xB4B00;
 
 constexpr uint32_t kAllBlocks = 0xFFFFFFFF;
 
-inline Bytes FileBytes(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-// Bytes that differ from block to block and from seed to seed.
-inline Bytes Pattern(size_t bytes, uint32_t seed) {
-    Bytes pattern(bytes);
-    uint32_t state = seed * 2654435761U + 1;
-    for (uint8_t& byte : pattern) {
-        state = state * 1664525U + 1013904223U;
-        byte = static_cast<uint8_t>(state >> 24);
-    }
-    return pattern;
-}
-
+// Blocks that differ from each other and from seed to seed.
 inline Bytes Blocks(uint32_t count, uint32_t seed, uint32_t blockBytes = 2048) {
-    return Pattern(size_t{count} * blockBytes, seed);
+    return Payload(size_t{count} * blockBytes, seed);
 }
 
 inline Bytes operator+(Bytes bytes, const Bytes& more) {

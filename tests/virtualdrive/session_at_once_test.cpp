@@ -50,7 +50,7 @@ TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
     EXPECT_EQ(host.Write(500, Bytes(2048)), kInvalidAddress) << "behind the lead-out's start";
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.DiscStatus(), 2 | 3 << 2);
-    EXPECT_EQ(FileBytes(File("track-01.iso")), Blocks(500, 1));
+    EXPECT_EQ(ReadFileBytes(File("track-01.iso")), Blocks(500, 1));
 
     Reload();
     ExpectRead(0, Blocks(500, 1));
@@ -92,8 +92,8 @@ TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
     ASSERT_EQ(host.SynchronizeCache(), kGood);
 
     Reload();
-    EXPECT_EQ(FileBytes(File("disc.bin")), music);
-    const Bytes cue = FileBytes(File("disc.cue"));
+    EXPECT_EQ(ReadFileBytes(File("disc.bin")), music);
+    const Bytes cue = ReadFileBytes(File("disc.cue"));
     EXPECT_EQ(std::string(cue.begin(), cue.end()), "FILE \"disc.bin\" BINARY\n"
                                                    "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
                                                    "  TRACK 02 AUDIO\n    INDEX 01 00:04:20\n"

@@ -71,7 +71,7 @@ TEST_F(TrackAtOnceTest, SessionsFollowEachOtherAtRedBookDistances) {
     EXPECT_EQ(host.Read(299, 2), kUnreadable) << "run-out can't be read";
     EXPECT_EQ(host.Read(5000, 1), kUnreadable) << "nor the gap between sessions";
     EXPECT_EQ(host.Read(third + 519, 1), kOutOfRange);
-    EXPECT_EQ(FileBytes(File("track-02.iso")), Blocks(1000, 2));
+    EXPECT_EQ(ReadFileBytes(File("track-02.iso")), Blocks(1000, 2));
 
     EXPECT_EQ(host.TrackInformation(1, 0xFF), kInvalidFieldInCdb) << "nothing invisible any more";
     EXPECT_EQ(host.Write(third + 519 + 6'900, Bytes(2048)), kCannotWrite);
@@ -148,8 +148,8 @@ TEST_F(TrackAtOnceTest, AudioTracksGetACueSheet) {
     ASSERT_EQ(host.Close(2), kGood);
     EXPECT_EQ(host.Read(0, 1), kIllegalMode);
     ExpectAudio(0, Bytes(song.begin(), song.begin() + 200L * 2352));
-    EXPECT_EQ(FileBytes(File("track-01.bin")), song);
-    const Bytes cue = FileBytes(File("disc.cue"));
+    EXPECT_EQ(ReadFileBytes(File("track-01.bin")), song);
+    const Bytes cue = ReadFileBytes(File("disc.cue"));
     EXPECT_EQ(std::string(cue.begin(), cue.end()),
               "FILE \"track-01.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
 }

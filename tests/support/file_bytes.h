@@ -1,0 +1,36 @@
+// Bytes for tests, in memory and in files.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+namespace larkspin {
+
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes ReadFileBytes(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+inline void WriteFileBytes(const std::filesystem::path& path, const Bytes& bytes) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+}
+
+// Bytes that differ from place to place and from seed to seed.
+inline Bytes Payload(size_t bytes, uint32_t seed) {
+    Bytes payload(bytes);
+    uint32_t state = seed * 2654435761U + 1;
+    for (uint8_t& byte : payload) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<uint8_t>(state >> 24);
+    }
+    return payload;
+}
+
+} // namespace larkspin
