@@ -5,11 +5,20 @@ namespace {
 
 constexpr int64_t kBlock = 2048;
 
-using Arrange = void (*)(DvdBench& bench);
+using Arrange = std::function<void(DvdBench& bench)>;
 
 void AsIs(DvdBench&) {}
 void OneGoOnly(DvdBench& bench) {
     bench.port.Always(Feature(0x21), GoodAnswer(Answer(16, {{3, 12}})));
+}
+
+// A disc with these formats, and what became of its background format: 0 never begun, 1
+// interrupted, 3 done.
+Arrange Formatted(const std::vector<FormatDescriptor>& formats, uint8_t state = 3) {
+    return [formats, state](DvdBench& bench) {
+        bench.SetFormats(formats);
+        bench.drive.m_abyDiscInfo[7] = state;
+    };
 }
 
 // Commands that the roads have in common.
@@ -66,23 +75,12 @@ TEST(DvdPrepareTest, SetsTheDriveUpAsTheMediumAsks) {
         {"DVD-R DL that only takes one go", 0x15, OneGoOnly,
          kFeature + kSetUpDash + readLayers + reserve + kReadAddress, minusR, 0x02},
         {"DVD-RW overwrite", 0x13, AsIs, kSetUpDash, &CAspiCD::FinishMinusRw, 0x00},
-        {"DVD-RW overwrite that has to grow", 0x13,
-         [](DvdBench& bench) {
-             bench.SetFormats({{992, 2}, {5000, 0x13}});
-         },
+        {"DVD-RW overwrite that has to grow", 0x13, Formatted({{992, 2}, {5000, 0x13}}),
          kSetUpDash + Lines{"04 11", "00"}, &CAspiCD::FinishMinusRw, 0x00},
         {"DVD-RAM", 0x12, AsIs, kSpeed, &CAspiCD::FinishRam, -1},
-        {"DVD+RW never formatted", 0x1A,
-         [](DvdBench& bench) {
-             bench.SetFormats({{2295104, 1}, {2295104, 0x26}});
-             bench.drive.m_abyDiscInfo[7] = 0;
-         },
+        {"DVD+RW never formatted", 0x1A, Formatted({{2295104, 1}, {2295104, 0x26}}, 0),
          Lines{"04 11", "00", "35"} + kSpeed, &CAspiCD::FinishPlusRw, -1},
-        {"DVD+RW, format interrupted", 0x1A,
-         [](DvdBench& bench) {
-             bench.SetFormats({{992, 2}, {2295104, 0x26}});
-             bench.drive.m_abyDiscInfo[7] = 1;
-         },
+        {"DVD+RW, format interrupted", 0x1A, Formatted({{992, 2}, {2295104, 0x26}}, 1),
          Lines{"04 11", "00"} + kSpeed, &CAspiCD::FinishPlusRw, -1},
         {"DVD+RW formatted", 0x1A, AsIs, kSpeed, &CAspiCD::FinishPlusRw, -1},
         {"DVD+R", 0x1B, AsIs, kSetUp + kReadAddress, &CAspiCD::FinishPlusR, 0xC0},

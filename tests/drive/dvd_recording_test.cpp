@@ -111,25 +111,6 @@ TEST(DvdRecordingTest, AVolumeThatDoesNotFitIsRefusedBeforeTheDriveIsSetUp) {
     }
 }
 
-TEST(DvdRecordingTest, ASourceThatFailsIsNotTakenForOneThatEnds) {
-    for (const size_t failAt : {size_t{0}, size_t{40'000}, kDvdBufferBytes, size_t{100'000}}) {
-        SCOPED_TRACE(failAt);
-        RecordingBench bench(0x1B);
-        MemorySource source(VolumeStream(160));
-        source.FailAt(failAt);
-        EXPECT_EQ(FailureOf([&] { bench.Write(source); }), "cannot read source");
-        EXPECT_EQ(bench.drive.m_pCancel, nullptr);
-        const bool begun = failAt >= kDvdBufferBytes;
-        EXPECT_EQ(bench.drive.m_bMediaWritten, begun);
-        ASSERT_EQ(bench.drive.m_pfnFinalize != nullptr, begun);
-        if (begun) {
-            EXPECT_EQ(bench.Recorded().size(), failAt / kDvdChunkBytes * kDvdChunkBytes);
-            bench.drive.m_pfnFinalize(bench.drive);
-            EXPECT_EQ(bench.port.Sent(mmc::kCloseTrackSession).size(), 2u);
-        }
-    }
-}
-
 TEST(DvdRecordingTest, AWriteThatFailsLeavesTheFinisherSet) {
     for (const int taken : {0, 1, 4}) {
         RecordingBench bench(0x11);
@@ -152,27 +133,34 @@ TEST(DvdRecordingTest, WhatLiesBeforeTheFirstWritableBlockIsLeftOutButNotAllOfIt
     }
 }
 
-TEST(DvdRecordingTest, ACancelEndsTheReadingAndWhatWasWrittenIsClosed) {
+// A source that fails is not taken for one that ends.
+TEST(DvdRecordingTest, ACancelOrAFailureEndsTheReadingAndWhatWasWrittenIsClosed) {
     struct {
-        size_t cancelAt; // position in the source
+        bool fails; // else the user cancels
+        size_t at;  // position in the source
         size_t chunks;
-    } const cases[] = {{0, 0},
-                       {30'000, 0},
-                       {kDvdBufferBytes - 10'000, 0},
-                       // The chunk that is being read is not padded and written.
-                       {4 * kDvdChunkBytes + 10'000, 4}};
+    } const cases[] = {
+        {true, 0, 0},       {true, 40'000, 0},   {true, kDvdBufferBytes, 2},
+        {true, 100'000, 3}, {false, 0, 0},       {false, 30'000, 0},
+        {false, 55'000, 0}, {false, 140'000, 4}, // the chunk that is being read is not padded
+    };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.cancelAt);
+        SCOPED_TRACE(testing::Message() << c.fails << " " << c.at);
         RecordingBench bench(0x11);
         bool cancelled = false;
         const CancelFunctor cancel([&cancelled] { return cancelled; });
         const Bytes stream = VolumeStream(160);
         MemorySource source(stream, 10'000);
-        source.SetOnRead([&](size_t position) { cancelled = position >= c.cancelAt; });
-        bench.Write(source, 0, &cancel);
-        EXPECT_EQ(
-            bench.Recorded(),
-            Bytes(stream.begin(), stream.begin() + std::ptrdiff_t(c.chunks * kDvdChunkBytes)));
+        if (c.fails)
+            source.FailAt(c.at);
+        else
+            source.SetOnRead([&](size_t position) { cancelled = position >= c.at; });
+        EXPECT_EQ(FailureOf([&] { bench.Write(source, 0, &cancel); }),
+                  c.fails ? "cannot read source" : "");
+        EXPECT_EQ(bench.drive.m_pCancel, nullptr);
+        const auto recorded = static_cast<std::ptrdiff_t>(c.chunks * kDvdChunkBytes);
+        EXPECT_EQ(bench.Recorded(), Bytes(stream.begin(), stream.begin() + recorded));
+        EXPECT_EQ(bench.drive.m_bMediaWritten, c.chunks > 0);
         ASSERT_EQ(bench.drive.m_pfnFinalize != nullptr, c.chunks > 0);
         if (c.chunks == 0) {
             EXPECT_EQ(bench.Trace().size(), 1u) << "only the capacity was asked for";
