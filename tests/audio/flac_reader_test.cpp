@@ -26,30 +26,30 @@ TEST(FlacReader, GivesNoNoiseForAWiderWidth) {
 }
 
 TEST(FlacReader, TakesStreamInfoAsItStands) {
-    MemoryFiles files(Encoded(".flac", MakeTones(20000)));
-    const Bytes good = files.m_bytes;
-    // A length that fits no reader.
-    files.m_bytes[kTotalAt] |= 0x0F;
-    EXPECT_EQ(FailureOf([&] { CFLACReader(u"/a.flac", files); }),
+    const Bytes good = Encoded(".flac", MakeTones(20000));
+    MemoryFiles tooLong(good);
+    tooLong.m_bytes[kTotalAt] |= 0x0F;
+    EXPECT_EQ(FailureOf([&] { CFLACReader(u"/a.flac", tooLong); }),
               "Cannot write a.flac: it is longer than 2 GiB of sound.");
-    EXPECT_EQ(ProbeHeader<CFLACReader>(u"/a.flac", files)->bytes, uint64_t{0xF00004E20} * 4);
-    // An unknown one.
-    files.m_bytes[kTotalAt] &= 0xF0;
-    std::fill_n(&files.m_bytes[kTotalAt + 1], 4, uint8_t{0});
-    CFLACReader reader(u"/a.flac", files);
+    EXPECT_EQ(ProbeHeader<CFLACReader>(u"/a.flac", tooLong)->bytes, uint64_t{0xF00004E20} * 4);
+
+    MemoryFiles unknown(good);
+    unknown.m_bytes[kTotalAt] &= 0xF0;
+    std::fill_n(&unknown.m_bytes[kTotalAt + 1], 4, uint8_t{0});
+    CFLACReader reader(u"/a.flac", unknown);
     EXPECT_EQ(reader.m_nLength, 0);
     EXPECT_EQ(reader.GetDuration(), 0U);
-    EXPECT_EQ(ProbeHeader<CFLACReader>(u"/a.flac", files)->bytes, 0U);
-    // Frames of two channels where one is told.
-    files.m_bytes = good;
-    files.m_bytes[kChannelsAt] &= 0xF1;
-    CFLACReader mono(u"/a.flac", files);
+    EXPECT_EQ(ProbeHeader<CFLACReader>(u"/a.flac", unknown)->bytes, 0U);
+
+    MemoryFiles otherFrames(good); // of two channels where one is told
+    otherFrames.m_bytes[kChannelsAt] &= 0xF1;
+    CFLACReader mono(u"/a.flac", otherFrames);
     EXPECT_TRUE(Drain(mono).empty());
-    // Frames without a STREAMINFO.
-    files.m_bytes = good;
+
     constexpr uint8_t kSync[] = {0xFF, 0xF8};
-    files.m_bytes = Bytes(std::search(good.begin(), good.end(), kSync, kSync + 2), good.end());
-    EXPECT_EQ(FailureOf([&] { CFLACReader(u"/a.flac", files); }), "not a FLAC file");
+    MemoryFiles bareFrames(
+        Bytes(std::search(good.begin(), good.end(), kSync, kSync + 2), good.end()));
+    EXPECT_EQ(FailureOf([&] { CFLACReader(u"/a.flac", bareFrames); }), "not a FLAC file");
 }
 
 TEST(FlacReader, StepsOverADamagedFrame) {
