@@ -27,6 +27,12 @@ constexpr const char16_t* kWriteFailed =
 constexpr const char16_t* kPaddingFailed =
     u"Internal error #166. Writing process failed. Process aborted.";
 
+// On a disc that is written in place a volume that is not found is lost: the new one lies over it.
+// So it is looked for again, as the first look at a disc may fail for reasons of its own.
+bool HasVolume(CAspiCD& drive) {
+    return drive.HasIsoVolume() || drive.HasIsoVolume();
+}
+
 // The part of the job after the disc check: one disc, written in the way that suits it.
 class DataWriting {
   public:
@@ -111,7 +117,7 @@ bool DataWriting::WriteDvd() {
     bool eject = true;
     try {
         m_drive.ResetDvdState();
-        m_drive.OpenDvdForWriting(!m_drive.HasIsoVolume(), m_dSpeed);
+        m_drive.OpenDvdForWriting(!HasVolume(m_drive), m_dSpeed);
         const Start start =
             StartGenerator(kDvdPipeBytes, m_drive.m_nPreviousStart, m_drive.m_nNextStart);
         if (start == Start::Ready) {

@@ -91,6 +91,7 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
         if (!prompts::CannotEraseThisDisk(env.ui)) {
             return JobEnd::Idle;
         }
+        drive->TestUnitReady(); // takes the news of another disc
     }
     env.ui.SetNoProgressReport(false);
     if (HasNoBlanking(*drive)) {

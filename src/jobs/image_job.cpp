@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace larkspin {
@@ -94,6 +95,7 @@ class ImageWriting {
     const int32_t m_nSectors; // a last part shorter than a sector is left out
     const double m_dSpeed;
     const CancelFunctor m_cancel;
+    std::vector<std::u16string> m_notices; // what the user has to be told of this copy
 };
 
 bool ImageWriting::CheckDisc() {
@@ -118,11 +120,7 @@ ImageWriting::Verdict ImageWriting::CheckOnce() {
 }
 
 ImageWriting::Verdict ImageWriting::WasteUnless(bool accepted) {
-    if (accepted) {
-        return Verdict::Passed;
-    }
-    prompts::InsertAnotherDisk(m_env.ui);
-    return Verdict::Again;
+    return accepted ? Verdict::Passed : AgainIf(prompts::InsertAnotherDisk(m_env.ui));
 }
 
 ImageWriting::Verdict ImageWriting::CheckDvd() {
@@ -135,9 +133,11 @@ ImageWriting::Verdict ImageWriting::CheckDvd() {
             m_env.ui, prompts::ExcessMegabytes(m_nSectors - capacity)));
     }
     const bool erasableKnown = (m_drive.m_dwDiskKnown & DISK_ERASABLE) != 0;
-    if (m_nSectors < kCdLimitSectors && erasableKnown && !IsKnown(m_drive, DISK_ERASABLE) &&
-        WasteUnless(prompts::WasteDvd(m_env.ui)) != Verdict::Passed) {
-        return Verdict::Again;
+    if (m_nSectors < kCdLimitSectors && erasableKnown && !IsKnown(m_drive, DISK_ERASABLE)) {
+        const Verdict verdict = WasteUnless(prompts::WasteDvd(m_env.ui));
+        if (verdict != Verdict::Passed) {
+            return verdict;
+        }
     }
     if (m_drive.GetCurrentProfile() == mmc::kProfileDvdPlusRDl && m_nSectors < kDvdLimitSectors) {
         return WasteUnless(prompts::WasteDoubleLayer(m_env.ui));
@@ -162,6 +162,7 @@ bool ImageWriting::WriteCopy() {
         return false;
     }
     m_drive.EjectDisk();
+    ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
     return true;
 }
 
@@ -175,7 +176,6 @@ bool ImageWriting::WriteDvd() {
     }
     Status(u"Writing image...");
     CountedSource source(*image);
-    bool complete = true;
     bool told = false;
     try {
         m_drive.ResetDvdState();
@@ -183,7 +183,9 @@ bool ImageWriting::WriteDvd() {
         m_drive.WriteDvdFromHandle(
             source, int64_t{m_drive.m_nNextStart} * kSectorBytes,
             [this](int percent) { m_env.ui.SetProgress(JobKind::Image, percent); }, &m_cancel);
-        complete = m_cancel() || source.Bytes() >= m_nBytes;
+        if (!m_cancel() && source.Bytes() < m_nBytes) {
+            m_notices.push_back(kImageShorter);
+        }
         Status(u"Finalizing disk...");
     } catch (const CAspiCD::CgrowisofsException& failure) {
         m_env.ui.ShowMessage(StoppedText(failure));
@@ -196,16 +198,10 @@ bool ImageWriting::WriteDvd() {
     const bool closed = RunFinisher(m_drive);
     door.Release();
     progress.End();
-    if (told) {
-        return true;
-    }
-    if (m_nBytes < static_cast<int64_t>(kDvdBufferBytes)) {
-        m_env.ui.ShowMessage(kImageTooSmall);
-    } else if (!closed) {
-        m_env.ui.ShowMessage(kSessionNotClosed);
-    }
-    if (!complete) {
-        m_env.ui.ShowMessage(kImageShorter);
+    if (!told && m_nBytes < static_cast<int64_t>(kDvdBufferBytes)) {
+        m_notices.push_back(kImageTooSmall);
+    } else if (!told && !closed) {
+        m_notices.push_back(kSessionNotClosed);
     }
     return true;
 }
@@ -255,10 +251,10 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
     if (!m_cancel()) {
         Status(u"Writing lead-out...");
         if (m_drive.FinishSaoWrite(&m_cancel) != 0) {
-            m_env.ui.ShowMessage(kLeadOutFailed);
+            m_notices.push_back(kLeadOutFailed);
         }
         if (remaining > 0) {
-            m_env.ui.ShowMessage(kImageShorter);
+            m_notices.push_back(kImageShorter);
         }
     }
     return true;

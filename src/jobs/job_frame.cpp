@@ -36,11 +36,11 @@ ProgressOperations OperationsOf(JobKind kind) {
 } // namespace
 
 JobEnd RunJob(JobEnv& env, const std::function<JobEnd()>& body) {
-    env.host.LoadSettings();
-    env.ui.HideQueueDialog();
     // The jobs catch what they expect. Anything else must not take the process down with a disc
     // half written; the guards on its way out have unlocked the door and joined the threads.
     try {
+        env.host.LoadSettings();
+        env.ui.HideQueueDialog();
         return body();
     } catch (const std::bad_alloc&) {
         env.ui.ShowMessage(kOutOfMemory);

@@ -114,8 +114,9 @@ bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies) {
                       kBoxTitle, BoxButtons::OkCancel, BoxIcon::Question);
 }
 
-void InsertAnotherDisk(CCDWriterUI& ui) {
-    ui.ShowMessage(u"Please insert another disk and press \"OK\".");
+bool InsertAnotherDisk(CCDWriterUI& ui) {
+    return ui.AskUser(u"Please insert another disk and press \"OK\".", kBoxTitle, BoxButtons::Ok,
+                      BoxIcon::None);
 }
 
 void AudioOverEightyMinutes(CCDWriterUI& ui) {

@@ -34,8 +34,8 @@ bool UseUnidentifiedDisk(CCDWriterUI& ui);
 bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds);
 bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies);
 
-// Told, not asked.
-void InsertAnotherDisk(CCDWriterUI& ui);
+// Told, not asked. False when the program is going away, and there is nobody to insert one.
+bool InsertAnotherDisk(CCDWriterUI& ui);
 void AudioOverEightyMinutes(CCDWriterUI& ui);
 
 // An excess in sectors as the prompts tell it: whole megabytes, what is below one as 0.
