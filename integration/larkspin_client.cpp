@@ -29,6 +29,7 @@ constexpr const char* kInterface = "org.larkspin.Larkspin1";
 constexpr int kSecondInstanceExit = 254;
 
 constexpr int kStartTimeMs = 30000;
+constexpr int kEndTimeMs = 10000;
 constexpr int kLookTimeMs = 50;
 // A call may have to wait for the summary of a large queue.
 constexpr int kCallTimeMs = 120000;
@@ -63,6 +64,12 @@ pid_t Spawn(const QString& program) {
     return pid;
 }
 
+// The bus has the exit code in its words alone.
+bool IsSecondInstance(const QDBusError& error) {
+    return error.name() == "org.freedesktop.DBus.Error.Spawn.ChildExited" &&
+           error.message().endsWith(QString::number(kSecondInstanceExit));
+}
+
 } // namespace
 
 CLarkspinClient::CLarkspinClient() : m_bus(QDBusConnection::sessionBus()) {
@@ -80,16 +87,31 @@ void CLarkspinClient::Start() {
     if (IsRunning()) {
         return;
     }
-    // The bus answers when the program has its name, or has failed to get it.
     const QDBusReply<QStringList> known = m_bus.interface()->activatableServiceNames();
     if (known.isValid() && known.value().contains(kServiceName)) {
+        StartByBus();
+    } else {
+        StartByFile();
+    }
+}
+
+void CLarkspinClient::StartByBus() {
+    const QDeadlineTimer deadline(kStartTimeMs);
+    for (;;) {
+        // The bus answers when the program has its name, or has failed to get it.
         const QDBusReply<void> started = m_bus.interface()->startService(kServiceName);
-        if (!started.isValid() && !IsRunning()) {
+        if (started.isValid() || IsRunning()) {
+            return;
+        }
+        if (!IsSecondInstance(started.error()) || deadline.hasExpired()) {
             throw SendError("Larkspin could not be started: " +
                             started.error().message().toStdString());
         }
-        return;
+        QThread::msleep(kLookTimeMs);
     }
+}
+
+void CLarkspinClient::StartByFile() {
     const QString program = FindProgram();
     if (program.isEmpty()) {
         throw SendError("the program larkspin is neither beside larkspin-send nor in PATH");
@@ -111,6 +133,17 @@ void CLarkspinClient::Start() {
         }
         QThread::msleep(kLookTimeMs);
     }
+}
+
+bool CLarkspinClient::WaitForEnd() {
+    const QDeadlineTimer deadline(kEndTimeMs);
+    while (IsRunning()) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QThread::msleep(kLookTimeMs);
+    }
+    return true;
 }
 
 int CLarkspinClient::Call(const char* method, const QVariantList& arguments) {

@@ -27,10 +27,16 @@ class CLarkspinClient {
     // where the program is installed for it, else the file "larkspin" beside this program or in
     // $PATH. Throws SendError if it can't be started, ends again, or takes more than 30 seconds.
     void Start();
+    // Waits until the program has gone. False if it is still there after ten seconds: it has a job
+    // to finish.
+    bool WaitForEnd();
     // Calls a method that takes `arguments` and gives a number. Throws SendError.
     int Call(const char* method, const QVariantList& arguments = {});
 
   private:
+    void StartByBus();
+    void StartByFile();
+
     QDBusConnection m_bus;
 };
 

@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -39,7 +40,7 @@ how fast is asked by Larkspin itself.
 
 Exit codes:
   0  done
-  1  Larkspin refused: the queue is empty, there is no such drive, or a job runs
+  1  Larkspin refused: the queue is empty, there is no such drive, a job runs, or Larkspin ends
   2  wrong usage
   3  a file or folder cannot be found
   4  Larkspin cannot be started or reached
@@ -93,6 +94,20 @@ int Started(int result, const char* reason) {
     return kRefused;
 }
 
+// False if the program is on its way out, and some or all of the paths are lost with it.
+bool AddAll(CLarkspinClient& client, const std::vector<QByteArray>& paths) {
+    try {
+        return std::all_of(paths.begin(), paths.end(), [&client](const QByteArray& path) {
+            return client.Call("AddPath", {path}) != 0;
+        });
+    } catch (const SendError&) {
+        if (client.IsRunning()) {
+            throw;
+        }
+        return false;
+    }
+}
+
 int Add(const std::vector<std::string>& paths) {
     // All of them are looked at first: half a selection is no selection.
     std::vector<QByteArray> absolute;
@@ -102,8 +117,14 @@ int Add(const std::vector<std::string>& paths) {
     }
     CLarkspinClient client;
     client.Start();
-    for (const QByteArray& path : absolute) {
-        client.Call("AddPath", {path});
+    while (!AddAll(client, absolute)) {
+        if (!client.WaitForEnd()) {
+            std::fputs("larkspin-send: refused: Larkspin ends when its job is done; add the files "
+                       "after that\n",
+                       stderr);
+            return kRefused;
+        }
+        client.Start();
     }
     return kDone;
 }

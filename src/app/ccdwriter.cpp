@@ -197,4 +197,9 @@ bool CCDWriter::BeginQuit() {
     return !m_bBusy;
 }
 
+bool CCDWriter::IsLeaving() {
+    const std::lock_guard lock(m_gate);
+    return m_bLeaving || m_bQuitWhenDone;
+}
+
 } // namespace larkspin

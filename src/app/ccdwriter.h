@@ -73,6 +73,8 @@ class CCDWriter final : public JobHost, public IQueueModel {
     // True when the program may end now. False while a job runs: the user interface is asked to
     // end the program (RequestExit) when the job is over.
     bool BeginQuit();
+    // The program ends now or with the job that runs, and the queue with it.
+    bool IsLeaving();
 
     // JobHost
     std::vector<std::u16string> CopyQueue() override { return m_queue.Paths(); }

@@ -2,7 +2,8 @@
 // typed method for each that the outside needs. Calls arrive on the main thread.
 //
 // Paths are byte strings ("ay"), so that every name a file can have survives the trip. A result is
-// that of the message: 0 or -1 for the starts of jobs, 1 or 2 for the queries, 1 for the others.
+// that of the message: 0 or -1 for the starts of jobs, 1 or 2 for the queries, 1 for the others,
+// and 0 for a path that was not taken because the program is on its way out.
 #pragma once
 
 #include "app/main_dlg.h"

@@ -19,6 +19,7 @@
 #include <QMessageBox>
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -100,6 +101,8 @@ int RunWithDrives(IClock& clock) {
 }
 
 int RunProcess(int& argc, char** argv) {
+    // Who reads our output may go away, and must not take a disc that is being written along.
+    std::signal(SIGPIPE, SIG_IGN);
     const NamedMutex mutex(kMutexName);
     if (mutex.Outcome() == NamedMutex::Result::AlreadyExists) {
         return kExitSecondInstance;

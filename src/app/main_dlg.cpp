@@ -10,6 +10,7 @@ namespace {
 constexpr int32_t kStarted = 0;
 constexpr int32_t kNotStarted = -1;
 constexpr int32_t kDone = 1;
+constexpr int32_t kGone = 0;
 constexpr int32_t kNo = 1; // the queue is empty; no job runs
 constexpr int32_t kYes = 2;
 
@@ -102,11 +103,16 @@ int32_t CMainDlg::Quit(int32_t code) {
     }
     if (m_writer.BeginQuit()) {
         m_view.Quit(*m_nQuitCode);
+    } else {
+        m_view.CancelQuestions();
     }
     return 0;
 }
 
 int32_t CMainDlg::AddPath() {
+    if (m_writer.IsLeaving()) {
+        return kGone;
+    }
     if (!m_bQueueTakenOver && !m_bFirstFilesNoticeShown) {
         m_view.ShowBalloon(kFirstFiles, kBoxTitle, BalloonIcon::Information, kFirstFilesTimeMs);
         m_bFirstFilesNoticeShown = true;

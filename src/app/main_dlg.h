@@ -2,7 +2,11 @@
 // runs. It has no window of its own; messages reach it by number. All calls on the main thread.
 //
 // Leaving (UM_QUIT, "Exit", commands 1 and 2) while a job runs waits for the job's end, with the
-// exit code that was asked for first; the message has its usual result at once.
+// exit code that was asked for first; the message has its usual result at once. A disc that is
+// being written is finished. Nobody has to be there for that: what the job asks of the user counts
+// as cancelled, so that a job which has not begun to write ends at once. A path that arrives when
+// the program is on its way out would be lost with the queue: UM_ADD_PATH does not take it, and
+// gives 0, as a window that is gone.
 #pragma once
 
 #include "app/ccdwriter.h"

@@ -52,6 +52,10 @@ class IMainView {
     virtual void TrackIdleMenu(const IdleMenuState& state,
                                std::function<void(uint32_t)> command) = 0;
     virtual void ShowQueueEditor() = 0;
+    // The program is to leave, but a job still runs: what a job asks of the user, open now or asked
+    // from now on, gets its cancelled answer. What a job only tells is closed if it is open now,
+    // and stays for a minute at most from now on.
+    virtual void CancelQuestions() = 0;
     // A box with an OK button that does not hold up the caller.
     virtual void ShowErrorBox(const std::u16string& text, const std::u16string& title) = 0;
     // Leaves the main loop with this code.

@@ -8,6 +8,8 @@
 namespace larkspin {
 namespace {
 
+using Paths = std::vector<std::u16string>;
+
 constexpr const char* kBusy = "Cannot perform your request right now. Disk operation in progress.";
 
 std::string ErrorOf(const std::function<void()>& start) {
@@ -80,48 +82,6 @@ TEST(QueueTexts, ASumThat32BitsCannotHoldStaysLong) {
     EXPECT_EQ(bench.writer.QueueAudioBytes(), 0xFFFFFFFFU);
 }
 
-TEST(CCDWriter, TakenOverQueueIsQuiet) {
-    CEvent told(CEvent::Reset::Auto);
-    EngineBench bench;
-    bench.view.onBalloon = [&](const FakeMainView::Balloon&) { told.Set(); };
-    bench.files.AddFile(u"/big", 800'000'000);
-    bench.writer.AddPath(u"/big");
-    ASSERT_TRUE(told.Lock());
-    EXPECT_EQ(bench.view.Balloons().at(0).timeoutMs, 30000U);
-
-    bench.writer.TakeOverQueue();
-    EXPECT_TRUE(bench.writer.IsQueueEmpty());
-    EXPECT_TRUE(bench.writer.IsQueueExclusive());
-    bench.writer.AddPath(u"/big");
-    bench.writer.TakeOverQueue();
-    EXPECT_TRUE(bench.writer.IsQueueEmpty()) << "the second time clears again";
-    EXPECT_EQ(bench.view.Balloons().size(), 1U);
-}
-
-TEST(Gate, OneJobAtATimeAndTheNextOneAfterIt) {
-    EngineBench bench;
-    bench.HoldJobsInDialog();
-    const std::vector<std::function<void()>> starts = {
-        [&] { bench.writer.StartDataWrite(); },
-        [&] { bench.writer.StartAudioWrite(); },
-        [&] { bench.writer.StartErase(0); },
-    };
-    for (const auto& start : starts) {
-        start();
-        ASSERT_TRUE(bench.inDialog.Lock());
-        EXPECT_TRUE(bench.writer.IsBusy());
-        for (const auto& other : starts) {
-            EXPECT_EQ(ErrorOf(other), kBusy);
-        }
-        EXPECT_EQ(ErrorOf([&] { bench.writer.StartImageBurn(u"/image"); }), kBusy);
-        bench.release.Set();
-        while (bench.writer.IsBusy()) {
-            std::this_thread::yield();
-        }
-    }
-    EXPECT_EQ(bench.ui.Exits(), 0) << "a cancelled dialog leaves the program idle";
-}
-
 TEST(Gate, OfTwoRequestsAtOnceOneGetsThrough) {
     for (int round = 0; round < 100; ++round) {
         EngineBench bench;
@@ -161,29 +121,15 @@ TEST(Gate, WithoutAThreadTheGateOpensAgain) {
     EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), "");
 }
 
-TEST(Leaving, WaitsForTheJobAndLetsNoOtherOneIn) {
-    CEvent asked(CEvent::Reset::Auto); // outlives the job's thread, which the bench joins
-    EngineBench bench;
-    bench.HoldJobsInDialog();
-    bench.writer.StartDataWrite();
-    ASSERT_TRUE(bench.inDialog.Lock());
-    EXPECT_FALSE(bench.writer.BeginQuit());
-    EXPECT_EQ(bench.ui.Exits(), 0);
-    bench.ui.onExit = [&] { asked.Set(); };
-    bench.release.Set();
-    ASSERT_TRUE(asked.Lock());
-    EXPECT_FALSE(bench.writer.IsBusy());
-    EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), kBusy);
-    EXPECT_TRUE(bench.writer.BeginQuit());
-}
-
-TEST(Leaving, AJobThatEndsTheProgramIsTheLastOne) {
+TEST(Gate, AJobThatEndsTheProgramIsTheLastOne) {
     CEvent asked(CEvent::Reset::Auto);
     EngineBench bench;
     bench.ui.onExit = [&] { asked.Set(); };
     bench.writer.StartImageBurn(u"/no such image");
     ASSERT_TRUE(asked.Lock());
-    EXPECT_EQ(bench.ui.Texts().back(), u"Internal error #561. Unable to open image file.");
+    EXPECT_EQ(bench.ui.Texts(), Paths{u"Internal error #561. Unable to open image file."});
+    EXPECT_FALSE(bench.writer.IsBusy());
+    EXPECT_TRUE(bench.writer.IsLeaving());
     EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), kBusy);
 }
 

@@ -44,25 +44,20 @@ TEST(MessageTable, NumbersAreTheOnesTheOutsideUses) {
     EXPECT_EQ(bench.dlg.ProcessMessage(272), 1);
     EXPECT_EQ(bench.dlg.ProcessMessage(1123), 1) << "the queue is empty";
     EXPECT_EQ(bench.dlg.ProcessMessage(1125), 1) << "idle";
-    EXPECT_EQ(bench.dlg.ProcessMessage(74, 169814, u"/x\u00DC\xDCFF"), 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(1126), 1) << "before any path the empty one is added";
+    EXPECT_EQ(bench.dlg.ProcessMessage(74, 169814, std::u16string(u"/x\u00DC\xDCFF\0tail", 9)), 1);
     EXPECT_EQ(bench.dlg.ProcessMessage(74, 5, u"/other"), 1) << "another tag is taken and ignored";
     EXPECT_EQ(bench.dlg.ProcessMessage(1126), 1);
-    EXPECT_EQ(bench.writer.Paths(), (std::vector<std::u16string>{u"/x\u00DC\xDCFF"}));
+    EXPECT_EQ(bench.writer.Paths(), (std::vector<std::u16string>{u"", u"/x\u00DC\xDCFF"}));
     EXPECT_EQ(bench.dlg.ProcessMessage(1123), 2);
-    EXPECT_EQ(bench.dlg.ProcessMessage(1132), 1);
-    EXPECT_EQ(bench.dlg.ProcessMessage(1123), 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(273, 32776), 0);
+    EXPECT_EQ(bench.view.queueEditors, 1);
+    EXPECT_EQ(bench.dlg.ProcessMessage(273, 32777), 0);
+    EXPECT_EQ(bench.dlg.ProcessMessage(1123), 1) << "cleared";
     EXPECT_EQ(bench.dlg.ProcessMessage(275), 0);
+    EXPECT_EQ(bench.dlg.ProcessMessage(273, 4711), 0);
     EXPECT_EQ(bench.dlg.ProcessMessage(4711), 0);
-    EXPECT_EQ(bench.dlg.ProcessMessage(1117), 1);
-    EXPECT_EQ(bench.view.quits, std::vector<int>{0});
-}
-
-TEST(MessageTable, AddPath) {
-    DlgBench bench;
-    bench.dlg.ProcessMessage(UM_ADD_PATH);
-    bench.Queue(std::u16string(u"/a\0tail", 7));
-    EXPECT_EQ(bench.writer.Paths(), (std::vector<std::u16string>{u"", u"/a"}))
-        << "before any path the empty one is added; a path ends at its zero";
+    EXPECT_TRUE(bench.view.quits.empty());
     ASSERT_EQ(bench.view.Balloons().size(), 1U) << "the first files are told once";
     const FakeMainView::Balloon balloon = bench.view.Balloons()[0];
     EXPECT_EQ(balloon.title, u"Larkspin 1.4");
@@ -70,12 +65,25 @@ TEST(MessageTable, AddPath) {
               u"You have added first files to writing queue.\n\nTo add more files to queue use "
               u"Windows Explorer right-click menu.\nTo start writing Data CD quickly double-click "
               u"this icon.");
+    EXPECT_EQ(balloon.icon, BalloonIcon::Information);
     EXPECT_EQ(balloon.timeoutMs, 5000U);
+}
 
-    DlgBench taken;
-    taken.dlg.ProcessMessage(UM_TAKE_OVER_QUEUE);
-    taken.Queue(u"/a");
-    EXPECT_TRUE(taken.view.Balloons().empty());
+TEST(MessageTable, ATakenOverQueueIsQuiet) {
+    CEvent told(CEvent::Reset::Auto);
+    DlgBench bench;
+    bench.view.onBalloon = [&](const FakeMainView::Balloon&) { told.Set(); };
+    bench.files.AddFile(u"/big", 800'000'000);
+    bench.writer.AddPath(u"/big");
+    ASSERT_TRUE(told.Lock());
+    EXPECT_EQ(bench.view.Balloons().at(0).timeoutMs, 30000U);
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(bench.dlg.ProcessMessage(1132), 1);
+        EXPECT_EQ(bench.dlg.ProcessMessage(UM_QUERY_QUEUE), 1) << "the second time clears again";
+        EXPECT_TRUE(bench.writer.IsQueueExclusive());
+        bench.Queue(u"/big");
+    }
+    EXPECT_EQ(bench.view.Balloons().size(), 1U);
 }
 
 TEST(MessageTable, GuardedStarts) {
@@ -117,8 +125,9 @@ TEST(MessageTable, GuardedStarts) {
         EXPECT_TRUE(bench.view.errors.empty());
         if (test.starts) {
             EXPECT_EQ(bench.dlg.ProcessMessage(UM_QUERY_BUSY), 2);
-            bench.writer.AddPath(u"/queued.mp3");
-            EXPECT_EQ(bench.dlg.ProcessMessage(UM_WRITE_DATA), -1);
+            bench.Stage(test.staged);
+            EXPECT_EQ(bench.dlg.ProcessMessage(test.message, test.command),
+                      test.message == WM_COMMAND ? 0 : -1);
             ASSERT_EQ(bench.view.errors.size(), 1U);
             EXPECT_EQ(bench.view.errors[0].first,
                       u"Cannot perform your request right now. Disk operation in progress.");
@@ -136,34 +145,27 @@ TEST(MessageTable, EraseTakesTheStagedPathAwayAndEraseDiskTranslates) {
         EXPECT_EQ(bench.dlg.EraseDisk(drive), 0);
         ASSERT_TRUE(bench.AJobWasStarted());
         bench.EndJob();
+        EXPECT_EQ(bench.ui.Exits(), 0) << "a cancelled dialog leaves the program idle";
     }
     for (const char16_t* drive : {u"", u"sr", u"sr2", u"E", u"d", u"/home/sr1", u"Dx"}) {
         EXPECT_EQ(bench.dlg.EraseDisk(drive), -1) << ToNative(drive);
     }
 }
 
-TEST(MessageTable, OtherCommands) {
-    DlgBench bench;
-    bench.Queue(u"/a");
-    EXPECT_EQ(bench.dlg.ProcessMessage(WM_COMMAND, 32776), 0);
-    EXPECT_EQ(bench.view.queueEditors, 1);
-    EXPECT_EQ(bench.dlg.ProcessMessage(WM_COMMAND, 32777), 0);
-    EXPECT_TRUE(bench.writer.IsQueueEmpty());
-    EXPECT_EQ(bench.dlg.ProcessMessage(WM_COMMAND, 4711), 0);
-    EXPECT_TRUE(bench.view.quits.empty());
-}
-
-TEST(Quitting, CodesAndTheWaitForAJob) {
+TEST(Quitting, EndsAJobThatAsksAndWaitsForItsEnd) {
     const struct {
         uint32_t message;
         uint32_t command;
         int code;
-    } cases[] = {{UM_QUIT, 0, 0}, {WM_COMMAND, 1, 1}, {WM_COMMAND, 2, 2}, {WM_COMMAND, 32778, 0}};
+    } cases[] = {{1117, 0, 0}, {273, 1, 1}, {273, 2, 2}, {273, 32778, 0}};
     for (const auto& test : cases) {
         SCOPED_TRACE(test.command);
+        const int32_t answer = test.message == UM_QUIT ? 1 : 0;
         DlgBench idle;
-        idle.dlg.ProcessMessage(test.message, test.command);
+        EXPECT_EQ(idle.dlg.ProcessMessage(test.message, test.command), answer);
         EXPECT_EQ(idle.view.quits, std::vector<int>{test.code});
+        EXPECT_EQ(idle.dlg.ProcessMessage(UM_ADD_PATH), 0) << "the queue is about to go";
+        EXPECT_TRUE(idle.writer.IsQueueEmpty());
 
         CEvent asked(CEvent::Reset::Auto); // outlives the job's thread, which the bench joins
         DlgBench busy;
@@ -171,12 +173,20 @@ TEST(Quitting, CodesAndTheWaitForAJob) {
         busy.dlg.ProcessMessage(UM_WRITE_DATA);
         ASSERT_TRUE(busy.AJobWasStarted());
         busy.ui.onExit = [&] { asked.Set(); };
-        busy.dlg.ProcessMessage(test.message, test.command);
+        bool cancelled = false;
+        busy.view.onCancelQuestions = [&] { cancelled = true; };
+        EXPECT_EQ(busy.dlg.ProcessMessage(test.message, test.command), answer);
+        EXPECT_TRUE(cancelled) << "nobody has to answer the job's dialog";
         EXPECT_TRUE(busy.view.quits.empty()) << "not while the job runs";
+        EXPECT_EQ(busy.dlg.ProcessMessage(UM_ADD_PATH), 0);
+        EXPECT_EQ(busy.ui.Exits(), 0);
         busy.release.Set();
         ASSERT_TRUE(asked.Lock());
+        EXPECT_EQ(busy.dlg.ProcessMessage(UM_QUERY_BUSY), 1);
+        EXPECT_EQ(busy.dlg.ProcessMessage(UM_WRITE_DATA), -1) << "no other job comes in";
         busy.dlg.ProcessMessage(UM_QUIT); // what the request to exit amounts to
         EXPECT_EQ(busy.view.quits, std::vector<int>{test.code});
+        EXPECT_EQ(busy.writer.Paths().size(), 1U);
     }
 }
 

@@ -7,36 +7,30 @@
 namespace larkspin {
 namespace {
 
-TEST(Settings, AFirstStartMakesTheKeysAndTakesTheDefaults) {
+TEST(Settings, LoadReadsAnewAndTakesNumbersOnly) {
     MemoryStore store;
-    const Settings settings(store);
+    Settings settings(store);
+    const auto values = [&settings] {
+        return std::vector<uint32_t>{settings.BufferUnderrunProtection, settings.WriteSpeedControl,
+                                     settings.BeepWhenDone, settings.GaplessAudioWrite,
+                                     settings.ShowFileIcons};
+    };
+    EXPECT_EQ(values(), (std::vector<uint32_t>{1, 1, 0, 1, 1}));
     EXPECT_EQ(store.created,
               (std::vector<std::string>{"Software\\Quernstone Development",
                                         "Software\\Quernstone Development\\Tunebarrow",
                                         "Software\\Quernstone Development\\cdwrite"}));
-    EXPECT_EQ(settings.BufferUnderrunProtection, 1U);
-    EXPECT_EQ(settings.WriteSpeedControl, 1U);
-    EXPECT_EQ(settings.BeepWhenDone, 0U);
-    EXPECT_EQ(settings.GaplessAudioWrite, 1U);
-    EXPECT_EQ(settings.ShowFileIcons, 1U);
-}
-
-TEST(Settings, LoadReadsAnewAndTakesNumbersOnly) {
-    MemoryStore store;
     store.WriteNumber(kSettingsKey, "BufferUnderrunProtection", 0);
     store.WriteNumber(kSettingsKey, "BeepWhenDone", 7);
-    store.WriteText(kSettingsKey, "WriteSpeedControl", u"0");
-    Settings settings(store);
-    EXPECT_EQ(settings.BufferUnderrunProtection, 0U);
-    EXPECT_EQ(settings.BeepWhenDone, 7U);
-    EXPECT_EQ(settings.WriteSpeedControl, 1U) << "of another type: as if missing";
-    EXPECT_TRUE(store.created.empty());
-
-    store.WriteText(kSettingsKey, "BufferUnderrunProtection", u"0");
+    store.WriteText(kSettingsKey, "WriteSpeedControl", u"0"); // of another type: as if missing
+    settings.Load();
+    EXPECT_EQ(values(), (std::vector<uint32_t>{0, 1, 7, 1, 1}));
+    store.WriteText(kSettingsKey, "BufferUnderrunProtection", u"0"); // back to the default
+    store.WriteNumber(kSettingsKey, "GaplessAudioWrite", 0);
     store.WriteNumber(kSettingsKey, "ShowFileIcons", 0);
     settings.Load();
-    EXPECT_EQ(settings.BufferUnderrunProtection, 1U) << "back to the default";
-    EXPECT_EQ(settings.ShowFileIcons, 0U);
+    EXPECT_EQ(values(), (std::vector<uint32_t>{1, 1, 7, 0, 0}));
+    EXPECT_EQ(store.created.size(), 3U);
 }
 
 TEST(Settings, AStoreThatTakesNoKeyLeavesTheRecord) {

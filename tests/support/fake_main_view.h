@@ -28,6 +28,7 @@ class FakeMainView final : public IMainView {
     // Called with each balloon, on the thread that shows it.
     std::function<void(const Balloon& balloon)> onBalloon;
 
+    std::function<void()> onCancelQuestions = [] {};
     std::optional<uint32_t> clickTimerMs; // set while the timer runs
     std::function<void()> clickTick;
     std::function<void()> afterPainting; // the test calls it
@@ -62,6 +63,7 @@ class FakeMainView final : public IMainView {
         menuCommand = std::move(command);
     }
     void ShowQueueEditor() override { ++queueEditors; }
+    void CancelQuestions() override { onCancelQuestions(); }
     void ShowErrorBox(const std::u16string& text, const std::u16string& title) override {
         errors.emplace_back(text, title);
     }

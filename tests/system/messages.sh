@@ -106,6 +106,49 @@ expect_message 2 1123 0
 "$send" quit
 within 30 not_running
 
+# --- nobody has to answer a dialog before the program can end, and no disc is written then ---
+window_is_up() {
+    xdotool search --onlyvisible --name '^Larkspin' >/dev/null
+}
+ask_to_write() {
+    expect 0 add "$work/early.txt"
+    expect 0 write-data
+    within 20 window_is_up
+}
+ask_to_write
+"$send" quit
+within 30 not_running
+ask_to_write
+kill "$(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus / \
+    org.freedesktop.DBus.GetConnectionUnixProcessID string:org.larkspin.Larkspin |
+    awk '{ print $2 }')"
+within 30 not_running
+[[ ! -s $work/disc/track-01.iso ]] || fail 'a disc was written that nobody asked for'
+
+# --- a disc that is being written is finished, whether the user quits or nobody reads the output
+# any more; what is added meanwhile goes to the next instance ---
+is_running() {
+    "$send" query | grep -q '^queue: '
+}
+press_return_until_it_writes() {
+    xdotool key Return
+    [[ -s $work/quit/track-01.iso ]]
+}
+LARKSPIN_VIRTUAL_DRIVE=$work/quit LARKSPIN_VIRTUAL_SPEED=0.05 "$larkspin" 2>&1 | true &
+within 20 is_running
+head -c 2000000 /dev/urandom >"$work/large.bin"
+expect 0 add "$work/large.bin"
+expect 0 write-data
+within 60 press_return_until_it_writes
+"$send" quit
+expect 0 add "$work/plain.txt"
+expect_message 2 1123 0
+mkdir "$work/finished"
+bsdtar -xf "$work/quit/track-01.iso" -C "$work/finished"
+cmp "$work/large.bin" "$work/finished/large.bin"
+"$send" quit
+within 30 not_running
+
 # --- paths of any bytes, given relative and through a link ---
 odd=$'b\xff\xfe \xc3\x9c\n.txt'
 head -c 70000 /dev/urandom >"$work/source/$odd"

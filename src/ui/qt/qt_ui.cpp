@@ -20,8 +20,11 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <new>
 #include <optional>
+#include <utility>
+#include <vector>
 
 // Outside of the namespace, as the resource compiler has it.
 static void InitArtwork() {
@@ -33,6 +36,9 @@ namespace larkspin {
 namespace {
 
 using Callback = CCDWriterUITrayIcon::Callback;
+
+// How long a message stays that nobody may be there to read.
+constexpr std::chrono::minutes kLastWordsTime{1};
 
 Callback ToCallback(std::function<void()> function) {
     return Callback([function = std::move(function)] {
@@ -71,6 +77,7 @@ class QtUi::Impl {
     // Main thread.
     void OpenParameters(const ParameterContent& content, std::function<void(uint32_t)> driveChanged,
                         std::function<void(std::optional<ParameterInput>)> done);
+    void KeepQuestion(QDialog* question);
     void PushCallbacks(JobKind kind);
     void RefreshTray();
 
@@ -81,6 +88,8 @@ class QtUi::Impl {
     CMainThread m_main;
     CWindowSet m_windows;
     QPointer<CParameterWindow> m_pParameters;
+    std::vector<QPointer<QDialog>> m_questions;       // what a job waits for
+    bool m_bLeaving = false;                          // main thread
     std::array<std::unique_ptr<JobDialog>, 4> m_jobs; // by JobKind
     CEditQueueDialog m_queueLogic;
     CQueueModel m_queueModel;
@@ -164,6 +173,10 @@ QtUi::Impl::AskParameters(const ParameterContent& content,
     const auto answer = std::make_shared<std::optional<ParameterInput>>();
     const bool answered = m_main.PostAndWait(
         [this, content, selectDrive, answer](const std::shared_ptr<CWaitingCall>& call) {
+            if (m_bLeaving) {
+                call->Finish();
+                return;
+            }
             OpenParameters(
                 content,
                 [this, selectDrive, call](uint32_t drive) {
@@ -190,10 +203,15 @@ void QtUi::Impl::OpenParameters(const ParameterContent& content,
     auto window = std::make_unique<CParameterWindow>(content);
     m_pParameters = window.get();
     m_pParameters->OnDriveChanged(std::move(driveChanged));
-    m_windows.Open(
+    KeepQuestion(m_windows.Open(
         std::move(window), [done = std::move(done), open = m_pParameters.data()](int result) {
             done(result == QDialog::Accepted ? std::optional(open->Input()) : std::nullopt);
-        });
+        }));
+}
+
+void QtUi::Impl::KeepQuestion(QDialog* question) {
+    std::erase_if(m_questions, [](const QPointer<QDialog>& other) { return other.isNull(); });
+    m_questions.emplace_back(question);
 }
 
 void QtUi::Impl::PushCallbacks(JobKind kind) {
@@ -345,11 +363,19 @@ bool QtUi::AskUser(const std::u16string& text, const std::u16string& title, BoxB
     const bool answered =
         m_pImpl->m_main.PostAndWait([impl = m_pImpl.get(), text, title, buttons, icon,
                                      answer](const std::shared_ptr<CWaitingCall>& call) {
-            OpenMessageBox(impl->m_windows, text, title, buttons, icon, false,
-                           [answer, call](bool yes) {
-                               *answer = yes;
-                               call->Finish();
-                           });
+            if (impl->m_bLeaving && buttons != BoxButtons::Ok) {
+                call->Finish();
+                return;
+            }
+            QDialog* const box = OpenMessageBox(impl->m_windows, text, title, buttons, icon, false,
+                                                [answer, call](bool yes) {
+                                                    *answer = yes;
+                                                    call->Finish();
+                                                });
+            impl->KeepQuestion(box);
+            if (impl->m_bLeaving) {
+                QTimer::singleShot(kLastWordsTime, box, &QDialog::reject);
+            }
         });
     return answered && *answer;
 }
@@ -409,6 +435,16 @@ void QtUi::TrackIdleMenu(const IdleMenuState& state, std::function<void(uint32_t
 void QtUi::ShowQueueEditor() {
     m_pImpl->m_queueWindow.RefreshRows();
     BringToFront(m_pImpl->m_queueWindow);
+}
+
+void QtUi::CancelQuestions() {
+    m_pImpl->m_bLeaving = true;
+    for (const QPointer<QDialog>& question : std::exchange(m_pImpl->m_questions, {})) {
+        // One that was answered a moment ago is still there, but hidden.
+        if (question != nullptr && question->isVisible()) {
+            question->reject();
+        }
+    }
 }
 
 void QtUi::ShowErrorBox(const std::u16string& text, const std::u16string& title) {

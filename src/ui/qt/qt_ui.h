@@ -75,6 +75,7 @@ class QtUi final : public CCDWriterUI, public IMainView {
     uint32_t DoubleClickTimeMs() override;
     void TrackIdleMenu(const IdleMenuState& state, std::function<void(uint32_t)> command) override;
     void ShowQueueEditor() override;
+    void CancelQuestions() override;
     void ShowErrorBox(const std::u16string& text, const std::u16string& title) override;
     void Quit(int code) override;
 

@@ -222,5 +222,36 @@ TEST_F(DialogsTest, ReleaseEndsEveryWaitWithTheCancelledAnswer) {
     EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
 }
 
+// The program is to leave, but its job has to end first.
+TEST_F(DialogsTest, CancelledQuestionsEndAndNoOtherComesUp) {
+    const auto ask = [this](const char16_t* text, BoxButtons buttons) {
+        return Job(
+            [this, text, buttons] { return ui->AskUser(text, u"t", buttons, BoxIcon::None); });
+    };
+    auto dialog = Job([&] { return ui->ShowDataParameters(u""); });
+    Await<QLineEdit>("1011");
+    auto question = ask(u"yes?", BoxButtons::YesNo);
+    auto told = ask(u"told", BoxButtons::Ok);
+    AwaitBox("yes?");
+    AwaitBox("told");
+    ui->CancelQuestions();
+    EXPECT_TRUE(Finish(dialog).bCancelled);
+    EXPECT_FALSE(Finish(question));
+    EXPECT_FALSE(Finish(told));
+
+    auto laterDialog = Job([&] { return ui->ShowEraseType({}); });
+    EXPECT_EQ(Finish(laterDialog).mode, EraseMode::Cancelled);
+    auto laterQuestion = ask(u"ok?", BoxButtons::OkCancel);
+    EXPECT_FALSE(Finish(laterQuestion));
+    // What became of a disc is still told, for a while.
+    auto read = ask(u"read", BoxButtons::Ok);
+    QTest::keyClick(AwaitBox("read"), Qt::Key_Return);
+    EXPECT_TRUE(Finish(read));
+    auto unread = ask(u"unread", BoxButtons::Ok);
+    AwaitBox("unread");
+    ui->CancelQuestions();
+    EXPECT_FALSE(Finish(unread));
+}
+
 } // namespace
 } // namespace larkspin
