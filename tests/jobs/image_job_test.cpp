@@ -1,6 +1,5 @@
 // The image job, row by row: what is written, what is refused, and what the user is told.
 #include "job_bench.h"
-#include "job_texts.h"
 #include "support/memory_files.h"
 
 #include <cstdlib>
@@ -8,17 +7,18 @@
 namespace larkspin {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr size_t kSector = 2048;
-constexpr int32_t kFirstFrame = 150; // the user's data begins at 00:02:00
 
-constexpr const char16_t* kNotForImage =
-    u"The disk is not suitable for image burning. It's not empty and cannot be erased.\n\n"
-    u"Please insert another disk and press \"OK\".";
 constexpr const char16_t* kUnidentified =
     u"The disk type cannot be identified.\n\nShould Larkspin ignore this and proceed with "
     u"writing?\n\nIf you're unsure say \"No\".";
+constexpr const char16_t* kWasteDvd =
+    u"You are going to write DVD disk, but image size is small enough to fit CD-R/RW disk.\n\n"
+    u"Should Larkspin ignore this and proceed with writing anyway?";
+constexpr const char16_t* kWasteLayer =
+    u"You are going to write Double Layer disk, but image size is small enough to fit single layer "
+    u"disk. You're going to waste your expensive Double Layer disk.\n\n"
+    u"Should Larkspin ignore this and proceed with writing anyway?";
 constexpr const char16_t* kNoImage = u"Internal error #561. Unable to open image file.";
 constexpr const char16_t* kImageGone = u"Internal error #562. Unable to open image file.";
 constexpr const char16_t* kNotStarted = u"Internal error #563. Unable to initiate recording.";
@@ -29,12 +29,6 @@ constexpr const char16_t* kWriteFailed =
 constexpr const char16_t* kImageShorter =
     u"The image file ended before all of it was written. The disk is not complete.";
 constexpr const char16_t* kLeadIn = u"Writing lead-in...";
-
-constexpr uint8_t kWrite = 0x2A;
-constexpr uint8_t kSynchronizeCache = 0x35;
-constexpr uint8_t kReadDiscInfo = 0x51;
-constexpr uint8_t kCloseSession = 0x5B;
-constexpr uint8_t kSendCueSheet = 0x5D;
 
 std::u16string TooLargeText(int megabytes) {
     return FormatWide("The image size exceeds disk capacity by %dMb and cannot be written.\n\n"
@@ -64,42 +58,6 @@ FileBytes ReadBack(JobBench& bench, size_t sectors) {
     return bytes;
 }
 
-// A drive that takes any session at once, and keeps what it was sent of it.
-class TolerantDrive {
-  public:
-    explicit TolerantDrive(JobBench& bench) {
-        bench.drive.SetScript(
-            [this](const PortRequest& request, uint64_t) { return Answer(request); });
-    }
-
-    FileBytes cueSheet;
-    FileBytes pregap;
-    FileBytes data;
-    bool ended = false;
-
-  private:
-    std::optional<InjectedAnswer> Answer(const PortRequest& request) {
-        const auto* sent = static_cast<const uint8_t*>(request.data);
-        const auto keep = [&](FileBytes& bytes) {
-            bytes.insert(bytes.end(), sent, sent + request.length);
-        };
-        switch (request.cdb[0]) {
-        case kSendCueSheet:
-            keep(cueSheet);
-            return InjectedAnswer();
-        case kWrite:
-            keep(request.cdb[2] == 0xFF ? pregap : data); // blocks below 0
-            return InjectedAnswer();
-        case kSynchronizeCache:
-        case kCloseSession:
-            ended = true;
-            return InjectedAnswer();
-        default:
-            return std::nullopt;
-        }
-    }
-};
-
 TEST(ImageJob, WholeSectorsOnly) {
     for (const size_t bytes :
          {300 * kSector, 302 * kSector + 1, 303 * kSector - 1, 320 * kSector, 321 * kSector + 77}) {
@@ -115,7 +73,6 @@ TEST(ImageJob, WholeSectorsOnly) {
         EXPECT_EQ(bench.ui.Progress(JobKind::Image), 100);
         EXPECT_EQ(bench.Track(), image);
         EXPECT_TRUE(bench.WasEjected());
-        EXPECT_FALSE(bench.drive.IsDoorLocked());
         EXPECT_TRUE(bench.IsClosed());
     }
 }
@@ -126,33 +83,35 @@ TEST(ImageJob, ShortImagesAreUpToTheDrive) {
     for (const size_t bytes : {size_t{0}, size_t{1}, kSector - 1, kSector, kSector + 1,
                                15 * kSector, 17 * kSector + 5, 299 * kSector}) {
         SCOPED_TRACE(bytes);
-        const size_t sectors = bytes / kSector;
         FileBytes image = Payload(bytes, 1);
-        {
-            JobBench bench;
-            EXPECT_EQ(bench.RunImage(bench.AddFile("image", image)), JobEnd::Exit);
-            EXPECT_EQ(bench.ui.Texts(), Texts{kNotStarted});
-            EXPECT_FALSE(bench.WasEjected());
-            EXPECT_FALSE(bench.drive.IsDoorLocked());
-            // Not a sector is lost: the next image goes on the same disc.
-            const FileBytes next = Payload(300 * kSector, 2);
-            EXPECT_EQ(bench.RunImage(bench.AddFile("next", next)), JobEnd::Exit);
-            EXPECT_EQ(ReadBack(bench, 300), next);
-        }
         JobBench bench;
-        TolerantDrive drive(bench);
         EXPECT_EQ(bench.RunImage(bench.AddFile("image", image)), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts(), Texts{});
-        EXPECT_TRUE(bench.WasEjected());
-        ASSERT_EQ(drive.cueSheet.size(), 32U);
-        const auto leadOut = static_cast<int32_t>(sectors) + kFirstFrame;
-        EXPECT_EQ(
-            FileBytes(drive.cueSheet.end() - 3, drive.cueSheet.end()),
-            (FileBytes{0, static_cast<uint8_t>(leadOut / 75), static_cast<uint8_t>(leadOut % 75)}));
-        EXPECT_EQ(drive.pregap, FileBytes(kFirstFrame * kSector));
-        image.resize(sectors * kSector);
-        EXPECT_EQ(drive.data, image);
-        EXPECT_TRUE(drive.ended);
+        EXPECT_EQ(bench.ui.Texts(), Texts{kNotStarted});
+        EXPECT_FALSE(bench.WasEjected());
+        // Not a sector is lost: the next image goes on the same disc.
+        const FileBytes next = Payload(300 * kSector, 2);
+        EXPECT_EQ(bench.RunImage(bench.AddFile("next", next)), JobEnd::Exit);
+        EXPECT_EQ(ReadBack(bench, 300), next);
+
+        // A drive that takes any session is sent the image's whole sectors.
+        JobBench tolerant;
+        FileBytes sent;
+        tolerant.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+            constexpr uint8_t kBelowZero = 0xFF; // the pre-gap
+            if (request.cdb[0] == mmc::kWrite10 && request.cdb[2] != kBelowZero) {
+                const auto* data = static_cast<const uint8_t*>(request.data);
+                sent.insert(sent.end(), data, data + request.length);
+            }
+            return request.cdb[0] == mmc::kWrite10 || request.cdb[0] == mmc::kSendCueSheet
+                       ? std::optional<InjectedAnswer>(InjectedAnswer())
+                       : std::nullopt;
+        };
+        EXPECT_EQ(tolerant.RunImage(tolerant.AddFile("image", image)), JobEnd::Exit);
+        EXPECT_EQ(tolerant.ui.Texts(), Texts{});
+        EXPECT_TRUE(tolerant.WasEjected());
+        image.resize(bytes / kSector * kSector);
+        EXPECT_EQ(sent, image);
+        EXPECT_GT(tolerant.commands[mmc::kSynchronizeCache], 0);
     }
 }
 
@@ -223,16 +182,9 @@ TEST(ImageJob, ADiscOfUnknownCapacityIsUpToTheUser) {
     };
     for (const auto& test : cases) {
         JobBench bench;
-        bench.drive.SetScript(
-            [&](const PortRequest& request, uint64_t) -> std::optional<InjectedAnswer> {
-                if (request.cdb[0] != kReadDiscInfo || request.length < 24) {
-                    return std::nullopt;
-                }
-                auto* info = static_cast<uint8_t*>(request.data);
-                std::fill_n(info, request.length, uint8_t{0}); // an empty disc
-                std::fill_n(info + 16, 8, uint8_t{0xFF});      // whose lead-outs are not known
-                return InjectedAnswer();
-            });
+        FileBytes info(34);                               // an empty disc
+        std::fill_n(info.begin() + 16, 8, uint8_t{0xFF}); // whose lead-outs are not known
+        bench.AnswerCommand(mmc::kReadDiscInformation, info);
         bench.ui.onBox = [&](const FakeUi::Box& box) {
             EXPECT_TRUE(box.text != kUnidentified || box.buttons == BoxButtons::YesNo);
             return test.goOn;
@@ -253,50 +205,39 @@ TEST(ImageJob, ImagesThatAreNone) {
         EXPECT_EQ(bench.ui.Texts().back(), kNoImage);
     }
     EXPECT_EQ(bench.ui.Headers(), Texts{});
-    bench.ui.image.nDriveIndex = 3;
-    EXPECT_EQ(bench.RunImage(bench.AddFile("image", Payload(4096, 1))), JobEnd::Exit);
-    EXPECT_EQ(bench.ui.Texts().size(), 2U) << "a drive that isn't there is left in silence";
 }
 
 TEST(ImageJob, AnImageThatChangesBehindTheDialog) {
-    const auto resize = [](const fs::path& image, uint64_t bytes) {
-        fs::resize_file(image, bytes);
-    };
+    constexpr int kDeleted = -1;
+    constexpr int kFolder = -2;
     const struct {
-        const char* name;
-        std::function<void(const fs::path&)> change;
+        int bytes; // what it has then, or what it is
         Texts texts;
         size_t sectors; // that are on the disc
-    } cases[] = {
-        {"deleted", [](const fs::path& image) { fs::remove(image); }, {kImageGone}, 0},
-        {"a folder now",
-         [](const fs::path& image) {
-             fs::remove(image);
-             fs::create_directory(image);
-         },
-         {kImageGone},
-         0},
-        {"shrunk within a sector",
-         [&](const fs::path& image) { resize(image, 400 * kSector + 5); },
-         {kImageShorter},
-         400},
-        {"shrunk to whole sectors",
-         [&](const fs::path& image) { resize(image, 401 * kSector); },
-         {kImageShorter},
-         401},
-        {"emptied", [&](const fs::path& image) { resize(image, 0); }, {kImageShorter}, 0},
-        {"grown", [&](const fs::path& image) { resize(image, 900 * kSector); }, {}, 800},
-    };
+    } cases[] = {{kDeleted, {kImageGone}, 0},
+                 {kFolder, {kImageGone}, 0},
+                 {400 * kSector + 5, {kImageShorter}, 400},
+                 {401 * kSector, {kImageShorter}, 401},
+                 {0, {kImageShorter}, 0},
+                 {900 * kSector, {}, 800}};
     for (const auto& test : cases) {
-        SCOPED_TRACE(test.name);
+        SCOPED_TRACE(test.bytes);
         JobBench bench;
         FileBytes image = Payload(800 * kSector, 1);
         const std::u16string path = bench.AddFile("image", image);
-        bench.ui.onDialog = [&] { test.change(bench.Source() / "image"); };
+        bench.ui.onDialog = [&] {
+            if (test.bytes >= 0) {
+                fs::resize_file(bench.Source() / "image", static_cast<uintmax_t>(test.bytes));
+                return;
+            }
+            fs::remove(bench.Source() / "image");
+            if (test.bytes == kFolder) {
+                fs::create_directory(bench.Source() / "image");
+            }
+        };
         EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
         EXPECT_EQ(bench.ui.Texts(), test.texts);
         EXPECT_EQ(bench.WasEjected(), test.texts != Texts{kImageGone});
-        EXPECT_FALSE(bench.drive.IsDoorLocked());
         image.resize(test.sectors * kSector);
         FileBytes written = bench.Track();
         written.resize(std::min(written.size(), image.size()));
@@ -305,71 +246,30 @@ TEST(ImageJob, AnImageThatChangesBehindTheDialog) {
 }
 
 TEST(ImageJob, AReadFaultEndsIt) {
-    for (const size_t failsAt : {size_t{0}, kSector, 399 * kSector}) {
+    for (const size_t failsAt : {size_t{0}, kSector, 399 * kSector, SIZE_MAX}) {
         SCOPED_TRACE(failsAt);
-        JobBench bench;
         MemoryFiles files(Payload(400 * kSector, 1));
-        files.m_nFailsAt = failsAt;
         files.m_nMost = kSector - 1; // a read may bring less than was asked for
-        JobEnv env{bench.host, bench.ui, bench.drives, files, bench.clock};
+        files.m_nFailsAt = failsAt;
+        JobBench bench("cd-r", 0, files);
         bench.ui.image.nCopies = 2;
-        EXPECT_EQ(bench.Run([&] { return ImageJob(env, u"/image"); }), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts(), Texts{kReadFailed});
-        EXPECT_FALSE(bench.WasEjected());
-        EXPECT_FALSE(bench.drive.IsDoorLocked());
+        EXPECT_EQ(bench.RunImage(u"/image"), JobEnd::Exit);
+        const bool whole = failsAt == SIZE_MAX;
+        EXPECT_EQ(bench.ui.Texts(), Texts{whole ? NextCopyText(1, 2) : kReadFailed});
+        EXPECT_EQ(bench.WasEjected(), whole);
+        EXPECT_EQ(whole && bench.Track() == files.m_bytes, whole);
     }
-    JobBench bench;
-    MemoryFiles files(Payload(400 * kSector, 1));
-    files.m_nMost = kSector - 1;
-    JobEnv env{bench.host, bench.ui, bench.drives, files, bench.clock};
-    EXPECT_EQ(bench.Run([&] { return ImageJob(env, u"/image"); }), JobEnd::Exit);
-    EXPECT_EQ(bench.Track(), files.m_bytes);
 }
 
 TEST(ImageJob, AWriteFaultEndsItAndTheCacheIsEmptied) {
     JobBench bench;
-    int writes = 0;
-    int synchronized = 0;
-    bench.drive.SetScript(
-        [&](const PortRequest& request, uint64_t) -> std::optional<InjectedAnswer> {
-            synchronized += writes > 0 && request.cdb[0] == kSynchronizeCache ? 1 : 0;
-            const bool isData = request.cdb[0] == kWrite && request.cdb[2] != 0xFF;
-            return isData && ++writes == 3
-                       ? std::optional<InjectedAnswer>(FailWith(3, 0x0C, 0)) // WRITE ERROR
-                       : std::nullopt;
-        });
     bench.ui.image.nCopies = 2;
+    bench.FailCommand(mmc::kWrite10, 12, FailWith(3, 0x0C, 0)); // WRITE ERROR behind the pre-gap
     EXPECT_EQ(bench.RunImage(bench.AddFile("image", Payload(400 * kSector, 1))), JobEnd::Exit);
     EXPECT_EQ(bench.ui.Texts(), Texts{kWriteFailed});
-    EXPECT_EQ(writes, 3) << "nothing goes to a disc after that";
-    EXPECT_EQ(synchronized, 1);
+    EXPECT_EQ(bench.commands[mmc::kWrite10], 12) << "nothing goes to a disc after that";
+    EXPECT_EQ(bench.commands[mmc::kSynchronizeCache], 1);
     EXPECT_FALSE(bench.WasEjected());
-}
-
-TEST(ImageJob, DiscsThatWillNotDo) {
-    JobBench closed("cd-r");
-    closed.Finalize();
-    const std::u16string path = closed.AddFile("image", Payload(400 * kSector, 1));
-    int asked = 0;
-    closed.ui.onBox = [&](const FakeUi::Box& box) {
-        EXPECT_EQ(box.buttons, BoxButtons::OkCancel);
-        return ++asked < 3; // the same disc brings the same box
-    };
-    EXPECT_EQ(closed.RunImage(path), JobEnd::Exit);
-    EXPECT_EQ(closed.ui.Texts(), (Texts{kNotForImage, kNotForImage, kNotForImage}));
-    EXPECT_FALSE(closed.WasEjected());
-
-    JobBench small("cd-r", 1000);
-    EXPECT_EQ(small.RunImage(small.AddFile("image", FileBytes(2025 * kSector))), JobEnd::Exit);
-    EXPECT_EQ(small.ui.Texts(), Texts{TooLargeText(2)});
-    EXPECT_FALSE(small.WasEjected());
-
-    JobBench kept("cd-rw");
-    kept.Finalize();
-    const FileBytes before = kept.Track();
-    EXPECT_EQ(kept.RunImage(kept.AddFile("image", Payload(400 * kSector, 2))), JobEnd::Exit);
-    EXPECT_EQ(kept.ui.Texts(), Texts{kNotBlankText});
-    EXPECT_EQ(kept.Track(), before) << "No leaves the disc as it is";
 }
 
 TEST(ImageJob, CopiesOneAfterTheOther) {
@@ -380,7 +280,8 @@ TEST(ImageJob, CopiesOneAfterTheOther) {
     std::vector<std::string> discs{bench.disc};
     bench.ui.onBox = [&](const FakeUi::Box& box) {
         EXPECT_EQ(box.buttons, BoxButtons::OkCancel);
-        EXPECT_EQ(box.icon, box.text == kNotForImage ? BoxIcon::None : BoxIcon::Question);
+        const bool isNextCopy = box.text.starts_with(u"Written ");
+        EXPECT_EQ(box.icon, isNextCopy ? BoxIcon::Question : BoxIcon::None);
         if (box.text == NextCopyText(1, 3)) {
             EXPECT_TRUE(bench.drive.Insert(discs[0])); // not another disc at all
         } else {
@@ -390,7 +291,10 @@ TEST(ImageJob, CopiesOneAfterTheOther) {
         return true;
     };
     EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
-    EXPECT_EQ(bench.ui.Texts(), (Texts{NextCopyText(1, 3), kNotForImage, NextCopyText(2, 3)}));
+    const Texts texts = bench.ui.Texts();
+    ASSERT_EQ(texts.size(), 3U);
+    EXPECT_EQ(texts[0], NextCopyText(1, 3));
+    EXPECT_EQ(texts[2], NextCopyText(2, 3));
     EXPECT_EQ(bench.ejects, 3);
     ASSERT_EQ(discs.size(), 3U);
     for (const std::string& disc : discs) {
@@ -401,33 +305,15 @@ TEST(ImageJob, CopiesOneAfterTheOther) {
 TEST(ImageJob, CopiesEndWithTheUserOrTheImage) {
     const struct {
         const char* name;
-        std::function<bool(JobBench&)> onPrompt;
-        bool cancelSecond;
+        bool again; // says the user after the first
+        bool cancel;
+        bool isGone;
         Texts texts;
         int ejects;
     } cases[] = {
-        {"the prompt is cancelled",
-         [](JobBench&) { return false; },
-         false,
-         {NextCopyText(1, 20)},
-         1},
-        {"the second copy is cancelled",
-         [](JobBench& bench) {
-             bench.InsertNew("cd-r");
-             return true;
-         },
-         true,
-         {NextCopyText(1, 20)},
-         2},
-        {"the image is gone",
-         [](JobBench& bench) {
-             bench.InsertNew("cd-r");
-             fs::remove(bench.Source() / "image");
-             return true;
-         },
-         false,
-         {NextCopyText(1, 20), kImageGone},
-         1},
+        {"the prompt is cancelled", false, false, false, {NextCopyText(1, 20)}, 1},
+        {"the second copy is cancelled", true, true, false, {NextCopyText(1, 20)}, 2},
+        {"the image is gone", true, false, true, {NextCopyText(1, 20), kImageGone}, 1},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
@@ -435,22 +321,69 @@ TEST(ImageJob, CopiesEndWithTheUserOrTheImage) {
         const std::u16string path = bench.AddFile("image", Payload(400 * kSector, 1));
         bench.ui.image.nCopies = 33; // held at 20
         bench.ui.onBox = [&](const FakeUi::Box& box) {
-            return box.text == NextCopyText(1, 20) && test.onPrompt(bench);
+            if (box.text == NextCopyText(1, 20)) {
+                bench.InsertNew("cd-r");
+                if (test.isGone) {
+                    fs::remove(bench.Source() / "image");
+                }
+            }
+            return test.again;
         };
         bench.ui.onProgress = [&](JobKind kind, int percent) {
-            if (test.cancelSecond && bench.ejects == 1 && percent >= 50) {
+            if (test.cancel && bench.ejects == 1 && percent >= 50) {
                 bench.ui.Cancel(kind);
             }
         };
         EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
         EXPECT_EQ(bench.ui.Texts(), test.texts);
         EXPECT_EQ(bench.ejects, test.ejects);
-        EXPECT_FALSE(bench.drive.IsDoorLocked());
     }
 }
 
-// What other programs make, on each kind of disc, and blank or full before.
-TEST(ImageJob, ImagesOfOtherProgramsComeBackByteByByte) {
+TEST(ImageJob, ADiscThatWouldBeWastedIsUpToTheUser) {
+    constexpr uint64_t kSingleLayer = 2'300'000;
+    const struct {
+        const char* kind;
+        uint64_t sectors;
+        Texts questions;
+    } cases[] = {
+        {"dvd-r", 359'999, {kWasteDvd}},
+        {"dvd-r", 360'000, {}},
+        {"dvd-rw", 400, {}}, // can be erased
+        {"dvd+r-dl", 400, {kWasteDvd, kWasteLayer}},
+        {"dvd+r-dl", kSingleLayer - 1, {kWasteLayer}},
+        {"dvd+r-dl", kSingleLayer, {}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(Format("%s, %d", test.kind, static_cast<int>(test.sectors)));
+        JobBench bench(test.kind);
+        bench.ui.onBox = [](const FakeUi::Box& box) { return box.buttons == BoxButtons::YesNo; };
+        bench.ui.onStatus = [&](JobKind kind, const std::u16string&) { bench.ui.Cancel(kind); };
+        EXPECT_EQ(bench.RunImage(AddSparse(bench, test.sectors * kSector)), JobEnd::Exit);
+        EXPECT_EQ(bench.ui.Texts(), test.questions);
+        EXPECT_EQ(bench.ui.Starts(JobKind::Image), 1);
+    }
+    for (const bool isThere : {true, false}) {
+        JobBench bench("dvd-r");
+        const FileBytes image = Payload(400 * kSector, 1);
+        bench.ui.onBox = [&](const FakeUi::Box& box) {
+            const bool ok = box.buttons == BoxButtons::Ok && isThere;
+            if (ok) {
+                bench.InsertNew("cd-r");
+            }
+            // When the program goes away every answer is No, and OK is none.
+            return ok || bench.ui.Texts().size() > 9;
+        };
+        EXPECT_EQ(bench.RunImage(bench.AddFile("image", image)), JobEnd::Exit);
+        EXPECT_EQ(bench.ui.Texts(),
+                  (Texts{kWasteDvd, u"Please insert another disk and press \"OK\"."}));
+        EXPECT_EQ(bench.Track(), isThere ? image : FileBytes());
+    }
+}
+
+// What other programs make, and an image of our own with UDF, DVD-Video and boot data, on each kind
+// of disc, blank or full before.
+TEST(ImageJob, ImagesComeBackByteByByte) {
     const struct {
         const char* kind;
         bool finalized;   // before the job
@@ -458,108 +391,49 @@ TEST(ImageJob, ImagesOfOtherProgramsComeBackByteByByte) {
     } discs[] = {{"cd-r", false, 0},  {"cd-rw", false, 0},   {"cd-rw", true, 1},
                  {"dvd-r", false, 1}, {"dvd+r", false, 1},   {"dvd+rw", false, 0},
                  {"dvd+rw", true, 0}, {"dvd+r-dl", false, 2}};
-    const struct {
-        const char* name;
-        std::string command; // with the folder and the image after it
-    } makers[] = {
-        {"xorriso", "xorriso -as mkisofs -quiet -R -J -V OTHER -o image . >/dev/null 2>&1"},
-        {"mkudffs", "truncate -s 3M image && PATH=$PATH:/sbin:/usr/sbin mkudffs --blocksize=2048 "
-                    "--label=OTHER image >/dev/null"},
+    // Run where the files are; the image goes to $IMAGE.
+    const std::string makers[] = {
+        "xorriso -as mkisofs -quiet -R -J -V OTHER -o $IMAGE .",
+        "truncate -s 3M $IMAGE && PATH=$PATH:/sbin:/usr/sbin mkudffs --blocksize=2048 $IMAGE",
+        LARKSPIN_LAB " volume --udf --dvd-video --boot boot/loader --output $IMAGE "
+                     "VIDEO_TS boot data && "
+                     // The boot catalog is the one file that no source has.
+                     "7z x -tUDF -o$IMAGE.out $IMAGE && rm $IMAGE.out/boot.catalog && "
+                     "diff -r . $IMAGE.out",
     };
+    // A video manager alone, whose backup lies nine sectors behind its own two.
+    FileBytes manager(2 * kSector);
+    std::ranges::copy(std::string_view("DVDVIDEO-VMG"), manager.begin());
+    StoreBe32(&manager[12], 12); // last sector of the set
+    StoreBe32(&manager[28], 1);  // of the IFO
+    StoreBe32(&manager[196], 1); // sector of the table of titles, which is empty
+    FileBytes loader = Payload(kSector, 3);
+    loader[510] = 0x55;
+    loader[511] = 0xAA;
     for (const auto& disc : discs) {
-        for (const auto& maker : makers) {
-            SCOPED_TRACE(
-                Format("%s on %s%s", maker.name, disc.kind, disc.finalized ? ", full" : ""));
+        for (const std::string& maker : makers) {
+            SCOPED_TRACE(Format("%s on %s", maker.c_str(), disc.kind));
             JobBench bench(disc.kind);
             if (disc.finalized) {
                 bench.Finalize();
             }
-            const std::u16string path = bench.AddFile("image", {});
-            bench.AddFile("some/thing.bin", Payload(1'500'000, 7));
-            fs::remove(bench.Source() / "image");
-            ASSERT_EQ(
-                std::system(("cd '" + bench.Source().string() + "' && " + maker.command).c_str()),
-                0);
-            const FileBytes image = ReadFileBytes(bench.Source() / "image");
+            bench.AddFile("VIDEO_TS/VIDEO_TS.IFO", manager);
+            bench.AddFile("VIDEO_TS/VIDEO_TS.BUP", manager);
+            bench.AddFile("boot/loader", loader);
+            bench.AddFile("data/payload", Payload(1'500'001, 7));
+            const std::string path = bench.folder.Path() + "/image";
+            ASSERT_EQ(std::system(("(cd '" + bench.Source().string() + "' && IMAGE='" + path +
+                                   "' && " + maker + ") >/dev/null 2>&1")
+                                      .c_str()),
+                      0);
+            const FileBytes image = ReadFileBytes(path);
             ASSERT_GT(image.size(), 300 * kSector);
             ASSERT_EQ(image.size() % kSector, 0U);
             bench.ui.onBox = [](const FakeUi::Box&) { return true; };
-            EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
+            EXPECT_EQ(bench.RunImage(ToWide(path)), JobEnd::Exit);
             EXPECT_EQ(bench.ui.Texts().size(), disc.questions);
             EXPECT_TRUE(ReadBack(bench, image.size() / kSector) == image);
         }
-    }
-}
-
-// --- an image with UDF, DVD-Video and boot data, on its way from larkspin-lab to a disc ---
-
-bool Runs(const std::string& command) {
-    return std::system(command.c_str()) == 0;
-}
-
-void PutBig32(FileBytes& bytes, size_t at, uint32_t value) {
-    for (size_t i = 0; i < 4; ++i) {
-        bytes[at + i] = static_cast<uint8_t>(value >> (8 * (3 - i)));
-    }
-}
-
-// A video manager alone, whose backup lies nine sectors behind its own two.
-FileBytes Manager() {
-    constexpr std::string_view kMagic = "DVDVIDEO-VMG";
-    FileBytes ifo(2 * kSector);
-    std::copy(kMagic.begin(), kMagic.end(), ifo.begin());
-    PutBig32(ifo, 12, 12); // last sector of the set
-    PutBig32(ifo, 28, 1);  // of the IFO
-    PutBig32(ifo, 196, 1); // sector of the table of titles, which is empty
-    return ifo;
-}
-
-FileBytes Loader() {
-    FileBytes loader = Payload(kSector, 3);
-    loader[510] = 0x55;
-    loader[511] = 0xAA;
-    return loader;
-}
-
-TEST(ImageJob, AnImageWithAllOptionsReachesADvdWhole) {
-    for (const char* kind : {"dvd-r", "dvd+r"}) {
-        SCOPED_TRACE(kind);
-        JobBench bench(kind);
-        bench.ui.onBox = [](const FakeUi::Box&) { return true; }; // the disc is larger than needed
-        bench.AddFile("VIDEO_TS/VIDEO_TS.IFO", Manager());
-        bench.AddFile("VIDEO_TS/VIDEO_TS.BUP", Manager());
-        bench.AddFile("boot/loader", Loader());
-        bench.AddFile("data/payload", Payload(300'001, 2));
-        const fs::path out = bench.folder.Path() / fs::path("special.iso");
-        ASSERT_TRUE(Runs("cd '" + bench.Source().string() +
-                         "' && " LARKSPIN_LAB
-                         " volume --udf --dvd-video --boot boot/loader --output '" +
-                         out.string() + "' VIDEO_TS boot data"));
-        const FileBytes image = ReadFileBytes(out);
-        const auto holds = [&](size_t sector, std::string_view text) {
-            return std::equal(text.begin(), text.end(),
-                              image.begin() + static_cast<std::ptrdiff_t>(sector * kSector + 1));
-        };
-        EXPECT_TRUE(holds(17, "CD001\1EL TORITO SPECIFICATION"));
-        FileBytes manager = Manager();
-        manager.resize(11 * kSector);
-        const FileBytes backup = Manager();
-        manager.insert(manager.end(), backup.begin(), backup.end());
-        EXPECT_TRUE(HoldsAtSector(image, manager)) << "the backup lies where the set says";
-
-        EXPECT_EQ(bench.RunImage(ToWide(out.string())), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts().size(), 1U);
-        const FileBytes disc = ReadBack(bench, image.size() / kSector);
-        ASSERT_TRUE(disc == image);
-
-        const fs::path copy = bench.folder.Path() / fs::path("disc.iso");
-        WriteFileBytes(copy, disc);
-        const fs::path extracted = bench.folder.Path() / fs::path("extracted");
-        // -tUDF: by the UDF side alone. The boot catalog is the one file that no source has.
-        EXPECT_TRUE(Runs("7z x -tUDF -o'" + extracted.string() + "' '" + copy.string() +
-                         "' >/dev/null && rm '" + extracted.string() +
-                         "/boot.catalog' && diff -r '" + bench.Source().string() + "' '" +
-                         extracted.string() + "' >&2"));
     }
 }
 

@@ -2,7 +2,10 @@
 // stands still but for the sleeps of the jobs.
 #pragma once
 
+#include "audio/codec_files.h"
+#include "drive/mmc.h"
 #include "jobs/jobs.h"
+#include "platform/byte_order.h"
 #include "platform/text.h"
 #include "support/fake_ui.h"
 #include "support/manual_clock.h"
@@ -17,23 +20,37 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace larkspin {
 
-using FileBytes = std::vector<uint8_t>;
+namespace fs = std::filesystem;
 
-inline FileBytes ReadFileBytes(const std::filesystem::path& path) {
+using FileBytes = std::vector<uint8_t>;
+using Texts = std::vector<std::u16string>;
+
+inline FileBytes ReadFileBytes(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-inline void WriteFileBytes(const std::filesystem::path& path, const FileBytes& bytes) {
+inline void WriteFileBytes(const fs::path& path, const FileBytes& bytes) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
+}
+
+// Texts that more than one kind of job shows.
+inline constexpr const char16_t* kNotBlankText =
+    u"The disk in the drive is not blank.\n\nShould Larkspin erase it for you?\n\n"
+    u"If you say \"Yes\" all data on this disk will be LOST.";
+inline std::u16string NextCopyText(int written, int copies) {
+    return FormatWide("Written %d of %d disks, %d disks left.\n\n"
+                      "Please insert next disk and press \"OK\".",
+                      written, copies, copies - written);
 }
 
 // Bytes that are found nowhere else.
@@ -56,6 +73,13 @@ inline bool HoldsAtSector(const FileBytes& disc, const FileBytes& payload) {
         }
     }
     return false;
+}
+
+// An answer that fails with this sense in place of running the command.
+inline InjectedAnswer FailWith(uint8_t key, uint8_t asc, uint8_t ascq) {
+    InjectedAnswer answer;
+    answer.completion = CheckCondition(key, asc, ascq);
+    return answer;
 }
 
 class FakeHost final : public JobHost {
@@ -82,44 +106,59 @@ class FakeHost final : public JobHost {
 
 class JobBench {
   public:
-    explicit JobBench(const std::string& kind = "cd-r", uint32_t capacityBlocks = 0) {
-        InsertNew(kind, capacityBlocks);
+    // A capacity of 0 is the usual one. The jobs see the world through `files`.
+    explicit JobBench(const std::string& newKind = "cd-r", uint32_t capacityBlocks = 0,
+                      IFileSystem& files = PosixFiles())
+        : env{host, ui, drives, files, clock} {
+        InsertNew(newKind, capacityBlocks);
         drive.SetOnEject([this](const std::string&) { ++ejects; });
+        drive.SetScript(
+            [this](const PortRequest& request, uint64_t) -> std::optional<InjectedAnswer> {
+                ++commands[request.cdb[0]];
+                return onCommand ? onCommand(request) : std::nullopt;
+            });
         EXPECT_EQ(drives.ScanDrives(drive, clock, {}), DriveList::ScanResult::Found);
     }
     JobBench(const JobBench&) = delete;
     JobBench& operator=(const JobBench&) = delete;
 
     // Another blank disc takes the place of the one in the drive.
-    void InsertNew(const std::string& kind, uint32_t capacityBlocks = 0) {
+    void InsertNew(const std::string& newKind, uint32_t capacityBlocks = 0) {
+        kind = newKind;
         disc = folder.Path() + "/disc" + std::to_string(++m_discs);
         ASSERT_TRUE(VirtualDrive::CreateDisc(disc, kind, capacityBlocks));
         ASSERT_TRUE(drive.Insert(disc));
     }
     // A file in the source folder; its path as the queue has it.
     std::u16string AddFile(const std::string& name, const FileBytes& bytes) {
-        const std::filesystem::path path = Source() / name;
-        std::filesystem::create_directories(path.parent_path());
+        const fs::path path = Source() / name;
+        fs::create_directories(path.parent_path());
         WriteFileBytes(path, bytes);
         return ToWide(path.string());
     }
     // A WAV file of CD audio with these PCM bytes.
     std::u16string AddWav(const std::string& name, const FileBytes& pcm) {
-        FileBytes wav = {'R',  'I',  'F', 'F', 0, 0, 0,  0, 'W', 'A', 'V',  'E',  'f', 'm',
-                         't',  ' ',  16,  0,   0, 0, 1,  0, 2,   0,   0x44, 0xAC, 0,   0,
-                         0x10, 0xB1, 2,   0,   4, 0, 16, 0, 'd', 'a', 't',  'a'};
-        const auto put32 = [&wav](size_t value) {
-            for (int shift = 0; shift < 32; shift += 8) {
-                wav.push_back(static_cast<uint8_t>(value >> shift));
-            }
+        return AddFile(name, codecs::MakeWav(pcm, 44100, 2, 16));
+    }
+    // The next `nth` command with this operation code ends with `answer`.
+    void FailCommand(uint8_t opcode, int nth, const InjectedAnswer& answer) {
+        onCommand = [this, opcode, which = commands[opcode] + nth,
+                     answer](const PortRequest& request) {
+            return request.cdb[0] == opcode && commands[opcode] == which
+                       ? std::optional<InjectedAnswer>(answer)
+                       : std::nullopt;
         };
-        put32(pcm.size());
-        wav.insert(wav.end(), pcm.begin(), pcm.end());
-        const size_t riffBytes = wav.size() - 8;
-        for (size_t i = 0; i < 4; ++i) {
-            wav[4 + i] = static_cast<uint8_t>(riffBytes >> (8 * i));
-        }
-        return AddFile(name, wav);
+    }
+    // Every command with this operation code that reads is answered with these bytes.
+    void AnswerCommand(uint8_t opcode, const FileBytes& bytes) {
+        onCommand = [opcode, bytes](const PortRequest& request) -> std::optional<InjectedAnswer> {
+            if (request.cdb[0] != opcode) {
+                return std::nullopt;
+            }
+            std::copy_n(bytes.begin(), std::min<size_t>(request.length, bytes.size()),
+                        static_cast<uint8_t*>(request.data));
+            return InjectedAnswer();
+        };
     }
     // The PCM bytes of a track, by READ CD.
     FileBytes AudioTrack(uint8_t number) {
@@ -128,27 +167,39 @@ class JobBench {
         if (toc.empty()) {
             return {};
         }
-        const auto startOf = [&toc](size_t entry) {
-            const size_t at = 4 + 8 * entry + 4;
-            return static_cast<uint32_t>(toc[at] << 24 | toc[at + 1] << 16 | toc[at + 2] << 8 |
-                                         toc[at + 3]);
-        };
+        const auto startOf = [&toc](size_t entry) { return LoadBe32(&toc[4 + 8 * entry + 4]); };
         FileBytes pcm;
         for (uint32_t block = startOf(0); block < startOf(1); ++block) {
-            const FileBytes one = In({0xBE, 4, 0, static_cast<uint8_t>(block >> 8 >> 8),
-                                      static_cast<uint8_t>(block >> 8), static_cast<uint8_t>(block),
-                                      0, 0, 1, 0x10, 0, 0},
-                                     2352);
+            FileBytes cdb = {0xBE, 4, 0, 0, 0, 0, 0, 0, 1, 0x10, 0, 0};
+            StoreBe32(&cdb[2], block);
+            const FileBytes one = In(cdb, 2352);
             pcm.insert(pcm.end(), one.begin(), one.end());
         }
         return pcm;
     }
-    std::filesystem::path Source() const { return std::filesystem::path(folder.Path()) / "source"; }
-    FileBytes Track(int number = 1, const char* suffix = ".iso") const {
-        std::string name = "track-00";
-        name.replace(name.size() - 1, 1, std::to_string(number));
-        return ReadFileBytes(disc + "/" + name + suffix);
+    fs::path Source() const { return fs::path(folder.Path()) / "source"; }
+    FileBytes Track(int number = 1) const {
+        return ReadFileBytes(disc + Format("/track-%02d.iso", number));
     }
+    // A command that reads, sent again once if the drive has news; empty if it fails.
+    FileBytes In(const FileBytes& cdb, size_t bytes) {
+        FileBytes data(bytes);
+        PortRequest request;
+        request.cdb = cdb;
+        request.direction = PortDirection::In;
+        request.data = data.data();
+        request.length = static_cast<uint32_t>(bytes);
+        PortCompletion completion = drive.Execute(request);
+        for (int again = 0; again < 3 && completion.sense[2] == 6; ++again) {
+            completion = drive.Execute(request);
+        }
+        return completion.status == 0 ? data : FileBytes();
+    }
+    // READ DISC INFORMATION with the disc back in the drive: the state of the disc and of its last
+    // session, and 16 if it is erasable.
+    int DiscStatus() { return DiscInformation().at(2); }
+    // How far the background format of a DVD+RW is: 1 stopped, 2 at work, 3 done.
+    int BackgroundFormat() { return DiscInformation().at(7) & 3; }
     CAspiCD& Drive() { return drives.At(0); }
     bool WasEjected() const { return ejects > 0; }
 
@@ -181,7 +232,7 @@ class JobBench {
         const std::u16string image = AddFile("filler", Payload(400 * 2048, 9));
         ASSERT_EQ(RunImage(image), JobEnd::Exit);
         ASSERT_TRUE(drive.Insert(disc));
-        std::filesystem::remove(Source() / "filler");
+        fs::remove(Source() / "filler");
         ejects = 0;
     }
 
@@ -200,50 +251,32 @@ class JobBench {
     JobEnd Run(const std::function<JobEnd()>& body) {
         const JobEnd end = RunJob(env, body);
         EXPECT_TRUE(ui.IsTidy()) << "a dialog, tray callbacks or the animation was left behind";
+        EXPECT_TRUE(!drive.IsDoorLocked() || mayStayLocked);
         return end;
     }
 
     TempFolder folder;
     ManualClock clock;
+    std::map<uint8_t, int> commands; // sent so far, by operation code
+    // What a test makes of a command in place of running it.
+    std::function<std::optional<InjectedAnswer>(const PortRequest& request)> onCommand;
+    bool mayStayLocked = false; // the drive refuses to unlock its door
     VirtualDrive drive{clock};
     DriveList drives;
     FakeUi ui;
     FakeHost host;
-    JobEnv env{host, ui, drives, PosixFiles(), clock};
-    std::string disc;
+    JobEnv env;
+    std::string disc; // its folder
+    std::string kind;
     std::atomic<int> ejects = 0;
 
   private:
-    // A command that reads, sent again once if the drive has news; empty if it fails.
-    FileBytes In(const FileBytes& cdb, size_t bytes) {
-        FileBytes data(bytes);
-        PortRequest request;
-        request.cdb = cdb;
-        request.direction = PortDirection::In;
-        request.data = data.data();
-        request.length = static_cast<uint32_t>(bytes);
-        PortCompletion completion = drive.Execute(request);
-        for (int again = 0; again < 3 && completion.sense[2] == 6; ++again) {
-            completion = drive.Execute(request);
-        }
-        return completion.status == 0 ? data : FileBytes();
+    FileBytes DiscInformation() {
+        EXPECT_TRUE(drive.Insert(disc));
+        return In({mmc::kReadDiscInformation, 0, 0, 0, 0, 0, 0, 0, 8, 0}, 8);
     }
 
     int m_discs = 0;
 };
-
-// An answer that fails with this sense in place of running the command.
-inline InjectedAnswer FailWith(uint8_t key, uint8_t asc, uint8_t ascq) {
-    InjectedAnswer answer;
-    answer.completion = CheckCondition(key, asc, ascq);
-    return answer;
-}
-
-// A command that never comes back.
-inline InjectedAnswer TimeOut() {
-    InjectedAnswer answer;
-    answer.completion.error = PortError::TimedOut;
-    return answer;
-}
 
 } // namespace larkspin

@@ -1,0 +1,220 @@
+// The audio job: files of all formats in, the track list of the finished disc out, as the drive and
+// as programs that know nothing of Larkspin read it; and what is refused on the way.
+#include "audio/factory.h"
+#include "drive/cue_sheet.h"
+#include "job_bench.h"
+
+namespace larkspin {
+namespace {
+
+constexpr size_t kFrames = 200'000; // 340.1 blocks, a little more than a track must have
+
+class AudioJobTest : public testing::Test {
+  protected:
+    const codecs::Sound sound = codecs::MakeTones(kFrames);
+    const FileBytes pcm = codecs::Pcm(sound);
+    JobBench bench;
+};
+
+TEST_F(AudioJobTest, HoldsTheTracksOfAllFormatsAndConversions) {
+    const codecs::Sound narrow =
+        codecs::MakeTones(kFrames, {.channels = 1, .bits = 8, .rate = 32000});
+    const std::vector<std::u16string> songs = {
+        bench.AddWav("plain.wav", pcm),
+        bench.AddFile("converted.WAV", codecs::Encoded(".wav", narrow)),
+        bench.AddFile("song.mp3", codecs::Encoded(".mp3", sound, "-b 128 --resample 48")),
+        bench.AddFile("song.wma", codecs::Encoded(".wma", sound)),
+        bench.AddFile("song.ogg", codecs::Encoded(".ogg", sound)),
+        bench.AddFile("song.ape", codecs::Encoded(".ape", sound)),
+        bench.AddFile("song.flac", codecs::Encoded(".flac", sound)),
+    };
+    bench.host.queue = songs;
+    ASSERT_EQ(bench.RunAudio(), JobEnd::Exit);
+    ASSERT_EQ(bench.ui.Texts(), Texts{});
+    EXPECT_EQ(bench.ui.Headers(), Texts{u"audio header"});
+    Texts statuses = {u"Writing lead-in..."};
+    for (size_t i = 1; i <= songs.size(); ++i) {
+        statuses.push_back(FormatWide("Writing track %zu...", i));
+    }
+    statuses.push_back(u"Writing lead-out...");
+    EXPECT_EQ(bench.ui.Statuses(JobKind::Audio), statuses);
+    EXPECT_EQ(bench.ui.Progress(JobKind::Audio), 100);
+    EXPECT_EQ(bench.host.clears, 1);
+    EXPECT_TRUE(bench.WasEjected());
+    EXPECT_TRUE(bench.IsClosed());
+
+    FileBytes all;
+    std::vector<size_t> starts; // of each track and of the lead-out, in blocks
+    for (size_t i = 0; i < songs.size(); ++i) {
+        SCOPED_TRACE(ToNative(songs[i]));
+        const FileBytes track = codecs::Drain(*CreateAudioReader(songs[i]));
+        EXPECT_TRUE(bench.AudioTrack(static_cast<uint8_t>(i + 1)) == track);
+        const bool lossless = i == 0 || i >= 5;
+        EXPECT_TRUE(!lossless || std::equal(pcm.begin(), pcm.end(), track.begin()));
+        starts.push_back(all.size() / kCdBlockBytes);
+        all.insert(all.end(), track.begin(), track.end());
+    }
+    starts.push_back(all.size() / kCdBlockBytes);
+    EXPECT_TRUE(ReadFileBytes(bench.disc + "/disc.bin") == all) << "gapless, in this order";
+
+    // What other programs make of the disc: of its files, and of the drive as /dev/sr0.
+    const std::string copy = bench.folder.Path() + "/copy.pcm";
+    const std::string end = std::to_string(starts.back() - 1);
+    const std::string readAll =
+        "cd-read --no-header --mode=audio --start=0 --end=" + end + " --output-file=" + copy + " ";
+    struct Road {
+        std::string environment;
+        std::string disc;
+    };
+    const std::string cueSheet = bench.disc + "/disc.cue";
+    std::vector<Road> roads = {{"", cueSheet}};
+#ifdef LARKSPIN_FAKESR_LIBRARY
+    roads.push_back(
+        {"LARKSPIN_FAKESR=" + bench.disc + " LD_PRELOAD=" LARKSPIN_FAKESR_LIBRARY " ", "/dev/sr0"});
+#endif
+    for (const Road& road : roads) {
+        SCOPED_TRACE(road.disc);
+        const codecs::Bytes info =
+            codecs::Capture("LC_ALL=C " + road.environment + "cd-info --no-header --no-cddb " +
+                            road.disc + " 2>/dev/null");
+        const std::string list(info.begin(), info.end());
+        for (size_t i = 0; i < starts.size(); ++i) {
+            const MsfAddress time(static_cast<int32_t>(starts[i]) + 150);
+            const bool isLeadOut = i + 1 == starts.size();
+            const std::string row = Format(
+                "%3zu: %02d:%02d:%02d  %06zu %s", isLeadOut ? size_t{170} : i + 1, time.minutes,
+                time.seconds, time.frames, starts[i], isLeadOut ? "leadout" : "audio");
+            EXPECT_NE(list.find(row), std::string::npos) << row << " in:\n" << list;
+        }
+        fs::remove(copy);
+        codecs::Shell(road.environment + readAll + road.disc + " > /dev/null 2>&1");
+        EXPECT_TRUE(ReadFileBytes(copy) == all);
+    }
+}
+
+// A folder works as long as every file in it is sound; files come before those of folders, and what
+// stands twice is written twice.
+TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
+    const std::u16string song = bench.AddWav("music/b.wav", pcm);
+    const std::u16string folder = ToWide((bench.Source() / "music").string());
+    const FileBytes other = Payload(320 * 2352, 1);
+    bench.host.queue = {folder, bench.AddWav("a.wav", other), song};
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_EQ(bench.ui.Texts(), Texts{});
+    FileBytes padded = pcm;
+    padded.resize((pcm.size() + 2351) / 2352 * 2352);
+    EXPECT_TRUE(bench.AudioTrack(1) == other);
+    EXPECT_TRUE(bench.AudioTrack(2) == padded);
+    EXPECT_TRUE(bench.AudioTrack(3) == padded);
+
+    bench.InsertNew("cd-r");
+    const std::u16string words = bench.AddFile("music/words.txt", Payload(10, 1));
+    bench.host.queue = {folder};
+    bench.ejects = 0;
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_EQ(bench.ui.Texts(), Texts{u"Error: cannot write " + words +
+                                      u". It's not an audio or this format is not supported."});
+    EXPECT_FALSE(bench.WasEjected());
+    EXPECT_FALSE(fs::exists(bench.disc + "/disc.bin"));
+}
+
+// What a reader refuses is told in a box of its own title before a disc is touched.
+TEST_F(AudioJobTest, RefusesBeforeTheDiscWhatWouldBeNoise) {
+    const struct {
+        const char* name;
+        FileBytes file;
+        const char16_t* text;
+    } cases[] = {
+        {"six.wav", codecs::MakeWav(pcm, 44100, 6, 16),
+         u"Cannot write six.wav: it has 6 channels, an audio CD takes at most 2."},
+        {"wide.wav", codecs::MakeWav(pcm, 44100, 2, 24), u"Internal error #293."},
+        {"torn.flac", {'f', 'L', 'a', 'C', 0x80, 0, 0, 34}, nullptr},
+        {"page.wma", Payload(1000, 5), nullptr},
+    };
+    const std::u16string good = bench.AddWav("good.wav", pcm);
+    size_t boxes = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        bench.host.queue = {good, bench.AddFile(c.name, c.file)};
+        EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+        ASSERT_EQ(bench.ui.Boxes().size(), ++boxes);
+        const FakeUi::Box box = bench.ui.Boxes().back();
+        EXPECT_EQ(box.title, u"Brackwater");
+        EXPECT_EQ(box.icon, BoxIcon::Stop);
+        EXPECT_FALSE(box.text.empty());
+        EXPECT_TRUE(c.text == nullptr || box.text == c.text) << ToNative(box.text);
+    }
+    EXPECT_FALSE(bench.WasEjected());
+    EXPECT_EQ(bench.host.clears, 0);
+    EXPECT_FALSE(fs::exists(bench.disc + "/disc.bin"));
+}
+
+TEST(AudioJob, EightyMinutesComeToTheDialogAndNoMore) {
+    JobBench bench;
+    bench.ui.audio.bCancelled = true;
+    bench.host.audioBytes = 846'720'000;
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Idle);
+    EXPECT_EQ(bench.ui.Headers(), Texts{u"audio header"});
+    bench.host.audioBytes = 846'720'001;
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Idle);
+    EXPECT_EQ(bench.ui.Headers().size(), 1U);
+    EXPECT_EQ(bench.ui.Texts(),
+              Texts{u"The duration of selected audio files is more than 80 minutes. This selection "
+                    u"won't fit any CD-R/RW.\n\nPlease edit your selection and invoke Larkspin "
+                    u"again."});
+    EXPECT_EQ(bench.ui.Boxes()[0].icon, BoxIcon::Stop);
+}
+
+TEST(AudioJob, SevenThousandBlocksOfGrace) {
+    for (const int32_t blocks : {8000, 8001}) {
+        JobBench bench("cd-r", 1000);
+        bench.host.queue = {bench.AddWav("a.wav", FileBytes(size_t(blocks) * 2352))};
+        EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+        ASSERT_EQ(bench.ui.Texts().size(), 1U);
+        // Within the grace the drive is asked, and this one takes no more than it says.
+        EXPECT_EQ(bench.ui.Texts()[0],
+                  blocks == 8000
+                      ? u"Internal error #663. Unable to initiate recording."
+                      : u"The duration of selected audio files exceeds disk capacity by 1:33 "
+                        u"(min:sec) and cannot be written.\n\nPlease edit your selection and "
+                        u"invoke Larkspin again.");
+        EXPECT_EQ(bench.host.clears, blocks == 8000 ? 1 : 0);
+    }
+}
+
+TEST(AudioJob, CopiesUntilTheUserHasEnough) {
+    JobBench bench;
+    const FileBytes pcm = Payload(302 * 2352, 1);
+    bench.host.queue = {bench.AddWav("a.wav", pcm)};
+    bench.ui.audio.nCopies = 3;
+    bench.ui.onBox = [&](const FakeUi::Box& box) {
+        if (box.text == NextCopyText(1, 3)) {
+            EXPECT_EQ(bench.AudioTrack(1), pcm);
+            bench.InsertNew("cd-r");
+            return true;
+        }
+        return false;
+    };
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_EQ(bench.ui.Texts(), (Texts{NextCopyText(1, 3), NextCopyText(2, 3)}));
+    EXPECT_EQ(bench.AudioTrack(1), pcm);
+    EXPECT_EQ(bench.ejects, 2);
+}
+
+TEST(AudioJob, ACancelEndsTheCopies) {
+    JobBench bench;
+    bench.host.queue = {bench.AddWav("a.wav", Payload(2000 * 2352, 1))};
+    bench.ui.audio.nCopies = 2;
+    bench.ui.onProgress = [&](JobKind kind, int percent) {
+        if (percent == 50) {
+            bench.ui.Cancel(kind);
+        }
+    };
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_EQ(bench.ui.Texts(), Texts{});
+    EXPECT_EQ(bench.ui.Statuses(JobKind::Audio).back(), u"Writing track 1...");
+    EXPECT_TRUE(bench.WasEjected());
+}
+
+} // namespace
+} // namespace larkspin

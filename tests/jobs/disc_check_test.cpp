@@ -1,0 +1,161 @@
+// How the jobs come to the right disc: what they ask before they write, and what comes of the
+// answers.
+#include "faulty_files.h"
+#include "job_bench.h"
+
+namespace larkspin {
+namespace {
+
+constexpr const char16_t* kNotSuitable =
+    u"The disk is not suitable for writing. It is finalized or doesn't have enough free space and "
+    u"cannot be erased.\n\nPlease insert another disk and press \"OK\".";
+constexpr const char16_t* kTooMuch = u"Too much data for conventional CD-R/RW.\n\n"
+                                     u"Please insert a writable DVD disk and press \"OK\".";
+constexpr const char16_t* kCapacity =
+    u"Disk capacity is not enough to write so much data. You should probably try writing to a "
+    u"DVD.\n\nPlease insert another disk and press \"OK\".";
+constexpr const char16_t* kDataTooLarge =
+    u"The size of selected files exceeds disk capacity by 0Mb.\n\n"
+    u"Please edit your selection or insert another disk and invoke Larkspin again";
+constexpr const char16_t* kEraseForData =
+    u"The disk in the drive is not blank and doesn't have enough space for data.\n\n"
+    u"Should Larkspin erase it for you?\n\n"
+    u"If you say \"Yes\" all data on this disk will be LOST.";
+constexpr const char16_t* kNotForAudio =
+    u"The disk is not suitable for creating audio disk. It's not empty and cannot be erased.\n\n"
+    u"Please insert another disk and press \"OK\".";
+constexpr const char16_t* kNotADvd =
+    u"Creating DVD-Audio disks is not yet supported. Only conventional CD-Rs and CD-RWs can be "
+    u"written as audio.\n\nPlease insert another disk and press \"OK\".";
+constexpr const char16_t* kNotForImage =
+    u"The disk is not suitable for image burning. It's not empty and cannot be erased.\n\n"
+    u"Please insert another disk and press \"OK\".";
+constexpr const char16_t* kImageTooLarge =
+    u"The image size exceeds disk capacity by 2Mb and cannot be written.\n\n"
+    u"Please insert another disk and press \"OK\".";
+constexpr const char16_t* kCannotErase =
+    u"Cannot erase this disk in this drive. Please insert RW-disk to erase and press \"OK\".";
+
+JobEnd RunOne(JobBench& bench, JobKind job, const std::u16string& path, uint32_t drive = 0) {
+    bench.host.queue = {path};
+    bench.ui.data.nDriveIndex = bench.ui.audio.nDriveIndex = bench.ui.image.nDriveIndex = drive;
+    switch (job) {
+    case JobKind::Data:
+        return bench.RunData();
+    case JobKind::Audio:
+        return bench.RunAudio();
+    case JobKind::Image:
+        return bench.RunImage(path);
+    case JobKind::Erase:
+        break;
+    }
+    return bench.RunErase(drive);
+}
+
+TEST(DiscCheck, IsNotBegunWithoutParametersAndADrive) {
+    const struct {
+        JobKind job;
+        bool cancelled;
+        bool exclusive; // the queue
+        JobEnd end;
+    } cases[] = {
+        {JobKind::Data, true, false, JobEnd::Idle},  {JobKind::Data, true, true, JobEnd::Exit},
+        {JobKind::Data, false, false, JobEnd::Idle}, {JobKind::Audio, true, false, JobEnd::Idle},
+        {JobKind::Audio, true, true, JobEnd::Exit},  {JobKind::Audio, false, false, JobEnd::Idle},
+        {JobKind::Image, true, false, JobEnd::Exit}, {JobKind::Image, false, false, JobEnd::Exit},
+        {JobKind::Erase, true, false, JobEnd::Idle}, {JobKind::Erase, false, false, JobEnd::Idle},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(
+            Format("%d, %d, %d", static_cast<int>(test.job), test.cancelled, test.exclusive));
+        JobBench bench("cd-rw");
+        bench.host.exclusive = test.exclusive;
+        if (test.cancelled) {
+            bench.ui.data.bCancelled = bench.ui.audio.bCancelled = bench.ui.image.bCancelled = true;
+            bench.ui.erase.mode = EraseMode::Cancelled;
+        }
+        const std::u16string path = bench.AddWav("a.wav", Payload(320 * 2352, 1));
+        EXPECT_EQ(RunOne(bench, test.job, path, test.cancelled ? 0 : 5), test.end);
+        EXPECT_EQ(bench.ui.Texts(), Texts{});
+        EXPECT_EQ(bench.host.clears, 0) << "the queue is kept";
+        EXPECT_FALSE(bench.WasEjected());
+    }
+}
+
+TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
+    const struct {
+        const char* name;
+        JobKind job;
+        const char* kind;
+        uint32_t capacity; // 0: the usual one
+        bool finalized;
+        uint64_t sectors; // to be written, as far as the check knows
+        const char16_t* text;
+        const char* good; // the kind that will do; null: this disc, once it is erased
+    } cases[] = {
+        {"data for no CD", JobKind::Data, "cd-r", 0, false, 360'001, kTooMuch, "dvd+r"},
+        {"data on a small CD", JobKind::Data, "cd-r", 1000, false, 1001, kCapacity, "cd-r"},
+        {"data on a small DVD", JobKind::Data, "dvd+rw", 4096, false, 4096 + 511, kDataTooLarge,
+         "dvd+rw"},
+        {"data on a closed CD-R", JobKind::Data, "cd-r", 0, true, 400, kNotSuitable, "cd-r"},
+        {"data on a closed CD-RW", JobKind::Data, "cd-rw", 0, true, 400, kEraseForData, nullptr},
+        {"data for no CD-RW", JobKind::Data, "cd-rw", 0, true, 360'001, kNotSuitable, "dvd+r"},
+        {"data on a disc that nothing here writes", JobKind::Data, "dvd-r-dl", 0, false, 400,
+         kNotSuitable, "dvd+r"},
+        {"audio on a closed CD-R", JobKind::Audio, "cd-r", 0, true, 400, kNotForAudio, "cd-r"},
+        {"audio on a closed CD-RW", JobKind::Audio, "cd-rw", 0, true, 400, kNotBlankText, nullptr},
+        {"audio on a DVD", JobKind::Audio, "dvd-r", 0, false, 400, kNotADvd, "cd-r"},
+        {"image on a closed CD-R", JobKind::Image, "cd-r", 0, true, 400, kNotForImage, "cd-r"},
+        {"image on a closed CD-RW", JobKind::Image, "cd-rw", 0, true, 400, kNotBlankText, nullptr},
+        {"image on a small CD", JobKind::Image, "cd-r", 1000, false, 2025, kImageTooLarge, "cd-r"},
+        {"erasing a CD-R", JobKind::Erase, "cd-r", 0, false, 400, kCannotErase, "cd-rw"},
+    };
+    const FileBytes pcm = Payload(320 * 2352, 1);
+    for (const auto& test : cases) {
+        for (const bool givesUp : {true, false}) {
+            SCOPED_TRACE(Format("%s, %d", test.name, givesUp));
+            FaultyFiles files;
+            JobBench bench(test.kind, test.capacity, files);
+            if (test.finalized) {
+                bench.Finalize();
+            }
+            const FileBytes before = bench.Track();
+            const bool isImage = test.job == JobKind::Image;
+            const FileBytes image = Payload(isImage ? test.sectors * 2048 : 0, 2);
+            const std::u16string path =
+                isImage ? bench.AddFile("image", image) : bench.AddWav("a.wav", pcm);
+            files.sized = {path, test.sectors * 2048};
+            const int asks = test.good == nullptr ? 1 : 3;
+            int asked = 0;
+            bench.ui.onBox = [&](const FakeUi::Box& box) {
+                EXPECT_EQ(box.text, test.text);
+                EXPECT_EQ(box.buttons,
+                          test.good == nullptr ? BoxButtons::YesNo : BoxButtons::OkCancel);
+                EXPECT_EQ(box.title, u"Larkspin 1.4");
+                EXPECT_EQ(box.icon, BoxIcon::None);
+                // The same disc brings the same box.
+                if (++asked == asks && !givesUp && test.good != nullptr) {
+                    bench.InsertNew(test.good);
+                }
+                return asked < asks || !givesUp;
+            };
+            const bool staysIdle = test.job == JobKind::Erase && givesUp;
+            EXPECT_EQ(RunOne(bench, test.job, path), staysIdle ? JobEnd::Idle : JobEnd::Exit);
+            EXPECT_EQ(asked, asks);
+            EXPECT_EQ(bench.WasEjected(), !givesUp);
+            if (givesUp) {
+                EXPECT_EQ(bench.host.clears, 0);
+                EXPECT_TRUE(bench.Track() == before);
+            } else if (test.job == JobKind::Data) {
+                EXPECT_TRUE(HoldsAtSector(bench.Track(), ReadFileBytes(ToNative(path))));
+            } else if (test.job == JobKind::Audio) {
+                EXPECT_TRUE(bench.AudioTrack(1) == pcm);
+            } else if (isImage) {
+                EXPECT_TRUE(bench.Track() == image);
+            }
+        }
+    }
+}
+
+} // namespace
+} // namespace larkspin

@@ -1,0 +1,334 @@
+// Every command of a job's road fails once, with and without having been run, answers garbage once
+// and times out once. Whatever the command, the job ends; the door is unlocked, its windows are
+// gone; what it says is one of the texts of its road; and a disc that it did not complain about is
+// whole.
+#include "job_bench.h"
+
+#include <set>
+
+namespace larkspin {
+namespace {
+
+enum class Fault { Fails, FailsAfterwards, Garbage, TimesOut };
+
+InjectedAnswer AnswerOf(Fault fault) {
+    InjectedAnswer answer = fault == Fault::Fails || fault == Fault::FailsAfterwards
+                                ? FailWith(4, 0x44, 0) // HARDWARE ERROR, INTERNAL TARGET FAILURE
+                                : InjectedAnswer();
+    if (fault == Fault::TimesOut) {
+        answer.completion.error = PortError::TimedOut;
+    }
+    answer.runCommandFirst = fault == Fault::FailsAfterwards || fault == Fault::Garbage;
+    answer.garbageData = fault == Fault::Garbage;
+    return answer;
+}
+
+// What one kind of job does on one kind of disc, and how the disc is judged.
+struct Road {
+    std::string name;
+    std::string kind;
+    std::function<void(JobBench&)> prepare; // the bench, up to the job
+    std::function<JobEnd(JobBench&)> run;
+    // What is on the disc is what was to be written.
+    std::function<bool(JobBench&)> isWhole;
+    // What was on it before is still there; null where nothing is to be kept.
+    std::function<bool(JobBench&)> isKept;
+    Texts texts;     // beginnings of what the road may say
+    Texts questions; // beginnings of what it may ask; the user says Yes
+    // All that a fault in the command with this operation code may bring up, garbage aside.
+    std::map<uint8_t, std::set<std::u16string>> expected;
+    bool mayStayIdle = false; // a prompt that is cancelled leaves the program as it was
+    uint32_t capacity = 0;    // blocks; 0 for the usual ones
+};
+
+void PrintTo(const Road& road, std::ostream* out) {
+    *out << road.name;
+}
+
+bool BeginsWithOneOf(const std::u16string& text, const Texts& beginnings) {
+    return std::any_of(beginnings.begin(), beginnings.end(), [&](const std::u16string& beginning) {
+        return text.starts_with(beginning);
+    });
+}
+
+struct Outcome {
+    int commands = 0;
+    uint8_t faultedOpcode = 0;
+    Texts texts; // questions aside
+};
+
+Outcome RunRoad(const Road& road, std::optional<int> faultAt, Fault fault) {
+    JobBench bench(road.kind, road.capacity);
+    road.prepare(bench);
+    bench.ui.onBox = [&](const FakeUi::Box& box) {
+        return box.buttons == BoxButtons::Ok || BeginsWithOneOf(box.text, road.questions);
+    };
+    Outcome outcome;
+    bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+        if (outcome.commands++ != faultAt) {
+            return std::nullopt;
+        }
+        outcome.faultedOpcode = request.cdb[0];
+        bench.mayStayLocked =
+            request.cdb[0] == mmc::kPreventAllowMediumRemoval && request.cdb[4] == 0;
+        return AnswerOf(fault);
+    };
+    const JobEnd end = road.run(bench);
+    bench.onCommand = nullptr;
+    for (const std::u16string& text : bench.ui.Texts()) {
+        if (!BeginsWithOneOf(text, road.questions)) {
+            EXPECT_TRUE(BeginsWithOneOf(text, road.texts))
+                << "no text of this road: " << ToNative(text);
+            outcome.texts.push_back(text);
+        }
+    }
+    EXPECT_TRUE(end == JobEnd::Exit || (road.mayStayIdle && !outcome.texts.empty()));
+    SCOPED_TRACE(Format("operation code %d", int{outcome.faultedOpcode}));
+    EXPECT_LE(bench.clock.TotalSleep(), 1'200'000) << "twenty minutes, in the drive's time";
+    if (outcome.texts.empty()) {
+        EXPECT_TRUE(road.isWhole(bench)) << "the disc is not whole, and nobody was told";
+        // A drive that lies about what is on its disc is beyond help.
+        EXPECT_TRUE(!road.isKept || fault == Fault::Garbage || road.isKept(bench));
+    }
+    return outcome;
+}
+
+class Faults : public testing::TestWithParam<Road> {};
+
+TEST_P(Faults, EachCommandOnce) {
+    const Road& road = GetParam();
+    const Outcome good = RunRoad(road, std::nullopt, Fault::Fails);
+    EXPECT_TRUE(good.texts.empty()) << ToNative(good.texts.front());
+    ASSERT_GT(good.commands, 20);
+    std::map<uint8_t, std::set<std::u16string>> seen;
+    for (int number = 0; number < good.commands; ++number) {
+        for (const Fault fault :
+             {Fault::Fails, Fault::FailsAfterwards, Fault::Garbage, Fault::TimesOut}) {
+            SCOPED_TRACE(Format("command %d, fault %d", number, static_cast<int>(fault)));
+            const Outcome outcome = RunRoad(road, number, fault);
+            if (fault != Fault::Garbage) {
+                seen[outcome.faultedOpcode].insert(outcome.texts.begin(), outcome.texts.end());
+            }
+        }
+    }
+    for (const auto& [opcode, texts] : road.expected) {
+        EXPECT_EQ(seen[opcode], texts) << "operation code " << int{opcode};
+    }
+}
+
+// --- the roads ---
+
+const FileBytes kNew = Payload(150'000, 2);
+const FileBytes kLong = Payload(700'000, 2);
+const FileBytes kLittle = Payload(1000, 3);
+const FileBytes kOld = Payload(70'000, 4);
+
+const std::u16string kNotSuitable =
+    u"The disk is not suitable for writing. It is finalized or doesn't have enough free space and "
+    u"cannot be erased.\n\nPlease insert another disk and press \"OK\".";
+const std::u16string kNotClosed =
+    u"The drive could not close the session. The disk may not be readable in other drives.";
+const std::u16string kNoLeadOut =
+    u"The drive could not write the lead-out. The disk may not be readable in other drives.";
+const std::u16string k165 = u"Internal error #165. Writing process failed. Process aborted.";
+const std::u16string k166 = u"Internal error #166. Writing process failed. Process aborted.";
+const std::u16string k563 = u"Internal error #563. Unable to initiate recording.";
+const std::u16string k565 = u"Internal error #565. Writing process failed. Process aborted.";
+const std::u16string k663 = u"Internal error #663. Unable to initiate recording.";
+const std::u16string k965 = u"Internal error #965. Writing failed. Process aborted.";
+const std::u16string kErase = u"The disk in the drive is not blank";
+
+// The last five are what the generator says of a session that it can't read or understand.
+const Texts kDataTexts = {kNotSuitable,
+                          kNotClosed,
+                          k165,
+                          k166,
+                          kErase,
+                          u"Disk capacity is not enough",
+                          u"The size of selected files exceeds disk capacity",
+                          u"Too much data for conventional CD-R/RW.",
+                          u"Disk creation failed with following error:",
+                          u"Internal error #176.",
+                          u"Stopped: ",
+                          u"Cannot read disk.",
+                          u"Unable to find previous session.",
+                          u"Cannot merge previous session.",
+                          u"Previous session has ",
+                          u"Cannot parse Rock Ridge attributes for "};
+const Texts kImageTexts = {u"The disk is not suitable for image burning.",
+                           u"The disk type cannot be identified.",
+                           u"The image size exceeds disk capacity",
+                           u"Stopped: ",
+                           kErase,
+                           k563,
+                           k565,
+                           kNoLeadOut,
+                           kNotClosed};
+
+bool IsOpenCd(JobBench& bench) {
+    return bench.kind.starts_with("cd-") && !bench.IsClosed();
+}
+
+// A data job for one new file.
+Road DataRoad(const std::string& name, const std::string& kind, const FileBytes& file) {
+    Road road;
+    road.name = name;
+    road.kind = kind;
+    road.prepare = [&file](JobBench& bench) { bench.host.queue = {bench.AddFile("new", file)}; };
+    road.run = [](JobBench& bench) { return bench.RunData(); };
+    // Whichever track it came to.
+    road.isWhole = [&file](JobBench& bench) {
+        return (HoldsAtSector(bench.Track(1), file) || HoldsAtSector(bench.Track(2), file)) &&
+               !IsOpenCd(bench);
+    };
+    road.texts = kDataTexts;
+    return road;
+}
+
+// Another job goes first, on the same disc.
+Road After(const std::function<JobEnd(JobBench&)>& first, Road road) {
+    road.prepare = [first, prepare = road.prepare](JobBench& bench) {
+        ASSERT_EQ(first(bench), JobEnd::Exit);
+        ASSERT_EQ(bench.ui.Texts(), Texts{});
+        ASSERT_TRUE(bench.drive.Insert(bench.disc));
+        prepare(bench);
+    };
+    return road;
+}
+
+JobEnd WriteOld(JobBench& bench) {
+    bench.host.queue = {bench.AddFile("old", kOld)};
+    return bench.RunData();
+}
+
+// The same on a disc that holds a volume, which stays.
+Road BehindAVolume(Road road) {
+    road.isKept = [](JobBench& bench) { return HoldsAtSector(bench.Track(1), kOld); };
+    return After(WriteOld, road);
+}
+
+Road ImageRoad(const std::string& name, const std::string& kind, size_t bytes) {
+    Road road;
+    road.name = name;
+    road.kind = kind;
+    const FileBytes image = Payload(bytes, 5);
+    road.prepare = [image](JobBench& bench) { bench.AddFile("image", image); };
+    road.run = [](JobBench& bench) {
+        return bench.RunImage(ToWide((bench.Source() / "image").string()));
+    };
+    road.isWhole = [image, whole = bytes / 2048 * 2048](JobBench& bench) {
+        const FileBytes track = bench.Track();
+        return track.size() >= whole &&
+               std::equal(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(whole),
+                          track.begin()) &&
+               !IsOpenCd(bench);
+    };
+    road.texts = kImageTexts;
+    road.questions = {u"You are going to write D"}; // a disc that is larger than needed
+    return road;
+}
+
+Road EraseRoad(const std::string& name, const std::string& kind, EraseMode mode) {
+    Road road;
+    road.name = name;
+    road.kind = kind;
+    road.prepare = [mode](JobBench& bench) {
+        bench.ui.erase.mode = mode;
+        bench.drive.SetSpeed({.longOperationMs = 2000});
+    };
+    road.run = [](JobBench& bench) { return bench.RunErase(); };
+    // A disc that refuses to be blanked shows as done, and so does one that refuses to be filled
+    // up: nothing tells the job.
+    road.isWhole = [](JobBench&) { return true; };
+    road.texts = {u"Cannot erase this disk in this drive.", u"Stopped: "};
+    road.mayStayIdle = true;
+    return After(WriteOld, road);
+}
+
+Road AudioRoad() {
+    Road road;
+    road.name = "AudioOnACd";
+    road.kind = "cd-r";
+    const FileBytes first = Payload(400 * 2352, 6);
+    const FileBytes second = Payload(300 * 2352, 7);
+    road.prepare = [=](JobBench& bench) {
+        bench.host.queue = {bench.AddWav("1.wav", first), bench.AddWav("2.wav", second)};
+    };
+    road.run = [](JobBench& bench) { return bench.RunAudio(); };
+    road.isWhole = [=](JobBench& bench) {
+        return bench.AudioTrack(1) == first && bench.AudioTrack(2) == second && bench.IsClosed();
+    };
+    road.texts = {u"The disk is not suitable for creating audio disk.",
+                  u"Creating DVD-Audio disks is not yet supported.",
+                  u"The duration of selected audio files exceeds disk capacity",
+                  kErase,
+                  k663,
+                  k965,
+                  kNoLeadOut};
+    road.expected = {{mmc::kSendCueSheet, {k663}},
+                     {mmc::kWrite10, {k663, k965}}, // the pre-gap is part of the start
+                     {mmc::kTestUnitReady, {kNoLeadOut}}};
+    return road;
+}
+
+std::vector<Road> Roads() {
+    std::vector<Road> roads;
+    const auto add = [&roads](Road road, decltype(Road::expected) expected = {}) {
+        road.expected.merge(expected);
+        roads.push_back(std::move(road));
+    };
+    add(DataRoad("DataOnABlankCd", "cd-r", kLong), {{mmc::kWrite10, {k165}},
+                                                    {mmc::kCloseTrackSession, {kNotClosed}},
+                                                    {mmc::kReadDiscInformation, {kNotSuitable}}});
+    add(BehindAVolume(DataRoad("DataAddedToACd", "cd-r", kLong)), {{mmc::kWrite10, {k165}}});
+    Road padded = DataRoad("DataThatNeedsPaddingOnACd", "cd-r", kLittle);
+    padded.isWhole = [isWhole = padded.isWhole](JobBench& bench) {
+        const FileBytes track = bench.Track();
+        return track.size() == size_t{300} * 2048 && isWhole(bench) &&
+               std::all_of(track.end() - 100 * 2048, track.end(), [](uint8_t b) { return b == 0; });
+    };
+    add(padded, {{mmc::kWrite10, {k165, k166}}});
+    Road erased = DataRoad("DataOnACdRwThatIsErasedFirst", "cd-rw", kLong);
+    erased.questions = {kErase};
+    const auto finalize = [](JobBench& bench) {
+        bench.Finalize();
+        bench.drive.SetSpeed({.longOperationMs = 2000});
+        return JobEnd::Exit;
+    };
+    add(After(finalize, erased), {{mmc::kWrite10, {k165}}});
+    // The second one ends with a part of a sector, in a write of less than the most.
+    for (const size_t bytes : {size_t{400 * 2048}, size_t{302 * 2048 - 1}}) {
+        add(ImageRoad(Format("ImageOf%zuBytesOnACd", bytes), "cd-r", bytes),
+            {{mmc::kSendCueSheet, {k563}},
+             {mmc::kWrite10, {k563, k565}},
+             {mmc::kTestUnitReady, {kNoLeadOut}}});
+    }
+    add(AudioRoad());
+    add(EraseRoad("EraseOfACdRw", "cd-rw", EraseMode::Quick));
+    add(EraseRoad("EraseOfADvdRw", "dvd-rw", EraseMode::Full));
+    add(EraseRoad("EraseOfADvdPlusRw", "dvd+rw", EraseMode::Quick),
+        {{mmc::kWrite10, {u"Stopped: write error."}}});
+    Road filled = EraseRoad("FullEraseOfADvdPlusRw", "dvd+rw", EraseMode::Full);
+    filled.capacity = 512;
+    add(filled, {{mmc::kWrite10, {}}});
+
+    for (const std::string kind :
+         {"dvd-r", "dvd-rw", "dvd+r", "dvd+r-dl", "dvd+rw", "dvd-ram", "dvd-rw-ow"}) {
+        std::string name = kind;
+        std::erase(name, '-');
+        std::replace(name.begin(), name.end(), '+', 'p');
+        const decltype(Road::expected) stopped = {{mmc::kWrite10, {u"Stopped: write error"}}};
+        add(DataRoad("DataOn_" + name, kind, kNew), stopped);
+        add(BehindAVolume(DataRoad("DataBehindAVolumeOn_" + name, kind, kNew)));
+        add(ImageRoad("ImageOn_" + name, kind, 150'000), stopped);
+    }
+    add(After([](JobBench& bench) { return bench.RunErase(); },
+              DataRoad("DataInOneGo", "dvd-rw", kNew)));
+    return roads;
+}
+
+INSTANTIATE_TEST_SUITE_P(Roads, Faults, testing::ValuesIn(Roads()),
+                         [](const auto& road) { return road.param.name; });
+
+} // namespace
+} // namespace larkspin

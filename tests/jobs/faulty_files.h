@@ -1,0 +1,47 @@
+// The files of this process, with something wrong about them.
+#pragma once
+
+#include "platform/files.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace larkspin {
+
+class FaultyFiles final : public IFileSystem {
+  public:
+    std::u16string unopenable;
+    std::pair<std::u16string, uint64_t> sized; // claims this size
+    std::function<void()> onStatus;
+    std::function<void(std::vector<std::u16string>* names)> onEnumerate;
+
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        if (onStatus) {
+            onStatus();
+        }
+        const bool found = PosixFiles().Status(path, status);
+        if (found && path == sized.first) {
+            status->size = sized.second;
+        }
+        return found;
+    }
+    bool IsReadable(const std::u16string& path) override { return PosixFiles().IsReadable(path); }
+    bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
+        const bool found = PosixFiles().Enumerate(folder, names);
+        if (onEnumerate) {
+            onEnumerate(names);
+        }
+        return found;
+    }
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
+        return path == unopenable ? nullptr : PosixFiles().OpenSequential(path);
+    }
+    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
+        return PosixFiles().Map(path);
+    }
+};
+
+} // namespace larkspin
