@@ -122,6 +122,9 @@ TEST(DvdVideo, PutsEachPartWhereTheControlDataSay) {
             }
             EXPECT_TRUE(TextOf(reader.Contents(record)) == file.bytes) << file.name;
         }
+        const auto folder = reader.Directory(reader.JolietRoot(), false).at(2);
+        EXPECT_EQ(IsoReader::DecodeUcs2(reader.Directory(folder, false).at(2).rawName),
+                  u"VIDEO_TS.IFO");
         const auto gap = reader.Sector(base + 2);
         EXPECT_TRUE(std::all_of(gap.begin(), gap.end(), [](uint8_t b) { return b == 0; }));
     }

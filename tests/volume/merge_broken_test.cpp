@@ -126,6 +126,32 @@ TEST_F(BrokenDisc, EveryReadThatFailsEndsTheMerge) {
     }
 }
 
+// A disc of 4 GiB whose root says that it fills half of it.
+TEST_F(BrokenDisc, NoFolderTakesAllMemory) {
+    class LargeDisc final : public IBlockReader {
+      public:
+        explicit LargeDisc(MemoryDisc& start) : m_start(start) {}
+        bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) override {
+            if (lba + count <= m_start.Sectors()) {
+                return m_start.ReadBlocks(buffer, count, lba);
+            }
+            ++readsBehind;
+            return true;
+        }
+        size_t readsBehind = 0;
+
+      private:
+        MemoryDisc& m_start;
+    };
+    Put32(&m_disc.bytes[16 * 2048 + 166], 0x7FFFF800);
+    LargeDisc disc(m_disc);
+    MemoryFiles files({{u"/new", "new"}});
+    const VolumeResult result =
+        RunGenerator(files, files.Items(), {.sessionBase = 0x200000, .drive = &disc});
+    EXPECT_EQ(result.error, kCannotMerge);
+    EXPECT_EQ(disc.readsBehind, 0u);
+}
+
 // The links between a relocated folder and its place.
 TEST(BrokenRelocation, LosesNothing) {
     const std::u16string deep = u"/d/d/d/d/d/d/d/d/d";

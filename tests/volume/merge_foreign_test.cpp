@@ -96,6 +96,7 @@ TEST_F(ForeignDisc, XorrisoWithRockRidgeAndJoliet) {
         // and with it a relocation directory of this program, which that of the other joins.
         Append({{"a.xxx", "takes the ISO name"}, {kDeep + "/more.txt", "more"}});
         ExpectAll(kXorriso);
+        EXPECT_EQ(RockRidgeContents(m_disc.Reader()).at("/a.xxx"), "takes the ISO name");
         for (int session = 0; session < 3; ++session) {
             Append();
         }

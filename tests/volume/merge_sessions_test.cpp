@@ -210,6 +210,16 @@ TEST(MergeSessions, CdXaDataGivesWayToNames) {
               (Contents{{"/a long name.text", "long"}, {"/new", "new"}}));
 }
 
+TEST(MergeSessions, RockRidgeThatNothingAnnouncesIsNone) {
+    MemoryDisc disc;
+    disc.Append({{u"/a long name.text", "long"}});
+    constexpr std::string_view kMark = "SP\7\1";
+    *std::search(disc.bytes.begin(), disc.bytes.end(), kMark.begin(), kMark.end()) = 'X';
+    disc.Append({{u"/new", "new"}});
+    EXPECT_EQ(JolietContents(disc.Reader()), (std::map<std::u16string, std::string>{
+                                                 {u"/A_LONG_N.TEX", "long"}, {u"/new", "new"}}));
+}
+
 TEST(MergeSessions, AnOldNameThatIsTakenGetsDigits) {
     const std::string old = "/a_" + std::string(80, 'x');
     const std::string fresh = "/a " + std::string(80, 'x');
