@@ -56,10 +56,10 @@ TEST(MainThread, AFailureOnTheWaitingThreadIsThatThreadsOwn) {
         });
     });
     EXPECT_THROW(PumpFor(job), std::runtime_error);
-    bool ran = false;
-    kept->RunOnCaller([&] { ran = true; }); // too late, and dropped
-    main.ReleaseWaits();                    // does not wait for a call that has left
-    EXPECT_FALSE(ran);
+    const auto work = std::make_shared<int>();
+    kept->RunOnCaller([work] { ADD_FAILURE(); });
+    EXPECT_EQ(work.use_count(), 1) << "too late, and dropped";
+    main.ReleaseWaits(); // does not wait for a call that has left
 }
 
 TEST(MainThread, ReleaseDropsWorkAndRefusesNewWaits) {
