@@ -121,6 +121,8 @@ TEST_F(RefereeTest, NewMediumIsAnnouncedOnce) {
     // Neither inquiry nor configuration nor event polling reports the attention.
     EXPECT_EQ(host.In({0x12, 0, 0, 0, 36, 0}), kGood);
     EXPECT_EQ(host.Profile(), 0x0A);
+    EXPECT_EQ(host.PollEvents(0x02), kGood);
+    EXPECT_EQ(host.DataAt(2, 3), (Bytes{1, 0x56, 2})) << "an operational change";
     EXPECT_EQ(host.PollEvents(0x10), kGood);
     EXPECT_EQ(host.DataAt(2, 4), (Bytes{4, 0x56, 2, 2}));
     EXPECT_EQ(host.PollEvents(0x10), kGood);

@@ -166,6 +166,8 @@ TEST_F(SessionAtOnceTest, BadCueSheetsAreRefused) {
     const Bytes good = Sheet(DataSession(500));
     Bytes badFrame = good;
     badFrame[23] = 75;
+    std::vector<CueEntry> skipping = DataSession(500);
+    skipping.insert(skipping.end() - 1, {0x61, 1, 3, 0x10, 400});
     struct Case {
         const char* what;
         Bytes sheet;
@@ -183,6 +185,7 @@ TEST_F(SessionAtOnceTest, BadCueSheetsAreRefused) {
              {"data form in an audio track", changed(2, {0x21, 1, 1, 0x10, 150})},
              {"control changes in the track", changed(2, {0x41, 1, 1, 0x10, 150})},
              {"index left out", changed(2, {0x61, 1, 2, 0x10, 150})},
+             {"index 3 behind index 1", Sheet(skipping)},
              {"form with raw blocks", changed(2, {0x61, 1, 1, 0x11, 150})},
              {"lead-out sends data", changed(3, {0x41, 0xAA, 1, 0x10, 650})},
              {"short track", changed(3, {0x41, 0xAA, 1, 0x14, 150 + 299})},

@@ -85,6 +85,8 @@ TEST_F(TrackAtOnceTest, TracksOfOneSessionAreApartByRunOutAndPregap) {
     EXPECT_EQ(host.TrackInformation(1, 2), kGood);
     EXPECT_EQ(host.Data32(8), 552U);
     EXPECT_EQ(host.Data32(24), 300U);
+    EXPECT_EQ(host.data[7], 2) << "no next address, but a last one";
+    EXPECT_EQ(host.Data32(28), 851U);
     ASSERT_EQ(host.TrackInformation(0, 551), kOutOfRange) << "in no track";
     ASSERT_EQ(host.TrackInformation(0, 851), kGood);
     EXPECT_EQ(host.data[2], 2) << "the track of a block";
