@@ -63,7 +63,6 @@ class QueueFiles final : public IFileSystem {
         }
         return std::make_unique<Empty>();
     }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override { return nullptr; }
 
   private:
     class Empty final : public ISequentialFile {

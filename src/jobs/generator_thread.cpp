@@ -33,9 +33,6 @@ class ImageGeneratorThread::StoppableFiles final : public IFileSystem {
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
         return Live().OpenSequential(path);
     }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
-        return Live().Map(path);
-    }
 
   private:
     IFileSystem& Live() {

@@ -254,9 +254,6 @@ class FixedAccessFiles final : public IFileSystem {
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
         return PosixFiles().OpenSequential(path);
     }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
-        return PosixFiles().Map(path);
-    }
     bool PatchBytes(const std::u16string& path, uint64_t offset,
                     std::span<const uint8_t> bytes) override {
         return PosixFiles().PatchBytes(path, offset, bytes);

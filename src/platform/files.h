@@ -3,7 +3,7 @@
 //
 // Paths are wide texts (see text.h); a path that POSIX cannot open because it does not start with
 // '/' simply fails with ENOENT. Links are followed. All operations may be called on any thread;
-// a SequentialFile or MappedFile has one user at a time.
+// a SequentialFile has one user at a time.
 #pragma once
 
 #include "platform/byte_stream.h"
@@ -43,12 +43,6 @@ class ISequentialFile : public IByteSource {
     virtual int64_t Tell() = 0;
 };
 
-class IMappedFile {
-  public:
-    virtual ~IMappedFile() = default;
-    virtual std::span<const uint8_t> Bytes() const = 0;
-};
-
 class IFileSystem {
   public:
     virtual ~IFileSystem() = default;
@@ -61,8 +55,6 @@ class IFileSystem {
     virtual bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) = 0;
     // Null if the file cannot be opened. The kernel is told that reading runs from start to end.
     virtual std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) = 0;
-    // The whole file, read only; null if it cannot be opened, is empty or cannot be mapped.
-    virtual std::unique_ptr<IMappedFile> Map(const std::u16string& path) = 0;
     // Replaces the bytes from `offset` on in an existing regular file that holds them all; never
     // makes a file longer. False if that fails; a part may then have been written. A file system
     // that is only read has no way to do so.

@@ -5,7 +5,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <string_view>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,22 +38,6 @@ class PosixFile final : public ISequentialFile {
 
   private:
     int m_fd;
-};
-
-class PosixMapping final : public IMappedFile {
-  public:
-    PosixMapping(void* view, size_t size) : m_pView(view), m_nSize(size) {}
-    PosixMapping(const PosixMapping&) = delete;
-    PosixMapping& operator=(const PosixMapping&) = delete;
-    ~PosixMapping() override { ::munmap(m_pView, m_nSize); }
-
-    std::span<const uint8_t> Bytes() const override {
-        return {static_cast<const uint8_t*>(m_pView), m_nSize};
-    }
-
-  private:
-    void* m_pView;
-    size_t m_nSize;
 };
 
 FileStatus::Type TypeOf(mode_t mode) {
@@ -143,23 +126,6 @@ class PosixFileSystem final : public IFileSystem {
         }
         ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
         return std::make_unique<PosixFile>(fd);
-    }
-
-    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
-        const int fd = OpenForReading(path);
-        if (fd < 0) {
-            return nullptr;
-        }
-        struct stat st = {};
-        void* view = MAP_FAILED;
-        if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
-            view = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-        }
-        ::close(fd);
-        if (view == MAP_FAILED) {
-            return nullptr;
-        }
-        return std::make_unique<PosixMapping>(view, static_cast<size_t>(st.st_size));
     }
 
     bool PatchBytes(const std::u16string& path, uint64_t offset,

@@ -7,7 +7,6 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <iterator>
 #include <numbers>
 #include <random>
@@ -96,10 +95,10 @@ void WriteSound(const std::string& path, const Sound& sound, const std::string& 
     const std::string suffix = path.substr(path.rfind('.'));
     const std::string wav = suffix == ".wav" ? path : path + ".wav";
     if (suffix == ".ape") {
-        WriteAll(path, WriteApe(sound));
+        WriteFileBytes(path, WriteApe(sound));
         return;
     }
-    WriteAll(wav, MakeWav(Pcm(sound), sound.rate, sound.channels, sound.bits));
+    WriteFileBytes(wav, MakeWav(Pcm(sound), sound.rate, sound.channels, sound.bits));
     if (suffix == ".flac") {
         Shell("flac -s -f " + options + " -o " + path + " " + wav);
     } else if (suffix == ".ogg") {
@@ -114,24 +113,7 @@ void WriteSound(const std::string& path, const Sound& sound, const std::string& 
 Bytes Encoded(const std::string& suffix, const Sound& sound, const std::string& options) {
     const TempFolder folder;
     WriteSound(folder.Path() + "/sound" + suffix, sound, options);
-    return ReadAll(folder.Path() + "/sound" + suffix);
-}
-
-Bytes ReadAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw std::runtime_error("cannot read " + path);
-    }
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void WriteAll(const std::string& path, const Bytes& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-    if (!out.flush()) {
-        throw std::runtime_error("cannot write " + path);
-    }
+    return ReadFileBytes(folder.Path() + "/sound" + suffix);
 }
 
 Bytes Capture(const std::string& command) {

@@ -4,6 +4,7 @@
 
 #include "audio/reader.h"
 #include "platform/files.h"
+#include "support/file_bytes.h"
 #include "support/temp_folder.h"
 
 #include <cstdint>
@@ -14,8 +15,6 @@
 #include <vector>
 
 namespace larkspin::codecs {
-
-using Bytes = std::vector<uint8_t>;
 
 Bytes operator+(Bytes left, const Bytes& right);
 Bytes Text(std::string_view text);
@@ -48,9 +47,6 @@ Bytes MakeWav(const Bytes& pcm, int rate, int channels, int bits);
 void WriteSound(const std::string& path, const Sound& sound, const std::string& options = "");
 // The file that WriteSound makes, in memory.
 Bytes Encoded(const std::string& suffix, const Sound& sound, const std::string& options = "");
-
-Bytes ReadAll(const std::string& path);
-void WriteAll(const std::string& path, const Bytes& bytes);
 
 // Runs a command that must succeed. Capture gives what it writes to its standard output.
 void Shell(const std::string& command);

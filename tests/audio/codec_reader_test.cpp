@@ -136,11 +136,11 @@ TEST_P(ExactReader, GivesTheSoundOfAnotherDecoder) {
 }
 
 TEST_P(ExactReader, RefusesOtherFilesAndCutHeaders) {
-    const Bytes good = ReadAll(m_path);
+    const Bytes good = ReadFileBytes(m_path);
     for (const Bytes& bad :
          {Bytes(), Encoded(".wav", MakeTones(1000)), Bytes(good.begin(), good.begin() + 20),
           Bytes(good.begin(), good.begin() + 60)}) {
-        WriteAll(m_path, bad);
+        WriteFileBytes(m_path, bad);
         EXPECT_EQ(FailureOf([&] { Open(); }), Format(m_codec.refusal, m_path.c_str()))
             << bad.size();
         EXPECT_FALSE(m_codec.probe(ToWide(m_path), PosixFiles()));
@@ -148,7 +148,7 @@ TEST_P(ExactReader, RefusesOtherFilesAndCutHeaders) {
 }
 
 TEST_P(CodecReader, BearsFlippedBits) {
-    MemoryFiles files(ReadAll(m_path));
+    MemoryFiles files(ReadFileBytes(m_path));
     const Bytes good = files.m_bytes;
     for (uint32_t seed = 0; seed < 80; ++seed) {
         std::mt19937 random(seed);
@@ -163,7 +163,7 @@ TEST_P(CodecReader, BearsFlippedBits) {
 }
 
 TEST_P(CodecReader, BearsMissingTailsAndFilesThatTrickle) {
-    MemoryFiles files(ReadAll(m_path));
+    MemoryFiles files(ReadFileBytes(m_path));
     const Bytes expected = Decode(files);
     ASSERT_GT(expected.size(), kFrames * 3);
     files.m_nMost = 7;

@@ -20,7 +20,7 @@ Bytes MakeOgg(size_t frames, Sound form = {}, uint32_t serial = 1) {
 
 Bytes ReferenceDecode(const Bytes& file) {
     const TempFolder folder;
-    WriteAll(folder.Path() + "/a.ogg", file);
+    WriteFileBytes(folder.Path() + "/a.ogg", file);
     return Capture("oggdec -Q -R -o - " + folder.Path() + "/a.ogg");
 }
 

@@ -59,7 +59,7 @@ class WmaReader : public testing::Test {
     // Makes a file of the sound by another command line of the encoder.
     Bytes Made(const std::string& options) const {
         Shell("ffmpeg -v error -y -i " + m_path + ".wav " + options + " -f asf " + m_path);
-        return ReadAll(m_path);
+        return ReadFileBytes(m_path);
     }
 
     TempFolder m_folder;
@@ -81,7 +81,7 @@ TEST_F(WmaReader, ReadsTheFirstVersionOfTheCodec) {
 }
 
 TEST_F(WmaReader, TellsAProtectedFile) {
-    const Bytes good = ReadAll(m_path);
+    const Bytes good = ReadFileBytes(m_path);
     for (const Bytes& object :
          {MakeObject(kContentEncryption, Bytes(40)), MakeObject(kExtendedContentEncryption, {}),
           MakeObject(kAdvancedContentEncryption, Bytes(4)),
@@ -97,7 +97,7 @@ TEST_F(WmaReader, TellsAProtectedFile) {
 
 TEST_F(WmaReader, RefusesWhatItCannotPlay) {
     // A file that was streamed says so in a flag and has no playing time.
-    Bytes streamed = ReadAll(m_path);
+    Bytes streamed = ReadFileBytes(m_path);
     const auto properties = std::search(streamed.begin(), streamed.end(), kFileProperties.begin(),
                                         kFileProperties.end());
     ASSERT_NE(properties, streamed.end());
@@ -112,7 +112,7 @@ TEST_F(WmaReader, HeaderWalkTakesNoSizeOnTrust) {
     for (const uint32_t size : {0U, 23U, 0xFFFFFFFFU}) {
         Bytes object = MakeObject(kContentEncryption, Bytes(40));
         StoreLe32(&object[kObjectSizeAt], size);
-        MemoryFiles files(WithObject(ReadAll(m_path), object));
+        MemoryFiles files(WithObject(ReadFileBytes(m_path), object));
         const auto header = ReadAsfHeader(*files.OpenSequential(u"/a.wma"));
         ASSERT_TRUE(header);
         EXPECT_FALSE(header->isProtected);

@@ -14,14 +14,14 @@ Tree LastSession(JobBench& bench) {
     int32_t start = 0;
     // A DVD that is written in place is one volume.
     EXPECT_TRUE(bench.Drive().ReadMultiSessionStart(&start) == 0 || bench.kind.starts_with("dvd"));
-    FileBytes image(static_cast<size_t>(start + 6000) * 2048);
+    Bytes image(static_cast<size_t>(start + 6000) * 2048);
     for (size_t at = 0; at < image.size(); at += 2048) {
         bench.Drive().ReadBlocks(&image[at], 1, static_cast<uint32_t>(at / 2048));
     }
     const IsoReader reader(std::move(image), 0, static_cast<uint32_t>(start));
     Tree tree;
     for (const auto& [path, record] : reader.RockRidgeTree()) {
-        const FileBytes bytes = record.IsDirectory() ? FileBytes() : reader.Contents(record);
+        const Bytes bytes = record.IsDirectory() ? Bytes() : reader.Contents(record);
         tree[path.substr(1)] =
             record.IsDirectory() ? "folder" : std::string(bytes.begin(), bytes.end());
     }
@@ -32,7 +32,7 @@ Tree LastSession(JobBench& bench) {
 class AppendJob : public testing::Test {
   protected:
     // Adds a file to the source folder and to what the disc should hold with its next session.
-    void Add(JobBench& bench, const std::string& name, const FileBytes& bytes) {
+    void Add(JobBench& bench, const std::string& name, const Bytes& bytes) {
         bench.AddFile(name, bytes);
         expected[name] = std::string(bytes.begin(), bytes.end());
         for (fs::path up = fs::path(name).parent_path(); !up.empty(); up = up.parent_path()) {

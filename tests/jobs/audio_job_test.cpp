@@ -12,7 +12,7 @@ constexpr size_t kFrames = 200'000; // 340.1 blocks, a little more than a track 
 class AudioJobTest : public testing::Test {
   protected:
     const codecs::Sound sound = codecs::MakeTones(kFrames);
-    const FileBytes pcm = codecs::Pcm(sound);
+    const Bytes pcm = codecs::Pcm(sound);
     JobBench bench;
 };
 
@@ -43,11 +43,11 @@ TEST_F(AudioJobTest, HoldsTheTracksOfAllFormatsAndConversions) {
     EXPECT_TRUE(bench.WasEjected());
     EXPECT_TRUE(bench.IsClosed());
 
-    FileBytes all;
+    Bytes all;
     std::vector<size_t> starts; // of each track and of the lead-out, in blocks
     for (size_t i = 0; i < songs.size(); ++i) {
         SCOPED_TRACE(ToNative(songs[i]));
-        const FileBytes track = codecs::Drain(*CreateAudioReader(songs[i]));
+        const Bytes track = codecs::Drain(*CreateAudioReader(songs[i]));
         EXPECT_TRUE(bench.AudioTrack(static_cast<uint8_t>(i + 1)) == track);
         const bool lossless = i == 0 || i >= 5;
         EXPECT_TRUE(!lossless || std::equal(pcm.begin(), pcm.end(), track.begin()));
@@ -97,11 +97,11 @@ TEST_F(AudioJobTest, HoldsTheTracksOfAllFormatsAndConversions) {
 TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
     const std::u16string song = bench.AddWav("music/b.wav", pcm);
     const std::u16string folder = ToWide((bench.Source() / "music").string());
-    const FileBytes other = Payload(320 * 2352, 1);
+    const Bytes other = Payload(320 * 2352, 1);
     bench.host.queue = {folder, bench.AddWav("a.wav", other), song};
     EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
     EXPECT_EQ(bench.ui.Texts(), Texts{});
-    FileBytes padded = pcm;
+    Bytes padded = pcm;
     padded.resize((pcm.size() + 2351) / 2352 * 2352);
     EXPECT_TRUE(bench.AudioTrack(1) == other);
     EXPECT_TRUE(bench.AudioTrack(2) == padded);
@@ -122,7 +122,7 @@ TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
 TEST_F(AudioJobTest, RefusesBeforeTheDiscWhatWouldBeNoise) {
     const struct {
         const char* name;
-        FileBytes file;
+        Bytes file;
         const char16_t* text;
     } cases[] = {
         {"six.wav", codecs::MakeWav(pcm, 44100, 6, 16),
@@ -168,7 +168,7 @@ TEST(AudioJob, EightyMinutesComeToTheDialogAndNoMore) {
 TEST(AudioJob, SevenThousandBlocksOfGrace) {
     for (const int32_t blocks : {8000, 8001}) {
         JobBench bench("cd-r", 1000);
-        bench.host.queue = {bench.AddWav("a.wav", FileBytes(size_t(blocks) * 2352))};
+        bench.host.queue = {bench.AddWav("a.wav", Bytes(size_t(blocks) * 2352))};
         EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
         ASSERT_EQ(bench.ui.Texts().size(), 1U);
         // Within the grace the drive is asked, and this one takes no more than it says.
@@ -184,7 +184,7 @@ TEST(AudioJob, SevenThousandBlocksOfGrace) {
 
 TEST(AudioJob, CopiesUntilTheUserHasEnough) {
     JobBench bench;
-    const FileBytes pcm = Payload(302 * 2352, 1);
+    const Bytes pcm = Payload(302 * 2352, 1);
     bench.host.queue = {bench.AddWav("a.wav", pcm)};
     bench.ui.audio.nCopies = 3;
     bench.ui.onBox = [&](const FakeUi::Box& box) {

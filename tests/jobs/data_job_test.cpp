@@ -42,7 +42,7 @@ TEST(DataJob, WritesTheQueueToABlankCd) {
                      "' && diff -r '" + bench.Source().string() + "' '" + out.string() + "' >&2")
                         .c_str()),
         0);
-    const FileBytes track = bench.Track();
+    const Bytes track = bench.Track();
     const std::string id(track.begin() + 16 * 2048 + 40, track.begin() + 16 * 2048 + 72);
     EXPECT_EQ(id.substr(0, id.find_last_not_of(' ') + 1), "_NIT_1");
     EXPECT_TRUE(bench.IsClosed());
@@ -199,13 +199,13 @@ TEST(DataJob, AVolumeThatWasCutShortDoesNotReplaceTheOldOne) {
     JobBench bench("dvd+rw", 0, files);
     const auto descriptors = [&bench] {
         bench.Reload();
-        FileBytes blocks(size_t{16} * 2048);
+        Bytes blocks(size_t{16} * 2048);
         EXPECT_TRUE(bench.Drive().ReadBlocks(blocks.data(), 16, 16));
         return blocks;
     };
     bench.AddFile("old", Payload(100'000, 1));
     ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
-    const FileBytes before = descriptors();
+    const Bytes before = descriptors();
 
     bench.host.queue = {bench.AddFile("a", Payload(500'000, 3)),
                         bench.AddFile("z", Payload(40'000, 2))};
@@ -219,9 +219,9 @@ TEST(DataJob, AVolumeThatWasCutShortDoesNotReplaceTheOldOne) {
 // A drive that was left in session-at-once mode counts a blank disc from its pre-gap on.
 TEST(DataJob, ANextAddressBeforeTheDiscMeansABlankOne) {
     JobBench bench;
-    const FileBytes bytes = Payload(900'000, 1);
+    const Bytes bytes = Payload(900'000, 1);
     bench.host.queue = {bench.AddFile("a", bytes)};
-    FileBytes track(36);
+    Bytes track(36);
     track[6] = 0x40;                          // blank
     track[7] = 1;                             // the next address is valid:
     track[12] = track[13] = track[14] = 0xFF; // -150

@@ -110,7 +110,7 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
         {"image on a small CD", JobKind::Image, "cd-r", 1000, false, 2025, kImageTooLarge, "cd-r"},
         {"erasing a CD-R", JobKind::Erase, "cd-r", 0, false, 400, kCannotErase, "cd-rw"},
     };
-    const FileBytes pcm = Payload(320 * 2352, 1);
+    const Bytes pcm = Payload(320 * 2352, 1);
     for (const auto& test : cases) {
         for (const bool givesUp : {true, false}) {
             SCOPED_TRACE(Format("%s, %d", test.name, givesUp));
@@ -119,9 +119,9 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
             if (test.finalized) {
                 bench.Finalize();
             }
-            const FileBytes before = bench.Track();
+            const Bytes before = bench.Track();
             const bool isImage = test.job == JobKind::Image;
-            const FileBytes image = Payload(isImage ? test.sectors * 2048 : 0, 2);
+            const Bytes image = Payload(isImage ? test.sectors * 2048 : 0, 2);
             const std::u16string path =
                 isImage ? bench.AddFile("image", image) : bench.AddWav("a.wav", pcm);
             files.sized = {path, test.sectors * 2048};

@@ -41,7 +41,7 @@ class DvdJob : public testing::TestWithParam<Kind> {
     }
 
     const Kind kind = GetParam();
-    const FileBytes payload = Payload(1'000'000, 1);
+    const Bytes payload = Payload(1'000'000, 1);
     JobBench bench{kind.name};
 };
 
@@ -69,9 +69,9 @@ TEST_P(DvdJob, WritesImagesOfEachLength) {
     for (const size_t blocks : {32U, 33U, 47U, 48U, 49U}) {
         SCOPED_TRACE(blocks);
         bench.InsertNew(kind.name);
-        const FileBytes image = Payload(blocks * 2048, static_cast<uint32_t>(blocks));
+        const Bytes image = Payload(blocks * 2048, static_cast<uint32_t>(blocks));
         EXPECT_EQ(bench.RunImage(bench.AddFile("image", image)), JobEnd::Exit);
-        FileBytes expected = image; // filled up with zeros to whole chunks
+        Bytes expected = image; // filled up with zeros to whole chunks
         expected.resize((image.size() + 32'767) / 32'768 * 32'768);
         EXPECT_TRUE(bench.Track() == expected);
         EXPECT_EQ(bench.DiscStatus(), kind.written);
@@ -83,7 +83,7 @@ TEST_P(DvdJob, WritesImagesOfEachLength) {
     EXPECT_EQ(bench.ui.Texts().back(),
               u"The image is smaller than 64 kb, which is too small for a DVD. Nothing was "
               u"written.");
-    EXPECT_EQ(bench.Track(), FileBytes());
+    EXPECT_EQ(bench.Track(), Bytes());
     EXPECT_EQ(bench.DiscStatus(), kind.blank);
 }
 
@@ -92,11 +92,11 @@ TEST_P(DvdJob, ASlowDriveIsWaitedFor) {
     StartAnew();
     bench.drive.SetSpeed({.bufferKB = 512, .speedFactor = 1.0, .longOperationMs = 500});
     bench.ui.data.dSpeed = 2.4;
-    const FileBytes big = Payload(8'000'000, 2);
+    const Bytes big = Payload(8'000'000, 2);
     bench.host.queue = {bench.AddFile("big", big)};
     EXPECT_EQ(bench.RunData(), JobEnd::Exit);
     EXPECT_EQ(bench.ui.Texts(), Texts{});
-    const FileBytes track = bench.Track();
+    const Bytes track = bench.Track();
     EXPECT_TRUE(HoldsAtSector(track, big));
     EXPECT_LE(static_cast<size_t>(bench.commands[mmc::kWrite10]), 2 * (track.size() / 32'768))
         << "about one wait for half a buffer";
@@ -167,7 +167,7 @@ TEST(DvdRw, AMinimallyBlankedDiscIsWrittenInOneGo) {
         SCOPED_TRACE(round);
         ASSERT_TRUE(bench.drive.Insert(bench.disc));
         bench.commands.clear();
-        const FileBytes payload = Payload(150'000, round);
+        const Bytes payload = Payload(150'000, round);
         bench.host.queue = {bench.AddFile("new", payload)};
         EXPECT_EQ(bench.RunData(), JobEnd::Exit);
         EXPECT_EQ(bench.ui.Texts().size(), round - 1) << "full, it is erased on demand";
@@ -182,7 +182,7 @@ TEST(DvdRw, AMinimallyBlankedDiscIsWrittenInOneGo) {
 TEST(DvdRw, AQuickFormattedDiscGrowsAndItsSessionIsClosed) {
     JobBench bench("dvd-rw");
     const std::vector<uint8_t> cdb = {mmc::kFormatUnit, 0x11, 0, 0, 0, 0};
-    FileBytes list = {0, 0, 0, 8, 0, 0, 0, 0, 0x15 << 2, 0, 0, 16}; // quick format
+    Bytes list = {0, 0, 0, 8, 0, 0, 0, 0, 0x15 << 2, 0, 0, 16}; // quick format
     PortRequest request;
     request.cdb = cdb;
     request.direction = PortDirection::Out;
@@ -191,8 +191,8 @@ TEST(DvdRw, AQuickFormattedDiscGrowsAndItsSessionIsClosed) {
     while (bench.drive.Execute(request).sense[2] == 6) {
     }
     EXPECT_EQ(bench.DiscStatus(), kErasable | kSessionOpen);
-    const FileBytes first = Payload(100'000, 1);
-    const FileBytes second = Payload(900'000, 2); // outgrows what is formatted by now
+    const Bytes first = Payload(100'000, 1);
+    const Bytes second = Payload(900'000, 2); // outgrows what is formatted by now
     bench.AddFile("first", first);
     bench.AddFile("second", second);
     ASSERT_NO_FATAL_FAILURE(bench.Burn({"first"}));

@@ -26,10 +26,10 @@ TEST(EraseJob, BlanksAndEjects) {
             EXPECT_TRUE(bench.WasEjected());
             EXPECT_GE(bench.clock.TotalSleep() - before, 4900) << "it watched to the end";
             EXPECT_EQ(bench.DiscStatus(), 16) << "blank and erasable";
-            EXPECT_EQ(bench.Track(), FileBytes());
+            EXPECT_EQ(bench.Track(), Bytes());
 
             bench.drive.SetSpeed({});
-            const FileBytes next = Payload(100'000, 2);
+            const Bytes next = Payload(100'000, 2);
             bench.host.queue = {bench.AddFile("next", next)};
             EXPECT_EQ(bench.RunData(), JobEnd::Exit);
             EXPECT_TRUE(HoldsAtSector(bench.Track(), next));
@@ -47,7 +47,7 @@ TEST(EraseJob, DvdPlusRwIsOverwritten) {
         JobBench bench("dvd+rw", capacity);
         bench.AddFile("a", Payload(1'000'000, 1));
         ASSERT_NO_FATAL_FAILURE(bench.Burn({"a"}));
-        FileBytes expected = bench.Track();
+        Bytes expected = bench.Track();
         bench.ui.erase.mode = mode;
         bench.ejects = 0;
         EXPECT_EQ(bench.RunErase(), JobEnd::Exit);

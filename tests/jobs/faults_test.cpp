@@ -118,10 +118,10 @@ TEST_P(Faults, EachCommandOnce) {
 
 // --- the roads ---
 
-const FileBytes kNew = Payload(150'000, 2);
-const FileBytes kLong = Payload(700'000, 2);
-const FileBytes kLittle = Payload(1000, 3);
-const FileBytes kOld = Payload(70'000, 4);
+const Bytes kNew = Payload(150'000, 2);
+const Bytes kLong = Payload(700'000, 2);
+const Bytes kLittle = Payload(1000, 3);
+const Bytes kOld = Payload(70'000, 4);
 
 const std::u16string kNotSuitable =
     u"The disk is not suitable for writing. It is finalized or doesn't have enough free space and "
@@ -170,7 +170,7 @@ bool IsOpenCd(JobBench& bench) {
 }
 
 // A data job for one new file.
-Road DataRoad(const std::string& name, const std::string& kind, const FileBytes& file) {
+Road DataRoad(const std::string& name, const std::string& kind, const Bytes& file) {
     Road road;
     road.name = name;
     road.kind = kind;
@@ -211,13 +211,13 @@ Road ImageRoad(const std::string& name, const std::string& kind, size_t bytes) {
     Road road;
     road.name = name;
     road.kind = kind;
-    const FileBytes image = Payload(bytes, 5);
+    const Bytes image = Payload(bytes, 5);
     road.prepare = [image](JobBench& bench) { bench.AddFile("image", image); };
     road.run = [](JobBench& bench) {
         return bench.RunImage(ToWide((bench.Source() / "image").string()));
     };
     road.isWhole = [image, whole = bytes / 2048 * 2048](JobBench& bench) {
-        const FileBytes track = bench.Track();
+        const Bytes track = bench.Track();
         return track.size() >= whole &&
                std::equal(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(whole),
                           track.begin()) &&
@@ -249,8 +249,8 @@ Road AudioRoad() {
     Road road;
     road.name = "AudioOnACd";
     road.kind = "cd-r";
-    const FileBytes first = Payload(400 * 2352, 6);
-    const FileBytes second = Payload(300 * 2352, 7);
+    const Bytes first = Payload(400 * 2352, 6);
+    const Bytes second = Payload(300 * 2352, 7);
     road.prepare = [=](JobBench& bench) {
         bench.host.queue = {bench.AddWav("1.wav", first), bench.AddWav("2.wav", second)};
     };
@@ -283,7 +283,7 @@ std::vector<Road> Roads() {
     add(BehindAVolume(DataRoad("DataAddedToACd", "cd-r", kLong)), {{mmc::kWrite10, {k165}}});
     Road padded = DataRoad("DataThatNeedsPaddingOnACd", "cd-r", kLittle);
     padded.isWhole = [isWhole = padded.isWhole](JobBench& bench) {
-        const FileBytes track = bench.Track();
+        const Bytes track = bench.Track();
         return track.size() == size_t{300} * 2048 && isWhole(bench) &&
                std::all_of(track.end() - 100 * 2048, track.end(), [](uint8_t b) { return b == 0; });
     };

@@ -39,9 +39,6 @@ class FaultyFiles final : public IFileSystem {
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
         return path == unopenable ? nullptr : PosixFiles().OpenSequential(path);
     }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& path) override {
-        return PosixFiles().Map(path);
-    }
 };
 
 } // namespace larkspin

@@ -44,11 +44,11 @@ std::u16string AddSparse(JobBench& bench, uint64_t bytes) {
 }
 
 // What a reader of the disc gets from its first sector on, after the disc went in again.
-FileBytes ReadBack(JobBench& bench, size_t sectors) {
+Bytes ReadBack(JobBench& bench, size_t sectors) {
     EXPECT_TRUE(bench.drive.Insert(bench.disc));
     bench.Drive().ReadDiskInfo(); // takes the news of another disc
     constexpr size_t kAtOnce = 16;
-    FileBytes bytes(sectors * kSector);
+    Bytes bytes(sectors * kSector);
     for (size_t at = 0; at < sectors; at += kAtOnce) {
         const auto count = static_cast<uint32_t>(std::min(kAtOnce, sectors - at));
         EXPECT_TRUE(
@@ -63,7 +63,7 @@ TEST(ImageJob, WholeSectorsOnly) {
          {300 * kSector, 302 * kSector + 1, 303 * kSector - 1, 320 * kSector, 321 * kSector + 77}) {
         SCOPED_TRACE(bytes);
         JobBench bench;
-        FileBytes image = Payload(bytes, 1);
+        Bytes image = Payload(bytes, 1);
         const std::u16string path = bench.AddFile("image.iso", image);
         EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
         image.resize(bytes / kSector * kSector);
@@ -83,19 +83,19 @@ TEST(ImageJob, ShortImagesAreUpToTheDrive) {
     for (const size_t bytes : {size_t{0}, size_t{1}, kSector - 1, kSector, kSector + 1,
                                15 * kSector, 17 * kSector + 5, 299 * kSector}) {
         SCOPED_TRACE(bytes);
-        FileBytes image = Payload(bytes, 1);
+        Bytes image = Payload(bytes, 1);
         JobBench bench;
         EXPECT_EQ(bench.RunImage(bench.AddFile("image", image)), JobEnd::Exit);
         EXPECT_EQ(bench.ui.Texts(), Texts{kNotStarted});
         EXPECT_FALSE(bench.WasEjected());
         // Not a sector is lost: the next image goes on the same disc.
-        const FileBytes next = Payload(300 * kSector, 2);
+        const Bytes next = Payload(300 * kSector, 2);
         EXPECT_EQ(bench.RunImage(bench.AddFile("next", next)), JobEnd::Exit);
         EXPECT_EQ(ReadBack(bench, 300), next);
 
         // A drive that takes any session is sent the image's whole sectors.
         JobBench tolerant;
-        FileBytes sent;
+        Bytes sent;
         tolerant.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
             constexpr uint8_t kBelowZero = 0xFF; // the pre-gap
             if (request.cdb[0] == mmc::kWrite10 && request.cdb[2] != kBelowZero) {
@@ -182,7 +182,7 @@ TEST(ImageJob, ADiscOfUnknownCapacityIsUpToTheUser) {
     };
     for (const auto& test : cases) {
         JobBench bench;
-        FileBytes info(34);                               // an empty disc
+        Bytes info(34);                                   // an empty disc
         std::fill_n(info.begin() + 16, 8, uint8_t{0xFF}); // whose lead-outs are not known
         bench.AnswerCommand(mmc::kReadDiscInformation, info);
         bench.ui.onBox = [&](const FakeUi::Box& box) {
@@ -223,7 +223,7 @@ TEST(ImageJob, AnImageThatChangesBehindTheDialog) {
     for (const auto& test : cases) {
         SCOPED_TRACE(test.bytes);
         JobBench bench;
-        FileBytes image = Payload(800 * kSector, 1);
+        Bytes image = Payload(800 * kSector, 1);
         const std::u16string path = bench.AddFile("image", image);
         bench.ui.onDialog = [&] {
             if (test.bytes >= 0) {
@@ -239,7 +239,7 @@ TEST(ImageJob, AnImageThatChangesBehindTheDialog) {
         EXPECT_EQ(bench.ui.Texts(), test.texts);
         EXPECT_EQ(bench.WasEjected(), test.texts != Texts{kImageGone});
         image.resize(test.sectors * kSector);
-        FileBytes written = bench.Track();
+        Bytes written = bench.Track();
         written.resize(std::min(written.size(), image.size()));
         EXPECT_EQ(written, image);
     }
@@ -274,7 +274,7 @@ TEST(ImageJob, AWriteFaultEndsItAndTheCacheIsEmptied) {
 
 TEST(ImageJob, CopiesOneAfterTheOther) {
     JobBench bench;
-    const FileBytes image = Payload(400 * kSector, 1);
+    const Bytes image = Payload(400 * kSector, 1);
     const std::u16string path = bench.AddFile("image", image);
     bench.ui.image.nCopies = 3;
     std::vector<std::string> discs{bench.disc};
@@ -365,7 +365,7 @@ TEST(ImageJob, ADiscThatWouldBeWastedIsUpToTheUser) {
     }
     for (const bool isThere : {true, false}) {
         JobBench bench("dvd-r");
-        const FileBytes image = Payload(400 * kSector, 1);
+        const Bytes image = Payload(400 * kSector, 1);
         bench.ui.onBox = [&](const FakeUi::Box& box) {
             const bool ok = box.buttons == BoxButtons::Ok && isThere;
             if (ok) {
@@ -377,7 +377,7 @@ TEST(ImageJob, ADiscThatWouldBeWastedIsUpToTheUser) {
         EXPECT_EQ(bench.RunImage(bench.AddFile("image", image)), JobEnd::Exit);
         EXPECT_EQ(bench.ui.Texts(),
                   (Texts{kWasteDvd, u"Please insert another disk and press \"OK\"."}));
-        EXPECT_EQ(bench.Track(), isThere ? image : FileBytes());
+        EXPECT_EQ(bench.Track(), isThere ? image : Bytes());
     }
 }
 
@@ -402,12 +402,12 @@ TEST(ImageJob, ImagesComeBackByteByByte) {
                      "diff -r . $IMAGE.out",
     };
     // A video manager alone, whose backup lies nine sectors behind its own two.
-    FileBytes manager(2 * kSector);
+    Bytes manager(2 * kSector);
     std::ranges::copy(std::string_view("DVDVIDEO-VMG"), manager.begin());
     StoreBe32(&manager[12], 12); // last sector of the set
     StoreBe32(&manager[28], 1);  // of the IFO
     StoreBe32(&manager[196], 1); // sector of the table of titles, which is empty
-    FileBytes loader = Payload(kSector, 3);
+    Bytes loader = Payload(kSector, 3);
     loader[510] = 0x55;
     loader[511] = 0xAA;
     for (const auto& disc : discs) {
@@ -426,7 +426,7 @@ TEST(ImageJob, ImagesComeBackByteByByte) {
                                    "' && " + maker + ") >/dev/null 2>&1")
                                       .c_str()),
                       0);
-            const FileBytes image = ReadFileBytes(path);
+            const Bytes image = ReadFileBytes(path);
             ASSERT_GT(image.size(), 300 * kSector);
             ASSERT_EQ(image.size() % kSector, 0U);
             bench.ui.onBox = [](const FakeUi::Box&) { return true; };

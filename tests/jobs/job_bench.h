@@ -8,6 +8,7 @@
 #include "platform/byte_order.h"
 #include "platform/text.h"
 #include "support/fake_ui.h"
+#include "support/file_bytes.h"
 #include "support/manual_clock.h"
 #include "support/port_answers.h"
 #include "support/temp_folder.h"
@@ -18,8 +19,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <string_view>
@@ -29,19 +28,7 @@ namespace larkspin {
 
 namespace fs = std::filesystem;
 
-using FileBytes = std::vector<uint8_t>;
 using Texts = std::vector<std::u16string>;
-
-inline FileBytes ReadFileBytes(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-inline void WriteFileBytes(const fs::path& path, const FileBytes& bytes) {
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
 
 // Texts that more than one kind of job shows.
 inline constexpr const char16_t* kNotBlankText =
@@ -53,19 +40,8 @@ inline std::u16string NextCopyText(int written, int copies) {
                       written, copies, copies - written);
 }
 
-// Bytes that are found nowhere else.
-inline FileBytes Payload(size_t bytes, uint32_t seed) {
-    FileBytes payload(bytes);
-    uint32_t state = seed * 2654435761U + 1;
-    for (uint8_t& byte : payload) {
-        state = state * 1664525U + 1013904223U;
-        byte = static_cast<uint8_t>(state >> 24);
-    }
-    return payload;
-}
-
 // True if `disc` holds `payload` at the start of a sector.
-inline bool HoldsAtSector(const FileBytes& disc, const FileBytes& payload) {
+inline bool HoldsAtSector(const Bytes& disc, const Bytes& payload) {
     for (size_t at = 0; at + payload.size() <= disc.size(); at += 2048) {
         if (std::equal(payload.begin(), payload.end(),
                        disc.begin() + static_cast<std::ptrdiff_t>(at))) {
@@ -130,14 +106,14 @@ class JobBench {
         ASSERT_TRUE(drive.Insert(disc));
     }
     // A file in the source folder; its path as the queue has it.
-    std::u16string AddFile(const std::string& name, const FileBytes& bytes) {
+    std::u16string AddFile(const std::string& name, const Bytes& bytes) {
         const fs::path path = Source() / name;
         fs::create_directories(path.parent_path());
         WriteFileBytes(path, bytes);
         return ToWide(path.string());
     }
     // A WAV file of CD audio with these PCM bytes.
-    std::u16string AddWav(const std::string& name, const FileBytes& pcm) {
+    std::u16string AddWav(const std::string& name, const Bytes& pcm) {
         return AddFile(name, codecs::MakeWav(pcm, 44100, 2, 16));
     }
     // The next `nth` command with this operation code ends with `answer`.
@@ -150,7 +126,7 @@ class JobBench {
         };
     }
     // Every command with this operation code that reads is answered with these bytes.
-    void AnswerCommand(uint8_t opcode, const FileBytes& bytes) {
+    void AnswerCommand(uint8_t opcode, const Bytes& bytes) {
         onCommand = [opcode, bytes](const PortRequest& request) -> std::optional<InjectedAnswer> {
             if (request.cdb[0] != opcode) {
                 return std::nullopt;
@@ -161,29 +137,29 @@ class JobBench {
         };
     }
     // The PCM bytes of a track, by READ CD.
-    FileBytes AudioTrack(uint8_t number) {
+    Bytes AudioTrack(uint8_t number) {
         EXPECT_TRUE(drive.Insert(disc));
-        const FileBytes toc = In({0x43, 0, 0, 0, 0, 0, number, 0, 255, 0}, 255);
+        const Bytes toc = In({0x43, 0, 0, 0, 0, 0, number, 0, 255, 0}, 255);
         if (toc.empty()) {
             return {};
         }
         const auto startOf = [&toc](size_t entry) { return LoadBe32(&toc[4 + 8 * entry + 4]); };
-        FileBytes pcm;
+        Bytes pcm;
         for (uint32_t block = startOf(0); block < startOf(1); ++block) {
-            FileBytes cdb = {0xBE, 4, 0, 0, 0, 0, 0, 0, 1, 0x10, 0, 0};
+            Bytes cdb = {0xBE, 4, 0, 0, 0, 0, 0, 0, 1, 0x10, 0, 0};
             StoreBe32(&cdb[2], block);
-            const FileBytes one = In(cdb, 2352);
+            const Bytes one = In(cdb, 2352);
             pcm.insert(pcm.end(), one.begin(), one.end());
         }
         return pcm;
     }
     fs::path Source() const { return fs::path(folder.Path()) / "source"; }
-    FileBytes Track(int number = 1) const {
+    Bytes Track(int number = 1) const {
         return ReadFileBytes(disc + Format("/track-%02d.iso", number));
     }
     // A command that reads, sent again once if the drive has news; empty if it fails.
-    FileBytes In(const FileBytes& cdb, size_t bytes) {
-        FileBytes data(bytes);
+    Bytes In(const Bytes& cdb, size_t bytes) {
+        Bytes data(bytes);
         PortRequest request;
         request.cdb = cdb;
         request.direction = PortDirection::In;
@@ -193,7 +169,7 @@ class JobBench {
         for (int again = 0; again < 3 && completion.sense[2] == 6; ++again) {
             completion = drive.Execute(request);
         }
-        return completion.status == 0 ? data : FileBytes();
+        return completion.status == 0 ? data : Bytes();
     }
     // READ DISC INFORMATION with the disc back in the drive: the state of the disc and of its last
     // session, and 16 if it is erasable.
@@ -271,7 +247,7 @@ class JobBench {
     std::atomic<int> ejects = 0;
 
   private:
-    FileBytes DiscInformation() {
+    Bytes DiscInformation() {
         EXPECT_TRUE(drive.Insert(disc));
         return In({mmc::kReadDiscInformation, 0, 0, 0, 0, 0, 0, 0, 8, 0}, 8);
     }

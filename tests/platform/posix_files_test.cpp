@@ -107,17 +107,6 @@ TEST_F(PosixFilesTest, ReadsInSequenceAndFromAnyPlace) {
     EXPECT_FALSE(file->Seek(UINT64_MAX)) << "no offset of a file";
 }
 
-TEST_F(PosixFilesTest, MapsTheWholeOfAFileThatHasBytes) {
-    const std::string contents = std::string(9000, 'x') + "end";
-    const std::unique_ptr<IMappedFile> map = files.Map(Make("file", contents));
-    ASSERT_NE(map, nullptr);
-    EXPECT_EQ(std::string(map->Bytes().begin(), map->Bytes().end()), contents);
-    for (const std::u16string& none :
-         {WidePath("missing"), Make("empty", ""), wideFolder, MakeFifo()}) {
-        EXPECT_EQ(files.Map(none), nullptr) << ToNative(none);
-    }
-}
-
 TEST_F(PosixFilesTest, WhatIsNoFileNeitherHangsNorReads) {
     char byte = 0;
     EXPECT_EQ(files.OpenSequential(WidePath("missing")), nullptr);
@@ -137,7 +126,7 @@ TEST_F(PosixFilesTest, WhatMayNotBeReadIsUnreadable) {
     ASSERT_EQ(::mkdir(Path("locked").c_str(), 0), 0);
     ASSERT_EQ(::chmod(folder.Path().c_str(), 0755), 0);
     ASSERT_EQ(::chmod(Path("file").c_str(), 0), 0);
-    enum Wrong { kReadable = 1, kOpened = 2, kMapped = 4, kListed = 8, kNoChild = 16 };
+    enum Wrong { kReadable = 1, kOpened = 2, kListed = 4, kNoChild = 8 };
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
@@ -146,7 +135,6 @@ TEST_F(PosixFilesTest, WhatMayNotBeReadIsUnreadable) {
         std::vector<std::u16string> names;
         wrong |= files.IsReadable(file) ? kReadable : 0;
         wrong |= files.OpenSequential(file) != nullptr ? kOpened : 0;
-        wrong |= files.Map(file) != nullptr ? kMapped : 0;
         wrong |= files.Enumerate(WidePath("locked"), &names) ? kListed : 0;
         ::_exit(wrong);
     }

@@ -56,7 +56,6 @@ class FakeFiles : public IFileSystem {
         FileStatus status;
         return Status(path, &status) ? std::make_unique<Zeros>(status.size) : nullptr;
     }
-    std::unique_ptr<IMappedFile> Map(const std::u16string&) override { return nullptr; }
 
   private:
     class Zeros final : public ISequentialFile {

@@ -13,6 +13,6 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: make_ape FILE FRAMES\n");
         return 2;
     }
-    WriteAll(argv[1], WriteApe(MakeTones(std::strtoul(argv[2], nullptr, 10))));
+    larkspin::WriteFileBytes(argv[1], WriteApe(MakeTones(std::strtoul(argv[2], nullptr, 10))));
     return 0;
 }

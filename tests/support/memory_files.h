@@ -29,9 +29,6 @@ class MemoryFiles final : public IFileSystem {
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
         return std::make_unique<File>(*this);
     }
-    std::unique_ptr<IMappedFile> Map(const std::u16string& /*path*/) override {
-        return m_bytes.empty() ? nullptr : std::make_unique<Mapping>(m_bytes);
-    }
 
     std::vector<uint8_t> m_bytes;
     size_t m_nMost = SIZE_MAX;    // bytes that one read gives
@@ -68,15 +65,6 @@ class MemoryFiles final : public IFileSystem {
       private:
         const MemoryFiles& m_files;
         size_t m_nAt = 0;
-    };
-
-    class Mapping final : public IMappedFile {
-      public:
-        explicit Mapping(const std::vector<uint8_t>& bytes) : m_bytes(bytes) {}
-        std::span<const uint8_t> Bytes() const override { return m_bytes; }
-
-      private:
-        const std::vector<uint8_t>& m_bytes;
     };
 };
 

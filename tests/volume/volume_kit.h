@@ -60,9 +60,9 @@ class MemoryFiles final : public IFileSystem {
     void Remove(const std::u16string& path) { m_nodes.erase(path); }
     // All that stands at the top, in the order of arrival.
     Queue Items() const {
-        Queue items = m_nodes.at(u"/").names;
-        for (std::u16string& item : items) {
-            item.insert(0, u"/");
+        Queue items;
+        for (const std::u16string& name : m_nodes.at(u"/").names) {
+            items.push_back(u'/' + name);
         }
         return items;
     }
@@ -95,7 +95,6 @@ class MemoryFiles final : public IFileSystem {
         return found != m_nodes.end() && found->second.opens ? std::make_unique<File>(found->second)
                                                              : nullptr;
     }
-    std::unique_ptr<IMappedFile> Map(const std::u16string&) override { return nullptr; }
     bool PatchBytes(const std::u16string& path, uint64_t offset,
                     std::span<const uint8_t> bytes) override {
         ++patches;
