@@ -74,7 +74,7 @@ TEST_F(AudioJobTest, HoldsTheTracksOfAllFormatsAndConversions) {
 #endif
     for (const Road& road : roads) {
         SCOPED_TRACE(road.disc);
-        const codecs::Bytes info =
+        const Bytes info =
             codecs::Capture("LC_ALL=C " + road.environment + "cd-info --no-header --no-cddb " +
                             road.disc + " 2>/dev/null");
         const std::string list(info.begin(), info.end());

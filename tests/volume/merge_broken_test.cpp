@@ -14,7 +14,7 @@ class BrokenDisc : public testing::Test {
     void SetUp() override {
         m_disc.Append({{u"/DIR/SUB/IN", "in"},
                        {u"/FILE.TXT", std::string(5000, 'f')},
-                       {u"/" + std::u16string(200, u'l'), "long"}});
+                       {u'/' + std::u16string(200, u'l'), "long"}});
         m_root = m_disc.Reader().Root().extent;
     }
 

@@ -104,7 +104,8 @@ std::map<std::string, std::string> JolietView(const fs::path& source) {
                 unit = unit < 0x20 || unit == u';' ? u'_' : unit;
                 unit -= unit >= 0xDC80 && unit <= 0xDCFF ? 0xDC00 : 0;
             }
-            shown += (shown.empty() ? "" : "/") + ToNative(name);
+            shown += shown.empty() ? "" : "/";
+            shown += ToNative(name);
         }
         view[shown] = contents;
     }
