@@ -134,6 +134,7 @@ press_return_until_it_writes() {
     xdotool key Return
     [[ -s $work/quit/track-01.iso ]]
 }
+flock "$XDG_RUNTIME_DIR/Larkspin-Main-Module-Mutex" true # the instance before has gone altogether
 LARKSPIN_VIRTUAL_DRIVE=$work/quit LARKSPIN_VIRTUAL_SPEED=0.05 "$larkspin" 2>&1 | true &
 within 20 is_running
 head -c 2000000 /dev/urandom >"$work/large.bin"
