@@ -5,17 +5,8 @@
 
 namespace larkspin {
 
-namespace {
-
-// Large enough that the cost of a write call vanishes, small enough to stay in the processor's
-// cache between reading and sending.
-constexpr uint32_t kBufferSectors = 128;
-
-} // namespace
-
 SectorStream::SectorStream(IByteSink& sink, uint32_t firstSector)
-    : m_sink(sink), m_nWrittenSector(firstSector), m_buffer(size_t{kBufferSectors} * kSectorBytes) {
-}
+    : m_sink(sink), m_nWrittenSector(firstSector), m_pBuffer(std::make_unique<Buffer>()) {}
 
 void SectorStream::Send(std::span<const uint8_t> bytes) {
     if (!bytes.empty() && !m_sink.Write(bytes.data(), bytes.size())) {
@@ -25,15 +16,15 @@ void SectorStream::Send(std::span<const uint8_t> bytes) {
 
 void SectorStream::Write(std::span<const uint8_t> sectors) {
     assert(sectors.size() % kSectorBytes == 0);
-    if (sectors.size() > m_buffer.size()) {
+    if (sectors.size() > m_pBuffer->bytes.size()) {
         Flush();
         Send(sectors);
     } else {
-        if (sectors.size() > m_buffer.size() - m_nFilled) {
+        if (sectors.size() > m_pBuffer->bytes.size() - m_nFilled) {
             Flush();
         }
         std::copy(sectors.begin(), sectors.end(),
-                  m_buffer.begin() + static_cast<std::ptrdiff_t>(m_nFilled));
+                  m_pBuffer->bytes.begin() + static_cast<std::ptrdiff_t>(m_nFilled));
         m_nFilled += sectors.size();
     }
     m_nWrittenSector += SectorsOf(sectors.size());
@@ -51,10 +42,10 @@ void SectorStream::WriteZeros(uint32_t sectors) {
 
 std::span<uint8_t> SectorStream::Space(uint32_t sectors) {
     const size_t wanted = size_t{std::min(sectors, kBufferSectors)} * kSectorBytes;
-    if (wanted > m_buffer.size() - m_nFilled) {
+    if (wanted > m_pBuffer->bytes.size() - m_nFilled) {
         Flush();
     }
-    return std::span(m_buffer).subspan(m_nFilled, wanted);
+    return std::span(m_pBuffer->bytes).subspan(m_nFilled, wanted);
 }
 
 void SectorStream::Commit(uint32_t sectors) {
@@ -63,7 +54,7 @@ void SectorStream::Commit(uint32_t sectors) {
 }
 
 void SectorStream::Flush() {
-    Send(std::span(m_buffer).first(m_nFilled));
+    Send(std::span(m_pBuffer->bytes).first(m_nFilled));
     m_nFilled = 0;
 }
 
