@@ -8,6 +8,8 @@
 #include <QDBusPendingReply>
 #include <QVariantMap>
 
+#include <utility>
+
 namespace larkspin {
 
 namespace {
@@ -30,7 +32,8 @@ QString IconName(BalloonIcon icon) {
 
 } // namespace
 
-CNotifier::CNotifier() : m_bus(QDBusConnection::sessionBus()) {}
+CNotifier::CNotifier(std::function<void(const Balloon&)> refused)
+    : m_refused(std::move(refused)), m_bus(QDBusConnection::sessionBus()) {}
 
 bool CNotifier::Show(const Balloon& balloon) {
     if (!m_bus.isConnected() || !m_bus.interface()->isServiceRegistered(kService)) {
@@ -56,10 +59,13 @@ void CNotifier::Send(const Balloon& balloon) {
          << static_cast<int>(balloon.nTimeoutMs);
     m_bWaiting = true;
     auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, balloon] {
         const QDBusPendingReply<uint> reply = *watcher;
-        m_nShown = reply.isError() ? 0 : reply.value();
         watcher->deleteLater();
+        m_nShown = reply.isError() ? 0 : reply.value();
+        if (reply.isError()) {
+            m_refused(balloon);
+        }
         m_bWaiting = false;
         if (m_next) {
             const Balloon next = *m_next;

@@ -8,6 +8,7 @@
 #include <QObject>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 namespace larkspin {
@@ -16,7 +17,9 @@ class CNotifier final : public QObject {
     Q_OBJECT
 
   public:
-    CNotifier();
+    // `refused` gets each balloon that the service was asked to show and answered with an error, or
+    // not at all.
+    explicit CNotifier(std::function<void(const Balloon&)> refused);
 
     // False if the desktop has no such service. A balloon replaces the one before.
     bool Show(const Balloon& balloon);
@@ -24,6 +27,7 @@ class CNotifier final : public QObject {
   private:
     void Send(const Balloon& balloon);
 
+    std::function<void(const Balloon&)> m_refused;
     QDBusConnection m_bus;
     bool m_bWaiting = false;       // for the number of the balloon sent last
     std::optional<Balloon> m_next; // to be sent when it is known

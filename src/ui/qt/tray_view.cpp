@@ -27,7 +27,9 @@ QSystemTrayIcon::MessageIcon IconOf(BalloonIcon icon) {
 
 } // namespace
 
-CTrayView::CTrayView() : m_pNotifier(std::make_unique<CNotifier>()) {
+CTrayView::CTrayView()
+    : m_pNotifier(std::make_unique<CNotifier>(
+          [this](const Balloon& balloon) { ShowOwnBalloon(balloon); })) {
     for (int frame = 0; frame < CCDWriterUITrayIcon::kFrames; ++frame) {
         m_frames.at(static_cast<size_t>(frame)) = TrayFrame(frame);
     }
@@ -109,9 +111,13 @@ void CTrayView::KillAnimationTimer() {
 void CTrayView::ShowBalloon(const Balloon& balloon) {
     m_standIn.showBalloon(balloon);
     if (!m_pNotifier->Show(balloon)) {
-        m_icon.showMessage(ToQt(balloon.strTitle), ToQt(balloon.strText), IconOf(balloon.icon),
-                           static_cast<int>(balloon.nTimeoutMs));
+        ShowOwnBalloon(balloon);
     }
+}
+
+void CTrayView::ShowOwnBalloon(const Balloon& balloon) {
+    m_icon.showMessage(ToQt(balloon.strTitle), ToQt(balloon.strText), IconOf(balloon.icon),
+                       static_cast<int>(balloon.nTimeoutMs));
 }
 
 } // namespace larkspin

@@ -49,6 +49,7 @@ class CTrayView final : public ITrayView {
 
   private:
     void FillIconMenu();
+    void ShowOwnBalloon(const Balloon& balloon); // the icon's, without the desktop's service
 
     CCDWriterUITrayIcon* m_pLogic = nullptr;
     StandIn m_standIn;
