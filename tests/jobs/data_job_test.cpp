@@ -177,7 +177,7 @@ TEST(DataJob, FailuresOnBothWays) {
         SCOPED_TRACE(Format("%s, %s", test.name, test.kind));
         FaultyFiles files;
         JobBench bench(test.kind, 0, files);
-        bench.host.queue = {bench.AddFile("a", Payload(500'000, 1)),
+        bench.host.queue = {bench.AddFile("a", Payload(1'500'000, 1)),
                             bench.AddFile("z", Payload(40'000, 2))};
         test.fault(bench, files);
         EXPECT_EQ(bench.RunData(), JobEnd::Exit);
@@ -207,7 +207,7 @@ TEST(DataJob, AVolumeThatWasCutShortDoesNotReplaceTheOldOne) {
     ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
     const Bytes before = descriptors();
 
-    bench.host.queue = {bench.AddFile("a", Payload(500'000, 3)),
+    bench.host.queue = {bench.AddFile("a", Payload(1'500'000, 3)),
                         bench.AddFile("z", Payload(40'000, 2))};
     files.unopenable = bench.host.queue.back();
     EXPECT_EQ(bench.RunData(), JobEnd::Exit);
