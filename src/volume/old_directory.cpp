@@ -51,6 +51,18 @@ std::span<const uint8_t> SystemUseOf(std::span<const uint8_t> record, size_t nam
     return plain < record.size() ? record.subspan(plain) : std::span<const uint8_t>();
 }
 
+// The area that a CE leads to; nothing if the disc has no such area. Holds until the next call.
+std::optional<std::span<const uint8_t>> Continuation(PreviousDisc& disc,
+                                                     std::span<const uint8_t> ce) {
+    const uint32_t sector = ReadLittle32(ce, kAtCeBlock);
+    const uint64_t offset = ReadLittle32(ce, kAtCeOffset);
+    const uint64_t length = ReadLittle32(ce, kAtCeLength);
+    if (offset + length > kSectorBytes || !disc.Holds({sector, kSectorBytes})) {
+        return std::nullopt;
+    }
+    return disc.Sector(sector).subspan(offset, length);
+}
+
 OldEntry MakeEntry(std::span<const uint8_t> bytes) {
     std::optional<DirectoryRecord> record = DirectoryRecord::Read(bytes);
     if (!record) {
@@ -185,17 +197,14 @@ class OldDirectoryReader::SystemUseReader {
         if (walk.Failed()) {
             FailToParse(m_old.entry);
         }
-        return ce.empty() ? ce : Continuation(ce);
-    }
-
-    std::span<const uint8_t> Continuation(std::span<const uint8_t> ce) {
-        const uint32_t sector = ReadLittle32(ce, kAtCeBlock);
-        const uint64_t offset = ReadLittle32(ce, kAtCeOffset);
-        const uint64_t length = ReadLittle32(ce, kAtCeLength);
-        if (offset + length > kSectorBytes || !m_disc.Holds({sector, kSectorBytes})) {
+        if (ce.empty()) {
+            return ce;
+        }
+        const auto next = Continuation(m_disc, ce);
+        if (!next) {
             FailToParse(m_old.entry);
         }
-        return m_disc.Sector(sector).subspan(offset, length);
+        return *next;
     }
 
     void Take(std::span<const uint8_t> found) {
@@ -260,15 +269,28 @@ void OldDirectoryReader::DetectRockRidge(const OldExtent& root) {
     const size_t xaBytes = XaBytesInFront(use);
     bool hasApple = false;
     bool hasOther = false;
-    SystemUseWalk walk(use.subspan(xaBytes));
-    for (auto found = walk.Next(); !found.empty(); found = walk.Next()) {
-        const std::string_view signature = SignatureOf(found);
-        m_bHasSusp |= signature == "SP";
-        hasApple |= signature == "AA";
-        hasOther |= signature != "AA";
+    bool isSound = true;
+    // SUSP 5.3 wants SP in the record itself; where that has a CE instead, names must not get lost.
+    std::span<const uint8_t> area = use.subspan(xaBytes);
+    for (uint32_t areas = 0; areas < kMostAreas && !area.empty() && !m_bHasSusp; ++areas) {
+        std::span<const uint8_t> ce;
+        SystemUseWalk walk(area);
+        for (auto found = walk.Next(); !found.empty(); found = walk.Next()) {
+            const std::string_view signature = SignatureOf(found);
+            if (signature == "CE") {
+                ce = found;
+                continue;
+            }
+            m_bHasSusp |= signature == "SP";
+            hasApple |= signature == "AA";
+            hasOther |= signature != "AA";
+        }
+        isSound &= !walk.Failed();
+        // A CE that leads nowhere is for the reading of the directory to complain of.
+        area = ce.empty() ? ce : Continuation(m_disc, ce).value_or(std::span<const uint8_t>());
     }
     // With CD-XA or Apple's entries alone the data is kept, though nothing announces it.
-    m_bHasRockRidge = !walk.Failed() && (hasOther ? m_bHasSusp : hasApple || xaBytes != 0);
+    m_bHasRockRidge = isSound && (hasOther ? m_bHasSusp : hasApple || xaBytes != 0);
 }
 
 std::vector<OldEntry> OldDirectoryReader::Read(const OldExtent& directory) {

@@ -210,14 +210,27 @@ TEST(MergeSessions, CdXaDataGivesWayToNames) {
               (Contents{{"/a long name.text", "long"}, {"/new", "new"}}));
 }
 
-TEST(MergeSessions, RockRidgeThatNothingAnnouncesIsNone) {
-    MemoryDisc disc;
-    disc.Append({{u"/a long name.text", "long"}});
-    constexpr std::string_view kMark = "SP\7\1";
-    *std::search(disc.bytes.begin(), disc.bytes.end(), kMark.begin(), kMark.end()) = 'X';
-    disc.Append({{u"/new", "new"}});
-    EXPECT_EQ(JolietContents(disc.Reader()), (std::map<std::u16string, std::string>{
-                                                 {u"/A_LONG_N.TEX", "long"}, {u"/new", "new"}}));
+TEST(MergeSessions, RockRidgeMustBeAnnounced) {
+    for (const bool isInArea : {false, true}) {
+        MemoryDisc disc;
+        disc.Append({{u"/a long name.text", "long"}});
+        const auto find = [&](std::string_view text) {
+            return std::search(disc.bytes.begin(), disc.bytes.end(), text.begin(), text.end());
+        };
+        const auto sp = find("SP\7\1");
+        if (isInArea) { // behind the ER, to which the CE leads
+            const auto er = find("RRIP_1991A") - 8;
+            std::copy_n(sp, 7, er + er[2]);
+            const auto ce = find("CE\x1C\1");
+            ce[20] = ce[27] = static_cast<uint8_t>(er[2] + 7); // both halves of the length
+        }
+        *sp = 'X';
+        disc.Append({{u"/new", "new"}});
+        EXPECT_EQ(
+            JolietContents(disc.Reader()),
+            (std::map<std::u16string, std::string>{
+                {isInArea ? u"/a long name.text" : u"/A_LONG_N.TEX", "long"}, {u"/new", "new"}}));
+    }
 }
 
 TEST(MergeSessions, AnOldNameThatIsTakenGetsDigits) {
