@@ -1,7 +1,5 @@
 #include "audio/ape_writer.h"
 
-#include "platform/byte_order.h"
-
 #include <algorithm>
 #include <array>
 #include <span>
@@ -10,8 +8,8 @@ namespace larkspin::codecs {
 
 namespace {
 
-constexpr size_t kDescriptorBytes = 52;
-constexpr size_t kHeaderBytes = 24;
+constexpr uint32_t kDescriptorBytes = 52;
+constexpr uint32_t kHeaderBytes = 24;
 constexpr uint32_t kFormatVersion = 3990;
 constexpr uint32_t kFastLevel = 1000;
 constexpr uint32_t kNoWavHeaderStored = 32;
@@ -185,22 +183,9 @@ Bytes EncodeSamples(std::span<const int32_t> samples, int channels) {
     return coder.Finish();
 }
 
-// CRC-32 as in IEEE 802.3, of which the format drops the lowest bit.
-uint32_t FrameCheck(const Bytes& pcm) {
-    uint32_t crc = 0xFFFFFFFF;
-    for (const uint8_t byte : pcm) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-        }
-    }
-    return ~crc >> 1;
-}
-
-Bytes EncodeFrame(std::span<const int32_t> samples, int channels, int bits) {
-    Bytes frame(4);
-    StoreBe32(frame.data(), FrameCheck(PackSamples({samples.begin(), samples.end()}, bits)));
-    frame = frame + EncodeSamples(samples, channels);
+// The frame's check is left out (0): libavcodec does not look at it.
+Bytes EncodeFrame(std::span<const int32_t> samples, int channels) {
+    Bytes frame = Bytes(4) + EncodeSamples(samples, channels);
     frame.resize((frame.size() + 3) / 4 * 4);
     // The coded bytes stand in the file as little-endian words.
     for (size_t i = 0; i < frame.size(); i += 4) {
@@ -215,36 +200,31 @@ Bytes EncodeFrame(std::span<const int32_t> samples, int channels, int bits) {
 Bytes WriteApe(const Sound& sound) {
     const size_t perFrame = size_t{kBlocksPerFrame} * static_cast<size_t>(sound.channels);
     std::vector<Bytes> frames;
-    size_t audioBytes = 0;
-    size_t lastFrameSamples = 0;
+    uint32_t audioBytes = 0;
+    uint32_t lastFrameSamples = 0;
     for (size_t at = 0; at < sound.samples.size(); at += perFrame) {
-        lastFrameSamples = std::min(perFrame, sound.samples.size() - at);
-        frames.push_back(EncodeFrame(std::span(sound.samples).subspan(at, lastFrameSamples),
-                                     sound.channels, sound.bits));
-        audioBytes += frames.back().size();
+        lastFrameSamples = static_cast<uint32_t>(std::min(perFrame, sound.samples.size() - at));
+        frames.push_back(
+            EncodeFrame(std::span(sound.samples).subspan(at, lastFrameSamples), sound.channels));
+        audioBytes += static_cast<uint32_t>(frames.back().size());
     }
 
-    const size_t tableBytes = frames.size() * 4;
-    Bytes file(kDescriptorBytes + kHeaderBytes + tableBytes);
-    std::copy_n("MAC ", 4, file.begin());
-    StoreLe32(&file[4], kFormatVersion);
-    StoreLe32(&file[8], kDescriptorBytes);
-    StoreLe32(&file[12], kHeaderBytes);
-    StoreLe32(&file[16], static_cast<uint32_t>(tableBytes));
-    StoreLe32(&file[24], static_cast<uint32_t>(audioBytes));
-    uint8_t* header = &file[kDescriptorBytes];
-    StoreLe32(header, kFastLevel | kNoWavHeaderStored << 16);
-    StoreLe32(header + 4, kBlocksPerFrame);
-    StoreLe32(header + 8,
-              static_cast<uint32_t>(lastFrameSamples) / static_cast<uint32_t>(sound.channels));
-    StoreLe32(header + 12, static_cast<uint32_t>(frames.size()));
-    StoreLe32(header + 16, static_cast<uint32_t>(sound.bits) | static_cast<uint32_t>(sound.channels)
-                                                                   << 16);
-    StoreLe32(header + 20, static_cast<uint32_t>(sound.rate));
-    size_t tableAt = kDescriptorBytes + kHeaderBytes;
+    const auto channels = static_cast<uint32_t>(sound.channels);
+    const auto frameCount = static_cast<uint32_t>(frames.size());
+    const Bytes descriptor = Text("MAC ") + Le32(kFormatVersion) + Le32(kDescriptorBytes) +
+                             Le32(kHeaderBytes) + Le32(frameCount * 4) + Le32(0) +
+                             Le32(audioBytes) + Bytes(24);
+    const Bytes header = Le32(kFastLevel | kNoWavHeaderStored << 16) + Le32(kBlocksPerFrame) +
+                         Le32(lastFrameSamples / channels) + Le32(frameCount) +
+                         Le32(static_cast<uint32_t>(sound.bits) | channels << 16) +
+                         Le32(static_cast<uint32_t>(sound.rate));
+    Bytes file = descriptor + header;
+    uint32_t at = kDescriptorBytes + kHeaderBytes + frameCount * 4;
     for (const Bytes& frame : frames) {
-        StoreLe32(&file[tableAt], static_cast<uint32_t>(file.size()));
-        tableAt += 4;
+        file = file + Le32(at);
+        at += static_cast<uint32_t>(frame.size());
+    }
+    for (const Bytes& frame : frames) {
         file.insert(file.end(), frame.begin(), frame.end());
     }
     return file;

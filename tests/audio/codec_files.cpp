@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
-#include <iterator>
+#include <cstdlib>
 #include <numbers>
 #include <random>
 #include <stdexcept>
@@ -19,37 +18,25 @@ Bytes operator+(Bytes left, const Bytes& right) {
     return left;
 }
 
-std::vector<int32_t> MakeSound(size_t frames, int channels, int bits, uint32_t seed) {
+Sound MakeTones(size_t frames, Sound form, uint32_t seed) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> noise(-0.05, 0.05);
-    const double scale = std::ldexp(1.0, bits - 1) / 3;
-    std::vector<int32_t> samples;
-    samples.reserve(frames * static_cast<size_t>(channels));
+    const double scale = std::ldexp(1.0, form.bits - 1) / 3;
     for (size_t i = 0; i < frames; ++i) {
-        for (int channel = 0; channel < channels; ++channel) {
+        for (int channel = 0; channel < form.channels; ++channel) {
             const double step = 2 * std::numbers::pi * (0.01 + 0.013 * channel);
             const double tone = std::sin(step * static_cast<double>(i));
-            samples.push_back(static_cast<int32_t>(scale * (tone + noise(random))));
+            form.samples.push_back(static_cast<int32_t>(scale * (tone + noise(random))));
         }
     }
-    return samples;
-}
-
-Sound MakeTones(size_t frames, Sound form, uint32_t seed) {
-    form.samples = MakeSound(frames, form.channels, form.bits, seed);
     return form;
 }
 
 Bytes PackSamples(const std::vector<int32_t>& samples, int bits) {
     Bytes bytes;
-    bytes.reserve(samples.size() * static_cast<size_t>(bits / 8));
     for (const int32_t sample : samples) {
-        if (bits == 8) {
-            bytes.push_back(static_cast<uint8_t>(sample + 0x80));
-            continue;
-        }
         for (int shift = 0; shift < bits; shift += 8) {
-            bytes.push_back(static_cast<uint8_t>(sample >> shift));
+            bytes.push_back(static_cast<uint8_t>((sample + (bits == 8 ? 0x80 : 0)) >> shift));
         }
     }
     return bytes;
@@ -117,20 +104,12 @@ Bytes Encoded(const std::string& suffix, const Sound& sound, const std::string& 
 }
 
 Bytes Capture(const std::string& command) {
-    std::FILE* pipe = ::popen((command + " 2>/dev/null </dev/null").c_str(), "r");
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
-    }
-    Bytes bytes;
-    std::array<uint8_t, 65536> buffer = {};
-    size_t got = 0;
-    while ((got = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) {
-        bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + static_cast<ptrdiff_t>(got));
-    }
-    if (::pclose(pipe) != 0) {
+    const TempFolder folder;
+    const std::string out = folder.Path() + "/out";
+    if (std::system(("(" + command + "\n) >" + out + " 2>/dev/null </dev/null").c_str()) != 0) {
         throw std::runtime_error("failed: " + command);
     }
-    return bytes;
+    return ReadFileBytes(out);
 }
 
 void Shell(const std::string& command) {

@@ -29,9 +29,7 @@ struct Sound {
     int rate = 44100;
 };
 
-// Two tones and noise at a third of full scale, from a fixed seed.
-std::vector<int32_t> MakeSound(size_t frames, int channels, int bits, uint32_t seed = 1);
-// The same as a sound, of the form that `form` has.
+// Two tones and noise at a third of full scale, from a fixed seed, in the form that `form` has.
 Sound MakeTones(size_t frames, Sound form = {}, uint32_t seed = 1);
 
 // Samples as they stand in a WAV file: 8-bit ones unsigned, wider ones little-endian.

@@ -30,19 +30,6 @@ Bytes Decode(const Bytes& file) {
     return Drain(reader);
 }
 
-// Offsets of the pages of an Ogg stream (RFC 3533, section 6).
-std::vector<size_t> PageOffsets(const Bytes& bytes) {
-    constexpr std::string_view kCapture = "OggS";
-    std::vector<size_t> offsets;
-    for (auto at = bytes.begin();; ++at) {
-        at = std::search(at, bytes.end(), kCapture.begin(), kCapture.end());
-        if (at == bytes.end()) {
-            return offsets;
-        }
-        offsets.push_back(static_cast<size_t>(at - bytes.begin()));
-    }
-}
-
 TEST(OggReader, PlaysLinksOfTheSameFormAndStopsBeforeAnother) {
     const Bytes first = MakeOgg(50000);
     const Bytes expected = ReferenceDecode(first);
@@ -60,11 +47,7 @@ TEST(OggReader, PlaysLinksOfTheSameFormAndStopsBeforeAnother) {
 TEST(OggReader, PlaysOnAcrossAHole) {
     Bytes file = MakeOgg(400000);
     const Bytes whole = ReferenceDecode(file);
-    const std::vector<size_t> pages = PageOffsets(file);
-    ASSERT_GE(pages.size(), 8U);
-    const size_t middle = pages.size() / 2;
-    file.erase(file.begin() + static_cast<ptrdiff_t>(pages[middle]),
-               file.begin() + static_cast<ptrdiff_t>(pages[middle + 1]));
+    file[file.size() / 2] ^= 1; // the page's check tells, and the page is dropped
     const Bytes got = Decode(file);
     EXPECT_LT(got.size(), whole.size());
     const size_t part = whole.size() / 3;
@@ -91,17 +74,20 @@ TEST(OggReader, ServesRequestsOfAnySizeInWholeFrames) {
 TEST(OggReader, TellsALengthThatFitsNoReader) {
     MemoryFiles files(MakeOgg(100000));
     constexpr uint32_t kLastSample = 0x30000000;
-    uint8_t* const page = &files.m_bytes[PageOffsets(files.m_bytes).back()];
-    StoreLe32(page + 6, kLastSample);
-    StoreLe32(page + 22, 0);
+    // The last page's fields (RFC 3533, section 6).
+    constexpr std::string_view kCapture = "OggS";
+    const auto page =
+        std::find_end(files.m_bytes.begin(), files.m_bytes.end(), kCapture.begin(), kCapture.end());
+    StoreLe32(&page[6], kLastSample);
+    StoreLe32(&page[22], 0);
     uint32_t check = 0; // of polynomial 0x04C11DB7, neither reflected nor inverted
-    for (const uint8_t* byte = page; byte != files.m_bytes.data() + files.m_bytes.size(); ++byte) {
+    for (auto byte = page; byte != files.m_bytes.end(); ++byte) {
         check ^= uint32_t{*byte} << 24;
         for (int bit = 0; bit < 8; ++bit) {
             check = check << 1 ^ (check >> 31) * 0x04C11DB7;
         }
     }
-    StoreLe32(page + 22, check);
+    StoreLe32(&page[22], check);
     EXPECT_NEAR(static_cast<double>(ProbeHeader<COggReader>(u"/a.ogg", files)->bytes),
                 4.0 * kLastSample, 4);
     EXPECT_EQ(FailureOf([&] { COggReader(u"/a.ogg", files); }),

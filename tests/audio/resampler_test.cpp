@@ -3,10 +3,10 @@
 #include "audio/codec_files.h"
 #include "audio/memory_reader.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
-#include <numeric>
 #include <random>
 
 namespace larkspin {
@@ -21,11 +21,15 @@ Samples Resampled(const Samples& in, int rate, int channels, uint32_t most = UIN
         std::make_unique<MemoryReader>(PackSamples({in.begin(), in.end()}, 16),
                                        SourceFormat{.rate = rate, .channels = channels}, -1, most),
         44100);
-    EXPECT_EQ(stage.m_nLength, static_cast<int>(static_cast<double>(in.size() * 2) /
-                                                (static_cast<double>(rate) / 44100)));
+    EXPECT_NEAR(stage.m_nLength, static_cast<double>(in.size()) * 2 * 44100 / rate, 1);
     EXPECT_EQ(stage.m_nSampleRate, 44100);
     EXPECT_EQ(stage.m_nChannels, channels);
-    return ToSamples(Drain(stage));
+    const Samples out = ToSamples(Drain(stage));
+    // All but about 16 input frames have come out.
+    const double ratio = rate / 44100.0;
+    const double covered = std::max(0.0, static_cast<double>(in.size()) / channels - 16) / ratio;
+    EXPECT_NEAR(static_cast<double>(out.size()) / channels, covered, 2 + 18 / ratio);
+    return out;
 }
 
 Samples Noise(size_t count, int amplitude) {
@@ -37,61 +41,7 @@ Samples Noise(size_t count, int amplitude) {
     return samples;
 }
 
-double Window(double x, double cutOff, double length) {
-    constexpr double kPi = std::numbers::pi;
-    x = std::clamp(x / length, 0.0, 1.0);
-    if (std::fabs(x - 0.5) < 1e-9) {
-        return cutOff;
-    }
-    return (0.42 - 0.5 * std::cos(2 * kPi * x) + 0.08 * std::cos(4 * kPi * x)) *
-           std::sin(length * kPi * cutOff * (x - 0.5)) / (kPi * length * (x - 0.5));
-}
-
-// One channel's output by the definition of a windowed sinc interpolator alone: no blocks, no
-// table of filters, the nearest of 2 * phases + 1 positions between two samples.
-double Interpolated(const Samples& in, int rate, double time) {
-    const double ratio = rate / 44100.0;
-    const int length = rate % 44100 == 0 ? 32 : 31;
-    const int phases = std::min(44100 / std::gcd(rate, 44100), 320);
-    const double whole = std::floor(time);
-    const double centre = 0.5 * (length % 2);
-    const double phase = std::floor((time - whole - centre) * 2 * phases + phases + 0.5);
-    const double offset = (phase - phases) / (2.0 * phases);
-    double sum = 0;
-    double gain = 0;
-    for (int i = 0; i <= length; ++i) {
-        const double weight = Window(i - offset, std::min(1.0, 1 / ratio), length);
-        const auto at = static_cast<std::ptrdiff_t>(whole) + i - length / 2;
-        gain += weight;
-        if (at >= 0 && at < static_cast<std::ptrdiff_t>(in.size())) {
-            sum += weight * in[static_cast<size_t>(at)];
-        }
-    }
-    return sum / gain;
-}
-
 class Rates : public testing::TestWithParam<int> {};
-
-TEST_P(Rates, FollowTheDefinitionAcrossAllBlocks) {
-    const Samples in = Noise(20000, 20000);
-    const Samples out = Resampled(in, GetParam(), 1);
-    const double ratio = GetParam() / 44100.0;
-    // All but about 16 input samples have come out.
-    EXPECT_NEAR(static_cast<double>(out.size()), (20000 - 16) / ratio, 2 + 18 / ratio);
-    size_t wrong = 0;
-    for (size_t k = 0; k < out.size(); ++k) {
-        // A time on the border of two phases may round either way.
-        const double time = static_cast<double>(k) * ratio;
-        double distance = 1e9;
-        for (const double nudge : {0.0, -1e-9, 1e-9}) {
-            const double ideal =
-                std::clamp(Interpolated(in, GetParam(), time + nudge), -32768.0, 32767.0);
-            distance = std::min(distance, std::fabs(std::trunc(ideal) - out[k]));
-        }
-        wrong += distance > 1;
-    }
-    EXPECT_EQ(wrong, 0U);
-}
 
 TEST_P(Rates, KeepConstantsAndSilence) {
     for (const int value : {0, 1, 1000, 1024, 12345, 32767, -1, -1024, -32768}) {
@@ -135,18 +85,17 @@ TEST(Resampler, CopiesAlmostEqualRates) {
 }
 
 TEST(Resampler, ClipsWhatOvershoots) {
-    Samples square;
-    for (int i = 0; i < 20000; ++i) {
-        square.push_back(i / 40 % 2 == 0 ? int16_t{32767} : int16_t{-32768});
+    Samples square(20000);
+    for (size_t i = 0; i < square.size(); ++i) {
+        square[i] = i / 40 % 2 == 0 ? int16_t{32767} : int16_t{-32768};
     }
     const Samples out = Resampled(square, 48000, 1);
-    size_t most = 0;
-    for (size_t k = 100; k + 1 < out.size(); ++k) {
-        most += out[k] == 32767;
-        // Wrapped samples would leap from one end to the other and back.
-        ASSERT_FALSE(out[k - 1] > 30000 && out[k] < -30000 && out[k + 1] > 30000) << k;
+    EXPECT_GT(std::count(out.begin(), out.end(), 32767), 1000);
+    int changes = 0; // of the sign; a wrapped sample would make two more
+    for (size_t k = 100; k < out.size(); ++k) {
+        changes += (out[k - 1] < 0) != (out[k] < 0);
     }
-    EXPECT_GT(most, 1000U);
+    EXPECT_NEAR(changes, 20000 / 40, 5);
 }
 
 TEST(Resampler, TakesNoOutputFromAnEmptyOrTinySource) {
@@ -188,6 +137,16 @@ TEST(Resampler, ComesNearAnIdealOne) {
         {96000, 40000, 40000, 86, 4},
         {96000, 30000, 47000, 79, 20},
         {192000, 60000, 60000, 84, 4},
+        // Whole and nearly whole ratios, capped and small tables, the ends of what is accepted.
+        {2205, 100, 100, 85, 8},
+        {8000, 1000, 1000, 67, 16},
+        {11025, 1000, 1000, 85, 4},
+        {44000, 10007, 10007, 61, 30},
+        {88196, 10007, 10007, 67, 16},
+        {88200, 10007, 10007, 89, 4},
+        {88201, 10007, 10007, 67, 16},
+        {132301, 10007, 10007, 71, 11},
+        {768000, 997, 997, 61, 20},
     };
     for (const auto& c : cases) {
         const auto signal = [&](double t) {

@@ -66,18 +66,23 @@ class WmaReader : public testing::Test {
     std::string m_path = m_folder.Path() + "/sound.wma";
 };
 
-TEST_F(WmaReader, ReadsTheAudioStreamListedLast) {
-    MemoryFiles files(Made("-map 0 -map 0 -c:a wmav2 -ac:a:1 1 -ar:a:1 22050"));
-    CWmaReader reader(u"/a.wma", files);
-    EXPECT_EQ(reader.m_nChannels, 1);
-    EXPECT_EQ(reader.m_nSampleRate, 22050);
-    EXPECT_TRUE(Drain(reader) == Capture("ffmpeg -v error -i " + m_path + " -map 0:1 -f s16le -"));
-}
-
-TEST_F(WmaReader, ReadsTheFirstVersionOfTheCodec) {
-    MemoryFiles files(Made("-c:a wmav1"));
-    CWmaReader reader(u"/a.wma", files);
-    EXPECT_TRUE(Drain(reader) == Capture("ffmpeg -v error -i " + m_path + " -f s16le -"));
+TEST_F(WmaReader, ReadsTheLastAudioStreamAndTheFirstVersionOfTheCodec) {
+    const struct {
+        const char* options;
+        int channels, rate;
+        const char* stream;
+    } cases[] = {
+        {"-map 0 -map 0 -c:a wmav2 -ac:a:1 1 -ar:a:1 22050", 1, 22050, "0:1"},
+        {"-c:a wmav1", 2, 44100, "0:0"},
+    };
+    for (const auto& c : cases) {
+        MemoryFiles files(Made(c.options));
+        CWmaReader reader(u"/a.wma", files);
+        EXPECT_EQ(reader.m_nChannels, c.channels);
+        EXPECT_EQ(reader.m_nSampleRate, c.rate);
+        EXPECT_TRUE(Drain(reader) ==
+                    Capture("ffmpeg -v error -i " + m_path + " -map " + c.stream + " -f s16le -"));
+    }
 }
 
 TEST_F(WmaReader, TellsAProtectedFile) {
@@ -127,31 +132,22 @@ class Runtime final : public ISyncReader {
     static inline SyncStream s_stream;
 
     OpenResult Open(ISequentialFile& /*file*/) override { return OpenResult::Opened; }
-    bool GetStreamCount(uint32_t* count) override {
-        *count = 1;
-        return Step();
-    }
-    bool GetStream(uint32_t /*index*/, SyncStream* stream) override {
-        *stream = s_stream;
-        return Step();
-    }
-    bool GetDuration(uint64_t* duration) override {
-        *duration = 10'000'000;
-        return Step();
-    }
-    bool GetOutputNumberForStream(uint16_t /*stream*/, uint32_t* output) override {
-        *output = 0;
-        return Step();
-    }
-    bool GetOutputProps(uint32_t /*output*/, WaveFormat* format) override {
-        *format = {.channels = 2, .samplesPerSecond = 44100, .bitsPerSample = 16};
-        return Step();
+    bool GetStreamCount(uint32_t* count) override { return Step(count, 1); }
+    bool GetStream(uint32_t, SyncStream* stream) override { return Step(stream, s_stream); }
+    bool GetDuration(uint64_t* duration) override { return Step(duration, 10'000'000); }
+    bool GetOutputNumberForStream(uint16_t, uint32_t* output) override { return Step(output, 0); }
+    bool GetOutputProps(uint32_t, WaveFormat* format) override {
+        return Step(format, {.channels = 2, .samplesPerSecond = 44100, .bitsPerSample = 16});
     }
     bool GetNextSample(std::span<const uint8_t>* /*samples*/) override { return false; }
     void RequestStop() override {}
 
   private:
-    bool Step() { return ++m_nSteps != s_failsAt; }
+    template <class Answer>
+    bool Step(Answer* to, const std::type_identity_t<Answer>& answer) {
+        *to = answer;
+        return ++m_nSteps != s_failsAt;
+    }
 
     int m_nSteps = 0;
 };
@@ -161,9 +157,9 @@ TEST_F(WmaReader, HasATextForEachFailureOfTheRuntime) {
     const auto failure = [&](CreateSyncReaderFunction create) {
         return FailureOf([&] { CWmaReader(u"/a.wma", files, create); });
     };
-    EXPECT_EQ(failure([](std::unique_ptr<ISyncReader>*) { return SyncReaderResult::NotInstalled; }),
+    EXPECT_EQ(failure([](auto*) { return SyncReaderResult::NotInstalled; }),
               "WMA decoding libraries aren't installed.");
-    EXPECT_EQ(failure([](std::unique_ptr<ISyncReader>*) { return SyncReaderResult::Failed; }),
+    EXPECT_EQ(failure([](auto*) { return SyncReaderResult::Failed; }),
               "Cannot access WMA decoding library.");
     const CreateSyncReaderFunction create = [](std::unique_ptr<ISyncReader>* reader) {
         *reader = std::make_unique<Runtime>();
