@@ -5,22 +5,20 @@
 #include "platform/byte_order.h"
 #include "support/scripted_port.h"
 
-#include <algorithm>
 #include <gmock/gmock.h>
-#include <iterator>
 #include <string>
 #include <vector>
 
 namespace larkspin {
 
+// Tests speak of commands all the time.
+using namespace mmc;
+
 // One list behind another.
 template <typename T>
-std::vector<T> operator+(const std::vector<T>& first, const std::vector<T>& second) {
-    std::vector<T> both;
-    both.reserve(first.size() + second.size());
-    std::ranges::copy(first, std::back_inserter(both));
-    std::ranges::copy(second, std::back_inserter(both));
-    return both;
+std::vector<T> operator+(std::vector<T> first, const std::vector<T>& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
 }
 
 // The text of the failure that `operation` throws; empty if it throws none.
@@ -51,8 +49,8 @@ inline Bytes Answer(size_t length, const std::vector<Field>& fields = {}) {
     return answer;
 }
 
-inline ScriptedAnswer ProfileAnswer(uint32_t profile) {
-    return GoodAnswer(Answer(8, {{3, 4}, {6, profile & 0xFFFF, 2}}));
+inline Bytes ProfileAnswer(uint32_t profile) {
+    return Answer(8, {{3, 4}, {6, profile & 0xFFFF, 2}});
 }
 
 // A page whose bytes behind code and length are all `fill`.
@@ -87,12 +85,10 @@ struct FormatDescriptor {
 // READ FORMAT CAPACITIES' answer; the current capacity first.
 inline Bytes FormatsAnswer(const std::vector<FormatDescriptor>& descriptors,
                            uint32_t blockLength = 2048) {
-    Bytes answer = Answer(4 + 8 * descriptors.size());
-    answer[3] = static_cast<uint8_t>(8 * descriptors.size());
-    for (size_t i = 0; i < descriptors.size(); ++i) {
-        StoreBe32(&answer[4 + 8 * i], descriptors[i].blocks);
-        answer[8 + 8 * i] = static_cast<uint8_t>(descriptors[i].type << (i == 0 ? 0 : 2));
-    }
+    Bytes answer = Answer(4, {{3, static_cast<uint32_t>(8 * descriptors.size())}});
+    for (const auto& [blocks, type] : descriptors)
+        answer = answer + Answer(8, {{0, blocks, 4}, {4, uint32_t{type} << 2}});
+    answer[8] = descriptors[0].type;
     StoreBe16(&answer[10], static_cast<uint16_t>(blockLength));
     return answer;
 }

@@ -1,6 +1,6 @@
 // Recording a CD: cue sheets, mode pages, the order of commands, retries and cancels.
-#include "drive/answers.h"
 #include "drive/cue_sheet.h"
+#include "drive/dvd_bench.h"
 
 #include <numeric>
 
@@ -37,7 +37,7 @@ TEST(ModePageTest, IsFoundBehindTheBlockDescriptors) {
     for (const size_t descriptors : {0u, 8u, 16u, 4u}) {
         SCOPED_TRACE(descriptors);
         ScriptedDrive bench;
-        bench.port.Queue(ModePage(5), GoodAnswer(ModeAnswer(page, descriptors)), 2);
+        bench.port.Queue(ModePage(5), ModeAnswer(page, descriptors), 2);
         Bytes buffer(56, 0xFF), header(8), descriptor(8, 0xFF), little(4);
         EXPECT_EQ(bench.drive.ModeSense(0x45, buffer, header.data(), descriptor.data()), 0);
         EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 52), page);
@@ -52,11 +52,12 @@ TEST(ModePageTest, IsFoundBehindTheBlockDescriptors) {
     Bytes farAway = ModeAnswer(Page(5, 50));
     farAway[0] = 0xFF; // mode data length
     farAway[6] = 0x7F; // block descriptor length
-    for (const ScriptedAnswer& answer :
-         {SenseAnswer(0x52400), FailedAnswer(), GoodAnswer(ModeAnswer({})), GoodAnswer(farAway),
-          GoodAnswer(ModeAnswer(Page(0x2A, 50))), GoodAnswer(Bytes(200, 0xFF))}) {
+    const std::vector<Reply> useless = {Sense(0x52400),   NoReply(),
+                                        ModeAnswer({}),   farAway,
+                                        Bytes(200, 0xFF), ModeAnswer(Page(0x2A, 50))};
+    for (const Reply& reply : useless) {
         ScriptedDrive bench;
-        bench.port.Queue(ModePage(5), answer);
+        bench.port.Queue(ModePage(5), reply);
         Bytes buffer(56, 0xFF);
         EXPECT_EQ(bench.drive.ModeSense(5, buffer), 1);
         EXPECT_THAT(buffer, Each(0));
@@ -66,26 +67,24 @@ TEST(ModePageTest, IsFoundBehindTheBlockDescriptors) {
 TEST(ModePageTest, IsSelectedWithTwoBytesOfItsHeader) {
     ScriptedDrive bench;
     const Bytes header = {1, 2, 3, 4, 5, 6, 7, 8};
-    Bytes page = Page(5, 3, 0x77);
-    page.push_back(0x99); // behind the page
-    EXPECT_EQ(bench.drive.ModeSelect(page, header.data()), 0);
-    EXPECT_EQ(bench.drive.ModeSelect(page), 0);
+    const Bytes page = Page(5, 3, 0x77);
+    const Bytes more = page + Bytes{0x99}; // something behind the page
+    EXPECT_EQ(bench.drive.ModeSelect(more, header.data()), 0);
+    EXPECT_EQ(bench.drive.ModeSelect(more), 0);
     EXPECT_EQ(bench.Trace()[0], "55 10 00 00 00 00 00 00 0D");
-    EXPECT_EQ(bench.port.Sent()[0].dataOut,
-              (Bytes{0, 0, 3, 4, 0, 0, 0, 0, 5, 3, 0x77, 0x77, 0x77}));
-    EXPECT_EQ(bench.port.Sent()[1].dataOut,
-              (Bytes{0, 0, 0, 0, 0, 0, 0, 0, 5, 3, 0x77, 0x77, 0x77}));
-    for (const ScriptedAnswer& answer : {SenseAnswer(0x52600), FailedAnswer()}) {
-        bench.port.Queue(mmc::kModeSelect10, answer);
+    EXPECT_EQ(bench.port.Sent()[0].dataOut, (Bytes{0, 0, 3, 4, 0, 0, 0, 0}) + page);
+    EXPECT_EQ(bench.port.Sent()[1].dataOut, Bytes(8) + page);
+    for (const Reply& reply : {Sense(0x52600), NoReply()}) {
+        bench.port.Queue(kModeSelect10, reply);
         EXPECT_EQ(bench.drive.ModeSelect(page), 1);
     }
 }
 
 // Answers MODE SENSE with these pages and no others.
 void SetPages(ScriptedPort& port, const std::vector<Bytes>& pages) {
-    port.Always(mmc::kModeSense10, SenseAnswer(0x52400));
+    port.Always(kModeSense10, Sense(0x52400));
     for (const Bytes& page : pages)
-        port.Always(ModePage(page[0]), GoodAnswer(ModeAnswer(page)));
+        port.Always(ModePage(page[0]), ModeAnswer(page));
 }
 
 Bytes CapabilitiesPage(uint8_t byte4) {
@@ -98,34 +97,47 @@ Bytes VendorPage(uint8_t abilities, uint8_t choices = 0, uint8_t length = 14) {
 
 // The page that was selected last, and before it the header.
 Bytes Selected(const ScriptedPort& port) {
-    return port.Sent(mmc::kModeSelect10).back().dataOut;
+    return port.Sent(kModeSelect10).back().dataOut;
 }
 
-TEST(TrackAtOnceTest, PageBitsAndSmallCommands) {
+TEST(TrackAtOnceTest, PageBits) {
     for (const uint8_t before : {uint8_t{0x00}, uint8_t{0xFF}}) {
         ScriptedDrive bench;
         SetPages(bench.port, {Page(5, 50, before)});
         EXPECT_EQ(bench.drive.SetTaoParameters(), 0);
         Bytes page = Page(5, 50, before);
-        page[2] = before == 0 ? 0x41 : 0xF1;
-        page[3] = before == 0 ? 0xC4 : 0xF4;
-        page[4] = before == 0 ? 0x08 : 0xF8;
+        const Bytes changed = before == 0 ? Bytes{0x41, 0xC4, 0x08} : Bytes{0xF1, 0xF4, 0xF8};
+        std::ranges::copy(changed, page.begin() + 2);
         page[8] = 0;
-        std::fill(page.begin() + 16, page.begin() + 32, 0);
+        std::fill_n(page.begin() + 16, 16, uint8_t{0});
         EXPECT_EQ(Selected(bench.port), Bytes(8) + page);
     }
-    ScriptedDrive bench;
-    bench.drive.SetBlockSize2048();
-    bench.drive.SendOpc();
-    EXPECT_EQ(bench.drive.SyncCache(), 0);
-    EXPECT_EQ(bench.drive.CloseSession(), 0);
+}
+
+TEST(SmallCommandsTest, AreSentAsTheyAre) {
+    ScriptedBench bench({0, 0, 2});
+    CAspiCD drive(0, 0, 2, &bench.transport);
+    EXPECT_EQ(drive.EjectDisk(), SS_COMP);
+    drive.LockDoor(true);
+    drive.LockDoor(false);
+    drive.SetBlockSize2048();
+    drive.SendOpc();
+    EXPECT_EQ(drive.SyncCache(), 0);
+    EXPECT_EQ(drive.CloseSession(), 0);
+    bench.port.Queue(kBlank, Sense(0x53000)); // a refusal is not looked at
+    drive.BlankDisk(false);
+    drive.BlankDisk(true);
+    EXPECT_EQ(bench.transport.m_nTimeoutSeconds, 0u);
     EXPECT_EQ(bench.Trace(),
-              (Lines{"55 00 00 00 00 00 00 00 0C", "54 01 @60", "35 @120", "5B 00 02 @480"}));
-    EXPECT_EQ(bench.port.Sent()[0].dataOut, Answer(12, {{3, 8}, {10, 8}}));
-    for (const ScriptedAnswer& answer :
-         {SenseAnswer(0x57200), SenseAnswer(0x10000), FailedAnswer()}) {
-        bench.port.Queue(mmc::kCloseTrackSession, answer);
-        EXPECT_EQ(bench.drive.CloseSession(), -1);
+              (Lines{"1B 40 00 00 02", "1E 40 00 00 01", "1E 40", "55 40 00 00 00 00 00 00 0C",
+                     "54 41 @60", "35 40 @120", "5B 40 02 @480", "A1 51 @9600", "A1 50 @9600"}));
+    EXPECT_EQ(bench.port.Sent()[3].dataOut, Answer(12, {{3, 8}, {10, 8}}));
+    EXPECT_EQ(bench.port.Sent().back().length, 0u);
+    bench.port.Queue(kStartStopUnit, NoReply(PortError::Failed));
+    EXPECT_EQ(drive.EjectDisk(), SS_ERR);
+    for (const Reply& reply : {Sense(0x57200), Sense(0x10000), NoReply()}) {
+        bench.port.Queue(kCloseTrackSession, reply);
+        EXPECT_EQ(drive.CloseSession(), -1);
     }
 }
 
@@ -145,6 +157,7 @@ struct SessionAtOnceTest : testing::Test {
 
 TEST_F(SessionAtOnceTest, CommandsGoOutInOrderAndOptionsAsFarAsTheDriveHasThem) {
     const uint8_t can = 0x80, cannot = 0x7F; // byte 4 of page 2Ah
+    const uint32_t all = CAP_BUFE | CAP_VENDOR_BUFE | CAP_VENDOR_SPEED;
     struct {
         std::vector<Bytes> pages;
         bool options;
@@ -161,10 +174,7 @@ TEST_F(SessionAtOnceTest, CommandsGoOutInOrderAndOptionsAsFarAsTheDriveHasThem) 
         {{CapabilitiesPage(cannot), VendorPage(0x20, 0x00)}, false, CAP_VENDOR_SPEED, 0x20},
         {{CapabilitiesPage(cannot), VendorPage(0x02, 0x20)}, true, CAP_VENDOR_BUFE, 0x21},
         {{CapabilitiesPage(cannot), VendorPage(0x02, 0x41)}, false, CAP_VENDOR_BUFE, 0x40},
-        {{CapabilitiesPage(can), VendorPage(0x22, 0x20)},
-         true,
-         CAP_BUFE | CAP_VENDOR_BUFE | CAP_VENDOR_SPEED,
-         0x01},
+        {{CapabilitiesPage(can), VendorPage(0x22, 0x20)}, true, all, 0x01},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
@@ -176,15 +186,15 @@ TEST_F(SessionAtOnceTest, CommandsGoOutInOrderAndOptionsAsFarAsTheDriveHasThem) 
         EXPECT_EQ(Prepare(), 0);
         EXPECT_EQ(bench.drive.m_dwCapabilities, c.capabilities);
 
-        Bytes opcodes(c.pages.empty() || c.pages[0][0] != 0x2A ? 2 : 3, mmc::kModeSense10);
+        Bytes opcodes(c.pages.empty() || c.pages[0][0] != 0x2A ? 2 : 3, kModeSense10);
         if (c.choices >= 0) {
-            opcodes.insert(opcodes.end(), {mmc::kModeSense10, mmc::kModeSelect10});
-            const Bytes list = bench.port.Sent(mmc::kModeSelect10)[0].dataOut;
+            opcodes.insert(opcodes.end(), {kModeSense10, kModeSelect10});
+            const Bytes list = bench.port.Sent(kModeSelect10)[0].dataOut;
             EXPECT_EQ(Bytes(list.begin() + 8, list.end()),
                       VendorPage(c.pages[1][2], static_cast<uint8_t>(c.choices)));
         }
         opcodes.insert(opcodes.end(), {0x55, 0x54, 0x52, 0x5D});
-        opcodes.insert(opcodes.end(), 10, mmc::kWrite10); // 9 times 16 blocks and 6
+        opcodes.insert(opcodes.end(), 10, kWrite10); // 9 times 16 blocks and 6
         EXPECT_EQ(bench.port.SentOpcodes(), opcodes);
         const bool change = (c.capabilities & CAP_BUFE) != 0;
         Bytes page = Page(5, 50, before);
@@ -195,82 +205,77 @@ TEST_F(SessionAtOnceTest, CommandsGoOutInOrderAndOptionsAsFarAsTheDriveHasThem) 
         EXPECT_EQ(Selected(bench.port), Bytes({0, 0, 0x41, 0x42, 0, 0, 0, 0}) + page);
     }
     EXPECT_THAT(bench.port.Locked(), testing::AllOf(testing::Each(2), testing::SizeIs(11)));
-    EXPECT_EQ(Trace(bench.port.Sent(mmc::kSendOpcInformation)), Lines{"54 01 @60"});
-    const std::vector<SentCommand> sheets = bench.port.Sent(mmc::kSendCueSheet);
+    EXPECT_EQ(Trace(bench.port.Sent(kSendOpcInformation)), Lines{"54 01 @60"});
+    const std::vector<SentCommand> sheets = bench.port.Sent(kSendCueSheet);
     EXPECT_EQ(Trace(sheets), Lines{"5D 00 00 00 00 00 00 00 20"});
     EXPECT_EQ(sheets[0].dataOut, cue);
     SetPages(bench.port, {VendorPage(0x22)});
-    bench.port.Queue(mmc::kModeSelect10, SenseAnswer(0x52600));
+    bench.port.Queue(kModeSelect10, Sense(0x52600));
     EXPECT_EQ(bench.drive.SetVendorWriteOptions(true, true), 1);
-    bench.port.Always(ModePage(0x30), SenseAnswer(0x52400));
+    bench.port.Always(ModePage(0x30), Sense(0x52400));
     EXPECT_EQ(bench.drive.SetVendorWriteOptions(true, true), 1);
 }
 
 TEST_F(SessionAtOnceTest, PreGapLiesBeforeTheFirstBlock) {
-    struct {
-        int32_t nextAddress;
-        uint32_t blockSize, chunk;
-        std::string first;
-    } const cases[] = {{0, 2048, 16, "2A 00 FF FF FF 6A 00 00 10 @180"},
-                       {0, 2352, 8, "2A 00 FF FF FF 6A 00 00 08 @180"},
-                       {20'150, 2048, 16, "2A 00 00 00 4E 20 00 00 10 @180"}};
-    for (const auto& c : cases) {
-        bench.drive.m_nNextAddress = c.nextAddress;
-        EXPECT_EQ(Prepare(nullptr, c.blockSize), 0);
-        const std::vector<SentCommand> writes = bench.port.Sent(mmc::kWrite10);
-        EXPECT_EQ(Trace(writes).at(0), c.first);
+    const std::tuple<int32_t, uint32_t, size_t, std::string> cases[] = {
+        {0, 2048, 10, "2A 00 FF FF FF 6A 00 00 10 @180"}, // WRITEs, and the first of them
+        {0, 2352, 19, "2A 00 FF FF FF 6A 00 00 08 @180"},
+        {20'150, 2048, 10, "2A 00 00 00 4E 20 00 00 10 @180"}};
+    for (const auto& [nextAddress, blockSize, count, first] : cases) {
+        bench.drive.m_nNextAddress = nextAddress;
+        EXPECT_EQ(Prepare(nullptr, blockSize), 0);
+        const std::vector<SentCommand> writes = bench.port.Sent(kWrite10);
+        EXPECT_EQ(Trace(writes).at(0), first);
+        EXPECT_EQ(writes.size(), count);
         uint32_t blocks = 0;
         for (const SentCommand& write : writes) {
-            EXPECT_EQ(write.dataOut, Bytes(write.cdb[8] * c.blockSize));
+            EXPECT_EQ(write.dataOut, Bytes(write.cdb[8] * blockSize));
             blocks += write.cdb[8];
         }
         EXPECT_EQ(blocks, 150u);
-        EXPECT_EQ(writes.size(), (150 + c.chunk - 1) / c.chunk);
     }
 }
 
 TEST_F(SessionAtOnceTest, FailuresEndThePreparationAndCancelsAreNone) {
-    for (const uint16_t last : {ModePage(5), uint16_t{mmc::kModeSelect10},
-                                uint16_t{mmc::kSendCueSheet}, uint16_t{mmc::kWrite10}}) {
-        for (const ScriptedAnswer& answer : {SenseAnswer(0x52600), FailedAnswer()}) {
-            bench.port.Queue(last, answer);
+    const uint16_t failing[] = {ModePage(5), kModeSelect10, kSendCueSheet, kWrite10};
+    for (const uint16_t last : failing) {
+        for (const Reply& reply : {Sense(0x52600), NoReply()}) {
+            bench.port.Queue(last, reply);
             EXPECT_EQ(Prepare(), 1);
             EXPECT_EQ(bench.port.QueuedLeft(), 0u);
             EXPECT_EQ(bench.port.SentOpcodes().back(), last > 0xFF ? last >> 8 : last);
         }
     }
-    struct {
-        uint8_t lastOpcode;
-        size_t count; // commands of that operation code when the user cancels
-    } const cancels[] = {{mmc::kModeSelect10, 1},         // before the calibration
-                         {mmc::kReadTrackInformation, 1}, // before the cue sheet
-                         {mmc::kSendCueSheet, 1},         // before the pre-gap
-                         {mmc::kWrite10, 5}};
-    for (const auto& c : cancels) {
-        const CancelFunctor cancel([&] { return bench.port.Sent(c.lastOpcode).size() == c.count; });
+    // The user cancels after so many commands of an operation code: before the calibration, the
+    // cue sheet and the pre-gap, and in the middle of that.
+    const std::pair<uint8_t, size_t> cancels[] = {
+        {kModeSelect10, 1}, {kReadTrackInformation, 1}, {kSendCueSheet, 1}, {kWrite10, 5}};
+    for (const std::pair<uint8_t, size_t>& last : cancels) {
+        const CancelFunctor cancel(
+            [&] { return bench.port.Sent(last.first).size() == last.second; });
         EXPECT_EQ(Prepare(&cancel), 0);
-        EXPECT_EQ(bench.port.SentOpcodes().back(), c.lastOpcode);
-        EXPECT_EQ(bench.port.Sent(c.lastOpcode).size(), c.count);
+        EXPECT_EQ(bench.port.SentOpcodes().back(), last.first);
+        EXPECT_EQ(bench.port.Sent(last.first).size(), last.second);
     }
 }
 
 struct WriteBlocksTest : testing::Test {
-    WriteBlocksTest() {
-        for (size_t index = 0; index < data.size(); ++index)
-            data[index] = static_cast<uint8_t>(index / 2048);
-    }
     int Write(int32_t count, const CancelFunctor* cancel = nullptr) {
+        bench.port.Clear();
+        address = 0x12345;
         return bench.drive.WriteBlocks(&address, data.data(), count, cancel, 2048);
     }
 
     ScriptedDrive bench;
-    Bytes data = Bytes(48 * 2048);
-    int32_t address = 0x12345;
+    const Bytes data = VolumeStream(48);
+    int32_t address = 0;
 };
 
 TEST_F(WriteBlocksTest, SplitsIntoChunksAndMovesTheAddress) {
-    EXPECT_EQ(Write(0), 0);
-    EXPECT_EQ(Write(-1), 0);
+    for (const int32_t count : {0, -1}) {
+        EXPECT_EQ(Write(count), 0);
+        EXPECT_TRUE(bench.port.Sent().empty());
+    }
     EXPECT_EQ(Write(37), 0);
     EXPECT_EQ(address, 0x12345 + 37);
     EXPECT_EQ(bench.Trace(),
@@ -278,81 +283,73 @@ TEST_F(WriteBlocksTest, SplitsIntoChunksAndMovesTheAddress) {
                      "2A 00 00 01 23 65 00 00 05 @180"}));
     Bytes written;
     for (const SentCommand& command : bench.port.Sent())
-        written.insert(written.end(), command.dataOut.begin(), command.dataOut.end());
-    EXPECT_EQ(written, Bytes(data.begin(), data.begin() + 37 * 2048));
+        written = written + command.dataOut;
+    EXPECT_EQ(written, BlocksOf(data, 0, 37));
 }
 
-TEST_F(WriteBlocksTest, FullBufferAndMediumChangeAreTriedAgainAtTheSamePlace) {
+TEST_F(WriteBlocksTest, FullBufferAndMediumChangeAreTriedAgainAndAnythingElseFails) {
     for (const int code : {0x20408, 0x62800, 0x20407, 0x11800})
-        bench.port.Queue(mmc::kWrite10, SenseAnswer(code));
+        bench.port.Queue(kWrite10, Sense(code));
     EXPECT_EQ(Write(1), 0);
     EXPECT_EQ(address, 0x12346);
     EXPECT_EQ(bench.Trace(), Lines(4, "2A 00 00 01 23 45 00 00 01 @180")); // and a recovered error
     for (const SentCommand& sent : bench.port.Sent())
-        EXPECT_EQ(sent.dataOut, Bytes(data.begin(), data.begin() + 2048));
+        EXPECT_EQ(sent.dataOut, BlocksOf(data, 0, 1));
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(40, 10, 40));
-}
-
-TEST_F(WriteBlocksTest, AnythingElseFailsAtItsAddress) {
-    for (const ScriptedAnswer& answer :
-         {SenseAnswer(0x30C00), SenseAnswer(0x23A00), SenseAnswer(0x62900), SenseAnswer(0x52100),
-          FailedAnswer(), FailedAnswer(PortError::Failed)}) {
-        bench.port.Clear();
-        address = 0;
-        bench.port.Queue(mmc::kWrite10, GoodAnswer());
-        bench.port.Queue(mmc::kWrite10, answer);
+    for (const Reply& reply : {Sense(0x30C00), Sense(0x23A00), Sense(0x62900), Sense(0x52100),
+                               NoReply(), NoReply(PortError::Failed)}) {
+        bench.port.Queue(kWrite10, {});
+        bench.port.Queue(kWrite10, reply);
         EXPECT_EQ(Write(48), 1);
-        EXPECT_EQ(address, 16);
+        EXPECT_EQ(address, 0x12345 + 16);
         EXPECT_EQ(bench.port.Sent().size(), 2u);
     }
 }
 
 TEST_F(WriteBlocksTest, NoDriveHoldsTheJobForEver) {
-    bench.port.Always(mmc::kWrite10, SenseAnswer(0x62800));
+    bench.port.Always(kWrite10, Sense(0x62800));
     EXPECT_EQ(Write(1), 1);
     EXPECT_EQ(bench.port.Sent().size(), 101u);
 
     // A buffer that stays full: only the user can end this.
-    bench.port.Always(mmc::kWrite10, SenseAnswer(0x20408));
+    bench.port.Always(kWrite10, Sense(0x20408));
     const int64_t before = bench.clock.TotalSleep();
     const CancelFunctor cancel([&] { return bench.clock.TotalSleep() - before >= 2000; });
     EXPECT_EQ(Write(1, &cancel), 0);
     EXPECT_EQ(address, 0x12345);
     EXPECT_EQ(bench.clock.TotalSleep() - before, 2000);
 
-    bench.port.Always(mmc::kWrite10, GoodAnswer());
-    bench.port.Clear();
+    bench.port.Always(kWrite10, {});
     const CancelFunctor between([&] { return bench.port.Sent().size() == 2; });
     EXPECT_EQ(Write(48, &between), 0);
     EXPECT_EQ(address, 0x12345 + 32);
 }
 
 TEST(UnitBusyTest, FollowsFromReadinessAndTheSenseOfTheDiscInformation) {
-    ScriptedAnswer shortSense = SenseAnswer(0x20408);
+    Reply shortSense = Sense(0x20408);
     shortSense.completion.sense[7] = 5;
-    const ScriptedAnswer good = GoodAnswer();
     struct {
         const char* name;
-        ScriptedAnswer ready, info;
+        Reply ready, info;
         int readiness, busy;
     } const cases[] = {
-        {"idle", good, good, 0, 0},
-        {"not ready", SenseAnswer(0x20408), good, 2, 2},
-        {"attention", SenseAnswer(0x62800), good, 0, 0},
-        {"broken", SenseAnswer(0x44400), good, 1, 1},
-        {"silent", FailedAnswer(), good, 1, 1},
-        {"long write", good, SenseAnswer(0x20408), 0, 2},
-        {"operation in progress", good, SenseAnswer(0x20407), 0, 2},
-        {"becoming ready", good, SenseAnswer(0x20401), 0, 0},
-        {"sense too short", good, shortSense, 0, 0},
-        {"other code", good, SenseAnswer(0x23A08), 0, 0},
-        {"other key", good, SenseAnswer(0x50408), 0, 0},
+        {"idle", {}, {}, 0, 0},
+        {"not ready", Sense(0x20408), {}, 2, 2},
+        {"attention", Sense(0x62800), {}, 0, 0},
+        {"broken", Sense(0x44400), {}, 1, 1},
+        {"silent", NoReply(), {}, 1, 1},
+        {"long write", {}, Sense(0x20408), 0, 2},
+        {"operation in progress", {}, Sense(0x20407), 0, 2},
+        {"becoming ready", {}, Sense(0x20401), 0, 0},
+        {"sense too short", {}, shortSense, 0, 0},
+        {"other code", {}, Sense(0x23A08), 0, 0},
+        {"other key", {}, Sense(0x50408), 0, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
-        bench.port.Always(mmc::kTestUnitReady, c.ready);
-        bench.port.Always(mmc::kReadDiscInformation, c.info);
+        bench.port.Always(kTestUnitReady, c.ready);
+        bench.port.Always(kReadDiscInformation, c.info);
         EXPECT_EQ(bench.drive.TestUnitReady(), c.readiness);
         EXPECT_EQ(bench.drive.GetUnitBusy(), c.busy);
         EXPECT_EQ(bench.Trace().back(), c.readiness == 0 ? "51 00 00 00 00 00 00 00 04" : "00");
@@ -361,48 +358,45 @@ TEST(UnitBusyTest, FollowsFromReadinessAndTheSenseOfTheDiscInformation) {
 
 TEST(LeadOutTest, IsWaitedForUntilTheDriveTheUserOrTheLimitEndsIt) {
     ScriptedDrive bench;
-    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x20408));
-    bench.port.Queue(mmc::kReadDiscInformation, SenseAnswer(0x20407));
+    bench.port.Queue(kTestUnitReady, Sense(0x20408));
+    bench.port.Queue(kReadDiscInformation, Sense(0x20407));
     EXPECT_EQ(bench.drive.FinishSaoWrite(), 0);
     EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x35, 0, 0, 0x51, 0, 0x51, 0x35}));
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(2000, 2000));
 
-    bench.port.Always(mmc::kTestUnitReady, SenseAnswer(0x20408));
+    bench.port.Always(kTestUnitReady, Sense(0x20408));
     const CancelFunctor cancel([&] { return bench.clock.TotalSleep() >= 4000 + 3000; });
     EXPECT_EQ(bench.drive.FinishSaoWrite(&cancel), 0);
     EXPECT_EQ(bench.clock.TotalSleep(), 7000);
     EXPECT_EQ(bench.drive.FinishSaoWrite(), 1);
     EXPECT_EQ(bench.clock.TotalSleep(), 7000 + 30 * 60 * 1000);
 
-    bench.port.Always(mmc::kTestUnitReady, SenseAnswer(0x30C00));
+    bench.port.Always(kTestUnitReady, Sense(0x30C00));
     EXPECT_EQ(bench.drive.FinishSaoWrite(), 1);
 }
 
 // A drive tells of blocks that it had taken and could not record when it is told to empty its
 // cache, once; it is not busy afterwards.
 TEST(LeadOutTest, BlocksLostInTheCacheAreAFailure) {
-    struct {
-        ScriptedAnswer answer;
-        bool isLost;
-    } const cases[] = {
-        {GoodAnswer(), false},         {SenseAnswer(0x11700), false}, // recovered
-        {SenseAnswer(0x20408), false},                                // still writing
-        {SenseAnswer(0x30C00), true},  {SenseAnswer(0x44400), true},
-        {SenseAnswer(0x52C00), false}, // nothing to flush
-        {FailedAnswer(), true},
+    const std::pair<Reply, bool> cases[] = {
+        {Reply(), false},        {Sense(0x11700), false}, // recovered
+        {Sense(0x20408), false},                          // still writing
+        {Sense(0x30C00), true},  {Sense(0x44400), true},
+        {Sense(0x52C00), false}, // nothing to flush
+        {NoReply(), true},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(int{c.answer.completion.sense[2]});
+    for (const auto& [reply, isLost] : cases) {
+        SCOPED_TRACE(int{reply.completion.sense[2]});
         for (const size_t flush : {0u, 3u}) {
             ScriptedDrive bench;
-            bench.port.AnswerNth(flush, c.answer);
-            EXPECT_EQ(bench.drive.FinishSaoWrite(), c.isLost ? 1 : 0);
+            bench.port.AnswerNth(flush, reply);
+            EXPECT_EQ(bench.drive.FinishSaoWrite(), isLost ? 1 : 0);
             EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x35, 0, 0x51, 0x35}));
         }
         ScriptedDrive bench;
-        bench.port.Queue(mmc::kSynchronizeCache, c.answer);
+        bench.port.Queue(kSynchronizeCache, reply);
         EXPECT_EQ(bench.drive.SyncCache(), 0);
-        EXPECT_EQ(bench.drive.m_bCacheLost, c.isLost);
+        EXPECT_EQ(bench.drive.m_bCacheLost, isLost);
         bench.drive.SyncCache();
         EXPECT_FALSE(bench.drive.m_bCacheLost) << "a flush forgets the one before";
     }

@@ -18,39 +18,37 @@ TEST(CommandTest, LengthFollowsTheOperationCodeAndTheLunIsPutIn) {
     ScriptedBench bench({0, 0, 3});
     CAspiCD drive(0, 0, 3, &bench.transport);
     CScsiCommand command(drive);
-    for (const auto& [opcode, length] : {std::pair<uint8_t, size_t>{mmc::kStartStopUnit, 6},
-                                         {mmc::kWrite10, 10},
-                                         {mmc::kReadToc, 10},
-                                         {mmc::kBlank, 12},
-                                         {mmc::kSetCdSpeed, 12}}) {
+    const std::pair<uint8_t, size_t> lengths[] = {
+        {kStartStopUnit, 6}, {kWrite10, 10}, {kReadToc, 10}, {kBlank, 12}, {kSetCdSpeed, 12}};
+    for (const auto& [opcode, length] : lengths) {
+        bench.port.Clear();
         command[0] = opcode;
         command[1] = 1;
         EXPECT_EQ(command.Transport(Direction::NONE), 0);
         SendDirect(drive, SRB_DIR_OUT, Cdb(opcode));
-        EXPECT_EQ(bench.port.Sent().back().cdb[1], 0x60);
-        EXPECT_EQ(bench.port.Sent().back().cdb.size(), length);
-        const SentCommand& block = bench.port.Sent().at(bench.port.Sent().size() - 2);
-        EXPECT_EQ(block.cdb[1], 0x61);
-        EXPECT_EQ(block.cdb.size(), length);
+        for (const SentCommand& sent : bench.port.Sent()) {
+            EXPECT_EQ(sent.cdb[1], &sent == &bench.port.Sent()[0] ? 0x61 : 0x60);
+            EXPECT_EQ(sent.cdb.size(), length);
+        }
     }
 }
 
 TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
     struct {
-        ScriptedAnswer answer;
+        Reply reply;
         int code;
-        bool failed, unanswered; // of a direct command
+        bool failed = false, unanswered = false; // of a direct command
     } const cases[] = {
-        {GoodAnswer(), 0, false, false},
-        {SenseAnswer(0x20408), 0x20408, true, false},
-        {SenseAnswer(0x17301), 0x17301, false, false},
-        {SenseAnswer(0), -1, false, false},
-        {FailedAnswer(), -1, true, true},
-        {FailedAnswer(PortError::Failed), -1, true, true},
+        {Reply(), 0},
+        {Sense(0x20408), 0x20408, true},
+        {Sense(0x17301), 0x17301},
+        {Sense(0), -1},
+        {NoReply(), -1, true, true},
+        {NoReply(PortError::Failed), -1, true, true},
     };
     for (const auto& c : cases) {
         CommandBench bench;
-        bench.port.Queue(0, c.answer, 2);
+        bench.port.Queue(0, c.reply, 2);
         bench.command[0] = 0;
         bench.command.Timeout(900);
         EXPECT_EQ(bench.command.Transport(Direction::NONE), c.code);
@@ -61,7 +59,7 @@ TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
         EXPECT_EQ(bench.drive.m_byLastStatus, result.status);
         EXPECT_EQ(bench.transport.m_nTimeoutSeconds, 0u);
         // The sense of one command is not taken for that of the next, also when it is sent again.
-        bench.port.Queue(0, FailedAnswer());
+        bench.port.Queue(0, NoReply());
         bench.command.Transport(Direction::NONE);
         EXPECT_EQ(bench.command.Sense()[0], 0);
         bench.command[0] = 0;
@@ -73,24 +71,23 @@ TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
 TEST(CommandTest, ReadBlocksFailsOnAnySense) {
     ScriptedDrive bench;
     Bytes buffer(2 * 2048, 0xFF);
-    bench.port.Queue(mmc::kRead10, GoodAnswer(Bytes(100, 0x44)));
+    bench.port.Queue(kRead10, Bytes(100, 0x44));
     EXPECT_TRUE(bench.drive.ReadBlocks(buffer.data(), 2, 0x01020304));
     EXPECT_EQ(bench.Trace(), Lines{"28 00 01 02 03 04 00 00 02"});
     EXPECT_EQ(bench.port.Sent()[0].length, 4096u);
     EXPECT_EQ(buffer[99], 0x44);
     EXPECT_EQ(buffer[100], 0) << "nothing of what was there before passes for data";
-    for (const ScriptedAnswer& answer :
-         {SenseAnswer(0x11701), SenseAnswer(0x31105), FailedAnswer()}) {
-        bench.port.Queue(mmc::kRead10, answer);
+    for (const Reply& answer : {Sense(0x11701), Sense(0x31105), NoReply()}) {
+        bench.port.Queue(kRead10, answer);
         EXPECT_FALSE(bench.drive.ReadBlocks(buffer.data(), 1, 16));
     }
 }
 
 // An answer to GET EVENT STATUS NOTIFICATION whose class and code are given with the detail bytes.
-ScriptedAnswer Event(uint8_t eventClass, uint8_t code, uint8_t status, uint16_t detail = 0,
-                     uint8_t supported = 0x7E) {
-    return GoodAnswer({0, 6, eventClass, supported, code, status, static_cast<uint8_t>(detail >> 8),
-                       static_cast<uint8_t>(detail)});
+Bytes Event(uint8_t eventClass, uint8_t code, uint8_t status, uint32_t detail = 0,
+            uint8_t supported = 0x7E) {
+    return Answer(
+        8, {{1, 6}, {2, eventClass}, {3, supported}, {4, code}, {5, status}, {6, detail, 2}});
 }
 
 TEST(HandleEventsTest, EachClassHasItsActionAndItsBit) {
@@ -98,13 +95,13 @@ TEST(HandleEventsTest, EachClassHasItsActionAndItsBit) {
     const Lines start = {"1B 00 00 00 01"};
     struct {
         const char* name;
-        ScriptedAnswer event;
+        Reply event;
         uint32_t bits;
         Lines actions; // after the first event
         int64_t sleep = 0;
     } const cases[] = {
         {"none", Event(0, 0, 0), 0, {}},
-        {"length 2", GoodAnswer({0, 2, 4, 0x7E, 2, 2, 0, 0}), 0, {}},
+        {"length 2", Bytes{0, 2, 4, 0x7E, 2, 2, 0, 0}, 0, {}},
         {"no code", Event(4, 0, 2), 0, {}},
         {"small change", Event(1, 2, 0, 2), 0x02, Lines{"46 00 00 00 00 00 00 00 08"} + get},
         {"change", Event(1, 2, 0, 3), 0x02, start + get},
@@ -122,43 +119,39 @@ TEST(HandleEventsTest, EachClassHasItsActionAndItsBit) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         CommandBench bench;
-        bench.port.Queue(mmc::kGetEventStatus, c.event);
+        bench.port.Queue(kGetEventStatus, c.event);
         EXPECT_EQ(bench.drive.HandleEvents(bench.command), c.bits);
         EXPECT_EQ(bench.Trace(), Lines{"4A 01 00 00 FF 00 00 00 08"} + c.actions);
         EXPECT_EQ(bench.clock.TotalSleep(), c.sleep);
     }
 }
 
-TEST(HandleEventsTest, StartsTheUnitOnceAndGathersTheClasses) {
+TEST(HandleEventsTest, StartsTheUnitOnceGathersTheClassesAndKeepsTheMask) {
     CommandBench bench;
-    for (const ScriptedAnswer& event : {Event(4, 2, 2), Event(1, 2, 0, 3), Event(1, 2, 0, 1),
-                                        Event(1, 2, 0, 1)}) // the profile is known by now
-        bench.port.Queue(mmc::kGetEventStatus, event);
+    for (const Bytes& event : {Event(4, 2, 2), Event(1, 2, 0, 3), Event(1, 2, 0, 1),
+                               Event(1, 2, 0, 1)}) // the profile is known by now
+        bench.port.Queue(kGetEventStatus, event);
     bench.port.Always(Feature(0), ProfileAnswer(0x1B));
     EXPECT_EQ(bench.drive.HandleEvents(bench.command), 0x12u);
     EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x4A, 0x1B, 0x4A, 0x4A, 0x46, 0x4A, 0x4A}));
-}
 
-TEST(HandleEventsTest, MaskLivesOnAndErrorsAndEndlessEventsEndThePolling) {
-    CommandBench bench;
-    bench.port.Queue(mmc::kGetEventStatus, Event(3, 1, 0, 0, 0x54));
-    bench.port.Queue(mmc::kGetEventStatus, Event(0, 0, 0, 0, 0x14));
-    EXPECT_EQ(bench.drive.HandleEvents(bench.command), 0x08u);
-    bench.port.Queue(mmc::kGetEventStatus, SenseAnswer(0x52000));
-    EXPECT_EQ(bench.drive.HandleEvents(bench.command), 0u);
-    EXPECT_EQ(bench.drive.HandleEvents(bench.command), 0u) << "the drive is not asked again";
-    Bytes masks;
-    for (const SentCommand& sent : bench.port.Sent())
-        masks.push_back(sent.cdb[4]);
-    EXPECT_THAT(masks, ElementsAre(0xFF, 0x54, 0x14));
+    CommandBench choosy;
+    choosy.port.Queue(kGetEventStatus, Event(3, 1, 0, 0, 0x54));
+    choosy.port.Queue(kGetEventStatus, Event(0, 0, 0, 0, 0x14));
+    choosy.port.Queue(kGetEventStatus, Sense(0x52000));
+    EXPECT_EQ(choosy.drive.HandleEvents(choosy.command), 0x08u);
+    EXPECT_EQ(choosy.drive.HandleEvents(choosy.command), 0u);
+    EXPECT_EQ(choosy.drive.HandleEvents(choosy.command), 0u) << "the drive is not asked again";
+    EXPECT_EQ(choosy.Trace(), (Lines{"4A 01 00 00 FF 00 00 00 08", "4A 01 00 00 54 00 00 00 08",
+                                     "4A 01 00 00 14 00 00 00 08"}));
 
     CommandBench talkative;
-    talkative.port.Always(mmc::kGetEventStatus, Event(3, 1, 0));
+    talkative.port.Always(kGetEventStatus, Event(3, 1, 0));
     EXPECT_EQ(talkative.drive.HandleEvents(talkative.command), 0x08u);
     EXPECT_EQ(talkative.port.Sent().size(), 100u);
 
     CommandBench busy;
-    busy.port.Always(mmc::kGetEventStatus, Event(6, 1, 1, 0xFFFF)); // nearly two hours
+    busy.port.Always(kGetEventStatus, Event(6, 1, 1, 0xFFFF)); // nearly two hours
     const CancelFunctor cancel([&] { return busy.clock.TotalSleep() >= 1000; });
     busy.drive.m_pCancel = &cancel;
     busy.drive.HandleEvents(busy.command);
@@ -167,12 +160,12 @@ TEST(HandleEventsTest, MaskLivesOnAndErrorsAndEndlessEventsEndThePolling) {
 
 TEST(WaitForUnitTest, PollsASecondApartUntilTheUnitAnswers) {
     CommandBench bench;
-    const int codes[] = {0x20407, 0x30C00, 0x44400, 0x62800};
-    const uint64_t took[] = {300, 1500, 0, 0, 0, 0};
-    size_t polls = 0;
-    bench.port.OnCommand([&](const SentCommand&) {
-        bench.clock.Advance(took[polls]);
-        return std::optional(polls < std::size(codes) ? SenseAnswer(codes[polls++]) : GoodAnswer());
+    for (const int code : {0x20407, 0x30C00, 0x44400, 0x62800})
+        bench.port.Queue(kTestUnitReady, Sense(code));
+    bench.port.OnCommand([&](const SentCommand&) -> std::optional<Reply> {
+        const size_t polls = bench.port.Sent().size();
+        bench.clock.Advance(polls == 1 ? 300 : polls == 2 ? 1500 : 0); // what the answer takes
+        return std::nullopt;
     });
     EXPECT_EQ(bench.drive.WaitForUnit(bench.command), 0);
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(1000, 700, 1000, 1000));
@@ -183,22 +176,19 @@ TEST(WaitForUnitTest, PollsASecondApartUntilTheUnitAnswers) {
 }
 
 TEST(WaitForUnitTest, EndsWithoutMediumOrAnswerOnStrangeAnswersAndWhenCancelled) {
-    struct {
-        ScriptedAnswer answer;
-        int result;
-        size_t polls;
-    } const cases[] = {{SenseAnswer(0x23A01), 0x23A01, 1},
-                       {FailedAnswer(), -1, 1},
-                       {SenseAnswer(0x52000), -1, 100}};
-    for (const auto& c : cases) {
+    const std::tuple<Reply, int, size_t> cases[] = {// result and polls
+                                                    {Sense(0x23A01), 0x23A01, 1},
+                                                    {NoReply(), -1, 1},
+                                                    {Sense(0x52000), -1, 100}};
+    for (const auto& [reply, result, polls] : cases) {
         CommandBench bench;
-        bench.port.Always(mmc::kTestUnitReady, c.answer);
-        EXPECT_EQ(bench.drive.WaitForUnit(bench.command), c.result);
-        EXPECT_EQ(bench.port.Sent().size(), c.polls);
+        bench.port.Always(kTestUnitReady, reply);
+        EXPECT_EQ(bench.drive.WaitForUnit(bench.command), result);
+        EXPECT_EQ(bench.port.Sent().size(), polls);
     }
     for (const bool throughTheDrive : {false, true}) {
         CommandBench bench;
-        bench.port.Always(mmc::kTestUnitReady, SenseAnswer(0x20404));
+        bench.port.Always(kTestUnitReady, Sense(0x20404));
         CancelFunctor cancel([&] { return bench.clock.TotalSleep() >= 2400; });
         bench.drive.m_pCancel = throughTheDrive ? &cancel : nullptr;
         const CancelFunctor* const passed = throughTheDrive ? nullptr : &cancel;
@@ -208,9 +198,9 @@ TEST(WaitForUnitTest, EndsWithoutMediumOrAnswerOnStrangeAnswersAndWhenCancelled)
 
         // Also when each answer takes longer than the pause.
         bench.port.Clear();
-        bench.port.OnCommand([&](const SentCommand&) -> std::optional<ScriptedAnswer> {
+        bench.port.OnCommand([&](const SentCommand&) -> std::optional<Reply> {
             bench.clock.Advance(1500);
-            return bench.port.Sent().size() < 10 ? std::nullopt : std::optional(GoodAnswer());
+            return bench.port.Sent().size() < 10 ? std::nullopt : std::optional(Reply());
         });
         cancel = CancelFunctor([&] { return bench.port.Sent().size() >= 3; });
         EXPECT_EQ(bench.drive.WaitForUnit(bench.command, passed), -1);

@@ -6,20 +6,22 @@
 #include "drive/dvd_detail.h"
 #include "drive/scsi_command.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace larkspin {
 
-// A stream of whole blocks, each of its own pattern, with a primary and a Joliet descriptor.
-inline Bytes VolumeStream(uint32_t blocks, uint32_t statedBlocks) {
-    Bytes stream(blocks * size_t{2048});
+constexpr size_t kBlock = 2048;
+
+// A stream of whole blocks, each of its own pattern, with volume descriptors of these types from
+// block 16 on. All begin alike where there is no descriptor.
+inline Bytes VolumeStream(uint32_t blocks, uint32_t statedBlocks, const Bytes& types = {1, 2, 255},
+                          uint8_t pattern = 0) {
+    Bytes stream(blocks * kBlock);
     for (size_t i = 0; i < stream.size(); ++i)
-        stream[i] = static_cast<uint8_t>(i / 2048 * 7 + i % 251);
-    for (const auto& [block, type] : {std::pair<uint32_t, uint8_t>{16, 1}, {17, 2}, {18, 255}}) {
-        if (block >= blocks)
-            break;
-        uint8_t* const descriptor = &stream[block * size_t{2048}];
-        descriptor[0] = type;
+        stream[i] = i % kBlock == 0 ? 9 : static_cast<uint8_t>(i / kBlock * 7 + i % 251 + pattern);
+    for (size_t i = 0; i < types.size() && 16 + i < blocks; ++i) {
+        uint8_t* const descriptor = &stream[(16 + i) * kBlock];
+        descriptor[0] = types[i];
         std::copy_n("CD001", 5, descriptor + 1);
         StoreBoth32(descriptor + kVolumeSpaceSize, statedBlocks);
     }
@@ -28,6 +30,11 @@ inline Bytes VolumeStream(uint32_t blocks, uint32_t statedBlocks) {
 
 inline Bytes VolumeStream(uint32_t blocks) {
     return VolumeStream(blocks, blocks);
+}
+
+inline Bytes BlocksOf(const Bytes& bytes, size_t first, size_t count) {
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(first * kBlock);
+    return {begin, begin + static_cast<std::ptrdiff_t>(count * kBlock)};
 }
 
 class DvdBench : public ScriptedDrive {
@@ -40,13 +47,13 @@ class DvdBench : public ScriptedDrive {
         drive.m_nProfile = profile;
         drive.m_pWriteBuffer = std::make_unique<uint8_t[]>(kDvdBufferBytes);
         port.Always(Feature(0), ProfileAnswer(profile));
-        port.Always(Feature(0x21), GoodAnswer(Answer(16, {{3, 12}, {10, 1}})));
-        port.Always(ModePage(5), GoodAnswer(ModeAnswer(Page(5, 50))));
+        port.Always(Feature(0x21), Answer(16, {{3, 12}, {10, 1}}));
+        port.Always(ModePage(5), ModeAnswer(Page(5, 50)));
         SetPage2A(Answer(32, {{0, 0x2A}, {1, 30}, {12, 1024, 2}, {28, 5540, 2}}));
         SetDiscInfo(Answer(32, {{1, 40}, {2, 0x10}, {7, 3}})); // the background format is done
         SetFormats({{discBlocks, 2}, {discBlocks, 0}, {discBlocks, 0x26}});
         SetTrack(0, discBlocks);
-        port.Always(mmc::kGetPerformance, SenseAnswer(0x52000));
+        port.Always(kGetPerformance, Sense(0x52000));
     }
     // What a test leaves open is not closed.
     ~DvdBench() { drive.m_pfnFinalize = nullptr; }
@@ -54,28 +61,28 @@ class DvdBench : public ScriptedDrive {
     DvdBench& operator=(const DvdBench&) = delete;
 
     uint32_t Profile() const { return drive.m_nProfile & 0xFFFF; }
-    void SetPage2A(const Bytes& page) { port.Always(ModePage(0x2A), GoodAnswer(ModeAnswer(page))); }
+    void SetPage2A(const Bytes& page) { port.Always(ModePage(0x2A), ModeAnswer(page)); }
     void SetTrack(uint32_t nextBlock, uint32_t freeBlocks) {
         Bytes track = TrackAnswer(nextBlock, freeBlocks, Profile() == 0x13 ? 0x11 : 0x01);
         StoreBe32(&track[20], kEccBlocks); // packet size
-        port.Always(mmc::kReadTrackInformation, GoodAnswer(track));
+        port.Always(kReadTrackInformation, track);
     }
     // What IdentifyMedia would have read, and what the drive will answer if asked.
     void SetFormats(const std::vector<FormatDescriptor>& descriptors) {
         const Bytes answer = FormatsAnswer(descriptors);
         drive.m_abyFormats.fill(0);
         std::copy(answer.begin(), answer.end(), drive.m_abyFormats.begin());
-        port.Always(mmc::kReadFormatCapacities, GoodAnswer(answer));
+        port.Always(kReadFormatCapacities, answer);
     }
     void SetDiscInfo(const Bytes& info) {
         std::copy(info.begin(), info.end(), drive.m_abyDiscInfo.begin());
-        port.Always(mmc::kReadDiscInformation, GoodAnswer(info));
+        port.Always(kReadDiscInformation, info);
     }
 
     // What the WRITEs left on the disc, from block 0 on.
     Bytes Recorded() const {
         Bytes disc;
-        for (const SentCommand& write : port.Sent(mmc::kWrite10)) {
+        for (const SentCommand& write : port.Sent(kWrite10)) {
             const size_t begin = LoadBe32(&write.cdb[2]) * size_t{2048};
             EXPECT_EQ(write.dataOut.size(), LoadBe16(&write.cdb[7]) * size_t{2048});
             disc.resize(std::max(disc.size(), begin + write.dataOut.size()));

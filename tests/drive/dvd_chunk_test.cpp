@@ -3,6 +3,8 @@
 namespace larkspin {
 namespace {
 
+using testing::ElementsAre;
+
 constexpr int kWhole = 32768;
 constexpr int kLongWrite = 0x20408;
 
@@ -15,24 +17,16 @@ struct ChunkBench : DvdBench {
         for (size_t i = 0; i < chunk.size(); ++i)
             chunk[i] = static_cast<uint8_t>(i / 2048 + 1);
     }
-    // What READ BUFFER CAPACITY tells, in KB.
+    // What READ BUFFER CAPACITY tells, in KB; without a size the drive does not know it.
     void SetBuffer(uint32_t size, uint32_t free) {
-        port.Always(mmc::kReadBufferCapacity,
-                    GoodAnswer(Answer(12, {{4, size << 10 | 1023, 4}, {8, free << 10 | 1023, 4}})));
+        const Bytes answer = Answer(12, {{4, size << 10 | 1023, 4}, {8, free << 10 | 1023, 4}});
+        port.Always(kReadBufferCapacity, size > 0 ? Reply(answer) : Sense(0x52000));
     }
-    void RefuseWrites(int times, int code) { port.Queue(mmc::kWrite10, SenseAnswer(code), times); }
+    void RefuseWrites(int times, int code) { port.Queue(kWrite10, Sense(code), times); }
     int Write(int64_t block) { return drive.WriteDvdChunk(chunk.data(), block * 2048); }
 
     Bytes chunk = Bytes(kDvdChunkBytes);
 };
-
-TEST(DvdChunkTest, RefusesOffsetsThatAreNoChunk) {
-    ChunkBench bench;
-    for (const int64_t offset :
-         {int64_t{2048}, int64_t{32767}, int64_t{-32768}, int64_t{0x100000000} * 2048})
-        EXPECT_EQ(bench.drive.WriteDvdChunk(bench.chunk.data(), offset), -1) << offset;
-    EXPECT_TRUE(bench.port.Sent().empty());
-}
 
 TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
     const Lines whole = {"2A 00 00 12 34 20 00 00 10 @60"};
@@ -50,6 +44,11 @@ TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
         {false, 0, kWhole, whole},
         {true, 0x123500, kWhole, whole},
     };
+    ChunkBench never;
+    for (const int64_t offset : {2048, 32767, -32768}) // not where a chunk begins
+        EXPECT_EQ(never.drive.WriteDvdChunk(never.chunk.data(), offset), -1);
+    EXPECT_EQ(never.Write(0x100000000), -1);
+    EXPECT_TRUE(never.port.Sent().empty());
     for (const auto& c : cases) {
         SCOPED_TRACE(c.nextWritable);
         ChunkBench bench;
@@ -88,8 +87,6 @@ TEST(DvdChunkTest, WaitsForALongWriteAsLongAsTheBufferNeeds) {
         bench.drive.m_nVelocity = c.velocity;
         bench.drive.m_nDriveBufferKB = c.knownKB;
         bench.SetBuffer(c.size, c.free);
-        if (c.size == 0)
-            bench.port.Always(mmc::kReadBufferCapacity, SenseAnswer(0x52000));
         bench.RefuseWrites(2, kLongWrite);
         EXPECT_EQ(bench.Write(16), c.result);
         EXPECT_EQ(bench.clock.Sleeps(), c.sleeps);
@@ -108,13 +105,12 @@ TEST(DvdChunkTest, WaitsForALongWriteAsLongAsTheBufferNeeds) {
 TEST(DvdChunkTest, WithoutASpeedABusyEventDecides) {
     ChunkBench bench;
     bench.drive.m_nVelocity = 0;
-    bench.port.Queue(mmc::kGetEventStatus,
-                     GoodAnswer({0, 6, 6, 0x40, 1, 1, 0, 3})); // busy, 3 units of 100 ms
-    bench.port.Queue(mmc::kGetEventStatus, GoodAnswer({0, 2, 0, 0x40}));
+    bench.port.Queue(kGetEventStatus, Bytes{0, 6, 6, 0x40, 1, 1, 0, 3}); // busy, 3 units of 100 ms
+    bench.port.Queue(kGetEventStatus, Bytes{0, 2, 0, 0x40});
     bench.RefuseWrites(3, kLongWrite);
     EXPECT_EQ(bench.Write(16), kWhole);
     // The event is waited for; without one the cache is flushed: at once first, then with a pause.
-    EXPECT_EQ(bench.clock.Sleeps(), (std::vector<int64_t>{400, 5000}));
+    EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(400, 5000));
     EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x2A, 0x4A, 0x00, 0x4A, // busy
                                                0x2A, 0x4A, 0x35,       // no event any more
                                                0x2A, 0x35, 0x2A}));
@@ -125,7 +121,7 @@ TEST(DvdChunkTest, BecomingReadyIsWaitedForAtBlockZeroOnly) {
     bench.drive.m_nPollDelayMs = 150;
     bench.RefuseWrites(6, 0x20401);
     EXPECT_EQ(bench.Write(0), kWhole);
-    EXPECT_EQ(bench.clock.Sleeps(), (std::vector<int64_t>{150, 150, 150, 5000, 150, 150}));
+    EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(150, 150, 150, 5000, 150, 150));
     bench.RefuseWrites(1, 0x20401);
     EXPECT_EQ(bench.Write(16), -1);
 }
@@ -136,12 +132,11 @@ TEST(DvdChunkTest, FlushesTheCacheOfADriveInTheMiddleOfSomething) {
         ChunkBench bench(0x1A);
         bench.RefuseWrites(4, code);
         EXPECT_EQ(bench.Write(16), kWhole);
-        EXPECT_EQ(bench.clock.Sleeps(), (std::vector<int64_t>{5000, 5000}));
-        EXPECT_EQ(bench.port.SentOpcodes(),
-                  (Bytes{0x2A, 0x35, 0x2A, 0x35, 0x2A, 0x35, 0x2A, 0x35, 0x2A}));
-        EXPECT_EQ(bench.Trace()[1], "35") << "to the end";
+        EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(5000, 5000));
+        const Lines pair = {"2A 00 00 00 00 10 00 00 10 @60", "35"}; // flushed to the end
+        EXPECT_EQ(bench.Trace(), pair + pair + pair + pair + Lines{pair[0]});
         bench.RefuseWrites(1, code);
-        bench.port.Queue(mmc::kSynchronizeCache, SenseAnswer(0x30C00));
+        bench.port.Queue(kSynchronizeCache, Sense(0x30C00));
         EXPECT_EQ(bench.Write(16), -1);
     }
 }
@@ -149,18 +144,18 @@ TEST(DvdChunkTest, FlushesTheCacheOfADriveInTheMiddleOfSomething) {
 TEST(DvdChunkTest, OtherErrorsFailAtOnceAndOnlyADlDiscForgetsThatItWasWritten) {
     struct {
         uint32_t profile;
-        ScriptedAnswer answer;
+        Reply answer;
         bool writtenAfter;
     } const cases[] = {
-        {0x1B, SenseAnswer(0x30C00), true},  {0x1B, FailedAnswer(), true},
-        {0x1A, SenseAnswer(0x52100), true},  {0x2B, SenseAnswer(0x52100), true},
-        {0x2B, SenseAnswer(0x30C00), false}, {0x2B | MEDIA_BLANK, SenseAnswer(0x72700), false},
-        {0x2B, FailedAnswer(), false},
+        {0x1B, Sense(0x30C00), true},  {0x1B, NoReply(), true},
+        {0x1A, Sense(0x52100), true},  {0x2B, Sense(0x52100), true},
+        {0x2B, Sense(0x30C00), false}, {0x2B | MEDIA_BLANK, Sense(0x72700), false},
+        {0x2B, NoReply(), false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.profile << " " << int{c.answer.completion.sense[12]});
         ChunkBench bench(c.profile);
-        bench.port.Queue(mmc::kWrite10, c.answer);
+        bench.port.Queue(kWrite10, c.answer);
         EXPECT_EQ(bench.Write(0), -1);
         EXPECT_EQ(bench.port.Sent().size(), 1u);
         EXPECT_EQ(bench.drive.m_bMediaWritten, c.writtenAfter);
@@ -175,12 +170,12 @@ TEST(DvdChunkTest, WritingInOneGoWaitsLongerUntilTheDriveHasPaused) {
     EXPECT_EQ(bench.Write(0), kWhole);
     bench.RefuseWrites(1, kLongWrite);
     EXPECT_EQ(bench.Write(16), kWhole);
-    EXPECT_EQ(bench.clock.Sleeps(), std::vector<int64_t>{92}); // never at once in one go
+    EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(92)); // never at once in one go
     EXPECT_EQ(bench.Write(32), kWhole);
     const std::string again = "2A 00 00 00 00 10 00 00 10 @180";
-    EXPECT_EQ(
-        Trace(bench.port.Sent(mmc::kWrite10)),
-        (Lines{"2A 00 00 00 00 00 00 00 10 @180", again, again, "2A 00 00 00 00 20 00 00 10 @60"}));
+    EXPECT_THAT(Trace(bench.port.Sent(kWrite10)),
+                ElementsAre("2A 00 00 00 00 00 00 00 10 @180", again, again,
+                            "2A 00 00 00 00 20 00 00 10 @60"));
     EXPECT_EQ(s_nDaoToggle, 0);
 
     s_nDaoToggle = 1;
@@ -209,7 +204,7 @@ TEST(DvdChunkTest, ACancelEndsEveryWaitButNoChunkThatTheDriveTakes) {
         ChunkBench bench(0x2B);
         bench.drive.m_nVelocity = c.velocity;
         bench.SetBuffer(512, c.freeKB);
-        bench.port.Always(mmc::kWrite10, SenseAnswer(c.code));
+        bench.port.Always(kWrite10, Sense(c.code));
         const CancelFunctor cancel([&bench] { return bench.clock.TotalSleep() >= 20'000; });
         const CancelScope scope(bench.drive, &cancel);
         EXPECT_EQ(bench.Write(0), kChunkCancelled);
@@ -220,7 +215,7 @@ TEST(DvdChunkTest, ACancelEndsEveryWaitButNoChunkThatTheDriveTakes) {
         EXPECT_LE(bench.port.Sent().size(), 500u);
 
         bench.port.Clear();
-        bench.port.Always(mmc::kWrite10, GoodAnswer());
+        bench.port.Always(kWrite10, Reply());
         EXPECT_EQ(bench.Write(16), kWhole);
         EXPECT_EQ(bench.port.Sent().size(), 1u);
     }

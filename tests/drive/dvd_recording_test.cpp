@@ -5,30 +5,27 @@
 namespace larkspin {
 namespace {
 
-constexpr size_t kBlock = 2048;
-
 struct RecordingBench : DvdBench {
     using DvdBench::DvdBench;
 
-    void Write(MemorySource& source, int64_t offset = 0, const CancelFunctor* cancel = nullptr) {
-        drive.WriteDvdFromHandle(
-            source, offset, [this](int percent) { progress.push_back(percent); }, cancel);
-        EXPECT_EQ(drive.m_pCancel, nullptr);
-    }
     // The text of the failure.
+    std::string Write(MemorySource& source, int64_t offset = 0,
+                      const CancelFunctor* cancel = nullptr) {
+        const std::string failure = FailureOf([&] {
+            drive.WriteDvdFromHandle(
+                source, offset, [this](int percent) { progress.push_back(percent); }, cancel);
+        });
+        EXPECT_EQ(drive.m_pCancel, nullptr);
+        return failure;
+    }
     std::string Write(const Bytes& stream, int64_t offset = 0) {
         MemorySource source(stream);
-        return FailureOf([&] { Write(source, offset); });
+        return Write(source, offset);
     }
-    size_t Writes() const { return port.Sent(mmc::kWrite10).size(); }
+    size_t Writes() const { return port.Sent(kWrite10).size(); }
 
     std::vector<int> progress;
 };
-
-Bytes PaddedToChunks(Bytes stream) {
-    stream.resize((stream.size() + kDvdChunkBytes - 1) / kDvdChunkBytes * kDvdChunkBytes);
-    return stream;
-}
 
 TEST(DvdRecordingTest, EveryProfileRecordsTheStreamUnchangedAndPadsTheLastChunk) {
     for (const uint32_t profile : {0x11, 0x12, 0x13, 0x14, 0x1A, 0x1B, 0x2B}) {
@@ -39,9 +36,11 @@ TEST(DvdRecordingTest, EveryProfileRecordsTheStreamUnchangedAndPadsTheLastChunk)
             Bytes stream = VolumeStream(static_cast<uint32_t>((bytes + kBlock - 1) / kBlock));
             stream.resize(bytes);
             MemorySource source(stream, 5000); // short reads that fit no boundary
-            bench.Write(source);
-            EXPECT_EQ(bench.Recorded(), PaddedToChunks(stream));
-            EXPECT_EQ(bench.Writes(), (bytes + kDvdChunkBytes - 1) / kDvdChunkBytes);
+            EXPECT_EQ(bench.Write(source), "");
+            const size_t chunks = (bytes + kDvdChunkBytes - 1) / kDvdChunkBytes;
+            stream.resize(chunks * kDvdChunkBytes);
+            EXPECT_EQ(bench.Recorded(), stream);
+            EXPECT_EQ(bench.Writes(), chunks);
             EXPECT_TRUE(bench.drive.m_bMediaWritten);
             EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
             // UpdateVolumeDescriptors needs the new descriptors there.
@@ -49,13 +48,10 @@ TEST(DvdRecordingTest, EveryProfileRecordsTheStreamUnchangedAndPadsTheLastChunk)
             EXPECT_TRUE(std::equal(kept, kept + kDvdChunkBytes, stream.begin() + kDvdChunkBytes));
         }
     }
-}
-
-TEST(DvdRecordingTest, AStreamTooShortForAVolumeWritesNothing) {
-    for (const size_t bytes : {size_t{0}, size_t{1}, kDvdChunkBytes, kDvdBufferBytes - 1}) {
+    for (const size_t tooShort : {size_t{0}, size_t{1}, kDvdChunkBytes, kDvdBufferBytes - 1}) {
         RecordingBench bench(0x11);
         Bytes stream = VolumeStream(32);
-        stream.resize(bytes);
+        stream.resize(tooShort);
         EXPECT_EQ(bench.Write(stream), "");
         EXPECT_EQ(bench.Trace(), Lines{"52 01 00 00 00 01 00 00 20"}) << "only the capacity";
         EXPECT_EQ(bench.drive.m_pfnFinalize, nullptr);
@@ -91,39 +87,33 @@ TEST(DvdRecordingTest, ReportsHowFarTheVolumeIs) {
 }
 
 TEST(DvdRecordingTest, AVolumeThatDoesNotFitIsRefusedBeforeTheDriveIsSetUp) {
+    const char* const tooLow = "disk capacity is too low";
     struct {
         uint32_t discBlocks, statedBlocks, offset;
         const char* text;
-    } const cases[] = {
-        {1000, 1000, 0, ""},
-        {1000, 1001, 0, "disk capacity is too low"},
-        {1000, 984, 16, ""},
-        {1000, 985, 16, "disk capacity is too low"},
-        {0, 0xFFFFFFFF, 0, ""}, // capacity unknown
-        {1000, 0xFFFFFFFF, 0, "disk capacity is too low"},
-    };
+    } const cases[] = {{1000, 1000, 0, ""},          {1000, 1001, 0, tooLow}, {1000, 984, 16, ""},
+                       {1000, 985, 16, tooLow},      {0, 0xFFFFFFFF, 0, ""}, // capacity unknown
+                       {1000, 0xFFFFFFFF, 0, tooLow}};
     for (const auto& c : cases) {
         RecordingBench bench(0x1A, c.discBlocks);
         EXPECT_EQ(bench.Write(VolumeStream(32, c.statedBlocks), c.offset * int64_t{kBlock}),
                   c.text);
-        EXPECT_EQ(bench.Writes(), c.text[0] == '\0' ? 2u : 0u);
-        EXPECT_EQ(bench.port.Sent(mmc::kPreventAllowMediumRemoval).empty(), c.text[0] != '\0');
+        EXPECT_EQ(bench.Writes(), c.text == tooLow ? 0u : 2u);
+        EXPECT_EQ(bench.port.Sent(kPreventAllowMediumRemoval).empty(), c.text == tooLow);
     }
 }
 
 TEST(DvdRecordingTest, AWriteThatFailsLeavesTheFinisherSet) {
     for (const int taken : {0, 1, 4}) {
         RecordingBench bench(0x11);
-        bench.port.Queue(mmc::kWrite10, GoodAnswer(), taken);
-        bench.port.Queue(mmc::kWrite10, SenseAnswer(0x30C00));
+        bench.port.Queue(kWrite10, {}, taken);
+        bench.port.Queue(kWrite10, Sense(0x30C00));
         EXPECT_EQ(bench.Write(VolumeStream(160)), kDvdWriteError);
         EXPECT_EQ(bench.Writes(), static_cast<size_t>(taken) + 1);
         EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
         EXPECT_EQ(bench.drive.m_bMediaWritten, taken > 0);
     }
-}
-
-TEST(DvdRecordingTest, WhatLiesBeforeTheFirstWritableBlockIsLeftOutButNotAllOfIt) {
+    // What lies before the first writable block is left out, but not all of it.
     for (const auto& [nextWritable, writes] :
          {std::pair<uint32_t, size_t>{0, 5}, {32, 3}, {64, 1}, {80, 0}}) {
         RecordingBench bench(0x1B);
@@ -134,73 +124,72 @@ TEST(DvdRecordingTest, WhatLiesBeforeTheFirstWritableBlockIsLeftOutButNotAllOfIt
 }
 
 // A source that fails is not taken for one that ends.
-TEST(DvdRecordingTest, ACancelOrAFailureEndsTheReadingAndWhatWasWrittenIsClosed) {
+TEST(DvdRecordingTest, ACancelOrAFailureEndsTheRecordingAndWhatWasWrittenCanBeClosed) {
+    enum Kind { kFails, kCancelled, kBusy };
     struct {
-        bool fails; // else the user cancels
-        size_t at;  // position in the source
+        Kind kind;
+        size_t at; // position in the source; of kBusy the bytes that the drive took before
         size_t chunks;
     } const cases[] = {
-        {true, 0, 0},       {true, 40'000, 0},   {true, kDvdBufferBytes, 2},
-        {true, 100'000, 3}, {false, 0, 0},       {false, 30'000, 0},
-        {false, 55'000, 0}, {false, 140'000, 4}, // the chunk that is being read is not padded
+        {kFails, 0, 0},
+        {kFails, 40'000, 0},
+        {kFails, kDvdBufferBytes, 2},
+        {kFails, 100'000, 3},
+        {kCancelled, 0, 0},
+        {kCancelled, 30'000, 0},
+        {kCancelled, 55'000, 0},
+        {kCancelled, 140'000, 4}, // the chunk that is being read is not
+                                  // padded
+        {kBusy, 0, 0},
+        {kBusy, kDvdChunkBytes, 1},
+        {kBusy, 3 * kDvdChunkBytes, 3},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.fails << " " << c.at);
+        SCOPED_TRACE(testing::Message() << c.kind << " " << c.at);
         RecordingBench bench(0x11);
         bool cancelled = false;
-        const CancelFunctor cancel([&cancelled] { return cancelled; });
+        const CancelFunctor cancel([&] { return cancelled || bench.clock.TotalSleep() > 3000; });
         const Bytes stream = VolumeStream(160);
         MemorySource source(stream, 10'000);
-        if (c.fails)
+        if (c.kind == kFails) {
             source.FailAt(c.at);
-        else
+        } else if (c.kind == kCancelled) {
             source.SetOnRead([&](size_t position) { cancelled = position >= c.at; });
-        EXPECT_EQ(FailureOf([&] { bench.Write(source, 0, &cancel); }),
-                  c.fails ? "cannot read source" : "");
-        EXPECT_EQ(bench.drive.m_pCancel, nullptr);
-        const auto recorded = static_cast<std::ptrdiff_t>(c.chunks * kDvdChunkBytes);
-        EXPECT_EQ(bench.Recorded(), Bytes(stream.begin(), stream.begin() + recorded));
+        } else {
+            bench.port.Queue(kWrite10, {}, static_cast<int>(c.chunks));
+            bench.port.Always(kWrite10, Sense(0x20408));
+        }
+        EXPECT_EQ(bench.Write(source, 0, &cancel), c.kind == kFails ? "cannot read source" : "");
+        EXPECT_EQ(bench.drive.m_nCurrentOffset, static_cast<int64_t>(c.chunks * kDvdChunkBytes));
         EXPECT_EQ(bench.drive.m_bMediaWritten, c.chunks > 0);
+        if (c.kind == kBusy)
+            continue;
+        EXPECT_EQ(bench.Recorded(), BlocksOf(stream, 0, c.chunks * kDvdChunkBlocks));
         ASSERT_EQ(bench.drive.m_pfnFinalize != nullptr, c.chunks > 0);
         if (c.chunks == 0) {
             EXPECT_EQ(bench.Trace().size(), 1u) << "only the capacity was asked for";
             continue;
         }
-        bench.port.Clear();
         bench.drive.m_pfnFinalize(bench.drive);
-        EXPECT_EQ(bench.Trace(), (Lines{"35 02", "00", "35", "5B 01 01 00 00 01", "00", "5B 01 02",
-                                        "00", "1B 01"}));
+        EXPECT_FALSE(bench.drive.m_bMediaWritten);
     }
     RecordingBench before(0x11);
     const CancelFunctor cancel([] { return true; });
     MemorySource source(VolumeStream(160));
-    before.Write(source, 0, &cancel);
+    EXPECT_EQ(before.Write(source, 0, &cancel), "");
     EXPECT_EQ(source.Position(), 0u);
-}
-
-TEST(DvdRecordingTest, ACancelWhileTheDriveIsBusyIsNoFailure) {
-    for (const int acceptedChunks : {0, 1, 3}) {
-        RecordingBench bench(0x1B);
-        bench.port.Queue(mmc::kWrite10, GoodAnswer(), acceptedChunks);
-        bench.port.Always(mmc::kWrite10, SenseAnswer(0x20408));
-        const CancelFunctor cancel([&bench] { return bench.clock.TotalSleep() > 3000; });
-        MemorySource source(VolumeStream(160));
-        bench.Write(source, 0, &cancel);
-        EXPECT_EQ(bench.drive.m_nCurrentOffset, acceptedChunks * int64_t{kDvdChunkBytes});
-        EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
-    }
 }
 
 TEST(DvdRecordingTest, AFormatRunsToItsEndWhateverTheUserSays) {
     RecordingBench bench(0x1A);
     bench.SetFormats({{2'295'104, 1}, {2'295'104, 0x26}});
     bench.drive.m_abyDiscInfo[7] = 0;
-    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x20404), 5);
-    const CancelFunctor cancel([&bench] { return !bench.port.Sent(mmc::kFormatUnit).empty(); });
+    bench.port.Queue(kTestUnitReady, Sense(0x20404), 5);
+    const CancelFunctor cancel([&bench] { return !bench.port.Sent(kFormatUnit).empty(); });
     MemorySource source(VolumeStream(160));
-    bench.Write(source, 0, &cancel);
-    EXPECT_EQ(bench.port.Sent(mmc::kTestUnitReady).size(), 6u);
-    EXPECT_EQ(bench.port.Sent(mmc::kSynchronizeCache).size(), 1u);
+    EXPECT_EQ(bench.Write(source, 0, &cancel), "");
+    EXPECT_EQ(bench.port.Sent(kTestUnitReady).size(), 6u);
+    EXPECT_EQ(bench.port.Sent(kSynchronizeCache).size(), 1u);
     EXPECT_EQ(bench.Recorded().size(), kDvdBufferBytes);
 }
 
@@ -223,12 +212,9 @@ TEST(DvdOpenTest, AcceptsWhatCanBeRecordedAndForgetsTheRecordingBefore) {
         EXPECT_FALSE(drive.m_bMediaWritten || drive.m_bDaoOnly || drive.m_bDaoMode ||
                      drive.m_bQuickGrown || drive.m_bZeroFill || !drive.m_bStopAfterFinish);
         EXPECT_EQ(drive.m_pfnFinalize, nullptr);
-        EXPECT_EQ(drive.m_nNextTrack, 1);
-        EXPECT_EQ(drive.m_nNextWriteAddress, 1u);
-        EXPECT_EQ(drive.m_nPollDelayMs, 189u);
-        EXPECT_EQ(drive.m_nDriveBufferKB, 512u);
-        EXPECT_EQ(drive.m_nVelocity, 0);
-        EXPECT_EQ(drive.m_dSpeedFactor, 0.0);
+        EXPECT_EQ(std::tuple(drive.m_nNextTrack, drive.m_nNextWriteAddress, drive.m_nPollDelayMs,
+                             drive.m_nDriveBufferKB, drive.m_nVelocity, drive.m_dSpeedFactor),
+                  std::tuple(1, 1u, 189u, 512u, 0, 0.0));
         EXPECT_EQ(drive.m_nCurrentOffset + drive.m_nFinalOffset + drive.m_nStartOffset, 0);
         EXPECT_EQ(drive.m_abyFormats[3] + drive.m_abyDiscInfo[1], 0);
         EXPECT_EQ(drive.m_nSessionStart + drive.m_nNextStart + drive.m_nPreviousStart, 0);
@@ -240,32 +226,30 @@ TEST(DvdOpenTest, AcceptsWhatCanBeRecordedAndForgetsTheRecordingBefore) {
                       isRecordable ? "" : "disk is not a recordable DVD");
             EXPECT_EQ(drive.m_dSpeedFactor, 4.0);
         }
-        if (isRecordable) {
-            EXPECT_EQ(drive.m_nSessionStart + drive.m_nNextStart + drive.m_nPreviousStart, 0);
-        }
+        EXPECT_EQ(drive.m_nSessionStart + drive.m_nNextStart + drive.m_nPreviousStart,
+                  isRecordable ? 0 : 21);
     }
 }
 
 TEST(DvdOpenTest, AnAppendNeedsAnIsoVolume) {
-    const Bytes volume = VolumeStream(17, 1000);
-    const Bytes descriptor(volume.end() - kBlock, volume.end());
+    const Bytes descriptor = BlocksOf(VolumeStream(17, 1000), 16, 1);
     struct {
         const char* what;
         uint8_t formatted; // descriptor type of the current capacity
-        ScriptedAnswer block16;
+        Reply block16;
         const char* text;
     } const cases[] = {
-        {"blank", 1, GoodAnswer(descriptor), "unable to read previous session"},
-        {"unreadable", 2, SenseAnswer(0x31100), "unable to read previous session"},
-        {"no volume", 2, GoodAnswer(Bytes(kBlock)), "previous session is not iso9660"},
-        {"a volume", 2, GoodAnswer(descriptor), ""},
+        {"blank", 1, descriptor, "unable to read previous session"},
+        {"unreadable", 2, Sense(0x31100), "unable to read previous session"},
+        {"no volume", 2, Bytes(kBlock), "previous session is not iso9660"},
+        {"a volume", 2, descriptor, ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         RecordingBench bench(0x1A);
         bench.SetDiscInfo(Answer(32, {{2, 1}}));
         bench.SetFormats({{2'295'104, c.formatted}, {2'295'104, 0x26}});
-        bench.port.Always(mmc::kRead10, c.block16);
+        bench.port.Always(kRead10, c.block16);
         EXPECT_EQ(FailureOf([&] { bench.drive.OpenDvdForWriting(false, -1.0); }), c.text);
         const bool appends = c.text[0] == '\0';
         EXPECT_EQ(bench.drive.m_nPreviousStart, appends ? 16 : 0);

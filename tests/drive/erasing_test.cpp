@@ -4,42 +4,25 @@
 namespace larkspin {
 namespace {
 
-constexpr int64_t kBlock = 2048;
-
-TEST(BlankTest, StartsTheBlankAndLeavesTheDriveToIt) {
-    ScriptedBench bench({0, 0, 2});
-    CAspiCD drive(0, 0, 2, &bench.transport);
-    bench.port.Queue(mmc::kBlank, SenseAnswer(0x53000)); // a refusal is not looked at
-    drive.BlankDisk(false);
-    drive.BlankDisk(true);
-    EXPECT_EQ(bench.Trace(), (Lines{"A1 51 @9600", "A1 50 @9600"}));
-    EXPECT_EQ(bench.port.Sent()[0].length, 0u);
-    EXPECT_EQ(bench.transport.m_nTimeoutSeconds, 0u);
-}
-
 TEST(BlankTest, TellsFromTheSenseHowFarTheDriveIs) {
     struct {
-        ScriptedAnswer answer;
+        Reply answer;
         bool valid;
         uint16_t progress;
         bool busy;
         int percent;
     } const cases[] = {
-        {SenseAnswer(0x20404), true, 0, true, 0},
-        {SenseAnswer(0x20407), true, 0x8000, true, 50},
-        {SenseAnswer(0x20408), true, 0xFFFF, true, 99},
-        {SenseAnswer(0x20408), false, 0x8000, true, -1},
-        {SenseAnswer(0x20401), true, 0x8000, false, 4711},
-        {SenseAnswer(0x23A04), true, 0x8000, false, 4711},
-        {SenseAnswer(0x50408), true, 0x8000, false, 4711},
-        {GoodAnswer(), false, 0, false, 4711},
+        {Sense(0x20404), true, 0, true, 0},          {Sense(0x20407), true, 0x8000, true, 50},
+        {Sense(0x20408), true, 0xFFFF, true, 99},    {Sense(0x20408), false, 0x8000, true, -1},
+        {Sense(0x20401), true, 0x8000, false, 4711}, {Sense(0x23A04), true, 0x8000, false, 4711},
+        {Sense(0x50408), true, 0x8000, false, 4711}, {Reply(), false, 0, false, 4711},
     };
     for (const auto& c : cases) {
         ScriptedDrive bench;
-        ScriptedAnswer answer = c.answer;
+        Reply answer = c.answer;
         answer.completion.sense[15] = c.valid ? 0x80 : 0;
         StoreBe16(&answer.completion.sense[16], c.progress);
-        bench.port.Always(mmc::kReadDiscInformation, answer);
+        bench.port.Always(kReadDiscInformation, answer);
         int percent = 4711;
         EXPECT_EQ(bench.drive.IsBlankingInProgress(&percent), c.busy);
         EXPECT_EQ(percent, c.percent);
@@ -92,7 +75,7 @@ TEST(FormatTest, IsDoneWhenTheDiscAndTheRecordingNeedIt) {
         DvdBench bench(0x1A);
         bench.SetFormats(c.formats);
         bench.drive.m_bDaoOnly = c.daoOnly;
-        bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x20404));
+        bench.port.Queue(kTestUnitReady, Sense(0x20404));
         Lines trace = {"04 11", "00", "00"};
         if (c.kind == Kind::PlusRw) {
             bench.drive.FormatPlusRw(bench.command);
@@ -103,24 +86,24 @@ TEST(FormatTest, IsDoneWhenTheDiscAndTheRecordingNeedIt) {
             EXPECT_EQ(bench.drive.QuickGrowMinusRw(bench.command, c.blocks * kBlock), 0);
         }
         EXPECT_EQ(bench.Trace(), c.list.empty() ? Lines() : trace);
-        for (const SentCommand& sent : bench.port.Sent(mmc::kFormatUnit))
+        for (const SentCommand& sent : bench.port.Sent(kFormatUnit))
             EXPECT_EQ(sent.dataOut, c.list);
         EXPECT_EQ(bench.drive.m_bQuickGrown, c.grown);
     }
 }
 
 TEST(FormatTest, AFormatThatFailsSaysSo) {
-    const ScriptedAnswer refused = SenseAnswer(0x52400);
+    const Reply refused = Sense(0x52400);
     DvdBench bench(0x1A);
     CScsiCommand& command = bench.command;
     bench.SetFormats({{100, 1}, {2'295'104, 0x26}, {5000, 0x13}});
-    bench.port.Queue(mmc::kFormatUnit, refused, 3);
-    bench.port.Queue(mmc::kSynchronizeCache, SenseAnswer(0x33101));
+    bench.port.Queue(kFormatUnit, refused, 3);
+    bench.port.Queue(kSynchronizeCache, Sense(0x33101));
     EXPECT_EQ(FailureOf([&] { bench.drive.FormatPlusRw(command); }), "format command failed");
     EXPECT_EQ(bench.drive.RestartPlusRwFormat(command, 0), 1);
     EXPECT_EQ(bench.drive.QuickGrowMinusRw(command, 0), 1);
     EXPECT_EQ(FailureOf([&] { bench.drive.FormatPlusRw(command); }), "flush failed");
-    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x23A00));
+    bench.port.Queue(kTestUnitReady, Sense(0x23A00));
     EXPECT_EQ(bench.drive.QuickGrowMinusRw(command, 0), 0x23A00);
 
     const char* const notListed = "can't locate DVD+RW format descriptor";
@@ -135,14 +118,15 @@ struct EraseTest : testing::Test {
         std::fill_n(bench.drive.m_pWriteBuffer.get(), kDvdBufferBytes, uint8_t{0xEE});
         bench.port.OnCommand([](const SentCommand& sent) {
             const bool beyond =
-                sent.cdb[0] == mmc::kWrite10 && LoadBe32(&sent.cdb[2]) + 16 > kDiscBlocks;
-            return beyond ? std::optional(SenseAnswer(0x52100)) : std::nullopt;
+                sent.cdb[0] == kWrite10 && LoadBe32(&sent.cdb[2]) + 16 > kDiscBlocks;
+            return beyond ? std::optional(Sense(0x52100)) : std::nullopt;
         });
     }
 
-    void Erase(int64_t offset, bool quick, const CancelFunctor* cancel = nullptr) {
+    void Erase(size_t offset, bool quick, const CancelFunctor* cancel = nullptr) {
         bench.drive.FormatDvdRewritable(
-            offset, quick, [this](int percent) { progress.push_back(percent); }, cancel);
+            static_cast<int64_t>(offset), quick,
+            [this](int percent) { progress.push_back(percent); }, cancel);
         EXPECT_EQ(bench.drive.m_pCancel, nullptr);
     }
 
@@ -152,14 +136,14 @@ struct EraseTest : testing::Test {
 };
 
 TEST_F(EraseTest, QuickZeroesTheDescriptorsOnly) {
-    for (const int64_t offset : {int64_t{0}, 64 * kBlock}) {
+    for (const size_t offset : {size_t{0}, 64 * kBlock}) {
         bench.port.Clear();
         progress.clear();
         Erase(offset, true);
-        const std::vector<SentCommand> writes = bench.port.Sent(mmc::kWrite10);
+        const std::vector<SentCommand> writes = bench.port.Sent(kWrite10);
         ASSERT_EQ(writes.size(), 2u);
         EXPECT_EQ(LoadBe32(&writes[0].cdb[2]), offset / kBlock);
-        EXPECT_EQ(bench.Recorded(), Bytes(static_cast<size_t>(offset) + kDvdBufferBytes));
+        EXPECT_EQ(bench.Recorded(), Bytes(offset + kDvdBufferBytes));
         EXPECT_EQ(progress, (std::vector<int>{50, 100}));
         EXPECT_TRUE(bench.drive.m_bZeroFill);
         bench.port.Clear();
@@ -168,30 +152,28 @@ TEST_F(EraseTest, QuickZeroesTheDescriptorsOnly) {
     }
 }
 
-TEST_F(EraseTest, FullRunsUntilTheDriveRefuses) {
+TEST_F(EraseTest, FullRunsUntilTheDriveRefusesOrTheUserSaysSo) {
     EXPECT_EQ(FailureOf([this] { Erase(0, false); }), kDvdWriteError);
-    EXPECT_EQ(bench.port.Sent(mmc::kWrite10).size(), kDiscBlocks / 16 + 1);
+    EXPECT_EQ(bench.port.Sent(kWrite10).size(), kDiscBlocks / 16 + 1);
     EXPECT_EQ(progress, (std::vector<int>{10, 20, 20, 30, 40, 50, 60, 70, 80, 90, 100}));
-    for (const SentCommand& write : bench.port.Sent(mmc::kWrite10))
+    for (const SentCommand& write : bench.port.Sent(kWrite10))
         EXPECT_EQ(write.dataOut, Bytes(kDvdChunkBytes));
     EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
     EXPECT_TRUE(bench.drive.m_bMediaWritten);
-}
 
-TEST_F(EraseTest, EndsWhenTheUserSaysSoOrTheDiscIsNone) {
-    const CancelFunctor atOnce([] { return true; });
-    Erase(0, false, &atOnce);
-    EXPECT_TRUE(bench.port.Sent().empty());
-    EXPECT_EQ(bench.drive.m_pfnFinalize, nullptr);
-
-    const CancelFunctor later([this] { return bench.port.Sent(mmc::kWrite10).size() == 5; });
-    Erase(0, false, &later);
-    EXPECT_EQ(bench.drive.m_nCurrentOffset, 5 * int64_t{kDvdChunkBytes});
-    EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
-
+    for (const size_t writes : {0u, 5u}) {
+        bench.port.Clear();
+        bench.drive.m_pfnFinalize = nullptr;
+        const CancelFunctor cancel([&] { return bench.port.Sent(kWrite10).size() == writes; });
+        Erase(0, false, &cancel);
+        EXPECT_EQ(bench.port.Sent().empty(), writes == 0);
+        EXPECT_EQ(bench.drive.m_nCurrentOffset, static_cast<int64_t>(writes * kDvdChunkBytes));
+        EXPECT_EQ(bench.drive.m_pfnFinalize != nullptr, writes > 0);
+    }
+    bench.port.Clear();
     bench.drive.m_nProfile = 0x2A;
     EXPECT_EQ(FailureOf([this] { Erase(0, true); }), "disk type not supported");
-    EXPECT_EQ(bench.port.Sent(mmc::kWrite10).size(), 5u);
+    EXPECT_TRUE(bench.port.Sent(kWrite10).empty());
 }
 
 } // namespace

@@ -15,57 +15,54 @@ Bytes DiscInfo(uint8_t discStatus, uint8_t lastSession = 0, uint8_t flags = 0, u
 }
 
 TEST(ProfileTest, OnlyOneSenseSaysThatTheDriveHasNoProfiles) {
-    struct {
-        ScriptedAnswer answer;
-        bool has;
-        uint32_t profile;
-    } const cases[] = {
+    const std::tuple<Reply, bool, uint32_t> cases[] = {
         {ProfileAnswer(0x1B), true, 0x1B},
-        {SenseAnswer(0x51400), false, 65535},
-        {SenseAnswer(0x52000), true, 0},
-        {SenseAnswer(0x51401), true, 0},
-        {SenseAnswer(0x21400), true, 0},
-        {FailedAnswer(), true, 0},
-        {SenseAnswer(0x52000, {0, 0, 0, 4, 0, 0, 0, 9}), true, 0},
+        {Sense(0x51400), false, 65535},
+        {Sense(0x52000), true, 0},
+        {Sense(0x51401), true, 0},
+        {Sense(0x21400), true, 0},
+        {NoReply(), true, 0},
+        {Sense(0x52000, ProfileAnswer(9)), true, 0},
     };
-    for (const auto& c : cases) {
+    for (const auto& [reply, hasProfiles, profile] : cases) {
         ScriptedDrive bench;
-        bench.port.Always(mmc::kGetConfiguration, c.answer);
-        EXPECT_EQ(bench.drive.HasCurrentProfile(), c.has);
-        EXPECT_EQ(bench.drive.HasCurrentProfile(), c.has);
+        bench.port.Always(kGetConfiguration, reply);
+        EXPECT_EQ(bench.drive.HasCurrentProfile(), hasProfiles);
+        EXPECT_EQ(bench.drive.HasCurrentProfile(), hasProfiles);
         EXPECT_EQ(bench.Trace(), Lines{"46 01 00 00 00 00 00 00 08"}) << "the drive is asked once";
-        EXPECT_EQ(bench.drive.GetCurrentProfile(), c.profile);
-        bench.port.Always(mmc::kGetConfiguration, ProfileAnswer(9)); // another disc
-        EXPECT_EQ(bench.drive.GetCurrentProfile(), c.has ? 9u : 65535u);
+        EXPECT_EQ(bench.drive.GetCurrentProfile(), profile);
+        bench.port.Always(kGetConfiguration, ProfileAnswer(9)); // another disc
+        EXPECT_EQ(bench.drive.GetCurrentProfile(), hasProfiles ? 9u : 65535u);
     }
 }
 
 TEST(DiskInfoTest, StatesOfADisc) {
     constexpr uint32_t known = DISK_BLANK | DISK_APPENDABLE | DISK_ERASABLE;
+    constexpr uint32_t blank = DISK_BLANK | DISK_APPENDABLE;
     struct {
         const char* name;
         Bytes info;
         uint32_t state;
-        int32_t capacity; // 0: not known
-        int32_t next;
+        int32_t capacity = 0; // 0: not known
+        int32_t next = 0;
     } const cases[] = {
-        {"blank CD-R", DiscInfo(0, 0, 0, 0, 0x4F3B4A), DISK_BLANK | DISK_APPENDABLE, 359'849, 0},
-        {"blank CD-RW", DiscInfo(0, 0, kErasable), DISK_BLANK | DISK_APPENDABLE | DISK_ERASABLE, 0,
-         0},
+        {"blank CD-R", DiscInfo(0, 0, 0, 0, 0x4F3B4A), blank, 359'849},
+        {"blank CD-RW", DiscInfo(0, 0, kErasable), blank | DISK_ERASABLE},
         {"last session empty", DiscInfo(1, 0, 0, 0, 0x4F3B4A), DISK_APPENDABLE, 359'849, 20'150},
-        {"last session incomplete", DiscInfo(1, 1), 0, 0, 0},
-        {"last session complete", DiscInfo(1, 3), 0, 0, 0},
-        {"closed CD-RW", DiscInfo(2, 3, kErasable, 0, 0x3C0000), DISK_ERASABLE, 269'850, 0},
-        {"others", DiscInfo(3), 0, 0, 0},
+        {"last session incomplete", DiscInfo(1, 1), 0},
+        {"last session complete", DiscInfo(1, 3), 0},
+        {"closed CD-RW", DiscInfo(2, 3, kErasable, 0, 0x3C0000), DISK_ERASABLE, 269'850},
+        {"others", DiscInfo(3), 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
         bench.drive.m_nCapacity = bench.drive.m_nNextAddress = 77; // left by another disc
         bench.drive.m_dwDiskState = bench.drive.m_dwDiskKnown = 0xFF;
-        bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(c.info));
-        bench.port.Always(ModePage(5), GoodAnswer(ModeAnswer(Page(5, 50))));
-        bench.port.Always(mmc::kReadTrackInformation, GoodAnswer(TrackAnswer(20'000, 0, 0x40)));
+        bench.port.Queue(kReadDiscInformation, Sense(0x62800), 3); // the change is told first
+        bench.port.Queue(kReadDiscInformation, c.info);
+        bench.port.Always(ModePage(5), ModeAnswer(Page(5, 50)));
+        bench.port.Always(kReadTrackInformation, TrackAnswer(20'000, 0, 0x40));
         bench.drive.ReadDiskInfo();
         EXPECT_EQ(bench.drive.m_dwDiskState, c.state);
         EXPECT_EQ(bench.drive.m_dwDiskKnown,
@@ -75,20 +72,10 @@ TEST(DiskInfoTest, StatesOfADisc) {
         EXPECT_EQ(bench.Trace().front(), "51 00 00 00 00 00 00 00 FF @240");
         EXPECT_EQ(bench.Trace().back(), "43 00 01 00 00 00 00 00 0C");
     }
-}
-
-TEST(DiskInfoTest, ErasableAndTheLeadInNeedAnAnswer) {
-    ScriptedDrive bench;
-    for (const auto& [answer, erasable] :
-         {std::pair{GoodAnswer(DiscInfo(0, 0, kErasable)), true},
-          {GoodAnswer(DiscInfo(3, 3, 0xE0)), false},
-          {SenseAnswer(0x52000, DiscInfo(0, 0, kErasable)), false}}) {
-        bench.port.Queue(mmc::kReadDiscInformation, answer);
-        EXPECT_EQ(bench.drive.IsDiskErasable(), erasable);
-    }
     // The page can't be set for the question where the next session begins.
-    bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(1, 0, 0, 0x0A0205)));
-    bench.port.Always(mmc::kModeSense10, SenseAnswer(0x52400));
+    ScriptedDrive bench;
+    bench.port.Queue(kReadDiscInformation, DiscInfo(1, 0, 0, 0x0A0205));
+    bench.port.Always(kModeSense10, Sense(0x52400));
     bench.drive.ReadDiskInfo();
     EXPECT_EQ(bench.drive.m_nNextAddress, ((10 + 1) * 60 + 2) * 75 + 5);
 }
@@ -96,53 +83,48 @@ TEST(DiskInfoTest, ErasableAndTheLeadInNeedAnAnswer) {
 TEST(DiskInfoTest, FailureLeavesTheDiscUnknownButForTheToc) {
     struct {
         const char* name;
-        ScriptedAnswer info, toc;
+        Reply info, toc;
         uint32_t state, known;
         size_t asked = 1;
     } const cases[] = {
-        {"no sessions", SenseAnswer(0x52000), GoodAnswer({0, 10, 1, 0}), DISK_BLANK, DISK_BLANK},
-        {"one session", SenseAnswer(0x52000), GoodAnswer({0, 10, 1, 1}), 0, DISK_BLANK},
-        {"nothing works", SenseAnswer(0x52000), SenseAnswer(0x23A00), 0, 0},
-        {"time-outs are no blank discs", FailedAnswer(), FailedAnswer(), 0, 0},
-        {"changes without an end", SenseAnswer(0x62800), SenseAnswer(0x62800), 0, 0, 101},
+        {"no sessions", Sense(0x52000), Bytes{0, 10, 1, 0}, DISK_BLANK, DISK_BLANK},
+        {"one session", Sense(0x52000), Bytes{0, 10, 1, 1}, 0, DISK_BLANK},
+        {"nothing works", Sense(0x52000), Sense(0x23A00), 0, 0},
+        {"time-outs are no blank discs", NoReply(), NoReply(), 0, 0},
+        {"changes without an end", Sense(0x62800), Sense(0x62800), 0, 0, 101},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
-        bench.port.Always(mmc::kReadDiscInformation, c.info);
-        bench.port.Always(mmc::kReadToc, c.toc);
+        bench.port.Always(kReadDiscInformation, c.info);
+        bench.port.Always(kReadToc, c.toc);
         bench.drive.ReadDiskInfo();
         EXPECT_EQ(bench.drive.m_dwDiskState, c.state);
         EXPECT_EQ(bench.drive.m_dwDiskKnown, c.known);
-        EXPECT_EQ(bench.port.Sent(mmc::kReadDiscInformation).size(), c.asked);
+        EXPECT_EQ(bench.port.Sent(kReadDiscInformation).size(), c.asked);
     }
-    ScriptedDrive bench;
-    bench.port.Queue(mmc::kReadDiscInformation, SenseAnswer(0x62800), 3);
-    bench.port.Queue(mmc::kReadDiscInformation, GoodAnswer(DiscInfo(0)));
-    bench.drive.ReadDiskInfo();
-    EXPECT_EQ(bench.drive.m_dwDiskState, uint32_t{DISK_BLANK | DISK_APPENDABLE});
 }
 
 TEST(NextWritableAddressTest, IsUsableOnABlankTrackOnly) {
     struct {
         const char* name;
-        ScriptedAnswer answer;
-        int result;
-        int32_t address;
+        Reply reply;
+        int32_t address = 0;
+        int result = 0;
     } const cases[] = {
-        {"usable", GoodAnswer(TrackAnswer(12'345, 0, 0x44)), 0, 12'345},
-        {"not blank", GoodAnswer(TrackAnswer(12'345, 0, 0x04)), 0, 0},
-        {"not valid", GoodAnswer(TrackAnswer(12'345, 0, 0x44, 2)), 0, 0},
-        {"reserved track", GoodAnswer(TrackAnswer(12'345, 0, 0xC4)), 0, 0},
-        {"packets", GoodAnswer(TrackAnswer(12'345, 0, 0x64)), 0, 0},
-        {"fixed packets", GoodAnswer(TrackAnswer(12'345, 0, 0x54)), 0, 0},
-        {"refused", SenseAnswer(0x52400), 1, -7},
-        {"no answer", FailedAnswer(), 1, -7},
+        {"usable", TrackAnswer(12'345, 0, 0x44), 12'345},
+        {"not blank", TrackAnswer(12'345, 0, 0x04)},
+        {"not valid", TrackAnswer(12'345, 0, 0x44, 2)},
+        {"reserved track", TrackAnswer(12'345, 0, 0xC4)},
+        {"packets", TrackAnswer(12'345, 0, 0x64)},
+        {"fixed packets", TrackAnswer(12'345, 0, 0x54)},
+        {"refused", Sense(0x52400), -7, 1},
+        {"no answer", NoReply(), -7, 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
-        bench.port.Always(mmc::kReadTrackInformation, c.answer);
+        bench.port.Always(kReadTrackInformation, c.reply);
         int32_t address = -7;
         EXPECT_EQ(bench.drive.ReadNextWritableAddress(&address), c.result);
         EXPECT_EQ(address, c.address);
@@ -153,8 +135,8 @@ TEST(NextWritableAddressTest, IsUsableOnABlankTrackOnly) {
     ScriptedDrive bench;
     Bytes page = Page(0x85, 50);
     page[2] = 0xFF;
-    bench.port.Always(ModePage(5), GoodAnswer(ModeAnswer(page)));
-    bench.port.Always(mmc::kReadTrackInformation, GoodAnswer(TrackAnswer(500, 0, 0x40)));
+    bench.port.Always(ModePage(5), ModeAnswer(page));
+    bench.port.Always(kReadTrackInformation, TrackAnswer(500, 0, 0x40));
     int32_t address = 0;
     EXPECT_EQ(bench.drive.ReadSaoNextAddress(&address), 0);
     EXPECT_EQ(address, 500);
@@ -163,26 +145,25 @@ TEST(NextWritableAddressTest, IsUsableOnABlankTrackOnly) {
     page[2] = 0xE2;
     const Bytes& list = bench.port.Sent()[1].dataOut;
     EXPECT_EQ(Bytes(list.begin() + 8, list.end()), page);
-    bench.port.Queue(mmc::kModeSelect10, SenseAnswer(0x52600));
+    bench.port.Queue(kModeSelect10, Sense(0x52600));
     EXPECT_EQ(bench.drive.ReadSaoNextAddress(&address), 1);
 }
 
 TEST(MultiSessionStartTest, TakesTheAddressOfTheLastSession) {
     ScriptedDrive bench;
-    const ScriptedAnswer toc = GoodAnswer({0, 10, 1, 3, 0, 0x14, 3, 0, 0, 1, 2, 3});
+    const Bytes toc = {0, 10, 1, 3, 0, 0x14, 3, 0, 0, 1, 2, 3};
     int32_t address = 0;
-    bench.port.Queue(mmc::kReadToc, toc, 4);
+    bench.port.Queue(kReadToc, toc, 4);
     EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), 0);
     EXPECT_EQ(address, 0x010203);
     EXPECT_EQ(bench.drive.ReadMultiSessionStart(nullptr), 0);
     EXPECT_EQ(bench.Trace()[0], "43 00 01 00 00 00 00 00 04");
     EXPECT_EQ(bench.Trace()[1], "43 00 01 00 00 00 00 00 0C");
-    for (const std::vector<ScriptedAnswer>& answers :
-         {std::vector{SenseAnswer(0x23A00)},
-          {toc, FailedAnswer()},
-          {GoodAnswer({0, 2, 1, 3})}}) { // no address in it
-        for (const ScriptedAnswer& answer : answers)
-            bench.port.Queue(mmc::kReadToc, answer);
+    const std::vector<Reply> failures[] = {
+        {Sense(0x23A00)}, {toc, NoReply()}, {Bytes{0, 2, 1, 3}}}; // no address in it
+    for (const std::vector<Reply>& replies : failures) {
+        for (const Reply& reply : replies)
+            bench.port.Queue(kReadToc, reply);
         EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), -1);
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);
     }
@@ -191,44 +172,43 @@ TEST(MultiSessionStartTest, TakesTheAddressOfTheLastSession) {
 
 // Both families tell a capacity by the same rules, of a few more kinds in the second.
 TEST(CapacityTest, ComesFromTheTrackOrTheFormats) {
-    const ScriptedAnswer track = GoodAnswer(TrackAnswer(1000, 500));
-    const ScriptedAnswer absurd = GoodAnswer(TrackAnswer(0xFFFFFFFF, 48));
+    const Bytes track = TrackAnswer(1000, 500);
+    const Bytes none = FormatsAnswer({{0, 1}});
     struct {
         const char* name;
         uint32_t profile;
         Bytes formats;
-        ScriptedAnswer track;
-        int32_t blocks, dvdBlocks;
+        Reply track;
+        int32_t dvdBlocks, blocks = dvdBlocks;
     } const cases[] = {
-        {"DVD-R", 0x11, FormatsAnswer({{0, 1}}), track, 1500, 1500},
-        {"DVD-RW", 0x14, FormatsAnswer({{0, 1}}), track, 1500, 1500},
-        {"DVD-R DL", 0x15, FormatsAnswer({{0, 1}}), track, 0, 1500},
-        {"DVD-R DL, layer jump", 0x16, FormatsAnswer({{0, 1}}), track, 0, 1500},
-        {"DVD+R, address not valid", 0x1B, FormatsAnswer({{0, 1}}),
-         GoodAnswer(TrackAnswer(1000, 500, 0, 0)), 500, 500},
-        {"DVD+R, absurd", 0x1B, FormatsAnswer({{0, 1}}), absurd, INT32_MAX, INT32_MAX},
-        {"DVD+R DL, track refused", 0x2B, FormatsAnswer({{0, 1}}), SenseAnswer(0x52400), 0, 0},
-        {"DVD-RAM", 0x12, FormatsAnswer({{3000, 2}}), track, 3000, 3000},
-        {"DVD-RAM, long blocks", 0x12, FormatsAnswer({{3000, 2}}, 8192), track, 12'000, 12'000},
-        {"DVD-RAM, short blocks", 0x12, FormatsAnswer({{3000, 2}}, 512), track, 750, 750},
-        {"DVD-RAM, no block length", 0x12, FormatsAnswer({{3000, 2}}, 0), track, 3000, 3000},
-        {"DVD-RAM, absurd", 0x12, FormatsAnswer({{1u << 31, 2}}), track, INT32_MAX, INT32_MAX},
-        {"DVD-RW overwrite", 0x13, FormatsAnswer({{1, 2}, {77, 0}}), track, 77, 77},
-        {"DVD-RW without that format", 0x13, FormatsAnswer({{1, 2}, {77, 0x10}}), track, 0, 0},
-        {"DVD+RW", 0x1A, FormatsAnswer({{1, 2}, {5, 0}, {77, 0x26}}), track, 77, 77},
-        {"CD-R", 0x09, FormatsAnswer({{1, 2}}), track, 0, 0},
-        {"BD-R", 0x41, FormatsAnswer({{1, 2}}), track, 0, 0},
+        {"DVD-R", 0x11, none, track, 1500},
+        {"DVD-RW", 0x14, none, track, 1500},
+        {"DVD-R DL", 0x15, none, track, 1500, 0},
+        {"DVD-R DL, layer jump", 0x16, none, track, 1500, 0},
+        {"DVD+R, address not valid", 0x1B, none, TrackAnswer(1000, 500, 0, 0), 500},
+        {"DVD+R, absurd", 0x1B, none, TrackAnswer(0xFFFFFFFF, 48), INT32_MAX},
+        {"DVD+R DL, track refused", 0x2B, none, Sense(0x52400), 0},
+        {"DVD-RAM", 0x12, FormatsAnswer({{3000, 2}}), track, 3000},
+        {"DVD-RAM, long blocks", 0x12, FormatsAnswer({{3000, 2}}, 8192), track, 12'000},
+        {"DVD-RAM, short blocks", 0x12, FormatsAnswer({{3000, 2}}, 512), track, 750},
+        {"DVD-RAM, no block length", 0x12, FormatsAnswer({{3000, 2}}, 0), track, 3000},
+        {"DVD-RAM, absurd", 0x12, FormatsAnswer({{1u << 31, 2}}), track, INT32_MAX},
+        {"DVD-RW overwrite", 0x13, FormatsAnswer({{1, 2}, {77, 0}}), track, 77},
+        {"DVD-RW without that format", 0x13, FormatsAnswer({{1, 2}, {77, 0x10}}), track, 0},
+        {"DVD+RW", 0x1A, FormatsAnswer({{1, 2}, {5, 0}, {77, 0x26}}), track, 77},
+        {"CD-R", 0x09, FormatsAnswer({{1, 2}}), track, 0},
+        {"BD-R", 0x41, FormatsAnswer({{1, 2}}), track, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         DvdBench bench(c.profile | MEDIA_BLANK);
-        bench.port.Always(mmc::kReadFormatCapacities, GoodAnswer(c.formats));
-        bench.port.Always(mmc::kReadTrackInformation, c.track);
-        bench.port.Always(mmc::kReadDiscInformation, GoodAnswer(Answer(34, {{5, 2}, {10, 1}})));
+        bench.port.Always(kReadFormatCapacities, c.formats);
+        bench.port.Always(kReadTrackInformation, c.track);
+        bench.port.Always(kReadDiscInformation, Answer(34, {{5, 2}, {10, 1}}));
         EXPECT_EQ(bench.drive.GetDvdCapacity(), c.blocks);
         EXPECT_EQ(bench.Trace()[0], "23 00 00 00 00 00 00 00 0C");
         EXPECT_EQ(bench.port.Sent()[1].cdb[8], c.formats.size());
-        for (const SentCommand& sent : bench.port.Sent(mmc::kReadTrackInformation))
+        for (const SentCommand& sent : bench.port.Sent(kReadTrackInformation))
             EXPECT_EQ(Trace({sent}), Lines{"52 01 00 00 01 02 00 00 20"});
 
         std::ranges::copy(c.formats, bench.drive.m_abyFormats.begin());
@@ -245,21 +225,22 @@ TEST(CapacityTest, BadListsOfFormatsFail) {
     const Bytes longer = FormatsAnswer({{1, 2}, {5, 0}, {6, 1}});
     Bytes odd = longer;
     odd[3] = 20;
-    for (const std::vector<ScriptedAnswer>& answers : {std::vector{SenseAnswer(0x23A00)},
-                                                       {SenseAnswer(0x10000, formats)},
-                                                       {FailedAnswer()},
-                                                       {GoodAnswer(odd)},
-                                                       {GoodAnswer(formats), SenseAnswer(0x23A00)},
-                                                       {GoodAnswer(formats), GoodAnswer(longer)}}) {
-        for (const bool identifies : {false, true}) {
-            DvdBench bench(0x1A);
-            bench.port.Queue(mmc::kReadFormatCapacities, answers[0]);
-            bench.port.Always(mmc::kReadFormatCapacities, answers.back());
-            if (identifies)
-                EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }),
-                          "cannot detect disk format");
-            else
-                EXPECT_EQ(bench.drive.GetDvdCapacity(), -1);
+    const std::pair<Reply, Reply> cases[] = {
+        {Sense(0x23A00), {}}, {Sense(0x10000, formats), formats}, {NoReply(), {}},
+        {odd, odd},           {formats, Sense(0x23A00)},          {formats, longer},
+    };
+    for (const auto& [first, then] : cases) {
+        DvdBench bench(0x1A);
+        for (int family = 0; family < 2; ++family) {
+            bench.port.Queue(kReadFormatCapacities, first);
+            bench.port.Always(kReadFormatCapacities, then);
+            const std::string failure = FailureOf([&] {
+                if (family == 0)
+                    EXPECT_EQ(bench.drive.GetDvdCapacity(), -1);
+                else
+                    bench.drive.IdentifyMedia();
+            });
+            EXPECT_EQ(failure, family == 0 ? "" : "cannot detect disk format");
             EXPECT_EQ(bench.port.QueuedLeft(), 0u);
         }
     }
@@ -283,11 +264,10 @@ TEST(IdentifyMediaTest, BlankMarkComesFromTheDiscOrItsFormat) {
         {"DVD-RW sequential", 0x14, 1, 1, 0x14},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
         DvdBench bench(c.profile);
         bench.SetDiscInfo(DiscInfo(c.discStatus));
         bench.SetFormats({{5, c.descriptorType}, {9, 0x26}});
-        EXPECT_EQ(bench.drive.IdentifyMedia(), c.media);
+        EXPECT_EQ(bench.drive.IdentifyMedia(), c.media) << c.name;
     }
 }
 
@@ -295,29 +275,29 @@ TEST(IdentifyMediaTest, OpenTrayIsLoadedOnceAndTheWaitHasAnEnd) {
     ScriptedDrive bench;
     bench.port.Queue(Feature(0), ProfileAnswer(0));
     bench.port.Queue(Feature(0), ProfileAnswer(9));
-    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x23A02));
-    bench.port.Queue(mmc::kTestUnitReady, SenseAnswer(0x20401)); // becoming ready
+    bench.port.Queue(kTestUnitReady, Sense(0x23A02));
+    bench.port.Queue(kTestUnitReady, Sense(0x20401)); // becoming ready
     EXPECT_EQ(bench.drive.IdentifyMedia(), 9u);
     EXPECT_EQ(bench.Trace(), (Lines{"46 00 00 00 00 00 00 00 08", "00", "1B 00 00 00 03", "00",
                                     "00", "46 00 00 00 00 00 00 00 08"}));
     struct {
-        ScriptedAnswer empty, loaded; // what TEST UNIT READY tells
+        Reply empty, loaded; // what TEST UNIT READY tells
         size_t loads;
-        int64_t leastMs;
+        int64_t sleep;
     } const cases[] = {
-        {SenseAnswer(0x23A00), SenseAnswer(0x23A00), 1, 1000},    // still no disc: none it is
-        {SenseAnswer(0x23A00), SenseAnswer(0x23002), 1, 120'000}, // one that can't be read
-        {SenseAnswer(0x20401), SenseAnswer(0x20401), 0, 0},
-        {FailedAnswer(), SenseAnswer(0x23A00), 0, 0},
+        {Sense(0x23A00), Sense(0x23A00), 1, 1000},    // still no disc: none it is
+        {Sense(0x23A00), Sense(0x23002), 1, 120'000}, // one that can't be read
+        {Sense(0x20401), Sense(0x20401), 0, 0},
+        {NoReply(), Sense(0x23A00), 0, 0},
     };
     for (const auto& c : cases) {
         ScriptedDrive none;
         none.port.Always(Feature(0), ProfileAnswer(0));
-        none.port.Queue(mmc::kTestUnitReady, c.empty);
-        none.port.Always(mmc::kTestUnitReady, c.loaded);
+        none.port.Queue(kTestUnitReady, c.empty);
+        none.port.Always(kTestUnitReady, c.loaded);
         EXPECT_EQ(none.drive.IdentifyMedia(), 0u);
-        EXPECT_EQ(none.port.Sent(mmc::kStartStopUnit).size(), c.loads);
-        EXPECT_EQ(none.clock.TotalSleep(), c.leastMs);
+        EXPECT_EQ(none.port.Sent(kStartStopUnit).size(), c.loads);
+        EXPECT_EQ(none.clock.TotalSleep(), c.sleep);
     }
 }
 
@@ -325,18 +305,17 @@ TEST(IdentifyMediaTest, EachFailureHasItsText) {
     struct {
         const char* text;
         uint16_t question;
-        ScriptedAnswer answer;
+        Reply reply;
     } const cases[] = {
-        {"not a DVD drive", Feature(0), SenseAnswer(0x52000)},
-        {"cannot close tray", mmc::kStartStopUnit, SenseAnswer(0x45300)},
-        {"cannot read disk information", mmc::kReadDiscInformation, SenseAnswer(0x23A00)},
-        {"cannot detect disk format", mmc::kReadFormatCapacities,
-         GoodAnswer(FormatsAnswer({{1, 2}}))}, // no format at all
+        {"not a DVD drive", Feature(0), Sense(0x52000)},
+        {"cannot close tray", kStartStopUnit, Sense(0x45300)},
+        {"cannot read disk information", kReadDiscInformation, Sense(0x23A00)},
+        {"cannot detect disk format", kReadFormatCapacities, FormatsAnswer({{1, 2}})}, // no format
     };
     for (const auto& c : cases) {
-        DvdBench bench(c.question == mmc::kStartStopUnit ? 0 : 0x1A);
-        bench.port.Always(mmc::kTestUnitReady, SenseAnswer(0x23A00));
-        bench.port.Always(c.question, c.answer);
+        DvdBench bench(c.question == kStartStopUnit ? 0 : 0x1A);
+        bench.port.Always(kTestUnitReady, Sense(0x23A00));
+        bench.port.Always(c.question, c.reply);
         EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), c.text);
     }
     DvdBench bench(0x1A);
@@ -348,29 +327,36 @@ TEST(IdentifyMediaTest, EachFailureHasItsText) {
 
 TEST(IsoVolumeTest, NeedsADiscAndAPrimaryDescriptor) {
     const Bytes volume = {1, 'C', 'D', '0', '0', '1', 1};
-    const ScriptedAnswer written = GoodAnswer(DiscInfo(1));
+    const Bytes written = DiscInfo(1);
     struct {
         const char* name;
-        ScriptedAnswer info, block;
+        Reply info, block;
         bool has;
     } const cases[] = {
-        {"volume", written, GoodAnswer(volume), true},
-        {"blank", GoodAnswer(DiscInfo(0)), GoodAnswer(volume), false},
-        {"no disc", SenseAnswer(0x23A00, DiscInfo(1)), GoodAnswer(volume), false},
-        {"supplementary descriptor", written, GoodAnswer({2, 'C', 'D', '0', '0', '1'}), false},
-        {"another volume", written, GoodAnswer({1, 'B', 'E', 'A', '0', '1'}), false},
-        {"unreadable", written, SenseAnswer(0x31105, volume), false},
-        {"no answer", written, FailedAnswer(), false},
+        {"volume", written, volume, true},
+        {"blank", DiscInfo(0), volume, false},
+        {"no disc", Sense(0x23A00, written), volume, false},
+        {"supplementary descriptor", written, Bytes{2, 'C', 'D', '0', '0', '1'}, false},
+        {"another volume", written, Bytes{1, 'B', 'E', 'A', '0', '1'}, false},
+        {"unreadable", written, Sense(0x31105, volume), false},
+        {"no answer", written, NoReply(), false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
-        bench.port.Always(mmc::kReadDiscInformation, c.info);
-        bench.port.Always(mmc::kRead10, c.block);
+        bench.port.Always(kReadDiscInformation, c.info);
+        bench.port.Always(kRead10, c.block);
         EXPECT_EQ(bench.drive.HasIsoVolume(), c.has);
         EXPECT_EQ(bench.Trace()[0], "51 00 00 00 00 00 00 08");
-        for (const SentCommand& sent : bench.port.Sent(mmc::kRead10))
+        for (const SentCommand& sent : bench.port.Sent(kRead10))
             EXPECT_EQ(Trace({sent}), Lines{"28 00 00 00 00 10 00 00 01"});
+    }
+    for (const auto& [reply, erasable] : {std::pair<Reply, bool>{DiscInfo(0, 0, kErasable), true},
+                                          {DiscInfo(3, 3, 0xE0), false},
+                                          {Sense(0x52000, DiscInfo(0, 0, kErasable)), false}}) {
+        ScriptedDrive bench;
+        bench.port.Queue(kReadDiscInformation, reply);
+        EXPECT_EQ(bench.drive.IsDiskErasable(), erasable);
     }
 }
 

@@ -83,11 +83,8 @@ TEST_F(ShimTest, RowsAreFoundByPortTargetAndLun) {
     port.AddDrive(4, {4, 2, 0});
     port.AddDrive(5, {4, 1, 0}); // hidden behind C:
     Load();
-    struct {
-        Address address;
-        int row;
-    } const cases[] = {{{1, 1, 0}, 2}, {{1, 1, 1}, 3}, {{1, 2, 0}, 4},
-                       {{0, 1, 0}, 0}, {{1, 0, 0}, 0}, {{9, 1, 0}, 0}};
+    const std::pair<Address, int> cases[] = {{{1, 1, 0}, 2}, {{1, 1, 1}, 3}, {{1, 2, 0}, 4},
+                                             {{0, 1, 0}, 0}, {{1, 0, 0}, 0}, {{9, 1, 0}, 0}};
     for (const auto& [address, row] : cases) {
         SCOPED_TRACE(testing::Message() << int{address.adapter} << ':' << int{address.target});
         EXPECT_EQ(transport.FindRow(address.adapter, address.target, address.lun), row);
@@ -134,28 +131,26 @@ struct OneDriveTest : ShimTest {
 };
 
 TEST_F(OneDriveTest, CommandGoesOutWithItsTimeoutDirectionAndData) {
-    struct {
-        uint8_t flags;
-        PortDirection direction;
-        uint32_t timeout, expectedTimeout;
-    } const cases[] = {{SRB_DIR_IN, PortDirection::In, 0, 5},
-                       {SRB_DIR_OUT, PortDirection::Out, 180, 180},
-                       {0, PortDirection::None, 7, 7}};
-    port.Always(0x1B, GoodAnswer(Bytes(10, 0x22)));
-    for (const auto& c : cases) {
+    const std::tuple<uint8_t, PortDirection, uint32_t> cases[] = {
+        // flags; seconds, 0: as usual
+        {SRB_DIR_IN, PortDirection::In, 0},
+        {SRB_DIR_OUT, PortDirection::Out, 180},
+        {0, PortDirection::None, 7}};
+    port.Always(0x1B, Bytes(10, 0x22));
+    for (const auto& [srbFlags, direction, seconds] : cases) {
         data.assign(10, 0x11);
-        flags = c.flags;
-        transport.m_nTimeoutSeconds = c.timeout;
+        flags = srbFlags;
+        transport.m_nTimeoutSeconds = seconds;
         EXPECT_EQ(Execute(0x1B), SS_COMP);
         const SentCommand& sent = port.Sent().back();
-        EXPECT_EQ(sent.direction, c.direction);
-        EXPECT_EQ(sent.timeoutSeconds, c.expectedTimeout);
+        EXPECT_EQ(sent.direction, direction);
+        EXPECT_EQ(sent.timeoutSeconds, seconds != 0 ? seconds : 5);
         EXPECT_EQ(sent.cdb.size(), 6u);
-        EXPECT_EQ(sent.dataOut, c.direction == PortDirection::Out ? Bytes(10, 0x11) : Bytes());
-        EXPECT_EQ(data, Bytes(10, c.direction == PortDirection::In ? 0x22 : 0x11));
+        EXPECT_EQ(sent.dataOut, direction == PortDirection::Out ? Bytes(10, 0x11) : Bytes());
+        EXPECT_EQ(data, Bytes(10, direction == PortDirection::In ? 0x22 : 0x11));
     }
     // A check condition completes, and shows in the sense only.
-    port.Queue(0, SenseAnswer(0x20408));
+    port.Queue(0, Sense(0x20408));
     EXPECT_EQ(Execute(0), SS_COMP);
     EXPECT_EQ(SenseCode(srb.SenseArea), 0x20408);
     // The device was opened once and stays open.
@@ -166,42 +161,40 @@ TEST_F(OneDriveTest, CommandGoesOutWithItsTimeoutDirectionAndData) {
 }
 
 TEST_F(OneDriveTest, StaleHandleIsProbedAndTheCommandRepeatedOnce) {
-    struct {
-        PortError first, second;
-        size_t sent; // commands but for the probe's INQUIRY
-        PortError last;
-    } const cases[] = {
-        {PortError::MediaChanged, PortError::None, 2, PortError::None},
-        {PortError::InvalidHandle, PortError::None, 2, PortError::None},
-        {PortError::MediaChanged, PortError::MediaChanged, 2, PortError::MediaChanged},
-        {PortError::InvalidHandle, PortError::Failed, 2, PortError::Failed},
-        {PortError::TimedOut, PortError::None, 1, PortError::TimedOut},
-        {PortError::Failed, PortError::None, 1, PortError::Failed},
+    using enum PortError;
+    const std::tuple<PortError, PortError, PortError> cases[] = {
+        // first, second; what comes of it
+        {MediaChanged, None, None},
+        {InvalidHandle, None, None},
+        {MediaChanged, MediaChanged, MediaChanged},
+        {InvalidHandle, Failed, Failed},
+        {TimedOut, None, TimedOut},
+        {Failed, None, Failed},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(static_cast<int>(c.first));
+    for (const auto& [first, second, last] : cases) {
+        SCOPED_TRACE(static_cast<int>(first));
+        const bool isRepeated = first == MediaChanged || first == InvalidHandle;
         port.Clear();
-        port.Queue(0, FailedAnswer(c.first));
-        port.Queue(0, FailedAnswer(c.second), static_cast<int>(c.sent) - 1);
-        EXPECT_EQ(Execute(0), c.last == PortError::None ? SS_COMP : SS_ERR);
-        EXPECT_EQ(port.SentOpcodes(), c.sent == 2 ? (Bytes{0, mmc::kInquiry, 0}) : Bytes{0});
+        port.Queue(0, NoReply(first));
+        port.Queue(0, NoReply(second), isRepeated ? 1 : 0);
+        EXPECT_EQ(Execute(0), last == None ? SS_COMP : SS_ERR);
+        EXPECT_EQ(port.SentOpcodes(), isRepeated ? (Bytes{0, kInquiry, 0}) : Bytes{0});
         EXPECT_LE(port.DriveAt(2).live, 1);
-        if (c.last != PortError::None) {
-            EXPECT_EQ(srb.Header.SRB_Hdr_Rsvd, static_cast<uint32_t>(c.last));
+        if (last != None) {
+            EXPECT_EQ(srb.Header.SRB_Hdr_Rsvd, static_cast<uint32_t>(last));
             EXPECT_EQ(srb.SRB_TargStat, 4);
         }
     }
-}
-
-TEST_F(OneDriveTest, DriveThatWentAwayFailsAndOneThatMovedIsNotFound) {
-    port.DriveAt(2).opensForReading = port.DriveAt(2).opensForWriting = false;
-    EXPECT_EQ(Execute(0), SS_ERR);
-    EXPECT_TRUE(port.Sent().empty());
-    port.DriveAt(2).opensForReading = true;
-    port.Queue(0, FailedAnswer(PortError::MediaChanged));
+    // A drive that moved is not found, and one that went away fails.
+    port.Clear();
+    port.Queue(0, NoReply(MediaChanged));
     port.DriveAt(2).address = {0, 5, 0};
     EXPECT_EQ(Execute(0), SS_ERR);
     EXPECT_EQ(port.Sent(0).size(), 1u);
+    port.Clear();
+    port.DriveAt(2).opensForReading = port.DriveAt(2).opensForWriting = false;
+    EXPECT_EQ(Execute(0, {0, 5, 0}), SS_ERR);
+    EXPECT_TRUE(port.Sent().empty());
 }
 
 TEST_F(OneDriveTest, InquiryComesFromTheRow) {
@@ -209,7 +202,7 @@ TEST_F(OneDriveTest, InquiryComesFromTheRow) {
     for (const size_t size : {size_t{40}, size_t{4}}) { // a caller that offers less gets less
         data.assign(size, 0xEE);
         expected.resize(size, 0xEE);
-        EXPECT_EQ(Execute(mmc::kInquiry), SS_COMP);
+        EXPECT_EQ(Execute(kInquiry), SS_COMP);
         EXPECT_EQ(data, expected);
     }
     EXPECT_TRUE(port.Sent().empty());

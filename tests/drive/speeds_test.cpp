@@ -14,63 +14,55 @@ constexpr uint16_t kCurrent = PerformanceData(0);
 // the other at byte 12.
 Bytes Performance(const std::vector<std::pair<uint32_t, uint32_t>>& descriptors, size_t first) {
     const auto count = static_cast<uint32_t>(descriptors.size());
-    Bytes answer = Answer(8 + 16 * count, {{0, 16 * count + 4, 4}});
-    for (uint32_t i = 0; i < count; ++i) {
-        uint8_t* const descriptor = &answer[8 + 16 * i];
-        descriptor[0] = static_cast<uint8_t>(i + 1);
-        StoreBe32(descriptor + first, descriptors[i].first);
-        StoreBe32(descriptor + 12, descriptors[i].second);
-    }
+    Bytes answer = Answer(8, {{0, 16 * count + 4, 4}});
+    uint32_t number = 0;
+    for (const auto& [one, other] : descriptors)
+        answer = answer + Answer(16, {{0, ++number}, {first, one, 4}, {12, other, 4}});
     return answer;
 }
 
-ScriptedAnswer WriteSpeeds(const std::vector<uint32_t>& speeds) {
+Bytes WriteSpeeds(const std::vector<uint32_t>& speeds) {
     std::vector<std::pair<uint32_t, uint32_t>> descriptors;
     for (const uint32_t speed : speeds)
         descriptors.emplace_back(speed / 2, speed); // read speed, write speed
-    return GoodAnswer(Performance(descriptors, 8));
+    return Performance(descriptors, 8);
 }
 
-ScriptedAnswer CurrentSpeed(uint32_t start, uint32_t end) {
-    return GoodAnswer(Performance({{start, end}}, 4));
+Bytes CurrentSpeed(uint32_t start, uint32_t end) {
+    return Performance({{start, end}}, 4);
 }
 
 // The answer with page 2Ah: the current write speed and the list.
 Bytes Page2A(uint16_t current, const std::vector<uint16_t>& speeds = {}, uint8_t pageLength = 0) {
     const auto count = static_cast<uint32_t>(speeds.size());
-    Bytes page = Answer(32 + 4 * count, {{28, current, 2}, {30, count, 2}});
-    page[0] = 0x2A;
+    Bytes page = Answer(32, {{0, 0x2A}, {28, current, 2}, {30, count, 2}});
+    for (const uint16_t speed : speeds)
+        page = page + Answer(4, {{2, speed, 2}});
     page[1] = pageLength != 0 ? pageLength : static_cast<uint8_t>(page.size() - 2);
-    for (uint32_t i = 0; i < count; ++i)
-        StoreBe16(&page[32 + 4 * i + 2], speeds[i]);
     return ModeAnswer(page);
 }
 
-TEST(WriteSpeedListTest, BaseFollowsTheMedium) {
-    struct {
-        uint8_t profile;
-        double base; // 0: no recordable medium
-    } const cases[] = {{0x09, 176.4},  {0x0A, 176.4},  {0x11, 1385.0}, {0x14, 1385.0},
-                       {0x1A, 1385.0}, {0x1B, 1385.0}, {0x2B, 1385.0}, {0x00, 0},
-                       {0x08, 0},      {0x10, 0},      {0x15, 0},      {0x41, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(int{c.profile});
-        DvdBench bench(c.profile);
+TEST(WriteSpeedListTest, ComesFromGetPerformanceInTheDrivesOrderAsMultiplesOfTheMediumsBase) {
+    const std::pair<uint8_t, double> bases[] = {// 0: no recordable medium
+                                                {0x09, 176.4},  {0x0A, 176.4},  {0x11, 1385.0},
+                                                {0x14, 1385.0}, {0x1A, 1385.0}, {0x1B, 1385.0},
+                                                {0x2B, 1385.0}, {0x00, 0},      {0x08, 0},
+                                                {0x10, 0},      {0x15, 0},      {0x41, 0}};
+    for (const auto& [profile, base] : bases) {
+        SCOPED_TRACE(int{profile});
+        DvdBench bench(profile);
         bench.port.Always(kList, WriteSpeeds({5540}));
-        if (c.base > 0)
-            EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(DoubleEq(5540 / c.base)));
+        if (base > 0)
+            EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(DoubleEq(5540 / base)));
         else
             EXPECT_EQ(FailureOf([&] { bench.drive.GetWriteSpeeds(); }), "Unsupported media.");
         bench.drive.m_bHasConfig = false; // an old drive, for CDs only
         EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(DoubleEq(5540 / 176.4)));
     }
-}
-
-TEST(WriteSpeedListTest, ComesFromGetPerformanceInTheDrivesOrder) {
     DvdBench bench(0x1B);
     bench.port.Always(kList, WriteSpeeds({11'080, 22'160, 5'540}));
     EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(8, 16, 4));
-    const std::vector<SentCommand> sent = bench.port.Sent(mmc::kGetPerformance);
+    const std::vector<SentCommand> sent = bench.port.Sent(kGetPerformance);
     EXPECT_EQ(Trace(sent),
               (Lines{"AC 00 00 00 00 00 00 00 00 01 03", "AC 00 00 00 00 00 00 00 00 03 03"}));
     EXPECT_EQ(sent[0].length, 24u);
@@ -78,74 +70,64 @@ TEST(WriteSpeedListTest, ComesFromGetPerformanceInTheDrivesOrder) {
 }
 
 TEST(WriteSpeedListTest, PageIsAskedWhenGetPerformanceGivesNothingToBelieve) {
-    ScriptedAnswer odd = WriteSpeeds({5540});
-    odd.data[3] = 21;
-    ScriptedAnswer huge = WriteSpeeds({5540});
-    StoreBe32(huge.data.data(), 0x7FFFFFF4);
-    struct {
-        const char* name;
-        std::vector<ScriptedAnswer> lists;
-    } const cases[] = {
-        {"refused", {SenseAnswer(0x52000)}},
-        {"no answer", {FailedAnswer()}},
+    Bytes odd = WriteSpeeds({5540});
+    odd[3] = 21;
+    Bytes huge = WriteSpeeds({5540});
+    StoreBe32(huge.data(), 0x7FFFFFF4);
+    const Bytes withZero = WriteSpeeds({22'160, 0, 5'540});
+    const std::pair<const char*, std::vector<Reply>> cases[] = {
+        {"refused", {Sense(0x52000)}},
+        {"no answer", {NoReply()}},
         {"no descriptor", {WriteSpeeds({})}},
-        {"nothing at all", {GoodAnswer(Bytes(24))}},
+        {"nothing at all", {Bytes(24)}},
         {"odd length", {odd}},
         {"more than can be", {huge}},
-        {"a speed of 0", {WriteSpeeds({22'160, 0, 5'540}), WriteSpeeds({22'160, 0, 5'540})}},
+        {"a speed of 0", {withZero, withZero}},
         {"a speed below 1x", {WriteSpeeds({1'384})}},
         {"a speed above 60x", {WriteSpeeds({1'385 * 60 + 1})}},
-        {"all refused after one", {WriteSpeeds({5540, 5540}), SenseAnswer(0x20401)}},
+        {"all refused after one", {WriteSpeeds({5540, 5540}), Sense(0x20401)}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, lists] : cases) {
+        SCOPED_TRACE(name);
         DvdBench bench(0x11);
-        for (const ScriptedAnswer& list : c.lists)
+        for (const Reply& list : lists)
             bench.port.Queue(kList, list);
         Bytes page = Page2A(0, {2'770, 277});
         page[8 + 31] = 200; // a count that is not believed beyond the page
-        bench.port.Always(ModePage(0x2A), GoodAnswer(page));
+        bench.port.Always(ModePage(0x2A), page);
         EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(2, DoubleEq(0.2)));
         // The first 36 bytes tell how long the page is.
-        EXPECT_EQ(Trace(bench.port.Sent(mmc::kModeSense10)),
+        EXPECT_EQ(Trace(bench.port.Sent(kModeSense10)),
                   (Lines{"5A 08 2A 00 00 00 00 00 24", "5A 08 2A 00 00 00 00 00 30"}));
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);
     }
-}
-
-TEST(WriteSpeedListTest, PageThatTellsNothingFails) {
-    const Bytes shortPage = ModeAnswer(Page(0x2A, 18));
+    // A page that tells nothing either.
     Bytes withDescriptors = Page2A(0, {2'770});
     withDescriptors[7] = 8;
-    uint16_t growing = 60; // the mode data length, more at each asking
-    for (const ScriptedAnswer& answer :
-         {SenseAnswer(0x52400), FailedAnswer(), GoodAnswer(shortPage), GoodAnswer(withDescriptors),
-          GoodAnswer(Bytes(8))}) {
+    std::vector<Reply> pages = {Sense(0x52400), NoReply(), ModeAnswer(Page(0x2A, 18)),
+                                withDescriptors};
+    for (size_t i = 0; i <= pages.size(); ++i) {
         DvdBench bench(0x11);
-        bench.port.OnCommand([&](const SentCommand& sent) -> std::optional<ScriptedAnswer> {
-            if (sent.cdb[0] != mmc::kModeSense10)
-                return std::nullopt;
-            return answer.data.size() == 8 ? GoodAnswer(Answer(8, {{0, growing++, 2}})) : answer;
-        });
+        for (uint32_t length = 60; i == pages.size() && length < 80; ++length)
+            bench.port.Queue(ModePage(0x2A), Answer(8, {{0, length, 2}})); // it grows and grows
+        if (i < pages.size())
+            bench.port.Always(ModePage(0x2A), pages[i]);
         EXPECT_EQ(FailureOf([&] { bench.drive.GetWriteSpeeds(); }),
                   "Cannot determine available write speeds.");
     }
 }
 
 TEST(CdSpeedTest, SpeedBecomesKilobytes) {
+    const std::pair<uint32_t, std::string> cases[] = {
+        {0, "FF FF"}, {1, "00 B1"}, {16, "0B 10"}, {52, "23 F4"}, {1000, "FF FF"}};
     ScriptedDrive bench;
-    for (const auto& [speed, bytes] : {std::pair<uint32_t, std::string>{0, "FF FF"},
-                                       {1, "00 B1"},
-                                       {16, "0B 10"},
-                                       {52, "23 F4"},
-                                       {1000, "FF FF"}}) {
+    for (const auto& [speed, bytes] : cases) {
         EXPECT_FALSE(bench.drive.SetCdSpeed(speed));
         EXPECT_EQ(bench.Trace().back(), "BB 00 FF FF " + bytes);
         EXPECT_EQ(bench.port.Sent().back().cdb.size(), 12u);
     }
-    for (const ScriptedAnswer& answer :
-         {SenseAnswer(0x10000), SenseAnswer(0x52400), FailedAnswer()}) {
-        bench.port.Queue(mmc::kSetCdSpeed, answer);
+    for (const Reply& reply : {Sense(0x10000), Sense(0x52400), NoReply()}) {
+        bench.port.Queue(kSetCdSpeed, reply);
         EXPECT_TRUE(bench.drive.SetCdSpeed(4));
     }
 }
@@ -153,18 +135,18 @@ TEST(CdSpeedTest, SpeedBecomesKilobytes) {
 TEST(Page2ATest, SecondReadTakesItAll) {
     const Bytes whole = Page2A(5540, {5540, 2770});
     DvdBench bench(0x1A);
-    bench.port.Queue(ModePage(0x2A), GoodAnswer(whole), 2);
+    bench.port.Queue(ModePage(0x2A), whole, 2);
     EXPECT_EQ(bench.drive.ReadPage2A(bench.command), whole);
     EXPECT_EQ(bench.Trace(), (Lines{"5A 08 2A 00 00 00 00 00 0C", "5A 08 2A 00 00 00 00 00 30"}));
 
     // A mode data length that is too short is helped by the page length, one that grew is cut.
     Bytes liar = whole;
     liar[1] = 20;
-    bench.port.Queue(ModePage(0x2A), GoodAnswer(liar), 2);
+    bench.port.Queue(ModePage(0x2A), liar, 2);
     EXPECT_EQ(bench.drive.ReadPage2A(bench.command).size(), whole.size());
     liar[1] = 200;
-    bench.port.Queue(ModePage(0x2A), GoodAnswer(whole));
-    bench.port.Queue(ModePage(0x2A), GoodAnswer(liar));
+    bench.port.Queue(ModePage(0x2A), whole);
+    bench.port.Queue(ModePage(0x2A), liar);
     EXPECT_EQ(bench.drive.ReadPage2A(bench.command)[1], whole.size() - 2);
 }
 
@@ -194,7 +176,7 @@ TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
         bench.port.Always(kList, WriteSpeeds(c.speeds));
         bench.port.Queue(kCurrent, CurrentSpeed(1, 1));
         bench.port.Always(kCurrent, CurrentSpeed(c.aimed, 1));
-        bench.port.Always(ModePage(0x2A), GoodAnswer(Page2A(7)));
+        bench.port.Always(ModePage(0x2A), Page2A(7));
         bench.drive.m_dSpeedFactor = c.wish;
         Bytes page = Page2A(1);
         EXPECT_EQ(bench.drive.SetDvdWriteSpeed(bench.command, c.dash, &page), int(c.aimed));
@@ -202,7 +184,7 @@ TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
         EXPECT_EQ(bench.drive.m_dSpeedFactor, 0.0);
         EXPECT_EQ(LoadBe16(&page[8 + 28]), 7) << "the page was read again";
 
-        const std::vector<SentCommand> streaming = bench.port.Sent(mmc::kSetStreaming);
+        const std::vector<SentCommand> streaming = bench.port.Sent(kSetStreaming);
         EXPECT_EQ(Trace(streaming), Lines{"B6 00 00 00 00 00 00 00 00 00 1C"});
         const auto place =
             static_cast<uint32_t>(std::ranges::find(c.speeds, c.aimed) - c.speeds.begin() + 1);
@@ -217,18 +199,17 @@ TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
 
 // What the drive says of its current speed decides whether the wish is sent and believed.
 TEST(DvdSpeedTest, CurrentSpeedIsAskedOfThePageToo) {
-    const ScriptedAnswer at5540 = CurrentSpeed(5'540, 5'540); // whatever is set
-    const ScriptedAnswer none = SenseAnswer(0x52000);
-    const ScriptedAnswer list = WriteSpeeds({5'540, 11'080});
-    const ScriptedAnswer zones =
-        GoodAnswer(Performance({{2'770, 5'540}, {8'310, 5'540}, {1, 2}}, 4));
-    ScriptedAnswer odd = at5540;
-    odd.data[3] = 23;
+    const Bytes at5540 = CurrentSpeed(5'540, 5'540); // whatever is set
+    const Reply none = Sense(0x52000);
+    const Bytes list = WriteSpeeds({5'540, 11'080});
+    const Bytes zones = Performance({{2'770, 5'540}, {8'310, 5'540}, {1, 2}}, 4);
+    Bytes odd = at5540;
+    odd[3] = 23;
     const Bytes noList = Page2A(5'540, {}, 28);
     struct {
         const char* name;
         double wish;
-        ScriptedAnswer list, current;
+        Reply list, current;
         Bytes page; // as it was read before, empty for none; and as the drive has it
         int aimed;
         int32_t velocity;
@@ -238,7 +219,7 @@ TEST(DvdSpeedTest, CurrentSpeedIsAskedOfThePageToo) {
         {"the speed rises", 0, list, CurrentSpeed(5'540, 13'850), Page2A(1), 0, 13'850},
         {"the speed falls", 0, list, CurrentSpeed(5'540, 2'770), Page2A(1), 0, 5'540},
         {"zones", 0, list, zones, Page2A(1), 0, 8'310},
-        {"nothing but a header", 0, list, GoodAnswer(Performance({}, 4)), Page2A(7), 0, 7},
+        {"nothing but a header", 0, list, Performance({}, 4), Page2A(7), 0, 7},
         {"an odd length", 0, list, odd, Page2A(7), 0, 7},
         {"the wish is set already", 4, list, at5540, Page2A(1), 5'540, 5'540},
         {"no list", 8, none, at5540, Page2A(1), -1, 0},
@@ -250,15 +231,14 @@ TEST(DvdSpeedTest, CurrentSpeedIsAskedOfThePageToo) {
         {"the page has a lower one", 8, list, at5540, Page2A(5'540), 11'080, 11'080},
         {"the page has a higher one", 8, list, at5540, Page2A(16'620), 11'080, 16'620},
         {"the page has 0", 8, list, at5540, Page2A(0), 11'080, 11'080},
-        {"the page has one that can't be", 8, list, at5540, Page2A(1'351), 0, 1'351,
-         "failed to change write speed"},
+        {"it can't be", 8, list, at5540, Page2A(1'351), 0, 1'351, "failed to change write speed"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         DvdBench bench(0x11);
         bench.port.Always(kList, c.list);
         bench.port.Always(kCurrent, c.current);
-        bench.port.Always(ModePage(0x2A), GoodAnswer(c.page));
+        bench.port.Always(ModePage(0x2A), c.page);
         bench.drive.m_dSpeedFactor = c.wish;
         Bytes page = c.page;
         int aimed = 0;
@@ -269,37 +249,32 @@ TEST(DvdSpeedTest, CurrentSpeedIsAskedOfThePageToo) {
                   c.text);
         EXPECT_EQ(aimed, c.aimed);
         EXPECT_EQ(bench.drive.m_nVelocity, c.velocity);
-        EXPECT_EQ(bench.Trace().back() == "AC 04 00 00 00 00 00 00 00 03",
-                  c.current.data == zones.data);
-        EXPECT_EQ(bench.port.Sent(mmc::kSetStreaming).size(), c.wish == 8 && aimed >= 0 ? 1u : 0u);
+        EXPECT_EQ(bench.Trace().back() == "AC 04 00 00 00 00 00 00 00 03", c.current.data == zones);
+        EXPECT_EQ(bench.port.Sent(kSetStreaming).size(), c.wish == 8 && aimed >= 0 ? 1u : 0u);
     }
 }
 
 TEST(DvdSpeedTest, EachFailureHasItsText) {
     const Bytes tight = ModeAnswer(Bytes(29), 8); // one byte less than is needed
-    const ScriptedAnswer refused = SenseAnswer(0x52400);
+    const Reply refused = Sense(0x52400);
     struct {
         const char* text;
         uint16_t question;
-        std::vector<ScriptedAnswer> answers;
+        std::vector<Reply> answers;
     } const cases[] = {
         {"internal error #1001", ModePage(0x2A), {refused}},
-        {"internal error #1002", ModePage(0x2A), {GoodAnswer(tight)}},
-        {"internal error #1003", ModePage(0x2A), {GoodAnswer(Page2A(0)), refused}},
+        {"internal error #1002", ModePage(0x2A), {tight}},
+        {"internal error #1003", ModePage(0x2A), {Page2A(0), refused}},
         {"drive speed detection problem", kList, {WriteSpeeds({5'540, 11'080}), refused}},
-        {"drive speed change problem",
-         kCurrent,
-         {GoodAnswer(Performance({{1, 2}, {1, 2}}, 4)), refused}},
-        {"drive speed change failure", mmc::kSetStreaming, {refused}},
-        {"internal error #1004",
-         ModePage(0x2A),
-         {GoodAnswer(Page2A(0)), GoodAnswer(Page2A(0)), refused}},
+        {"drive speed change problem", kCurrent, {Performance({{1, 2}, {1, 2}}, 4), refused}},
+        {"drive speed change failure", kSetStreaming, {refused}},
+        {"internal error #1004", ModePage(0x2A), {Page2A(0), Page2A(0), refused}},
     };
     for (const auto& c : cases) {
         DvdBench bench(0x1A);
         bench.port.Always(kList, WriteSpeeds({5'540, 11'080}));
         bench.port.Always(kCurrent, CurrentSpeed(5'540, 5'540));
-        for (const ScriptedAnswer& answer : c.answers)
+        for (const Reply& answer : c.answers)
             bench.port.Queue(c.question, answer);
         bench.drive.m_dSpeedFactor = 8;
         EXPECT_EQ(FailureOf([&] { bench.drive.PrepareDvdRecording(bench.command, 0x1A); }), c.text);

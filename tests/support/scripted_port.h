@@ -38,30 +38,27 @@ struct SentCommand {
     int letterIndex = 0;
 };
 
-struct ScriptedAnswer {
+// What answers a command: as data alone with good status.
+struct Reply {
+    Reply(Bytes bytes = {}, PortCompletion completed = {})
+        : data(std::move(bytes)), completion(completed) {}
+
     Bytes data; // copied to the host's buffer as far as both reach
     PortCompletion completion;
 };
 
-// Good status with this data; a shorter answer is padded with zeros to `length`.
-inline ScriptedAnswer GoodAnswer(Bytes data = {}, size_t length = 0) {
-    if (data.size() < length)
-        data.resize(length);
-    return {std::move(data), {}};
-}
-
 // Sense of this code, (sense key << 16) | (ASC << 8) | ASCQ.
-inline ScriptedAnswer SenseAnswer(int code, Bytes data = {}) {
+inline Reply Sense(int code, Bytes data = {}) {
     return {std::move(data),
             CheckCondition(static_cast<uint8_t>(code >> 16), static_cast<uint8_t>(code >> 8),
                            static_cast<uint8_t>(code))};
 }
 
 // The device never answered.
-inline ScriptedAnswer FailedAnswer(PortError error = PortError::TimedOut) {
-    ScriptedAnswer answer;
-    answer.completion.error = error;
-    return answer;
+inline Reply NoReply(PortError error = PortError::TimedOut) {
+    Reply reply;
+    reply.completion.error = error;
+    return reply;
 }
 
 // What a command asks: its operation code, with a second number where one code asks many things.
@@ -77,7 +74,7 @@ constexpr uint16_t PerformanceData(uint8_t type) {
 
 class ScriptedPort final : public IScsiPort {
   public:
-    using Handler = std::function<std::optional<ScriptedAnswer>(const SentCommand& command)>;
+    using Handler = std::function<std::optional<Reply>(const SentCommand& command)>;
 
     struct Drive {
         PortAddress address;
@@ -95,11 +92,8 @@ class ScriptedPort final : public IScsiPort {
                     const std::string& product = "WRITER ONE") {
         Drive& drive = m_drives[letterIndex];
         drive.address = address;
-        drive.inquiry = Bytes(36, 0);
-        drive.inquiry[0] = 5;
-        drive.inquiry[1] = 0x80;
-        drive.inquiry[4] = 31;
-        std::fill(drive.inquiry.begin() + 8, drive.inquiry.end(), ' ');
+        drive.inquiry = {5, 0x80, 0, 0, 31, 0, 0, 0};
+        drive.inquiry.resize(36, ' ');
         std::copy_n(vendor.begin(), std::min<size_t>(vendor.size(), 8), drive.inquiry.begin() + 8);
         std::copy_n(product.begin(), std::min<size_t>(product.size(), 16),
                     drive.inquiry.begin() + 16);
@@ -107,18 +101,17 @@ class ScriptedPort final : public IScsiPort {
         return drive;
     }
     Drive& DriveAt(int letterIndex) { return m_drives.at(letterIndex); }
-    void RemoveDrive(int letterIndex) { m_drives.erase(letterIndex); }
 
     void OnCommand(Handler handler) { m_handler = std::move(handler); }
     // To an operation code, or to one of the questions above, which goes first.
-    void Queue(uint16_t question, ScriptedAnswer answer, int times = 1) {
+    void Queue(uint16_t question, Reply answer, int times = 1) {
         m_queued[question].insert(m_queued[question].end(), static_cast<size_t>(times), answer);
     }
-    void Always(uint16_t question, ScriptedAnswer answer) {
+    void Always(uint16_t question, Reply answer) {
         m_standing[question] = std::move(answer);
     }
     // To the command at this place since the last Clear, counted from 0.
-    void AnswerNth(size_t place, ScriptedAnswer answer) {
+    void AnswerNth(size_t place, Reply answer) {
         m_nPlace = place;
         m_atPlace = std::move(answer);
     }
@@ -180,11 +173,7 @@ class ScriptedPort final : public IScsiPort {
         Device(ScriptedPort& port, int letterIndex) : m_port(port), m_letterIndex(letterIndex) {}
         Device(const Device&) = delete;
         Device& operator=(const Device&) = delete;
-        ~Device() override {
-            const auto found = m_port.m_drives.find(m_letterIndex);
-            if (found != m_port.m_drives.end())
-                --found->second.live;
-        }
+        ~Device() override { --m_port.DriveAt(m_letterIndex).live; }
         PortCompletion Execute(const PortRequest& request) override {
             return m_port.Run(m_letterIndex, request);
         }
@@ -211,7 +200,7 @@ class ScriptedPort final : public IScsiPort {
             sent.dataOut.assign(bytes, bytes + request.length);
         }
         m_sent.push_back(sent);
-        const ScriptedAnswer answer = AnswerTo(sent);
+        const Reply answer = AnswerTo(sent);
         if (request.direction == PortDirection::In && request.data != nullptr)
             std::copy_n(answer.data.begin(), std::min<size_t>(answer.data.size(), request.length),
                         static_cast<uint8_t*>(request.data));
@@ -231,19 +220,19 @@ class ScriptedPort final : public IScsiPort {
         }
     }
 
-    ScriptedAnswer AnswerTo(const SentCommand& sent) {
+    Reply AnswerTo(const SentCommand& sent) {
         if (m_sent.size() == m_nPlace + 1)
             return m_atPlace;
         if (m_handler) {
-            if (std::optional<ScriptedAnswer> answer = m_handler(sent))
+            if (std::optional<Reply> answer = m_handler(sent))
                 return *answer;
         }
         const uint16_t questions[] = {QuestionOf(sent.cdb), sent.cdb[0]};
         for (const uint16_t question : questions) {
-            if (std::deque<ScriptedAnswer>& queue = m_queued[question]; !queue.empty()) {
-                ScriptedAnswer answer = std::move(queue.front());
+            if (std::deque<Reply>& queue = m_queued[question]; !queue.empty()) {
+                const Reply reply = queue.front();
                 queue.pop_front();
-                return answer;
+                return reply;
             }
         }
         for (const uint16_t question : questions) {
@@ -253,17 +242,16 @@ class ScriptedPort final : public IScsiPort {
         constexpr uint8_t kInquiry = 0x12;
         if (sent.cdb[0] == kInquiry) {
             const Drive& drive = DriveAt(sent.letterIndex);
-            return drive.answersInquiry ? GoodAnswer(drive.inquiry)
-                                        : FailedAnswer(PortError::Failed);
+            return drive.answersInquiry ? Reply(drive.inquiry) : NoReply(PortError::Failed);
         }
         return {};
     }
 
     std::map<int, Drive> m_drives;
-    std::map<uint16_t, std::deque<ScriptedAnswer>> m_queued;
-    std::map<uint16_t, ScriptedAnswer> m_standing;
+    std::map<uint16_t, std::deque<Reply>> m_queued;
+    std::map<uint16_t, Reply> m_standing;
     size_t m_nPlace = SIZE_MAX;
-    ScriptedAnswer m_atPlace;
+    Reply m_atPlace;
     Handler m_handler;
     std::vector<SentCommand> m_sent;
     std::vector<int> m_locked;
