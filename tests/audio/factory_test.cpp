@@ -4,7 +4,6 @@
 #include "audio/memory_reader.h"
 #include "audio/probe.h"
 #include "audio/source_limits.h"
-#include "platform/byte_order.h"
 #include "support/memory_files.h"
 
 #include <gtest/gtest.h>
@@ -118,43 +117,37 @@ TEST(AudioFactory, RefusesByNameWhatNoChainCanHold) {
 // What is no PCM would be noise; the extensible form of "fmt " is common and may be PCM. The queue
 // shows a length for the plain form alone.
 TEST(AudioFactory, WritesWavFilesOfPcmAlone) {
-    const Bytes pcmGuid = {1, 0, 0, 0, 0, 0, 16, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
-    Bytes aLawGuid = pcmGuid;
-    aLawGuid[0] = 6;
-    Bytes foreignGuid = pcmGuid;
-    foreignGuid[15] = 0;
+    const auto guid = [](uint8_t first, uint8_t last) {
+        return Bytes{first, 0, 0, 0, 0, 0, 16, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, last};
+    };
     const std::string notPcm = "Cannot write a.wav: its samples are not PCM.";
     const struct {
         uint16_t tag;
-        int bits;
+        uint8_t bits;
         Bytes subFormat; // makes the "fmt " chunk the extensible one
         std::string text;
     } cases[] = {
         {1, 16, {}, "(none)"},
         {1, 24, {}, "Internal error #293."},
-        {1, 32, {}, "Internal error #293."},
-        {6, 8, {}, notPcm},     // A-law
-        {7, 8, {}, notPcm},     // mu-law
-        {0x55, 16, {}, notPcm}, // MPEG layer III
-        {3, 32, {}, "Internal error #293."},
-        {0xFFFE, 16, pcmGuid, "(none)"},
-        {0xFFFE, 8, pcmGuid, "(none)"},
-        {0xFFFE, 8, aLawGuid, notPcm},
-        {0xFFFE, 16, foreignGuid, notPcm},
+        {3, 32, {}, "Internal error #293."}, // floats
+        {6, 8, {}, notPcm},                  // A-law
+        {0x55, 16, {}, notPcm},              // MPEG layer III
+        {0xFFFE, 16, guid(1, 0x71), "(none)"},
+        {0xFFFE, 8, guid(1, 0x71), "(none)"},
+        {0xFFFE, 8, guid(6, 0x71), notPcm},
+        {0xFFFE, 16, guid(1, 0), notPcm},
         {0xFFFE, 16, {}, notPcm},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.tag << ' ' << c.bits << ' ' << c.subFormat.size());
-        MemoryFiles files(Encoded(".wav", MakeTones(588, {.bits = c.bits})));
-        Bytes& wav = files.m_bytes;
-        StoreLe32(&wav[20], uint32_t{c.tag} | 2U << 16); // and two channels
+        Bytes format =
+            Le32(c.tag | 2U << 16) + Le32(44100) + Le32(0) + Le32(uint32_t{c.bits} << 16);
         if (!c.subFormat.empty()) {
             // Its own size, the valid bits and the speakers stand in front.
-            const Bytes extension = Bytes{22, 0, 0, 0, 0, 0, 0, 0} + c.subFormat;
-            wav.insert(wav.begin() + 36, extension.begin(), extension.end());
-            StoreLe32(&wav[16], 40);
-            StoreLe32(&wav[4], static_cast<uint32_t>(wav.size() - 8));
+            format = format + Bytes{22, 0, 0, 0, 0, 0, 0, 0} + c.subFormat;
         }
+        MemoryFiles files(Chunk("RIFF", Text("WAVE") + Chunk("fmt ", format) +
+                                            Chunk("data", Bytes(147 * c.bits))));
         std::unique_ptr<CReader> chain;
         EXPECT_EQ(FailureOf([&] { chain = CreateAudioReader(u"/a.wav", files); }), c.text);
         EXPECT_EQ(chain != nullptr && Drain(*chain).size() == 2352, c.text == "(none)");

@@ -18,12 +18,10 @@ struct SourceFormat {
 
 class MemoryReader final : public CReader {
   public:
-    // Claims `claimed` bytes, or what it has if that is negative, and gives at most `most` bytes
-    // in one read.
-    MemoryReader(std::vector<uint8_t> bytes, SourceFormat format, int32_t claimed = -1,
-                 uint32_t most = UINT32_MAX)
+    // Gives at most `most` bytes in one read.
+    MemoryReader(std::vector<uint8_t> bytes, SourceFormat format, uint32_t most = UINT32_MAX)
         : m_bytes(std::move(bytes)), m_nMost(most) {
-        m_nLength = claimed < 0 ? static_cast<int32_t>(m_bytes.size()) : claimed;
+        m_nLength = static_cast<int32_t>(m_bytes.size());
         m_nSampleRate = format.rate;
         m_nChannels = format.channels;
         m_nBits = format.bits;

@@ -9,11 +9,11 @@
 #include "audio/stages/resampler.h"
 
 #include <cstdlib>
+#include <exception>
 #include <gtest/gtest.h>
 #include <limits>
 #include <new>
 #include <pthread.h>
-#include <stdexcept>
 
 namespace {
 
@@ -89,25 +89,20 @@ TEST(PipedReader, TellsThatItHasNoPipeOrNoThread) {
 // Gives four bytes and fails with an exception.
 class FailingReader final : public CPipedReader {
   public:
-    explicit FailingReader(void (*fail)()) : m_fail(fail) { StartDecoder("no pipe", "no thread"); }
+    FailingReader() { StartDecoder("no pipe", "no thread"); }
     ~FailingReader() override { StopDecoder(); }
 
   private:
     void Decode() override {
         WritePcm("abcd", 4);
-        m_fail();
+        throw std::exception();
     }
-
-    void (*m_fail)();
 };
 
 TEST(PipedReader, AnExceptionOfTheDecoderEndsTheStreamAndNoMore) {
-    for (const auto fail :
-         {+[] { throw std::bad_alloc(); }, +[] { throw std::runtime_error("of another mind"); }}) {
-        FailingReader reader(fail);
-        EXPECT_EQ(Drain(reader), Bytes({'a', 'b', 'c', 'd'}));
-        EXPECT_TRUE(Drain(reader).empty());
-    }
+    FailingReader reader;
+    EXPECT_EQ(Drain(reader), Text("abcd"));
+    EXPECT_TRUE(Drain(reader).empty());
 }
 
 } // namespace

@@ -19,7 +19,7 @@ using Samples = std::vector<int16_t>;
 Samples Resampled(const Samples& in, int rate, int channels, uint32_t most = UINT32_MAX) {
     CResampler stage(
         std::make_unique<MemoryReader>(PackSamples({in.begin(), in.end()}, 16),
-                                       SourceFormat{.rate = rate, .channels = channels}, -1, most),
+                                       SourceFormat{.rate = rate, .channels = channels}, most),
         44100);
     EXPECT_NEAR(stage.m_nLength, static_cast<double>(in.size()) * 2 * 44100 / rate, 1);
     EXPECT_EQ(stage.m_nSampleRate, 44100);
