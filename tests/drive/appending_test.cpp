@@ -161,21 +161,17 @@ TEST(DescriptorUpdateTest, OnlyDescriptorsThatAgreeInPositionAndTypeAreReplaced)
 TEST(DescriptorUpdateTest, SaysWhatWentWrong) {
     const char* const lost =
         "unable to update volume descriptors, added data may be not accessible";
-    struct {
-        uint32_t profile;
-        size_t failing; // index of the command
-        const char* text;
-    } const cases[] = {
+    const std::tuple<uint32_t, size_t, const char*> cases[] = {
         {0x1A, 0, "internal error #1008"}, {0x1A, 1, "internal error #1008"},
         {0x1A, 2, "internal error #1008"}, {0x13, 1, "internal error #1008"},
         {0x13, 2, "internal error #1008"}, {0x1A, 3, "disk read error"},
         {0x12, 0, "disk read error"},      {0x1A, 4, lost},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.profile << " " << c.failing);
-        UpdateBench bench(c.profile);
-        bench.port.AnswerNth(c.failing, Sense(0x30C00));
-        EXPECT_EQ(bench.Update(), c.text);
+    for (const auto& [profile, failing, text] : cases) {
+        SCOPED_TRACE(testing::Message() << profile << " " << failing);
+        UpdateBench bench(profile);
+        bench.port.AnswerNth(failing, Sense(0x30C00));
+        EXPECT_EQ(bench.Update(), text);
         EXPECT_TRUE(bench.drive.m_bStopAfterFinish);
     }
 }

@@ -30,12 +30,7 @@ struct ChunkBench : DvdBench {
 
 TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
     const Lines whole = {"2A 00 00 12 34 20 00 00 10 @60"};
-    struct {
-        bool written;
-        uint32_t nextWritable;
-        int result;
-        Lines trace;
-    } const cases[] = {
+    const std::tuple<bool, uint32_t, int, Lines> cases[] = {
         {false, 0x123430, kWhole, {}},
         {false, 0x123500, kWhole, {}},
         {false, 0x12342F, 2048, {"2A 00 00 12 34 2F 00 00 01 @60"}},
@@ -49,17 +44,17 @@ TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
         EXPECT_EQ(never.drive.WriteDvdChunk(never.chunk.data(), offset), -1);
     EXPECT_EQ(never.Write(0x100000000), -1);
     EXPECT_TRUE(never.port.Sent().empty());
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.nextWritable);
+    for (const auto& [written, nextWritable, result, trace] : cases) {
+        SCOPED_TRACE(nextWritable);
         ChunkBench bench;
-        bench.drive.m_bMediaWritten = c.written;
-        bench.drive.m_nNextWriteAddress = c.nextWritable;
-        EXPECT_EQ(bench.Write(0x123420), c.result);
-        EXPECT_EQ(bench.Trace(), c.trace);
-        EXPECT_EQ(bench.drive.m_bMediaWritten, !c.trace.empty());
-        EXPECT_EQ(bench.drive.m_nNextWriteAddress, c.trace.empty() ? c.nextWritable : 0x123430u);
+        bench.drive.m_bMediaWritten = written;
+        bench.drive.m_nNextWriteAddress = nextWritable;
+        EXPECT_EQ(bench.Write(0x123420), result);
+        EXPECT_EQ(bench.Trace(), trace);
+        EXPECT_EQ(bench.drive.m_bMediaWritten, !trace.empty());
+        EXPECT_EQ(bench.drive.m_nNextWriteAddress, trace.empty() ? nextWritable : 0x123430u);
         for (const SentCommand& sent : bench.port.Sent())
-            EXPECT_EQ(sent.dataOut, Bytes(bench.chunk.end() - c.result, bench.chunk.end()));
+            EXPECT_EQ(sent.dataOut, Bytes(bench.chunk.end() - result, bench.chunk.end()));
     }
 }
 
@@ -142,23 +137,19 @@ TEST(DvdChunkTest, FlushesTheCacheOfADriveInTheMiddleOfSomething) {
 }
 
 TEST(DvdChunkTest, OtherErrorsFailAtOnceAndOnlyADlDiscForgetsThatItWasWritten) {
-    struct {
-        uint32_t profile;
-        Reply answer;
-        bool writtenAfter;
-    } const cases[] = {
+    const std::tuple<uint32_t, Reply, bool> cases[] = {
         {0x1B, Sense(0x30C00), true},  {0x1B, NoReply(), true},
         {0x1A, Sense(0x52100), true},  {0x2B, Sense(0x52100), true},
         {0x2B, Sense(0x30C00), false}, {0x2B | MEDIA_BLANK, Sense(0x72700), false},
         {0x2B, NoReply(), false},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.profile << " " << int{c.answer.completion.sense[12]});
-        ChunkBench bench(c.profile);
-        bench.port.Queue(kWrite10, c.answer);
+    for (const auto& [profile, reply, writtenAfter] : cases) {
+        SCOPED_TRACE(testing::Message() << profile << " " << int{reply.completion.sense[12]});
+        ChunkBench bench(profile);
+        bench.port.Queue(kWrite10, reply);
         EXPECT_EQ(bench.Write(0), -1);
         EXPECT_EQ(bench.port.Sent().size(), 1u);
-        EXPECT_EQ(bench.drive.m_bMediaWritten, c.writtenAfter);
+        EXPECT_EQ(bench.drive.m_bMediaWritten, writtenAfter);
     }
 }
 
@@ -191,20 +182,16 @@ TEST(DvdChunkTest, WritingInOneGoWaitsLongerUntilTheDriveHasPaused) {
 }
 
 TEST(DvdChunkTest, ACancelEndsEveryWaitButNoChunkThatTheDriveTakes) {
-    struct {
-        int code;
-        int32_t velocity;
-        uint32_t freeKB;
-    } const cases[] = {
+    const std::tuple<int, int32_t, uint32_t> cases[] = {
         {kLongWrite, 1385, 0}, {kLongWrite, 1385, 512}, {kLongWrite, 0, 0},   {0x20401, 1385, 0},
         {0x20404, 1385, 0},    {0x20407, 1385, 0},      {0x52C00, 1385, 512},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.code << " " << c.velocity << " " << c.freeKB);
+    for (const auto& [code, velocity, freeKB] : cases) {
+        SCOPED_TRACE(testing::Message() << code << " " << velocity << " " << freeKB);
         ChunkBench bench(0x2B);
-        bench.drive.m_nVelocity = c.velocity;
-        bench.SetBuffer(512, c.freeKB);
-        bench.port.Always(kWrite10, Sense(c.code));
+        bench.drive.m_nVelocity = velocity;
+        bench.SetBuffer(512, freeKB);
+        bench.port.Always(kWrite10, Sense(code));
         const CancelFunctor cancel([&bench] { return bench.clock.TotalSleep() >= 20'000; });
         const CancelScope scope(bench.drive, &cancel);
         EXPECT_EQ(bench.Write(0), kChunkCancelled);

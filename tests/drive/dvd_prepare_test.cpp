@@ -122,19 +122,17 @@ TEST(DvdPrepareTest, TakesNoAddressThatIsNotVouchedForAndReservesNothingWithoutA
 }
 
 TEST(DvdPrepareTest, FindsTheDrivesBufferOnPage2A) {
-    struct {
-        uint8_t pageLength;
-        uint32_t bufferKB, expected;
-    } const cases[] = {{30, 2048, 2048}, {30, 511, 512}, {12, 8192, 8192}, {11, 8192, 512}};
-    for (const auto& c : cases) {
+    const std::tuple<uint8_t, uint32_t, uint32_t> cases[] = {
+        {30, 2048, 2048}, {30, 511, 512}, {12, 8192, 8192}, {11, 8192, 512}};
+    for (const auto& [length, bufferKB, expected] : cases) {
         DvdBench bench(0x12);
-        Bytes page = Answer(32, {{0, 0x2A}, {1, c.pageLength}, {12, c.bufferKB, 2}});
-        page.resize(c.pageLength + size_t{2});
+        Bytes page = Answer(32, {{0, 0x2A}, {1, length}, {12, bufferKB, 2}});
+        page.resize(length + size_t{2});
         bench.SetPage2A(page);
         bench.drive.PrepareDvdMedia(0);
-        EXPECT_EQ(bench.drive.m_nDriveBufferKB, c.expected);
+        EXPECT_EQ(bench.drive.m_nDriveBufferKB, expected);
         // The time for half of it, at the lowest speed if there is no other.
-        EXPECT_EQ(bench.drive.m_nPollDelayMs, c.expected * 500 / 1352);
+        EXPECT_EQ(bench.drive.m_nPollDelayMs, expected * 500 / 1352);
     }
 }
 

@@ -233,25 +233,20 @@ TEST(DvdOpenTest, AcceptsWhatCanBeRecordedAndForgetsTheRecordingBefore) {
 
 TEST(DvdOpenTest, AnAppendNeedsAnIsoVolume) {
     const Bytes descriptor = BlocksOf(VolumeStream(17, 1000), 16, 1);
-    struct {
-        const char* what;
-        uint8_t formatted; // descriptor type of the current capacity
-        Reply block16;
-        const char* text;
-    } const cases[] = {
+    const std::tuple<const char*, uint8_t, Reply, const char*> cases[] = {
         {"blank", 1, descriptor, "unable to read previous session"},
         {"unreadable", 2, Sense(0x31100), "unable to read previous session"},
         {"no volume", 2, Bytes(kBlock), "previous session is not iso9660"},
         {"a volume", 2, descriptor, ""},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [what, formatted, block16, text] : cases) {
+        SCOPED_TRACE(what);
         RecordingBench bench(0x1A);
         bench.SetDiscInfo(Answer(32, {{2, 1}}));
-        bench.SetFormats({{2'295'104, c.formatted}, {2'295'104, 0x26}});
-        bench.port.Always(kRead10, c.block16);
-        EXPECT_EQ(FailureOf([&] { bench.drive.OpenDvdForWriting(false, -1.0); }), c.text);
-        const bool appends = c.text[0] == '\0';
+        bench.SetFormats({{2'295'104, formatted}, {2'295'104, 0x26}});
+        bench.port.Always(kRead10, block16);
+        EXPECT_EQ(FailureOf([&] { bench.drive.OpenDvdForWriting(false, -1.0); }), text);
+        const bool appends = text[0] == '\0';
         EXPECT_EQ(bench.drive.m_nPreviousStart, appends ? 16 : 0);
         EXPECT_EQ(bench.drive.m_nNextStart, appends ? 1008 : 0);
         EXPECT_EQ(bench.drive.m_nSessionStart, appends ? 1008 : 0);

@@ -280,43 +280,35 @@ TEST(IdentifyMediaTest, OpenTrayIsLoadedOnceAndTheWaitHasAnEnd) {
     EXPECT_EQ(bench.drive.IdentifyMedia(), 9u);
     EXPECT_EQ(bench.Trace(), (Lines{"46 00 00 00 00 00 00 00 08", "00", "1B 00 00 00 03", "00",
                                     "00", "46 00 00 00 00 00 00 00 08"}));
-    struct {
-        Reply empty, loaded; // what TEST UNIT READY tells
-        size_t loads;
-        int64_t sleep;
-    } const cases[] = {
+    const std::tuple<Reply, Reply, size_t, int64_t> cases[] = {
         {Sense(0x23A00), Sense(0x23A00), 1, 1000},    // still no disc: none it is
         {Sense(0x23A00), Sense(0x23002), 1, 120'000}, // one that can't be read
         {Sense(0x20401), Sense(0x20401), 0, 0},
         {NoReply(), Sense(0x23A00), 0, 0},
     };
-    for (const auto& c : cases) {
+    for (const auto& [empty, loaded, loads, sleep] : cases) {
         ScriptedDrive none;
         none.port.Always(Feature(0), ProfileAnswer(0));
-        none.port.Queue(kTestUnitReady, c.empty);
-        none.port.Always(kTestUnitReady, c.loaded);
+        none.port.Queue(kTestUnitReady, empty);
+        none.port.Always(kTestUnitReady, loaded);
         EXPECT_EQ(none.drive.IdentifyMedia(), 0u);
-        EXPECT_EQ(none.port.Sent(kStartStopUnit).size(), c.loads);
-        EXPECT_EQ(none.clock.TotalSleep(), c.sleep);
+        EXPECT_EQ(none.port.Sent(kStartStopUnit).size(), loads);
+        EXPECT_EQ(none.clock.TotalSleep(), sleep);
     }
 }
 
 TEST(IdentifyMediaTest, EachFailureHasItsText) {
-    struct {
-        const char* text;
-        uint16_t question;
-        Reply reply;
-    } const cases[] = {
+    const std::tuple<const char*, uint16_t, Reply> cases[] = {
         {"not a DVD drive", Feature(0), Sense(0x52000)},
         {"cannot close tray", kStartStopUnit, Sense(0x45300)},
         {"cannot read disk information", kReadDiscInformation, Sense(0x23A00)},
         {"cannot detect disk format", kReadFormatCapacities, FormatsAnswer({{1, 2}})}, // no format
     };
-    for (const auto& c : cases) {
-        DvdBench bench(c.question == kStartStopUnit ? 0 : 0x1A);
+    for (const auto& [text, question, reply] : cases) {
+        DvdBench bench(question == kStartStopUnit ? 0 : 0x1A);
         bench.port.Always(kTestUnitReady, Sense(0x23A00));
-        bench.port.Always(c.question, c.reply);
-        EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), c.text);
+        bench.port.Always(question, reply);
+        EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), text);
     }
     DvdBench bench(0x1A);
     bench.transport.m_Devices[2].abyInquiry[0] = 4;
@@ -328,11 +320,7 @@ TEST(IdentifyMediaTest, EachFailureHasItsText) {
 TEST(IsoVolumeTest, NeedsADiscAndAPrimaryDescriptor) {
     const Bytes volume = {1, 'C', 'D', '0', '0', '1', 1};
     const Bytes written = DiscInfo(1);
-    struct {
-        const char* name;
-        Reply info, block;
-        bool has;
-    } const cases[] = {
+    const std::tuple<const char*, Reply, Reply, bool> cases[] = {
         {"volume", written, volume, true},
         {"blank", DiscInfo(0), volume, false},
         {"no disc", Sense(0x23A00, written), volume, false},
@@ -341,12 +329,12 @@ TEST(IsoVolumeTest, NeedsADiscAndAPrimaryDescriptor) {
         {"unreadable", written, Sense(0x31105, volume), false},
         {"no answer", written, NoReply(), false},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, info, block, hasVolume] : cases) {
+        SCOPED_TRACE(name);
         ScriptedDrive bench;
-        bench.port.Always(kReadDiscInformation, c.info);
-        bench.port.Always(kRead10, c.block);
-        EXPECT_EQ(bench.drive.HasIsoVolume(), c.has);
+        bench.port.Always(kReadDiscInformation, info);
+        bench.port.Always(kRead10, block);
+        EXPECT_EQ(bench.drive.HasIsoVolume(), hasVolume);
         EXPECT_EQ(bench.Trace()[0], "51 00 00 00 00 00 00 08");
         for (const SentCommand& sent : bench.port.Sent(kRead10))
             EXPECT_EQ(Trace({sent}), Lines{"28 00 00 00 00 10 00 00 01"});

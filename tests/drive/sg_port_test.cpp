@@ -199,23 +199,18 @@ TEST_F(SgPortTest, LockUnmountsTheDiscAndHoldsTheDeviceOnce) {
     const std::string others = "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n";
     const std::string mounted =
         others + "90 22 11:0 / /media/disc ro shared:5 - iso9660 /dev/cdrom ro\n";
-    struct {
-        const char* name;
-        std::string table;
-        bool unmountWorks;
-        size_t unmounts; // for two attempts
-    } const cases[] = {
+    const std::tuple<const char*, std::string, bool, size_t> cases[] = {
         {"mounted under another name", mounted, true, 1},
         {"the helper refuses", mounted, false, 2},
         {"not mounted", others, true, 0},
         {"another drive's disc", "90 22 11:01 / /m ro - iso9660 x ro\n", true, 0},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, table, unmountWorks, unmounts] : cases) {
+        SCOPED_TRACE(name);
         FakeKernel own;
         own.AddDrive(0, "1:0:0:0");
-        own.texts["/proc/self/mountinfo"] = c.table;
-        own.unmountWorks = c.unmountWorks;
+        own.texts["/proc/self/mountinfo"] = table;
+        own.unmountWorks = unmountWorks;
         {
             CSgPort ownPort(own);
             own.openErrors[O_RDONLY | O_EXCL] = EBUSY;
@@ -223,7 +218,7 @@ TEST_F(SgPortTest, LockUnmountsTheDiscAndHoldsTheDeviceOnce) {
             own.openErrors.clear();
             ownPort.LockAndDismount(2);
             ownPort.LockAndDismount(2);
-            EXPECT_EQ(own.unmounted, std::vector<std::string>(c.unmounts, "/dev/sr0"));
+            EXPECT_EQ(own.unmounted, std::vector<std::string>(unmounts, "/dev/sr0"));
             EXPECT_EQ(own.opened.size(), 2u);
             EXPECT_EQ(own.opened[0].second, O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC);
             EXPECT_EQ(own.live.size(), 1u);

@@ -257,11 +257,7 @@ TEST(DvdSpeedTest, CurrentSpeedIsAskedOfThePageToo) {
 TEST(DvdSpeedTest, EachFailureHasItsText) {
     const Bytes tight = ModeAnswer(Bytes(29), 8); // one byte less than is needed
     const Reply refused = Sense(0x52400);
-    struct {
-        const char* text;
-        uint16_t question;
-        std::vector<Reply> answers;
-    } const cases[] = {
+    const std::tuple<const char*, uint16_t, std::vector<Reply>> cases[] = {
         {"internal error #1001", ModePage(0x2A), {refused}},
         {"internal error #1002", ModePage(0x2A), {tight}},
         {"internal error #1003", ModePage(0x2A), {Page2A(0), refused}},
@@ -270,14 +266,14 @@ TEST(DvdSpeedTest, EachFailureHasItsText) {
         {"drive speed change failure", kSetStreaming, {refused}},
         {"internal error #1004", ModePage(0x2A), {Page2A(0), Page2A(0), refused}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, question, replies] : cases) {
         DvdBench bench(0x1A);
         bench.port.Always(kList, WriteSpeeds({5'540, 11'080}));
         bench.port.Always(kCurrent, CurrentSpeed(5'540, 5'540));
-        for (const Reply& answer : c.answers)
-            bench.port.Queue(c.question, answer);
+        for (const Reply& answer : replies)
+            bench.port.Queue(question, answer);
         bench.drive.m_dSpeedFactor = 8;
-        EXPECT_EQ(FailureOf([&] { bench.drive.PrepareDvdRecording(bench.command, 0x1A); }), c.text);
+        EXPECT_EQ(FailureOf([&] { bench.drive.PrepareDvdRecording(bench.command, 0x1A); }), text);
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);
     }
 }

@@ -83,8 +83,7 @@ TEST_F(DiscStoreTest, AKilledWriterOfADvdGoesOnAtTheNextEccBlock) {
     WriteUntilKilled([](Host& writer) { return writer.SelectDash({}); });
     ASSERT_EQ(host.SelectDash({}), kGood);
     ASSERT_EQ(host.NextWritable(), 640);
-    ASSERT_EQ(host.Write(640, Chunk(640)), kGood);
-    ASSERT_EQ(host.Close(2), kGood);
+    ExpectGood({host.Write(640, Chunk(640)), host.Close(2)});
     ExpectRead(608, Chunk(608));
     ExpectRead(kWritten, Bytes(10UL * 2048) + Chunk(640));
 }

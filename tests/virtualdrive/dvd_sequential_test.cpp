@@ -7,20 +7,15 @@ namespace {
 
 struct Kind {
     const char* name;
-    uint16_t profile;
-    uint32_t capacity;
-    std::set<uint16_t> features; // current while it can be written, beside reading
     bool isPlus;
     int32_t firstGap;
     int32_t nextGap;
 };
 
 const Kind kKinds[] = {
-    {"dvd-r", 0x11, 2'298'496, {0x21, 0x2F}, false, 16'384, 3'072},
-    {"dvd-rw", 0x14, 2'298'496, {0x21, 0x23, 0x2F}, false, 16'384, 3'072},
-    {"dvd-r-dl", 0x15, 4'171'712, {0x21, 0x2F}, false, 16'384, 3'072},
-    {"dvd+r", 0x1B, 2'295'104, {0x2B}, true, 2'048, 2'048},
-    {"dvd+r-dl", 0x2B, 4'173'824, {0x3B}, true, 2'048, 2'048},
+    {"dvd-r", false, 16'384, 3'072},    {"dvd-rw", false, 16'384, 3'072},
+    {"dvd-r-dl", false, 16'384, 3'072}, {"dvd+r", true, 2'048, 2'048},
+    {"dvd+r-dl", true, 2'048, 2'048},
 };
 
 class DvdSequentialTest : public DriveTest {
@@ -38,27 +33,6 @@ class DvdSequentialTest : public DriveTest {
         }
     }
 };
-
-TEST_F(DvdSequentialTest, BlankDiscsTellWhatTheyAre) {
-    OnEachKind(0, [this](const Kind& kind) {
-        EXPECT_EQ(host.Profile(), kind.profile);
-        std::set<uint16_t> features = kind.features;
-        features.insert({0x10, 0x1F});
-        EXPECT_EQ(host.CurrentFeatures(), features);
-        EXPECT_EQ(host.DiscStatus() & 0x0F, 0);
-        EXPECT_EQ((host.DiscStatus() & 16) != 0, kind.profile == 0x14) << "erasable";
-        ASSERT_EQ(host.TrackInformation(1, 1), kGood);
-        EXPECT_EQ(host.data[6], kind.isPlus ? 0x41 : 0x61) << "blank, mode 1, not fixed packets";
-        EXPECT_EQ(host.data[7], 1) << "next writable address, nothing recorded";
-        EXPECT_EQ(host.Data32(12), 0U);
-        EXPECT_EQ(host.Data32(16), kind.capacity) << "free blocks";
-        EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb);
-        EXPECT_EQ(host.Toc(0), kInvalidFieldInCdb);
-        EXPECT_EQ(host.Read(0, 1), kOutOfRange);
-        EXPECT_EQ(host.Close(2), kGood) << "nothing to close";
-        EXPECT_TRUE(host.FormatCapacities().starts_with(std::to_string(kind.capacity) + "/1"));
-    });
-}
 
 TEST_F(DvdSequentialTest, SessionsFollowWithTheirGaps) {
     OnEachKind(0, [this](const Kind& kind) {
@@ -86,8 +60,7 @@ TEST_F(DvdSequentialTest, SessionsFollowWithTheirGaps) {
         EXPECT_EQ(host.Read(third - 1, 1), kOutOfRange);
         ASSERT_EQ(host.WriteAll(third, Blocks(20, 3)), kGood);
         EXPECT_EQ(host.Read(third - 1, 1), kUnreadable) << "between the sessions";
-        ASSERT_EQ(host.Close(1, 0xFF), kGood);
-        ASSERT_EQ(host.Close(2), kGood);
+        ExpectGood({host.Close(1, 0xFF), host.Close(2)});
         EXPECT_EQ(host.NextWritable(), third + 32 + kind.nextGap);
         ASSERT_EQ(host.Toc(1), kGood);
         EXPECT_EQ(host.data[3], 2) << "the last complete session";
@@ -108,8 +81,7 @@ TEST_F(DvdSequentialTest, TheEndOfTheDisc) {
         EXPECT_EQ(host.Write(48, Blocks(17, 2)), kOutOfRange);
         EXPECT_EQ(host.Write(48, Blocks(16, 2)), kGood);
         EXPECT_EQ(host.Write(64, Blocks(1, 2)), kOutOfRange);
-        ASSERT_EQ(host.Close(2), kGood);
-        ASSERT_EQ(host.TrackInformation(1, 2), kGood);
+        ExpectGood({host.Close(2), host.TrackInformation(1, 2)});
         EXPECT_EQ(host.data[7] & 1, 0) << "no place for another session";
     });
 }
@@ -129,10 +101,9 @@ TEST_F(DvdSequentialTest, ClosedDiscsTakeNothing) {
         EXPECT_EQ(host.DiscStatus() & 0x0F, 0x0E) << "complete";
         EXPECT_EQ(host.Write(16, Blocks(16, 1)), kCannotWrite);
         EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb) << "no invisible track";
-        std::set<uint16_t> features = {0x10, 0x1F};
-        if (kind.profile == 0x14)
-            features.insert(0x23);
-        EXPECT_EQ(host.CurrentFeatures(), features);
+        const bool isRewritable = std::string(kind.name) == "dvd-rw";
+        EXPECT_EQ(host.CurrentFeatures(), isRewritable ? (std::set<uint16_t>{0x10, 0x1F, 0x23})
+                                                       : (std::set<uint16_t>{0x10, 0x1F}));
     });
 }
 
@@ -174,8 +145,7 @@ TEST_F(DvdSequentialTest, OneGoTakesWhatWasReserved) {
     ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
     for (const uint32_t blocks : {0U, 1025U, kAllBlocks})
         EXPECT_EQ(host.ReserveTrack(blocks), kInvalidFieldInCdb) << blocks;
-    ASSERT_EQ(host.ReserveTrack(50), kGood);
-    ASSERT_EQ(host.TrackInformation(1, 1), kGood);
+    ExpectGood({host.ReserveTrack(50), host.TrackInformation(1, 1)});
     EXPECT_EQ(host.data[6] & 0xF0, 0xC0) << "reserved and blank";
     EXPECT_EQ(host.Data32(16), 64U) << "whole ECC blocks";
     ASSERT_EQ(host.WriteAll(0, Blocks(32, 1)), kGood);
@@ -183,8 +153,7 @@ TEST_F(DvdSequentialTest, OneGoTakesWhatWasReserved) {
     EXPECT_EQ(host.Close(2), kSequenceError);
     ASSERT_EQ(host.SelectDash({}), kGood);
     EXPECT_EQ(host.Write(32, Blocks(16, 1)), kSequenceError) << "it must end as it began";
-    ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
-    ASSERT_EQ(host.WriteAll(32, Blocks(16, 2)), kGood);
+    ExpectGood({host.SelectDash(InOneGo()), host.WriteAll(32, Blocks(16, 2))});
     EXPECT_EQ(host.Write(48, Blocks(32, 2)), kOutOfRange) << "more than reserved";
     // The cache's last flush fills it up and closes the disc.
     ASSERT_EQ(host.SynchronizeCache(), kGood);
@@ -195,8 +164,7 @@ TEST_F(DvdSequentialTest, OneGoTakesWhatWasReserved) {
 
 TEST_F(DvdSequentialTest, PlusReservesTheNextTrack) {
     Load("dvd+r", 1024);
-    ASSERT_EQ(host.ReserveTrack(20), kGood);
-    ASSERT_EQ(host.WriteAll(0, Blocks(16, 1)), kGood);
+    ExpectGood({host.ReserveTrack(20), host.WriteAll(0, Blocks(16, 1))});
     EXPECT_EQ(host.ReserveTrack(16), kSequenceError) << "the track is open";
     EXPECT_EQ(host.Write(16, Blocks(17, 1)), kOutOfRange) << "more than reserved";
     ASSERT_EQ(host.Close(1, 1), kGood);
@@ -215,15 +183,13 @@ TEST_F(DvdSequentialTest, OneGoWantsABlankDisc) {
     const int32_t next = host.NextWritable();
     EXPECT_EQ(host.Write(next, Blocks(16, 1)), kIllegalMode);
     EXPECT_EQ(host.ReserveTrack(16), kSequenceError);
-    ASSERT_EQ(host.SelectDash({}), kGood);
-    EXPECT_EQ(host.Write(next, Blocks(16, 1)), kGood);
+    ExpectGood({host.SelectDash({}), host.Write(next, Blocks(16, 1))});
 }
 
 TEST_F(DvdSequentialTest, ACutOffRecordingInOneGoIsDamaged) {
     Load("dvd-r");
-    ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
-    ASSERT_EQ(host.ReserveTrack(64), kGood);
-    ASSERT_EQ(host.WriteAll(0, Blocks(20, 1)), kGood);
+    ExpectGood(
+        {host.SelectDash(InOneGo()), host.ReserveTrack(64), host.WriteAll(0, Blocks(20, 1))});
     Reload();
     ASSERT_EQ(host.TrackInformation(1, 1), kGood);
     EXPECT_EQ(host.data[5] & 0x20, 0x20);
@@ -242,8 +208,7 @@ TEST_F(DvdSequentialTest, ACutOffRecordingInOneGoIsDamaged) {
 
 TEST_F(DvdSequentialTest, AMinimallyBlankedDiscTakesOneGoOnly) {
     Load("dvd-rw");
-    ASSERT_EQ(host.SelectDash({}), kGood);
-    ASSERT_EQ(host.WriteAll(0, Blocks(16, 1)), kGood);
+    ExpectGood({host.SelectDash({}), host.WriteAll(0, Blocks(16, 1))});
     EXPECT_EQ(host.Blank(5), kInvalidFieldInCdb);
     ASSERT_EQ(host.Blank(1), kGood);
     EXPECT_FALSE(std::filesystem::exists(File("track-01.iso")));

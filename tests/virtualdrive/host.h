@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <initializer_list>
 #include <set>
 #include <string>
 #include <vector>
@@ -277,6 +278,10 @@ class DriveTest : public ::testing::Test {
     void Reload() {
         ASSERT_TRUE(drive.Insert(Disc()));
         EXPECT_EQ(host.TestUnitReady(), kNewMedium);
+    }
+    // That commands, sent in this order, succeed.
+    static void ExpectGood(std::initializer_list<int> codes) {
+        EXPECT_EQ(std::vector<int>(codes), std::vector<int>(codes.size(), kGood));
     }
     void ExpectRead(int32_t block, const Bytes& bytes) {
         ASSERT_EQ(host.Read(block, static_cast<uint16_t>(bytes.size() / 2048)), kGood) << block;

@@ -109,8 +109,7 @@ TEST_F(RefereeTest, OfALockedDoor) {
     EXPECT_TRUE(drive.IsDoorLocked());
     EXPECT_EQ(host.Eject(), kDoorLocked);
     EXPECT_TRUE(drive.HasDisc());
-    ASSERT_EQ(host.LockDoor(false), kGood);
-    EXPECT_EQ(host.Eject(), kGood);
+    ExpectGood({host.LockDoor(false), host.Eject()});
     EXPECT_FALSE(drive.HasDisc());
     EXPECT_EQ(ejected, Disc());
 }

@@ -36,8 +36,7 @@ class SessionAtOnceTest : public DriveTest {};
 
 TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
     Load("cd-r");
-    ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
-    ASSERT_EQ(host.SendCueSheet(Sheet(DataSession(500))), kGood);
+    ExpectGood({host.SelectSessionAtOnce(), host.SendCueSheet(Sheet(DataSession(500)))});
     EXPECT_EQ(host.Write(0, Bytes(2048)), kInvalidAddress) << "the pre-gap comes first";
     EXPECT_EQ(host.SelectTrackAtOnce(), kGood);
     EXPECT_EQ(host.Write(-150, Bytes(2048)), kSequenceError) << "the sheet stands";
@@ -59,10 +58,8 @@ TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
 
 TEST_F(SessionAtOnceTest, FurtherSessionFollowsWhenAskedFor) {
     Load("cd-r");
-    ASSERT_EQ(host.SelectSessionAtOnce(3), kGood);
-    ASSERT_EQ(host.SendCueSheet(Sheet(DataSession(300))), kGood);
-    ASSERT_EQ(host.WriteAll(-150, Bytes(450UL * 2048)), kGood);
-    ASSERT_EQ(host.SynchronizeCache(), kGood);
+    ExpectGood({host.SelectSessionAtOnce(3), host.SendCueSheet(Sheet(DataSession(300))),
+                host.WriteAll(-150, Bytes(450UL * 2048)), host.SynchronizeCache()});
     EXPECT_EQ(host.DiscStatus(), 1);
     EXPECT_EQ(host.NextWritable(), 300 + 11'400);
     ASSERT_EQ(host.SelectTrackAtOnce(0), kGood);
@@ -88,8 +85,7 @@ TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
     EXPECT_EQ(host.Write(-150, Bytes(2048)), kDataPhase) << "2352 bytes to a block";
     ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2352), 2352), kGood);
     const Bytes music = Blocks(static_cast<uint32_t>(leadOut - 150), 7, 2352);
-    ASSERT_EQ(host.WriteAll(0, music, 2352), kGood);
-    ASSERT_EQ(host.SynchronizeCache(), kGood);
+    ExpectGood({host.WriteAll(0, music, 2352), host.SynchronizeCache()});
 
     Reload();
     EXPECT_EQ(ReadFileBytes(File("disc.bin")), music);
@@ -125,8 +121,7 @@ TEST_F(SessionAtOnceTest, MixedDiscKeepsItsFormsApart) {
     EXPECT_EQ(host.Write(299, Bytes(4UL * 2048)), kIllegalMode) << "two forms in one command";
     ASSERT_EQ(host.Write(299, Blocks(1, 2)), kGood);
     EXPECT_EQ(host.Write(300, Bytes(2352), 2352), kInvalidAddress);
-    ASSERT_EQ(host.WriteAll(450, song, 2352), kGood);
-    ASSERT_EQ(host.SynchronizeCache(), kGood);
+    ExpectGood({host.WriteAll(450, song, 2352), host.SynchronizeCache()});
     ExpectRead(0, Blocks(299, 1) + Blocks(1, 2));
     ExpectAudio(450, Bytes(song.begin(), song.begin() + 30L * 2352));
     EXPECT_EQ(host.ReadAudio(299, 1), kIllegalMode);
@@ -136,10 +131,8 @@ TEST_F(SessionAtOnceTest, MixedDiscKeepsItsFormsApart) {
 TEST_F(SessionAtOnceTest, RecordingCutOffLeavesADamagedSession) {
     for (const bool processDied : {false, true}) {
         Load("cd-r");
-        ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
-        ASSERT_EQ(host.SendCueSheet(Sheet(DataSession(500))), kGood);
-        ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2048)), kGood);
-        ASSERT_EQ(host.WriteAll(0, Blocks(40, 1)), kGood);
+        ExpectGood({host.SelectSessionAtOnce(), host.SendCueSheet(Sheet(DataSession(500))),
+                    host.WriteAll(-150, Bytes(150UL * 2048)), host.WriteAll(0, Blocks(40, 1))});
         if (processDied) {
             Reload();
         } else {
