@@ -18,18 +18,19 @@ void SetTimeZone(const char* rules) {
 constexpr const char* kCentralEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
 
 TEST(Clock, OffsetFollowsDaylightSaving) {
-    struct Case {
+    constexpr int64_t kSpring = 1'206'838'800; // 2008-03-30 01:00:00 UTC, clocks go on
+    constexpr int64_t kAutumn = 1'224'982'800; // 2008-10-26 01:00:00 UTC, clocks go back
+    const struct {
         const char* rules;
         int64_t moment;
         int32_t offset;
         int hour;
+    } cases[] = {
+        {kCentralEurope, kSpring - 1, 3600, 1}, {kCentralEurope, kSpring, 7200, 3},
+        {kCentralEurope, kAutumn - 1, 7200, 2}, {kCentralEurope, kAutumn, 3600, 2},
+        {"NST3:30", kSpring, -12600, 21}, // west, by no whole hours
     };
-    constexpr int64_t kSpring = 1'206'838'800; // 2008-03-30 01:00:00 UTC, clocks go on
-    constexpr int64_t kAutumn = 1'224'982'800; // 2008-10-26 01:00:00 UTC, clocks go back
-    for (const Case& c :
-         {Case{kCentralEurope, kSpring - 1, 3600, 1}, Case{kCentralEurope, kSpring, 7200, 3},
-          Case{kCentralEurope, kAutumn - 1, 7200, 2}, Case{kCentralEurope, kAutumn, 3600, 2},
-          Case{"NST3:30", kSpring, -12600, 21}}) { // west, by no whole hours
+    for (const auto& c : cases) {
         SetTimeZone(c.rules);
         EXPECT_EQ(UtcOffsetSeconds(c.moment), c.offset) << c.rules << " " << c.moment;
         EXPECT_EQ(LocalTime(c.moment).tm_hour, c.hour) << c.rules << " " << c.moment;

@@ -6,14 +6,10 @@ namespace larkspin {
 namespace {
 
 TEST(Paths, AreTakenApart) {
-    struct Case {
-        std::u16string_view path;
-        std::u16string_view leaf;
-        std::u16string_view parent;
-        std::u16string_view trimmed;
+    const struct {
+        std::u16string path, leaf, parent, trimmed;
         bool isFolderByName;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {u"/", u"", u"/", u"/", true},
         {u"/a", u"a", u"/", u"/a", false},
         {u"/a/", u"", u"/a", u"/a", false},
@@ -30,8 +26,8 @@ TEST(Paths, AreTakenApart) {
         {u"abcd", u"abcd", u"", u"abcd", false},
         {u"", u"", u"", u"", true},
     };
-    for (const Case& test : cases) {
-        SCOPED_TRACE(testing::PrintToString(std::u16string(test.path)));
+    for (const auto& test : cases) {
+        SCOPED_TRACE(testing::PrintToString(test.path));
         EXPECT_EQ(LeafName(test.path), test.leaf);
         EXPECT_EQ(ParentPath(test.path), test.parent);
         EXPECT_EQ(TrimSeparator(test.path), test.trimmed);

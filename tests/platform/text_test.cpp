@@ -11,12 +11,11 @@ namespace {
 
 // Valid UTF-8 becomes the characters it stands for; every other byte a surrogate of its own.
 TEST(Text, WidensWhatIsValidAndKeepsTheRest) {
-    struct Case {
+    const struct {
         const char* what;
         std::string native;
         std::u16string wide;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"nothing", "", u""},
         {"a zero byte", std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
         {"the ends of each length", "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF",
@@ -37,7 +36,7 @@ TEST(Text, WidensWhatIsValidAndKeepsTheRest) {
         {"cut short by a character", "\xC3\xC3\xBC", u"\xDCC3\u00FC"},
         {"a pair and then a stray byte", "\xF0\x9F\x92\xBF\xBF", u"\U0001F4BF\xDCBF"},
     };
-    for (const Case& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
         EXPECT_EQ(ToWide(test.native), test.wide);
         EXPECT_EQ(ToNative(test.wide), test.native);

@@ -64,6 +64,7 @@ TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
     auto* speed = Find<QComboBox>("1004");
     speed->setCurrentIndex(2);
     drive->setCurrentIndex(1);
+    EXPECT_EQ(drive->itemText(0), "FIRST  DRIVE (sr0)") << "with its blanks, as data alone has not";
     EXPECT_EQ(speed->currentText(), "Max");
     Pump([&] { return speed->count() == 3; });
     EXPECT_EQ(speed->itemText(1), "2.4x");
@@ -93,7 +94,8 @@ TEST_F(DialogsTest, TypedCopiesPassThroughAndArrowsKeepTheirLimits) {
         uint32_t copies;
     };
     for (const Case& c : {Case{"", 0, 1}, Case{"33", 0, 33}, Case{"0", 0, 0}, Case{"abc", 0, 0},
-                          Case{"33", 1, 20}, Case{"20", 1, 20}, Case{"5", -9, 1}, Case{"", 1, 2}}) {
+                          Case{"000000000000001234", 0, 1}, Case{"33", 1, 20}, Case{"20", 1, 20},
+                          Case{"5", -9, 1}, Case{"", 1, 2}}) {
         auto job = Job([&] { return ui->ShowAudioParameters(u""); });
         auto* copies = Await<QSpinBox>("1006");
         auto* edit = copies->findChild<QLineEdit*>("1005");
@@ -153,19 +155,19 @@ TEST_F(DialogsTest, TabVisitsEveryControlAndEachHasAName) {
 }
 
 TEST_F(DialogsTest, EraseDialogOffersQuickFirst) {
-    auto quick = Job([&] { return ui->ShowEraseType({10, 4}); });
-    auto* button = Await<QRadioButton>("1001");
-    EXPECT_TRUE(button->isChecked());
-    QTest::keyClick(button, Qt::Key_Return);
-    EXPECT_EQ(Finish(quick).mode, EraseMode::Quick);
-
-    auto full = Job([&] { return ui->ShowEraseType({10, 4}); });
-    Await<QRadioButton>("1002")->click();
-    Find<QComboBox>("1004")->setCurrentIndex(2);
-    QTest::keyClick(Find<QComboBox>("1004"), Qt::Key_Return);
-    const EraseTypeResult result = Finish(full);
-    EXPECT_EQ(result.mode, EraseMode::Full);
-    EXPECT_EQ(result.dSpeed, 4.0);
+    for (const EraseMode mode : {EraseMode::Quick, EraseMode::Full}) {
+        auto job = Job([&] { return ui->ShowEraseType({10, 4}); });
+        auto* quick = Await<QRadioButton>("1001");
+        EXPECT_TRUE(quick->isChecked());
+        if (mode == EraseMode::Full) {
+            Find<QRadioButton>("1002")->click();
+        }
+        Find<QComboBox>("1004")->setCurrentIndex(2);
+        QTest::keyClick(quick, Qt::Key_Return);
+        const EraseTypeResult result = Finish(job);
+        EXPECT_EQ(result.mode, mode);
+        EXPECT_EQ(result.dSpeed, 4.0);
+    }
 }
 
 TEST_F(DialogsTest, EveryWayOutCancels) {
@@ -239,10 +241,8 @@ TEST_F(DialogsTest, CancelledQuestionsEndAndNoOtherComesUp) {
     EXPECT_FALSE(Finish(question));
     EXPECT_FALSE(Finish(told));
 
-    auto laterDialog = Job([&] { return ui->ShowEraseType({}); });
-    EXPECT_EQ(Finish(laterDialog).mode, EraseMode::Cancelled);
-    auto laterQuestion = ask(u"ok?", BoxButtons::OkCancel);
-    EXPECT_FALSE(Finish(laterQuestion));
+    EXPECT_EQ(Finish(Job([&] { return ui->ShowEraseType({}); })).mode, EraseMode::Cancelled);
+    EXPECT_FALSE(Finish(ask(u"ok?", BoxButtons::OkCancel)));
     // What became of a disc is still told, for a while.
     auto read = ask(u"read", BoxButtons::Ok);
     QTest::keyClick(AwaitBox("read"), Qt::Key_Return);

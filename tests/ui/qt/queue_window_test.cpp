@@ -210,11 +210,6 @@ TEST_F(QueueWindowTest, KeepsItsMinimumAndAllItsControlsInReach) {
         const auto* control = window->findChild<QWidget*>(id);
         EXPECT_TRUE(window->rect().contains(control->geometry())) << id;
     }
-    auto* grip = window->findChild<QWidget*>("1013");
-    window->showMaximized();
-    Pump([&] { return !grip->isVisible(); });
-    window->showNormal();
-    Pump([&] { return grip->isVisible(); });
 }
 
 TEST_F(QueueWindowTest, WhereItStandsInForTheTrayItIsNeverOutOfReach) {

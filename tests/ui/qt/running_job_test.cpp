@@ -40,14 +40,16 @@ TEST_F(RunningJobTest, BarStatusAndClockFollowTheJob) {
     const QString longStatus = QString("<i>/home/somebody/%1</i>").arg("Music/", 400, QChar('x'));
     RunJob([&] {
         ui->StartDataProgress(0x0A);
-        ui->SetStatus(JobKind::Data, longStatus.toStdU16String());
         for (int i = 0; i <= 1000; ++i) {
+            ui->SetStatus(JobKind::Data, longStatus.toStdU16String());
             ui->SetProgress(JobKind::Data, i / 20);
         }
     });
     auto* bar = Find<QProgressBar>("1000");
     ASSERT_NE(bar, nullptr);
     EXPECT_EQ(bar->value(), 50);
+    RunJob([&] { ui->SetProgress(JobKind::Data, 51); });
+    EXPECT_EQ(bar->value(), 51);
     auto* status = Find<QLabel>("1009");
     EXPECT_EQ(status->accessibleName(), longStatus);
     EXPECT_NE(status->text(), longStatus) << "a long text does not widen the window";

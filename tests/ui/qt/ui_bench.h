@@ -50,22 +50,29 @@ inline void PumpOnce() {
 
 // Runs the loop until `done` holds; a failure if it never does.
 template <class Predicate>
-bool Pump(Predicate done) {
+void Pump(Predicate done) {
     QElapsedTimer patience;
     patience.start();
     while (!done()) {
         if (patience.hasExpired(60'000)) {
             ADD_FAILURE() << "waited in vain";
-            return false;
+            return;
         }
         PumpOnce();
     }
-    return true;
 }
 
-template <class Result>
-bool PumpUntilReady(const std::future<Result>& job) {
-    return Pump([&] { return job.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+// What `job` gives, while the loop runs. A job that hangs ends with the test's time.
+template <class Future>
+auto Finish(Future&& job) {
+    Pump([&] { return job.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+    return job.get();
+}
+
+// Something on a job's thread; Finish gives its result.
+template <class Work>
+auto Job(Work work) {
+    return std::async(std::launch::async, std::move(work));
 }
 
 class UiBench : public testing::Test {
@@ -75,26 +82,13 @@ class UiBench : public testing::Test {
         ui = std::make_unique<QtUi>(drives, queue, store, files, clock, [this] { ++quits; });
     }
 
-    // Something on a job's thread; Finish gives its result.
-    template <class Work>
-    static auto Job(Work work) {
-        return std::async(std::launch::async, std::move(work));
-    }
-    template <class Result>
-    Result Finish(std::future<Result>& job) {
-        if (!PumpUntilReady(job)) {
-            ui->ReleaseWaits();
-        }
-        return job.get();
-    }
     // A job that needs no answer, with all that it has left for the main thread.
     void RunJob(std::function<void()> work) {
         const int before = quits;
-        auto job = Job([&] {
+        Finish(Job([&] {
             work();
             ui->RequestExit();
-        });
-        Finish(job);
+        }));
         Pump([&] { return quits > before; });
     }
 
