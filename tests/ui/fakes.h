@@ -4,7 +4,6 @@
 #include "ui/models.h"
 
 #include <algorithm>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -26,10 +25,7 @@ class FakeDrives final : public IDriveCatalog {
     std::u16string Name(size_t index) override { return drives.at(index).name; }
     std::u16string Label(size_t index) override { return drives.at(index).label; }
     std::vector<double> WriteSpeeds(size_t index) override {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_askers.push_back(std::this_thread::get_id());
-        }
+        askers.push_back(std::this_thread::get_id());
         if (drives.at(index).bFails) {
             throw std::runtime_error("no answer");
         }
@@ -39,44 +35,27 @@ class FakeDrives final : public IDriveCatalog {
         return profile == 0x0A ? u"CD-RW" : u"";
     }
 
-    // The threads that have asked for speeds, call by call.
-    std::vector<std::thread::id> Askers() {
-        const std::lock_guard lock(m_mutex);
-        return m_askers;
-    }
-
     std::vector<FakeDrive> drives;
-
-  private:
-    std::mutex m_mutex;
-    std::vector<std::thread::id> m_askers;
+    std::vector<std::thread::id> askers; // for speeds, call by call; a job's thread alone
 };
 
+// Of the main thread alone.
 class FakeQueue final : public IQueueModel {
   public:
-    std::vector<std::u16string> Paths() override {
-        const std::lock_guard lock(m_mutex);
-        return m_paths;
-    }
+    std::vector<std::u16string> Paths() override { return m_paths; }
     void Remove(const std::vector<std::u16string>& paths) override {
-        std::vector<std::u16string> left = Paths();
-        std::erase_if(left, [&](const std::u16string& path) {
+        std::erase_if(m_paths, [&](const std::u16string& path) {
             return std::find(paths.begin(), paths.end(), path) != paths.end();
         });
-        Set(std::move(left));
+        ++m_version;
     }
-    uint64_t Version() override {
-        const std::lock_guard lock(m_mutex);
-        return m_version;
-    }
+    uint64_t Version() override { return m_version; }
     void Set(std::vector<std::u16string> paths) {
-        const std::lock_guard lock(m_mutex);
         m_paths = std::move(paths);
         ++m_version;
     }
 
   private:
-    std::mutex m_mutex;
     std::vector<std::u16string> m_paths;
     uint64_t m_version = 1;
 };

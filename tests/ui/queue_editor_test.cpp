@@ -45,10 +45,8 @@ TEST(EditQueue, RefreshesOnlyAfterAChange) {
     dialog.RemoveSelected({});
     EXPECT_FALSE(dialog.Refresh()) << "nothing selected, nothing done";
 
-    const std::u16string longPath = u"/" + std::u16string(5000, u'x');
-    queue.Set({longPath, longPath + u"y", u"/A", u"/a"});
-    dialog.RemoveSelected({longPath, u"/A", u"/not there"});
-    EXPECT_THAT(PathsOf(dialog.Refresh().value()), ElementsAre(u"/a", longPath + u"y"));
+    dialog.RemoveSelected({u"/b", u"/not there"});
+    EXPECT_THAT(PathsOf(dialog.Refresh().value()), ElementsAre(u"/a"));
 }
 
 TEST(QueueIcons, AskTheDesktopOncePerSuffix) {
@@ -62,20 +60,15 @@ TEST(QueueIcons, AskTheDesktopOncePerSuffix) {
         asked.emplace_back(suffix);
         return 2 + static_cast<int>(asked.size());
     };
-    struct Case {
-        std::u16string path;
-        bool folder;
-        int icon;
-        int plainIcon; // where each file has the general one
-    };
+    const std::tuple<std::u16string, bool, int, int> cases[] = {
+        {u"/a/x.txt", false, 3, 2},    {u"/b/y.txt", false, 3, 2}, {u"/a/x.TXT", false, 4, 2},
+        {u"/a/x.tar.gz", false, 5, 2}, {u"/a.d/x", false, 2, 2},   {u"/a/x.txt", true, 0, 0},
+        {u"/a/x.", false, 6, 2}};
     CQueueIcons icons(true, add);
-    CQueueIcons plain(false, add);
-    for (const Case& c : {Case{u"/a/x.txt", false, 3, 2}, Case{u"/b/y.txt", false, 3, 2},
-                          Case{u"/a/x.TXT", false, 4, 2}, Case{u"/a/x.tar.gz", false, 5, 2},
-                          Case{u"/a.d/x", false, 2, 2}, Case{u"/a/x.txt", true, 0, 0},
-                          Case{u"/a/x.", false, 6, 2}}) {
-        EXPECT_EQ(icons.QueueItemIcon(c.path, c.folder), c.icon);
-        EXPECT_EQ(plain.QueueItemIcon(c.path, c.folder), c.plainIcon);
+    CQueueIcons plain(false, add); // each file has the general one
+    for (const auto& [path, folder, icon, plainIcon] : cases) {
+        EXPECT_EQ(icons.QueueItemIcon(path, folder), icon);
+        EXPECT_EQ(plain.QueueItemIcon(path, folder), plainIcon);
     }
     EXPECT_THAT(asked, ElementsAre(u".txt", u".TXT", u".gz", u"."));
 }
@@ -88,22 +81,16 @@ TEST(QueueDetails, OfFilesFoldersAndWhatHasVanished) {
     files.AddFile(u"/closed", 1536);
     files.AddFolder(u"/folder");
     ManualClock clock;
-    const std::u16string changed = FormatShortDateTime(0);
-    struct Case {
-        std::u16string path;
-        bool folder;
-        std::u16string size;
-        std::u16string changed;
+    const auto expect = [&](const char16_t* path, bool folder, const char16_t* size, int64_t time) {
+        const QueueItemDetails details = ReadQueueItemDetails(files, clock, path);
+        EXPECT_EQ(details.bFolder, folder);
+        EXPECT_EQ(details.strSize, size);
+        EXPECT_EQ(details.strChanged, FormatShortDateTime(time));
     };
-    for (const Case& c :
-         {Case{u"/file", false, u"1.50 kb", changed}, Case{u"/closed", false, u"0 bytes", changed},
-          Case{u"/folder", true, u"", changed},
-          Case{u"/gone", true, u"", FormatShortDateTime(clock.Now())}}) {
-        const QueueItemDetails details = ReadQueueItemDetails(files, clock, c.path);
-        EXPECT_EQ(details.bFolder, c.folder);
-        EXPECT_EQ(details.strSize, c.size);
-        EXPECT_EQ(details.strChanged, c.changed);
-    }
+    expect(u"/file", false, u"1.50 kb", 0);
+    expect(u"/closed", false, u"0 bytes", 0);
+    expect(u"/folder", true, u"", 0);
+    expect(u"/gone", true, u"", clock.Now());
 }
 
 TEST(QueueLayout, DefaultSizesStandWhereTheyBelong) {

@@ -89,16 +89,15 @@ TEST_F(TrayIconTest, AnimationRunsOnOneTimerAndEndsOnFrameZero) {
 
 TEST_F(TrayIconTest, BalloonsAreCutToTheirLimitsButNotInsideACharacter) {
     const std::u16string pair = u"\U0001F4BF"; // two units
-    const std::vector<std::pair<std::u16string, size_t>> cases = {
-        {std::u16string(255, u'x'), 255},
-        {std::u16string(300, u'x'), 255},
-        {std::u16string(254, u'x') + pair, 254},
-        {std::u16string(253, u'x') + pair + u"y", 255}};
-    for (const auto& [text, kept] : cases) {
+    const auto expectCut = [&](const std::u16string& text, size_t kept) {
         tray.ShowBalloon(text, text, BalloonIcon::Warning, 30000);
         EXPECT_EQ(view.shown.strText, text.substr(0, kept));
         EXPECT_EQ(view.shown.strTitle, std::u16string(63, u'x'));
-    }
+    };
+    expectCut(std::u16string(255, u'x'), 255);
+    expectCut(std::u16string(300, u'x'), 255);
+    expectCut(std::u16string(254, u'x') + pair, 254);
+    expectCut(std::u16string(253, u'x') + pair + u"y", 255);
     EXPECT_EQ(view.shown.icon, BalloonIcon::Warning);
     EXPECT_EQ(view.shown.nTimeoutMs, 30000U);
 }

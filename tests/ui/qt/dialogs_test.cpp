@@ -50,7 +50,7 @@ TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
     EXPECT_EQ(result.dSpeed, 8.0);
     EXPECT_EQ(result.strTitle, date.toStdU16String());
     EXPECT_EQ(store.ReadText(kTitlesKey, "0"), result.strTitle);
-    EXPECT_EQ(drives.Askers(), std::vector{jobThread});
+    EXPECT_EQ(drives.askers, std::vector{jobThread});
     EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
 }
 
@@ -74,7 +74,7 @@ TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
     const CopyParametersResult result = Finish(job);
     EXPECT_EQ(result.nDriveIndex, 1U);
     EXPECT_EQ(result.dSpeed, 1.0);
-    EXPECT_EQ(drives.Askers(), (std::vector{jobThread, jobThread}));
+    EXPECT_EQ(drives.askers, (std::vector{jobThread, jobThread}));
 }
 
 TEST_F(DialogsTest, OkRightAfterAChangeOfDriveStillMeansThatDrivesSpeed) {
