@@ -98,28 +98,20 @@ struct UpdateBench : DvdBench {
 TEST(DescriptorUpdateTest, EachMediumIsReadBackAfterItsOwnFlush) {
     const Lines flush = {"35 02", "00", "35"};
     const Lines update = {"28 00 00 00 00 10 00 00 10", "2A 00 00 00 00 10 00 00 10 @60"};
-    struct {
-        uint32_t profile;
-        Lines trace;
-        bool grown = false;
-    } const cases[] = {{0x12, update},
-                       {0x13, flush + update},
-                       {0x1A, flush + update},
-                       {0x2A, flush + update},
-                       {0x11, {}},
-                       {0x14, {}},
-                       {0x1B, {}},
-                       {0x2B, {}},
-                       {0x13, flush + Lines{"5B 01 02", "00"} + update, true}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.profile << " " << c.grown);
-        UpdateBench bench(c.profile);
-        bench.drive.m_bQuickGrown = c.grown;
+    const Lines flushed = flush + update, grown = flush + Lines{"5B 01 02", "00"} + update, none;
+    const std::tuple<uint32_t, bool, Lines> cases[] = {
+        {0x12, false, update},  {0x13, false, flushed}, {0x13, true, grown},
+        {0x1A, false, flushed}, {0x2A, false, flushed}, {0x11, false, none},
+        {0x14, false, none},    {0x1B, false, none},    {0x2B, false, none}};
+    for (const auto& [profile, isGrown, trace] : cases) {
+        SCOPED_TRACE(testing::Message() << profile << " " << isGrown);
+        UpdateBench bench(profile);
+        bench.drive.m_bQuickGrown = isGrown;
         EXPECT_EQ(bench.Update(), "");
-        EXPECT_EQ(bench.Trace(), c.trace);
+        EXPECT_EQ(bench.Trace(), trace);
         EXPECT_TRUE(bench.drive.m_bStopAfterFinish);
         EXPECT_TRUE(bench.drive.m_bMediaWritten) << "the finisher has work to do";
-        if (!c.trace.empty()) {
+        if (!trace.empty()) {
             EXPECT_EQ(bench.port.Sent().back().dataOut, bench.Merged(3));
         }
         // Without a session, or when the user cancelled before a descriptor was written.

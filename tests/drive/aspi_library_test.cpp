@@ -47,30 +47,24 @@ class AspiLibraryTest : public testing::Test {
 };
 
 TEST_F(AspiLibraryTest, IsTakenOnlyWhenThePortHasNoDriveAndBothExportsAreThere) {
-    struct {
-        const char* name;
-        bool portHasDrive;
-        std::vector<std::string> libraries;
-        int loaded;
-        bool passThrough;
-    } const cases[] = {
-        {"port first", true, {FAKE_ASPI}, 1, true},
-        {"library", false, {FAKE_ASPI}, 1, false},
-        {"the second name", false, {"/nowhere/wnaspi32.so", FAKE_ASPI}, 1, false},
-        {"no library", false, {"/nowhere/wnaspi32.so"}, 0, false},
-        {"an export is missing", false, {FAKE_ASPI_INCOMPLETE_LIBRARY, FAKE_ASPI}, 0, false},
-        {"nothing to look for", false, {}, 0, false},
+    const std::tuple<const char*, bool, std::vector<std::string>, int> cases[] = {
+        {"port first", true, {FAKE_ASPI}, 1},
+        {"library", false, {FAKE_ASPI}, 1},
+        {"the second name", false, {"/nowhere/wnaspi32.so", FAKE_ASPI}, 1},
+        {"no library", false, {"/nowhere/wnaspi32.so"}, 0},
+        {"an export is missing", false, {FAKE_ASPI_INCOMPLETE_LIBRARY, FAKE_ASPI}, 0},
+        {"nothing to look for", false, {}, 0},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, portHasDrive, libraries, loaded] : cases) {
+        SCOPED_TRACE(name);
         ScriptedPort port;
-        if (c.portHasDrive)
+        if (portHasDrive)
             port.AddDrive(kFirstLetterIndex);
-        CAspiTransport transport(port, m_clock, c.libraries);
-        EXPECT_EQ(transport.LoadTransport(), c.loaded);
-        EXPECT_EQ(transport.m_bLoaded, c.loaded == 1);
-        EXPECT_EQ(transport.m_bUsePassThrough, c.passThrough);
-        EXPECT_EQ(transport.m_hAspiLibrary != nullptr, c.loaded == 1 && !c.passThrough);
+        CAspiTransport transport(port, m_clock, libraries);
+        EXPECT_EQ(transport.LoadTransport(), loaded);
+        EXPECT_EQ(transport.m_bLoaded, loaded == 1);
+        EXPECT_EQ(transport.m_bUsePassThrough, portHasDrive);
+        EXPECT_EQ(transport.m_hAspiLibrary != nullptr, loaded == 1 && !portHasDrive);
     }
 }
 

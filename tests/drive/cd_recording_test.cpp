@@ -328,11 +328,7 @@ TEST_F(WriteBlocksTest, NoDriveHoldsTheJobForEver) {
 TEST(UnitBusyTest, FollowsFromReadinessAndTheSenseOfTheDiscInformation) {
     Reply shortSense = Sense(0x20408);
     shortSense.completion.sense[7] = 5;
-    struct {
-        const char* name;
-        Reply ready, info;
-        int readiness, busy;
-    } const cases[] = {
+    const std::tuple<const char*, Reply, Reply, int, int> cases[] = {
         {"idle", {}, {}, 0, 0},
         {"not ready", Sense(0x20408), {}, 2, 2},
         {"attention", Sense(0x62800), {}, 0, 0},
@@ -345,14 +341,14 @@ TEST(UnitBusyTest, FollowsFromReadinessAndTheSenseOfTheDiscInformation) {
         {"other code", {}, Sense(0x23A08), 0, 0},
         {"other key", {}, Sense(0x50408), 0, 0},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, ready, info, readiness, busy] : cases) {
+        SCOPED_TRACE(name);
         ScriptedDrive bench;
-        bench.port.Always(kTestUnitReady, c.ready);
-        bench.port.Always(kReadDiscInformation, c.info);
-        EXPECT_EQ(bench.drive.TestUnitReady(), c.readiness);
-        EXPECT_EQ(bench.drive.GetUnitBusy(), c.busy);
-        EXPECT_EQ(bench.Trace().back(), c.readiness == 0 ? "51 00 00 00 00 00 00 00 04" : "00");
+        bench.port.Always(kTestUnitReady, ready);
+        bench.port.Always(kReadDiscInformation, info);
+        EXPECT_EQ(bench.drive.TestUnitReady(), readiness);
+        EXPECT_EQ(bench.drive.GetUnitBusy(), busy);
+        EXPECT_EQ(bench.Trace().back(), readiness == 0 ? "51 00 00 00 00 00 00 00 04" : "00");
     }
 }
 

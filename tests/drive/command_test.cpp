@@ -176,10 +176,8 @@ TEST(WaitForUnitTest, PollsASecondApartUntilTheUnitAnswers) {
 }
 
 TEST(WaitForUnitTest, EndsWithoutMediumOrAnswerOnStrangeAnswersAndWhenCancelled) {
-    const std::tuple<Reply, int, size_t> cases[] = {// result and polls
-                                                    {Sense(0x23A01), 0x23A01, 1},
-                                                    {NoReply(), -1, 1},
-                                                    {Sense(0x52000), -1, 100}};
+    const std::tuple<Reply, int, size_t> cases[] = {
+        {Sense(0x23A01), 0x23A01, 1}, {NoReply(), -1, 1}, {Sense(0x52000), -1, 100}};
     for (const auto& [reply, result, polls] : cases) {
         CommandBench bench;
         bench.port.Always(kTestUnitReady, reply);

@@ -5,29 +5,29 @@ namespace larkspin {
 namespace {
 
 TEST(BlankTest, TellsFromTheSenseHowFarTheDriveIs) {
-    struct {
-        Reply answer;
-        bool valid;
-        uint16_t progress;
-        bool busy;
-        int percent;
-    } const cases[] = {
-        {Sense(0x20404), true, 0, true, 0},          {Sense(0x20407), true, 0x8000, true, 50},
-        {Sense(0x20408), true, 0xFFFF, true, 99},    {Sense(0x20408), false, 0x8000, true, -1},
-        {Sense(0x20401), true, 0x8000, false, 4711}, {Sense(0x23A04), true, 0x8000, false, 4711},
-        {Sense(0x50408), true, 0x8000, false, 4711}, {Reply(), false, 0, false, 4711},
-    };
-    for (const auto& c : cases) {
+    constexpr int kNotBusy = 4711;
+    // A sense, its progress or -1 for none, and the percentage that follows.
+    const std::tuple<int, int, int> cases[] = {{0x20404, 0, 0},
+                                               {0x20407, 0x8000, 50},
+                                               {0x20408, 0xFFFF, 99},
+                                               {0x20408, -1, -1},
+                                               {0x20401, 0x8000, kNotBusy},
+                                               {0x23A04, 0x8000, kNotBusy},
+                                               {0x50408, 0x8000, kNotBusy}};
+    for (const auto& [code, progress, expected] : cases) {
         ScriptedDrive bench;
-        Reply answer = c.answer;
-        answer.completion.sense[15] = c.valid ? 0x80 : 0;
-        StoreBe16(&answer.completion.sense[16], c.progress);
-        bench.port.Always(kReadDiscInformation, answer);
-        int percent = 4711;
-        EXPECT_EQ(bench.drive.IsBlankingInProgress(&percent), c.busy);
-        EXPECT_EQ(percent, c.percent);
-        EXPECT_EQ(bench.drive.IsBlankingInProgress(nullptr), c.busy);
-        EXPECT_EQ(bench.Trace(), Lines(2, "51 00 00 00 00 00 00 00 FF"));
+        Reply reply = Sense(code);
+        reply.completion.sense[15] = progress >= 0 ? 0x80 : 0;
+        StoreBe16(&reply.completion.sense[16], static_cast<uint16_t>(progress));
+        bench.port.Queue(kReadDiscInformation, reply, 2);
+        for (const bool isBusy : {expected != kNotBusy, false}) {
+            int percent = kNotBusy;
+            EXPECT_EQ(bench.drive.IsBlankingInProgress(&percent), isBusy);
+            EXPECT_EQ(percent, isBusy ? expected : kNotBusy);
+            EXPECT_EQ(bench.drive.IsBlankingInProgress(nullptr), isBusy);
+            bench.port.Always(kReadDiscInformation, {});
+        }
+        EXPECT_EQ(bench.Trace(), Lines(4, "51 00 00 00 00 00 00 00 FF"));
     }
 }
 

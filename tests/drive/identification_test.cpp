@@ -106,29 +106,25 @@ TEST(DiskInfoTest, FailureLeavesTheDiscUnknownButForTheToc) {
 }
 
 TEST(NextWritableAddressTest, IsUsableOnABlankTrackOnly) {
-    struct {
-        const char* name;
-        Reply reply;
-        int32_t address = 0;
-        int result = 0;
-    } const cases[] = {
+    constexpr int32_t none = -7; // as it was: the command fails
+    const std::tuple<const char*, Reply, int32_t> cases[] = {
         {"usable", TrackAnswer(12'345, 0, 0x44), 12'345},
-        {"not blank", TrackAnswer(12'345, 0, 0x04)},
-        {"not valid", TrackAnswer(12'345, 0, 0x44, 2)},
-        {"reserved track", TrackAnswer(12'345, 0, 0xC4)},
-        {"packets", TrackAnswer(12'345, 0, 0x64)},
-        {"fixed packets", TrackAnswer(12'345, 0, 0x54)},
-        {"refused", Sense(0x52400), -7, 1},
-        {"no answer", NoReply(), -7, 1},
+        {"not blank", TrackAnswer(12'345, 0, 0x04), 0},
+        {"not valid", TrackAnswer(12'345, 0, 0x44, 2), 0},
+        {"reserved track", TrackAnswer(12'345, 0, 0xC4), 0},
+        {"packets", TrackAnswer(12'345, 0, 0x64), 0},
+        {"fixed packets", TrackAnswer(12'345, 0, 0x54), 0},
+        {"refused", Sense(0x52400), none},
+        {"no answer", NoReply(), none},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, reply, expected] : cases) {
+        SCOPED_TRACE(name);
         ScriptedDrive bench;
-        bench.port.Always(kReadTrackInformation, c.reply);
-        int32_t address = -7;
-        EXPECT_EQ(bench.drive.ReadNextWritableAddress(&address), c.result);
-        EXPECT_EQ(address, c.address);
-        EXPECT_EQ(bench.drive.ReadNextWritableAddress(nullptr), c.result);
+        bench.port.Always(kReadTrackInformation, reply);
+        int32_t address = none;
+        EXPECT_EQ(bench.drive.ReadNextWritableAddress(&address), expected == none ? 1 : 0);
+        EXPECT_EQ(address, expected);
+        EXPECT_EQ(bench.drive.ReadNextWritableAddress(nullptr), expected == none ? 1 : 0);
         EXPECT_EQ(bench.Trace(), Lines(2, "52 01 00 00 00 FF 00 00 10 @240"));
     }
     // Of a session-at-once recording: that is selected first.
@@ -247,11 +243,7 @@ TEST(CapacityTest, BadListsOfFormatsFail) {
 }
 
 TEST(IdentifyMediaTest, BlankMarkComesFromTheDiscOrItsFormat) {
-    struct {
-        const char* name;
-        uint8_t profile, discStatus, descriptorType;
-        uint32_t media;
-    } const cases[] = {
+    const std::tuple<const char*, uint8_t, uint8_t, uint8_t, uint32_t> cases[] = {
         {"CD-R has no mark", 0x09, 0, 0, 0x09},
         {"BD-R has no mark", 0x41, 0, 0, 0x41},
         {"blank DVD-R", 0x11, 0, 2, 0x10011},
@@ -263,11 +255,11 @@ TEST(IdentifyMediaTest, BlankMarkComesFromTheDiscOrItsFormat) {
         {"DVD-RW overwrite", 0x13, 2, 2, 0x13},
         {"DVD-RW sequential", 0x14, 1, 1, 0x14},
     };
-    for (const auto& c : cases) {
-        DvdBench bench(c.profile);
-        bench.SetDiscInfo(DiscInfo(c.discStatus));
-        bench.SetFormats({{5, c.descriptorType}, {9, 0x26}});
-        EXPECT_EQ(bench.drive.IdentifyMedia(), c.media) << c.name;
+    for (const auto& [name, profile, status, type, media] : cases) {
+        DvdBench bench(profile);
+        bench.SetDiscInfo(DiscInfo(status));
+        bench.SetFormats({{5, type}, {9, 0x26}});
+        EXPECT_EQ(bench.drive.IdentifyMedia(), media) << name;
     }
 }
 

@@ -131,11 +131,10 @@ struct OneDriveTest : ShimTest {
 };
 
 TEST_F(OneDriveTest, CommandGoesOutWithItsTimeoutDirectionAndData) {
-    const std::tuple<uint8_t, PortDirection, uint32_t> cases[] = {
-        // flags; seconds, 0: as usual
-        {SRB_DIR_IN, PortDirection::In, 0},
+    const std::tuple<SrbFlags, PortDirection, uint32_t> cases[] = {
+        {SRB_DIR_IN, PortDirection::In, 0}, // seconds; 0: as usual
         {SRB_DIR_OUT, PortDirection::Out, 180},
-        {0, PortDirection::None, 7}};
+        {SrbFlags{}, PortDirection::None, 7}};
     port.Always(0x1B, Bytes(10, 0x22));
     for (const auto& [srbFlags, direction, seconds] : cases) {
         data.assign(10, 0x11);
@@ -163,14 +162,12 @@ TEST_F(OneDriveTest, CommandGoesOutWithItsTimeoutDirectionAndData) {
 TEST_F(OneDriveTest, StaleHandleIsProbedAndTheCommandRepeatedOnce) {
     using enum PortError;
     const std::tuple<PortError, PortError, PortError> cases[] = {
-        // first, second; what comes of it
         {MediaChanged, None, None},
         {InvalidHandle, None, None},
         {MediaChanged, MediaChanged, MediaChanged},
         {InvalidHandle, Failed, Failed},
         {TimedOut, None, TimedOut},
-        {Failed, None, Failed},
-    };
+        {Failed, None, Failed}};
     for (const auto& [first, second, last] : cases) {
         SCOPED_TRACE(static_cast<int>(first));
         const bool isRepeated = first == MediaChanged || first == InvalidHandle;

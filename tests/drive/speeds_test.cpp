@@ -151,13 +151,7 @@ TEST(Page2ATest, SecondReadTakesItAll) {
 }
 
 TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
-    struct {
-        const char* name;
-        std::vector<uint32_t> speeds;
-        double wish;
-        bool dash;
-        uint32_t aimed;
-    } const cases[] = {
+    const std::tuple<const char*, std::vector<uint32_t>, double, bool, uint32_t> cases[] = {
         {"tie goes to the first", {5'540, 8'310, 13'850}, 8, false, 8'310},
         {"4x with lowest 1x", {1'385, 2'704, 5'540, 11'080}, 4, true, 5'540},
         {"exactly 2704", {2'704, 5'540, 11'080}, 4, false, 5'540},
@@ -170,29 +164,29 @@ TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
         {"lowest 12x", {16'620, 22'160}, 12, false, 16'620},
         {"lowest 16x", {22'160, 27'700}, 16, false, 22'160},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, speeds, wish, dash, aimed] : cases) {
+        SCOPED_TRACE(name);
         DvdBench bench(0x1A, 0x01020304);
-        bench.port.Always(kList, WriteSpeeds(c.speeds));
+        bench.port.Always(kList, WriteSpeeds(speeds));
         bench.port.Queue(kCurrent, CurrentSpeed(1, 1));
-        bench.port.Always(kCurrent, CurrentSpeed(c.aimed, 1));
+        bench.port.Always(kCurrent, CurrentSpeed(aimed, 1));
         bench.port.Always(ModePage(0x2A), Page2A(7));
-        bench.drive.m_dSpeedFactor = c.wish;
+        bench.drive.m_dSpeedFactor = wish;
         Bytes page = Page2A(1);
-        EXPECT_EQ(bench.drive.SetDvdWriteSpeed(bench.command, c.dash, &page), int(c.aimed));
-        EXPECT_EQ(bench.drive.m_nVelocity, int(c.aimed));
+        EXPECT_EQ(bench.drive.SetDvdWriteSpeed(bench.command, dash, &page), int(aimed));
+        EXPECT_EQ(bench.drive.m_nVelocity, int(aimed));
         EXPECT_EQ(bench.drive.m_dSpeedFactor, 0.0);
         EXPECT_EQ(LoadBe16(&page[8 + 28]), 7) << "the page was read again";
 
         const std::vector<SentCommand> streaming = bench.port.Sent(kSetStreaming);
         EXPECT_EQ(Trace(streaming), Lines{"B6 00 00 00 00 00 00 00 00 00 1C"});
         const auto place =
-            static_cast<uint32_t>(std::ranges::find(c.speeds, c.aimed) - c.speeds.begin() + 1);
+            static_cast<uint32_t>(std::ranges::find(speeds, aimed) - speeds.begin() + 1);
         EXPECT_EQ(streaming.at(0).dataOut, Answer(28, {{0, place},
                                                        {8, 0x01020303, 4},
-                                                       {12, c.aimed / 2, 4},
+                                                       {12, aimed / 2, 4},
                                                        {16, 1000, 4},
-                                                       {20, c.aimed, 4},
+                                                       {20, aimed, 4},
                                                        {24, 1000, 4}}));
     }
 }

@@ -19,7 +19,7 @@ class DvdOverwriteTest : public DriveTest {
 
 TEST_F(DvdOverwriteTest, PlusRwFormatsInTheBackground) {
     Load("dvd+rw", 1024);
-    EXPECT_EQ(host.Write(0, Blocks(16, 1)), kNotFormatted);
+    EXPECT_EQ(host.Write(0, Blocks(16, 1)), 0x33100) << "not formatted";
     EXPECT_EQ(host.FormatUnit(0x26, kAllBlocks, 1), kInvalidFieldInList) << "nothing to restart";
     EXPECT_EQ(host.FormatUnit(0x13, 0, 16), kInvalidFieldInList) << "a format of DVD-RW";
     EXPECT_EQ(host.FormatUnit(0x26, 512, 0), kInvalidFieldInList) << "only the whole disc";
@@ -69,7 +69,7 @@ TEST_F(DvdOverwriteTest, PlusRwTimePassesInTheBackground) {
     Load("dvd+rw", 2048);
     drive.SetSpeed({.longOperationMs = 1'000});
     ASSERT_EQ(host.FormatUnit(0x26, 2048, 0, kImmediate), kGood);
-    EXPECT_EQ(host.TestUnitReady(), kFormatInProgress) << "the lead-in";
+    EXPECT_EQ(host.TestUnitReady(), 0x20404) << "the lead-in";
     clock.Advance(1'000);
     EXPECT_EQ(host.TestUnitReady(), kGood);
     clock.Advance(10'000);

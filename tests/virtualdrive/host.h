@@ -22,25 +22,17 @@ namespace larkspin {
 
 // Sense as (key << 16) | (ASC << 8) | ASCQ.
 constexpr int kGood = 0;
-constexpr int kFormatInProgress = 0x20404;
 constexpr int kOperationInProgress = 0x20407;
-constexpr int kLongWriteInProgress = 0x20408;
 constexpr int kTrayClosed = 0x23A01;
-constexpr int kTrayOpen = 0x23A02;
 constexpr int kWriteError = 0x30C00;
 constexpr int kUnreadable = 0x31105;
-constexpr int kNotFormatted = 0x33100;
-constexpr int kListLength = 0x51A00;
 constexpr int kUnknownCommand = 0x52000;
 constexpr int kOutOfRange = 0x52100;
 constexpr int kInvalidAddress = 0x52102;
 constexpr int kInvalidFieldInCdb = 0x52400;
 constexpr int kInvalidFieldInList = 0x52600;
 constexpr int kSequenceError = 0x52C00;
-constexpr int kCannotRead = 0x53002;
 constexpr int kCannotWrite = 0x53005;
-constexpr int kNoSavedPages = 0x53900;
-constexpr int kDoorLocked = 0x55302;
 constexpr int kEndOfArea = 0x56300;
 constexpr int kIllegalMode = 0x56400;
 constexpr int kIncompleteTrack = 0x57203;
@@ -91,7 +83,7 @@ class Host {
         request.direction = direction;
         request.data = buffer;
         request.length = static_cast<uint32_t>(length);
-        request.timeoutSeconds = 600;
+        request.timeoutSeconds = timeoutSeconds;
         completion = m_drive.Execute(request);
         EXPECT_EQ(completion.status == 2, completion.sense[0] == 0x70);
         return completion.sense[2] << 16 | completion.sense[12] << 8 | completion.sense[13];
@@ -258,6 +250,7 @@ class Host {
         return SelectPage(page);
     }
 
+    uint32_t timeoutSeconds = 600;
     PortCompletion completion;
     Bytes data;
 

@@ -32,11 +32,17 @@ std::vector<CueEntry> DataSession(int blocks) {
             {0x41, 0xAA, 1, 0x14, 150 + blocks}};
 }
 
-class SessionAtOnceTest : public DriveTest {};
+class SessionAtOnceTest : public DriveTest {
+  protected:
+    // A new disc with its sheet sent.
+    void LoadFor(const std::vector<CueEntry>& entries, uint8_t multiSession = 0) {
+        Load("cd-r");
+        ExpectGood({host.SelectSessionAtOnce(multiSession), host.SendCueSheet(Sheet(entries))});
+    }
+};
 
 TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
-    Load("cd-r");
-    ExpectGood({host.SelectSessionAtOnce(), host.SendCueSheet(Sheet(DataSession(500)))});
+    LoadFor(DataSession(500));
     EXPECT_EQ(host.Write(0, Bytes(2048)), kInvalidAddress) << "the pre-gap comes first";
     EXPECT_EQ(host.SelectTrackAtOnce(), kGood);
     EXPECT_EQ(host.Write(-150, Bytes(2048)), kSequenceError) << "the sheet stands";
@@ -57,9 +63,8 @@ TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
 }
 
 TEST_F(SessionAtOnceTest, FurtherSessionFollowsWhenAskedFor) {
-    Load("cd-r");
-    ExpectGood({host.SelectSessionAtOnce(3), host.SendCueSheet(Sheet(DataSession(300))),
-                host.WriteAll(-150, Bytes(450UL * 2048)), host.SynchronizeCache()});
+    LoadFor(DataSession(300), 3);
+    ExpectGood({host.WriteAll(-150, Bytes(450UL * 2048)), host.SynchronizeCache()});
     EXPECT_EQ(host.DiscStatus(), 1);
     EXPECT_EQ(host.NextWritable(), 300 + 11'400);
     ASSERT_EQ(host.SelectTrackAtOnce(0), kGood);
@@ -67,21 +72,18 @@ TEST_F(SessionAtOnceTest, FurtherSessionFollowsWhenAskedFor) {
 }
 
 TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
-    Load("cd-r");
-    ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
     // Track 2 follows without a gap; track 3 has a pause that the host fills.
     const int second = 150 + 320;
     const int pause = second + 300;
     const int third = pause + 100;
     const int leadOut = third + 305;
-    ASSERT_EQ(host.SendCueSheet(Sheet({{0x01, 0, 0, 0x01, 0},
-                                       {0x21, 1, 0, 0x00, 0},
-                                       {0x21, 1, 1, 0x00, 150},
-                                       {0x21, 2, 1, 0x00, second},
-                                       {0x21, 3, 0, 0x00, pause},
-                                       {0x21, 3, 1, 0x00, third},
-                                       {0x01, 0xAA, 1, 0x01, leadOut}})),
-              kGood);
+    LoadFor({{0x01, 0, 0, 0x01, 0},
+             {0x21, 1, 0, 0x00, 0},
+             {0x21, 1, 1, 0x00, 150},
+             {0x21, 2, 1, 0x00, second},
+             {0x21, 3, 0, 0x00, pause},
+             {0x21, 3, 1, 0x00, third},
+             {0x01, 0xAA, 1, 0x01, leadOut}});
     EXPECT_EQ(host.Write(-150, Bytes(2048)), kDataPhase) << "2352 bytes to a block";
     ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2352), 2352), kGood);
     const Bytes music = Blocks(static_cast<uint32_t>(leadOut - 150), 7, 2352);
@@ -106,16 +108,13 @@ TEST_F(SessionAtOnceTest, AudioTracksWithAndWithoutPauses) {
 }
 
 TEST_F(SessionAtOnceTest, MixedDiscKeepsItsFormsApart) {
-    Load("cd-r");
-    ASSERT_EQ(host.SelectSessionAtOnce(), kGood);
     // The drive makes the pause in front of the audio track.
-    ASSERT_EQ(host.SendCueSheet(Sheet({{0x41, 0, 0, 0x14, 0},
-                                       {0x41, 1, 0, 0x14, 0},
-                                       {0x41, 1, 1, 0x10, 150},
-                                       {0x01, 2, 0, 0x01, 450},
-                                       {0x01, 2, 1, 0x00, 600},
-                                       {0x01, 0xAA, 1, 0x01, 900}})),
-              kGood);
+    LoadFor({{0x41, 0, 0, 0x14, 0},
+             {0x41, 1, 0, 0x14, 0},
+             {0x41, 1, 1, 0x10, 150},
+             {0x01, 2, 0, 0x01, 450},
+             {0x01, 2, 1, 0x00, 600},
+             {0x01, 0xAA, 1, 0x01, 900}});
     const Bytes song = Blocks(300, 2, 2352);
     ASSERT_EQ(host.WriteAll(0, Blocks(299, 1)), kGood);
     EXPECT_EQ(host.Write(299, Bytes(4UL * 2048)), kIllegalMode) << "two forms in one command";
@@ -130,9 +129,8 @@ TEST_F(SessionAtOnceTest, MixedDiscKeepsItsFormsApart) {
 
 TEST_F(SessionAtOnceTest, RecordingCutOffLeavesADamagedSession) {
     for (const bool processDied : {false, true}) {
-        Load("cd-r");
-        ExpectGood({host.SelectSessionAtOnce(), host.SendCueSheet(Sheet(DataSession(500))),
-                    host.WriteAll(-150, Bytes(150UL * 2048)), host.WriteAll(0, Blocks(40, 1))});
+        LoadFor(DataSession(500));
+        ExpectGood({host.WriteAll(-150, Bytes(150UL * 2048)), host.WriteAll(0, Blocks(40, 1))});
         if (processDied) {
             Reload();
         } else {
@@ -161,31 +159,28 @@ TEST_F(SessionAtOnceTest, BadCueSheetsAreRefused) {
     badFrame[23] = 75;
     std::vector<CueEntry> skipping = DataSession(500);
     skipping.insert(skipping.end() - 1, {0x61, 1, 3, 0x10, 400});
-    struct Case {
-        const char* what;
-        Bytes sheet;
+    const std::pair<const char*, Bytes> refused[] = {
+        {"empty", {}},
+        {"half an entry", Bytes(good.begin(), good.begin() + 28)},
+        {"no lead-out", Bytes(good.begin(), good.begin() + 24)},
+        {"no lead-in", changed(0, {0x61, 1, 0, 0x10, 0})},
+        {"no pre-gap", changed(1, {0x61, 1, 1, 0x10, 0})},
+        {"short pre-gap", changed(2, {0x61, 1, 1, 0x10, 149})},
+        {"pre-gap not at 0", changed(1, {0x61, 1, 0, 0x10, 5})},
+        {"begins with track 2", changed(1, {0x61, 2, 0, 0x10, 0})},
+        {"audio form in a data track", changed(2, {0x61, 1, 1, 0x00, 150})},
+        {"data form in an audio track", changed(2, {0x21, 1, 1, 0x10, 150})},
+        {"control changes in the track", changed(2, {0x41, 1, 1, 0x10, 150})},
+        {"index left out", changed(2, {0x61, 1, 2, 0x10, 150})},
+        {"index 3 behind index 1", Sheet(skipping)},
+        {"form with raw blocks", changed(2, {0x61, 1, 1, 0x11, 150})},
+        {"lead-out sends data", changed(3, {0x41, 0xAA, 1, 0x10, 650})},
+        {"short track", changed(3, {0x41, 0xAA, 1, 0x14, 150 + 299})},
+        {"lead-out before the track", changed(3, {0x41, 0xAA, 1, 0x14, 150})},
+        {"frames out of range", badFrame},
     };
-    for (const Case& test : std::initializer_list<Case>{
-             {"empty", {}},
-             {"half an entry", Bytes(good.begin(), good.begin() + 28)},
-             {"no lead-out", Bytes(good.begin(), good.begin() + 24)},
-             {"no lead-in", changed(0, {0x61, 1, 0, 0x10, 0})},
-             {"no pre-gap", changed(1, {0x61, 1, 1, 0x10, 0})},
-             {"short pre-gap", changed(2, {0x61, 1, 1, 0x10, 149})},
-             {"pre-gap not at 0", changed(1, {0x61, 1, 0, 0x10, 5})},
-             {"begins with track 2", changed(1, {0x61, 2, 0, 0x10, 0})},
-             {"audio form in a data track", changed(2, {0x61, 1, 1, 0x00, 150})},
-             {"data form in an audio track", changed(2, {0x21, 1, 1, 0x10, 150})},
-             {"control changes in the track", changed(2, {0x41, 1, 1, 0x10, 150})},
-             {"index left out", changed(2, {0x61, 1, 2, 0x10, 150})},
-             {"index 3 behind index 1", Sheet(skipping)},
-             {"form with raw blocks", changed(2, {0x61, 1, 1, 0x11, 150})},
-             {"lead-out sends data", changed(3, {0x41, 0xAA, 1, 0x10, 650})},
-             {"short track", changed(3, {0x41, 0xAA, 1, 0x14, 150 + 299})},
-             {"lead-out before the track", changed(3, {0x41, 0xAA, 1, 0x14, 150})},
-             {"frames out of range", badFrame},
-         })
-        EXPECT_EQ(host.SendCueSheet(test.sheet), kInvalidFieldInList) << test.what;
+    for (const auto& [what, sheet] : refused)
+        EXPECT_EQ(host.SendCueSheet(sheet), kInvalidFieldInList) << what;
     EXPECT_EQ(host.SendCueSheet(Sheet(DataSession(1001))), kEndOfArea);
     EXPECT_EQ(host.SendCueSheet(Sheet(DataSession(1000))), kGood);
     EXPECT_EQ(host.DiscStatus(), 0) << "a cue sheet alone writes nothing";

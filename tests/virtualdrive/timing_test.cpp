@@ -1,6 +1,8 @@
 // The modelled drive: scripts, speed, operations that take their time, and two threads at it.
 #include "host.h"
 
+#include "support/port_answers.h"
+
 #include <atomic>
 #include <thread>
 
@@ -11,11 +13,9 @@ namespace {
 class TimingTest : public DriveTest {
   protected:
     PortError Blank(uint32_t timeoutSeconds) {
-        const Bytes cdb = {0xA1, 0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-        PortRequest request;
-        request.cdb = cdb;
-        request.timeoutSeconds = timeoutSeconds;
-        return drive.Execute(request).error;
+        host.timeoutSeconds = timeoutSeconds;
+        host.Blank(1);
+        return host.completion.error;
     }
     int SetCdSpeed(uint16_t kiloBytes) {
         return host.None({0xBB, 0, 0xFF, 0xFF, static_cast<uint8_t>(kiloBytes >> 8),
@@ -28,8 +28,7 @@ TEST_F(TimingTest, ScriptDecidesWhatBecomesOfACommand) {
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
     const uint64_t first = drive.CommandCount();
     InjectedAnswer failure;
-    failure.completion.status = 2;
-    failure.completion.sense = {0x70, 0, 3, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x0C, 0x00};
+    failure.completion = CheckCondition(3, 0x0C, 0x00);
     InjectedAnswer afterRun = failure;
     afterRun.runCommandFirst = true;
     InjectedAnswer garbage;
@@ -66,7 +65,7 @@ TEST_F(TimingTest, FullBufferRefusesAndLosesNothing) {
         const auto from = bytes.begin() + std::ptrdiff_t{block} * 2048;
         const Bytes chunk(from, from + 16UL * 2048);
         while (const int code = host.Write(block, chunk)) {
-            ASSERT_EQ(code, kLongWriteInProgress);
+            ASSERT_EQ(code, 0x20408);
             ASSERT_EQ(host.In({0x5C, 0, 0, 0, 0, 0, 0, 0, 12, 0}), kGood);
             EXPECT_EQ(host.Data32(4), 128U * 1024);
             EXPECT_LT(host.Data32(8), 16U * 2048);
@@ -115,17 +114,18 @@ TEST_F(TimingTest, CommandLongerThanItsTimeOutIsCutOffByTheHost) {
 
 TEST_F(TimingTest, SelectedSpeedIsReported) {
     Load("cd-r");
-    struct Case {
-        uint16_t asked;
-        uint16_t got;
-    };
-    for (const Case test : {Case{0xFFFF, 8468}, Case{48 * 177, 8468}, Case{16 * 177, 2823},
-                            Case{10 * 177, 1412}, Case{1 * 177, 706}}) {
-        ExpectGood({SetCdSpeed(test.asked), host.In({0x5A, 8, 0x2A, 0, 0, 0, 0, 0, 200, 0})});
-        EXPECT_EQ(LoadBe16(&host.data[8 + 28]), test.got);
+    const std::pair<uint16_t, uint16_t> speeds[] = {// asked for, and what is set
+                                                    {0xFFFF, 8468},
+                                                    {48 * 177, 8468},
+                                                    {16 * 177, 2823},
+                                                    {10 * 177, 1412},
+                                                    {1 * 177, 706}};
+    for (const auto& [asked, got] : speeds) {
+        ExpectGood({SetCdSpeed(asked), host.In({0x5A, 8, 0x2A, 0, 0, 0, 0, 0, 200, 0})});
+        EXPECT_EQ(LoadBe16(&host.data[8 + 28]), got);
         EXPECT_EQ(LoadBe16(&host.data[8 + 30]), 7) << "speed descriptors";
         ASSERT_EQ(host.In({0xAC, 4, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0}, 24), kGood);
-        EXPECT_EQ(host.Data32(12), test.got);
+        EXPECT_EQ(host.Data32(12), got);
     }
     // All write speeds: the length tells of seven also where one was asked for.
     ASSERT_EQ(host.In({0xAC, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3, 0}, 24), kGood);
