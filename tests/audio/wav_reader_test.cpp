@@ -71,7 +71,7 @@ TEST(WavReader, RefusesBrokenFiles) {
         {"64-bit form", Chunk("RF64", Text("WAVE") + format + data)},
         {"no format", Riff(data)},
         {"format past the file",
-         Chunk("RIFF", Text("WAVE") + data + Chunk("fmt ", kFormat, 1000), 2000)},
+         Chunk("RIFF", Text("WAVE") + data + Chunk("fmt ", kFormat + Bytes(24), 1000), 2000)},
         {"no data", Riff(format)},
         {"empty data", Riff(format + Chunk("data", {}))},
         {"data past the form", Riff(format + Chunk("data", kSound, 13))},

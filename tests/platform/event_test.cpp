@@ -31,25 +31,26 @@ TEST(Event, ManualStaysSetAndAutoLetsOneThrough) {
 }
 
 TEST(Event, ManualFreesAllWaitersAndAutoOneForEachSignal) {
-    constexpr int kWaiters = 4;
-    CEvent manual(CEvent::Reset::Manual);
-    CEvent each(CEvent::Reset::Auto);
-    CEvent arrived(CEvent::Reset::Auto);
-    std::atomic<int> through = 0;
-    std::vector<std::future<void>> waiters; // joined as they go
-    for (int i = 0; i < kWaiters; ++i) {
-        waiters.push_back(std::async(std::launch::async, [&] {
-            manual.Lock();
-            each.Lock();
-            ++through;
-            arrived.Set();
-        }));
-    }
-    manual.Set();
-    for (int i = 1; i <= kWaiters; ++i) {
-        each.Set();
-        arrived.Lock();
-        EXPECT_EQ(through, i);
+    for (int round = 0; round < 50; ++round) {
+        CEvent manual(CEvent::Reset::Manual);
+        CEvent each(CEvent::Reset::Auto);
+        CEvent arrived(CEvent::Reset::Auto);
+        std::atomic<int> through = 0;
+        std::vector<std::future<void>> waiters; // joined as they go
+        for (int i = 0; i < 4; ++i) {
+            waiters.push_back(std::async(std::launch::async, [&] {
+                manual.Lock();
+                each.Lock();
+                ++through;
+                arrived.Set();
+            }));
+        }
+        manual.Set();
+        for (int i = 1; i <= 4; ++i) {
+            each.Set();
+            arrived.Lock();
+            EXPECT_EQ(through, i);
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace larkspin {
 namespace {
@@ -66,6 +67,10 @@ TEST(SettingsStoreFile, BrokenFileMeansDefaultsAndStaysAsItIs) {
         kept << std::ifstream(path).rdbuf();
         EXPECT_EQ(kept.str(), broken);
     }
+    // One that is there but cannot be opened is not an empty one.
+    const std::string loop = folder.Path() + "/loop";
+    ASSERT_EQ(::symlink(loop.c_str(), loop.c_str()), 0);
+    EXPECT_FALSE(FileSettingsStore(loop).WriteNumber("k", "v", 2));
 }
 
 TEST(SettingsStoreFile, NumberThatIsNoneIsMissing) {

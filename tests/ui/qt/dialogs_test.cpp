@@ -56,35 +56,34 @@ TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
 
 TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
     std::thread::id jobThread;
-    auto job = Job([&] {
+    const auto show = [&] {
         jobThread = std::this_thread::get_id();
         return ui->ShowImageParameters(u"");
-    });
+    };
+    auto job = Job(show);
     auto* drive = Await<QComboBox>("1003");
+    EXPECT_EQ(drive->itemText(0), "FIRST  DRIVE (sr0)") << "with its blanks, as data alone has not";
     auto* speed = Find<QComboBox>("1004");
     speed->setCurrentIndex(2);
     drive->setCurrentIndex(1);
-    EXPECT_EQ(drive->itemText(0), "FIRST  DRIVE (sr0)") << "with its blanks, as data alone has not";
     EXPECT_EQ(speed->currentText(), "Max");
     Pump([&] { return speed->count() == 3; });
     EXPECT_EQ(speed->itemText(1), "2.4x");
     EXPECT_EQ(speed->currentIndex(), 0);
     speed->setCurrentIndex(2);
     QTest::mouseClick(Button(drive, "1"), Qt::LeftButton);
-    const CopyParametersResult result = Finish(job);
+    CopyParametersResult result = Finish(job);
     EXPECT_EQ(result.nDriveIndex, 1U);
     EXPECT_EQ(result.dSpeed, 1.0);
     EXPECT_EQ(drives.askers, (std::vector{jobThread, jobThread}));
-}
 
-TEST_F(DialogsTest, OkRightAfterAChangeOfDriveStillMeansThatDrivesSpeed) {
-    auto job = Job([&] { return ui->ShowAudioParameters(u""); });
-    auto* drive = Await<QComboBox>("1003");
+    job = Job(show);
+    drive = Await<QComboBox>("1003");
     drive->setCurrentIndex(1);
     QTest::mouseClick(Button(drive, "1"), Qt::LeftButton); // before any answer can have come
-    const CopyParametersResult result = Finish(job);
+    result = Finish(job);
     EXPECT_EQ(result.nDriveIndex, 1U);
-    EXPECT_EQ(result.dSpeed, 2.4);
+    EXPECT_EQ(result.dSpeed, 2.4) << "the first speed of the drive that was chosen last";
 }
 
 TEST_F(DialogsTest, TypedCopiesPassThroughAndArrowsKeepTheirLimits) {

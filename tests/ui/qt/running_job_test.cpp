@@ -140,7 +140,6 @@ TEST_F(RunningJobTest, TrayOffersTheMenuOfWhatIsGoingOn) {
     EXPECT_THAT(MenuCommands(), ElementsAre(CMD_HIDE, CMD_CANCEL));
 
     Choose(CMD_HIDE);
-    EXPECT_THAT(MenuCommands(), ElementsAre(CMD_SHOW, CMD_CANCEL));
     RunJob([&] { ui->StopEraseProgress(); });
     Choose(CMD_SHOW); // in a menu that was open when the job ended
     Choose(CMD_CANCEL);
@@ -163,10 +162,7 @@ TEST_F(RunningJobTest, AnimationChangesThePictureAndEndsWhereItBegan) {
 }
 
 TEST_F(RunningJobTest, BalloonsMayComeFromAnyThread) {
-    RunJob([&] {
-        ui->ShowBalloon(u"first", u"A", BalloonIcon::None, 60'000);
-        ui->ShowBalloon(u"text & <more>", u"B", BalloonIcon::Error, 60'000);
-    });
+    RunJob([&] { ui->ShowBalloon(u"text & <more>", u"B", BalloonIcon::Error, 60'000); });
     EXPECT_EQ(Find<QLabel>("notice")->text(), "B\ntext & <more>");
     ui->ShowBalloon(u"at once", u"", BalloonIcon::None, 60'000);
     EXPECT_EQ(Find<QLabel>("notice")->text(), "at once");
