@@ -5,25 +5,22 @@ namespace larkspin {
 namespace {
 
 TEST(BlankTest, TellsFromTheSenseHowFarTheDriveIs) {
-    constexpr int kNotBusy = 4711;
+    constexpr int idle = 4711;
     // A sense, its progress or -1 for none, and the percentage that follows.
-    const std::tuple<int, int, int> cases[] = {{0x20404, 0, 0},
-                                               {0x20407, 0x8000, 50},
-                                               {0x20408, 0xFFFF, 99},
-                                               {0x20408, -1, -1},
-                                               {0x20401, 0x8000, kNotBusy},
-                                               {0x23A04, 0x8000, kNotBusy},
-                                               {0x50408, 0x8000, kNotBusy}};
+    const std::tuple<int, int, int> cases[] = {{0x20404, 0, 0},         {0x20407, 0x8000, 50},
+                                               {0x20408, 0xFFFF, 99},   {0x20408, -1, -1},
+                                               {0x20401, 0x8000, idle}, {0x23A04, 0x8000, idle},
+                                               {0x50408, 0x8000, idle}, {0x20409, 0x8000, idle}};
     for (const auto& [code, progress, expected] : cases) {
         ScriptedDrive bench;
         Reply reply = Sense(code);
         reply.completion.sense[15] = progress >= 0 ? 0x80 : 0;
         StoreBe16(&reply.completion.sense[16], static_cast<uint16_t>(progress));
         bench.port.Queue(kReadDiscInformation, reply, 2);
-        for (const bool isBusy : {expected != kNotBusy, false}) {
-            int percent = kNotBusy;
+        for (const bool isBusy : {expected != idle, false}) {
+            int percent = idle;
             EXPECT_EQ(bench.drive.IsBlankingInProgress(&percent), isBusy);
-            EXPECT_EQ(percent, isBusy ? expected : kNotBusy);
+            EXPECT_EQ(percent, isBusy ? expected : idle);
             EXPECT_EQ(bench.drive.IsBlankingInProgress(nullptr), isBusy);
             bench.port.Always(kReadDiscInformation, {});
         }

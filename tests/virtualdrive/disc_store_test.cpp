@@ -10,12 +10,6 @@ namespace larkspin {
 
 namespace {
 
-class DiscStoreTest : public DriveTest {
-  protected:
-    // Writes blocks on and on in another process, and kills it in the middle of that.
-    void WriteUntilKilled(int (*select)(Host&));
-};
-
 constexpr int32_t kChunkBlocks = 16;
 constexpr int kChunks = 40;
 constexpr int32_t kWritten = 630; // neither whole chunks nor whole ECC blocks
@@ -24,11 +18,12 @@ Bytes Chunk(int32_t block) {
     return Blocks(kChunkBlocks, static_cast<uint32_t>(block) + 1);
 }
 
-// Puts a byte into the pipe behind each command.
-[[noreturn]] void Write(const std::string& disc, int progress, int (*select)(Host&)) {
+// Writes block after block, and puts a byte into the pipe behind each command.
+[[noreturn]] void Write(const std::string& disc, int progress, bool isCd) {
     VirtualDrive drive(SystemClock());
     Host host(drive);
-    if (!drive.Insert(disc) || host.TestUnitReady() == kGood || select(host) != kGood)
+    if (!drive.Insert(disc) || host.TestUnitReady() == kGood ||
+        (isCd ? host.SelectTrackAtOnce() : host.SelectDash({})) != kGood)
         ::_exit(1);
     for (int32_t block = 0; host.Write(block, Chunk(block)) == kGood; block += kChunkBlocks)
         if (::write(progress, "+", 1) != 1)
@@ -36,34 +31,39 @@ Bytes Chunk(int32_t block) {
     ::_exit(2);
 }
 
-void DiscStoreTest::WriteUntilKilled(int (*select)(Host&)) {
-    drive.Remove();
-    int ends[2] = {};
-    ASSERT_EQ(::pipe(ends), 0);
-    const pid_t writer = ::fork();
-    if (writer == 0)
-        Write(Disc(), ends[1], select);
-    ::close(ends[1]);
-    char byte = 0;
-    for (int chunk = 0; chunk < kChunks; ++chunk)
-        ASSERT_EQ(::read(ends[0], &byte, 1), 1);
-    ::kill(writer, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(::waitpid(writer, &status, 0), writer);
-    ASSERT_TRUE(WIFSIGNALED(status));
-    ::close(ends[0]);
-    // It could have died a little earlier, about to replace the state, and in the middle of a
-    // block.
-    std::ofstream(File("disc.txt.new")) << "[di";
-    ASSERT_GE(ReadFileBytes(File("track-01.iso")).size(), size_t{kChunks} * kChunkBlocks * 2048);
-    std::filesystem::resize_file(File("track-01.iso"), uint64_t{kWritten} * 2048 + 700);
-    Reload();
-    EXPECT_EQ(host.DiscStatus() & 0x0F, 1 | 1 << 2) << "the session is open";
-}
+class DiscStoreTest : public DriveTest {
+  protected:
+    // Lets another process write to a new disc, and kills it in the middle of that.
+    void WriteUntilKilled(const std::string& kind) {
+        Load(kind);
+        drive.Remove();
+        int ends[2] = {};
+        ASSERT_EQ(::pipe(ends), 0);
+        const pid_t writer = ::fork();
+        if (writer == 0)
+            Write(Disc(), ends[1], kind == "cd-r");
+        ::close(ends[1]);
+        char byte = 0;
+        for (int chunk = 0; chunk < kChunks; ++chunk)
+            ASSERT_EQ(::read(ends[0], &byte, 1), 1);
+        ::kill(writer, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(::waitpid(writer, &status, 0), writer);
+        ASSERT_TRUE(WIFSIGNALED(status));
+        ::close(ends[0]);
+        // It could have died a little earlier, about to replace the state, and in the middle of a
+        // block.
+        std::ofstream(File("disc.txt.new")) << "[di";
+        ASSERT_GE(ReadFileBytes(File("track-01.iso")).size(),
+                  size_t{kChunks} * kChunkBlocks * 2048);
+        std::filesystem::resize_file(File("track-01.iso"), uint64_t{kWritten} * 2048 + 700);
+        Reload();
+        EXPECT_EQ(host.DiscStatus() & 0x0F, 1 | 1 << 2) << "the session is open";
+    }
+};
 
 TEST_F(DiscStoreTest, AKilledWriterLeavesADamagedTrackOnACd) {
-    Load("cd-r");
-    WriteUntilKilled([](Host& writer) { return writer.SelectTrackAtOnce(); });
+    WriteUntilKilled("cd-r");
     ASSERT_EQ(host.TrackInformation(1, 1), kGood);
     EXPECT_EQ(host.data[5] & 0x20, 0x20) << "damaged";
     EXPECT_EQ(host.data[7] & 1, 0) << "no next writable address";
@@ -79,8 +79,7 @@ TEST_F(DiscStoreTest, AKilledWriterLeavesADamagedTrackOnACd) {
 }
 
 TEST_F(DiscStoreTest, AKilledWriterOfADvdGoesOnAtTheNextEccBlock) {
-    Load("dvd-r");
-    WriteUntilKilled([](Host& writer) { return writer.SelectDash({}); });
+    WriteUntilKilled("dvd-r");
     ASSERT_EQ(host.SelectDash({}), kGood);
     ASSERT_EQ(host.NextWritable(), 640);
     ExpectGood({host.Write(640, Chunk(640)), host.Close(2)});

@@ -114,12 +114,9 @@ TEST_F(TimingTest, CommandLongerThanItsTimeOutIsCutOffByTheHost) {
 
 TEST_F(TimingTest, SelectedSpeedIsReported) {
     Load("cd-r");
-    const std::pair<uint16_t, uint16_t> speeds[] = {// asked for, and what is set
-                                                    {0xFFFF, 8468},
-                                                    {48 * 177, 8468},
-                                                    {16 * 177, 2823},
-                                                    {10 * 177, 1412},
-                                                    {1 * 177, 706}};
+    // What is asked for, and what is set.
+    const std::pair<uint16_t, uint16_t> speeds[] = {
+        {0xFFFF, 8468}, {48 * 177, 8468}, {16 * 177, 2823}, {10 * 177, 1412}, {1 * 177, 706}};
     for (const auto& [asked, got] : speeds) {
         ExpectGood({SetCdSpeed(asked), host.In({0x5A, 8, 0x2A, 0, 0, 0, 0, 0, 200, 0})});
         EXPECT_EQ(LoadBe16(&host.data[8 + 28]), got);
