@@ -5,23 +5,17 @@ namespace {
 
 using Arrange = std::function<void(DvdBench& bench)>;
 
-void AsIs(DvdBench&) {}
-void OneGoOnly(DvdBench& bench) {
+const Arrange kAsIs = [](DvdBench&) {};
+const Arrange kOneGoOnly = [](DvdBench& bench) {
     bench.port.Always(Feature(0x21), Answer(16, {{3, 12}}));
-}
-void OneGoByChoice(DvdBench& bench) {
-    bench.drive.m_bDaoMode = true;
-}
-void WithoutTheFeature(DvdBench& bench) {
+};
+const Arrange kOneGoByChoice = [](DvdBench& bench) { bench.drive.m_bDaoMode = true; };
+const Arrange kOneGoOnPlus = [](DvdBench& bench) { bench.drive.m_bDaoOnly = true; };
+const Arrange kWithoutTheFeature = [](DvdBench& bench) {
     bench.port.Always(Feature(0x21), Answer(16, {{3, 4}}));
-}
-void SecondSession(DvdBench& bench) { // the feature does not matter
-    OneGoOnly(bench);
-    bench.drive.m_nNextTrack = 2;
-}
-void NotCalibrated(DvdBench& bench) {
-    bench.SetDiscInfo(Answer(32, {{1, 32}}));
-}
+};
+const Arrange kSecondSession = [](DvdBench& bench) { bench.drive.m_nNextTrack = 2; };
+const Arrange kNotCalibrated = [](DvdBench& bench) { bench.SetDiscInfo(Answer(32, {{1, 32}})); };
 
 // A disc with these formats, and what became of its background format: 0 never begun, 1
 // interrupted, 3 done.
@@ -59,31 +53,30 @@ TEST(DvdPrepareTest, SetsTheDriveUpAsTheMediumAsks) {
         Lines trace;
         int selected = -1; // multi-session and write type of the page that is sent, if any
     } const cases[] = {
-        {"DVD-R", 0x11, AsIs, sequential, 0xC0},
-        {"DVD-R, second session", 0x11, SecondSession,
+        {"DVD-R", 0x11, kAsIs, sequential, 0xC0},
+        {"DVD-R, second session", 0x11, kSecondSession,
          kSetUpDash + Lines{"52 01 00 00 00 02 00 00 20"}, 0xC0},
-        {"DVD-R that only takes one go", 0x11, OneGoOnly, oneGo, 0x02},
-        {"DVD-R in one go by choice", 0x11, OneGoByChoice, oneGo, 0xC2},
-        {"DVD-R, a drive without the feature", 0x11, WithoutTheFeature, sequential, 0xC0},
-        {"DVD-R without a stored calibration", 0x11, NotCalibrated,
+        {"DVD-R that only takes one go", 0x11, kOneGoOnly, oneGo, 0x02},
+        {"DVD-R in one go by choice", 0x11, kOneGoByChoice, oneGo, 0xC2},
+        {"DVD-R, a drive without the feature", 0x11, kWithoutTheFeature, sequential, 0xC0},
+        {"DVD-R without a stored calibration", 0x11, kNotCalibrated,
          feature + kSetUpDash + Lines{"54 01 @120"} + kReadAddress, 0xC0},
-        {"DVD-RW sequential", 0x14 | MEDIA_BLANK, AsIs, sequential, 0xC0},
-        {"DVD-RW that only takes one go", 0x14, OneGoOnly, oneGo, 0x02},
-        {"DVD-R DL", 0x15, AsIs, feature + kSetUpDash + layers + kReadAddress, 0x00},
-        {"DVD-R DL that only takes one go", 0x15, OneGoOnly,
+        {"DVD-RW sequential", 0x14 | MEDIA_BLANK, kAsIs, sequential, 0xC0},
+        {"DVD-RW that only takes one go", 0x14, kOneGoOnly, oneGo, 0x02},
+        {"DVD-R DL", 0x15, kAsIs, feature + kSetUpDash + layers + kReadAddress, 0x00},
+        {"DVD-R DL that only takes one go", 0x15, kOneGoOnly,
          feature + kSetUpDash + layers + reserve + kReadAddress, 0x02},
-        {"DVD-RW overwrite", 0x13, AsIs, kSetUpDash, 0x00},
+        {"DVD-RW overwrite", 0x13, kAsIs, kSetUpDash, 0x00},
         {"DVD-RW that grows", 0x13, Formatted({{992, 2}, {5000, 0x13}}), kSetUpDash + format, 0x00},
-        {"DVD-RAM", 0x12, AsIs, kSpeed},
+        {"DVD-RAM", 0x12, kAsIs, kSpeed},
         {"DVD+RW never formatted", 0x1A, Formatted({{2295104, 1}, {2295104, 0x26}}, 0),
          format + Lines{"35"} + kSpeed},
         {"DVD+RW, format interrupted", 0x1A, Formatted({{992, 2}, {2295104, 0x26}}, 1),
          format + kSpeed},
-        {"DVD+RW formatted", 0x1A, AsIs, kSpeed},
-        {"DVD+R", 0x1B, AsIs, kSetUp + kReadAddress, 0xC0},
-        {"DVD+R DL", 0x2B, AsIs, kSpeed + kReadAddress},
-        {"DVD+R DL in one go", 0x2B, [](DvdBench& bench) { bench.drive.m_bDaoOnly = true; },
-         kSpeed + boundary + kReadAddress},
+        {"DVD+RW formatted", 0x1A, kAsIs, kSpeed},
+        {"DVD+R", 0x1B, kAsIs, kSetUp + kReadAddress, 0xC0},
+        {"DVD+R DL", 0x2B, kAsIs, kSpeed + kReadAddress},
+        {"DVD+R DL in one go", 0x2B, kOneGoOnPlus, kSpeed + boundary + kReadAddress},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -114,7 +107,7 @@ TEST(DvdPrepareTest, TakesNoAddressThatIsNotVouchedForAndReservesNothingWithoutA
         EXPECT_EQ(bench.Trace(), kLockAndEvents + kSpeed + kReadAddress);
     }
     DvdBench bench(0x15);
-    OneGoOnly(bench);
+    kOneGoOnly(bench);
     bench.drive.PrepareDvdMedia(0);
     EXPECT_TRUE(bench.drive.m_bDaoMode);
     EXPECT_TRUE(bench.port.Sent(kReadDvdStructure).empty());
