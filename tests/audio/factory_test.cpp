@@ -74,30 +74,24 @@ TEST(AudioFactory, ChainsBringEverySourceToCdAudio) {
 TEST(AudioFactory, RefusesByNameWhatNoChainCanHold) {
     const std::string tooLong = "Cannot write a: it is longer than 2 GiB of sound.";
     const std::string rateLimits = " Hz is not between 2205 and 768000 Hz.";
-    const struct {
-        SourceFormat format;
-        int32_t length;
-        std::string text;
-    } cases[] = {
-        {{.channels = 6}, 100, "Cannot write a: it has 6 channels, an audio CD takes at most 2."},
-        {{.channels = 0}, 100, "Cannot write a: it has no channels."},
-        {{.rate = 2204}, 100, "Cannot write a: its rate of 2204" + rateLimits},
-        {{.rate = 2205}, 100, "(none)"},
-        {{.rate = 768000}, 100, "(none)"},
-        {{.rate = 768001}, 100, "Cannot write a: its rate of 768001" + rateLimits},
-        {{}, INT32_MAX / 2352 * 2352, "(none)"},
-        {{}, INT32_MAX, tooLong},
-        {{.rate = 22050}, 1 << 30, tooLong},
-        {{.rate = 192000}, INT32_MAX, "(none)"},
-        {{.rate = 192000, .bits = 8}, INT32_MAX, tooLong},
-        {{}, 0, "Cannot write a: it holds no sound, or does not say how much."},
-        {{}, -1, "Cannot write a: it holds no sound, or does not say how much."},
+    const auto expect = [](SourceFormat format, int32_t length, const std::string& text) {
+        MemoryReader source({}, format);
+        source.m_nLength = length;
+        EXPECT_EQ(FailureOf([&] { CheckSource(u"/music/a", source); }), text);
     };
-    for (const auto& c : cases) {
-        MemoryReader source({}, c.format);
-        source.m_nLength = c.length;
-        EXPECT_EQ(FailureOf([&] { CheckSource(u"/music/a", source); }), c.text);
-    }
+    expect({.channels = 6}, 100, "Cannot write a: it has 6 channels, an audio CD takes at most 2.");
+    expect({.channels = 0}, 100, "Cannot write a: it has no channels.");
+    expect({.rate = 2204}, 100, "Cannot write a: its rate of 2204" + rateLimits);
+    expect({.rate = 2205}, 100, "(none)");
+    expect({.rate = 768000}, 100, "(none)");
+    expect({.rate = 768001}, 100, "Cannot write a: its rate of 768001" + rateLimits);
+    expect({}, INT32_MAX / 2352 * 2352, "(none)");
+    expect({}, INT32_MAX, tooLong);
+    expect({.rate = 22050}, 1 << 30, tooLong);
+    expect({.rate = 192000}, INT32_MAX, "(none)");
+    expect({.rate = 192000, .bits = 8}, INT32_MAX, tooLong);
+    expect({}, 0, "Cannot write a: it holds no sound, or does not say how much.");
+    expect({}, -1, "Cannot write a: it holds no sound, or does not say how much.");
     // A long name gives way to the reason, at a character's border.
     const MemoryReader source({}, {.channels = 8});
     for (const std::u16string prefix : {u"/music/", u"/music/x"}) {
@@ -121,56 +115,42 @@ TEST(AudioFactory, WritesWavFilesOfPcmAlone) {
         return Bytes{first, 0, 0, 0, 0, 0, 16, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, last};
     };
     const std::string notPcm = "Cannot write a.wav: its samples are not PCM.";
-    const struct {
-        uint16_t tag;
-        uint8_t bits;
-        Bytes subFormat; // makes the "fmt " chunk the extensible one
-        std::string text;
-    } cases[] = {
-        {1, 16, {}, "(none)"},
-        {1, 24, {}, "Internal error #293."},
-        {3, 32, {}, "Internal error #293."}, // floats
-        {6, 8, {}, notPcm},                  // A-law
-        {0x55, 16, {}, notPcm},              // MPEG layer III
-        {0xFFFE, 16, guid(1, 0x71), "(none)"},
-        {0xFFFE, 8, guid(1, 0x71), "(none)"},
-        {0xFFFE, 8, guid(6, 0x71), notPcm},
-        {0xFFFE, 16, guid(1, 0), notPcm},
-        {0xFFFE, 16, {}, notPcm},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.tag << ' ' << c.bits << ' ' << c.subFormat.size());
-        Bytes format =
-            Le32(c.tag | 2U << 16) + Le32(44100) + Le32(0) + Le32(uint32_t{c.bits} << 16);
-        if (!c.subFormat.empty()) {
+    // A `subFormat` makes the "fmt " chunk the extensible one.
+    const auto expect = [](uint16_t tag, uint8_t bits, const Bytes& subFormat,
+                           const std::string& text) {
+        SCOPED_TRACE(testing::Message() << tag << ' ' << int{bits} << ' ' << subFormat.size());
+        Bytes format = Le32(tag | 2U << 16) + Le32(44100) + Le32(0) + Le32(uint32_t{bits} << 16);
+        if (!subFormat.empty()) {
             // Its own size, the valid bits and the speakers stand in front.
-            format = format + Bytes{22, 0, 0, 0, 0, 0, 0, 0} + c.subFormat;
+            format = format + Bytes{22, 0, 0, 0, 0, 0, 0, 0} + subFormat;
         }
-        MemoryFiles files(Chunk("RIFF", Text("WAVE") + Chunk("fmt ", format) +
-                                            Chunk("data", Bytes(147 * c.bits))));
+        MemoryFiles files(
+            Chunk("RIFF", Text("WAVE") + Chunk("fmt ", format) + Chunk("data", Bytes(147 * bits))));
         std::unique_ptr<CReader> chain;
-        EXPECT_EQ(FailureOf([&] { chain = CreateAudioReader(u"/a.wav", files); }), c.text);
-        EXPECT_EQ(chain != nullptr && Drain(*chain).size() == 2352, c.text == "(none)");
-        EXPECT_EQ(GetAudioFileLength(u"/a.wav", files) > 0, c.tag == 1);
-    }
+        EXPECT_EQ(FailureOf([&] { chain = CreateAudioReader(u"/a.wav", files); }), text);
+        EXPECT_EQ(chain != nullptr && Drain(*chain).size() == 2352, text == "(none)");
+        EXPECT_EQ(GetAudioFileLength(u"/a.wav", files) > 0, tag == 1);
+    };
+    expect(1, 16, {}, "(none)");
+    expect(1, 24, {}, "Internal error #293.");
+    expect(3, 32, {}, "Internal error #293."); // floats
+    expect(6, 8, {}, notPcm);                  // A-law
+    expect(0x55, 16, {}, notPcm);              // MPEG layer III
+    expect(0xFFFE, 16, guid(1, 0x71), "(none)");
+    expect(0xFFFE, 8, guid(1, 0x71), "(none)");
+    expect(0xFFFE, 8, guid(6, 0x71), notPcm);
+    expect(0xFFFE, 16, guid(1, 0), notPcm);
+    expect(0xFFFE, 16, {}, notPcm);
 }
 
 TEST(AudioFactory, ProbesNormaliseAsTheTrackWillBe) {
-    const struct {
-        AudioProbe probe;
-        uint32_t bytes;
-    } cases[] = {
-        {{2352, 16, 44100, 2}, 2352},
-        {{2353, 16, 44100, 2}, 4704},
-        {{0, 16, 44100, 2}, 0},
-        {{100000, 24, 44100, 6}, (400000 + 2351) / 2352 * 2352},
-        {{100001, 16, 32000, 1}, (137813 * 2 + 2351) / 2352 * 2352},
-        {{1000, 16, 0, 2}, 0},
-        {{UINT64_MAX, 8, 1, 1}, UINT32_MAX / 2352 * 2352},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(NormalisedLength(c.probe), c.bytes) << c.probe.bytes << ' ' << c.probe.rate;
-    }
+    EXPECT_EQ(NormalisedLength({0, 16, 44100, 2}), 0U);
+    EXPECT_EQ(NormalisedLength({2352, 16, 44100, 2}), 2352U);
+    EXPECT_EQ(NormalisedLength({2353, 16, 44100, 2}), 4704U);
+    EXPECT_EQ(NormalisedLength({100000, 24, 44100, 6}), (400000U + 2351) / 2352 * 2352);
+    EXPECT_EQ(NormalisedLength({100001, 16, 32000, 1}), (137813U * 2 + 2351) / 2352 * 2352);
+    EXPECT_EQ(NormalisedLength({1000, 16, 0, 2}), 0U);
+    EXPECT_EQ(NormalisedLength({UINT64_MAX, 8, 1, 1}), UINT32_MAX / 2352 * 2352);
 }
 
 // Files of all formats: whole tracks, and 99 of them alive at once.

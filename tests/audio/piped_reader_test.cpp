@@ -62,28 +62,25 @@ TEST(PipedReader, TellsThatItHasNoPipeOrNoThread) {
     for (const char* name : {"/a.mp3", "/a.wma", "/a.ape", "/a.flac"}) {
         WriteSound(folder.Path() + name, MakeTones(20000));
     }
-    const struct {
-        std::function<void()> make;
-        const char* noPipe;
-        const char* noThread;
-    } cases[] = {
-        {[&] { CMP3Reader(path("/a.mp3")); }, "Internal error #210.", "Internal error #211."},
-        {[&] { CWmaReader(path("/a.wma"), PosixFiles()); }, "Internal error #210.",
-         "Internal error #211."},
-        {[&] { CAPEReader(path("/a.ape"), PosixFiles()); }, "Internal error #610",
-         "Internal error #111"},
-        {[&] { CFLACReader(path("/a.flac"), PosixFiles()); }, "Internal error #280",
-         "Internal error #281"},
-        {[] { CResampler(std::make_unique<MemoryReader>(Bytes(4), SourceFormat()), 48000); },
-         "Internal error #185.", "Internal error #186."},
-    };
-    for (const auto& c : cases) {
+    const auto expect = [](const std::function<void()>& make, const char* noPipe,
+                           const char* noThread) {
         g_bNoPipes = true;
-        EXPECT_EQ(FailureOf(c.make), c.noPipe);
+        EXPECT_EQ(FailureOf(make), noPipe);
         g_bNoPipes = false;
         const NoThreads noThreads;
-        EXPECT_EQ(FailureOf(c.make), c.noThread);
-    }
+        EXPECT_EQ(FailureOf(make), noThread);
+    };
+    IFileSystem& files = PosixFiles();
+    expect([&] { CMP3Reader(path("/a.mp3"), files); }, "Internal error #210.",
+           "Internal error #211.");
+    expect([&] { CWmaReader(path("/a.wma"), files); }, "Internal error #210.",
+           "Internal error #211.");
+    expect([&] { CAPEReader(path("/a.ape"), files); }, "Internal error #610",
+           "Internal error #111");
+    expect([&] { CFLACReader(path("/a.flac"), files); }, "Internal error #280",
+           "Internal error #281");
+    expect([] { CResampler(std::make_unique<MemoryReader>(Bytes(4), SourceFormat()), 48000); },
+           "Internal error #185.", "Internal error #186.");
 }
 
 // Gives four bytes and fails with an exception.

@@ -22,29 +22,9 @@ const Bytes kSound = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
 TEST(WavReader, FindsFormatAndDataAmongOtherChunks) {
     const Bytes data = Chunk("data", kSound);
     const Bytes format = Chunk("fmt ", kFormat);
-    const struct {
-        const char* what;
-        Bytes file;
-    } cases[] = {
-        {"plain", Riff(format + data)},
-        {"format of 18 bytes", Riff(Chunk("fmt ", kFormat + Bytes{0, 0}) + data)},
-        {"data first", Riff(data + format)},
-        {"chunks of odd length between",
-         Riff(Chunk("odd ", {9}) + format + Chunk("LIST", {8, 8, 8}) + data)},
-        {"chunk behind", Riff(format + data + Chunk("LIST", Bytes(100, 5)))},
-        {"second data and format",
-         Riff(format + data + Chunk("data", {99, 99}) + Chunk("fmt ", Bytes(16, 99)))},
-        {"bytes behind the form", Riff(format + data) + Bytes(300, 5)},
-        {"too few bytes for a chunk at the form's end",
-         Riff(format + data + Bytes{1, 2, 3, 4, 5, 6})},
-        {"other chunks in front of the form",
-         Chunk("junk", {1, 2, 3}) + Chunk("RIFF", Text("AVI ")) + Riff(format + data)},
-        {"no pad byte at the file's end",
-         Riff(format + Chunk("data", kSound) + Text("LIST") + Le32(1) + Bytes{3})},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        MemoryFiles files(c.file);
+    const auto expect = [](const char* what, const Bytes& file) {
+        SCOPED_TRACE(what);
+        MemoryFiles files(file);
         files.m_nMost = 5; // a disk may give less than it is asked for
         CWavReader reader(u"/a.wav", files);
         EXPECT_EQ(reader.m_nLength, 12);
@@ -55,42 +35,52 @@ TEST(WavReader, FindsFormatAndDataAmongOtherChunks) {
         const std::optional<AudioProbe> probe = ProbeWav(u"/a.wav", files);
         ASSERT_TRUE(probe.has_value());
         EXPECT_EQ(probe->bytes, 12U);
-    }
+    };
+    expect("plain", Riff(format + data));
+    expect("format of 18 bytes", Riff(Chunk("fmt ", kFormat + Bytes{0, 0}) + data));
+    expect("data first", Riff(data + format));
+    expect("chunks of odd length between",
+           Riff(Chunk("odd ", {9}) + format + Chunk("LIST", {8, 8, 8}) + data));
+    expect("chunk behind", Riff(format + data + Chunk("LIST", Bytes(100, 5))));
+    expect("second data and format",
+           Riff(format + data + Chunk("data", {99, 99}) + Chunk("fmt ", Bytes(16, 99))));
+    expect("bytes behind the form", Riff(format + data) + Bytes(300, 5));
+    expect("too few bytes for a chunk at the form's end",
+           Riff(format + data + Bytes{1, 2, 3, 4, 5, 6}));
+    expect("other chunks in front of the form",
+           Chunk("junk", {1, 2, 3}) + Chunk("RIFF", Text("AVI ")) + Riff(format + data));
+    expect("no pad byte at the file's end",
+           Riff(format + Chunk("data", kSound) + Text("LIST") + Le32(1) + Bytes{3}));
 }
 
 TEST(WavReader, RefusesBrokenFiles) {
     const Bytes data = Chunk("data", kSound);
     const Bytes format = Chunk("fmt ", kFormat);
     const Bytes whole = Riff(format + data);
-    const struct {
-        const char* what;
-        Bytes file;
-    } cases[] = {
-        {"empty", {}},
-        {"another form", Chunk("RIFF", Text("AVI ") + format + data)},
-        {"64-bit form", Chunk("RF64", Text("WAVE") + format + data)},
-        {"no format", Riff(data)},
-        {"format past the file",
-         Chunk("RIFF", Text("WAVE") + data + Chunk("fmt ", kFormat + Bytes(24), 1000), 2000)},
-        {"no data", Riff(format)},
-        {"empty data", Riff(format + Chunk("data", {}))},
-        {"data past the form", Riff(format + Chunk("data", kSound, 13))},
-        {"a skipped chunk past the form", Riff(format + data + Chunk("LIST", {1, 2}, 5000))},
-        {"sizes of a stream",
-         Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0xFFFFFFFF), 0xFFFFFFFF)},
-        {"format of 4 GB",
-         Chunk("RIFF", Text("WAVE") + Chunk("fmt ", kFormat, 0xFFFFFFF0), 0xFFFFFFFF)},
-        {"format cut off", Bytes(whole.begin(), whole.begin() + 30)},
-        {"nothing but empty chunks", Riff(Bytes(8 * (kMaxWavChunks + 10), 0) + format + data)},
-        {"zeros", Bytes(1000000, 0)},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        MemoryFiles files(c.file);
+    const auto expect = [](const char* what, const Bytes& file) {
+        SCOPED_TRACE(what);
+        MemoryFiles files(file);
         EXPECT_EQ(FailureOf([&] { CWavReader reader(u"/music/a.wav", files); }),
                   "Cannot open /music/a.wav.");
         EXPECT_FALSE(ProbeWav(u"/music/a.wav", files).has_value());
-    }
+    };
+    expect("empty", {});
+    expect("another form", Chunk("RIFF", Text("AVI ") + format + data));
+    expect("64-bit form", Chunk("RF64", Text("WAVE") + format + data));
+    expect("no format", Riff(data));
+    expect("format past the file",
+           Chunk("RIFF", Text("WAVE") + data + Chunk("fmt ", kFormat + Bytes(24), 1000), 2000));
+    expect("no data", Riff(format));
+    expect("empty data", Riff(format + Chunk("data", {})));
+    expect("data past the form", Riff(format + Chunk("data", kSound, 13)));
+    expect("a skipped chunk past the form", Riff(format + data + Chunk("LIST", {1, 2}, 5000)));
+    expect("sizes of a stream",
+           Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0xFFFFFFFF), 0xFFFFFFFF));
+    expect("format of 4 GB",
+           Chunk("RIFF", Text("WAVE") + Chunk("fmt ", kFormat, 0xFFFFFFF0), 0xFFFFFFFF));
+    expect("format cut off", Bytes(whole.begin(), whole.begin() + 30));
+    expect("nothing but empty chunks", Riff(Bytes(8 * (kMaxWavChunks + 10), 0) + format + data));
+    expect("zeros", Bytes(1000000, 0));
     MemoryFiles large(
         Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0x80000000), 0x80000024));
     EXPECT_EQ(FailureOf([&] { CWavReader reader(u"/music/a.wav", large); }),

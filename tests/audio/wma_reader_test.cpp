@@ -67,22 +67,17 @@ class WmaReader : public testing::Test {
 };
 
 TEST_F(WmaReader, ReadsTheLastAudioStreamAndTheFirstVersionOfTheCodec) {
-    const struct {
-        const char* options;
-        int channels, rate;
-        const char* stream;
-    } cases[] = {
-        {"-map 0 -map 0 -c:a wmav2 -ac:a:1 1 -ar:a:1 22050", 1, 22050, "0:1"},
-        {"-c:a wmav1", 2, 44100, "0:0"},
-    };
-    for (const auto& c : cases) {
-        MemoryFiles files(Made(c.options));
+    const auto expect = [&](const std::string& options, int channels, int rate,
+                            const std::string& stream) {
+        MemoryFiles files(Made(options));
         CWmaReader reader(u"/a.wma", files);
-        EXPECT_EQ(reader.m_nChannels, c.channels);
-        EXPECT_EQ(reader.m_nSampleRate, c.rate);
-        EXPECT_TRUE(Drain(reader) ==
-                    Capture("ffmpeg -v error -i " + m_path + " -map " + c.stream + " -f s16le -"));
-    }
+        EXPECT_EQ(reader.m_nChannels, channels);
+        EXPECT_EQ(reader.m_nSampleRate, rate);
+        const std::string decode = "ffmpeg -v error -i " + m_path + " -f s16le -map ";
+        EXPECT_TRUE(Drain(reader) == Capture(decode + stream + " -"));
+    };
+    expect("-map 0 -map 0 -c:a wmav2 -ac:a:1 1 -ar:a:1 22050", 1, 22050, "0:1");
+    expect("-c:a wmav1", 2, 44100, "0:0");
 }
 
 TEST_F(WmaReader, TellsAProtectedFile) {
@@ -165,25 +160,19 @@ TEST_F(WmaReader, HasATextForEachFailureOfTheRuntime) {
         *reader = std::make_unique<Runtime>();
         return SyncReaderResult::Created;
     };
-    const struct {
-        int failsAt;
-        SyncStream stream;
-        const char* text;
-    } cases[] = {
-        {1, {1, true}, "Internal error #201."},
-        {2, {1, true}, "Internal error #202."},
-        {3, {1, true}, "Internal error #205."},
-        {4, {1, true}, "Internal error #206"},
-        {5, {1, true}, "Internal error #207"},
-        {0, {0, true}, "Internal error #203."},
-        {0, {1, false}, "Cannot open /a.wma: no audio streams found in file."},
-        {0, {1, true}, "(none)"},
+    const auto expect = [&](int failsAt, SyncStream stream, const char* text) {
+        Runtime::s_failsAt = failsAt;
+        Runtime::s_stream = stream;
+        EXPECT_EQ(failure(create), text);
     };
-    for (const auto& c : cases) {
-        Runtime::s_failsAt = c.failsAt;
-        Runtime::s_stream = c.stream;
-        EXPECT_EQ(failure(create), c.text);
-    }
+    expect(1, {1, true}, "Internal error #201.");
+    expect(2, {1, true}, "Internal error #202.");
+    expect(3, {1, true}, "Internal error #205.");
+    expect(4, {1, true}, "Internal error #206");
+    expect(5, {1, true}, "Internal error #207");
+    expect(0, {0, true}, "Internal error #203.");
+    expect(0, {1, false}, "Cannot open /a.wma: no audio streams found in file.");
+    expect(0, {1, true}, "(none)");
     // The playing time and 5000 bytes.
     EXPECT_EQ(CWmaReader(u"/a.wma", files, create).m_nLength, 176400 + 5000);
 }

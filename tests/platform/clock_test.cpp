@@ -20,21 +20,16 @@ constexpr const char* kCentralEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
 TEST(Clock, OffsetFollowsDaylightSaving) {
     constexpr int64_t kSpring = 1'206'838'800; // 2008-03-30 01:00:00 UTC, clocks go on
     constexpr int64_t kAutumn = 1'224'982'800; // 2008-10-26 01:00:00 UTC, clocks go back
-    const struct {
-        const char* rules;
-        int64_t moment;
-        int32_t offset;
-        int hour;
-    } cases[] = {
-        {kCentralEurope, kSpring - 1, 3600, 1}, {kCentralEurope, kSpring, 7200, 3},
-        {kCentralEurope, kAutumn - 1, 7200, 2}, {kCentralEurope, kAutumn, 3600, 2},
-        {"NST3:30", kSpring, -12600, 21}, // west, by no whole hours
+    const auto expect = [](const char* rules, int64_t moment, int32_t offset, int hour) {
+        SetTimeZone(rules);
+        EXPECT_EQ(UtcOffsetSeconds(moment), offset) << rules << " " << moment;
+        EXPECT_EQ(LocalTime(moment).tm_hour, hour) << rules << " " << moment;
     };
-    for (const auto& c : cases) {
-        SetTimeZone(c.rules);
-        EXPECT_EQ(UtcOffsetSeconds(c.moment), c.offset) << c.rules << " " << c.moment;
-        EXPECT_EQ(LocalTime(c.moment).tm_hour, c.hour) << c.rules << " " << c.moment;
-    }
+    expect(kCentralEurope, kSpring - 1, 3600, 1);
+    expect(kCentralEurope, kSpring, 7200, 3);
+    expect(kCentralEurope, kAutumn - 1, 7200, 2);
+    expect(kCentralEurope, kAutumn, 3600, 2);
+    expect("NST3:30", kSpring, -12600, 21); // west, by no whole hours
 }
 
 TEST(Clock, DatesAreLocalOnesWithAnEnglishMonthInTheCLocale) {

@@ -10,36 +10,30 @@ namespace {
 
 // Valid UTF-8 becomes the characters it stands for; every other byte a surrogate of its own.
 TEST(Text, WidensWhatIsValidAndKeepsTheRest) {
-    const struct {
-        const char* what;
-        std::string native;
-        std::u16string wide;
-    } cases[] = {
-        {"nothing", "", u""},
-        {"a zero byte", std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
-        {"the ends of each length", "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF",
-         u"\u007F\u0080\u07FF\u0800\uFFFF"},
-        {"around the surrogates", "\xED\x9F\xBF\xEE\x80\x80", u"\uD7FF\uE000"},
-        {"the supplementary planes", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\U00010000\U0010FFFF"},
-        {"a stray continuation", "a\x80", u"a\xDC80"},
-        {"a byte that begins nothing", "\xFF\xC0\xF5", u"\xDCFF\xDCC0\xDCF5"},
-        {"overlong, two bytes", "\xC1\xBF", u"\xDCC1\xDCBF"},
-        {"overlong, three bytes", "\xE0\x9F\xBF", u"\xDCE0\xDC9F\xDCBF"},
-        {"overlong, four bytes", "\xF0\x8F\xBF\xBF", u"\xDCF0\xDC8F\xDCBF\xDCBF"},
-        {"past the last plane", "\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"},
-        {"a surrogate in UTF-8", "\xED\xA0\x80", u"\xDCED\xDCA0\xDC80"},
-        {"a pair of them", "\xED\xA0\xBD\xED\xB2\xBF", u"\xDCED\xDCA0\xDCBD\xDCED\xDCB2\xDCBF"},
-        {"a byte that is kept, in UTF-8", "\xED\xB2\x80", u"\xDCED\xDCB2\xDC80"},
-        {"cut short at the end", "\xE2\x82", u"\xDCE2\xDC82"},
-        {"cut short by a letter", "\xF0\x9F\x92z", u"\xDCF0\xDC9F\xDC92z"},
-        {"cut short by a character", "\xC3\xC3\xBC", u"\xDCC3\u00FC"},
-        {"a pair and then a stray byte", "\xF0\x9F\x92\xBF\xBF", u"\U0001F4BF\xDCBF"},
+    const auto expect = [](const char* what, const std::string& native,
+                           const std::u16string& wide) {
+        EXPECT_EQ(ToWide(native), wide) << what;
+        EXPECT_EQ(ToNative(wide), native) << what;
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.what);
-        EXPECT_EQ(ToWide(test.native), test.wide);
-        EXPECT_EQ(ToNative(test.wide), test.native);
-    }
+    expect("nothing", "", u"");
+    expect("a zero byte", std::string("a\0b", 3), std::u16string(u"a\0b", 3));
+    expect("the ends of each length", "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF",
+           u"\u007F\u0080\u07FF\u0800\uFFFF");
+    expect("around the surrogates", "\xED\x9F\xBF\xEE\x80\x80", u"\uD7FF\uE000");
+    expect("the supplementary planes", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\U00010000\U0010FFFF");
+    expect("a stray continuation", "a\x80", u"a\xDC80");
+    expect("a byte that begins nothing", "\xFF\xC0\xF5", u"\xDCFF\xDCC0\xDCF5");
+    expect("overlong, two bytes", "\xC1\xBF", u"\xDCC1\xDCBF");
+    expect("overlong, three bytes", "\xE0\x9F\xBF", u"\xDCE0\xDC9F\xDCBF");
+    expect("overlong, four bytes", "\xF0\x8F\xBF\xBF", u"\xDCF0\xDC8F\xDCBF\xDCBF");
+    expect("past the last plane", "\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80");
+    expect("a surrogate in UTF-8", "\xED\xA0\x80", u"\xDCED\xDCA0\xDC80");
+    expect("a pair of them", "\xED\xA0\xBD\xED\xB2\xBF", u"\xDCED\xDCA0\xDCBD\xDCED\xDCB2\xDCBF");
+    expect("a byte that is kept, in UTF-8", "\xED\xB2\x80", u"\xDCED\xDCB2\xDC80");
+    expect("cut short at the end", "\xE2\x82", u"\xDCE2\xDC82");
+    expect("cut short by a letter", "\xF0\x9F\x92z", u"\xDCF0\xDC9F\xDC92z");
+    expect("cut short by a character", "\xC3\xC3\xBC", u"\xDCC3\u00FC");
+    expect("a pair and then a stray byte", "\xF0\x9F\x92\xBF\xBF", u"\U0001F4BF\xDCBF");
 }
 
 // Names are bytes: each of them has to come back as it was, or its file can't be opened.
