@@ -50,6 +50,7 @@ TEST_F(SessionAtOnceTest, DataSessionIsWrittenFromThePregapOn) {
     EXPECT_EQ(host.Out(Host::Address10(0x2A, -150, 1), Bytes(2352)), kDataPhase);
     ASSERT_EQ(host.WriteAll(-150, Bytes(150UL * 2048)), kGood);
     EXPECT_EQ(host.Write(1, Bytes(2048)), kInvalidAddress);
+    EXPECT_EQ(host.Write(0, Bytes(501UL * 2048)), kInvalidAddress) << "into the lead-out";
     EXPECT_EQ(host.Close(2), kSequenceError);
     ASSERT_EQ(host.WriteAll(0, Blocks(500, 1)), kGood);
     EXPECT_EQ(host.Write(500, Bytes(2048)), kInvalidAddress) << "behind the lead-out's start";

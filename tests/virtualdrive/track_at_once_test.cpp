@@ -26,6 +26,7 @@ TEST_F(TrackAtOnceTest, SessionsFollowEachOtherAtRedBookDistances) {
     EXPECT_EQ(host.Read(0, 1), kOutOfRange) << "an open session can't be read";
     ASSERT_EQ(host.Close(2), kGood);
     EXPECT_EQ(host.DiscStatus(), kIncompleteEmptySession);
+    EXPECT_EQ(host.DataAt(16, 4), (Bytes{0, 1, 36, 2})) << "lead-in of the session to come";
     // 300 blocks, 2 of run-out, then lead-out, lead-in and pre-gap.
     WriteTrack(302 + 11'400, Blocks(1000, 2));
     ASSERT_EQ(host.Close(2), kGood);
@@ -34,6 +35,7 @@ TEST_F(TrackAtOnceTest, SessionsFollowEachOtherAtRedBookDistances) {
     WriteTrack(third, Blocks(517, 3));
     ASSERT_EQ(host.Close(2), kGood);
     EXPECT_EQ(host.DiscStatus(), kComplete);
+    EXPECT_EQ(host.data[4], 3) << "sessions";
 
     Reload();
     ASSERT_EQ(host.Toc(1), kGood);
