@@ -61,29 +61,10 @@ TEST(Mp3Reader, GivesTheFramesOfTheWholeFile) {
     for (uint8_t& byte : quiet) {
         byte &= 0x7F;
     }
-    const struct {
-        const char* what;
-        Bytes file;
-    } cases[] = {
-        {"constant rate", cbr},
-        {"variable rate", MakeMp3("-V 2")},
-        {"mono", mono},
-        {"22.05 kHz", MakeMp3("-b 64", {.rate = 22050})},
-        {"8 kHz mono", MakeMp3("-b 16", {.channels = 1, .rate = 8000})},
-        {"free format", MakeMp3("--freeformat -b 400")},
-        {"layer II", Capture("ffmpeg -v error -f lavfi -i sine=500:d=2:r=48000 -ac 2 -f mp2 -")},
-        {"with tags", MakeMp3("-b 192 --add-id3v2 --tt Name --id3v1-only")},
-        {"junk in front", Payload(100000, 1) + cbr},
-        {"junk between", cbr + quiet + cbr + Bytes(70000, 0xFF) + cbr + Bytes(70000, 0)},
-        {"cut in a frame", Bytes(cbr.begin(), cbr.end() - 777)},
-        {"a frame of another rate last", cbr + MakeMp3("-b 64", {.rate = 22050})},
-        {"mono in the middle", cbr + mono + cbr},
-        {"mono last", cbr + mono},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        const InOneBuffer expected(c.file);
-        MemoryFiles files(c.file);
+    const auto expect = [](const char* what, const Bytes& file) {
+        SCOPED_TRACE(what);
+        const InOneBuffer expected(file);
+        MemoryFiles files(file);
         files.m_nMost = 10007;
         CMP3Reader reader(u"/a.mp3", files);
         EXPECT_EQ(static_cast<uint64_t>(reader.m_nLength), expected.headerBytes);
@@ -106,7 +87,21 @@ TEST(Mp3Reader, GivesTheFramesOfTheWholeFile) {
         }
         EXPECT_LT(worst, 6) << "beyond what the dither can do";
         EXPECT_LT(std::sqrt(noise), 1) << "more than that of the dither";
-    }
+    };
+    expect("constant rate", cbr);
+    expect("variable rate", MakeMp3("-V 2"));
+    expect("mono", mono);
+    expect("22.05 kHz", MakeMp3("-b 64", {.rate = 22050}));
+    expect("8 kHz mono", MakeMp3("-b 16", {.channels = 1, .rate = 8000}));
+    expect("free format", MakeMp3("--freeformat -b 400"));
+    expect("layer II", Capture("ffmpeg -v error -f lavfi -i sine=500:d=2:r=48000 -ac 2 -f mp2 -"));
+    expect("with tags", MakeMp3("-b 192 --add-id3v2 --tt Name --id3v1-only"));
+    expect("junk in front", Payload(100000, 1) + cbr);
+    expect("junk between", cbr + quiet + cbr + Bytes(70000, 0xFF) + cbr + Bytes(70000, 0));
+    expect("cut in a frame", Bytes(cbr.begin(), cbr.end() - 777));
+    expect("a frame of another rate last", cbr + MakeMp3("-b 64", {.rate = 22050}));
+    expect("mono in the middle", cbr + mono + cbr);
+    expect("mono last", cbr + mono);
 }
 
 // Noise looks like headers of frames in free format, whose length is told by the next header. It

@@ -61,6 +61,7 @@ struct ParameterTest : testing::Test {
 TEST_F(ParameterTest, SpeedsAreThoseOfTheDriveChosenLast) {
     CBurnImageParameters dialog(drives);
     dialog.Open(u"");
+    EXPECT_EQ(dialog.Accept({.strCopies = u"000000000000001234"}).nCopies, 1U) << "15 count";
     EXPECT_EQ(dialog.Accept({}).dSpeed, 8.0);
     EXPECT_THAT(dialog.SelectDrive(1), ElementsAre(u"Max"));
     EXPECT_EQ(dialog.Accept({.nDriveRow = 1}).dSpeed, kNoSpeedWish);

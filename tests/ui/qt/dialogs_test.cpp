@@ -87,53 +87,43 @@ TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
 }
 
 TEST_F(DialogsTest, TypedCopiesPassThroughAndArrowsKeepTheirLimits) {
-    struct Case {
-        const char* keys;
-        int steps;
-        uint32_t copies;
-    };
-    for (const Case& c : {Case{"", 0, 1}, Case{"33", 0, 33}, Case{"0", 0, 0}, Case{"abc", 0, 0},
-                          Case{"000000000000001234", 0, 1}, Case{"33", 1, 20}, Case{"20", 1, 20},
-                          Case{"5", -9, 1}, Case{"", 1, 2}}) {
+    const auto expect = [this](const char* keys, int steps, uint32_t expected) {
         auto job = Job([&] { return ui->ShowAudioParameters(u""); });
         auto* copies = Await<QSpinBox>("1006");
         auto* edit = copies->findChild<QLineEdit*>("1005");
         ASSERT_NE(edit, nullptr);
         EXPECT_EQ(edit->text(), "1");
-        if (*c.keys != '\0') {
+        if (*keys != '\0') {
             edit->selectAll();
-            QTest::keyClicks(edit, c.keys);
+            QTest::keyClicks(edit, keys);
             QTest::keyClick(edit, Qt::Key_Tab); // leaving the field must not change it
         }
-        if (c.steps != 0) {
-            copies->stepBy(c.steps);
+        if (steps != 0) {
+            copies->stepBy(steps);
         }
         QTest::mouseClick(Button(copies, "1"), Qt::LeftButton);
-        EXPECT_EQ(Finish(job).nCopies, c.copies) << c.keys << " " << c.steps;
-    }
+        EXPECT_EQ(Finish(job).nCopies, expected) << keys << " " << steps;
+    };
+    expect("", 0, 1);
+    expect("33", 0, 33);
+    expect("0", 0, 0);
+    expect("abc", 0, 0);
+    expect("000000000000001234", 0, 1); // fifteen characters count
+    expect("33", 1, 20);
+    expect("20", 1, 20);
+    expect("5", -9, 1);
+    expect("", 1, 2);
 }
 
 TEST_F(DialogsTest, TabVisitsEveryControlAndEachHasAName) {
-    struct Case {
-        std::function<void()> show;
-        const char* first; // has the focus as the dialog opens
-        std::vector<std::string> stops;
-    };
-    const std::vector<std::string> copies = {"1003 Drive", "1006 Copies", "1004 Speed", "1 OK",
-                                             "2 Cancel"};
-    for (const Case& c :
-         {Case{[&] { ui->ShowDataParameters(u""); },
-               "1011",
-               {"1011 Disk title", "1003 Drive", "1004 Speed", "1 OK", "2 Cancel"}},
-          Case{[&] { ui->ShowAudioParameters(u""); }, "1003", copies},
-          Case{[&] { ui->ShowImageParameters(u""); }, "1003", copies},
-          Case{[&] { ui->ShowEraseType({4}); },
-               "1001",
-               {"1001 Quick erase (quickly clean the disk)", "1004 Speed", "1 OK", "2 Cancel"}}}) {
-        auto job = Job(c.show);
-        auto* first = Await<QWidget>(c.first);
+    using Stops = std::vector<std::string>;
+    // The control called `focus` has the focus as the dialog opens.
+    const auto expect = [](const std::function<void()>& show, const char* focus,
+                           const Stops& stops) {
+        auto job = Job(show);
+        auto* first = Await<QWidget>(focus);
         EXPECT_EQ(first->window()->focusWidget(), first);
-        EXPECT_EQ(TabStops(first), c.stops);
+        EXPECT_EQ(TabStops(first), stops);
         // Desktops differ in the keys that press a button; no frame keeps them from the default
         // one. Here Select is such a key, elsewhere it may be Return.
         for (QGroupBox* frame : first->window()->findChildren<QGroupBox*>()) {
@@ -143,14 +133,21 @@ TEST_F(DialogsTest, TabVisitsEveryControlAndEachHasAName) {
         }
         // Made as small as it gets, it still shows its controls whole.
         first->window()->resize(1, 1);
-        for (const std::string& stop : c.stops) {
+        for (const std::string& stop : stops) {
             const QString id = QString::fromStdString(stop.substr(0, stop.find(' ')));
             const auto* control = first->window()->findChild<QWidget*>(id);
             EXPECT_GE(control->width(), control->minimumSizeHint().width()) << stop;
         }
         first->window()->close();
         Finish(job);
-    }
+    };
+    expect([&] { ui->ShowDataParameters(u""); }, "1011",
+           {"1011 Disk title", "1003 Drive", "1004 Speed", "1 OK", "2 Cancel"});
+    const Stops copies = {"1003 Drive", "1006 Copies", "1004 Speed", "1 OK", "2 Cancel"};
+    expect([&] { ui->ShowAudioParameters(u""); }, "1003", copies);
+    expect([&] { ui->ShowImageParameters(u""); }, "1003", copies);
+    expect([&] { ui->ShowEraseType({4}); }, "1001",
+           {"1001 Quick erase (quickly clean the disk)", "1004 Speed", "1 OK", "2 Cancel"});
 }
 
 TEST_F(DialogsTest, EraseDialogOffersQuickFirst) {
