@@ -23,6 +23,22 @@ TEST(MainThread, RunsWhatIsPostedInOrderOnItsOwnThread) {
     EXPECT_EQ(order, expected);
 }
 
+TEST(MainThread, WaitingThreadDoesAllThatItIsAskedBeforeItGoesOn) {
+    CMainThread main;
+    std::vector<std::thread::id> ranOn; // the waiting thread alone, until it is joined
+    auto job = Job([&] {
+        main.PostAndWait([&](const std::shared_ptr<CWaitingCall>& call) {
+            for (int i = 0; i < 100; ++i) {
+                call->RunOnCaller([&] { ranOn.push_back(std::this_thread::get_id()); });
+            }
+            call->Finish();
+        });
+        return std::this_thread::get_id();
+    });
+    const std::thread::id waiting = Finish(job);
+    EXPECT_EQ(ranOn, std::vector(100, waiting));
+}
+
 TEST(MainThread, AFailureOnTheWaitingThreadIsThatThreadsOwn) {
     CMainThread main;
     std::shared_ptr<CWaitingCall> kept;
