@@ -1,33 +1,12 @@
-// Data jobs that add to a disc, begun by them or by another program: what an oracle and programs
-// that know nothing of Larkspin then find on it, session by session.
+// Data jobs that add to a disc, begun by them or by another program: what programs that know
+// nothing of Larkspin then find on it, session by session.
 #include "job_bench.h"
-#include "support/iso_reader.h"
 #include "volume/readers_kit.h"
 
 namespace larkspin {
 namespace {
 
 using Tree = std::map<std::string, std::string>;
-
-// The last session as the oracle reads it off the drive; what lies between sessions is zero.
-Tree LastSession(JobBench& bench) {
-    int32_t start = 0;
-    // A DVD that is written in place is one volume.
-    EXPECT_TRUE(bench.Drive().ReadMultiSessionStart(&start) == 0 || bench.kind.starts_with("dvd"));
-    Bytes image(static_cast<size_t>(start + 6000) * 2048);
-    for (size_t at = 0; at < image.size(); at += 2048) {
-        bench.Drive().ReadBlocks(&image[at], 1, static_cast<uint32_t>(at / 2048));
-    }
-    const IsoReader reader(std::move(image), 0, static_cast<uint32_t>(start));
-    Tree tree;
-    for (const auto& [path, record] : reader.RockRidgeTree()) {
-        const Bytes bytes = record.IsDirectory() ? Bytes() : reader.Contents(record);
-        tree[path.substr(1)] =
-            record.IsDirectory() ? "folder" : std::string(bytes.begin(), bytes.end());
-    }
-    tree.erase(".rr_moved");
-    return tree;
-}
 
 class AppendJob : public testing::Test {
   protected:
@@ -53,30 +32,6 @@ class AppendJob : public testing::Test {
         Tree found = Extract(command);
         found.erase(".rr_moved");
         return found;
-    }
-
-    // The disc is one volume, and a plain file to all readers.
-    void ExpectOneVolume(const JobBench& bench) const {
-        const std::string image = bench.disc + "/track-01.iso";
-        for (const std::string& command :
-             {"bsdtar --options 'iso9660:!rockridge' -xf " + image, "7z x " + image,
-              "xorriso -osirrox on -indev stdio:" + image + " -extract / ."}) {
-            EXPECT_EQ(Difference(Restore(command), expected), "") << command;
-        }
-        // By Rock Ridge libarchive takes a file that lies in front of the directories before it has
-        // found the true place of the relocated folder around it.
-        Tree byRockRidge;
-        const std::string moved = ".rr_moved/";
-        for (const auto& [path, contents] : Restore("bsdtar -xf " + image)) {
-            const bool isMoved = path.starts_with(moved);
-            byRockRidge[isMoved ? "folder/1/2/3/4/5/6/" + path.substr(moved.size()) : path] =
-                contents;
-        }
-        EXPECT_EQ(Difference(byRockRidge, expected), "");
-        const std::string list = Run(bench, "iso-info --no-header -f -i " + image);
-        for (const auto& [path, contents] : expected) {
-            EXPECT_NE(list.find("/" + path), std::string::npos) << path << " in:\n" << list;
-        }
     }
 
 #ifdef LARKSPIN_FAKESR_LIBRARY
@@ -112,7 +67,6 @@ TEST_P(AppendToEachKind, ThreeSessionsShowEverything) {
     const auto burn = [&](const std::vector<std::string>& names) {
         bench.Burn(names);
         sessions.push_back(expected);
-        EXPECT_EQ(Difference(LastSession(bench), expected), "") << sessions.size();
     };
     Add(bench, "folder/kept", Payload(100'000, 1));
     Add(bench, "folder/changed", Payload(3000, 2));
@@ -126,30 +80,22 @@ TEST_P(AppendToEachKind, ThreeSessionsShowEverything) {
     Add(bench, "single", Payload(7000, 7));
     ASSERT_NO_FATAL_FAILURE(burn({"folder", "single"}));
 
-    if (!fs::exists(bench.disc + "/track-02.iso")) {
-        ExpectOneVolume(bench);
+    if (!fs::exists(bench.disc + "/track-02.iso")) { // one volume, and a plain file to all readers
+        const std::string image = bench.disc + "/track-01.iso";
+        EXPECT_EQ(Difference(Restore("7z x " + image), expected), "");
+        EXPECT_EQ(Difference(Restore("xorriso -osirrox on -indev stdio:" + image + " -extract / ."),
+                             expected),
+                  "");
+        return;
     }
 #ifdef LARKSPIN_FAKESR_LIBRARY
-    if (bench.kind == "cd-r" || bench.kind == "dvd+r") {
-        ExpectSessions(bench, sessions);
-    }
+    ExpectSessions(bench, sessions);
 #endif
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, AppendToEachKind,
                          testing::Values("cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd+r", "dvd+r-dl",
                                          "dvd+rw", "dvd-rw-ow", "dvd-ram"));
-
-TEST_F(AppendJob, TenSessionsShowTenFiles) {
-    JobBench bench("cd-r");
-    for (uint32_t session = 1; session <= 10; ++session) {
-        SCOPED_TRACE(session);
-        const std::string name = "file " + std::to_string(session);
-        Add(bench, name, Payload(size_t{3000} * session, session));
-        ASSERT_NO_FATAL_FAILURE(bench.Burn({name}));
-    }
-    EXPECT_EQ(Difference(LastSession(bench), expected), "");
-}
 
 #ifdef LARKSPIN_FAKESR_LIBRARY
 

@@ -14,9 +14,6 @@ constexpr const char16_t* kTooMuch = u"Too much data for conventional CD-R/RW.\n
 constexpr const char16_t* kCapacity =
     u"Disk capacity is not enough to write so much data. You should probably try writing to a "
     u"DVD.\n\nPlease insert another disk and press \"OK\".";
-constexpr const char16_t* kDataTooLarge =
-    u"The size of selected files exceeds disk capacity by 0Mb.\n\n"
-    u"Please edit your selection or insert another disk and invoke Larkspin again";
 constexpr const char16_t* kEraseForData =
     u"The disk in the drive is not blank and doesn't have enough space for data.\n\n"
     u"Should Larkspin erase it for you?\n\n"
@@ -35,22 +32,6 @@ constexpr const char16_t* kImageTooLarge =
     u"Please insert another disk and press \"OK\".";
 constexpr const char16_t* kCannotErase =
     u"Cannot erase this disk in this drive. Please insert RW-disk to erase and press \"OK\".";
-
-JobEnd RunOne(JobBench& bench, JobKind job, const std::u16string& path, uint32_t drive = 0) {
-    bench.host.queue = {path};
-    bench.ui.data.nDriveIndex = bench.ui.audio.nDriveIndex = bench.ui.image.nDriveIndex = drive;
-    switch (job) {
-    case JobKind::Data:
-        return bench.RunData();
-    case JobKind::Audio:
-        return bench.RunAudio();
-    case JobKind::Image:
-        return bench.RunImage(path);
-    case JobKind::Erase:
-        break;
-    }
-    return bench.RunErase(drive);
-}
 
 TEST(DiscCheck, IsNotBegunWithoutParametersAndADrive) {
     const struct {
@@ -75,7 +56,7 @@ TEST(DiscCheck, IsNotBegunWithoutParametersAndADrive) {
             bench.ui.erase.mode = EraseMode::Cancelled;
         }
         const std::u16string path = bench.AddWav("a.wav", Payload(320 * 2352, 1));
-        EXPECT_EQ(RunOne(bench, test.job, path, test.cancelled ? 0 : 5), test.end);
+        EXPECT_EQ(bench.RunOne(test.job, path, test.cancelled ? 0 : 5), test.end);
         EXPECT_EQ(bench.ui.Texts(), Texts{});
         EXPECT_EQ(bench.host.clears, 0) << "the queue is kept";
         EXPECT_FALSE(bench.WasEjected());
@@ -95,7 +76,7 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
     } cases[] = {
         {"data for no CD", JobKind::Data, "cd-r", 0, false, 360'001, kTooMuch, "dvd+r"},
         {"data on a small CD", JobKind::Data, "cd-r", 1000, false, 1001, kCapacity, "cd-r"},
-        {"data on a small DVD", JobKind::Data, "dvd+rw", 4096, false, 4096 + 511, kDataTooLarge,
+        {"data on a small DVD", JobKind::Data, "dvd+rw", 4096, false, 4096 + 511, kDataTooLargeText,
          "dvd+rw"},
         {"data on a closed CD-R", JobKind::Data, "cd-r", 0, true, 400, kNotSuitable, "cd-r"},
         {"data on a closed CD-RW", JobKind::Data, "cd-rw", 0, true, 400, kEraseForData, nullptr},
@@ -124,7 +105,7 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
             const Bytes image = Payload(isImage ? test.sectors * 2048 : 0, 2);
             const std::u16string path =
                 isImage ? bench.AddFile("image", image) : bench.AddWav("a.wav", pcm);
-            files.sized = {path, test.sectors * 2048};
+            files.size = test.sectors * 2048;
             const int asks = test.good == nullptr ? 1 : 3;
             int asked = 0;
             bench.ui.onBox = [&](const FakeUi::Box& box) {
@@ -140,16 +121,16 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
                 return asked < asks || !givesUp;
             };
             const bool staysIdle = test.job == JobKind::Erase && givesUp;
-            EXPECT_EQ(RunOne(bench, test.job, path), staysIdle ? JobEnd::Idle : JobEnd::Exit);
+            EXPECT_EQ(bench.RunOne(test.job, path), staysIdle ? JobEnd::Idle : JobEnd::Exit);
             EXPECT_EQ(asked, asks);
             EXPECT_EQ(bench.WasEjected(), !givesUp);
             if (givesUp) {
                 EXPECT_EQ(bench.host.clears, 0);
                 EXPECT_TRUE(bench.Track() == before);
             } else if (test.job == JobKind::Data) {
-                EXPECT_TRUE(HoldsAtSector(bench.Track(), ReadFileBytes(ToNative(path))));
+                EXPECT_TRUE(Holds(bench.Track(), ReadFileBytes(ToNative(path))));
             } else if (test.job == JobKind::Audio) {
-                EXPECT_TRUE(bench.AudioTrack(1) == pcm);
+                EXPECT_TRUE(bench.AudioTracks() == pcm);
             } else if (isImage) {
                 EXPECT_TRUE(bench.Track() == image);
             }

@@ -1,7 +1,7 @@
-// Every command of a job's road fails once, with and without having been run, answers garbage once
-// and times out once. Whatever the command, the job ends; the door is unlocked, its windows are
-// gone; what it says is one of the texts of its road; and a disc that it did not complain about is
-// whole.
+// Every command of a job's road fails once, with and without having been run, answers garbage once,
+// times out once and finds no memory once. Whatever the command, the job ends; the door is
+// unlocked, its windows are gone; what it says is one of the texts of its road; a disc that it did
+// not complain about is whole; and a write that failed leaves no session of a DVD open.
 #include "job_bench.h"
 
 #include <set>
@@ -9,7 +9,9 @@
 namespace larkspin {
 namespace {
 
-enum class Fault { Fails, FailsAfterwards, Garbage, TimesOut };
+enum class Fault { Fails, FailsAfterwards, Garbage, TimesOut, NoMemory };
+
+constexpr const char16_t* kNoMemory = u"Out of memory";
 
 InjectedAnswer AnswerOf(Fault fault) {
     InjectedAnswer answer = fault == Fault::Fails || fault == Fault::FailsAfterwards
@@ -71,13 +73,17 @@ Outcome RunRoad(const Road& road, std::optional<int> faultAt, Fault fault) {
         outcome.faultedOpcode = request.cdb[0];
         bench.mayStayLocked =
             request.cdb[0] == mmc::kPreventAllowMediumRemoval && request.cdb[4] == 0;
+        if (fault == Fault::NoMemory && !bench.mayStayLocked) {
+            throw std::bad_alloc();
+        }
         return AnswerOf(fault);
     };
     const JobEnd end = road.run(bench);
     bench.onCommand = nullptr;
     for (const std::u16string& text : bench.ui.Texts()) {
         if (!BeginsWithOneOf(text, road.questions)) {
-            EXPECT_TRUE(BeginsWithOneOf(text, road.texts))
+            const bool isMemory = fault == Fault::NoMemory && text == kNoMemory;
+            EXPECT_TRUE(isMemory || BeginsWithOneOf(text, road.texts))
                 << "no text of this road: " << ToNative(text);
             outcome.texts.push_back(text);
         }
@@ -89,6 +95,14 @@ Outcome RunRoad(const Road& road, std::optional<int> faultAt, Fault fault) {
         EXPECT_TRUE(road.isWhole(bench)) << "the disc is not whole, and nobody was told";
         // A drive that lies about what is on its disc is beyond help.
         EXPECT_TRUE(!road.isKept || fault == Fault::Garbage || road.isKept(bench));
+    }
+    if (fault == Fault::Fails && outcome.faultedOpcode == mmc::kWrite10 &&
+        road.kind.starts_with("dvd")) {
+        // Two layers of the plus family: the failure leaves nothing marked as written, so that
+        // nothing is closed.
+        constexpr int kSessionOpen = 0x04;
+        EXPECT_TRUE((bench.DiscStatus() & 0x0C) != kSessionOpen || road.kind == "dvd+r-dl");
+        EXPECT_NE(bench.BackgroundFormat(), 2) << "the format still runs";
     }
     return outcome;
 }
@@ -102,11 +116,11 @@ TEST_P(Faults, EachCommandOnce) {
     ASSERT_GT(good.commands, 20);
     std::map<uint8_t, std::set<std::u16string>> seen;
     for (int number = 0; number < good.commands; ++number) {
-        for (const Fault fault :
-             {Fault::Fails, Fault::FailsAfterwards, Fault::Garbage, Fault::TimesOut}) {
+        for (const Fault fault : {Fault::Fails, Fault::FailsAfterwards, Fault::Garbage,
+                                  Fault::TimesOut, Fault::NoMemory}) {
             SCOPED_TRACE(Format("command %d, fault %d", number, static_cast<int>(fault)));
             const Outcome outcome = RunRoad(road, number, fault);
-            if (fault != Fault::Garbage) {
+            if (fault != Fault::Garbage && fault != Fault::NoMemory) {
                 seen[outcome.faultedOpcode].insert(outcome.texts.begin(), outcome.texts.end());
             }
         }
@@ -132,6 +146,7 @@ const std::u16string kNoLeadOut =
     u"The drive could not write the lead-out. The disk may not be readable in other drives.";
 const std::u16string k165 = u"Internal error #165. Writing process failed. Process aborted.";
 const std::u16string k166 = u"Internal error #166. Writing process failed. Process aborted.";
+const std::u16string k176 = u"Internal error #176.";
 const std::u16string k563 = u"Internal error #563. Unable to initiate recording.";
 const std::u16string k565 = u"Internal error #565. Writing process failed. Process aborted.";
 const std::u16string k663 = u"Internal error #663. Unable to initiate recording.";
@@ -148,7 +163,7 @@ const Texts kDataTexts = {kNotSuitable,
                           u"The size of selected files exceeds disk capacity",
                           u"Too much data for conventional CD-R/RW.",
                           u"Disk creation failed with following error:",
-                          u"Internal error #176.",
+                          k176,
                           u"Stopped: ",
                           u"Cannot read disk.",
                           u"Unable to find previous session.",
@@ -178,8 +193,7 @@ Road DataRoad(const std::string& name, const std::string& kind, const Bytes& fil
     road.run = [](JobBench& bench) { return bench.RunData(); };
     // Whichever track it came to.
     road.isWhole = [&file](JobBench& bench) {
-        return (HoldsAtSector(bench.Track(1), file) || HoldsAtSector(bench.Track(2), file)) &&
-               !IsOpenCd(bench);
+        return (Holds(bench.Track(1), file) || Holds(bench.Track(2), file)) && !IsOpenCd(bench);
     };
     road.texts = kDataTexts;
     return road;
@@ -203,7 +217,7 @@ JobEnd WriteOld(JobBench& bench) {
 
 // The same on a disc that holds a volume, which stays.
 Road BehindAVolume(Road road) {
-    road.isKept = [](JobBench& bench) { return HoldsAtSector(bench.Track(1), kOld); };
+    road.isKept = [](JobBench& bench) { return Holds(bench.Track(1), kOld); };
     return After(WriteOld, road);
 }
 
@@ -255,8 +269,8 @@ Road AudioRoad() {
         bench.host.queue = {bench.AddWav("1.wav", first), bench.AddWav("2.wav", second)};
     };
     road.run = [](JobBench& bench) { return bench.RunAudio(); };
-    road.isWhole = [=](JobBench& bench) {
-        return bench.AudioTrack(1) == first && bench.AudioTrack(2) == second && bench.IsClosed();
+    road.isWhole = [both = codecs::operator+(first, second)](JobBench& bench) {
+        return bench.AudioTracks() == both && bench.IsClosed();
     };
     road.texts = {u"The disk is not suitable for creating audio disk.",
                   u"Creating DVD-Audio disks is not yet supported.",
@@ -279,8 +293,10 @@ std::vector<Road> Roads() {
     };
     add(DataRoad("DataOnABlankCd", "cd-r", kLong), {{mmc::kWrite10, {k165}},
                                                     {mmc::kCloseTrackSession, {kNotClosed}},
+                                                    {mmc::kSynchronizeCache, {kNotClosed}},
                                                     {mmc::kReadDiscInformation, {kNotSuitable}}});
-    add(BehindAVolume(DataRoad("DataAddedToACd", "cd-r", kLong)), {{mmc::kWrite10, {k165}}});
+    add(BehindAVolume(DataRoad("DataAddedToACd", "cd-r", kLong)),
+        {{mmc::kWrite10, {k165}}, {mmc::kReadToc, {k176}}});
     Road padded = DataRoad("DataThatNeedsPaddingOnACd", "cd-r", kLittle);
     padded.isWhole = [isWhole = padded.isWhole](JobBench& bench) {
         const Bytes track = bench.Track();
@@ -314,9 +330,7 @@ std::vector<Road> Roads() {
 
     for (const std::string kind :
          {"dvd-r", "dvd-rw", "dvd+r", "dvd+r-dl", "dvd+rw", "dvd-ram", "dvd-rw-ow"}) {
-        std::string name = kind;
-        std::erase(name, '-');
-        std::replace(name.begin(), name.end(), '+', 'p');
+        const std::string name = TestName(kind);
         const decltype(Road::expected) stopped = {{mmc::kWrite10, {u"Stopped: write error"}}};
         add(DataRoad("DataOn_" + name, kind, kNew), stopped);
         add(BehindAVolume(DataRoad("DataBehindAVolumeOn_" + name, kind, kNew)));

@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace larkspin {
@@ -14,7 +13,7 @@ namespace larkspin {
 class FaultyFiles final : public IFileSystem {
   public:
     std::u16string unopenable;
-    std::pair<std::u16string, uint64_t> sized; // claims this size
+    uint64_t size = 0; // that every file claims, if not 0
     std::function<void()> onStatus;
     std::function<void(std::vector<std::u16string>* names)> onEnumerate;
 
@@ -23,8 +22,8 @@ class FaultyFiles final : public IFileSystem {
             onStatus();
         }
         const bool found = PosixFiles().Status(path, status);
-        if (found && path == sized.first) {
-            status->size = sized.second;
+        if (size != 0) {
+            status->size = size;
         }
         return found;
     }

@@ -34,21 +34,26 @@ using Texts = std::vector<std::u16string>;
 inline constexpr const char16_t* kNotBlankText =
     u"The disk in the drive is not blank.\n\nShould Larkspin erase it for you?\n\n"
     u"If you say \"Yes\" all data on this disk will be LOST.";
+inline constexpr const char16_t* kDataTooLargeText =
+    u"The size of selected files exceeds disk capacity by 0Mb.\n\n"
+    u"Please edit your selection or insert another disk and invoke Larkspin again";
+inline constexpr const char16_t* kImageGoneText =
+    u"Internal error #562. Unable to open image file.";
 inline std::u16string NextCopyText(int written, int copies) {
     return FormatWide("Written %d of %d disks, %d disks left.\n\n"
                       "Please insert next disk and press \"OK\".",
                       written, copies, copies - written);
 }
 
-// True if `disc` holds `payload` at the start of a sector.
-inline bool HoldsAtSector(const Bytes& disc, const Bytes& payload) {
-    for (size_t at = 0; at + payload.size() <= disc.size(); at += 2048) {
-        if (std::equal(payload.begin(), payload.end(),
-                       disc.begin() + static_cast<std::ptrdiff_t>(at))) {
-            return true;
-        }
-    }
-    return false;
+inline bool Holds(const Bytes& disc, const Bytes& payload) {
+    return std::search(disc.begin(), disc.end(), payload.begin(), payload.end()) != disc.end();
+}
+
+// A name of a test on this kind of disc.
+inline std::string TestName(std::string kind) {
+    std::erase(kind, '-');
+    std::replace(kind.begin(), kind.end(), '+', 'p');
+    return kind;
 }
 
 // An answer that fails with this sense in place of running the command.
@@ -136,40 +141,25 @@ class JobBench {
             return InjectedAnswer();
         };
     }
-    // The PCM bytes of a track, by READ CD.
-    Bytes AudioTrack(uint8_t number) {
-        EXPECT_TRUE(drive.Insert(disc));
-        const Bytes toc = In({0x43, 0, 0, 0, 0, 0, number, 0, 255, 0}, 255);
-        if (toc.empty()) {
-            return {};
-        }
-        const auto startOf = [&toc](size_t entry) { return LoadBe32(&toc[4 + 8 * entry + 4]); };
-        Bytes pcm;
-        for (uint32_t block = startOf(0); block < startOf(1); ++block) {
-            Bytes cdb = {0xBE, 4, 0, 0, 0, 0, 0, 0, 1, 0x10, 0, 0};
-            StoreBe32(&cdb[2], block);
-            const Bytes one = In(cdb, 2352);
-            pcm.insert(pcm.end(), one.begin(), one.end());
-        }
-        return pcm;
-    }
     fs::path Source() const { return fs::path(folder.Path()) / "source"; }
     Bytes Track(int number = 1) const {
         return ReadFileBytes(disc + Format("/track-%02d.iso", number));
     }
-    // A command that reads, sent again once if the drive has news; empty if it fails.
-    Bytes In(const Bytes& cdb, size_t bytes) {
-        Bytes data(bytes);
+    // The PCM bytes of all audio tracks.
+    Bytes AudioTracks() const { return ReadFileBytes(disc + "/disc.bin"); }
+    // Sends a command until the drive has no news to tell in its place; it must succeed. `data`
+    // goes to the drive or comes from there.
+    void Send(PortDirection direction, const Bytes& cdb, Bytes* data) {
         PortRequest request;
         request.cdb = cdb;
-        request.direction = PortDirection::In;
-        request.data = data.data();
-        request.length = static_cast<uint32_t>(bytes);
+        request.direction = direction;
+        request.data = data->data();
+        request.length = static_cast<uint32_t>(data->size());
         PortCompletion completion = drive.Execute(request);
         for (int again = 0; again < 3 && completion.sense[2] == 6; ++again) {
             completion = drive.Execute(request);
         }
-        return completion.status == 0 ? data : Bytes();
+        EXPECT_EQ(completion.status, 0);
     }
     // READ DISC INFORMATION with the disc back in the drive: the state of the disc and of its last
     // session, and 16 if it is erasable.
@@ -212,17 +202,27 @@ class JobBench {
         ejects = 0;
     }
 
-    JobEnd RunData() {
-        return Run([this] { return DataJob(env); });
-    }
-    JobEnd RunAudio() {
-        return Run([this] { return AudioJob(env); });
-    }
+    JobEnd RunData() { return Run(std::bind(DataJob, std::ref(env))); }
+    JobEnd RunAudio() { return Run(std::bind(AudioJob, std::ref(env))); }
     JobEnd RunImage(const std::u16string& image) {
-        return Run([this, image] { return ImageJob(env, image); });
+        return Run(std::bind(ImageJob, std::ref(env), image));
     }
-    JobEnd RunErase(uint32_t index = 0) {
-        return Run([this, index] { return EraseJob(env, index); });
+    JobEnd RunErase(uint32_t index = 0) { return Run(std::bind(EraseJob, std::ref(env), index)); }
+    // A job with one path in the queue, which is also its image, on the drive of that index.
+    JobEnd RunOne(JobKind job, const std::u16string& path, uint32_t index = 0) {
+        host.queue = {path};
+        ui.data.nDriveIndex = ui.audio.nDriveIndex = ui.image.nDriveIndex = index;
+        switch (job) {
+        case JobKind::Data:
+            return RunData();
+        case JobKind::Audio:
+            return RunAudio();
+        case JobKind::Image:
+            return RunImage(path);
+        case JobKind::Erase:
+            break;
+        }
+        return RunErase(index);
     }
     JobEnd Run(const std::function<JobEnd()>& body) {
         const JobEnd end = RunJob(env, body);
@@ -249,7 +249,10 @@ class JobBench {
   private:
     Bytes DiscInformation() {
         EXPECT_TRUE(drive.Insert(disc));
-        return In({mmc::kReadDiscInformation, 0, 0, 0, 0, 0, 0, 0, 8, 0}, 8);
+        Bytes information(8);
+        Send(PortDirection::In, {mmc::kReadDiscInformation, 0, 0, 0, 0, 0, 0, 0, 8, 0},
+             &information);
+        return information;
     }
 
     int m_discs = 0;
