@@ -1,103 +1,111 @@
-// A file system in memory: names with sizes and folders; every file holds zeros.
+// A file system in memory: folders, which list their names in the order of arrival, and files that
+// can misbehave.
 //
 // Fill it before other threads look at it.
 #pragma once
 
-#include "platform/files.h"
-#include "platform/paths.h"
+#include "support/memory_files.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace larkspin {
 
 class FakeFiles : public IFileSystem {
   public:
-    // Parent folders are made as needed.
+    struct Node : MemoryFileData { // whatever status.size says
+        FileStatus status;
+        std::vector<std::u16string> names; // of a folder
+        bool isReadable = true;
+        bool opens = true;
+        bool patchFails = false; // once, halfway
+    };
+
+    // Folders above are made as needed.
+    Node& AddFolder(const std::u16string& path) {
+        return Add(path, FileStatus::Type::Folder, 0x41ED, 0);
+    }
+    Node& AddFile(const std::u16string& path, std::string_view text = "") {
+        Node& node = Add(path, FileStatus::Type::Regular, 0x81A4, text.size());
+        node.m_bytes.assign(text.begin(), text.end());
+        return node;
+    }
+    // A file of zeros, unless the path is there already.
     void AddFile(const std::u16string& path, uint64_t size) {
-        FileStatus status;
-        status.size = size;
-        Add(path, status);
+        if (!nodes.contains(path)) {
+            Add(path, FileStatus::Type::Regular, 0x81A4, size).m_bEndless = true;
+        }
     }
-    void AddFolder(const std::u16string& path) {
-        FileStatus status;
-        status.type = FileStatus::Type::Folder;
-        Add(path, status);
-    }
-    // Called before each Status, on the caller's thread.
-    std::function<void(const std::u16string& path)> onStatus;
+    Node& At(const std::u16string& path) { return nodes.at(path); }
 
     bool Status(const std::u16string& path, FileStatus* status) override {
         if (onStatus) {
             onStatus(path);
         }
-        const auto found = m_entries.find(path);
-        if (found == m_entries.end()) {
-            return false;
+        const auto found = nodes.find(path);
+        if (found != nodes.end()) {
+            *status = found->second.status;
         }
-        *status = found->second.status;
-        return true;
+        return found != nodes.end();
     }
-    bool IsReadable(const std::u16string& path) override { return m_entries.contains(path); }
+    bool IsReadable(const std::u16string& path) override {
+        return nodes.contains(path) && nodes.at(path).isReadable;
+    }
     bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
-        const auto found = m_entries.find(folder);
-        if (found == m_entries.end()) {
+        if (!IsReadable(folder) || nodes.at(folder).status.type != FileStatus::Type::Folder) {
             return false;
         }
-        names->insert(names->end(), found->second.names.begin(), found->second.names.end());
+        const Node& node = nodes.at(folder);
+        names->insert(names->end(), node.names.begin(), node.names.end());
         return true;
     }
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
-        FileStatus status;
-        return Status(path, &status) ? std::make_unique<Zeros>(status.size) : nullptr;
+        const auto found = nodes.find(path);
+        return found != nodes.end() && found->second.opens
+                   ? std::make_unique<MemoryFile>(found->second)
+                   : nullptr;
     }
+    bool PatchBytes(const std::u16string& path, uint64_t offset,
+                    std::span<const uint8_t> bytes) override {
+        ++patches;
+        Node& node = nodes.at(path);
+        const size_t count = node.patchFails ? bytes.size() / 2 : bytes.size();
+        std::copy_n(bytes.begin(), count, node.m_bytes.data() + offset);
+        return !std::exchange(node.patchFails, false);
+    }
+
+    // Called before each Status, on the caller's thread.
+    std::function<void(const std::u16string& path)> onStatus;
+    FileStatus newStatus; // of names to come; type, mode, size and inode are their own
+    std::map<std::u16string, Node> nodes; // by path
+    size_t patches = 0;
 
   private:
-    class Zeros final : public ISequentialFile {
-      public:
-        explicit Zeros(uint64_t size) : m_nSize(size) {}
-        std::ptrdiff_t Read(void* buffer, size_t bytes) override {
-            const size_t count = std::min<uint64_t>(bytes, m_nSize - m_nAt);
-            std::memset(buffer, 0, count);
-            m_nAt += count;
-            return static_cast<std::ptrdiff_t>(count);
+    Node& Add(const std::u16string& path, FileStatus::Type type, uint32_t mode, uint64_t size) {
+        const auto [place, isNew] = nodes.try_emplace(path);
+        Node& node = place->second;
+        if (isNew) {
+            node.status = newStatus;
+            node.status.inode = nodes.size();
         }
-        int64_t Size() override { return static_cast<int64_t>(m_nSize); }
-        bool Seek(uint64_t offset) override {
-            m_nAt = std::min(offset, m_nSize);
-            return true;
+        node.status.type = type;
+        node.status.mode = mode;
+        node.status.size = size;
+        const size_t cut = path.rfind(u'/');
+        if (isNew && cut != std::u16string::npos && path.size() > 1) {
+            const std::u16string parent = path.substr(0, std::max<size_t>(cut, 1));
+            (nodes.contains(parent) ? nodes.at(parent) : AddFolder(parent))
+                .names.push_back(path.substr(cut + 1));
         }
-        int64_t Tell() override { return static_cast<int64_t>(m_nAt); }
-
-      private:
-        uint64_t m_nSize;
-        uint64_t m_nAt = 0;
-    };
-
-    struct Entry {
-        FileStatus status;
-        std::vector<std::u16string> names;
-    };
-
-    void Add(const std::u16string& path, FileStatus status) {
-        if (m_entries.contains(path)) {
-            return;
-        }
-        status.inode = m_entries.size() + 1;
-        m_entries[path].status = status;
-        const std::u16string parent(ParentPath(path));
-        if (path.size() > 1 && !parent.empty()) {
-            AddFolder(parent);
-            m_entries[parent].names.emplace_back(LeafName(path));
-        }
+        return node;
     }
-
-    std::map<std::u16string, Entry> m_entries;
 };
 
 } // namespace larkspin

@@ -1,5 +1,4 @@
-// A file system of one file that lives in memory, whatever name is asked for. The file can give few
-// bytes at a time, or fail from an offset on.
+// Files in memory. They can give few bytes at a time, fail from an offset on, or never end.
 #pragma once
 
 #include "platform/files.h"
@@ -12,9 +11,48 @@
 
 namespace larkspin {
 
-class MemoryFiles final : public IFileSystem {
+struct MemoryFileData {
+    std::vector<uint8_t> m_bytes;
+    size_t m_nMost = SIZE_MAX;    // bytes that one read gives
+    size_t m_nFailsAt = SIZE_MAX; // no byte from here on can be read
+    bool m_bEndless = false;      // zeros without an end follow the bytes
+};
+
+// Borrows the data.
+class MemoryFile final : public ISequentialFile {
   public:
-    explicit MemoryFiles(std::vector<uint8_t> bytes) : m_bytes(std::move(bytes)) {}
+    explicit MemoryFile(const MemoryFileData& data) : m_data(data) {}
+
+    std::ptrdiff_t Read(void* buffer, size_t bytes) override {
+        const size_t left = m_data.m_bytes.size() - m_nAt;
+        if (left == 0 && m_data.m_bEndless) {
+            std::fill_n(static_cast<uint8_t*>(buffer), bytes, uint8_t{0});
+            return static_cast<std::ptrdiff_t>(bytes);
+        }
+        const size_t count = std::min({bytes, m_data.m_nMost, left});
+        if (m_nAt + count > m_data.m_nFailsAt) {
+            return -1;
+        }
+        std::copy_n(m_data.m_bytes.data() + m_nAt, count, static_cast<uint8_t*>(buffer));
+        m_nAt += count;
+        return static_cast<std::ptrdiff_t>(count);
+    }
+    int64_t Size() override { return static_cast<int64_t>(m_data.m_bytes.size()); }
+    bool Seek(uint64_t offset) override {
+        m_nAt = std::min<uint64_t>(offset, m_data.m_bytes.size());
+        return true;
+    }
+    int64_t Tell() override { return static_cast<int64_t>(m_nAt); }
+
+  private:
+    const MemoryFileData& m_data;
+    size_t m_nAt = 0;
+};
+
+// A file system of one file, whatever name is asked for.
+class MemoryFiles final : public IFileSystem, public MemoryFileData {
+  public:
+    explicit MemoryFiles(std::vector<uint8_t> bytes) { m_bytes = std::move(bytes); }
 
     bool Status(const std::u16string& /*path*/, FileStatus* status) override {
         *status = {.size = m_bytes.size()};
@@ -25,47 +63,9 @@ class MemoryFiles final : public IFileSystem {
                    std::vector<std::u16string>* /*names*/) override {
         return false;
     }
-    // The files borrow the bytes of this object.
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& /*path*/) override {
-        return std::make_unique<File>(*this);
+        return std::make_unique<MemoryFile>(*this);
     }
-
-    std::vector<uint8_t> m_bytes;
-    size_t m_nMost = SIZE_MAX;    // bytes that one read gives
-    size_t m_nFailsAt = SIZE_MAX; // no byte from here on can be read
-    bool m_bEndless = false;      // zeros without an end follow the bytes
-
-  private:
-    class File final : public ISequentialFile {
-      public:
-        explicit File(const MemoryFiles& files) : m_files(files) {}
-
-        std::ptrdiff_t Read(void* buffer, size_t bytes) override {
-            const size_t left = m_files.m_bytes.size() - m_nAt;
-            if (left == 0 && m_files.m_bEndless) {
-                std::fill_n(static_cast<uint8_t*>(buffer), bytes, uint8_t{0});
-                return static_cast<std::ptrdiff_t>(bytes);
-            }
-            const size_t count = std::min({bytes, m_files.m_nMost, left});
-            if (m_nAt + count > m_files.m_nFailsAt) {
-                return -1;
-            }
-            std::copy_n(m_files.m_bytes.begin() + static_cast<std::ptrdiff_t>(m_nAt), count,
-                        static_cast<uint8_t*>(buffer));
-            m_nAt += count;
-            return static_cast<std::ptrdiff_t>(count);
-        }
-        int64_t Size() override { return static_cast<int64_t>(m_files.m_bytes.size()); }
-        bool Seek(uint64_t offset) override {
-            m_nAt = std::min<uint64_t>(offset, m_files.m_bytes.size());
-            return true;
-        }
-        int64_t Tell() override { return static_cast<int64_t>(m_nAt); }
-
-      private:
-        const MemoryFiles& m_files;
-        size_t m_nAt = 0;
-    };
 };
 
 } // namespace larkspin

@@ -1,25 +1,25 @@
-// A reader of UDF 1.02 volumes for tests, written from ECMA-167 and from nothing in src/.
+// A reader of UDF 1.02 volumes for tests, written from ECMA-167 and from nothing in src/volume.
 //
 // It is an oracle: every descriptor's tag, checksum, CRC and location must be right, both volume
 // sequences must agree, and counts, links, parents and unique identifiers must fit the tree it
 // walks. Anything else makes it throw std::runtime_error.
 #pragma once
 
+#include "platform/text.h"
+#include "support/sector_image.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <set>
-#include <span>
-#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace larkspin {
 
-class UdfReader {
+class UdfReader : public SectorImage {
   public:
-    using Bytes = std::vector<uint8_t>;
-
     struct Extent {
         uint32_t bytes = 0;
         uint32_t sector = 0; // absolute
@@ -30,15 +30,15 @@ class UdfReader {
         int compression = 0; // of the name: 8 or 16
         uint64_t size = 0;
         uint64_t uniqueId = 0;
-        uint32_t links = 0;
-        uint32_t uid = 0;
-        Bytes modified; // 12 bytes
-        std::vector<Extent> extents;
+        uint64_t links = 0;
+        uint64_t uid = 0;
+        std::vector<uint8_t> modified; // 12 bytes
+        std::vector<Extent> extents = {};
     };
 
-    // `image` holds the sectors from `first` on. A `cut` image lacks its end.
-    explicit UdfReader(Bytes image, uint32_t first = 0, bool cut = false)
-        : m_image(std::move(image)), m_nFirst(first) {
+    // `image` holds the sectors from `first` on; it may lack its end.
+    explicit UdfReader(std::vector<uint8_t> image, uint32_t first = 0)
+        : SectorImage(std::move(image), first) {
         uint32_t at = first + 16;
         while (Text(Sector(at), 1, 5) == "CD001") {
             ++at;
@@ -47,72 +47,48 @@ class UdfReader {
             Require(Text(Sector(at++), 1, 5) == identifier, "recognition area");
         }
         CheckAnchor(first + 256);
-        if (!cut) {
-            CheckAnchor(LastSector());
-        }
         ReadSequences();
-        ReadFileSet();
-        Require(nodes.at(u"").uniqueId == 0, "the root's unique identifier is not 0");
-        Require(m_nFiles == Little(m_integrity, 120, 4), "count of files");
-        Require(m_nDirectories == Little(m_integrity, 124, 4), "count of directories");
-        Require(*m_ids.rbegin() <= Little(m_integrity, 40, 8), "next unique identifier");
+        CheckTag(Block(0), 256, 0);
+        CheckTag(Block(1), 8, 1);
+        const uint32_t root = U32(Block(0), 404);
+        nodes[""] = ReadEntry(root, true);
+        Walk("", root, root);
+        Require(nodes.at("").uniqueId == 0, "the root's unique identifier is not 0");
+        Require(m_nFiles == LittleAt(m_integrity, 120, 4), "count of files");
+        Require(nodes.size() - m_nFiles == LittleAt(m_integrity, 124, 4), "count of directories");
+        Require(*m_ids.rbegin() <= LittleAt(m_integrity, 40, 8), "next unique identifier");
     }
 
-    std::map<std::u16string, Node> nodes; // by path, names parted by '/'; "" is the root
-    std::u16string volumeId;
+    std::map<std::string, Node> nodes; // by paths with a "/" in front of each name; "" is the root
+    std::string volumeId;
     uint32_t partitionStart = 0;
     uint32_t partitionSectors = 0;
 
     uint32_t Files() const { return m_nFiles; }
-    uint32_t LastSector() const {
-        return m_nFirst + static_cast<uint32_t>(m_image.size() / kSector) - 1;
-    }
-    bool IsAnchor(uint32_t sector) const {
-        try {
-            CheckAnchor(sector);
-            return true;
-        } catch (const std::runtime_error&) {
-            return false;
+    // Anchors in a row at the end of the image.
+    uint32_t EndAnchors() const {
+        uint32_t count = 0;
+        for (; LittleAt(Sector(LastSector() - count), 0, 2) == 2; ++count) {
+            CheckAnchor(LastSector() - count);
         }
+        return count;
     }
     std::string Contents(const Node& node) const {
         std::string contents;
         for (const Extent& extent : node.extents) {
-            const auto bytes = Area(extent.sector, extent.bytes);
-            contents.append(bytes.begin(), bytes.end());
+            contents += Text(Area(extent.sector, extent.bytes), 0, extent.bytes);
         }
         return contents;
     }
 
   private:
-    static constexpr size_t kSector = 2048;
-    using View = std::span<const uint8_t>;
-
-    static void Require(bool holds, const std::string& complaint) {
-        if (!holds) {
-            throw std::runtime_error("UDF: " + complaint);
-        }
-    }
-    static uint64_t Little(View bytes, size_t at, size_t width) {
-        uint64_t value = 0;
-        for (size_t i = width; i-- > 0;) {
-            value = value << 8 | bytes[at + i];
-        }
-        return value;
-    }
     static uint32_t U32(View bytes, size_t at) {
-        return static_cast<uint32_t>(Little(bytes, at, 4));
+        return static_cast<uint32_t>(LittleAt(bytes, at, 4));
     }
     static std::string Text(View bytes, size_t at, size_t width) {
-        return {bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                bytes.begin() + static_cast<std::ptrdiff_t>(at + width)};
+        const View text = bytes.subspan(at, width);
+        return {text.begin(), text.end()};
     }
-    View Area(uint32_t sector, size_t bytes) const {
-        const size_t at = size_t{sector - m_nFirst} * kSector;
-        Require(sector >= m_nFirst && at + bytes <= m_image.size(), "address outside the image");
-        return View(m_image).subspan(at, bytes);
-    }
-    View Sector(uint32_t sector) const { return Area(sector, kSector); }
 
     static uint16_t Crc(View bytes) {
         uint32_t crc = 0;
@@ -127,17 +103,17 @@ class UdfReader {
 
     static void CheckTag(View bytes, uint32_t tag, uint32_t location) {
         const std::string name = "tag " + std::to_string(tag);
-        Require(Little(bytes, 0, 2) == tag,
-                name + " expected, not " + std::to_string(Little(bytes, 0, 2)));
-        Require(Little(bytes, 2, 2) == 2, name + ": version");
+        Require(LittleAt(bytes, 0, 2) == tag,
+                name + " expected, not " + std::to_string(LittleAt(bytes, 0, 2)));
+        Require(LittleAt(bytes, 2, 2) == 2, name + ": version");
         uint8_t sum = 0;
         for (size_t i = 0; i < 16; ++i) {
             sum = static_cast<uint8_t>(sum + (i == 4 ? 0 : bytes[i]));
         }
         Require(bytes[4] == sum, name + ": checksum");
-        const size_t length = Little(bytes, 10, 2);
+        const size_t length = LittleAt(bytes, 10, 2);
         Require(length > 0 && 16 + length <= bytes.size(), name + ": length of CRC");
-        Require(Little(bytes, 8, 2) == Crc(bytes.subspan(16, length)), name + ": CRC");
+        Require(LittleAt(bytes, 8, 2) == Crc(bytes.subspan(16, length)), name + ": CRC");
         Require(U32(bytes, 12) == location, name + ": location");
     }
 
@@ -160,7 +136,7 @@ class UdfReader {
             Require(
                 std::ranges::equal(Sector(start + i).subspan(16), Sector(reserve + i).subspan(16)),
                 "the sequences differ");
-            Require(i == 5 || Little(Sector(start + i), 16, 4) == i, "sequence number");
+            Require(i == 5 || U32(Sector(start + i), 16) == i, "sequence number");
         }
         const View partition = Sector(start + 2);
         partitionStart = U32(partition, 188);
@@ -169,8 +145,10 @@ class UdfReader {
         const View logical = Sector(start + 3);
         Require(U32(logical, 212) == kSector, "block size");
         Require(Text(logical, 217, 19) == "*OSTA UDF Compliant", "domain");
-        Require(Little(logical, 240, 2) == 0x0102, "revision");
-        volumeId = DString(logical.subspan(84, 128));
+        Require(LittleAt(logical, 240, 2) == 0x0102, "revision");
+        const size_t idBytes = logical[84 + 127];
+        Require(idBytes < 128, "length of a text");
+        volumeId = idBytes == 0 ? "" : Decode(logical.subspan(84, idBytes));
         const uint32_t integrity = U32(logical, 436);
         CheckTag(Sector(integrity), 9, integrity);
         CheckTag(Sector(integrity + 1), 8, integrity + 1);
@@ -184,27 +162,17 @@ class UdfReader {
         return Sector(partitionStart + block);
     }
 
-    void ReadFileSet() {
-        CheckTag(Block(0), 256, 0);
-        CheckTag(Block(1), 8, 1);
-        const uint32_t root = U32(Block(0), 404);
-        Node& node = nodes[u""];
-        node = ReadEntry(root, true);
-        Walk(u"", root, root);
-    }
-
     Node ReadEntry(uint32_t block, bool isDirectory) {
         const View entry = Block(block);
         CheckTag(entry, 261, block);
         Require(entry[27] == (isDirectory ? 4 : 5), "file type");
-        Require((Little(entry, 34, 2) & 7) == 0, "form of the allocation descriptors");
-        Node node;
-        node.isDirectory = isDirectory;
-        node.uid = U32(entry, 36);
-        node.links = static_cast<uint32_t>(Little(entry, 48, 2));
-        node.size = Little(entry, 56, 8);
-        node.uniqueId = Little(entry, 160, 8);
-        node.modified.assign(entry.begin() + 84, entry.begin() + 96);
+        Require((entry[34] & 7) == 0, "form of the allocation descriptors");
+        Node node = {.isDirectory = isDirectory,
+                     .size = LittleAt(entry, 56, 8),
+                     .uniqueId = LittleAt(entry, 160, 8),
+                     .links = LittleAt(entry, 48, 2),
+                     .uid = LittleAt(entry, 36, 4),
+                     .modified = {entry.begin() + 84, entry.begin() + 96}};
         Require(m_ids.insert(node.uniqueId).second, "a unique identifier comes twice");
         uint64_t left = node.size;
         for (size_t at = 176; at < 176 + U32(entry, 172); at += 8) {
@@ -219,22 +187,22 @@ class UdfReader {
             node.extents.push_back(extent);
         }
         Require(left == 0, "extents are shorter than the file");
-        Require(Little(entry, 64, 8) == (node.size + kSector - 1) / kSector, "blocks recorded");
-        (isDirectory ? m_nDirectories : m_nFiles) += 1;
+        Require(LittleAt(entry, 64, 8) == (node.size + kSector - 1) / kSector, "blocks recorded");
+        m_nFiles += isDirectory ? 0 : 1;
         return node;
     }
 
-    void Walk(const std::u16string& path, uint32_t block, uint32_t parent) {
+    void Walk(const std::string& path, uint32_t block, uint32_t parent) {
         const Node directory = nodes.at(path);
         const std::string text = Contents(directory);
         const View bytes(reinterpret_cast<const uint8_t*>(text.data()), text.size());
         const uint32_t first = directory.extents.at(0).sector - partitionStart;
-        uint32_t subdirectories = 0;
+        uint32_t links = 1;
         bool sawParent = false;
         for (size_t at = 0; at < bytes.size();) {
             const View head = bytes.subspan(at);
             const size_t nameBytes = head[19];
-            const size_t length = (38 + Little(head, 36, 2) + nameBytes + 3) / 4 * 4;
+            const size_t length = (38 + LittleAt(head, 36, 2) + nameBytes + 3) / 4 * 4;
             Require(length <= head.size(), "an identifier leaves its directory");
             CheckTag(head.first(length), 257, first + static_cast<uint32_t>(at / kSector));
             at += length;
@@ -248,39 +216,31 @@ class UdfReader {
             Node node = ReadEntry(target, isDirectory);
             Require(U32(head, 32) == node.uniqueId, "unique identifier of the name");
             node.compression = head[38];
-            const std::u16string child = path + u"/" + Decode(head.subspan(38, nameBytes));
+            const std::string child = path + "/" + Decode(head.subspan(38, nameBytes));
             Require(nodes.emplace(child, node).second, "a name comes twice");
             if (isDirectory) {
-                ++subdirectories;
+                ++links;
                 Walk(child, target, block);
             }
         }
         Require(sawParent, "no parent");
-        Require(directory.links == subdirectories + 1, "links of a directory");
+        Require(directory.links == links, "links of a directory");
     }
 
-    static std::u16string Decode(View bytes) {
+    static std::string Decode(View bytes) {
         Require(bytes[0] == 8 || bytes[0] == 16, "compression");
         const size_t width = bytes[0] / 8;
         Require((bytes.size() - 1) % width == 0, "length of a name");
         std::u16string text;
         for (size_t at = 1; at < bytes.size(); at += width) {
-            text += static_cast<char16_t>(width == 1 ? bytes[at] : bytes[at] << 8 | bytes[at + 1]);
+            text += static_cast<char16_t>(BigAt(bytes, at, width));
         }
-        return text;
-    }
-    static std::u16string DString(View field) {
-        const size_t count = field.back();
-        Require(count < field.size(), "length of a text");
-        return count == 0 ? u"" : Decode(field.first(count));
+        return ToNative(text);
     }
 
-    Bytes m_image;
-    uint32_t m_nFirst;
     View m_integrity;
     std::set<uint64_t> m_ids;
     uint32_t m_nFiles = 0;
-    uint32_t m_nDirectories = 0;
 };
 
 } // namespace larkspin

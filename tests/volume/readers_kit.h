@@ -55,8 +55,8 @@ inline std::map<std::string, std::string> TreeOf(const fs::path& top) {
 }
 
 // The paths in which two trees differ, a line each.
-template <typename Tree>
-std::string Difference(const Tree& found, const Tree& expected) {
+inline std::string Difference(const std::map<std::string, std::string>& found,
+                              const std::map<std::string, std::string>& expected) {
     std::string lines;
     for (const auto& [path, contents] : expected) {
         const auto at = found.find(path);

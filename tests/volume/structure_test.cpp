@@ -1,16 +1,10 @@
-#include "platform/text.h"
 #include "volume/dates.h"
 #include "volume_kit.h"
 
-#include <gtest/gtest.h>
+#include <algorithm>
 
 namespace larkspin {
 namespace {
-
-std::string Field(std::span<const uint8_t> sector, size_t offset, size_t width) {
-    return {sector.begin() + static_cast<std::ptrdiff_t>(offset),
-            sector.begin() + static_cast<std::ptrdiff_t>(offset + width)};
-}
 
 std::string Padded(std::string text, size_t width, char pad = ' ') {
     text.resize(width, pad);
@@ -26,23 +20,6 @@ std::string Ucs2(std::u16string_view text, size_t width) {
     return Padded(bytes, width, '\0');
 }
 
-// Dates are local; the zone is nine hours and a half ahead, so that its quarter hours show.
-class Structure : public testing::Test {
-  protected:
-    const ZoneScope m_zone{"ACST-9:30"};
-    MemoryFiles m_files{
-        {u"/f/a.txt", std::string(3000, 'a')}, {u"/f/empty", ""}, {u"/f/sub/b", "b"}};
-};
-
-// A sector of zeros with these bytes at these offsets.
-std::string SectorOf(const std::vector<std::pair<size_t, std::string>>& fields) {
-    std::string sector(2048, '\0');
-    for (const auto& [offset, bytes] : fields) {
-        sector.replace(offset, bytes.size(), bytes);
-    }
-    return sector;
-}
-
 std::string Both32(uint32_t value) {
     std::string bytes(8, '\0');
     for (size_t i = 0; i < 4; ++i) {
@@ -50,6 +27,24 @@ std::string Both32(uint32_t value) {
     }
     return bytes;
 }
+
+using Fields = std::vector<std::pair<size_t, std::string>>;
+
+// A sector with these bytes at these offsets.
+std::string SectorOf(const Fields& fields, std::string sector = std::string(2048, '\0')) {
+    for (const auto& [offset, bytes] : fields) {
+        sector.replace(offset, bytes.size(), bytes);
+    }
+    return sector;
+}
+
+// Dates are local; the zone is nine hours and a half ahead, so that its quarter hours show.
+class Structure : public testing::Test {
+  protected:
+    const ZoneScope m_zone{"ACST-9:30"};
+    SourceFiles m_files{
+        {u"/f/a.txt", std::string(3000, 'a')}, {u"/f/empty", ""}, {u"/f/sub/b", "b"}};
+};
 
 TEST_F(Structure, TheDescriptors) {
     const VolumeResult result = MakeVolume(m_files, {u"/f"}, 0, [](GenOptions& options) {
@@ -60,16 +55,16 @@ TEST_F(Structure, TheDescriptors) {
         options.joliet_volume_id = u"A title: of 20 chars";
     });
     const IsoReader reader(result.image);
-    const auto sector = [&](uint32_t number) { return Field(reader.Sector(number), 0, 2048); };
-    const auto root = reader.Root();
-    const auto jolietRoot = reader.JolietRoot();
+    const auto sector = [&](uint32_t number) {
+        return TextOf({reader.Sector(number).begin(), reader.Sector(number).end()});
+    };
     const std::string one("\1\0\0\1", 4);
     // 10 January 2008, 21:20 UTC, is the 11th here.
     const std::string moment = "2008011106500000\x26";
     const std::string never("0000000000000000\0", 17);
     // The root's date is that of 1 January 1970, 09:30 in a zone of 38 quarter hours.
     const std::string rootDate("\x46\x01\x01\x09\x1E\x00\x26\x02\0\0", 10);
-    std::string primary =
+    const std::string primary =
         SectorOf({{0, "\1CD001\1"},
                   {8, Padded("Win32", 32)},
                   {40, Padded("PHOTOS", 32)},
@@ -79,7 +74,7 @@ TEST_F(Structure, TheDescriptors) {
                   {140, "\x15"},
                   {151, "\x17"},
                   {156, "\x22"},
-                  {158, Both32(root.extent) + Both32(2048) + rootDate},
+                  {158, Both32(reader.Root().extent) + Both32(2048) + rootDate},
                   {184, one + "\1"},
                   {190, Padded("", 128) + std::string(128, 'p') + Padded("", 128)},
                   {574, Padded("LARKSPIN", 239)},
@@ -87,32 +82,29 @@ TEST_F(Structure, TheDescriptors) {
                   {883, Padded("", 512)},
                   {1024, "CD-XA001" + std::string(18, '\0')}});
     EXPECT_EQ(sector(16), primary);
-    std::string enhanced = primary;
-    enhanced[0] = enhanced[6] = enhanced[881] = 2;
-    EXPECT_EQ(sector(17), enhanced);
-    const std::pair<size_t, std::string> joliet[] = {
-        {0, "\2"},     {8, Ucs2(u"Win32", 32)},          {40, Ucs2(u"A title_ of 20 c", 32)},
-        {88, "%/E"},   {132, Both32(10 + 10 + 14)},      {140, "\x19"},
-        {151, "\x1B"}, {158, Both32(jolietRoot.extent)}, {574, Ucs2(u"Larkspin", 128)}};
-    for (const auto& [offset, bytes] : joliet) {
-        primary.replace(offset, bytes.size(), bytes);
-    }
-    EXPECT_EQ(sector(18), primary);
-    EXPECT_EQ(sector(19), SectorOf({{0, "\xFF"
-                                        "CD001\1"}}));
+    EXPECT_EQ(sector(17), SectorOf({{0, "\2"}, {6, "\2"}, {881, "\2"}}, primary)); // enhanced
+    EXPECT_EQ(sector(18), SectorOf({{0, "\2"},
+                                    {8, Ucs2(u"Win32", 32)},
+                                    {40, Ucs2(u"A title_ of 20 c", 32)},
+                                    {88, "%/E"},
+                                    {132, Both32(10 + 10 + 14)},
+                                    {140, "\x19"},
+                                    {151, "\x1B"},
+                                    {158, Both32(reader.JolietRoot().extent)},
+                                    {574, Ucs2(u"Larkspin", 128)}},
+                                   primary));
+    EXPECT_EQ(sector(19), SectorOf({{0, std::string("\xFF") + "CD001\1"}}));
     EXPECT_EQ(sector(20), SectorOf({{0, "QRN Fri Jan 11 06:50:00 2008\nLarkspin 1.4"},
                                     {56, " Joliet: enabled; RockRidge: enabled; UDF: disabled."}}));
     // XA data stands in front: group, owner, attributes, "XA".
-    EXPECT_EQ(Field(reader.Sector(root.extent), 34, 14),
+    EXPECT_EQ(sector(reader.Root().extent).substr(34, 14),
               std::string("\0\0\0\0\x8D\x55XA\0\0\0\0\0\0", 14));
 }
 
-TEST_F(Structure, TheTotalIsExactAndToldFirst) {
+TEST_F(Structure, EndsWithEmptySectorsByOption) {
     for (const bool pad : {true, false}) {
         const VolumeResult result =
             MakeVolume(m_files, {u"/f"}, 0, [&](GenOptions& options) { options.pad_end = pad; });
-        EXPECT_EQ(result.image.size(), size_t{result.toldSectors.value_or(0)} * 2048);
-        EXPECT_EQ(result.writesBeforeTold, 0u);
         const auto lastByte = std::find_if(result.image.rbegin(), result.image.rend(),
                                            [](uint8_t b) { return b != 0; });
         EXPECT_EQ((lastByte - result.image.rbegin()) / 2048, pad ? 150 : 0);
@@ -121,32 +113,53 @@ TEST_F(Structure, TheTotalIsExactAndToldFirst) {
 
 TEST_F(Structure, FilesShareTheirSectorsAndEmptyOnesTakeNone) {
     const IsoReader reader(MakeVolume(m_files, {u"/f"}).image);
-    const auto iso = reader.RockRidgeTree();
-    const auto joliet = reader.JolietTree();
-    EXPECT_EQ(RockRidgeContents(reader).at("/f/a.txt"), std::string(3000, 'a'));
-    EXPECT_EQ(joliet.at(u"/f/a.txt").extent, iso.at("/f/a.txt").extent);
-    EXPECT_EQ(joliet.at(u"/f/a.txt").date, iso.at("/f/a.txt").date);
+    const IsoReader::Tree iso = reader.RockRidgeTree();
+    const IsoReader::Tree joliet = reader.JolietTree();
+    EXPECT_EQ(joliet.at("/f/a.txt").extent, iso.at("/f/a.txt").extent);
+    EXPECT_EQ(joliet.at("/f/a.txt").date, iso.at("/f/a.txt").date);
     EXPECT_EQ(iso.at("/f/empty").extent, iso.at("/f/a.txt").extent + 2);
     EXPECT_EQ(iso.at("/f/sub/b").extent, iso.at("/f/a.txt").extent + 2);
 }
 
+// FNV-1a, 64 bits.
+uint64_t HashOf(const std::vector<uint8_t>& bytes) {
+    uint64_t hash = 0xCBF29CE484222325;
+    for (const uint8_t byte : bytes) {
+        hash = (hash ^ byte) * 0x100000001B3;
+    }
+    return hash;
+}
+
+TEST_F(Structure, ShowsTheWholeTreeInEveryView) {
+    m_files = Tree();
+    const VolumeResult plain = MakeVolume(m_files, {u"/top"});
+    const IsoReader reader(plain.image);
+    EXPECT_EQ(RockRidgeContents(reader), m_files.Expected());
+    EXPECT_EQ(JolietContents(reader), m_files.Expected());
+    for (const auto& [path, record] : reader.IsoTree()) { // ECMA-119 6.8.2.1
+        EXPECT_LE(std::count(path.begin(), path.end(), '/'), record.IsDirectory() ? 7 : 8) << path;
+    }
+    // The bytes of a volume without UDF, boot and DVD-Video data are those of the time before these
+    // options were there. Whoever changes them on purpose sets the hash anew.
+    EXPECT_EQ(HashOf(plain.image), 6'057'976'327'775'783'559U);
+    const auto dvdOn = [](GenOptions& options) { options.dvd_video = true; };
+    EXPECT_TRUE(MakeVolume(m_files, {u"/top"}, 0, dvdOn).image == plain.image);
+}
+
 // Directories, continuation areas and path tables of many sectors.
 TEST(LargeStructure, HoldsTogether) {
-    MemoryFiles files;
-    std::map<std::string, std::string> expected = {{"/many", "folder"}};
+    SourceFiles files;
     for (int i = 0; i < 3000; ++i) {
         // Names of up to 249 bytes, which end their areas everywhere.
-        const std::string name = Format("/many/%04d%s", i, std::string(i % 246, 'n').c_str());
-        files.AddFile(ToWide(name), expected[name] = Format("%d", i));
+        files.AddFile(FormatWide("/many/%04d%s", i, std::string(i % 246, 'n').c_str()),
+                      Format("%d", i));
     }
     for (int i = 0; i < 300; ++i) {
-        const std::string name = Format("/many/folder %03d", i);
-        expected[name] = "folder";
-        files.AddFile(ToWide(name + "/x"), expected[name + "/x"] = "x");
+        files.AddFile(FormatWide("/many/folder %03d/x", i), "x");
     }
     const IsoReader reader(MakeVolume(files, {u"/many"}).image);
-    EXPECT_TRUE(RockRidgeContents(reader) == expected);
-    EXPECT_EQ(reader.JolietTree().size(), expected.size());
+    EXPECT_TRUE(RockRidgeContents(reader) == files.Expected());
+    EXPECT_EQ(reader.JolietTree().size(), files.Expected().size());
 }
 
 TEST(Dates, OutsideTheirFieldsGiveTheNearestThatHasAForm) {
@@ -165,57 +178,23 @@ TEST(Dates, OutsideTheirFieldsGiveTheNearestThatHasAForm) {
     }
 }
 
-// FNV-1a, 64 bits.
-uint64_t HashOf(const std::vector<uint8_t>& bytes) {
-    uint64_t hash = 0xCBF29CE484222325;
-    for (const uint8_t byte : bytes) {
-        hash = (hash ^ byte) * 0x100000001B3;
-    }
-    return hash;
-}
-
-// The bytes of a volume without UDF, boot and DVD-Video data are those of the time before these
-// options were there. Whoever changes them on purpose sets the hash anew.
-TEST_F(Structure, CarriesNoTraceOfOptionsThatAreOff) {
-    for (const char* name : {"a long name that is cut.text", "a long name that is 2.text",
-                             "\u00dcnit", "\u65e5\u672c", "boot.img", "boot.catalog"}) {
-        m_files.AddFile(u"/f/" + ToWide(name), name);
-    }
-    for (const size_t size : {2047U, 2048U, 2049U, 300'000U}) {
-        m_files.AddFile(FormatWide("/f/size %zu", size), std::string(size, 's'));
-    }
-    std::u16string deep = u"/f";
-    for (int level = 1; level <= 10; ++level) {
-        deep += FormatWide("/level %d", level);
-        m_files.AddFile(deep + u"/here", ToNative(deep));
-    }
-    const VolumeResult plain = MakeVolume(m_files, {u"/f"});
-    EXPECT_EQ(HashOf(plain.image), 8'258'668'988'783'419'549U);
-    const auto dvdOn = [](GenOptions& options) { options.dvd_video = true; };
-    EXPECT_TRUE(MakeVolume(m_files, {u"/f"}, 0, dvdOn).image == plain.image);
-}
-
 TEST(JolietNames, AreMappedAndCut) {
     const std::u16string longName(120, u'é');
     const std::u16string cutPair = std::u16string(102, u'p') + u"\xD83D\xDE00";
     const std::pair<std::u16string, std::u16string> cases[] = {
-        {u"/a*b:c;d?e\x7F", u"/a_b_c_d_e_"},
-        {u"/tab\tq", u"/tab_q"},
-        {u"/" + longName, u"/" + longName.substr(0, 103)},
-        {u"/" + cutPair, u"/" + cutPair.substr(0, 102) + u"_"},
-        {u"/stray\xDCE9", u"/stray\x00E9"}, // a byte that is no UTF-8
-        {u"/stray\xDC80", u"/stray\x0080"},
-        {u"/smile \xD83D\xDE00", u"/smile \xD83D\xDE00"}};
-    MemoryFiles files;
-    for (const auto& [path, shown] : cases) {
-        files.AddFile(path, ToNative(path));
+        {u"a*b:c;d?e\x7F", u"a_b_c_d_e_"},   {u"tab\tq", u"tab_q"},
+        {longName, longName.substr(0, 103)}, {cutPair, cutPair.substr(0, 102) + u"_"},
+        {u"stray\xDCE9", u"stray\x00E9"}, // a byte that is no UTF-8
+        {u"stray\xDC80", u"stray\x0080"}};
+    SourceFiles files;
+    for (const auto& [name, shown] : cases) {
+        files.AddFile(u'/' + name, ToNative(name));
     }
     const IsoReader reader(MakeVolume(files, files.Items()).image);
-    const auto joliet = JolietContents(reader);
-    const auto rockRidge = RockRidgeContents(reader);
-    for (const auto& [path, shown] : cases) {
-        EXPECT_EQ(joliet.at(shown), ToNative(path));
-        EXPECT_EQ(rockRidge.at(ToNative(path)), ToNative(path));
+    EXPECT_EQ(RockRidgeContents(reader), files.Expected());
+    const Contents joliet = JolietContents(reader);
+    for (const auto& [name, shown] : cases) {
+        EXPECT_EQ(joliet.at(ToNative(shown)), ToNative(name));
     }
 }
 

@@ -1,12 +1,9 @@
 // The UDF view: against an oracle of its own, against the ISO side, and read by other programs.
 #include "merge_kit.h"
-#include "platform/text.h"
 #include "readers_kit.h"
 #include "support/udf_reader.h"
 #include "volume/udf_tag.h"
-#include "volume_kit.h"
 
-#include <gtest/gtest.h>
 #include <numeric>
 
 namespace larkspin {
@@ -16,70 +13,36 @@ void UdfOn(GenOptions& options) {
     options.udf = true;
 }
 
-VolumeResult MakeUdf(IFileSystem& files, const std::vector<std::u16string>& queue,
-                     uint32_t sessionBase = 0) {
-    VolumeResult result = MakeVolume(files, queue, sessionBase, UdfOn);
-    EXPECT_EQ(result.error, u"");
-    EXPECT_EQ(result.image.size(), size_t{result.toldSectors.value_or(0)} * 2048);
-    return result;
-}
-
-// Contents by path, folders as "folder".
-std::map<std::u16string, std::string> UdfContents(const UdfReader& reader) {
-    std::map<std::u16string, std::string> contents;
-    for (const auto& [path, node] : reader.nodes) {
-        if (!path.empty()) {
-            contents[path] = node.isDirectory ? "folder" : reader.Contents(node);
-        }
-    }
-    return contents;
-}
-
-// Names of every kind, folders deeper than ISO 9660 allows, and sizes around a sector.
-MemoryFiles Tree() {
-    MemoryFiles files;
-    for (const std::u16string& name :
-         {std::u16string(u"plain"), std::u16string(u"Ünit ÿ"), std::u16string(u"日本語"),
-          std::u16string(u"smile \xD83D\xDE00"), std::u16string(u"semi;colon"),
-          std::u16string(u"stray \xDCE9"), std::u16string(103, u'n'), std::u16string(120, u'm'),
-          std::u16string(80, u'\x4E00'), std::u16string(102, u'p') + u"\xD83D\xDE00"}) {
-        files.AddFile(u"/top/" + name, "contents of " + ToNative(name));
-    }
-    for (const size_t size : {0u, 2047u, 2048u, 2049u, 100'000u}) {
-        files.AddFile(FormatWide("/top/size %zu", size), std::string(size, 's'));
-    }
-    std::u16string deep = u"/top";
-    for (int level = 1; level <= 12; ++level) {
-        deep += FormatWide("/level %d", level);
-        files.AddFile(deep + u"/here", ToNative(deep));
-        files.AddFolder(deep + u"/empty");
-    }
-    return files;
-}
-
 TEST(Udf, ShowsWhatJolietShows) {
-    MemoryFiles files = Tree();
-    files.AddFile(u"/top/" + std::u16string(110, u'\x4E01'), "longer than a name may be");
+    SourceFiles files = Tree();
+    for (const std::u16string& name : // as Joliet maps and cuts them
+         {std::u16string(u"semi;colon"), std::u16string(u"stray \xDCE9"), std::u16string(120, u'm'),
+          std::u16string(102, u'p') + u"\xD83D\xDE00", std::u16string(110, u'\x4E01')}) {
+        files.AddFile(u"/top/" + name, ToNative(name));
+    }
     for (const uint32_t base : {0u, 5000u}) {
-        const VolumeResult result = MakeUdf(files, {u"/top"}, base);
+        const VolumeResult result = MakeVolume(files, {u"/top"}, base, UdfOn);
         const UdfReader udf(result.image, base);
         const IsoReader iso(result.image, base);
-        EXPECT_EQ(UdfContents(udf), JolietContents(iso));
-        EXPECT_EQ(udf.volumeId, u"CDROM");
+        EXPECT_EQ(udf.volumeId, "CDROM");
+        EXPECT_EQ(udf.EndAnchors(), 151u);
         EXPECT_NE(TextOf(result.image).find("UDF: enabled."), std::string::npos);
-        for (const auto& [path, record] : iso.JolietTree()) {
+        const IsoReader::Tree tree = iso.JolietTree();
+        EXPECT_EQ(udf.nodes.size(), tree.size() + 1); // the root
+        for (const auto& [path, record] : tree) {
+            SCOPED_TRACE(path);
             const UdfReader::Node& node = udf.nodes.at(path);
-            const bool hasWide = std::any_of(path.begin() + path.rfind(u'/'), path.end(),
-                                             [](char16_t unit) { return unit > 0xFF; });
-            EXPECT_EQ(node.compression, hasWide ? 16 : 8) << ToNative(path);
+            const std::u16string name = ToWide(path.substr(path.rfind('/') + 1));
+            EXPECT_EQ(node.compression, *std::ranges::max_element(name) > 0xFF ? 16 : 8);
             EXPECT_EQ(node.uid, 0u);
             // The year and the rest of the record's date.
-            EXPECT_EQ(node.modified[2] | node.modified[3] << 8, 1900 + record.date[0]);
+            EXPECT_EQ(LittleAt(node.modified, 2, 2), 1900u + record.date[0]);
             EXPECT_TRUE(std::equal(record.date.begin() + 1, record.date.begin() + 6,
                                    node.modified.begin() + 4));
+            EXPECT_EQ(node.isDirectory, record.IsDirectory());
             if (!record.IsDirectory()) {
-                const uint32_t extent = node.extents.empty() ? 0 : node.extents[0].sector;
-                EXPECT_EQ(extent, record.size == 0 ? 0 : record.extent) << ToNative(path);
+                EXPECT_EQ(node.size, record.size);
+                EXPECT_TRUE(record.size == 0 || node.extents.at(0).sector == record.extent);
             }
         }
     }
@@ -87,33 +50,26 @@ TEST(Udf, ShowsWhatJolietShows) {
 
 TEST(Udf, CountsAndPlacesVolumesOfAnySize) {
     for (const uint32_t count : {0u, 1u, 3000u}) {
-        MemoryFiles files;
+        SourceFiles files;
         files.AddFolder(u"/top");
         for (uint32_t i = 0; i < count; ++i) {
             files.AddFile(FormatWide("/top/file %u", i), i % 100 == 0 ? "x" : "");
         }
-        const UdfReader reader(MakeUdf(files, {u"/top"}).image);
+        const UdfReader reader(MakeVolume(files, {u"/top"}, 0, UdfOn).image);
         EXPECT_EQ(reader.Files(), count);
-        EXPECT_EQ(reader.nodes.size(), count + 2);
     }
 }
 
 TEST(Udf, EndsWithAnchors) {
-    MemoryFiles files({{u"/f", "text"}});
+    SourceFiles files({{u"/f", "text"}});
     for (const bool pad : {true, false}) {
-        const VolumeResult result = MakeVolume(files, {u"/f"}, 0, [&](GenOptions& options) {
-            options.udf = true;
-            options.pad_end = pad;
-        });
-        const UdfReader reader(result.image);
-        const uint32_t last = reader.LastSector();
-        const uint32_t anchors = pad ? 151 : 1;
-        for (uint32_t sector = last; sector > last - anchors; --sector) {
-            EXPECT_TRUE(reader.IsAnchor(sector)) << sector;
-        }
-        EXPECT_FALSE(reader.IsAnchor(last - anchors));
-        EXPECT_EQ(reader.partitionStart + reader.partitionSectors, pad ? last - 149 : last);
-        EXPECT_EQ(IsoReader::Both32(IsoReader(result.image).Primary(), 80), result.toldSectors);
+        const UdfReader reader(MakeVolume(files, {u"/f"}, 0, [&](GenOptions& options) {
+                                   options.udf = true;
+                                   options.pad_end = pad;
+                               }).image);
+        EXPECT_EQ(reader.EndAnchors(), pad ? 151u : 1u);
+        EXPECT_EQ(reader.partitionStart + reader.partitionSectors,
+                  reader.LastSector() - (pad ? 149 : 0));
     }
 }
 
@@ -121,16 +77,16 @@ TEST(Udf, SplitsLargeFilesIntoExtents) {
     constexpr uint32_t kLongest = 0x3FFFF800;
     const std::vector<std::vector<uint32_t>> cases = {
         {kLongest - 1}, {kLongest}, {kLongest, 1}, {kLongest, kLongest, 0xFFE}};
-    MemoryFiles files;
+    SourceFiles files;
     for (size_t i = 0; i < cases.size(); ++i) {
-        files.AddFile(FormatWide("/top/%zu", i)).status.size =
-            std::accumulate(cases[i].begin(), cases[i].end(), uint64_t{0});
+        files.AddFile(FormatWide("/top/%zu", i),
+                      std::accumulate(cases[i].begin(), cases[i].end(), uint64_t{0}));
     }
-    const VolumeResult result =
-        RunGenerator(files, {u"/top"}, {.setOptions = UdfOn, .readerLeavesAfter = size_t{4} << 20});
-    const UdfReader reader(result.image, 0, true);
+    const UdfReader reader(
+        RunGenerator(files, {u"/top"}, {.setOptions = UdfOn, .readerLeavesAfter = size_t{4} << 20})
+            .image);
     for (size_t i = 0; i < cases.size(); ++i) {
-        const UdfReader::Node& node = reader.nodes.at(FormatWide("/top/%zu", i));
+        const UdfReader::Node& node = reader.nodes.at(Format("/top/%zu", i));
         uint32_t next = node.extents.at(0).sector; // each follows the last
         std::vector<UdfReader::Extent> expected;
         for (const uint32_t bytes : cases[i]) {
@@ -142,31 +98,28 @@ TEST(Udf, SplitsLargeFilesIntoExtents) {
 }
 
 TEST(Udf, CutsTextsToTheirFields) {
-    const struct {
-        std::u16string title;
-        std::u16string shown;
-    } cases[] = {{u"", u""},
-                 {u"Ünit", u"Ünit"},
-                 {u"a:b", u"a_b"},
-                 {std::u16string(200, u'x'), std::u16string(126, u'x')},
-                 {std::u16string(200, u'\x4E00'), std::u16string(63, u'\x4E00')}};
-    MemoryFiles files({{u"/f", "text"}});
-    for (const auto& c : cases) {
+    const std::pair<std::u16string, std::u16string> cases[] = {
+        {u"", u""},
+        {u"Ünit", u"Ünit"},
+        {u"a:b", u"a_b"},
+        {std::u16string(200, u'x'), std::u16string(126, u'x')},
+        {std::u16string(200, u'\x4E00'), std::u16string(63, u'\x4E00')}};
+    SourceFiles files({{u"/f", "text"}});
+    for (const auto& [title, shown] : cases) {
         const VolumeResult result = MakeVolume(files, {u"/f"}, 0, [&](GenOptions& options) {
             options.udf = true;
-            options.joliet_volume_id = c.title;
+            options.joliet_volume_id = title;
         });
-        EXPECT_EQ(UdfReader(result.image).volumeId, c.shown);
+        EXPECT_EQ(UdfReader(result.image).volumeId, ToNative(shown));
     }
 }
 
 // The fast way over zero bytes and the plain one.
 TEST(Udf, CrcOverZerosEqualsTheCrcOfTheZeros) {
-    // The check value of this CRC.
     const std::string_view digits = "123456789";
     std::vector<uint8_t> bytes(digits.begin(), digits.end());
-    EXPECT_EQ(UdfCrc(bytes), 0x31C3);
     const uint16_t crc = UdfCrc(bytes);
+    EXPECT_EQ(crc, 0x31C3); // the check value of this CRC
     for (uint32_t zeros = 0; zeros < 2048; ++zeros) {
         EXPECT_EQ(UdfCrcOverZeros(crc, zeros), UdfCrc(bytes)) << zeros;
         bytes.push_back(0);
@@ -174,34 +127,29 @@ TEST(Udf, CrcOverZerosEqualsTheCrcOfTheZeros) {
 }
 
 TEST(Udf, IsRefusedOverFilesOfAnEarlierSession) {
-    MemoryFiles files({{u"/old", "old"}, {u"/new", "new"}});
     MemoryDisc disc;
-    disc.Append(files, {u"/old"});
-    const VolumeResult result = disc.Merge(files, {u"/new"}, UdfOn);
+    disc.Append({{u"/old", "old"}});
+    const VolumeResult result = disc.Merge({{u"/new", "new"}}, UdfOn);
     EXPECT_EQ(result.error, u"UDF cannot show the files of an earlier session.");
     EXPECT_EQ(result.writes, 0u);
 }
 
-// The tree on both sides of a bridge, by 7-Zip and udfinfo.
-TEST(UdfReaders, SeeTheSameFilesAsOnTheIsoSide) {
-    MemoryFiles files = Tree();
+TEST(UdfReaders, RestoreTheTree) {
+    SourceFiles files = Tree();
     const TempFolder folder;
     const std::string image = folder.Path() + "/volume.iso";
-    const VolumeResult result = MakeUdf(files, {u"/top"});
-    WriteFile(image, TextOf(result.image));
-    const auto tree = Extract("7z x -y -tudf '" + image + "'");
-    EXPECT_EQ(Difference(tree, Extract("7z x -y -tiso '" + image + "'")), "");
-    const UdfReader reader(result.image);
-    EXPECT_EQ(tree.size(), reader.nodes.size() - 1);
-    const CommandResult info = RunCommand("udfinfo '" + image + "' 2>&1");
-    ASSERT_EQ(info.status, 0) << info.output;
+    WriteFile(image, TextOf(MakeVolume(files, {u"/top"}, 0, UdfOn).image));
+    const Contents expected = files.Expected();
+    EXPECT_EQ(Difference(Extract("7z x -y -tudf '" + image + "'"), expected), "");
+    const auto folders = std::ranges::count(expected, "folder", &Contents::value_type::second);
+    const std::string info = RunCommand("udfinfo '" + image + "' 2>&1").output;
     for (const std::string& line :
-         {Format("numfiles=%u", reader.Files()),
-          Format("numdirs=%zu", reader.nodes.size() - reader.Files()), std::string("udfrev=1.02"),
-          std::string("integrity=closed"), std::string("accesstype=readonly")}) {
-        EXPECT_NE(info.output.find(line + "\n"), std::string::npos) << line << "\n" << info.output;
+         {Format("numfiles=%zu", expected.size() - folders), Format("numdirs=%zu", folders + 1),
+          std::string("udfrev=1.02"), std::string("integrity=closed"),
+          std::string("accesstype=readonly")}) {
+        EXPECT_NE(info.find(line + "\n"), std::string::npos) << line << "\n" << info;
     }
-    EXPECT_EQ(info.output.find("rror"), std::string::npos) << info.output;
+    EXPECT_EQ(info.find("rror"), std::string::npos) << info;
 }
 
 } // namespace
