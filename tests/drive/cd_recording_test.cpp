@@ -64,22 +64,6 @@ TEST(ModePageTest, IsFoundBehindTheBlockDescriptors) {
     }
 }
 
-TEST(ModePageTest, IsSelectedWithTwoBytesOfItsHeader) {
-    ScriptedDrive bench;
-    const Bytes header = {1, 2, 3, 4, 5, 6, 7, 8};
-    const Bytes page = Page(5, 3, 0x77);
-    const Bytes more = page + Bytes{0x99}; // something behind the page
-    EXPECT_EQ(bench.drive.ModeSelect(more, header.data()), 0);
-    EXPECT_EQ(bench.drive.ModeSelect(more), 0);
-    EXPECT_EQ(bench.Trace()[0], "55 10 00 00 00 00 00 00 0D");
-    EXPECT_EQ(bench.port.Sent()[0].dataOut, (Bytes{0, 0, 3, 4, 0, 0, 0, 0}) + page);
-    EXPECT_EQ(bench.port.Sent()[1].dataOut, Bytes(8) + page);
-    for (const Reply& reply : {Sense(0x52600), NoReply()}) {
-        bench.port.Queue(kModeSelect10, reply);
-        EXPECT_EQ(bench.drive.ModeSelect(page), 1);
-    }
-}
-
 // Answers MODE SENSE with these pages and no others.
 void SetPages(ScriptedPort& port, const std::vector<Bytes>& pages) {
     port.Always(kModeSense10, Sense(0x52400));
@@ -114,7 +98,7 @@ TEST(TrackAtOnceTest, PageBits) {
     }
 }
 
-TEST(SmallCommandsTest, AreSentAsTheyAre) {
+TEST(SmallCommandsTest, AreSentAsTheyAreInTheLengthOfTheirGroupAndToTheirLun) {
     ScriptedBench bench({0, 0, 2});
     CAspiCD drive(0, 0, 2, &bench.transport);
     EXPECT_EQ(drive.EjectDisk(), SS_COMP);
@@ -128,11 +112,23 @@ TEST(SmallCommandsTest, AreSentAsTheyAre) {
     drive.BlankDisk(false);
     drive.BlankDisk(true);
     EXPECT_EQ(bench.transport.m_nTimeoutSeconds, 0u);
-    EXPECT_EQ(bench.Trace(),
-              (Lines{"1B 40 00 00 02", "1E 40 00 00 01", "1E 40", "55 40 00 00 00 00 00 00 0C",
-                     "54 41 @60", "35 40 @120", "5B 40 02 @480", "A1 51 @9600", "A1 50 @9600"}));
     EXPECT_EQ(bench.port.Sent()[3].dataOut, Answer(12, {{3, 8}, {10, 8}}));
     EXPECT_EQ(bench.port.Sent().back().length, 0u);
+    CScsiCommand command(drive);
+    for (const uint8_t opcode : {kStartStopUnit, kReadToc, kSetCdSpeed}) {
+        command[0] = opcode;
+        command[1] = 1;
+        EXPECT_EQ(command.Transport(Direction::NONE), 0);
+    }
+    EXPECT_EQ(bench.Trace(),
+              (Lines{"1B 40 00 00 02", "1E 40 00 00 01", "1E 40", "55 40 00 00 00 00 00 00 0C",
+                     "54 41 @60", "35 40 @120", "5B 40 02 @480", "A1 51 @9600", "A1 50 @9600",
+                     "1B 41", "43 41", "BB 41"}));
+    std::vector<size_t> lengths;
+    for (const SentCommand& sent : bench.port.Sent())
+        lengths.push_back(sent.cdb.size());
+    EXPECT_THAT(lengths, ElementsAre(6, 6, 6, 10, 10, 10, 10, 12, 12, 6, 10, 12));
+
     bench.port.Queue(kStartStopUnit, NoReply(PortError::Failed));
     EXPECT_EQ(drive.EjectDisk(), SS_ERR);
     for (const Reply& reply : {Sense(0x57200), Sense(0x10000), NoReply()}) {

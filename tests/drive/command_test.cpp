@@ -14,25 +14,6 @@ struct CommandBench : ScriptedDrive {
     CScsiCommand command{drive};
 };
 
-TEST(CommandTest, LengthFollowsTheOperationCodeAndTheLunIsPutIn) {
-    ScriptedBench bench({0, 0, 3});
-    CAspiCD drive(0, 0, 3, &bench.transport);
-    CScsiCommand command(drive);
-    const std::pair<uint8_t, size_t> lengths[] = {
-        {kStartStopUnit, 6}, {kWrite10, 10}, {kReadToc, 10}, {kBlank, 12}, {kSetCdSpeed, 12}};
-    for (const auto& [opcode, length] : lengths) {
-        bench.port.Clear();
-        command[0] = opcode;
-        command[1] = 1;
-        EXPECT_EQ(command.Transport(Direction::NONE), 0);
-        SendDirect(drive, SRB_DIR_OUT, Cdb(opcode));
-        for (const SentCommand& sent : bench.port.Sent()) {
-            EXPECT_EQ(sent.cdb[1], &sent == &bench.port.Sent()[0] ? 0x61 : 0x60);
-            EXPECT_EQ(sent.cdb.size(), length);
-        }
-    }
-}
-
 TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
     struct {
         Reply reply;

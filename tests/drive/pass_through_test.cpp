@@ -1,6 +1,5 @@
 // The shim: its table of drives, and the request blocks that it serves.
 #include "drive/answers.h"
-#include "drive/sense.h"
 #include "drive/srb.h"
 
 namespace larkspin {
@@ -148,10 +147,6 @@ TEST_F(OneDriveTest, CommandGoesOutWithItsTimeoutDirectionAndData) {
         EXPECT_EQ(sent.dataOut, direction == PortDirection::Out ? Bytes(10, 0x11) : Bytes());
         EXPECT_EQ(data, Bytes(10, direction == PortDirection::In ? 0x22 : 0x11));
     }
-    // A check condition completes, and shows in the sense only.
-    port.Queue(0, Sense(0x20408));
-    EXPECT_EQ(Execute(0), SS_COMP);
-    EXPECT_EQ(SenseCode(srb.SenseArea), 0x20408);
     // The device was opened once and stays open.
     EXPECT_EQ(port.DriveAt(2).opens, 1);
     EXPECT_EQ(port.DriveAt(2).live, 1);
