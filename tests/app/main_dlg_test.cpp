@@ -86,7 +86,7 @@ TEST(MessageTable, AQueueTellsOfItsSizeUntilItIsTakenOver) {
         EXPECT_EQ(bench.dlg.ProcessMessage(1132), 1);
         EXPECT_EQ(bench.dlg.ProcessMessage(UM_QUERY_QUEUE), 1) << "the second time clears again";
         EXPECT_TRUE(bench.writer.IsQueueExclusive());
-        bench.Queue(u"/big");
+        bench.Queue(time == 0 ? u"/big" : u"/huge");
         EXPECT_FALSE(told.Lock(std::chrono::milliseconds(50)));
     }
 }
