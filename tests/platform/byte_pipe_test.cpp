@@ -72,7 +72,7 @@ TEST(BytePipe, WhatIsInTheRingOutlivesTheWriterButNotTheReader) {
 TEST(BytePipe, ClosingLetsBlockedEndsGo) {
     using Close = void (BytePipe::*)();
     for (const Close close : {&BytePipe::CloseRead, &BytePipe::CloseWrite}) {
-        for (int round = 0; round < 50; ++round) {
+        for (int round = 0; round < 200; ++round) {
             BytePipe full(3);
             auto write =
                 std::async(std::launch::async, [&] { return full.Write("more than three", 15); });
