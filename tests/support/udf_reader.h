@@ -208,7 +208,9 @@ class UdfReader : public SectorImage {
             at += length;
             const uint32_t target = U32(head, 24);
             if ((head[18] & 8) != 0) {
-                Require(!sawParent && target == parent && nameBytes == 0, "parent");
+                Require(!sawParent && target == parent && nameBytes == 0 &&
+                            U32(head, 32) == nodes.at(path.substr(0, path.rfind('/'))).uniqueId,
+                        "parent");
                 sawParent = true;
                 continue;
             }

@@ -28,19 +28,6 @@ std::string HardDisk(std::initializer_list<int> types) {
     return disk;
 }
 
-using Change = void (*)(BootEntry&);
-
-BootEntry NoEmulation(std::u16string path, Change change = nullptr) {
-    BootEntry entry{.path = std::move(path), .no_emulation = true};
-    if (change != nullptr) {
-        change(entry);
-    }
-    return entry;
-}
-constexpr Change kHardDisk = [](BootEntry& entry) { entry.hard_disk_emulation = true; };
-constexpr Change kFloppy = [](BootEntry& entry) { entry.no_emulation = false; };
-constexpr Change kPatch = [](BootEntry& entry) { entry.patch_boot_info = true; };
-
 SetBoot Boot(std::vector<BootEntry> entries, const char16_t* catalog = u"boot.catalog") {
     return [entries = std::move(entries), catalog](GenOptions& options) {
         options.el_torito = true;
@@ -55,28 +42,20 @@ TEST(ElTorito, WritesRecordAndCatalog) {
                        {u"/boot/floppy144", std::string(1'474'560, 'f')},
                        {u"/boot/floppy288", std::string(2'949'120, 'f')},
                        {u"/boot/disk", HardDisk({0, 0x0C})}});
+    const std::vector<BootEntry> entries = {
+        {.path = u"/boot/loader", .no_emulation = true, .load_segment = 0x1234},
+        // the other kind of path
+        {.path = u"boot\\loader", .not_bootable = true, .no_emulation = true, .load_size = 4},
+        {.path = u"/boot/floppy12"},
+        {.path = u"/boot/floppy144"},
+        {.path = u"/boot/floppy288"},
+        {.path = u"/boot/disk", .hard_disk_emulation = true}};
     const struct {
-        BootEntry entry;
         const char* file;
-        std::vector<uint64_t> expected; // bootable, media, segment, type, load
-    } cases[] = {{NoEmulation(u"/boot/loader", [](BootEntry& e) { e.load_segment = 0x1234; }),
-                  "loader",
-                  {0x88, 0, 0x1234, 0, 12}},
-                 {NoEmulation(u"boot\\loader", // the other kind of path
-                              [](BootEntry& e) {
-                                  e.load_size = 4;
-                                  e.not_bootable = true;
-                              }),
-                  "loader",
-                  {0, 0, 0, 0, 4}},
-                 {NoEmulation(u"/boot/floppy12", kFloppy), "floppy12", {0x88, 1, 0, 0, 1}},
-                 {NoEmulation(u"/boot/floppy144", kFloppy), "floppy144", {0x88, 2, 0, 0, 1}},
-                 {NoEmulation(u"/boot/floppy288", kFloppy), "floppy288", {0x88, 3, 0, 0, 1}},
-                 {NoEmulation(u"/boot/disk", kHardDisk), "disk", {0x88, 4, 0, 0x0C, 1}}};
-    std::vector<BootEntry> entries;
-    for (const auto& c : cases) {
-        entries.push_back(c.entry);
-    }
+        std::array<uint64_t, 5> expected; // bootable, media, segment, type, load
+    } cases[] = {{"loader", {0x88, 0, 0x1234, 0, 12}}, {"loader", {0, 0, 0, 0, 4}},
+                 {"floppy12", {0x88, 1, 0, 0, 1}},     {"floppy144", {0x88, 2, 0, 0, 1}},
+                 {"floppy288", {0x88, 3, 0, 0, 1}},    {"disk", {0x88, 4, 0, 0x0C, 1}}};
     const VolumeResult result = MakeVolume(files, {u"/boot"}, 700, [&](GenOptions& options) {
         Boot(entries, u"/boot/boot.cat")(options);
         options.publisher_id = "A publisher whose name is too long for it";
@@ -99,9 +78,9 @@ TEST(ElTorito, WritesRecordAndCatalog) {
     EXPECT_EQ(sum & 0xFFFF, 0u);
     size_t at = 32;
     for (const auto& c : cases) {
-        EXPECT_EQ((std::vector{LittleAt(catalog, at, 1), LittleAt(catalog, at + 1, 1),
-                               LittleAt(catalog, at + 2, 2), LittleAt(catalog, at + 4, 1),
-                               LittleAt(catalog, at + 6, 2)}),
+        EXPECT_EQ((std::array{LittleAt(catalog, at, 1), LittleAt(catalog, at + 1, 1),
+                              LittleAt(catalog, at + 2, 2), LittleAt(catalog, at + 4, 1),
+                              LittleAt(catalog, at + 6, 2)}),
                   c.expected)
             << c.file;
         EXPECT_EQ(LittleAt(catalog, at + 8, 4), tree.at(std::string("/boot/") + c.file).extent);
@@ -114,7 +93,7 @@ TEST(ElTorito, WritesRecordAndCatalog) {
 // The catalog of an earlier session lists the images of that one.
 TEST(ElTorito, ACatalogIsNeverKeptFromAnEarlierSession) {
     SourceFiles files({{u"/loader", Image(2048)}});
-    const SetBoot boot = Boot({NoEmulation(u"/loader")});
+    const SetBoot boot = Boot({{.path = u"/loader", .no_emulation = true}});
     MemoryDisc disc(MakeVolume(files, {u"/loader"}, 0, boot).image);
     files.AddFile(u"/loader", Image(4096));
     disc.Add(disc.Merge(files, boot));
@@ -127,7 +106,7 @@ TEST(ElTorito, ACatalogIsNeverKeptFromAnEarlierSession) {
 TEST(ElTorito, PutsTheBootInformationTableIntoTheUsersFile) {
     const std::string loader = Image(5001);
     SourceFiles files({{u"/loader", loader}});
-    const BootEntry entry = NoEmulation(u"loader", kPatch);
+    const BootEntry entry = {.path = u"loader", .no_emulation = true, .patch_boot_info = true};
     const VolumeResult result = MakeVolume(files, {u"/loader"}, 90, Boot({entry, entry}));
     ASSERT_EQ(result.error, u"");
     const IsoReader reader(result.image, 90);
@@ -147,46 +126,55 @@ TEST(ElTorito, PutsTheBootInformationTableIntoTheUsersFile) {
     EXPECT_EQ(written.substr(0, 8) + written.substr(64), loader.substr(0, 8) + loader.substr(64));
 }
 
+TEST(ElTorito, ACatalogHasRoomFor63Images) {
+    SourceFiles files({{u"/loader", Image(2048)}});
+    const std::pair<size_t, const char16_t*> cases[] = {
+        {0, u"No boot image specified."}, {63, u""}, {64, u"Too many boot entries."}};
+    for (const auto& [images, message] : cases) {
+        const std::vector<BootEntry> entries(images, {.path = u"/loader", .no_emulation = true});
+        EXPECT_EQ(MakeVolume(files, {u"/loader"}, 0, Boot(entries)).error, message);
+    }
+}
+
 TEST(ElTorito, TellsWhatIsWrongAndLeavesTheImagesAsTheyWere) {
-    const BootEntry loader = NoEmulation(u"/loader", kPatch);
-    const auto with = [&](const char16_t* path, Change change = nullptr,
-                          const char16_t* catalog = u"boot.catalog") {
-        return Boot({loader, NoEmulation(path, change)}, catalog);
+    const auto hardDisk = [](const char16_t* path) {
+        return BootEntry{.path = path, .hard_disk_emulation = true};
     };
+    const auto patched = [](const char16_t* path) {
+        return BootEntry{.path = path, .no_emulation = true, .patch_boot_info = true};
+    };
+    const BootEntry loader = patched(u"/loader"); // always there as the first image
     const struct {
         const char* what;
-        SetBoot set;
+        BootEntry second;
         const char16_t* message;
         std::function<void(SourceFiles&)> harm = {};
+        const char16_t* catalog = u"boot.catalog";
     } cases[] = {
-        {"no image", Boot({}), u"No boot image specified."},
-        {"63 images", Boot(std::vector<BootEntry>(63, loader)), u""},
-        {"64 images", Boot(std::vector<BootEntry>(64, loader)), u"Too many boot entries."},
-        {"not in the tree", with(u"/none"), u"Internal error #952."},
-        {"below what is not in the tree", with(u"/none/x"), u"Internal error #952."},
-        {"a folder", with(u"/folder"), u"Internal error #952."},
-        {"an empty image", with(u"/empty"), u"Bad boot image."},
-        {"a load size too large", with(u"/loader", [](BootEntry& e) { e.load_size = 65536; }),
+        {"not in the tree", patched(u"/none"), u"Internal error #952."},
+        {"below what is not in the tree", patched(u"/none/x"), u"Internal error #952."},
+        {"a folder", patched(u"/folder"), u"Internal error #952."},
+        {"an empty image", {.path = u"/empty", .no_emulation = true}, u"Bad boot image."},
+        {"a load size too large",
+         {.path = u"/loader", .no_emulation = true, .load_size = 65536},
          u"Bad boot image."},
-        {"two partitions", with(u"/two", kHardDisk), u"Bad boot image."},
-        {"no partition", with(u"/zeros", kHardDisk), u"Bad boot image."},
-        {"less than a sector", with(u"/short", kHardDisk), u"Error reading boot image."},
-        {"gone", with(u"/gone", kHardDisk), u"Error opening boot image.",
+        {"two partitions", hardDisk(u"/two"), u"Bad boot image."},
+        {"no partition", hardDisk(u"/zeros"), u"Bad boot image."},
+        {"less than a sector", hardDisk(u"/short"), u"Error reading boot image."},
+        {"gone", hardDisk(u"/gone"), u"Error opening boot image.",
          [](SourceFiles& files) { files.At(u"/gone").opens = false; }},
-        {"no size of a floppy", with(u"/zeros", kFloppy), u"Bad boot image."},
-        {"no room for the table", with(u"/short", kPatch), u"Bad boot image."},
-        {"grown since the scan", with(u"/zeros", kPatch), u"Bad boot image.",
+        {"no size of a floppy", {.path = u"/zeros"}, u"Bad boot image."},
+        {"no room for the table", patched(u"/short"), u"Bad boot image."},
+        {"grown since the scan", patched(u"/zeros"), u"Bad boot image.",
          [](SourceFiles& files) { files.At(u"/zeros").m_bytes.push_back(1); }},
-        {"unreadable", with(u"/zeros", kPatch), u"Error reading boot image.",
+        {"unreadable", patched(u"/zeros"), u"Error reading boot image.",
          [](SourceFiles& files) { files.At(u"/zeros").m_nFailsAt = 0; }},
-        {"not to be written", with(u"/zeros", kPatch), u"Error opening boot image.",
+        {"not to be written", patched(u"/zeros"), u"Error opening boot image.",
          [](SourceFiles& files) { files.At(u"/zeros").patchFails = true; }},
-        {"a file that vanishes later", with(u"/loader"), u"Cannot open \"/gone\".",
+        {"a file that vanishes later", loader, u"Cannot open \"/gone\".",
          [](SourceFiles& files) { files.At(u"/gone").opens = false; }},
-        {"no folder for the catalog", with(u"/loader", nullptr, u"/none/boot.cat"),
-         u"Internal error #954."},
-        {"a file for the catalog's folder", with(u"/loader", nullptr, u"/empty/boot.cat"),
-         u"Internal error #955."},
+        {"no folder for the catalog", loader, u"Internal error #954.", {}, u"/none/boot.cat"},
+        {"a file for the catalog's folder", loader, u"Internal error #955.", {}, u"/empty/b.cat"},
     };
     for (const auto& c : cases) {
         const std::string sector = Image(2048);
@@ -201,21 +189,19 @@ TEST(ElTorito, TellsWhatIsWrongAndLeavesTheImagesAsTheyWere) {
         if (c.harm) {
             c.harm(files);
         }
-        const VolumeResult result = MakeVolume(files, files.Items(), 0, c.set);
+        const VolumeResult result =
+            MakeVolume(files, files.Items(), 0, Boot({loader, c.second}, c.catalog));
         EXPECT_EQ(result.error, c.message) << c.what;
-        if (!result.error.empty()) {
-            EXPECT_EQ(TextOf(files.At(u"/loader").m_bytes), sector) << c.what;
-            EXPECT_EQ(TextOf(files.At(u"/zeros").m_bytes).substr(0, 4096), zeros) << c.what;
-        }
+        EXPECT_EQ(TextOf(files.At(u"/loader").m_bytes), sector) << c.what;
+        EXPECT_EQ(TextOf(files.At(u"/zeros").m_bytes).substr(0, 4096), zeros) << c.what;
     }
 }
 
 TEST(ElTorito, ACancelledRunLeavesTheImageAsItWas) {
     const std::string loader = Image(2048);
     SourceFiles files({{u"/loader", loader}, {u"/large", std::string(4 << 20, 'x')}});
-    RunGenerator(
-        files, files.Items(),
-        {.setOptions = Boot({NoEmulation(u"/loader", kPatch)}), .readerLeavesAfter = 1 << 20});
+    const BootEntry entry = {.path = u"/loader", .no_emulation = true, .patch_boot_info = true};
+    RunGenerator(files, files.Items(), {.setOptions = Boot({entry}), .readerLeavesAfter = 1 << 20});
     EXPECT_EQ(files.patches, 2u);
     EXPECT_EQ(TextOf(files.At(u"/loader").m_bytes), loader);
 }

@@ -52,7 +52,8 @@ TEST_F(BrokenDisc, EndsWithAText) {
         {"a folder behind the disc", kCannotMerge, [&] { Put32(directory + 2, 0x7FFFFFFF); }},
         {"a folder without end", kCannotMerge, [&] { Put32(directory + 10, 0xFFFFFFFF); }},
         {"the root without end", kCannotMerge, [&] { Put32(descriptor + 166, 0xFFFFF800); }},
-        {"a file that ends behind the disc", kCannotMerge, [&] { Put32(file + 10, 0x7FFFF000); }},
+        {"a file that ends a sector behind the disc", kCannotMerge,
+         [&] { Put32(file + 2, m_disc.Sectors() - 2); }}, // it has three
         {"a name of no length", kCannotMerge, [&] { file[32] = 0; }},
         {"a name longer than its record", kCannotMerge, [&] { file[32] = 250; }},
         {"a record that leaves its sector", kCannotMerge,

@@ -5,13 +5,15 @@ namespace larkspin {
 namespace {
 
 TEST(MergeSessions, JoinsFoldersReplacesAndKeeps) {
+    SourceFiles first({{u"/photos/old/deep.txt", "deep"},
+                       {u"/photos/same.txt", "unchanged"},
+                       {u"/photos/changed.txt", "version 1"},
+                       {u"/photos/dated.txt", "dated"},
+                       {u"/photos/empty", ""},
+                       {u"/single.txt", "single"}});
+    first.AddFolder(u"/empty folder");
     MemoryDisc disc;
-    disc.Append({{u"/photos/old/deep.txt", "deep"},
-                 {u"/photos/same.txt", "unchanged"},
-                 {u"/photos/changed.txt", "version 1"},
-                 {u"/photos/dated.txt", "dated"},
-                 {u"/photos/empty", ""},
-                 {u"/single.txt", "single"}});
+    disc.Append(first);
     const uint32_t firstSectors = disc.Sectors();
     const IsoReader::Tree before = disc.Reader().RockRidgeTree();
 
@@ -26,8 +28,7 @@ TEST(MergeSessions, JoinsFoldersReplacesAndKeeps) {
     disc.Append(second);
 
     Contents expected = second.Expected();
-    expected.insert(
-        {{"photos/old", "folder"}, {"photos/old/deep.txt", "deep"}, {"single.txt", "single"}});
+    expected.merge(first.Expected());
     EXPECT_EQ(RockRidgeContents(disc.Reader()), expected);
     EXPECT_EQ(JolietContents(disc.Reader()), expected);
 
@@ -86,16 +87,19 @@ TEST(MergeSessions, WhatOthersSayOfAnUnchangedFile) {
         const char* what;
         std::string_view entry; // which becomes the next
         std::string_view changed;
-        int64_t later; // change time
+        int64_t changedLater;
+        int64_t modifiedLater;
         bool kept;
     } cases[] = {
-        {"dates of creation, modification and access", "TF\x1A\1\x0E", "TF\x1A\1\x07", 0, true},
-        {"created at another time", "TF\x1A\1\x0E", "TF\x1A\1\x07", 5, false},
-        {"modified at another time", "TF\x1A\1\x0E", "TF\x1A\1\x06", 0, true},
-        {"long dates", "TF\x1A\1\x0E", "TF\x1A\1\x8E", 0, false},
-        {"a sparse file", "RR\5\1", "SF\5\1", 0, false},
-        {"a link", "PX\x24\1\x6D", "PX\x24\1\x6D\xA1", 0, false},
-        {"other permissions", "PX\x24\1\x6D", "PX\x24\1\x24", 0, true},
+        {"creation, modification and access", "TF\x1A\1\x0E", "TF\x1A\1\x07", 0, 0, true},
+        {"created at another time", "TF\x1A\1\x0E", "TF\x1A\1\x07", 5, 0, false},
+        {"modified at another time", "TF\x1A\1\x0E", "TF\x1A\1\x06", 0, 0, true},
+        {"long dates", "TF\x1A\1\x0E", "TF\x1A\1\x8E", 0, 0, false},
+        {"the date of the record alone", "TF\x1A\1\x0E", "XX\x1A\1\x0E", 5, 0, true},
+        {"another date of the record", "TF\x1A\1\x0E", "XX\x1A\1\x0E", 0, 5, false},
+        {"a sparse file", "RR\5\1", "SF\5\1", 0, 0, false},
+        {"a link", "PX\x24\1\x6D", "PX\x24\1\x6D\xA1", 0, 0, false},
+        {"other permissions", "PX\x24\1\x6D", "PX\x24\1\x24", 0, 0, true},
     };
     for (const auto& c : cases) {
         SourceFiles files({{u"/file", "text"}});
@@ -106,7 +110,8 @@ TEST(MergeSessions, WhatOthersSayOfAnUnchangedFile) {
         const uint32_t extent = disc.Reader().RockRidgeTree().at("/file").extent;
         uint8_t* const entry = disc.Find(c.entry, disc.RootRecord("FILE."));
         std::copy(c.changed.begin(), c.changed.end(), entry);
-        status.changeTime += c.later;
+        status.changeTime += c.changedLater;
+        status.modifyTime += c.modifiedLater;
         const VolumeResult result = disc.Merge(files);
         ASSERT_EQ(result.error, u"") << c.what;
         const IsoReader reader(result.image, disc.Sectors());
@@ -124,7 +129,9 @@ TEST(MergeSessions, TenInARowWithDeepFolders) {
         for (int level = 0; level < 11; ++level) {
             path += session % 2 == 0 ? FormatWide("/d%d", level)
                                      : FormatWide("/s%d d%d", session, level);
-            const std::u16string name = path + FormatWide("/file %d", session);
+            // Each session has continuation areas of its own.
+            const std::u16string name =
+                path + FormatWide("/%d", session) + std::u16string(100, u'n');
             files.AddFile(name, ToNative(name));
         }
         disc.Append(files);
@@ -151,9 +158,11 @@ std::vector<IsoReader::Record> RecordsOf(const MemoryDisc& disc, const std::stri
 TEST(MergeSessions, SectionsAndAssociatedFilesStayTogether) {
     for (const uint8_t flag : {0x80, 0x04}) {
         MemoryDisc disc = DiscOfTwins(flag);
-        disc.Append({{u"/new", "new"}});
+        disc.RootRecord("A.BIN")[1] = 1; // sectors of extended attributes
+        disc.Append({{u"/a.bin", "takes the ISO name"}});
+        EXPECT_EQ(disc.RootRecord("A000.BIN")[1], 1);
         for (const bool joliet : {false, true}) {
-            const std::string name = joliet ? std::string("\0A\0.\0B\0I\0N", 10) : "A.BIN";
+            const std::string name = joliet ? std::string("\0A\0.\0B\0I\0N", 10) : "A000.BIN";
             const auto records = RecordsOf(disc, name, joliet);
             ASSERT_EQ(records.size(), 2u);
             EXPECT_EQ(records[0].flags, flag);

@@ -96,9 +96,9 @@ TEST_F(Structure, TheDescriptors) {
     EXPECT_EQ(sector(19), SectorOf({{0, std::string("\xFF") + "CD001\1"}}));
     EXPECT_EQ(sector(20), SectorOf({{0, "QRN Fri Jan 11 06:50:00 2008\nLarkspin 1.4"},
                                     {56, " Joliet: enabled; RockRidge: enabled; UDF: disabled."}}));
-    // XA data stands in front: group, owner, attributes, "XA".
-    EXPECT_EQ(sector(reader.Root().extent).substr(34, 14),
-              std::string("\0\0\0\0\x8D\x55XA\0\0\0\0\0\0", 14));
+    // XA data stands in front, for SP to skip: group, owner, attributes, "XA".
+    EXPECT_EQ(sector(reader.Root().extent).substr(34, 21),
+              std::string("\0\0\0\0\x8D\x55XA\0\0\0\0\0\0SP\7\1\xBE\xEF\x0E", 21));
 }
 
 TEST_F(Structure, EndsWithEmptySectorsByOption) {

@@ -35,7 +35,8 @@ TEST(Udf, ShowsWhatJolietShows) {
             const std::u16string name = ToWide(path.substr(path.rfind('/') + 1));
             EXPECT_EQ(node.compression, *std::ranges::max_element(name) > 0xFF ? 16 : 8);
             EXPECT_EQ(node.uid, 0u);
-            // The year and the rest of the record's date.
+            // Local time in this zone, the year and the rest of the record's date.
+            EXPECT_EQ(LittleAt(node.modified, 0, 2), 0x1000u);
             EXPECT_EQ(LittleAt(node.modified, 2, 2), 1900u + record.date[0]);
             EXPECT_TRUE(std::equal(record.date.begin() + 1, record.date.begin() + 6,
                                    node.modified.begin() + 4));
