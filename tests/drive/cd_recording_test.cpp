@@ -225,7 +225,7 @@ TEST_F(SessionAtOnceTest, PreGapLiesBeforeTheFirstBlock) {
         EXPECT_EQ(writes.size(), count);
         uint32_t blocks = 0;
         for (const SentCommand& write : writes) {
-            EXPECT_EQ(write.dataOut, Bytes(write.cdb[8] * blockSize));
+            EXPECT_EQ(write.dataOut, Bytes(size_t{write.cdb[8]} * blockSize));
             blocks += write.cdb[8];
         }
         EXPECT_EQ(blocks, 150u);

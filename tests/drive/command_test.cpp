@@ -51,7 +51,7 @@ TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
 
 TEST(CommandTest, ReadBlocksFailsOnAnySense) {
     ScriptedDrive bench;
-    Bytes buffer(2 * 2048, 0xFF);
+    Bytes buffer(4096, 0xFF);
     bench.port.Queue(kRead10, Bytes(100, 0x44));
     EXPECT_TRUE(bench.drive.ReadBlocks(buffer.data(), 2, 0x01020304));
     EXPECT_EQ(bench.Trace(), Lines{"28 00 01 02 03 04 00 00 02"});

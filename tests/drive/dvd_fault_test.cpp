@@ -27,7 +27,7 @@ struct RoadBench : DvdBench {
 
     // As a job goes it. The text of the failure.
     std::string Go(const Bytes& stream) {
-        const std::string failure = FailureOf([&] {
+        std::string failure = FailureOf([&] {
             drive.OpenDvdForWriting(false, -1.0);
             MemorySource source(stream);
             drive.WriteDvdFromHandle(source, drive.m_nNextStart * int64_t{kBlock}, nullptr,

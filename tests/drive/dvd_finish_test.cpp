@@ -43,7 +43,7 @@ struct Finished : DvdBench {
     // What the finisher sends.
     Lines Finish() {
         drive.m_pfnFinalize(drive);
-        const Lines trace = Trace();
+        Lines trace = Trace();
         port.Clear();
         return trace;
     }

@@ -11,7 +11,7 @@ struct RecordingBench : DvdBench {
     // The text of the failure.
     std::string Write(MemorySource& source, int64_t offset = 0,
                       const CancelFunctor* cancel = nullptr) {
-        const std::string failure = FailureOf([&] {
+        std::string failure = FailureOf([&] {
             drive.WriteDvdFromHandle(
                 source, offset, [this](int percent) { progress.push_back(percent); }, cancel);
         });

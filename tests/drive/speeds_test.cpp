@@ -23,6 +23,7 @@ Bytes Performance(const std::vector<std::pair<uint32_t, uint32_t>>& descriptors,
 
 Bytes WriteSpeeds(const std::vector<uint32_t>& speeds) {
     std::vector<std::pair<uint32_t, uint32_t>> descriptors;
+    descriptors.reserve(speeds.size());
     for (const uint32_t speed : speeds)
         descriptors.emplace_back(speed / 2, speed); // read speed, write speed
     return Performance(descriptors, 8);

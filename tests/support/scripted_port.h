@@ -104,12 +104,10 @@ class ScriptedPort final : public IScsiPort {
 
     void OnCommand(Handler handler) { m_handler = std::move(handler); }
     // To an operation code, or to one of the questions above, which goes first.
-    void Queue(uint16_t question, Reply answer, int times = 1) {
+    void Queue(uint16_t question, const Reply& answer, int times = 1) {
         m_queued[question].insert(m_queued[question].end(), static_cast<size_t>(times), answer);
     }
-    void Always(uint16_t question, Reply answer) {
-        m_standing[question] = std::move(answer);
-    }
+    void Always(uint16_t question, Reply answer) { m_standing[question] = std::move(answer); }
     // To the command at this place since the last Clear, counted from 0.
     void AnswerNth(size_t place, Reply answer) {
         m_nPlace = place;
@@ -230,7 +228,7 @@ class ScriptedPort final : public IScsiPort {
         const uint16_t questions[] = {QuestionOf(sent.cdb), sent.cdb[0]};
         for (const uint16_t question : questions) {
             if (std::deque<Reply>& queue = m_queued[question]; !queue.empty()) {
-                const Reply reply = queue.front();
+                Reply reply = std::move(queue.front());
                 queue.pop_front();
                 return reply;
             }

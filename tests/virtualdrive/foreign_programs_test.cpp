@@ -76,6 +76,7 @@ template <class Disc>
 void OnEach(const std::vector<Disc>& discs,
             const std::function<void(ForeignPrograms&, const Disc&)>& body) {
     std::vector<std::thread> threads;
+    threads.reserve(discs.size());
     for (const Disc& disc : discs)
         threads.emplace_back([&body, &disc] {
             SCOPED_TRACE(disc.kind);
