@@ -163,13 +163,6 @@ TEST(DvdVideo, BrokenControlDataGiveAPlainVolume) {
     }
 }
 
-TEST(DvdVideo, OtherFoldersAreLaidOutAsEver) {
-    SourceFiles files({{u"/plain/VTS_01_0.IFO", Sectors(1)}, {u"/plain/b", "b"}});
-    const auto dvdOnly = [](GenOptions& options) { options.dvd_video = true; };
-    EXPECT_TRUE(MakeVolume(files, {u"/plain"}, 0, dvdOnly).image ==
-                MakeVolume(files, {u"/plain"}).image);
-}
-
 // Sets made by dvdauthor: with and without a menu, one and several titles.
 TEST(DvdReaders, ReadTheTitlesFromTheImage) {
     if (RunCommand("which dvdauthor lsdvd ffmpeg").status != 0) {

@@ -67,7 +67,7 @@ inline SourceFiles Tree() {
     SourceFiles files;
     for (const char* name :
          {"plain", "Ünit ÿ.txt", "日本語.txt", "smile \xF0\x9F\x98\x80.txt", "a b.txt", "a_b.txt",
-          "a+b.txt", ".hidden", "x.tar.gz", "UPPER.TXT", "upper.txt", "q'uote"}) {
+          "a+b.txt", ".hidden", "x.tar.gz", "UPPER.TXT", "upper.txt", "q'uote", "VTS_01_0.IFO"}) {
         files.AddFile(u"/top/" + ToWide(name), std::string("contents of ") + name);
     }
     for (const int units : {80, 84, 85, 102, 103}) {
