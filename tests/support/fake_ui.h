@@ -1,12 +1,14 @@
 // A user interface for tests: it answers from a script, and keeps what it was told.
 //
-// The job calls it on its own thread, the test looks at it on another: all state is locked.
+// The job calls it on its own thread, the test looks at it on another: all state is locked or
+// atomic.
 #pragma once
 
 #include "ui/ccdwriter_ui.h"
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -44,10 +46,7 @@ class FakeUi : public CCDWriterUI {
     std::function<void()> onExit;
 
     // --- what the test may do and see at any time ---
-    void Cancel(JobKind kind) {
-        const std::lock_guard lock(m_mutex);
-        Of(kind).cancelled = true;
-    }
+    void Cancel(JobKind kind) { Of(kind).cancelled = true; }
     std::vector<Box> Boxes() const { return Locked(m_boxes); }
     std::vector<std::u16string> Texts() const {
         std::vector<std::u16string> texts;
@@ -57,21 +56,18 @@ class FakeUi : public CCDWriterUI {
         return texts;
     }
     std::vector<std::u16string> Headers() const { return Locked(m_headers); }
-    std::vector<std::u16string> Statuses(JobKind kind) const {
-        return Locked(m_dialogs[static_cast<size_t>(kind)].statuses);
-    }
+    std::vector<std::u16string> Statuses(JobKind kind) const { return Locked(Of(kind).statuses); }
     std::vector<double> EraseSpeeds() const { return Locked(m_eraseSpeeds); }
     std::vector<uint32_t> DiskTypes() const { return Locked(m_diskTypes); }
-    int Starts(JobKind kind) const { return Locked(m_dialogs[static_cast<size_t>(kind)].starts); }
-    int Steps() const { return Locked(m_steps); }
-    bool NoProgressReport() const { return Locked(m_noReport); }
-    int Exits() const { return Locked(m_exits); }
+    int Starts(JobKind kind) const { return Of(kind).starts; }
+    int Steps() const { return m_steps; }
+    bool NoProgressReport() const { return m_noReport; }
+    int Exits() const { return m_exits; }
     // Nothing that a job puts up is left: dialogs, tray callbacks, animation.
     bool IsTidy() const {
-        const std::lock_guard lock(m_mutex);
         return m_callbackDepth == 0 && !m_animating &&
                std::none_of(m_dialogs.begin(), m_dialogs.end(),
-                            [](const Dialog& dialog) { return dialog.shown; });
+                            [](const Dialog& dialog) { return dialog.shown.load(); });
     }
 
     // --- CCDWriterUI ---
@@ -95,14 +91,14 @@ class FakeUi : public CCDWriterUI {
     void StartAudioProgress(uint32_t diskType) override { Start(JobKind::Audio, diskType); }
     void StartImageProgress(uint32_t diskType) override { Start(JobKind::Image, diskType); }
     void StartEraseProgress() override { Start(JobKind::Erase, 0); }
-    void StopDataProgress() override { Stop(JobKind::Data); }
-    void StopAudioProgress() override { Stop(JobKind::Audio); }
-    void StopImageProgress() override { Stop(JobKind::Image); }
-    void StopEraseProgress() override { Stop(JobKind::Erase); }
-    bool IsDataCancelled() const override { return IsCancelled(JobKind::Data); }
-    bool IsAudioCancelled() const override { return IsCancelled(JobKind::Audio); }
-    bool IsImageCancelled() const override { return IsCancelled(JobKind::Image); }
-    bool IsEraseCancelled() const override { return IsCancelled(JobKind::Erase); }
+    void StopDataProgress() override { Of(JobKind::Data).shown = false; }
+    void StopAudioProgress() override { Of(JobKind::Audio).shown = false; }
+    void StopImageProgress() override { Of(JobKind::Image).shown = false; }
+    void StopEraseProgress() override { Of(JobKind::Erase).shown = false; }
+    bool IsDataCancelled() const override { return Of(JobKind::Data).cancelled; }
+    bool IsAudioCancelled() const override { return Of(JobKind::Audio).cancelled; }
+    bool IsImageCancelled() const override { return Of(JobKind::Image).cancelled; }
+    bool IsEraseCancelled() const override { return Of(JobKind::Erase).cancelled; }
     void SetStatus(JobKind kind, const std::u16string& text) override {
         {
             const std::lock_guard lock(m_mutex);
@@ -113,41 +109,18 @@ class FakeUi : public CCDWriterUI {
         }
     }
     void SetProgress(JobKind kind, int percent) override {
-        {
-            const std::lock_guard lock(m_mutex);
-            Of(kind).percent = std::clamp(percent, 0, 100);
-        }
+        Of(kind).percent = std::clamp(percent, 0, 100);
         if (onProgress) {
             onProgress(kind, percent);
         }
     }
-    int Progress(JobKind kind) const override {
-        return Locked(m_dialogs[static_cast<size_t>(kind)].percent);
-    }
-    void StepEraseProgress() override {
-        const std::lock_guard lock(m_mutex);
-        ++m_steps;
-    }
-    void PushJobTrayCallbacks(JobKind) override {
-        const std::lock_guard lock(m_mutex);
-        ++m_callbackDepth;
-    }
-    void PopJobTrayCallbacks() override {
-        const std::lock_guard lock(m_mutex);
-        --m_callbackDepth;
-    }
-    void StartTrayAnimation() override {
-        const std::lock_guard lock(m_mutex);
-        m_animating = true;
-    }
-    void StopTrayAnimation() override {
-        const std::lock_guard lock(m_mutex);
-        m_animating = false;
-    }
-    void SetNoProgressReport(bool noReport) override {
-        const std::lock_guard lock(m_mutex);
-        m_noReport = noReport;
-    }
+    int Progress(JobKind kind) const override { return Of(kind).percent; }
+    void StepEraseProgress() override { ++m_steps; }
+    void PushJobTrayCallbacks(JobKind) override { ++m_callbackDepth; }
+    void PopJobTrayCallbacks() override { --m_callbackDepth; }
+    void StartTrayAnimation() override { m_animating = true; }
+    void StopTrayAnimation() override { m_animating = false; }
+    void SetNoProgressReport(bool noReport) override { m_noReport = noReport; }
     bool AskUser(const std::u16string& text, const std::u16string& title, BoxButtons buttons,
                  BoxIcon icon) override {
         const Box box{text, title, buttons, icon};
@@ -159,10 +132,7 @@ class FakeUi : public CCDWriterUI {
     }
     void HideQueueDialog() override {}
     void RequestExit() override {
-        {
-            const std::lock_guard lock(m_mutex);
-            ++m_exits;
-        }
+        ++m_exits;
         if (onExit) {
             onExit();
         }
@@ -170,11 +140,11 @@ class FakeUi : public CCDWriterUI {
 
   private:
     struct Dialog {
-        bool shown = false;
-        bool cancelled = false;
-        int percent = 0;
-        int starts = 0;
-        std::vector<std::u16string> statuses;
+        std::atomic<bool> shown = false;
+        std::atomic<bool> cancelled = false;
+        std::atomic<int> percent = 0;
+        std::atomic<int> starts = 0;
+        std::vector<std::u16string> statuses; // locked
     };
 
     template <typename Value>
@@ -194,34 +164,28 @@ class FakeUi : public CCDWriterUI {
         return result;
     }
     Dialog& Of(JobKind kind) { return m_dialogs[static_cast<size_t>(kind)]; }
+    const Dialog& Of(JobKind kind) const { return m_dialogs[static_cast<size_t>(kind)]; }
     void Start(JobKind kind, uint32_t diskType) {
-        const std::lock_guard lock(m_mutex);
         Dialog& dialog = Of(kind);
         dialog.shown = true;
         dialog.cancelled = false;
         dialog.percent = 0;
         ++dialog.starts;
+        const std::lock_guard lock(m_mutex);
         m_diskTypes.push_back(diskType);
     }
-    void Stop(JobKind kind) {
-        const std::lock_guard lock(m_mutex);
-        Of(kind).shown = false;
-    }
-    bool IsCancelled(JobKind kind) const {
-        return Locked(m_dialogs[static_cast<size_t>(kind)].cancelled);
-    }
 
-    mutable std::mutex m_mutex;
     std::array<Dialog, 4> m_dialogs;
+    std::atomic<int> m_steps = 0;
+    std::atomic<int> m_exits = 0;
+    std::atomic<int> m_callbackDepth = 0;
+    std::atomic<bool> m_animating = false;
+    std::atomic<bool> m_noReport = false;
+    mutable std::mutex m_mutex; // guards the statuses and the rest
     std::vector<Box> m_boxes;
     std::vector<std::u16string> m_headers;
     std::vector<double> m_eraseSpeeds;
     std::vector<uint32_t> m_diskTypes;
-    int m_steps = 0;
-    int m_exits = 0;
-    int m_callbackDepth = 0;
-    bool m_animating = false;
-    bool m_noReport = false;
 };
 
 } // namespace larkspin
