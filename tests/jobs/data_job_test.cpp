@@ -145,6 +145,10 @@ TEST(DataJob, FailuresOnBothWays) {
     const auto noFile = [](JobBench& bench, FaultyFiles& files) {
         files.unopenable = bench.host.queue.back();
     };
+    const auto tooLarge = [](JobBench& bench, FaultyFiles&) {
+        bench.host.queue.push_back(bench.AddFile("large", {}));
+        fs::resize_file(bench.Source() / "large", uint64_t{4} << 30);
+    };
     const struct {
         const char* name;
         const char* kind;
@@ -167,6 +171,7 @@ TEST(DataJob, FailuresOnBothWays) {
          true,
          1},
         {"file", "dvd+r", noFile, {u"Cannot open \""}, true, 1},
+        {"left out", "dvd+r", tooLarge, {u"File /"}, true, 1},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(Format("%s, %s", test.name, test.kind));

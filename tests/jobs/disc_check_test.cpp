@@ -89,6 +89,8 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
         {"image on a closed CD-R", JobKind::Image, "cd-r", 0, true, 400, kNotForImage, "cd-r"},
         {"image on a closed CD-RW", JobKind::Image, "cd-rw", 0, true, 400, kNotBlankText, nullptr},
         {"image on a small CD", JobKind::Image, "cd-r", 1000, false, 2025, kImageTooLarge, "cd-r"},
+        {"image on a small DVD", JobKind::Image, "dvd+rw", 4096, false, 5136, kImageTooLarge,
+         "dvd+rw"},
         {"erasing a CD-R", JobKind::Erase, "cd-r", 0, false, 400, kCannotErase, "cd-rw"},
     };
     const Bytes pcm = Payload(320 * 2352, 1);

@@ -71,6 +71,20 @@ TEST(EraseJob, DvdPlusRwIsOverwritten) {
     }
 }
 
+TEST(EraseJob, AWriteFaultIsHowAFullEraseOfADvdPlusRwEnds) {
+    for (const EraseMode mode : kModes) {
+        SCOPED_TRACE(static_cast<int>(mode));
+        JobBench bench("dvd+rw", 2048);
+        bench.ui.erase.mode = mode;
+        bench.FailCommand(mmc::kWrite10, 2, FailWith(3, 0x0C, 0));
+        EXPECT_EQ(bench.RunErase(), JobEnd::Exit);
+        EXPECT_EQ(bench.ui.Texts(),
+                  mode == EraseMode::Quick ? Texts{u"Stopped: write error."} : Texts{});
+        EXPECT_GT(bench.commands[mmc::kCloseTrackSession], 0) << "the format is stopped";
+        EXPECT_TRUE(bench.WasEjected());
+    }
+}
+
 TEST(EraseJob, WithoutAPercentageTheBarCreeps) {
     JobBench bench("cd-rw");
     int polls = 0;
