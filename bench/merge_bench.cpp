@@ -20,8 +20,8 @@ class NoSink final : public IByteSink {
     bool Write(const void* /*data*/, size_t /*bytes*/) override { return true; }
 };
 
-MemoryFiles ManyFiles() {
-    MemoryFiles files;
+SourceFiles ManyFiles() {
+    SourceFiles files;
     files.AddFolder(u"/tree");
     for (int folder = 0; folder < 400; ++folder) {
         const std::u16string path = FormatWide("/tree/folder %03d", folder);
@@ -54,11 +54,11 @@ size_t Run(bool merge, IFileSystem& files, MemoryDisc& disc) {
 
 int main(int count, char** arguments) {
     const bool merge = count == 2 && std::strcmp(arguments[1], "merge") == 0;
-    MemoryFiles files = ManyFiles();
+    SourceFiles files = ManyFiles();
     MemoryDisc disc;
-    disc.Append(files, {u"/tree"});
+    disc.Append(files);
     if (merge) {
-        files = MemoryFiles();
+        files = SourceFiles();
         files.AddFile(u"/new", "new");
     }
     double best = 1e9;

@@ -97,7 +97,7 @@ std::vector<Part> PartsOf(Input input) {
 }
 
 // The set for the folder as the generator would find it.
-std::optional<DvdFileSet> Build(MemoryFiles& files, const std::vector<Part>& parts, IsoTree& tree,
+std::optional<DvdFileSet> Build(SourceFiles& files, const std::vector<Part>& parts, IsoTree& tree,
                                 IsoDirectory*& folder) {
     folder = &tree.NewDirectory(tree.Root(), tree.NewEntry(), u"/VIDEO_TS", u"VIDEO_TS");
     const std::u16string* path = tree.KeepPath(u"/VIDEO_TS");
@@ -150,7 +150,7 @@ std::optional<int64_t> CheckPlaces(const DvdFileSet& set, const IsoDirectory& fo
     return isNegative ? std::nullopt : std::optional(greatest);
 }
 
-void MakeWholeVolume(MemoryFiles& files, bool isWrong) {
+void MakeWholeVolume(SourceFiles& files, bool isWrong) {
     const VolumeResult result =
         MakeVolume(files, {u"/VIDEO_TS"}, 0, [](GenOptions& options) { options.dvd_video = true; });
     Require(result.error == (isWrong ? u"Internal error #941." : u""));
@@ -162,7 +162,7 @@ void MakeWholeVolume(MemoryFiles& files, bool isWrong) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::vector<Part> parts =
         PartsOf(Input({reinterpret_cast<const char*>(data), std::min<size_t>(size, 1 << 16)}));
-    MemoryFiles files;
+    SourceFiles files;
     files.AddFolder(u"/VIDEO_TS");
     const std::string* manager = nullptr;
     for (const Part& part : parts) {
