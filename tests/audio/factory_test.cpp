@@ -124,8 +124,8 @@ TEST(AudioFactory, WritesWavFilesOfPcmAlone) {
             // Its own size, the valid bits and the speakers stand in front.
             format = format + Bytes{22, 0, 0, 0, 0, 0, 0, 0} + subFormat;
         }
-        MemoryFiles files(
-            Chunk("RIFF", Text("WAVE") + Chunk("fmt ", format) + Chunk("data", Bytes(147 * bits))));
+        MemoryFiles files(Chunk("RIFF", Text("WAVE") + Chunk("fmt ", format) +
+                                            Chunk("data", Bytes(size_t{147} * bits))));
         std::unique_ptr<CReader> chain;
         EXPECT_EQ(FailureOf([&] { chain = CreateAudioReader(u"/a.wav", files); }), text);
         EXPECT_EQ(chain != nullptr && Drain(*chain).size() == 2352, text == "(none)");
