@@ -79,7 +79,8 @@ TEST(WavReader, RefusesBrokenFiles) {
     expect("format of 4 GB",
            Chunk("RIFF", Text("WAVE") + Chunk("fmt ", kFormat, 0xFFFFFFF0), 0xFFFFFFFF));
     expect("format cut off", Bytes(whole.begin(), whole.begin() + 30));
-    expect("nothing but empty chunks", Riff(Bytes(8 * (kMaxWavChunks + 10), 0) + format + data));
+    expect("nothing but empty chunks",
+           Riff(Bytes(size_t{8} * (kMaxWavChunks + 10), 0) + format + data));
     expect("zeros", Bytes(1000000, 0));
     MemoryFiles large(
         Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0x80000000), 0x80000024));

@@ -19,6 +19,7 @@ using testing::ElementsAre;
 
 std::vector<std::u16string> PathsOf(const std::vector<QueueRow>& rows) {
     std::vector<std::u16string> paths;
+    paths.reserve(rows.size());
     for (const QueueRow& row : rows) {
         paths.push_back(row.strPath);
     }
