@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <mad.h>
 #include <memory>
@@ -102,6 +103,28 @@ TEST(Mp3Reader, GivesTheFramesOfTheWholeFile) {
     expect("a frame of another rate last", cbr + MakeMp3("-b 64", {.rate = 22050}));
     expect("mono in the middle", cbr + mono + cbr);
     expect("mono last", cbr + mono);
+}
+
+TEST(Mp3Reader, SoundsAsAnotherDecoderDoes) {
+    const TempFolder folder;
+    const std::string path = folder.Path() + "/a.mp3";
+    WriteSound(path, MakeTones(400000), "-b 192");
+    const Bytes floats = Capture("ffmpeg -v error -flags2 +skip_manual -i " + path + " -f f32le -");
+    CMP3Reader reader(ToWide(path));
+    const std::vector<int16_t> samples = ToSamples(Drain(reader));
+    // libmad decodes the encoder's tag as a frame of silence, ffmpeg skips it.
+    constexpr size_t kFrame = 2304;
+    const size_t count = std::min(floats.size() / 4, samples.size() - kFrame);
+    ASSERT_GT(count, 790000U);
+    double signal = 0;
+    double noise = 0;
+    for (size_t i = 0; i < count; ++i) {
+        float ideal = 0;
+        std::memcpy(&ideal, &floats[i * 4], 4);
+        signal += std::pow(ideal * 32768.0, 2);
+        noise += std::pow(samples[i + kFrame] - ideal * 32768.0, 2);
+    }
+    EXPECT_GT(10 * std::log10(signal / noise), 75);
 }
 
 // Noise looks like headers of frames in free format, whose length is told by the next header. It
