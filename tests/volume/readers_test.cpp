@@ -47,6 +47,8 @@ TEST_F(Readers, RestoreTheTreeByRockRidge) {
         EXPECT_TRUE(!path.starts_with("top/many/") || list.find("/" + path) != std::string::npos)
             << path;
     }
+    EXPECT_EQ(Extract("iso-read -i '" + m_image + "' -e '/top/size 1000003' -o copy").at("copy"),
+              std::string(1'000'003, 's'));
 }
 
 TEST_F(Readers, FindNothingToComplainOfAndAllAttributes) {
