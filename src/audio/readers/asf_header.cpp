@@ -1,5 +1,6 @@
 #include "audio/readers/asf_header.h"
 
+#include "audio/readers/read_whole.h"
 #include "platform/byte_order.h"
 
 #include <algorithm>
@@ -47,18 +48,7 @@ uint64_t LoadLe64(const uint8_t* bytes) {
 
 template <size_t size>
 bool ReadAt(ISequentialFile& file, uint64_t offset, std::array<uint8_t, size>* bytes) {
-    if (!file.Seek(offset)) {
-        return false;
-    }
-    size_t filled = 0;
-    while (filled < size) {
-        const std::ptrdiff_t got = file.Read(bytes->data() + filled, size - filled);
-        if (got <= 0) {
-            return false;
-        }
-        filled += static_cast<size_t>(got);
-    }
-    return true;
+    return file.Seek(offset) && ReadWhole(file, bytes->data(), size) == size;
 }
 
 std::optional<Object> ReadObject(ISequentialFile& file, uint64_t offset, uint64_t limit) {

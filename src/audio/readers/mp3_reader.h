@@ -4,9 +4,9 @@
 // headers alone are trusted: rate and channels of the last frame stand for the whole file. All
 // frames are delivered, and counted, with the file's channels: one of a single channel sounds on
 // both, one of two channels is mixed to their mean. A frame of another rate keeps its samples and
-// so plays at the wrong speed. Junk and tags between frames are skipped. A last frame that isn't
-// followed by 8 more bytes is neither counted nor decoded, since libmad asks for that much behind a
-// frame.
+// so plays at the wrong speed. Tags are stepped over, junk between frames is skipped. A last frame
+// that isn't followed by a tag or 8 other bytes is neither counted nor decoded, since libmad asks
+// for that much behind a frame.
 //
 // The file is read through a window of fixed size that moves on, not mapped: a mapped file that
 // shrinks or can't be read any more would end the process instead of the stream.

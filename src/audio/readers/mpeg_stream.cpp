@@ -1,5 +1,7 @@
 #include "audio/readers/mpeg_stream.h"
 
+#include "audio/readers/tags.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -15,7 +17,9 @@ constexpr size_t kAheadBytes = 16384;
 } // namespace
 
 CMpegStream::CMpegStream(std::unique_ptr<ISequentialFile> file)
-    : m_pFile(std::move(file)), m_Window(kWindowBytes) {
+    : m_pFile(std::move(file)), m_Window(kWindowBytes + MAD_BUFFER_GUARD),
+      m_nEnd(OffsetOfTagsBehind(*m_pFile)),
+      m_bTagsBehind(m_nEnd < static_cast<uint64_t>(std::max<int64_t>(m_pFile->Size(), 0))) {
     mad_stream_init(&m_Stream);
 }
 
@@ -24,15 +28,15 @@ CMpegStream::~CMpegStream() {
 }
 
 bool CMpegStream::Rewind() {
-    const int64_t size = m_pFile->Size();
-    if (size <= 0 || !m_pFile->Seek(0)) {
+    if (!m_pFile->Seek(0)) {
         return false;
     }
     mad_stream_finish(&m_Stream);
     mad_stream_init(&m_Stream);
     m_nFilled = 0;
-    m_nLeft = static_cast<uint64_t>(size);
+    m_nLeft = m_nEnd;
     m_bFailed = false;
+    m_bGuarded = false;
     Refill();
     return m_nFilled > 0;
 }
@@ -56,6 +60,7 @@ bool CMpegStream::Next(Decode decode) {
         if (m_nLeft > 0 && ahead < kAheadBytes) {
             Refill();
         }
+        StepOverTags();
         // A failed search for the next frame loses libmad's note that it must search.
         const int sync = m_Stream.sync;
         if (decode(&m_Stream) == 0) {
@@ -67,13 +72,35 @@ bool CMpegStream::Next(Decode decode) {
         if (m_Stream.error != MAD_ERROR_BUFLEN || m_nLeft == 0) {
             return false;
         }
-        if (m_Stream.next_frame == m_Window.data() && m_nFilled == m_Window.size()) {
+        if (m_Stream.next_frame == m_Window.data() && m_nFilled >= kWindowBytes) {
             // Something that claims to be a frame of a whole window isn't one.
             ++m_Stream.next_frame;
             m_Stream.sync = 0;
             continue;
         }
         m_Stream.sync = sync;
+        Refill();
+    }
+}
+
+// Moves on behind the tags where the next frame is looked for. What claims to be a tag that is
+// longer than the rest of the file is none.
+void CMpegStream::StepOverTags() {
+    for (;;) {
+        const std::span<const uint8_t> ahead(m_Stream.next_frame, m_Stream.bufend);
+        const uint64_t tag = TagBytes(ahead);
+        if (tag == 0 || tag > ahead.size() + m_nLeft) {
+            return;
+        }
+        if (tag <= ahead.size()) {
+            m_Stream.next_frame += tag;
+        } else {
+            const uint64_t beyond = tag - ahead.size();
+            const int64_t at = m_pFile->Tell();
+            m_bFailed = at < 0 || !m_pFile->Seek(static_cast<uint64_t>(at) + beyond);
+            m_nLeft = m_bFailed ? 0 : m_nLeft - beyond;
+            m_Stream.next_frame = m_Stream.bufend;
+        }
         Refill();
     }
 }
@@ -88,8 +115,8 @@ void CMpegStream::Refill() {
         m_nFilled -= done;
         std::memmove(m_Window.data(), m_Stream.next_frame, m_nFilled);
     }
-    while (m_nLeft > 0 && m_nFilled < m_Window.size()) {
-        const size_t wanted = std::min<uint64_t>(m_Window.size() - m_nFilled, m_nLeft);
+    while (m_nLeft > 0 && m_nFilled < kWindowBytes) {
+        const size_t wanted = std::min<uint64_t>(kWindowBytes - m_nFilled, m_nLeft);
         const std::ptrdiff_t got = m_pFile->Read(m_Window.data() + m_nFilled, wanted);
         if (got <= 0) {
             m_bFailed = got < 0;
@@ -98,6 +125,11 @@ void CMpegStream::Refill() {
         }
         m_nFilled += static_cast<size_t>(got);
         m_nLeft -= static_cast<size_t>(got);
+    }
+    if (m_nLeft == 0 && m_bTagsBehind && !m_bGuarded) {
+        std::memset(m_Window.data() + m_nFilled, 0, MAD_BUFFER_GUARD);
+        m_nFilled += MAD_BUFFER_GUARD;
+        m_bGuarded = true;
     }
     mad_stream_buffer(&m_Stream, m_Window.data(), m_nFilled);
     if (!first) {

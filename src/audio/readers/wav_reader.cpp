@@ -1,5 +1,6 @@
 #include "audio/readers/wav_reader.h"
 
+#include "audio/readers/read_whole.h"
 #include "audio/source_limits.h"
 #include "platform/byte_order.h"
 
@@ -21,20 +22,6 @@ constexpr size_t kSubFormatOffset = 24;
 // KSDATAFORMAT_SUBTYPE_PCM as it stands in a file.
 constexpr std::array<uint8_t, 16> kPcmSubFormat = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0x00,
                                                    0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
-
-// Reads until `bytes` are there or the file ends or fails; the count.
-size_t ReadFully(ISequentialFile& file, void* buffer, size_t bytes) {
-    size_t filled = 0;
-    while (filled < bytes) {
-        const std::ptrdiff_t got =
-            file.Read(static_cast<uint8_t*>(buffer) + filled, bytes - filled);
-        if (got <= 0) {
-            break;
-        }
-        filled += static_cast<size_t>(got);
-    }
-    return filled;
-}
 
 struct Chunk {
     std::array<char, 4> id = {};
@@ -91,7 +78,7 @@ class WavWalk {
         uint64_t at = 0;
         while (ReadHeader(at, riff)) {
             std::array<char, kFormTypeBytes> form = {};
-            if (riff->Is("RIFF") && ReadFully(m_file, form.data(), form.size()) == form.size() &&
+            if (riff->Is("RIFF") && ReadWhole(m_file, form.data(), form.size()) == form.size() &&
                 std::string_view(form.data(), form.size()) == "WAVE") {
                 return true;
             }
@@ -103,7 +90,7 @@ class WavWalk {
     bool ReadHeader(uint64_t at, Chunk* chunk) {
         std::array<uint8_t, kChunkHeaderBytes> header = {};
         if (++m_nChunks > kMaxWavChunks || !m_file.Seek(at) ||
-            ReadFully(m_file, header.data(), header.size()) != header.size()) {
+            ReadWhole(m_file, header.data(), header.size()) != header.size()) {
             return false;
         }
         std::copy_n(header.begin(), chunk->id.size(), chunk->id.begin());
@@ -120,7 +107,7 @@ class WavWalk {
         }
         std::array<uint8_t, kFormatBytes> fields = {};
         const size_t wanted = std::min(kFormatBytes, chunk.size);
-        if (ReadFully(m_file, fields.data(), wanted) != wanted) {
+        if (ReadWhole(m_file, fields.data(), wanted) != wanted) {
             return false;
         }
         format->wFormatTag = LoadLe16(fields.data());
@@ -164,7 +151,7 @@ CWavReader::CWavReader(const std::u16string& name, IFileSystem& files) {
 
 void CWavReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     const uint32_t wanted = std::min(bytes, m_nDataLeft);
-    const auto got = static_cast<uint32_t>(ReadFully(*m_pFile, buffer, wanted));
+    const auto got = static_cast<uint32_t>(ReadWhole(*m_pFile, buffer, wanted));
     // After a short read nothing more is to come, whatever becomes of the file.
     m_nDataLeft = got < wanted ? 0 : m_nDataLeft - got;
     if (bytesRead != nullptr) {
