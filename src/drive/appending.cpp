@@ -87,8 +87,7 @@ void CAspiCD::UpdateVolumeDescriptors() {
         return;
     if (!IsPrimaryDescriptor(newer))
         throw CgrowisofsException("internal error #1023");
-    const uint32_t size =
-        LoadLe32(newer + kVolumeSpaceSize) + static_cast<uint32_t>(m_nSessionStart);
+    const auto size = static_cast<uint32_t>(VolumeEnd(*this, newer, m_nSessionStart));
     ReplaceDescriptor(older, newer, size);
     for (size_t i = 1; i < kDvdChunkBlocks; ++i) {
         uint8_t* const old = older + i * kDvdBlockBytes;

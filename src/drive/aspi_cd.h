@@ -268,6 +268,8 @@ class CAspiCD : public IBlockReader {
     int32_t m_nPreviousStart = 0;
     int32_t m_nNextStart = 0;
     int32_t m_nSessionStart = 0;
+    // The volume that is recorded states its size from block 0, not from the start of its session.
+    bool m_bSpaceFromDiscStart = false;
     int64_t m_nStartOffset = 0;
     int64_t m_nCurrentOffset = 0;
     int64_t m_nFinalOffset = 0;

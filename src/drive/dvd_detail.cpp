@@ -54,4 +54,9 @@ bool IsPrimaryDescriptor(const uint8_t* block) {
                        6) == 0;
 }
 
+int64_t VolumeEnd(const CAspiCD& drive, const uint8_t* descriptor, int64_t start) {
+    const int64_t size = LoadLe32(descriptor + kVolumeSpaceSize);
+    return drive.m_bSpaceFromDiscStart ? size : start + size;
+}
+
 } // namespace larkspin

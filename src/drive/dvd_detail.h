@@ -66,4 +66,7 @@ bool IsPrimaryDescriptor(const uint8_t* block);
 // Volume Space Size, a both-endian number of blocks, in a volume descriptor (ECMA-119 8.4.8).
 constexpr size_t kVolumeSpaceSize = 80;
 
+// The block behind a volume that begins at block `start`, by its primary volume descriptor.
+int64_t VolumeEnd(const CAspiCD& drive, const uint8_t* descriptor, int64_t start);
+
 } // namespace larkspin

@@ -66,6 +66,7 @@ void CAspiCD::ResetDvdState() {
     m_nPreviousStart = 0;
     m_nNextStart = 0;
     m_nSessionStart = 0;
+    m_bSpaceFromDiscStart = false;
     m_nStartOffset = 0;
     m_nCurrentOffset = 0;
     m_nFinalOffset = 0;
@@ -110,13 +111,13 @@ void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
     if (head.cancelled || head.bytes < buffer.size())
         return;
     const uint8_t* const descriptor = buffer.data() + kDvdChunkBytes;
-    const int64_t size = IsPrimaryDescriptor(descriptor)
-                             ? LoadLe32(descriptor + kVolumeSpaceSize) * kDvdBlockBytes
-                             : 0;
-    if (capacity != 0 && size + offset > capacity)
+    const bool isVolume = IsPrimaryDescriptor(descriptor);
+    const int64_t end =
+        isVolume ? VolumeEnd(*this, descriptor, offset / kDvdBlockBytes) * kDvdBlockBytes : offset;
+    if (capacity != 0 && end > capacity)
         throw CgrowisofsException("disk capacity is too low");
-    PrepareDvdMedia(size + offset);
-    m_nFinalOffset = size != 0 ? size + offset : capacity;
+    PrepareDvdMedia(end);
+    m_nFinalOffset = end > offset ? end : capacity;
     if (capacity != 0)
         m_nFinalOffset = std::min(m_nFinalOffset, capacity);
 

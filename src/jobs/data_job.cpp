@@ -117,6 +117,7 @@ bool DataWriting::WriteDvd() {
     bool eject = true;
     try {
         m_drive.ResetDvdState();
+        m_drive.m_bSpaceFromDiscStart = true; // as the generator is told to count
         m_drive.OpenDvdForWriting(!HasVolume(m_drive), m_dSpeed);
         const Start start =
             StartGenerator(kDvdPipeBytes, m_drive.m_nPreviousStart, m_drive.m_nNextStart);

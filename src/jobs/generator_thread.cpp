@@ -133,6 +133,7 @@ void ImageGeneratorThread::Generate() {
     generator.ResetOptions();
     generator.Options().volume_id = m_args.title.narrow;
     generator.Options().joliet_volume_id = m_args.title.wide;
+    generator.Options().space_from_disc_start = true;
     generator.SetNotice([this](const std::u16string& text) {
         const std::lock_guard lock(m_mutex);
         m_notices.push_back(text);

@@ -63,7 +63,8 @@ Sector PrimaryDescriptor(const VolumeRun& run) {
     Sector sector = {};
     FieldWriter writer(sector);
     WriteDescriptorHead(writer, kTypePrimary);
-    writer.Both32(kVdAtVolumeSpace, run.plan_sector - run.session_base);
+    writer.Both32(kVdAtVolumeSpace,
+                  run.plan_sector - (options.space_from_disc_start ? 0 : run.session_base));
     writer.Both16(kVdAtVolumeSetSize, options.volume_set_size);
     writer.Both16(kVdAtVolumeSequence, options.volume_sequence);
     writer.Both16(kVdAtBlockSize, kSectorBytes);

@@ -42,6 +42,9 @@ struct GenOptions {
     bool rr_moved_visible_name = false; // on: the relocation directory's name begins with a dot
     bool pad_end = true;
     bool keep_backup_files = true;
+    // The volume space size counts from sector 0 of the disc, not from the first sector of the
+    // session: some systems refuse Rock Ridge data at or behind it, which lies at absolute sectors.
+    bool space_from_disc_start = false;
     uint16_t volume_set_size = 1;
     uint16_t volume_sequence = 1;
     bool cd_xa = false;

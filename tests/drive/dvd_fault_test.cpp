@@ -65,10 +65,17 @@ TEST(DvdFaultTest, NoFaultLosesDataInSilenceOrHangsOrLeavesTheDiscOpen) {
         ASSERT_EQ(sound.Go(stream), "");
         const Lines commands = sound.Trace();
         ASSERT_GT(commands.size(), 10u);
-        if (profile == 0x12 || profile == 0x13 || profile == 0x1A) {
-            // In place the old descriptor tells the size of both parts.
-            const Bytes disc = sound.Recorded();
-            EXPECT_EQ(LoadLe32(&disc[16 * kBlock + kVolumeSpaceSize]), kSessionStart + 80);
+        RoadBench whole(profile); // the same volume, which counts its size from block 0
+        whole.drive.m_bSpaceFromDiscStart = true;
+        ASSERT_EQ(whole.Go(VolumeStream(80, kSessionStart + 80)), "");
+        EXPECT_EQ(whole.Trace(), commands);
+        for (const RoadBench* bench : {&sound, &whole}) {
+            EXPECT_EQ(bench->drive.m_nFinalOffset, int64_t{kSessionStart + 80} * kDvdBlockBytes);
+            if (profile == 0x12 || profile == 0x13 || profile == 0x1A) {
+                // In place the old descriptor tells the size of both parts.
+                const Bytes disc = bench->Recorded();
+                EXPECT_EQ(LoadLe32(&disc[16 * kBlock + kVolumeSpaceSize]), kSessionStart + 80);
+            }
         }
         for (size_t nth = 0; nth < commands.size(); ++nth) {
             for (const Reply& fault : faults) {
