@@ -103,8 +103,9 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
 void DataWriting::StopGenerator() {
     if (m_pGenerator) {
         m_pGenerator->Stop();
-        const std::vector<std::u16string> leftOut = m_pGenerator->Notices();
-        m_notices.insert(m_notices.end(), leftOut.begin(), leftOut.end());
+        for (const VolumeNotice& notice : m_pGenerator->Notices()) {
+            m_notices.push_back(TextOf(notice));
+        }
     }
 }
 

@@ -92,7 +92,7 @@ std::u16string ImageGeneratorThread::Error() {
     return m_strGeneratorError;
 }
 
-std::vector<std::u16string> ImageGeneratorThread::Notices() {
+std::vector<VolumeNotice> ImageGeneratorThread::Notices() {
     const std::lock_guard lock(m_mutex);
     return m_notices;
 }
@@ -134,9 +134,9 @@ void ImageGeneratorThread::Generate() {
     generator.Options().volume_id = m_args.title.narrow;
     generator.Options().joliet_volume_id = m_args.title.wide;
     generator.Options().space_from_disc_start = true;
-    generator.SetNotice([this](const std::u16string& text) {
+    generator.SetNotice([this](const VolumeNotice& notice) {
         const std::lock_guard lock(m_mutex);
-        m_notices.push_back(text);
+        m_notices.push_back(notice);
     });
     const auto sizeReady = [this](uint32_t totalSectors) {
         m_nTotalSectors = totalSectors;

@@ -11,6 +11,7 @@
 #include "jobs/volume_title.h"
 #include "platform/byte_pipe.h"
 #include "platform/event.h"
+#include "volume/volume_notice.h"
 
 #include <atomic>
 #include <memory>
@@ -50,8 +51,8 @@ class ImageGeneratorThread {
     uint32_t TotalSectors() const { return m_nTotalSectors; }
     // What went wrong, empty if nothing did so far. Complete once the pipe has run dry.
     std::u16string Error();
-    // What was left out of the volume, a text for each. Complete after Stop.
-    std::vector<std::u16string> Notices();
+    // What was left out of the volume. Complete once WaitReady has returned true.
+    std::vector<VolumeNotice> Notices();
 
     // Closes the pipe's read end, which makes the generator stop, and waits for it. The first
     // thing that the generator asks of the file system or the drive fails from then on, so that a
@@ -72,7 +73,7 @@ class ImageGeneratorThread {
     std::atomic<bool> m_bStop = false;
     std::mutex m_mutex; // guards the next two
     std::u16string m_strGeneratorError;
-    std::vector<std::u16string> m_notices;
+    std::vector<VolumeNotice> m_notices;
     std::thread m_hThread;
 };
 

@@ -280,8 +280,8 @@ std::vector<std::u16string> QueueOf(const std::vector<std::string>& paths) {
 void MakeVolume(const Request& request, IFileSystem& files, IClock& clock, IByteSink& sink) {
     CCDWriterISOGen generator(files, clock);
     generator.ResetOptions();
-    generator.SetNotice([](const std::u16string& text) {
-        std::fprintf(stderr, "larkspin-lab volume: %s\n", ToNative(text).c_str());
+    generator.SetNotice([](const VolumeNotice& notice) {
+        std::fprintf(stderr, "larkspin-lab volume: %s\n", ToNative(TextOf(notice)).c_str());
     });
     GenOptions& options = generator.Options();
     if (request.volumeId) {

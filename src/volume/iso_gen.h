@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "volume/options.h"
+#include "volume/volume_notice.h"
 
 #include <array>
 #include <cstdint>
@@ -38,9 +39,8 @@ class CCDWriterISOGen {
     // Called once, on the generator's thread, when the volume's length stands and before the
     // first sector goes out.
     using SizeReady = std::function<void(uint32_t totalSectors)>;
-    // Told of each file left out of the volume for its size, with a text for the user, on the
-    // generator's thread during the scan. What vanished or can't be read is left out silently.
-    using Notice = std::function<void(const std::u16string& text)>;
+    // Told of each name left out of the volume, on the generator's thread before SizeReady.
+    using Notice = std::function<void(const VolumeNotice& notice)>;
 
     CCDWriterISOGen(IFileSystem& files, IClock& clock);
     CCDWriterISOGen(const CCDWriterISOGen&) = delete;

@@ -24,10 +24,16 @@ FileStatus SyntheticFolder(const GenOptions& options, int64_t moment) {
 VolumeRun::VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& genOptions,
                      CCDWriterISOGen::Notice noticeCallback, uint32_t previousBase,
                      uint32_t sessionBase)
-    : files(fileSystem), options(genOptions), notice(std::move(noticeCallback)),
-      moment(clock.Now()), moment_milliseconds(static_cast<uint32_t>(clock.TickMs())),
+    : files(fileSystem), options(genOptions), moment(clock.Now()),
+      moment_milliseconds(static_cast<uint32_t>(clock.TickMs())),
       default_status(SyntheticFolder(genOptions, moment)), previous_base(previousBase),
       session_base(sessionBase), plan_sector(sessionBase), tree(genOptions.relocation_depth),
-      boot_patches(fileSystem) {}
+      boot_patches(fileSystem), m_notice(std::move(noticeCallback)) {}
+
+void VolumeRun::Tell(NoticeReason reason, std::u16string path) const {
+    if (m_notice) {
+        m_notice({reason, std::move(path)});
+    }
+}
 
 } // namespace larkspin

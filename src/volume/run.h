@@ -33,7 +33,9 @@ struct VolumeRun {
 
     IFileSystem& files;
     const GenOptions options;
-    const CCDWriterISOGen::Notice notice; // may be empty
+
+    // Tells the user of a name; called before the size of the volume is told.
+    void Tell(NoticeReason reason, std::u16string path) const;
 
     // The moment of the volume (seconds since 1970, UTC), taken once. Descriptors, "Version block",
     // UDF and all names that no file stands behind carry it.
@@ -59,6 +61,9 @@ struct VolumeRun {
     std::deque<DeferredFile> contents; // in order of ascending sector
     UdfPlan udf;
     BootPatches boot_patches;
+
+  private:
+    const CCDWriterISOGen::Notice m_notice; // may be empty
 };
 
 } // namespace larkspin

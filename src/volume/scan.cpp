@@ -79,7 +79,9 @@ class Scanner {
         }
         if (IsFolderByName(item)) {
             std::vector<std::u16string> names;
-            m_run.files.Enumerate(item, &names);
+            if (!m_run.files.Enumerate(item, &names)) {
+                m_run.Tell(NoticeReason::FolderUnreadable, item);
+            }
             m_open.push_back({status.device, status.inode});
             AddNames(m_run.tree.Root(), item, std::move(names));
             m_open.pop_back();
@@ -119,24 +121,23 @@ class Scanner {
                                 : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
     }
 
-    // True if the name may not stand on the volume.
+    // True if the name may not stand on the volume; it is told then.
     bool IsLeftOut(const std::u16string& path, const FileStatus& status) const {
-        if (status.type == FileStatus::Type::Other) {
+        const auto leaveOut = [&](NoticeReason reason) {
+            m_run.Tell(reason, path);
             return true;
-        }
-        if (status.type != FileStatus::Type::Regular) {
+        };
+        switch (status.type) {
+        case FileStatus::Type::Folder:
             return false;
-        }
-        if (!m_run.files.IsReadable(path)) {
-            return true;
-        }
-        if (status.size >= kFileSizeLimit) {
-            if (m_run.notice) {
-                m_run.notice(FormatWide("File %s is too large.", ToNative(path).c_str()));
+        case FileStatus::Type::Regular:
+            if (!m_run.files.IsReadable(path)) {
+                return leaveOut(NoticeReason::Unreadable);
             }
-            return true;
+            return status.size >= kFileSizeLimit && leaveOut(NoticeReason::TooLarge);
+        default:
+            return leaveOut(NoticeReason::Special);
         }
-        return false;
     }
 
     // Reads the names in a folder that is not open already. False if `path` has become something
@@ -149,7 +150,11 @@ class Scanner {
         }
         names->clear();
         FileStatus status;
-        return !m_run.files.Status(path, &status) || status.type == FileStatus::Type::Folder;
+        if (m_run.files.Status(path, &status) && status.type != FileStatus::Type::Folder) {
+            return false;
+        }
+        m_run.Tell(NoticeReason::FolderUnreadable, path);
+        return true;
     }
 
     void AddNames(IsoDirectory& directory, const std::u16string& path,
@@ -168,7 +173,11 @@ class Scanner {
     void AddFoundName(IsoDirectory& directory, const std::u16string* folder, std::u16string name) {
         const std::u16string path = JoinPath(*folder, name);
         FileStatus status;
-        if (!m_run.files.Status(path, &status) || IsLeftOut(path, status)) {
+        if (!m_run.files.Status(path, &status)) {
+            m_run.Tell(NoticeReason::Missing, path);
+            return;
+        }
+        if (IsLeftOut(path, status)) {
             return;
         }
         Normalize(status);
@@ -196,10 +205,8 @@ class Scanner {
                  const FileStatus& status) {
         const std::string native = ToNative(name);
         IsoEntry& entry = NewEntry(m_run, directory, folder, std::move(name), native, status);
-        if (status.type == FileStatus::Type::Regular) {
-            entry.size = static_cast<uint32_t>(status.size);
-            entry.record.size = entry.size;
-        }
+        entry.size = static_cast<uint32_t>(status.size);
+        entry.record.size = entry.size;
         MakeRockRidge(m_run, native, entry, 0, status);
     }
 

@@ -151,7 +151,8 @@ inline VolumeResult RunGenerator(IFileSystem& files, const Queue& queue,
     if (request.setOptions) {
         request.setOptions(generator.Options());
     }
-    generator.SetNotice([&](const std::u16string& text) { result.notices.push_back(text); });
+    generator.SetNotice(
+        [&](const VolumeNotice& notice) { result.notices.push_back(TextOf(notice)); });
     const auto sizeReady = [&](uint32_t sectors) {
         EXPECT_EQ(result.writes, 0u);
         result.toldSectors = sectors;

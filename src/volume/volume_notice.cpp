@@ -1,0 +1,32 @@
+#include "volume/volume_notice.h"
+
+#include "platform/text.h"
+
+namespace larkspin {
+
+namespace {
+
+const char* FormOf(NoticeReason reason) {
+    switch (reason) {
+    case NoticeReason::Missing:
+        return "File %s cannot be found.";
+    case NoticeReason::Unreadable:
+        return "File %s cannot be read.";
+    case NoticeReason::Special:
+        return "%s is neither a file nor a folder.";
+    case NoticeReason::TooLarge:
+        return "File %s is too large.";
+    case NoticeReason::FolderUnreadable:
+        return "Folder %s cannot be read.";
+    }
+    return "%s";
+}
+
+} // namespace
+
+std::u16string TextOf(const VolumeNotice& notice) {
+    std::u16string text = ToWide(FormOf(notice.reason));
+    return text.replace(text.find(u"%s"), 2, notice.path);
+}
+
+} // namespace larkspin

@@ -1,0 +1,27 @@
+// What a run of the generator has to tell of single names: what it leaves out of the volume and
+// why, and what stands there otherwise than it was asked for.
+#pragma once
+
+#include <string>
+
+namespace larkspin {
+
+enum class NoticeReason {
+    // The name is not on the volume:
+    Missing,    // nothing is there, as behind a link that leads nowhere
+    Unreadable, // this user may not read the file
+    Special,    // neither file nor folder: a device, a named pipe, a socket
+    TooLarge,   // a file of more bytes than a volume can hold
+    // The folder is on the volume, but not what could not be listed in it:
+    FolderUnreadable,
+};
+
+struct VolumeNotice {
+    NoticeReason reason;
+    std::u16string path; // on disk
+};
+
+// One line for the user.
+std::u16string TextOf(const VolumeNotice& notice);
+
+} // namespace larkspin
