@@ -3,17 +3,23 @@
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
 
+#include <algorithm>
+
 namespace larkspin {
 
 namespace {
-
-enum class Verdict { Passed, Again, GiveUp };
 
 Verdict AgainIf(bool answer) {
     return answer ? Verdict::Again : Verdict::GiveUp;
 }
 
-Verdict CheckWritableDvd(JobEnv& env, CAspiCD& drive, int32_t estimate) {
+// On a disc that is written in place a volume that is not found is lost: the new one lies over it.
+// So it is looked for again, as the first look at a disc may fail for reasons of its own.
+bool HasVolume(CAspiCD& drive) {
+    return drive.HasIsoVolume() || drive.HasIsoVolume();
+}
+
+Verdict CheckWritableDvd(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
     const int32_t capacity = drive.GetDvdCapacity();
     if (capacity <= 0) {
         return AgainIf(prompts::NotSuitableForWriting(env.ui));
@@ -22,6 +28,7 @@ Verdict CheckWritableDvd(JobEnv& env, CAspiCD& drive, int32_t estimate) {
         return AgainIf(
             prompts::DataTooLargeForDisk(env.ui, prompts::ExcessMegabytes(estimate - capacity)));
     }
+    disc->ignorePrevious = !HasVolume(drive);
     return Verdict::Passed;
 }
 
@@ -49,31 +56,60 @@ Verdict OfferErase(JobEnv& env, CAspiCD& drive, int32_t estimate) {
     return AgainIf(prompts::EraseForMoreSpace(env.ui) && InJobErase(env, drive));
 }
 
-Verdict CheckOnce(JobEnv& env, CAspiCD& drive, int32_t estimate) {
+uint32_t ProfileOf(CAspiCD& drive) {
+    return drive.HasCurrentProfile() ? drive.GetCurrentProfile() : kUnknownProfile;
+}
+
+// A DVD-RAM knows no blanking, so a data disc on it can only grow in place like the others.
+bool IsWrittenInPlace(uint32_t profile) {
+    return IsOverwritten(profile) || profile == mmc::kProfileDvdRam;
+}
+
+Verdict CheckOnce(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
     drive.ReadDiskInfo();
-    const uint32_t profile =
-        drive.HasCurrentProfile() ? drive.GetCurrentProfile() : kUnknownProfile;
-    // A DVD-RAM knows no blanking, so a data disc on it can only grow in place like the others.
-    if (IsOverwritten(profile) || profile == mmc::kProfileDvdRam) {
+    const uint32_t profile = ProfileOf(drive);
+    if (IsWrittenInPlace(profile)) {
         drive.m_dwDiskState |= DISK_APPENDABLE;
         drive.m_dwDiskKnown |= DISK_APPENDABLE;
     }
     if (!IsKnown(drive, DISK_APPENDABLE)) {
         return OfferErase(env, drive, estimate);
     }
-    return IsDvd(drive) ? CheckWritableDvd(env, drive, estimate)
+    return IsDvd(drive) ? CheckWritableDvd(env, drive, estimate, disc)
                         : CheckWritableCd(env, drive, estimate);
 }
 
 } // namespace
 
-bool CheckDataDisc(JobEnv& env, CAspiCD& drive, int32_t estimate) {
+int64_t DataRoom::Excess() const {
+    const int64_t end = (start + sectors + unit - 1) / unit * unit;
+    return capacity > 0 ? std::max<int64_t>(end - capacity, 0) : 0;
+}
+
+bool CheckDataDisc(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
     for (;;) {
-        const Verdict verdict = CheckOnce(env, drive, estimate);
+        const Verdict verdict = CheckOnce(env, drive, estimate, disc);
         if (verdict != Verdict::Again) {
             return verdict == Verdict::Passed;
         }
     }
+}
+
+Verdict AskForRoom(JobEnv& env, CAspiCD& drive, const DataRoom& room, DataDisc* disc) {
+    const uint32_t profile = ProfileOf(drive);
+    const bool isInPlace = IsWrittenInPlace(profile);
+    const bool isWorthIt = room.start > 0 && room.sectors <= room.capacity;
+    if (isWorthIt && (isInPlace || IsKnown(drive, DISK_ERASABLE))) {
+        if (!prompts::EraseForMoreSpace(env.ui)) {
+            return Verdict::GiveUp;
+        }
+        if (!isInPlace) {
+            return InJobErase(env, drive) ? Verdict::Again : Verdict::GiveUp;
+        }
+        disc->ignorePrevious = true;
+        return Verdict::Passed;
+    }
+    return AgainIf(prompts::DataTooLargeForDisk(env.ui, prompts::ExcessMegabytes(room.Excess())));
 }
 
 } // namespace larkspin

@@ -16,6 +16,7 @@ namespace {
 constexpr size_t kDvdPipeBytes = size_t{32} << 20;
 constexpr size_t kCdPipeBytes = size_t{16} << 20;
 constexpr int32_t kSectorsPerWrite = 16;
+constexpr uint32_t kSectorsPerDvdChunk = kDvdChunkBytes / kSectorBytes;
 constexpr int32_t kShortestTrack = 300; // sectors of a data track on a CD (Orange Book)
 
 constexpr const char16_t* kGeneratorNotStarted = u"Internal error #175.";
@@ -27,13 +28,8 @@ constexpr const char16_t* kWriteFailed =
 constexpr const char16_t* kPaddingFailed =
     u"Internal error #166. Writing process failed. Process aborted.";
 
-// On a disc that is written in place a volume that is not found is lost: the new one lies over it.
-// So it is looked for again, as the first look at a disc may fail for reasons of its own.
-bool HasVolume(CAspiCD& drive) {
-    return drive.HasIsoVolume() || drive.HasIsoVolume();
-}
-
-// The part of the job after the disc check: one disc, written in the way that suits it.
+// The part of the job behind the disc check: one disc, written in the way that suits it. Up to the
+// first block it may be begun again, on this disc or another.
 class DataWriting {
   public:
     DataWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
@@ -47,35 +43,70 @@ class DataWriting {
         m_args.clock = &env.clock;
     }
 
-    // Both return true if the disc is to be ejected.
-    bool WriteDvd();
-    bool WriteCd();
+    enum class Start { Ready, Cancelled, Failed, Stopped };
+
+    // Finds where the session begins and lays the volume out. Nothing is written. The windows of
+    // the job come up, and are gone again after all but Ready.
+    Start Prepare(const DataDisc& disc);
+    // Valid once Prepare has given Ready: what the volume and the disc come to.
+    DataRoom Room() const { return m_room; }
+    // Undoes Prepare, which may follow again.
+    void Abandon();
+    // Writes what Prepare has laid out. True if the disc is to be ejected.
+    bool Write() { return m_bDvd ? WriteDvd() : WriteCd(); }
 
     // What the user has to be told at the end.
     const std::vector<std::u16string>& Notices() const { return m_notices; }
 
   private:
-    enum class Start { Ready, Cancelled, Failed };
-
     void Status(const char16_t* text) { m_env.ui.SetStatus(JobKind::Data, text); }
+    Start PrepareDvd(const DataDisc& disc);
+    Start PrepareCd();
     Start StartGenerator(size_t pipeBytes, int32_t previousStart, int32_t nextStart);
     void StopGenerator();
+    void End();
 
+    bool WriteDvd();
     void RecordDvd();
-    bool RecordCd(int32_t nextStart);
+    bool WriteCd();
+    bool RecordCd();
     bool WriteTrack(int32_t* address, int32_t totalSectors);
-    bool PadTrack(int32_t* address, int32_t nextStart);
+    bool PadTrack(int32_t* address);
     bool Abort(const char16_t* message);
 
     JobEnv& m_env;
     CAspiCD& m_drive;
     const double m_dSpeed;
     const CancelFunctor m_cancel;
+    bool m_bDvd = false;
+    DataRoom m_room;
     GeneratorThreadArgs m_args;
     std::vector<std::u16string> m_notices;
+    std::optional<ProgressScope> m_progress;
     std::unique_ptr<BytePipe> m_pPipe; // outlives the generator: declared first
     std::unique_ptr<ImageGeneratorThread> m_pGenerator;
 };
+
+DataWriting::Start DataWriting::Prepare(const DataDisc& disc) {
+    m_bDvd = IsDvd(m_drive);
+    m_progress.emplace(m_env, JobKind::Data, DiskTypeOf(m_drive));
+    Status(u"Initializing...");
+    const Start start = m_bDvd ? PrepareDvd(disc) : PrepareCd();
+    if (start != Start::Ready) {
+        End();
+    }
+    return start;
+}
+
+void DataWriting::Abandon() {
+    End();
+    m_notices.clear(); // the next generator tells them again
+}
+
+void DataWriting::End() {
+    StopGenerator();
+    m_progress.reset();
+}
 
 DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previousStart,
                                                int32_t nextStart) {
@@ -97,6 +128,8 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
         m_notices.push_back(m_pGenerator->Error());
         return Start::Failed;
     }
+    m_room.start = nextStart;
+    m_room.sectors = m_pGenerator->TotalSectors();
     return Start::Ready;
 }
 
@@ -106,26 +139,32 @@ void DataWriting::StopGenerator() {
         for (const VolumeNotice& notice : m_pGenerator->Notices()) {
             m_notices.push_back(TextOf(notice));
         }
+        m_pGenerator.reset();
     }
 }
 
 // --- DVD ---
 
-bool DataWriting::WriteDvd() {
-    ProgressScope progress(m_env, JobKind::Data, m_drive.GetCurrentProfile());
-    DoorLock door(m_drive, DoorLock::By::DvdLogic);
-    Status(u"Initializing...");
-    bool eject = true;
+DataWriting::Start DataWriting::PrepareDvd(const DataDisc& disc) {
     try {
         m_drive.ResetDvdState();
         m_drive.m_bSpaceFromDiscStart = true; // as the generator is told to count
-        m_drive.OpenDvdForWriting(!HasVolume(m_drive), m_dSpeed);
-        const Start start =
-            StartGenerator(kDvdPipeBytes, m_drive.m_nPreviousStart, m_drive.m_nNextStart);
-        if (start == Start::Ready) {
-            RecordDvd();
-        }
-        eject = start != Start::Failed;
+        m_drive.OpenDvdForWriting(disc.ignorePrevious, m_dSpeed);
+        m_room.capacity = m_drive.GetDvdBytes() / kSectorBytes;
+        m_room.unit = kSectorsPerDvdChunk;
+        return StartGenerator(kDvdPipeBytes, m_drive.m_nPreviousStart, m_drive.m_nNextStart);
+    } catch (const CAspiCD::CgrowisofsException& failure) {
+        m_env.ui.ShowMessage(StoppedText(failure));
+    } catch (const std::bad_alloc&) {
+        m_env.ui.ShowMessage(kOutOfMemory);
+    }
+    return Start::Stopped;
+}
+
+bool DataWriting::WriteDvd() {
+    DoorLock door(m_drive, DoorLock::By::DvdLogic);
+    try {
+        RecordDvd();
     } catch (const CAspiCD::CgrowisofsException& failure) {
         m_env.ui.ShowMessage(StoppedText(failure));
     } catch (const std::bad_alloc&) {
@@ -133,10 +172,9 @@ bool DataWriting::WriteDvd() {
     }
     // After a failure the recording is still open, and the disc is about to be ejected.
     RunFinisher(m_drive);
-    StopGenerator();
     door.Release();
-    progress.End();
-    return eject;
+    End();
+    return true;
 }
 
 void DataWriting::RecordDvd() {
@@ -163,9 +201,7 @@ void DataWriting::RecordDvd() {
 
 // --- CD ---
 
-bool DataWriting::WriteCd() {
-    ProgressScope progress(m_env, JobKind::Data, DiskTypeOf(m_drive));
-    Status(u"Initializing...");
+DataWriting::Start DataWriting::PrepareCd() {
     m_drive.SetBlockSize2048();
     // A drive tells the next address for the write type in effect (MMC, READ TRACK INFORMATION),
     // and the disc report, or an earlier job, may have left another one there.
@@ -179,28 +215,20 @@ bool DataWriting::WriteCd() {
     if (nextStart != 0 && !previousKnown) {
         // Merging with a wrong session would hide the files of the right one.
         m_env.ui.ShowMessage(kGeneratorFailed);
-        return false;
+        return Start::Failed;
     }
-    const Start start = StartGenerator(kCdPipeBytes, previousStart, nextStart);
-    bool eject = start != Start::Failed;
-    if (start == Start::Ready) {
-        eject = RecordCd(nextStart);
-    }
-    StopGenerator();
-    progress.End();
+    m_room.capacity = KnownCapacity(m_drive).value_or(0);
+    m_room.unit = 1;
+    return StartGenerator(kCdPipeBytes, previousStart, nextStart);
+}
+
+bool DataWriting::WriteCd() {
+    const bool eject = RecordCd();
+    End();
     return eject;
 }
 
-bool DataWriting::RecordCd(int32_t nextStart) {
-    const auto totalSectors = static_cast<int32_t>(m_pGenerator->TotalSectors());
-    // The estimate of the disc check knows neither directories nor what is on the disc already.
-    if (const std::optional<int32_t> capacity = KnownCapacity(m_drive)) {
-        const int64_t excess = int64_t{nextStart} + totalSectors - *capacity;
-        if (excess > 0) {
-            prompts::DataTooLargeForDisk(m_env.ui, prompts::ExcessMegabytes(excess));
-            return false;
-        }
-    }
+bool DataWriting::RecordCd() {
     m_drive.SetCdSpeed(WholeSpeed(m_dSpeed));
     if (m_cancel()) {
         return true;
@@ -209,8 +237,8 @@ bool DataWriting::RecordCd(int32_t nextStart) {
     m_drive.SetTaoParameters();
     m_drive.SendOpc();
     Status(u"Writing data...");
-    int32_t address = nextStart;
-    if (!WriteTrack(&address, totalSectors) || !PadTrack(&address, nextStart)) {
+    auto address = static_cast<int32_t>(m_room.start);
+    if (!WriteTrack(&address, static_cast<int32_t>(m_room.sectors)) || !PadTrack(&address)) {
         return false;
     }
     if (!m_cancel()) {
@@ -252,8 +280,9 @@ bool DataWriting::WriteTrack(int32_t* address, int32_t totalSectors) {
 }
 
 // Also fills up the track of a generator that failed early: drives refuse to close a shorter one.
-bool DataWriting::PadTrack(int32_t* address, int32_t nextStart) {
+bool DataWriting::PadTrack(int32_t* address) {
     static constexpr std::array<uint8_t, size_t{kSectorsPerWrite}* kSectorBytes> kZeros = {};
+    const auto nextStart = static_cast<int32_t>(m_room.start);
     while (*address - nextStart < kShortestTrack && !m_cancel()) {
         const int32_t missing = kShortestTrack - (*address - nextStart);
         if (m_drive.WriteBlocks(address, kZeros.data(), std::min(missing, kSectorsPerWrite),
@@ -270,6 +299,27 @@ bool DataWriting::Abort(const char16_t* message) {
     return false;
 }
 
+// Brings the disc, the volume and the room for it together, with the help of the user. Nothing is
+// written but an erase that the user has asked for.
+std::optional<DataWriting::Start> BeginWriting(JobEnv& env, CAspiCD& drive, DataWriting& writing,
+                                               int32_t estimate) {
+    DataDisc disc;
+    for (Verdict verdict = Verdict::Again;;) {
+        if (verdict == Verdict::Again && !CheckDataDisc(env, drive, estimate, &disc)) {
+            return std::nullopt;
+        }
+        const DataWriting::Start start = writing.Prepare(disc);
+        if (start != DataWriting::Start::Ready || writing.Room().Excess() == 0) {
+            return start;
+        }
+        writing.Abandon();
+        verdict = AskForRoom(env, drive, writing.Room(), &disc);
+        if (verdict == Verdict::GiveUp) {
+            return std::nullopt;
+        }
+    }
+}
+
 } // namespace
 
 JobEnd DataJob(JobEnv& env) {
@@ -283,14 +333,18 @@ JobEnd DataJob(JobEnv& env) {
         return JobEnd::Idle;
     }
     const std::vector<std::u16string> files = ExpandPaths(env.files, queueCopy);
-    if (!CheckDataDisc(env, *drive, HeldSectors(SectorsOfFiles(env.files, files)))) {
+    const VolumeTitle title = MakeVolumeTitle(parameters.strTitle, env.clock.Now());
+    DataWriting writing(env, *drive, queueCopy, title, parameters.dSpeed);
+    const std::optional<DataWriting::Start> start =
+        BeginWriting(env, *drive, writing, HeldSectors(SectorsOfFiles(env.files, files)));
+    if (!start) {
         return JobEnd::Exit;
     }
-    const VolumeTitle title = MakeVolumeTitle(parameters.strTitle, env.clock.Now());
-    env.host.ClearQueue();
-
-    DataWriting writing(env, *drive, queueCopy, title, parameters.dSpeed);
-    const bool eject = IsDvd(*drive) ? writing.WriteDvd() : writing.WriteCd();
+    bool eject = *start != DataWriting::Start::Failed;
+    if (*start == DataWriting::Start::Ready) {
+        env.host.ClearQueue();
+        eject = writing.Write();
+    }
     if (eject) {
         drive->EjectDisk();
     }

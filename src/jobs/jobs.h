@@ -43,8 +43,11 @@ struct JobEnv {
 // Writes the queue to a data disc. What is on the disc already comes first:
 // - A CD whose last session can't be found is not appended to ("Internal error #176."): a volume
 //   over the wrong session would hide the files of the right one.
-// - A volume that turns out larger than what a CD has left is refused before its first block, with
-//   the prompt of a selection that is too large; either answer ends the job.
+// - A volume that turns out larger than what the disc has left is told before its first block,
+// while
+//   the queue is still there. A disc that would take it if it were empty, and can be emptied, may
+//   be given away for it; else OK looks at the disc again.
+// The queue is emptied right before the first block.
 // - A volume cut short, by the user or by a failure of the generator, does not take the place of
 //   the one on a disc that is written in place.
 // - A DVD-RAM that holds a volume is added to: it can't be blanked.

@@ -18,6 +18,7 @@ constexpr const char16_t* kEraseForData =
     u"The disk in the drive is not blank and doesn't have enough space for data.\n\n"
     u"Should Larkspin erase it for you?\n\n"
     u"If you say \"Yes\" all data on this disk will be LOST.";
+constexpr const char16_t* kTooLarge = u"The size of selected files exceeds disk capacity by ";
 constexpr const char16_t* kNotForAudio =
     u"The disk is not suitable for creating audio disk. It's not empty and cannot be erased.\n\n"
     u"Please insert another disk and press \"OK\".";
@@ -136,6 +137,52 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
             } else if (isImage) {
                 EXPECT_TRUE(bench.Track() == image);
             }
+        }
+    }
+}
+
+// What there is room for shows once the volume is laid out. The queue is still there then, and OK
+// looks at the disc again.
+TEST(DiscCheck, AVolumeThatDoesNotFitBesideTheOldOneCostsNothing) {
+    const struct {
+        const char* kind;
+        uint32_t capacity;
+        bool isErased; // offered: all of the disc would do
+    } cases[] = {
+        {"cd-r", 20'000, false}, {"cd-rw", 20'000, true},   {"dvd-r", 20'000, false},
+        {"dvd+r", 9000, false},  {"dvd-rw", 20'000, true},  {"dvd+rw", 9000, true},
+        {"dvd-ram", 9000, true}, {"dvd-rw-ow", 9000, true},
+    };
+    const Bytes old = Payload(1'000'000, 1);
+    const Bytes large = Payload(8600 * 2048, 2);
+    for (const auto& test : cases) {
+        for (const bool givesUp : {true, false}) {
+            SCOPED_TRACE(Format("%s, %d", test.kind, givesUp));
+            JobBench bench(test.kind, test.capacity);
+            bench.AddFile("old", old);
+            ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
+            const std::string first = bench.disc;
+            bench.host.queue = {bench.AddFile("large", large)};
+            bench.host.clears = bench.ejects = 0;
+            bench.ui.onBox = [&](const FakeUi::Box& box) {
+                EXPECT_TRUE(test.isErased ? box.text == kEraseForData
+                                          : box.text.starts_with(kTooLarge))
+                    << ToNative(box.text);
+                EXPECT_FALSE(bench.host.queue.empty());
+                EXPECT_EQ(bench.ui.Starts(JobKind::Data), 2) << "the first one wrote the old file";
+                EXPECT_TRUE(bench.ui.IsTidy()) << "no window in the way of the box";
+                if (!givesUp && !test.isErased) {
+                    bench.InsertNew(test.kind);
+                }
+                return !givesUp;
+            };
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            EXPECT_EQ(bench.ui.Boxes().size(), 1U);
+            EXPECT_EQ(bench.host.clears, givesUp ? 0 : 1);
+            EXPECT_EQ(bench.WasEjected(), !givesUp);
+            EXPECT_EQ(Holds(bench.Track(), large), !givesUp);
+            const bool isKept = givesUp || !test.isErased;
+            EXPECT_EQ(Holds(ReadFileBytes(first + "/track-01.iso"), old), isKept);
         }
     }
 }
