@@ -80,13 +80,13 @@ Sector PrimaryDescriptor(const VolumeRun& run) {
     return sector;
 }
 
-// The root stands for no folder on disk, so its date is the first moment of 1970.
+// A root that stands for no folder on disk has the first moment of 1970 for its date.
 DirectoryRecord RootRecord(VolumeRun& run) {
     DirectoryRecord record;
     record.length = kRootRecordBytes;
     record.extent = run.tree.Root().iso_extent;
     record.size = RoundToSectors(run.tree.Root().iso_size);
-    record.date = run.dates.Get(0);
+    record.date = run.dates.Get(run.root_status ? run.root_status->modifyTime : 0);
     record.flags = DirectoryRecord::kFlagDirectory;
     record.volume_sequence = run.options.volume_sequence;
     record.name = std::string(1, '\0');

@@ -57,8 +57,9 @@ RecordDate ChangeTimeOf(IsoEntry& fresh) {
 }
 
 // True if the file on disk is the one that the disc has already: its name agrees, and so do size,
-// date and what Rock Ridge says of them. A time zone or a file system that changes the date makes
-// it another file, which costs space but loses nothing; permissions are taken from the new one.
+// date and what Rock Ridge says of them, the time of the last change of attributes included: some
+// programs write into a file and set its date back. A time zone or a file system that changes the
+// date makes it another file, which costs space but loses nothing.
 // Contents held in memory are filled in while the volume is sent, so they are never the old ones.
 bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
     const DirectoryRecord& record = old.entry.record;
@@ -79,7 +80,8 @@ bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
     if (old.modified && *old.modified != fresh.record.date) {
         return false;
     }
-    return !old.created || *old.created == ChangeTimeOf(fresh);
+    const RecordDate changed = ChangeTimeOf(fresh);
+    return (!old.created || *old.created == changed) && (!old.changed || *old.changed == changed);
 }
 
 class Merger {

@@ -3,8 +3,8 @@
 // What the merge does with the names of a folder:
 // - A folder on the disc and one of that name in the queue become one, with the entries of both.
 // - A file of the queue replaces the old one of its exact name. If it is unchanged - size, date of
-//   modification to the second with its time zone, and type agree - the old sectors serve it and
-//   nothing is written; owner and permissions come from the new file.
+//   modification and of attribute change to the second with their time zone, and type agree - the
+//   old sectors serve it and nothing is written; owner and permissions come from the new file.
 // - Everything else on the disc is kept as it stands: ISO name, dates, flags, extents, System Use
 //   data. If an ISO name is taken by a new entry, the old one gets digits as after any clash.
 // - Relocated directories of the old session are found by their CL entries, and stand in the

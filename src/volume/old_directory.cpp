@@ -29,6 +29,8 @@ constexpr size_t kBatch = 256;
 constexpr uint8_t kNmNamesDots = 0x06; // CURRENT or PARENT
 constexpr uint8_t kTfCreation = 0x01;
 constexpr uint8_t kTfModification = 0x02;
+constexpr uint8_t kTfAccess = 0x04;
+constexpr uint8_t kTfAttributes = 0x08;
 constexpr uint8_t kTfLongForm = 0x80;
 
 [[noreturn]] void FailToParse(const IsoEntry& entry) {
@@ -163,8 +165,7 @@ class OldDirectoryReader::SystemUseReader {
                 FailToParse(entry);
             }
         }
-        const bool isFilledIn = entry.record.IsDirectory() || m_old.child_link.has_value();
-        if (areas > 1 && isFilledIn) {
+        if (areas > 1) {
             LayOutSystemUse(entry, m_all);
         } else if (xaBytes != 0 && !m_all.empty()) {
             entry.rr_data.erase(entry.rr_data.begin(),
@@ -248,6 +249,10 @@ class OldDirectoryReader::SystemUseReader {
         }
         if ((flags & kTfModification) != 0) {
             take(m_old.modified);
+        }
+        if ((flags & kTfAttributes) != 0) {
+            at += (flags & kTfAccess) != 0 ? RecordDate().size() : 0;
+            take(m_old.changed);
         }
     }
 

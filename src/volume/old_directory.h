@@ -1,9 +1,9 @@
 // One directory of a previous session, read into entries for the new tree.
 //
 // Records are kept as they stand: ISO name, date, flags, extent and System Use data. Exceptions:
-// - Data that a new session has to fill in again (link counts, PL, CL) must be in its own sectors,
-//   so for directories and placeholders the continuation areas are fetched and laid out anew. For
-//   all else a CE goes on leading to the area in the old session.
+// - Continuation areas are fetched and laid out anew, as readers that can't go back look for them
+//   behind the directory, and link counts, PL and CL are filled in again. Data that fits the record
+//   as a whole stands there.
 // - CD-XA data in front of Rock Ridge entries is left out: the new volume announces none, and
 //   readers would take it for the entries.
 #pragma once
@@ -27,6 +27,7 @@ struct OldEntry {
     std::optional<uint32_t> mode;       // PX
     std::optional<RecordDate> created;  // TF
     std::optional<RecordDate> modified; // TF
+    std::optional<RecordDate> changed;  // TF: its attributes
     std::optional<uint32_t> child_link; // CL: stands for the directory at this sector
     bool has_parent_link = false;       // PL
     bool relocated = false;             // RE: readers find it by a CL elsewhere

@@ -331,9 +331,28 @@ std::span<uint8_t> FindSystemUse(IsoEntry& entry, std::string_view signature) {
     }
 }
 
+void CopyAttributes(IsoEntry& from, IsoEntry& to) {
+    for (const std::string_view signature : {"PX", "TF"}) {
+        const std::span<const uint8_t> source = FindSystemUse(from, signature);
+        const std::span<uint8_t> target = FindSystemUse(to, signature);
+        const bool isAlike = signature == "PX" || (source.size() == target.size() &&
+                                                   source[kAtTfFlags] == target[kAtTfFlags]);
+        if (!source.empty() && !target.empty() && isAlike) {
+            const size_t body = target.size() - kSystemUseHead;
+            std::copy_n(source.begin() + kSystemUseHead, body, target.begin() + kSystemUseHead);
+        }
+    }
+}
+
 void LayOutSystemUse(IsoEntry& entry, std::span<const uint8_t> entries) {
     const auto nameBytes = static_cast<uint32_t>(entry.record.name.size());
-    SystemUseBuilder builder(DirectoryRecord::PlainLength(nameBytes));
+    const uint32_t plainLength = DirectoryRecord::PlainLength(nameBytes);
+    if (plainLength + entries.size() <= kRoomInRecord) {
+        entry.rr_data.assign(entries.begin(), entries.end());
+        entry.rr_inline_size = static_cast<uint32_t>(entries.size());
+        return;
+    }
+    SystemUseBuilder builder(plainLength);
     SystemUseWalk walk(entries);
     for (auto next = walk.Next(); !next.empty(); next = walk.Next()) {
         builder.Require(next.size() + kCeBytes);
@@ -343,24 +362,16 @@ void LayOutSystemUse(IsoEntry& entry, std::span<const uint8_t> entries) {
 }
 
 void RefitSystemUse(IsoEntry& entry) {
-    if (entry.rr_inline_size != entry.rr_data.size()) {
-        return;
-    }
     std::vector<uint8_t> entries;
-    std::span<const uint8_t> ce;
     SystemUseWalk walk(entry.rr_data);
     for (auto next = walk.Next(); !next.empty(); next = walk.Next()) {
-        if (SignatureOf(next) == "CE") {
-            ce = next;
-        } else {
+        if (SignatureOf(next) != "CE") {
             entries.insert(entries.end(), next.begin(), next.end());
         }
     }
-    if (walk.Failed()) {
-        return;
+    if (!walk.Failed()) {
+        LayOutSystemUse(entry, entries);
     }
-    entries.insert(entries.end(), ce.begin(), ce.end());
-    LayOutSystemUse(entry, entries);
 }
 
 uint32_t PlaceContinuations(const IsoEntry& entry, uint32_t offset) {

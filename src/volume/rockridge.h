@@ -38,13 +38,16 @@ void MakeRockRidge(VolumeRun& run, std::string_view native, IsoEntry& entry, uin
 // empty if there is none.
 std::span<uint8_t> FindSystemUse(IsoEntry& entry, std::string_view signature);
 
-// Makes `entries`, one System Use entry behind the other and none of them a CE but the last, the
-// data of `entry`, whose ISO name must be set: as much as fits stands in the record, the rest in
+// Gives `to` the attributes and dates of `from` where both have them in the same form.
+void CopyAttributes(IsoEntry& from, IsoEntry& to);
+
+// Makes `entries`, one System Use entry behind the other and none of them a CE, the data of
+// `entry`, whose ISO name must be set: if it doesn't fit the record as a whole, the rest stands in
 // continuation areas.
 void LayOutSystemUse(IsoEntry& entry, std::span<const uint8_t> entries);
 
-// Lays the data of `entry` out anew because its record has outgrown 255 bytes. A CE that leads to
-// an earlier session stays the last entry. Does nothing for data that has areas of its own already.
+// Lays the data of `entry`, which is not the root's ".", out anew because its record has outgrown
+// 255 bytes.
 void RefitSystemUse(IsoEntry& entry);
 
 // Bytes of continuation areas of `entry` placed behind `offset`: the next free offset.

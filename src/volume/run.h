@@ -18,6 +18,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <vector>
 
 namespace larkspin {
@@ -44,6 +45,8 @@ struct VolumeRun {
     const uint32_t moment_milliseconds;
     // For directories that only exist on the volume.
     const FileStatus default_status;
+    // Of the folder on disk whose contents stand at the top, if there is one.
+    std::optional<FileStatus> root_status;
 
     // Sectors, absolute on the disc.
     const uint32_t previous_base; // first sector of the last session

@@ -83,6 +83,8 @@ class Scanner {
                 m_run.Tell(NoticeReason::FolderUnreadable, item);
             }
             m_open.push_back({status.device, status.inode});
+            Normalize(status);
+            m_run.root_status = status;
             AddNames(m_run.tree.Root(), item, std::move(names));
             m_open.pop_back();
             return;
@@ -251,16 +253,24 @@ class Scanner {
     std::vector<Identity> m_open; // the folders from the queue item down to the present one
 };
 
-void AddDots(VolumeRun& run, IsoDirectory& directory, std::u16string name, uint32_t rrFlags) {
+// A dot of `directory` that leads to `target`, and shows its status: some systems take that of a
+// folder from there.
+void AddDot(VolumeRun& run, IsoDirectory& directory, const IsoDirectory& target,
+            std::u16string name, uint32_t rrFlags) {
+    const FileStatus& status = run.root_status.value_or(run.default_status);
     const std::string native = ToNative(name);
     IsoEntry& entry = run.tree.NewEntry();
     entry.name = std::move(name);
     entry.record.name = MakeIsoName(native, true, run.options);
     entry.record.flags = DirectoryRecord::kFlagDirectory;
-    entry.record.date = run.dates.Get(run.default_status.modifyTime);
+    entry.record.date =
+        target.self != nullptr ? target.self->record.date : run.dates.Get(status.modifyTime);
     entry.record.volume_sequence = run.options.volume_sequence;
     directory.AddEntry(entry);
-    MakeRockRidge(run, native, entry, rrFlags, run.default_status);
+    MakeRockRidge(run, native, entry, rrFlags, status);
+    if (target.self != nullptr) { // the root has none yet
+        CopyAttributes(*target.self, entry);
+    }
 }
 
 } // namespace
@@ -303,11 +313,12 @@ void AddDotEntries(VolumeRun& run, IsoDirectory& directory) {
     const IsoDirectory* relocation = run.tree.RelocationDirectory();
     if (!directory.Has(kDirectoryHasDotDot)) {
         const bool isMoved = relocation != nullptr && directory.parent == relocation;
-        AddDots(run, directory, u"..", isMoved ? kRrParentLink : 0);
+        AddDot(run, directory, *directory.TrueParent(), u"..", isMoved ? kRrParentLink : 0);
         directory.flags |= kDirectoryHasDotDot;
     }
     if (!directory.Has(kDirectoryHasDot)) {
-        AddDots(run, directory, u".", &directory == root ? kRrSuspStart | kRrExtensionPointer : 0);
+        AddDot(run, directory, directory, u".",
+               &directory == root ? kRrSuspStart | kRrExtensionPointer : 0);
         directory.flags |= kDirectoryHasDot;
     }
 }

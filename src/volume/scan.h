@@ -30,7 +30,8 @@ std::u16string_view RelocationName(const GenOptions& options);
 // The relocation directory; makes it if there is none.
 IsoDirectory& RelocationDirectory(VolumeRun& run);
 
-// Adds "." and ".." to `directory` if it lacks them.
+// Adds "." and ".." to `directory` if it lacks them. They have the status of the folders that they
+// lead to, and relocation must be settled.
 void AddDotEntries(VolumeRun& run, IsoDirectory& directory);
 
 } // namespace larkspin

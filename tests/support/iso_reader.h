@@ -148,7 +148,9 @@ class IsoReader : public SectorImage {
 
     Tree Read(Names names) const {
         Record root = names == Names::Joliet ? JolietRoot() : Root();
-        root.links = Directory(root, names != Names::Joliet)[0].links;
+        if (names != Names::Joliet) {
+            root = Directory(root)[0];
+        }
         Tree tree;
         Walk(names, root, root, "", tree);
         return tree;
@@ -296,10 +298,15 @@ class IsoReader : public SectorImage {
         const bool isRockRidge = names == Names::RockRidge;
         const std::vector<Record> records = Directory(directory, !isJoliet);
         const Record& up = records[1];
+        const bool isMoved = !isRockRidge && up.parentLink.has_value();
         Require((isRockRidge ? up.parentLink.value_or(up.extent) : up.extent) == parent.extent,
                 "\"..\" does not lead to the parent of " + path);
         Require(records[0].links == directory.links && (up.parentLink || up.links == parent.links),
                 "the dots have other links than their directory: " + path);
+        Require(records[0].mode == directory.mode && records[0].modified == directory.modified &&
+                    records[0].changed == directory.changed &&
+                    (isMoved || (up.mode == parent.mode && up.modified == parent.modified)),
+                "the dots have another status than their directory: " + path);
         uint32_t links = 2;
         bool isRelocation = false; // a relocation directory's own folders show elsewhere
         for (size_t i = 2; i < records.size(); ++i) {

@@ -53,13 +53,15 @@ TEST(MergeSessions, WhatCountsAsUnchanged) {
         const char* secondZone;
         int64_t time;
         int64_t later; // seconds
+        int64_t changedLater;
         bool kept;
     } cases[] = {
-        {"the same in summer", berlin, berlin, kSummer, 0, true},
-        {"a file system that moves with daylight saving", berlin, berlin, kSummer, -3600, false},
-        {"a file system of two seconds", "UTC", "UTC", kWinter, -1, false},
-        {"the zone has changed", "UTC", berlin, kWinter, 0, false},
-        {"the same local time in another zone", "UTC", berlin, kWinter, -3600, false},
+        {"the same in summer", berlin, berlin, kSummer, 0, 0, true},
+        {"a file system that moves with daylight saving", berlin, berlin, kSummer, -3600, 0, false},
+        {"a file system of two seconds", "UTC", "UTC", kWinter, -1, 0, false},
+        {"a date that was set back", "UTC", "UTC", kWinter, 0, 1, false},
+        {"the zone has changed", "UTC", berlin, kWinter, 0, 0, false},
+        {"the same local time in another zone", "UTC", berlin, kWinter, -3600, 0, false},
     };
     for (const auto& c : cases) {
         MemoryDisc disc;
@@ -73,7 +75,7 @@ TEST(MergeSessions, WhatCountsAsUnchanged) {
         const uint32_t extent = disc.Reader().RockRidgeTree().at("/file").extent;
         status.modifyTime += c.later;
         status.mode ^= 0x49; // permissions don't count
-        status.changeTime += 5;
+        status.changeTime += c.changedLater;
         const ZoneScope zone(c.secondZone);
         disc.Append(files);
         EXPECT_EQ(disc.Reader().RockRidgeTree().at("/file").extent == extent, c.kept) << c.what;
@@ -93,7 +95,8 @@ TEST(MergeSessions, WhatOthersSayOfAnUnchangedFile) {
     } cases[] = {
         {"creation, modification and access", "TF\x1A\1\x0E", "TF\x1A\1\x07", 0, 0, true},
         {"created at another time", "TF\x1A\1\x0E", "TF\x1A\1\x07", 5, 0, false},
-        {"modified at another time", "TF\x1A\1\x0E", "TF\x1A\1\x06", 0, 0, true},
+        {"without a time of change", "TF\x1A\1\x0E", "TF\x1A\1\x06", 5, 0, true},
+        {"changed at another time", "TF\x1A\1\x0E", "TF\x1A\1\x0A", 5, 0, false},
         {"long dates", "TF\x1A\1\x0E", "TF\x1A\1\x8E", 0, 0, false},
         {"the date of the record alone", "TF\x1A\1\x0E", "XX\x1A\1\x0E", 5, 0, true},
         {"another date of the record", "TF\x1A\1\x0E", "XX\x1A\1\x0E", 0, 5, false},

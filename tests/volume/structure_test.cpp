@@ -138,24 +138,37 @@ TEST_F(Structure, ShowsTheWholeTreeInEveryView) {
     }
     // The bytes of a volume without UDF, boot and DVD-Video data are those of the time before these
     // options were there. Whoever changes them on purpose sets the hash anew.
-    EXPECT_EQ(HashOf(plain.image), 2'510'038'290'625'517'117U);
+    EXPECT_EQ(HashOf(plain.image), 15'429'139'901'539'423'333U);
     const auto dvdOn = [](GenOptions& options) { options.dvd_video = true; };
     EXPECT_TRUE(MakeVolume(m_files, {u"/top"}, 0, dvdOn).image == plain.image);
 }
 
 TEST(Dates, OutsideTheirFieldsGiveTheNearestThatHasAForm) {
     const struct {
+        const char* zone;
         int64_t moment;
         RecordDate record;
         const char* descriptor;
-    } cases[] = {{-1, {69, 12, 31, 23, 59, 59, 0}, "1969123123595900"},
-                 {-3'000'000'000, {0, 1, 2, 0, 0, 0, 0}, "1874120718400000"},
-                 {6'000'000'000, {255, 12, 30, 23, 59, 59, 0}, "2160021810400000"},
-                 {INT64_MIN, {0, 1, 2, 0, 0, 0, 0}, "0001010200000000"},
-                 {INT64_MAX, {255, 12, 30, 23, 59, 59, 0}, "9999123023595900"}};
+    } cases[] = {
+        {"UTC", -1, {69, 12, 31, 23, 59, 59, 0}, "1969123123595900"},
+        {"UTC", -3'000'000'000, {0, 1, 2, 0, 0, 0, 0}, "1874120718400000"},
+        {"UTC", 6'000'000'000, {255, 12, 30, 23, 59, 59, 0}, "2160021810400000"},
+        {"UTC", INT64_MIN, {0, 1, 2, 0, 0, 0, 0}, "0001010200000000"},
+        {"UTC", INT64_MAX, {255, 12, 30, 23, 59, 59, 0}, "9999123023595900"},
+        // Zones: the ends of the range, what lies outside, and one between two quarters.
+        {"AAA-13", 0, {70, 1, 1, 13, 0, 0, 52}, "1970010113000000"},
+        {"AAA-13:45", 0, {70, 1, 1, 13, 0, 0, 52}, "1970010113000000"},
+        {"AAA-14", 0, {70, 1, 1, 13, 0, 0, 52}, "1970010113000000"},
+        {"AAA+12", 0, {69, 12, 31, 12, 0, 0, 0xD0}, "1969123112000000"},
+        {"AAA+15:13:42", 0, {69, 12, 31, 12, 0, 0, 0xD0}, "1969123112000000"},
+        {"AAA-0:19:32", 0, {70, 1, 1, 0, 15, 0, 1}, "1970010100150000"},
+        {"AAA+0:44:30", 0, {69, 12, 31, 23, 30, 0, 0xFE}, "1969123123300000"},
+    };
     for (const auto& c : cases) {
-        EXPECT_EQ(MakeRecordDate(c.moment), c.record) << c.moment;
-        EXPECT_EQ(DescriptorDate(c.moment), c.descriptor + std::string(1, '\0'));
+        const ZoneScope zone(c.zone);
+        EXPECT_EQ(MakeRecordDate(c.moment), c.record) << c.zone << c.moment;
+        EXPECT_EQ(DescriptorDate(c.moment),
+                  c.descriptor + std::string(1, static_cast<char>(c.record[6])));
     }
 }
 

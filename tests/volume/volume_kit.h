@@ -84,6 +84,9 @@ inline SourceFiles Tree() {
         files.AddFile(deep + u"/here", ToNative(deep));
         files.AddFolder(deep + u"/empty");
     }
+    for (auto& [path, node] : files.nodes) {
+        node.status.modifyTime += static_cast<int64_t>(node.status.inode);
+    }
     return files;
 }
 
