@@ -1,4 +1,5 @@
 #include "app/drive_port.h"
+#include "app/qt_system_bus.h"
 #include "drive/linux/sg_port.h"
 #include "drive/transport.h"
 #include "virtualdrive/virtual_drive.h"
@@ -44,7 +45,8 @@ void InsertNext(VirtualDrive& drive, std::deque<std::string>& folders, const std
 DrivePort OpenDrivePort(IClock& clock) {
     const char* list = std::getenv("LARKSPIN_VIRTUAL_DRIVE");
     if (list == nullptr || *list == '\0') {
-        return {std::make_unique<CSgPort>(), {kAspiLibraries.begin(), kAspiLibraries.end()}};
+        return {std::make_unique<CSgPort>(QtSystemBus()),
+                {kAspiLibraries.begin(), kAspiLibraries.end()}};
     }
     const char* kindWish = std::getenv("LARKSPIN_VIRTUAL_DISC");
     const std::string kind = kindWish != nullptr && *kindWish != '\0' ? kindWish : "cd-r";

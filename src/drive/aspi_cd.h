@@ -85,6 +85,10 @@ class CAspiCD : public IBlockReader {
     char16_t GetDriveLetter();    // 0 when unknown; asked of the system once
     std::u16string DisplayName(); // what the user knows the drive by: "sr0", or the letter
     uint8_t EjectDisk();
+    // Unmounts what is in the drive and keeps the drive from everybody else until Unlock or the
+    // end of the transport. Through an ASPI library there is nothing to lock with.
+    LockResult LockAndDismount();
+    void Unlock();
     uint8_t LockDoor(bool lock);
 
     // --- commands (command.cpp) ---

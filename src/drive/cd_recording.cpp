@@ -18,11 +18,6 @@ constexpr int32_t kPreGapBlocks = 150;
 constexpr int32_t kDataChunkBlocks = 16;
 constexpr int32_t kOtherChunkBlocks = 8;
 
-constexpr uint32_t kWriteSeconds = 180;
-constexpr uint32_t kSyncSeconds = 120;
-constexpr uint32_t kCloseSeconds = 480;
-constexpr uint32_t kCalibrationSeconds = 60;
-
 constexpr uint32_t kFullBufferPauseMs = 40;
 
 constexpr uint64_t kLeadOutPollMs = 2000;
@@ -47,8 +42,7 @@ ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t b
     const uint32_t length = static_cast<uint32_t>(blocks) * blockSize;
     int attentions = 0;
     while (!IsCancelled(cancel)) {
-        const DirectResult result =
-            SendDirect(drive, SRB_DIR_OUT, cdb, data, length, kWriteSeconds);
+        const DirectResult result = SendDirect(drive, SRB_DIR_OUT, cdb, data, length);
         if (!result.Failed())
             return ChunkResult::Written;
         if (result.Key() == kKeyNotReady && result.Asc() == kAscNotReady) {
@@ -93,13 +87,13 @@ int CAspiCD::SetTaoParameters() {
 void CAspiCD::SendOpc() {
     Cdb cdb(mmc::kSendOpcInformation);
     cdb[1] = 1; // do it now
-    SendDirect(*this, SRB_DIR_OUT, cdb, nullptr, 0, kCalibrationSeconds);
+    SendDirect(*this, SRB_DIR_OUT, cdb);
 }
 
 int CAspiCD::PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,
                              const CancelFunctor* cancel, uint32_t blockSize) {
-    if (m_pTransport->m_bUsePassThrough)
-        m_pTransport->LockAndDismount(m_pTransport->PortOf(m_byAdapter), m_byTarget, m_byLun);
+    if (LockAndDismount().Refused())
+        return 1;
 
     std::array<uint8_t, 56> page = {};
     std::array<uint8_t, kModeHeaderBytes> header = {};
@@ -156,8 +150,7 @@ int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
 }
 
 int CAspiCD::SyncCache() {
-    const DirectResult result =
-        SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache), nullptr, 0, kSyncSeconds);
+    const DirectResult result = SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache));
     m_bCacheLost = IsRecordingError(result.Key()) || result.Unanswered();
     return 0;
 }
@@ -180,7 +173,7 @@ int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
 int CAspiCD::CloseSession() {
     Cdb cdb(mmc::kCloseTrackSession);
     cdb[2] = 2; // the session
-    const DirectResult result = SendDirect(*this, SRB_DIR_OUT, cdb, nullptr, 0, kCloseSeconds);
+    const DirectResult result = SendDirect(*this, SRB_DIR_OUT, cdb);
     return HasSense(result.sense) || result.Unanswered() ? -1 : 0;
 }
 

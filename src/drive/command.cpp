@@ -3,6 +3,7 @@
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
 #include "drive/srb.h"
+#include "drive/timeouts.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
 
@@ -92,8 +93,11 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
         srb.SRB_BufPointer = request->data.data();
     }
 
+    const uint32_t asked = m_pTransport->m_nTimeoutSeconds;
+    const uint32_t seconds = std::max(asked, LeastSeconds(cdb));
+    m_pTransport->m_nTimeoutSeconds = seconds;
     m_pTransport->SendSrb(&srb.Header);
-    const uint32_t seconds = m_pTransport->m_nTimeoutSeconds;
+    m_pTransport->m_nTimeoutSeconds = asked;
     if (!m_pTransport->AwaitSrb(srb.Header, seconds != 0 ? seconds * 1000ULL : kDefaultWaitMs)) {
         request->abort.Header.SRB_Cmd = SC_ABORT_SRB;
         request->abort.Header.SRB_HaId = m_byAdapter;

@@ -43,8 +43,8 @@ struct DirectResult {
     bool Failed() const { return Key() > 1 || Unanswered(); }
 };
 
-// Sends a command with `timeoutSeconds` (0 selects the defaults) and up to `senseLength` bytes of
-// sense. The drive's LUN is put into the top bits of CDB byte 1.
+// Sends a command with `timeoutSeconds` (0 takes what timeouts.h says, else the defaults) and up to
+// `senseLength` bytes of sense. The drive's LUN is put into the top bits of CDB byte 1.
 DirectResult SendDirect(CAspiCD& drive, SrbFlags direction, Cdb cdb, void* data = nullptr,
                         uint32_t length = 0, uint32_t timeoutSeconds = 0,
                         uint8_t senseLength = kShortSenseBytes);

@@ -60,6 +60,14 @@ std::u16string CAspiCD::DisplayName() {
     return name.empty() ? std::u16string(1, letter) : name;
 }
 
+LockResult CAspiCD::LockAndDismount() {
+    return m_pTransport->LockAndDismount(m_pTransport->PortOf(m_byAdapter), m_byTarget, m_byLun);
+}
+
+void CAspiCD::Unlock() {
+    m_pTransport->Unlock(m_pTransport->PortOf(m_byAdapter), m_byTarget, m_byLun);
+}
+
 uint8_t CAspiCD::EjectDisk() {
     Cdb cdb(mmc::kStartStopUnit);
     cdb[4] = 2; // eject

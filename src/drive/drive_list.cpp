@@ -21,9 +21,15 @@ int AdapterCount(CAspiTransport& transport) {
 DriveList::ScanResult DriveList::ScanDrives(IScsiPort& port, IClock& clock,
                                             std::vector<std::string> libraries) {
     ReleaseDrives();
-    auto transport = std::make_unique<CAspiTransport>(port, clock, std::move(libraries));
-    if (transport->LoadTransport() == 0)
-        return ScanResult::NoTransport;
+    m_pPort = &port;
+    m_pClock = &clock;
+    m_libraries = std::move(libraries);
+    m_strInventory = port.Inventory();
+    auto transport = std::make_unique<CAspiTransport>(port, clock, m_libraries);
+    const bool isLoaded = transport->LoadTransport() != 0;
+    m_refused = transport->m_refusedDrives;
+    if (!isLoaded)
+        return transport->m_bLibraryUnusable ? ScanResult::NoTransport : ScanResult::None;
     const int adapters = AdapterCount(*transport);
     if (adapters < 0)
         return ScanResult::NoTransport;
@@ -36,6 +42,13 @@ DriveList::ScanResult DriveList::ScanDrives(IScsiPort& port, IClock& clock,
         }
     }
     return m_drives.empty() ? ScanResult::None : ScanResult::Found;
+}
+
+bool DriveList::LookAgain() {
+    if (m_pPort == nullptr || (m_refused.empty() && m_pPort->Inventory() == m_strInventory))
+        return false;
+    ScanDrives(*m_pPort, *m_pClock, m_libraries);
+    return true;
 }
 
 void DriveList::MeetDrive(uint8_t adapter, uint8_t target, uint8_t lun) {

@@ -9,17 +9,23 @@ namespace larkspin {
 
 class DriveList {
   public:
+    // NoTransport: there is an ASPI library, and it can't be used.
     enum class ScanResult { Found, None, NoTransport };
 
     DriveList() = default;
 
     // Walks all addresses of a new transport once and keeps every drive met. The old drives and
-    // their transport are released first. `port` and `clock` must outlive the list. NoTransport
-    // leaves an empty list.
+    // their transport are released first. `port` and `clock` must outlive the list.
     //
     // Through an ASPI library a drive has no letter of its own; it gets one by its place in the
     // list, "C" for the first, as long as there are letters.
     ScanResult ScanDrives(IScsiPort& port, IClock& clock, std::vector<std::string> libraries);
+    // Scans again, with the arguments of the last scan, if drives have come or gone since, or if
+    // there was one that could not be used. Else sends nothing. True if there was a scan, after
+    // which the drives are other objects.
+    bool LookAgain();
+    // The drives of the last scan that are there and can't be used, a text for the user each.
+    const std::vector<std::u16string>& Refused() const { return m_refused; }
     // Lets go of all drives; one whose recording is still open closes it first.
     void ReleaseDrives();
 
@@ -30,6 +36,11 @@ class DriveList {
   private:
     void MeetDrive(uint8_t adapter, uint8_t target, uint8_t lun);
 
+    IScsiPort* m_pPort = nullptr; // of the last scan, like the next four
+    IClock* m_pClock = nullptr;
+    std::vector<std::string> m_libraries;
+    std::string m_strInventory;
+    std::vector<std::u16string> m_refused;
     std::unique_ptr<CAspiTransport> m_pTransport; // outlives the drives: declared first
     std::vector<std::unique_ptr<CAspiCD>> m_drives;
 };

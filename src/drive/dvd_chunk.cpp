@@ -13,10 +13,6 @@ std::atomic<int> s_nDaoToggle{-1};
 
 namespace {
 
-constexpr uint32_t kWriteSeconds = 60;
-// In one go the first WRITE makes some drives record the lead-in before they answer.
-constexpr uint32_t kWriteInOneGoSeconds = 180;
-
 constexpr uint32_t kDeviceBusyEvent = 0x40; // HandleEvents met a busy report and waited for it
 constexpr int64_t kLongPauseMs = 5000;
 
@@ -129,7 +125,6 @@ int SendWrite(CScsiCommand& command, const uint8_t* data, uint32_t lba, uint32_t
     command[0] = mmc::kWrite10;
     StoreBe32(&command[2], lba);
     StoreBe16(&command[7], static_cast<uint16_t>(blocks));
-    command.Timeout(s_nDaoToggle != 0 ? kWriteInOneGoSeconds : kWriteSeconds);
     return command.Transport(Direction::WRITE, const_cast<uint8_t*>(data),
                              blocks * static_cast<uint32_t>(kDvdBlockBytes));
 }

@@ -57,8 +57,8 @@ uint32_t BlocksInFullEcc(int64_t bytes);
 // READ TRACK INFORMATION of one track; the answer's size is the allocation length (below 256).
 int ReadTrackInformation(CScsiCommand& command, uint32_t track, std::span<uint8_t> answer);
 
-// SYNCHRONIZE CACHE with the time-out given; immediate returns before the cache is empty.
-int SynchronizeCache(CScsiCommand& command, bool immediate, uint32_t timeoutSeconds = 5);
+// SYNCHRONIZE CACHE with at least that much time; immediate returns before the cache is empty.
+int SynchronizeCache(CScsiCommand& command, bool immediate, uint32_t timeoutSeconds = 0);
 
 // True for a block that begins like a primary volume descriptor (ECMA-119 8.4).
 bool IsPrimaryDescriptor(const uint8_t* block);

@@ -7,6 +7,7 @@
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
 #include "drive/sense.h"
+#include "drive/timeouts.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
 
@@ -25,8 +26,6 @@ enum CloseFunction : uint8_t {
     kFinalizePlusR = 6,
 };
 
-constexpr uint32_t kFlushInOneGoSeconds = 900; // the cache of a write in one go and the lead-out
-constexpr uint32_t kFlushSeconds = 5;
 constexpr uint32_t kStopPollMs = 333;
 
 int SendClose(CScsiCommand& command, CloseFunction function, int32_t track = 0) {
@@ -80,8 +79,7 @@ int CAspiCD::FlushDvdCache(bool alsoWait) {
     }
     if (!alsoWait)
         return lost;
-    const int code =
-        SynchronizeCache(command, false, m_bDaoMode ? kFlushInOneGoSeconds : kFlushSeconds);
+    const int code = SynchronizeCache(command, false, m_bDaoMode ? kFlushInOneGoSeconds : 0);
     return code != 0 ? code : lost;
 }
 

@@ -79,7 +79,6 @@ void CalibrateDvd(CScsiCommand& command) {
         return;
     command[0] = mmc::kSendOpcInformation;
     command[1] = 1; // do it now
-    command.Timeout(120);
     const int code = command.Transport(Direction::NONE);
     if (code > 0 && code != mmc::kPowerCalibrationAlmostFull &&
         (code >> 8 & 0xFF) == kAscPowerCalibration)

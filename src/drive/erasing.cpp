@@ -56,7 +56,7 @@ void CAspiCD::BlankDisk(bool full) {
     Cdb cdb(mmc::kBlank);
     cdb[1] = immediate | (full ? kWholeDisc : kMinimal);
     // A refusal shows at the first poll: the drive is not busy.
-    SendDirect(*this, SRB_DIR_IN, cdb, nullptr, 0, 9600);
+    SendDirect(*this, SRB_DIR_IN, cdb);
 }
 
 bool CAspiCD::IsBlankingInProgress(int* percent) {

@@ -7,6 +7,7 @@
 #include "drive/mode_pages.h"
 #include "drive/scsi_command.h"
 #include "drive/srb.h"
+#include "drive/timeouts.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
 
@@ -18,7 +19,6 @@ namespace {
 
 constexpr int32_t kFramesPerSecond = 75;
 constexpr int32_t kBlocksBeforeZero = 150;
-constexpr uint32_t kLongSeconds = 240;
 constexpr size_t kFullAnswer = 255;
 constexpr size_t kFeatureHeaderBytes = 8;
 constexpr size_t kFormatsBytes = 260;
@@ -174,12 +174,12 @@ void CAspiCD::ReadDiskInfo() {
     m_dwDiskKnown = 0;
 
     std::array<uint8_t, kFullAnswer> info = {};
-    DirectResult result = ReadDiscInformation(*this, info, kLongSeconds);
+    DirectResult result = ReadDiscInformation(*this, info, kDiscReportSeconds);
     for (int repeat = 0; repeat < kMaxAttentionRepeats && result.Key() == kKeyUnitAttention &&
                          result.Asc() == kAscMediumChanged;
          ++repeat) {
         m_pTransport->Clock().Sleep(std::chrono::milliseconds(kAttentionPauseMs));
-        result = ReadDiscInformation(*this, info, kLongSeconds);
+        result = ReadDiscInformation(*this, info, kDiscReportSeconds);
     }
     if (!result.Failed())
         TakeDiskInfo(info);
@@ -235,7 +235,7 @@ int CAspiCD::ReadNextWritableAddress(int32_t* address) {
     cdb[1] = 1; // the number below is a track
     cdb[5] = kInvisibleTrack;
     cdb[8] = track.size();
-    if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size(), kLongSeconds).Failed())
+    if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size(), kDiscReportSeconds).Failed())
         return 1;
     const bool usable = (track[6] & kBlankTrack) != 0 && (track[7] & kNextAddressValid) != 0 &&
                         (track[6] & kReservedOrPackets) == 0;

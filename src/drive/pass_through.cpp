@@ -29,6 +29,7 @@ int CAspiTransport::ProbePassThroughDevices() {
     if (m_bPassThroughReady)
         return 0;
     m_Devices = {};
+    m_refusedDrives = m_port.DrivesWithoutLetter();
     int found = 0;
     for (int letter = kFirstLetterIndex; letter <= kLastLetterIndex; ++letter) {
         if (!m_port.IsOpticalDrive(letter))
@@ -36,6 +37,8 @@ int CAspiTransport::ProbePassThroughDevices() {
         ProbeDevice(letter);
         if (m_Devices[letter].bPresent)
             ++found;
+        else
+            m_refusedDrives.push_back(WhyNotPresent(letter));
     }
     BuildAdapters();
     m_bPassThroughReady = true;
@@ -78,8 +81,15 @@ void CAspiTransport::ProbeDevice(int letterIndex) {
     row.byLetterIndex = static_cast<uint8_t>(letterIndex);
 }
 
+std::u16string CAspiTransport::WhyNotPresent(int letterIndex) {
+    const std::u16string reason = m_port.WhyClosed(letterIndex);
+    return reason.empty() ? u"The drive " + m_port.DisplayName(letterIndex) + u" does not answer."
+                          : reason;
+}
+
 std::unique_ptr<IPortDevice> CAspiTransport::OpenDevice(int letterIndex) {
     std::unique_ptr<IPortDevice> device = m_port.Open(letterIndex, true);
+    m_Devices[letterIndex].bReadOnly = device == nullptr;
     if (device == nullptr)
         device = m_port.Open(letterIndex, false);
     return device;
@@ -118,10 +128,29 @@ int CAspiTransport::FindRowByPort(uint8_t port, uint8_t target, uint8_t lun) con
     return 0;
 }
 
-void CAspiTransport::LockAndDismount(uint8_t port, uint8_t target, uint8_t lun) {
+LockResult CAspiTransport::LockAndDismount(uint8_t port, uint8_t target, uint8_t lun) {
+    if (!m_bUsePassThrough)
+        return {LockResult::State::NotOffered, {}};
     const int letter = FindRowByPort(port, target, lun);
-    if (letter != 0)
-        m_port.LockAndDismount(letter);
+    if (letter == 0)
+        return {LockResult::State::Refused, u"The drive is not there any more."};
+    LockResult result = m_port.LockAndDismount(letter);
+    if (result.Refused())
+        return result;
+    // A handle from when the user had no right to write would fail at each command that writes.
+    AspiDeviceEntry& row = m_Devices[letter];
+    if (row.hDevice == nullptr || row.bReadOnly)
+        row.hDevice = OpenDevice(letter);
+    if (row.hDevice != nullptr && !row.bReadOnly)
+        return result;
+    m_port.Unlock(letter);
+    return {LockResult::State::Refused,
+            u"The drive " + m_port.DisplayName(letter) + u" cannot be opened for writing."};
+}
+
+void CAspiTransport::Unlock(uint8_t port, uint8_t target, uint8_t lun) {
+    if (const int letter = FindRowByPort(port, target, lun); letter != 0)
+        m_port.Unlock(letter);
 }
 
 uint8_t CAspiTransport::PassThroughCommand(SrbHeader* srb) {

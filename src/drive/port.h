@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace larkspin {
 
@@ -22,6 +23,7 @@ enum class PortDirection : uint8_t { None, In, Out };
 // block's error field.
 enum class PortError : uint32_t {
     None = 0,          // the device answered; what it said is in the sense bytes
+    AccessDenied = 5,  // the system refused the command: it never reached the device
     InvalidHandle = 6, // the device behind the handle is gone
     Failed = 31,       // the transport failed
     NotSupported = 50, // the port does not know this call
@@ -50,6 +52,20 @@ struct PortAddress {
     uint8_t lun = 0;
 };
 
+// What became of locking a drive.
+struct LockResult {
+    enum class State {
+        Held,       // nobody else mounts, polls or holds the drive until it is unlocked
+        Refused,    // somebody else has it, or the user may not write to it
+        NotOffered, // what serves the drive knows no lock; no reason not to use it
+    };
+
+    State state = State::Held;
+    std::u16string reason; // why it was refused, in sentences for the user
+
+    bool Refused() const { return state == State::Refused; }
+};
+
 class IPortDevice {
   public:
     virtual ~IPortDevice() = default;
@@ -70,9 +86,18 @@ class IScsiPort {
     virtual std::u16string DisplayName(int letterIndex) = 0;
     // Null if the device can't be opened. The first attempt of the caller asks for write access.
     virtual std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) = 0;
-    // Takes the volume in the drive away from the system (unmount) and holds the device until
-    // the port goes. No result: a volume that can't be locked shows at the first write.
-    virtual void LockAndDismount(int letterIndex) = 0;
+    // Takes the volume in the drive away from the system (unmount) and keeps the device from
+    // everybody else until Unlock. A drive that is held stays so. Blocks for a minute at most.
+    virtual LockResult LockAndDismount(int letterIndex) = 0;
+    virtual void Unlock(int letterIndex) = 0;
+
+    // Why Open gives nothing, in sentences for the user that name the drive; empty if nothing is
+    // known to stand against it.
+    virtual std::u16string WhyClosed(int letterIndex) = 0;
+    // The same for the drives that no letter is left for, one each.
+    virtual std::vector<std::u16string> DrivesWithoutLetter() = 0;
+    // Another text whenever drives have come, gone or been changed for others. Asks no drive.
+    virtual std::string Inventory() = 0;
 };
 
 } // namespace larkspin

@@ -20,6 +20,7 @@ class CScsiCommand {
     // Byte `index` of the CDB. Index 0 first clears the CDB and the sense area and sets the
     // time-out back to 5 s. The CDB's length is the group length of the opcode (6, 10 or 12).
     uint8_t& operator[](size_t index);
+    // Seconds; a command that may take longer gets what timeouts.h says.
     void Timeout(uint32_t seconds) { m_nTimeoutSeconds = seconds; }
     std::span<const uint8_t> Sense() const { return m_abySense; }
     uint8_t Key() const { return m_abySense[2] & 0x0F; }

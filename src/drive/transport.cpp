@@ -15,6 +15,21 @@ std::vector<std::unique_ptr<AspiRequest>>& AbandonedRequests() {
     return requests;
 }
 
+std::string LastLoadError() {
+    const char* text = ::dlerror();
+    return text != nullptr ? text : "";
+}
+
+// The loader says in words alone, and in the user's language, whether a library is missing: as it
+// does of one that is surely not there.
+bool IsAbsent(const std::string& name, const std::string& error) {
+    const std::string nowhere = "/larkspin-no-such-library";
+    if (void* library = ::dlopen(nowhere.c_str(), RTLD_NOW | RTLD_LOCAL); library != nullptr)
+        ::dlclose(library);
+    const std::string missing = LastLoadError();
+    return missing.starts_with(nowhere) && error == name + missing.substr(nowhere.size());
+}
+
 } // namespace
 
 CAspiTransport::CAspiTransport(IScsiPort& port, IClock& clock, std::vector<std::string> libraries)
@@ -42,9 +57,11 @@ bool CAspiTransport::LoadLibrary() {
         m_hAspiLibrary = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (m_hAspiLibrary != nullptr)
             break;
+        m_bLibraryUnusable = m_bLibraryUnusable || !IsAbsent(name, LastLoadError());
     }
     if (m_hAspiLibrary == nullptr)
         return false;
+    m_bLibraryUnusable = false;
     m_pfnGetASPI32SupportInfo = reinterpret_cast<decltype(m_pfnGetASPI32SupportInfo)>(
         ::dlsym(m_hAspiLibrary, "GetASPI32SupportInfo"));
     m_pfnSendASPI32Command = reinterpret_cast<decltype(m_pfnSendASPI32Command)>(
@@ -53,6 +70,7 @@ bool CAspiTransport::LoadLibrary() {
         return true;
     ::dlclose(m_hAspiLibrary);
     m_hAspiLibrary = nullptr;
+    m_bLibraryUnusable = true;
     return false;
 }
 

@@ -57,6 +57,7 @@ struct AspiDeviceEntry {
     uint8_t byLun = 0;
     uint8_t byLetterIndex = 0;
     bool bPresent = false;
+    bool bReadOnly = false;               // how hDevice was opened
     std::unique_ptr<IPortDevice> hDevice; // null until the first command
     std::array<uint8_t, 36> abyInquiry = {};
 };
@@ -91,8 +92,11 @@ class CAspiTransport {
     // Keeps a request that the library never gave back until the end of the process, and with it
     // the library.
     void Abandon(std::unique_ptr<AspiRequest> request);
-    // Through the shim only; `port` is a port number, not a logical adapter.
-    void LockAndDismount(uint8_t port, uint8_t target, uint8_t lun);
+    // `port` is a port number, not a logical adapter. From a success on the drive's commands go
+    // through a handle that is open for writing. A library offers no lock. A drive that has gone is
+    // refused.
+    LockResult LockAndDismount(uint8_t port, uint8_t target, uint8_t lun);
+    void Unlock(uint8_t port, uint8_t target, uint8_t lun);
     // (1 << 8) | count, or SS_NO_ADAPTERS << 8, as GetASPI32SupportInfo gives it.
     uint32_t SupportInfo();
     // Port number of a logical adapter of the shim; 0 for an adapter that does not exist.
@@ -107,6 +111,10 @@ class CAspiTransport {
     uint32_t m_nTimeoutSeconds = 0; // of the next command; 0 selects the defaults
     void* m_hAspiLibrary = nullptr;
     bool m_bLoaded = false;
+    // An ASPI library is there, and can't be used.
+    bool m_bLibraryUnusable = false;
+    // The drives that are there and have no row, with the reason, a text for the user each.
+    std::vector<std::u16string> m_refusedDrives;
     bool m_bUsePassThrough = false;
     uint32_t (*m_pfnGetASPI32SupportInfo)() = nullptr;
     uint32_t (*m_pfnSendASPI32Command)(SrbHeader*) = nullptr;
@@ -123,6 +131,7 @@ class CAspiTransport {
     void ProbeDevice(int letterIndex);
     void BuildAdapters();
     std::unique_ptr<IPortDevice> OpenDevice(int letterIndex);
+    std::u16string WhyNotPresent(int letterIndex);
     int FindRowByPort(uint8_t port, uint8_t target, uint8_t lun) const;
     uint8_t InquireAdapter(SRB_HAInquiry& srb) const;
     uint8_t TellDeviceType(SRB_GDEVBlock& srb) const;

@@ -194,10 +194,6 @@ std::unique_ptr<IPortDevice> VirtualDrive::Open(int letterIndex, bool) {
     return std::make_unique<CVirtualDevice>(*this, letterIndex);
 }
 
-void VirtualDrive::LockAndDismount(int) {
-    // No system mounts this drive's discs.
-}
-
 PortCompletion VirtualDrive::Execute(const PortRequest& request) {
     return m_pImpl->Execute(request);
 }

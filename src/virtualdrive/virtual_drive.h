@@ -69,7 +69,12 @@ class VirtualDrive final : public IScsiPort {
     bool IsOpticalDrive(int letterIndex) override;
     std::u16string DisplayName(int letterIndex) override;
     std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) override;
-    void LockAndDismount(int letterIndex) override;
+    // No system mounts this drive's discs, and nobody else has it.
+    LockResult LockAndDismount(int) override { return {}; }
+    void Unlock(int) override {}
+    std::u16string WhyClosed(int) override { return {}; }
+    std::vector<std::u16string> DrivesWithoutLetter() override { return {}; }
+    std::string Inventory() override { return {}; }
 
     // One command, as the port's device runs it.
     PortCompletion Execute(const PortRequest& request);

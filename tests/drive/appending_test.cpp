@@ -97,7 +97,7 @@ struct UpdateBench : DvdBench {
 
 TEST(DescriptorUpdateTest, EachMediumIsReadBackAfterItsOwnFlush) {
     const Lines flush = {"35 02", "00", "35"};
-    const Lines update = {"28 00 00 00 00 10 00 00 10", "2A 00 00 00 00 10 00 00 10 @60"};
+    const Lines update = {"28 00 00 00 00 10 00 00 10", "2A 00 00 00 00 10 00 00 10"};
     const Lines flushed = flush + update, grown = flush + Lines{"5B 01 02", "00"} + update, none;
     const std::tuple<uint32_t, bool, Lines> cases[] = {
         {0x12, false, update},  {0x13, false, flushed}, {0x13, true, grown},

@@ -122,8 +122,7 @@ TEST(SmallCommandsTest, AreSentAsTheyAreInTheLengthOfTheirGroupAndToTheirLun) {
     }
     EXPECT_EQ(bench.Trace(),
               (Lines{"1B 40 00 00 02", "1E 40 00 00 01", "1E 40", "55 40 00 00 00 00 00 00 0C",
-                     "54 41 @60", "35 40 @120", "5B 40 02 @480", "A1 51 @9600", "A1 50 @9600",
-                     "1B 41", "43 41", "BB 41"}));
+                     "54 41", "35 40", "5B 40 02", "A1 51", "A1 50", "1B 41", "43 41", "BB 41"}));
     std::vector<size_t> lengths;
     for (const SentCommand& sent : bench.port.Sent())
         lengths.push_back(sent.cdb.size());
@@ -200,8 +199,8 @@ TEST_F(SessionAtOnceTest, CommandsGoOutInOrderAndOptionsAsFarAsTheDriveHasThem) 
         page[8] = 0;
         EXPECT_EQ(Selected(bench.port), Bytes({0, 0, 0x41, 0x42, 0, 0, 0, 0}) + page);
     }
-    EXPECT_THAT(bench.port.Locked(), testing::AllOf(testing::Each(2), testing::SizeIs(11)));
-    EXPECT_EQ(Trace(bench.port.Sent(kSendOpcInformation)), Lines{"54 01 @60"});
+    EXPECT_TRUE(bench.port.DriveAt(2).locked);
+    EXPECT_EQ(Trace(bench.port.Sent(kSendOpcInformation)), Lines{"54 01"});
     const std::vector<SentCommand> sheets = bench.port.Sent(kSendCueSheet);
     EXPECT_EQ(Trace(sheets), Lines{"5D 00 00 00 00 00 00 00 20"});
     EXPECT_EQ(sheets[0].dataOut, cue);
@@ -210,13 +209,17 @@ TEST_F(SessionAtOnceTest, CommandsGoOutInOrderAndOptionsAsFarAsTheDriveHasThem) 
     EXPECT_EQ(bench.drive.SetVendorWriteOptions(true, true), 1);
     bench.port.Always(ModePage(0x30), Sense(0x52400));
     EXPECT_EQ(bench.drive.SetVendorWriteOptions(true, true), 1);
+    bench.port.DriveAt(2).lock = {LockResult::State::Refused, u"held"};
+    bench.port.Clear();
+    EXPECT_EQ(bench.drive.PrepareSaoWrite(true, true, {}, nullptr, 2048), 1);
+    EXPECT_TRUE(bench.port.Sent().empty());
 }
 
 TEST_F(SessionAtOnceTest, PreGapLiesBeforeTheFirstBlock) {
     const std::tuple<int32_t, uint32_t, size_t, std::string> cases[] = {
-        {0, 2048, 10, "2A 00 FF FF FF 6A 00 00 10 @180"}, // WRITEs, and the first of them
-        {0, 2352, 19, "2A 00 FF FF FF 6A 00 00 08 @180"},
-        {20'150, 2048, 10, "2A 00 00 00 4E 20 00 00 10 @180"}};
+        {0, 2048, 10, "2A 00 FF FF FF 6A 00 00 10"}, // WRITEs, and the first of them
+        {0, 2352, 19, "2A 00 FF FF FF 6A 00 00 08"},
+        {20'150, 2048, 10, "2A 00 00 00 4E 20 00 00 10"}};
     for (const auto& [nextAddress, blockSize, count, first] : cases) {
         bench.drive.m_nNextAddress = nextAddress;
         EXPECT_EQ(Prepare(nullptr, blockSize), 0);
@@ -274,9 +277,8 @@ TEST_F(WriteBlocksTest, SplitsIntoChunksAndMovesTheAddress) {
     }
     EXPECT_EQ(Write(37), 0);
     EXPECT_EQ(address, 0x12345 + 37);
-    EXPECT_EQ(bench.Trace(),
-              (Lines{"2A 00 00 01 23 45 00 00 10 @180", "2A 00 00 01 23 55 00 00 10 @180",
-                     "2A 00 00 01 23 65 00 00 05 @180"}));
+    EXPECT_EQ(bench.Trace(), (Lines{"2A 00 00 01 23 45 00 00 10", "2A 00 00 01 23 55 00 00 10",
+                                    "2A 00 00 01 23 65 00 00 05"}));
     Bytes written;
     for (const SentCommand& command : bench.port.Sent())
         written = written + command.dataOut;
@@ -288,7 +290,7 @@ TEST_F(WriteBlocksTest, FullBufferAndMediumChangeAreTriedAgainAndAnythingElseFai
         bench.port.Queue(kWrite10, Sense(code));
     EXPECT_EQ(Write(1), 0);
     EXPECT_EQ(address, 0x12346);
-    EXPECT_EQ(bench.Trace(), Lines(4, "2A 00 00 01 23 45 00 00 01 @180")); // and a recovered error
+    EXPECT_EQ(bench.Trace(), Lines(4, "2A 00 00 01 23 45 00 00 01")); // and a recovered error
     for (const SentCommand& sent : bench.port.Sent())
         EXPECT_EQ(sent.dataOut, BlocksOf(data, 0, 1));
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(40, 10, 40));

@@ -14,6 +14,31 @@ struct CommandBench : ScriptedDrive {
     CScsiCommand command{drive};
 };
 
+TEST(CommandTest, EachGetsTheTimeThatDrivesTakeForIt) {
+    const std::pair<Bytes, uint32_t> times[] = {
+        {{kStartStopUnit, 0, 0, 0, 2, 0}, 60},
+        {{kRead10, 0}, 30},
+        {{kReadToc, 0}, 30},
+        {{kWrite10, 0}, 180},
+        {{kSynchronizeCache, 0}, 120},
+        {{kSynchronizeCache, 2}, 30},
+        {{kSendOpcInformation, 1}, 120},
+        {{kSendCueSheet, 0}, 120},
+        {{kCloseTrackSession, 0}, 480},
+        {{kCloseTrackSession, 1}, 60},
+        {{kFormatUnit, 0x11}, 60},
+        {{kBlank, 0x11}, 9600},
+        {{kModeSense10, 0}, 5},
+        {{0, 0}, 5},
+    };
+    ScriptedDrive bench;
+    for (const auto& [cdb, seconds] : times) {
+        bench.drive.SendCommand(SRB_DIR_IN, cdb, nullptr, 0, nullptr);
+        EXPECT_EQ(bench.port.Sent().back().timeoutSeconds, seconds) << int{cdb[0]};
+        EXPECT_EQ(bench.transport.m_nTimeoutSeconds, 0u);
+    }
+}
+
 TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
     struct {
         Reply reply;

@@ -28,7 +28,7 @@ TEST(DriveListTest, ReleaseClosesAnOpenRecordingThroughTheTransport) {
     ManualClock clock;
     ScriptedPort port;
     DriveList drives;
-    EXPECT_EQ(drives.ScanDrives(port, clock, {}), DriveList::ScanResult::NoTransport);
+    EXPECT_EQ(drives.ScanDrives(port, clock, {"/nowhere/aspi.so"}), DriveList::ScanResult::None);
     port.AddDrive(2);
     for (const bool byNextScan : {false, true}) {
         ASSERT_EQ(drives.ScanDrives(port, clock, {}), DriveList::ScanResult::Found);
@@ -41,6 +41,33 @@ TEST(DriveListTest, ReleaseClosesAnOpenRecordingThroughTheTransport) {
         EXPECT_EQ(port.Sent(kCloseTrackSession).size(), 1u);
         EXPECT_EQ(port.DriveAt(2).live, 0);
     }
+}
+
+TEST(DriveListTest, LooksAgainForDrivesThatCameOrCouldNotBeUsed) {
+    ManualClock clock;
+    ScriptedPort port;
+    DriveList drives;
+    EXPECT_FALSE(drives.LookAgain());
+    port.m_beyond = {u"sr24 has no letter"};
+    ScriptedPort::Drive& closed = port.AddDrive(3);
+    closed.opensForWriting = closed.opensForReading = false;
+    port.AddDrive(4, {1, 1, 0}).answersInquiry = false;
+    EXPECT_EQ(drives.ScanDrives(port, clock, {}), DriveList::ScanResult::None);
+    EXPECT_EQ(drives.Refused(),
+              (std::vector<std::u16string>{u"sr24 has no letter", u"no permission",
+                                           u"The drive sr2 does not answer."}));
+    port.m_beyond.clear();
+    closed.opensForReading = port.DriveAt(4).answersInquiry = true;
+    EXPECT_TRUE(drives.LookAgain());
+    EXPECT_EQ(drives.Count(), 2u);
+    EXPECT_TRUE(drives.Refused().empty());
+    port.Clear();
+    EXPECT_FALSE(drives.LookAgain());
+    EXPECT_TRUE(port.Sent().empty());
+    port.AddDrive(2, {2, 1, 0});
+    port.m_inventory = "one more";
+    EXPECT_TRUE(drives.LookAgain());
+    EXPECT_EQ(drives.Count(), 3u);
 }
 
 TEST(DiscoveryTest, LetterIsAskedOfTheSystemOnce) {

@@ -29,12 +29,12 @@ struct ChunkBench : DvdBench {
 };
 
 TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
-    const Lines whole = {"2A 00 00 12 34 20 00 00 10 @60"};
+    const Lines whole = {"2A 00 00 12 34 20 00 00 10"};
     const std::tuple<bool, uint32_t, int, Lines> cases[] = {
         {false, 0x123430, kWhole, {}},
         {false, 0x123500, kWhole, {}},
-        {false, 0x12342F, 2048, {"2A 00 00 12 34 2F 00 00 01 @60"}},
-        {false, 0x123423, 13 * 2048, {"2A 00 00 12 34 23 00 00 0D @60"}},
+        {false, 0x12342F, 2048, {"2A 00 00 12 34 2F 00 00 01"}},
+        {false, 0x123423, 13 * 2048, {"2A 00 00 12 34 23 00 00 0D"}},
         {false, 0x123420, kWhole, whole},
         {false, 0, kWhole, whole},
         {true, 0x123500, kWhole, whole},
@@ -85,7 +85,7 @@ TEST(DvdChunkTest, WaitsForALongWriteAsLongAsTheBufferNeeds) {
         bench.RefuseWrites(2, kLongWrite);
         EXPECT_EQ(bench.Write(16), c.result);
         EXPECT_EQ(bench.clock.Sleeps(), c.sleeps);
-        const Lines write = {"2A 00 00 00 00 10 00 00 10 @60"};
+        const Lines write = {"2A 00 00 00 00 10 00 00 10"};
         const Lines pair = write + Lines{"5C 00 00 00 00 00 00 00 0C"};
         EXPECT_EQ(bench.Trace(), c.result == kWhole ? pair + pair + write : pair);
     }
@@ -128,7 +128,7 @@ TEST(DvdChunkTest, FlushesTheCacheOfADriveInTheMiddleOfSomething) {
         bench.RefuseWrites(4, code);
         EXPECT_EQ(bench.Write(16), kWhole);
         EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(5000, 5000));
-        const Lines pair = {"2A 00 00 00 00 10 00 00 10 @60", "35"}; // flushed to the end
+        const Lines pair = {"2A 00 00 00 00 10 00 00 10", "35"}; // flushed to the end
         EXPECT_EQ(bench.Trace(), pair + pair + pair + pair + Lines{pair[0]});
         bench.RefuseWrites(1, code);
         bench.port.Queue(kSynchronizeCache, Sense(0x30C00));
@@ -163,10 +163,9 @@ TEST(DvdChunkTest, WritingInOneGoWaitsLongerUntilTheDriveHasPaused) {
     EXPECT_EQ(bench.Write(16), kWhole);
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(92)); // never at once in one go
     EXPECT_EQ(bench.Write(32), kWhole);
-    const std::string again = "2A 00 00 00 00 10 00 00 10 @180";
-    EXPECT_THAT(Trace(bench.port.Sent(kWrite10)),
-                ElementsAre("2A 00 00 00 00 00 00 00 10 @180", again, again,
-                            "2A 00 00 00 00 20 00 00 10 @60"));
+    const std::string again = "2A 00 00 00 00 10 00 00 10";
+    EXPECT_THAT(Trace(bench.port.Sent(kWrite10)), ElementsAre("2A 00 00 00 00 00 00 00 10", again,
+                                                              again, "2A 00 00 00 00 20 00 00 10"));
     EXPECT_EQ(s_nDaoToggle, 0);
 
     s_nDaoToggle = 1;
@@ -178,7 +177,7 @@ TEST(DvdChunkTest, WritingInOneGoWaitsLongerUntilTheDriveHasPaused) {
     s_nDaoToggle = -1;
     bench.drive.m_bDaoMode = false;
     EXPECT_EQ(bench.Write(64), kWhole);
-    EXPECT_EQ(bench.Trace().back(), "2A 00 00 00 00 40 00 00 10 @60");
+    EXPECT_EQ(bench.Trace().back(), "2A 00 00 00 00 40 00 00 10");
 }
 
 TEST(DvdChunkTest, ACancelEndsEveryWaitButNoChunkThatTheDriveTakes) {

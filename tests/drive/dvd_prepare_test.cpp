@@ -60,7 +60,7 @@ TEST(DvdPrepareTest, SetsTheDriveUpAsTheMediumAsks) {
         {"DVD-R in one go by choice", 0x11, kOneGoByChoice, oneGo, 0xC2},
         {"DVD-R, a drive without the feature", 0x11, kWithoutTheFeature, sequential, 0xC0},
         {"DVD-R without a stored calibration", 0x11, kNotCalibrated,
-         feature + kSetUpDash + Lines{"54 01 @120"} + kReadAddress, 0xC0},
+         feature + kSetUpDash + Lines{"54 01"} + kReadAddress, 0xC0},
         {"DVD-RW sequential", 0x14 | MEDIA_BLANK, kAsIs, sequential, 0xC0},
         {"DVD-RW that only takes one go", 0x14, kOneGoOnly, oneGo, 0x02},
         {"DVD-R DL", 0x15, kAsIs, feature + kSetUpDash + layers + kReadAddress, 0x00},

@@ -95,9 +95,11 @@ TEST_F(ShimTest, RowsAreFoundByPortTargetAndLun) {
             EXPECT_EQ(port.Sent().back().letterIndex, row);
         }
     }
-    transport.LockAndDismount(4, 1, 1);
-    transport.LockAndDismount(4, 7, 7);
-    EXPECT_THAT(port.Locked(), ElementsAre(3));
+    EXPECT_FALSE(transport.LockAndDismount(4, 1, 1).Refused());
+    EXPECT_TRUE(port.DriveAt(3).locked);
+    EXPECT_TRUE(transport.LockAndDismount(4, 7, 7).Refused()) << "there is no such drive";
+    transport.Unlock(4, 1, 1);
+    EXPECT_FALSE(port.DriveAt(3).locked);
 }
 
 TEST_F(ShimTest, TellsOfItsAdaptersAndRefusesOtherRequests) {
@@ -187,6 +189,21 @@ TEST_F(OneDriveTest, StaleHandleIsProbedAndTheCommandRepeatedOnce) {
     port.DriveAt(2).opensForReading = port.DriveAt(2).opensForWriting = false;
     EXPECT_EQ(Execute(0, {0, 5, 0}), SS_ERR);
     EXPECT_TRUE(port.Sent().empty());
+}
+
+TEST_F(OneDriveTest, LockedDriveIsOpenForWriting) {
+    ScriptedPort::Drive& drive = port.DriveAt(2);
+    drive.opensForWriting = false;
+    EXPECT_EQ(Execute(0), SS_COMP);
+    EXPECT_TRUE(transport.LockAndDismount(0, 0, 0).Refused()) << "by a handle that only reads";
+    EXPECT_FALSE(drive.locked);
+    drive.opensForWriting = true; // the user was given the right
+    EXPECT_FALSE(transport.LockAndDismount(0, 0, 0).Refused());
+    drive.opensForReading = false;
+    EXPECT_EQ(Execute(0), SS_COMP);
+    EXPECT_EQ(drive.live, 1);
+    drive.lock = {LockResult::State::Refused, u"somebody has it"};
+    EXPECT_EQ(transport.LockAndDismount(0, 0, 0).reason, u"somebody has it");
 }
 
 TEST_F(OneDriveTest, InquiryComesFromTheRow) {

@@ -1,5 +1,6 @@
 // The SG_IO port against a kernel that the test plays.
 #include "drive/linux/sg_port.h"
+#include "platform/text.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -41,11 +42,25 @@ class FakeKernel final : public ISystemCalls {
     }
     std::string ReadText(const std::string& path) override { return texts[path]; }
     std::string ReadLink(const std::string& path) override { return links[path]; }
-    bool Unmount(const std::string& devicePath) override {
-        unmounted.push_back(devicePath);
-        if (unmountWorks)
-            texts["/proc/self/mountinfo"] = "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n";
-        return unmountWorks;
+    std::vector<std::string> List(const std::string& folder) override {
+        std::set<std::string> names;
+        for (const auto* entries : {&texts, &links}) {
+            for (const auto& [path, content] : *entries) {
+                if (path.starts_with(folder + "/"))
+                    names.insert(path.substr(folder.size() + 1, path.find('/', folder.size() + 1) -
+                                                                    folder.size() - 1));
+            }
+        }
+        return {names.begin(), names.end()};
+    }
+    int Unmount(const std::string& mountPoint) override {
+        unmounted.push_back(mountPoint);
+        return -unmountError;
+    }
+    void Sleep(std::chrono::milliseconds time) override {
+        slept += time;
+        if (onSleep)
+            onSleep();
     }
 
     std::map<std::string, std::string> texts;
@@ -53,10 +68,25 @@ class FakeKernel final : public ISystemCalls {
     std::map<int, int> openErrors; // by access mode and O_EXCL
     std::vector<std::pair<std::string, int>> opened;
     std::set<int> live;
-    std::vector<std::string> unmounted;
-    bool unmountWorks = true;
+    std::vector<std::string> unmounted; // by the system call
+    int unmountError = EPERM;
+    std::chrono::milliseconds slept{};
+    std::function<void()> onSleep;
     int nextDescriptor = 10;
     std::function<int(sg_io_hdr&)> onSgIo = [](sg_io_hdr&) { return 0; };
+};
+
+// UDisks2 on its bus, or what answers in its place.
+class FakeBus final : public ISystemBus {
+  public:
+    BusReply Call(const BusCall& call) override {
+        calls.push_back(call.path + ' ' + call.interface + '.' + call.method);
+        EXPECT_LE(call.limit, std::chrono::seconds(30));
+        return onCall ? onCall() : BusReply();
+    }
+
+    std::vector<std::string> calls;
+    std::function<BusReply()> onCall;
 };
 
 // The port with one drive, sr0.
@@ -64,15 +94,26 @@ struct SgPortTest : testing::Test {
     SgPortTest() { kernel.AddDrive(0, "1:0:0:0"); }
 
     FakeKernel kernel;
-    CSgPort port{kernel};
+    FakeBus bus;
+    CSgPort port{bus, kernel};
 };
 
 TEST_F(SgPortTest, FindsTheDrivesOfSysfsByLetter) {
     kernel.AddDrive(23, "4:0:0:0");
     kernel.AddDrive(24, "5:0:0:0"); // no letter is left for it
+    kernel.AddDrive(10, "9:0:0:0");
+    kernel.texts["/sys/block/sr10/device/type"] = "4\n";
     kernel.texts["/sys/block/sr1/device/type"] = "0\n";
     for (int letter = -1; letter < 40; ++letter)
-        EXPECT_EQ(port.IsOpticalDrive(letter), letter == 2 || letter == 25) << letter;
+        EXPECT_EQ(port.IsOpticalDrive(letter), letter == 2 || letter == 12 || letter == 25)
+            << letter;
+    EXPECT_EQ(port.DisplayName(12), u"sr10");
+    EXPECT_THAT(port.DrivesWithoutLetter(),
+                ElementsAre(u"/dev/sr24 cannot be used: Larkspin knows the drives sr0 to sr23 "
+                            u"only."));
+    const std::string before = port.Inventory();
+    kernel.texts["/sys/block/sr0/device/model"] = "ANOTHER\n";
+    EXPECT_NE(port.Inventory(), before);
     EXPECT_EQ(port.DisplayName(2), u"sr0");
     EXPECT_EQ(port.DisplayName(25), u"sr23");
     EXPECT_EQ(port.DisplayName(3), u"");
@@ -98,7 +139,7 @@ TEST_F(SgPortTest, AddressesTellDrivesApartOrAreNotGiven) {
         FakeKernel own;
         for (size_t number = 0; number < c.addresses.size(); ++number)
             own.AddDrive(static_cast<int>(number), c.addresses[number]);
-        CSgPort ownPort(own);
+        CSgPort ownPort(bus, own);
         EXPECT_EQ(ownPort.Open(2, true)->Address(&address), c.error) << c.name;
         if (c.error == PortError::None) {
             EXPECT_EQ(std::tuple(address.port, address.target, address.lun), std::tuple(3, 1, 0));
@@ -134,7 +175,9 @@ TEST_F(SgPortTest, RequestBecomesOneSgIo) {
             EXPECT_TRUE(std::ranges::equal(cdb, std::span(header.cmdp, header.cmd_len)));
             return 0;
         };
-        const PortRequest request = {cdb, direction, data.data(), length, 9600};
+        std::array<uint8_t, 12> withLun = cdb;
+        withLun[1] |= 3 << 5;
+        const PortRequest request = {withLun, direction, data.data(), length, 9600};
         EXPECT_EQ(port.Open(2, true)->Execute(request).error, PortError::None);
         ASSERT_EQ(headers.size(), 1u);
         EXPECT_EQ(headers[0].interface_id, 'S');
@@ -173,7 +216,7 @@ TEST_F(SgPortTest, OutcomesOfTheKernelBecomeThoseOfThePort) {
         {"ENODEV", -ENODEV, 0, 0, 0, {}, PortError::InvalidHandle},
         {"ENXIO", -ENXIO, 0, 0, 0, {}, PortError::InvalidHandle},
         {"ETIMEDOUT", -ETIMEDOUT, 0, 0, 0, {}, PortError::TimedOut},
-        {"EPERM", -EPERM, 0, 0, 0, {}, PortError::Failed},
+        {"EPERM", -EPERM, 0, 0, 0, {}, PortError::AccessDenied},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -195,36 +238,101 @@ TEST_F(SgPortTest, OutcomesOfTheKernelBecomeThoseOfThePort) {
     }
 }
 
-TEST_F(SgPortTest, LockUnmountsTheDiscAndHoldsTheDeviceOnce) {
-    const std::string others = "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n";
-    const std::string mounted =
-        others + "90 22 11:0 / /media/disc ro shared:5 - iso9660 /dev/cdrom ro\n";
-    const std::tuple<const char*, std::string, bool, size_t> cases[] = {
-        {"mounted under another name", mounted, true, 1},
-        {"the helper refuses", mounted, false, 2},
-        {"not mounted", others, true, 0},
-        {"another drive's disc", "90 22 11:01 / /m ro - iso9660 x ro\n", true, 0},
+constexpr const char* kOthers = "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n";
+constexpr const char* kMountTable = "/proc/self/mountinfo";
+
+TEST_F(SgPortTest, LockUnmountsTheDiscAndHoldsTheDeviceForWriting) {
+    kernel.texts[kMountTable] = std::string(kOthers) +
+                                "90 22 11:0 / /media/disc ro shared:5 - iso9660 /dev/cdrom ro\n" +
+                                "91 22 11:01 / /m ro - iso9660 x ro\n";
+    bus.onCall = [this] {
+        kernel.texts[kMountTable] = kOthers;
+        return BusReply();
     };
-    for (const auto& [name, table, unmountWorks, unmounts] : cases) {
-        SCOPED_TRACE(name);
+    // A desktop that looks at the disc has it for a second, and then mounts it once more.
+    kernel.openErrors[O_RDWR | O_EXCL] = EBUSY;
+    const std::string mounted = kernel.texts[kMountTable];
+    kernel.onSleep = [&] {
+        if (kernel.slept < std::chrono::seconds(1))
+            return;
+        kernel.openErrors.clear();
+        kernel.texts[kMountTable] = mounted;
+    };
+    EXPECT_FALSE(port.LockAndDismount(2).Refused());
+    EXPECT_THAT(bus.calls, testing::Each("/org/freedesktop/UDisks2/block_devices/sr0 "
+                                         "org.freedesktop.UDisks2.Filesystem.Unmount"));
+    EXPECT_EQ(bus.calls.size(), 2u);
+    EXPECT_EQ(kernel.opened.back().second, O_RDWR | O_EXCL | O_NONBLOCK | O_CLOEXEC);
+    const size_t opens = kernel.opened.size();
+    EXPECT_FALSE(port.LockAndDismount(2).Refused());
+    EXPECT_EQ(kernel.opened.size(), opens) << "held already";
+    EXPECT_EQ(kernel.live.size(), 1u);
+    port.Unlock(2);
+    EXPECT_TRUE(kernel.live.empty());
+}
+
+TEST_F(SgPortTest, LockThatIsRefusedNamesTheReason) {
+    const BusReply busy = {"org.freedesktop.UDisks2.Error.DeviceBusy", "target is busy"};
+    const BusReply denied = {"org.freedesktop.UDisks2.Error.NotAuthorized", "Not authorized"};
+    const BusReply noBus = {"org.freedesktop.DBus.Error.NoServer", "no bus"};
+    struct {
+        const char* name;
+        std::string point; // where the disc is mounted, as the table has it
+        std::optional<BusReply> reply;
+        int unmountError, openError;
+        std::string file; // what the program "player" has open
+        std::string reason;
+    } const cases[] = {
+        {"all is well", "", {}, EPERM, 0, "/dev/sr0", ""},
+        {"root needs no UDisks", "/mnt", noBus, 0, 0, "", ""},
+        {"open file", "/media/a\\040b", busy, EPERM, 0, "/media/a b/film",
+         "mounted at \"/media/a b\" and cannot be unmounted: it is in use by player (77)."},
+        {"unseen file", "/m", busy, EPERM, 0, "/media", "unmounted: another program uses it."},
+        {"no right", "/m", denied, EPERM, 0, "", "UDisks says \"Not authorized\"."},
+        {"no bus", "/m", noBus, EPERM, 0, "", "does not answer (no bus). You can unmount it yours"},
+        {"no bus, open file", "/m", noBus, EBUSY, 0, "", "another program uses it."},
+        {"mounted again and again", "/m", BusReply(), EPERM, 0, "", "it comes back every time."},
+        {"held", "", {}, 0, EBUSY, "/dev/sr0", "/dev/sr0 is in use by player (77)."},
+        {"held by whom", "", {}, 0, EBUSY, "", "/dev/sr0 is in use by another program."},
+        {"no permission",
+         "",
+         {},
+         0,
+         EACCES,
+         "",
+         "You have no permission to read and write /dev/sr0"},
+        {"unplugged", "", {}, 0, ENXIO, "", "/dev/sr0 is not there any more."},
+        {"reader only", "", {}, 0, EROFS, "", "/dev/sr0 can only be read."},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         FakeKernel own;
         own.AddDrive(0, "1:0:0:0");
-        own.texts["/proc/self/mountinfo"] = table;
-        own.unmountWorks = unmountWorks;
-        {
-            CSgPort ownPort(own);
-            own.openErrors[O_RDONLY | O_EXCL] = EBUSY;
-            ownPort.LockAndDismount(2); // fails, and is tried again
-            own.openErrors.clear();
-            ownPort.LockAndDismount(2);
-            ownPort.LockAndDismount(2);
-            EXPECT_EQ(own.unmounted, std::vector<std::string>(unmounts, "/dev/sr0"));
-            EXPECT_EQ(own.opened.size(), 2u);
-            EXPECT_EQ(own.opened[0].second, O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC);
-            EXPECT_EQ(own.live.size(), 1u);
-        }
-        EXPECT_TRUE(own.live.empty());
+        own.texts[kMountTable] = kOthers;
+        if (!c.point.empty())
+            own.texts[kMountTable] += "90 22 11:0 / " + c.point + " ro - udf /dev/sr0 ro\n";
+        own.texts["/proc/77/comm"] = "player\n";
+        own.links["/proc/77/fd/3"] = c.file;
+        own.links["/proc/self"] = "78";
+        own.links["/proc/78/fd/3"] = "/dev/sr0";
+        own.unmountError = c.unmountError;
+        if (c.openError != 0)
+            own.openErrors[O_RDWR | O_EXCL] = c.openError;
+        FakeBus ownBus;
+        ownBus.onCall = [&] {
+            if (c.unmountError == 0)
+                own.texts[kMountTable] = kOthers;
+            return *c.reply;
+        };
+        CSgPort ownPort(ownBus, own);
+        const LockResult result = ownPort.LockAndDismount(2);
+        EXPECT_EQ(result.Refused(), !c.reason.empty());
+        EXPECT_THAT(ToNative(result.reason), testing::HasSubstr(c.reason));
+        EXPECT_EQ(own.live.size(), c.reason.empty() ? 1 : 0);
+        EXPECT_LE(own.slept, std::chrono::seconds(3));
     }
+    kernel.openErrors[O_RDONLY] = EACCES;
+    EXPECT_THAT(ToNative(port.WhyClosed(2)), testing::HasSubstr("adduser YOU cdrom"));
 }
 
 TEST(SystemCallsTest, FailuresAreNegativeErrnosAndEmptyTexts) {
@@ -237,7 +345,9 @@ TEST(SystemCallsTest, FailuresAreNegativeErrnosAndEmptyTexts) {
     sg_io_hdr header = {};
     EXPECT_EQ(calls.Ioctl(descriptor, SG_IO, &header), -ENOTTY);
     calls.Close(descriptor);
-    EXPECT_FALSE(calls.Unmount("/nowhere/sr0"));
+    EXPECT_LT(calls.Unmount("/nowhere/sr0"), 0);
+    EXPECT_TRUE(calls.List("/nowhere").empty());
+    EXPECT_THAT(calls.List("/proc"), testing::Contains(calls.ReadLink("/proc/self")));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 #include "drive/aspi_cd.h"
 #include "drive/port.h"
+#include "drive/timeouts.h"
 #include "drive/transport.h"
 #include "support/manual_clock.h"
 #include "support/port_answers.h"
@@ -83,6 +84,8 @@ class ScriptedPort final : public IScsiPort {
         bool opensForWriting = true;
         bool opensForReading = true;
         bool answersInquiry = true;
+        LockResult lock; // what an attempt to lock it ends in
+        bool locked = false;
         int opens = 0; // handles opened so far
         int live = 0;  // handles open now
     };
@@ -144,8 +147,6 @@ class ScriptedPort final : public IScsiPort {
         m_queued.clear();
         m_standing.clear();
     }
-    const std::vector<int>& Locked() const { return m_locked; }
-
     bool IsOpticalDrive(int letterIndex) override { return m_drives.contains(letterIndex); }
     std::u16string DisplayName(int letterIndex) override {
         return m_drives.contains(letterIndex)
@@ -163,7 +164,19 @@ class ScriptedPort final : public IScsiPort {
         ++drive.live;
         return std::make_unique<Device>(*this, letterIndex);
     }
-    void LockAndDismount(int letterIndex) override { m_locked.push_back(letterIndex); }
+    LockResult LockAndDismount(int letterIndex) override {
+        Drive& drive = DriveAt(letterIndex);
+        drive.locked = !drive.lock.Refused();
+        return drive.lock;
+    }
+    void Unlock(int letterIndex) override { DriveAt(letterIndex).locked = false; }
+    std::u16string WhyClosed(int letterIndex) override {
+        return DriveAt(letterIndex).opensForReading ? u"" : u"no permission";
+    }
+    std::vector<std::u16string> DrivesWithoutLetter() override { return m_beyond; }
+    std::string Inventory() override { return m_inventory; }
+    std::vector<std::u16string> m_beyond; // the test's to set, as the next
+    std::string m_inventory;
 
   private:
     class Device final : public IPortDevice {
@@ -252,13 +265,12 @@ class ScriptedPort final : public IScsiPort {
     Reply m_atPlace;
     Handler m_handler;
     std::vector<SentCommand> m_sent;
-    std::vector<int> m_locked;
 };
 
 using Lines = std::vector<std::string>;
 
 // The CDBs in hex without the zero bytes at their ends, with the seconds that the command may take
-// if those are not the usual 5: "5B 00 02 @480".
+// if those are not the usual ones: "51 00 00 00 00 00 00 00 FF @240".
 inline Lines Trace(const std::vector<SentCommand>& commands) {
     Lines trace;
     for (const SentCommand& command : commands) {
@@ -271,7 +283,7 @@ inline Lines Trace(const std::vector<SentCommand>& commands) {
             text += i > 0 ? " " : "";
             text += {kDigits[command.cdb[i] >> 4], kDigits[command.cdb[i] & 0x0F]};
         }
-        if (command.timeoutSeconds != 5)
+        if (command.timeoutSeconds != std::max(LeastSeconds(command.cdb), 5u))
             text += " @" + std::to_string(command.timeoutSeconds);
         trace.push_back(std::move(text));
     }

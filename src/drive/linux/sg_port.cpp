@@ -1,4 +1,5 @@
 #include "drive/linux/sg_port.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,7 +7,6 @@
 #include <fcntl.h>
 #include <scsi/sg.h>
 #include <set>
-#include <sstream>
 #include <tuple>
 #include <utility>
 
@@ -38,6 +38,9 @@ PortError ErrorOfErrno(int error) {
         return PortError::InvalidHandle;
     case ETIMEDOUT:
         return PortError::TimedOut;
+    case EACCES:
+    case EPERM:
+        return PortError::AccessDenied; // opened for reading only, or the kernel's command filter
     default:
         return PortError::Failed;
     }
@@ -107,6 +110,9 @@ PortCompletion CSgDevice::Execute(const PortRequest& request) {
     std::array<uint8_t, 16> cdb = {};
     const size_t cdbLength = std::min(request.cdb.size(), cdb.size());
     std::copy_n(request.cdb.begin(), cdbLength, cdb.begin());
+    // The address is in the descriptor. The kernel writes the LUN here where a device wants it,
+    // and others may refuse bits that are reserved (SPC-2 and later).
+    cdb[1] &= 0x1F;
 
     sg_io_hdr header = {};
     header.interface_id = 'S';
@@ -139,15 +145,10 @@ std::string KernelName(int letterIndex) {
 
 } // namespace
 
-CSgPort::CSgPort(ISystemCalls& calls, std::string sysfs, std::string deviceFolder,
+CSgPort::CSgPort(ISystemBus& bus, ISystemCalls& calls, std::string sysfs, std::string deviceFolder,
                  std::string mountTable)
-    : m_calls(calls), m_strSysfs(std::move(sysfs)), m_strDeviceFolder(std::move(deviceFolder)),
-      m_strMountTable(std::move(mountTable)) {}
-
-CSgPort::~CSgPort() {
-    for (const auto& [letterIndex, descriptor] : m_held)
-        m_calls.Close(descriptor);
-}
+    : m_bus(bus), m_calls(calls), m_strSysfs(std::move(sysfs)),
+      m_strDeviceFolder(std::move(deviceFolder)), m_strMountTable(std::move(mountTable)) {}
 
 std::string CSgPort::SysfsFolder(int letterIndex) const {
     return m_strSysfs + "/block/" + KernelName(letterIndex);
@@ -160,7 +161,9 @@ std::string CSgPort::DevicePath(int letterIndex) const {
 bool CSgPort::IsOpticalDrive(int letterIndex) {
     if (letterIndex < kFirstLetterIndex || letterIndex > kLastLetterIndex)
         return false;
-    return m_calls.ReadText(SysfsFolder(letterIndex) + "/device/type").starts_with("5\n");
+    // The peripheral device types that the kernel's driver takes (SPC): CD-ROM and write-once.
+    const std::string type = m_calls.ReadText(SysfsFolder(letterIndex) + "/device/type");
+    return type.starts_with("5\n") || type.starts_with("4\n");
 }
 
 std::u16string CSgPort::DisplayName(int letterIndex) {
@@ -211,36 +214,65 @@ PortError CSgPort::AddressOf(int letterIndex, PortAddress* address) {
     return IsOpticalDrive(letterIndex) ? PortError::None : PortError::InvalidHandle;
 }
 
-bool CSgPort::IsMounted(int letterIndex) {
-    // "major:minor", the third field of the table, is the same under every name of the device.
-    std::istringstream numberText(m_calls.ReadText(SysfsFolder(letterIndex) + "/dev"));
-    std::string number;
-    numberText >> number;
-    if (number.empty())
-        return false;
-    std::istringstream table(m_calls.ReadText(m_strMountTable));
-    for (std::string line; std::getline(table, line);) {
-        std::istringstream fields(line);
-        std::string id;
-        std::string parent;
-        std::string device;
-        if (fields >> id >> parent >> device && device == number)
-            return true;
-    }
-    return false;
+LockResult CSgPort::LockAndDismount(int letterIndex) {
+    if (m_held.contains(letterIndex))
+        return {};
+    auto lock = std::make_unique<CDeviceLock>(
+        m_calls, m_bus,
+        CDeviceLock::Place{DevicePath(letterIndex), SysfsFolder(letterIndex), m_strMountTable});
+    const LockResult result = lock->Take();
+    if (!result.Refused())
+        m_held.emplace(letterIndex, std::move(lock));
+    return result;
 }
 
-void CSgPort::LockAndDismount(int letterIndex) {
-    if (m_held.contains(letterIndex))
-        return;
-    constexpr int kMaxMountPoints = 8;
-    for (int round = 0; round < kMaxMountPoints && IsMounted(letterIndex); ++round) {
-        if (!m_calls.Unmount(DevicePath(letterIndex)))
-            break;
+void CSgPort::Unlock(int letterIndex) {
+    m_held.erase(letterIndex);
+}
+
+std::u16string CSgPort::WhyClosed(int letterIndex) {
+    const int descriptor = m_calls.Open(DevicePath(letterIndex), O_RDONLY | kNeverWait);
+    if (descriptor < 0)
+        return ToWide(DeviceRefusal(DevicePath(letterIndex), -descriptor));
+    m_calls.Close(descriptor);
+    return {};
+}
+
+std::vector<std::string> CSgPort::KernelNames() {
+    std::vector<std::string> names;
+    for (std::string& name : m_calls.List(m_strSysfs + "/block")) {
+        if (name.starts_with("sr") && name.size() > 2 &&
+            name.find_first_not_of("0123456789", 2) == std::string::npos)
+            names.push_back(std::move(name));
     }
-    const int descriptor = m_calls.Open(DevicePath(letterIndex), O_RDONLY | O_EXCL | kNeverWait);
-    if (descriptor >= 0)
-        m_held.emplace(letterIndex, descriptor);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<std::u16string> CSgPort::DrivesWithoutLetter() {
+    std::vector<std::u16string> texts;
+    for (const std::string& name : KernelNames()) {
+        bool hasLetter = false;
+        for (int letter = kFirstLetterIndex; letter <= kLastLetterIndex; ++letter)
+            hasLetter = hasLetter || KernelName(letter) == name;
+        if (!hasLetter)
+            texts.push_back(ToWide(m_strDeviceFolder + "/" + name +
+                                   " cannot be used: Larkspin knows the drives sr0 to " +
+                                   KernelName(kLastLetterIndex) + " only."));
+    }
+    return texts;
+}
+
+std::string CSgPort::Inventory() {
+    // A drive in the place of another may get its name and its address, but seldom its make too.
+    std::string inventory;
+    for (const std::string& name : KernelNames()) {
+        const std::string device = m_strSysfs + "/block/" + name + "/device";
+        inventory += name + ' ' + m_calls.ReadLink(device) + '\n';
+        for (const char* fact : {"/vendor", "/model", "/rev"})
+            inventory += m_calls.ReadText(device + fact);
+    }
+    return inventory;
 }
 
 } // namespace larkspin

@@ -4,11 +4,13 @@
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
+#include <sys/mount.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace larkspin {
@@ -40,32 +42,20 @@ class RealSystemCalls final : public ISystemCalls {
         return length > 0 ? std::string(target.data(), static_cast<size_t>(length)) : std::string();
     }
 
-    bool Unmount(const std::string& devicePath) override {
-        std::string device = devicePath;
-        std::string program = "udisksctl";
-        std::string verb = "unmount";
-        std::string deviceOption = "-b";
-        std::string quietOption = "--no-user-interaction";
-        const std::array<char*, 6> arguments = {program.data(),      verb.data(),
-                                                deviceOption.data(), device.data(),
-                                                quietOption.data(),  nullptr};
-        posix_spawn_file_actions_t actions;
-        ::posix_spawn_file_actions_init(&actions);
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-            ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
-        pid_t child = -1;
-        const int error =
-            ::posix_spawnp(&child, program.c_str(), &actions, nullptr, arguments.data(), environ);
-        ::posix_spawn_file_actions_destroy(&actions);
-        if (error != 0)
-            return false;
-        int status = 0;
-        while (::waitpid(child, &status, 0) < 0) {
-            if (errno != EINTR)
-                return false;
-        }
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    std::vector<std::string> List(const std::string& folder) override {
+        std::vector<std::string> names;
+        std::error_code error;
+        std::filesystem::directory_iterator entry(folder, error);
+        for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
+            names.push_back(entry->path().filename().string());
+        return names;
     }
+
+    int Unmount(const std::string& mountPoint) override {
+        return ::umount2(mountPoint.c_str(), UMOUNT_NOFOLLOW) == 0 ? 0 : -errno;
+    }
+
+    void Sleep(std::chrono::milliseconds time) override { std::this_thread::sleep_for(time); }
 };
 
 } // namespace

@@ -1,7 +1,9 @@
 // What the SG_IO port asks of the system, behind an interface so that tests can play the kernel.
 #pragma once
 
+#include <chrono>
 #include <string>
+#include <vector>
 
 namespace larkspin {
 
@@ -17,9 +19,11 @@ class ISystemCalls {
     // The text of a small file, or of what a symbolic link points to; empty if that fails.
     virtual std::string ReadText(const std::string& path) = 0;
     virtual std::string ReadLink(const std::string& path) = 0;
-    // Takes a mounted block device out of the file system, with the help of UDisks2. False if the
-    // helper could not be run or refused. Blocks until the helper has ended.
-    virtual bool Unmount(const std::string& devicePath) = 0;
+    // The names in a folder, in no order; empty if it can't be read.
+    virtual std::vector<std::string> List(const std::string& folder) = 0;
+    // 0, or -errno. Only a privileged process may unmount this way.
+    virtual int Unmount(const std::string& mountPoint) = 0;
+    virtual void Sleep(std::chrono::milliseconds time) = 0;
 };
 
 // The real system. One object for the process, always valid, free of state.
