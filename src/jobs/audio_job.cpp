@@ -48,6 +48,7 @@ class AudioWriting {
 
     JobEnv& m_env;
     CAspiCD& m_drive;
+    DriveHold m_hold{m_env.ui, m_drive};
     const std::vector<std::u16string>& m_queue;
     const double m_dSpeed;
     const CancelFunctor m_cancel;
@@ -56,10 +57,10 @@ class AudioWriting {
 
 // Prompts until the disc is a blank CD; false when the user gives up.
 bool AudioWriting::CheckDisc() {
-    for (;;) {
+    while (m_hold.Take()) {
         bool again = false;
         if (IsDvd(m_drive)) {
-            again = prompts::DvdAudioNotSupported(m_env.ui);
+            again = prompts::DvdAudioNotSupported(m_hold.UiWithFreeDrive());
         } else {
             m_drive.ReadDiskInfo();
             const bool blank = IsKnown(m_drive, DISK_BLANK);
@@ -68,12 +69,13 @@ bool AudioWriting::CheckDisc() {
             }
             again = !blank && IsKnown(m_drive, DISK_ERASABLE)
                         ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
-                        : prompts::NotSuitableForAudio(m_env.ui);
+                        : prompts::NotSuitableForAudio(m_hold.UiWithFreeDrive());
         }
         if (!again) {
             return false;
         }
     }
+    return false;
 }
 
 bool AudioWriting::OpenTracks(Tracks* tracks) {
@@ -142,6 +144,7 @@ CopyEnd AudioWriting::WriteCopy() {
     door.Release();
     progress.End();
     m_drive.EjectDisk();
+    m_hold.Release();
     if (!finished) {
         m_env.ui.ShowMessage(kLeadOutFailed);
     }

@@ -19,39 +19,40 @@ bool HasVolume(CAspiCD& drive) {
     return drive.HasIsoVolume() || drive.HasIsoVolume();
 }
 
-Verdict CheckWritableDvd(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
+Verdict CheckWritableDvd(DriveHold& hold, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
     const int32_t capacity = drive.GetDvdCapacity();
     if (capacity <= 0) {
-        return AgainIf(prompts::NotSuitableForWriting(env.ui));
+        return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
     }
     if (estimate > capacity) {
-        return AgainIf(
-            prompts::DataTooLargeForDisk(env.ui, prompts::ExcessMegabytes(estimate - capacity)));
+        return AgainIf(prompts::DataTooLargeForDisk(hold.UiWithFreeDrive(),
+                                                    prompts::ExcessMegabytes(estimate - capacity)));
     }
     disc->ignorePrevious = !HasVolume(drive);
     return Verdict::Passed;
 }
 
 // Compares with the whole disc, not with what is free on it.
-Verdict CheckWritableCd(JobEnv& env, CAspiCD& drive, int32_t estimate) {
+Verdict CheckWritableCd(DriveHold& hold, CAspiCD& drive, int32_t estimate) {
     if (estimate > kCdLimitSectors) {
-        return AgainIf(prompts::TooMuchDataForCd(env.ui));
+        return AgainIf(prompts::TooMuchDataForCd(hold.UiWithFreeDrive()));
     }
     const std::optional<int32_t> capacity = KnownCapacity(drive);
     if (!capacity) {
-        return AgainIf(prompts::NotSuitableForWriting(env.ui));
+        return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
     }
     if (*capacity >= estimate) {
         return Verdict::Passed;
     }
-    return AgainIf(IsKnown(drive, DISK_BLANK) ? prompts::CapacityNotEnough(env.ui)
-                                              : prompts::NotSuitableForWriting(env.ui));
+    return AgainIf(IsKnown(drive, DISK_BLANK)
+                       ? prompts::CapacityNotEnough(hold.UiWithFreeDrive())
+                       : prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
 }
 
-Verdict OfferErase(JobEnv& env, CAspiCD& drive, int32_t estimate) {
+Verdict OfferErase(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate) {
     const int32_t limit = IsDvd(drive) ? kDvdLimitSectors : kCdLimitSectors;
     if (estimate > limit || !IsKnown(drive, DISK_ERASABLE)) {
-        return AgainIf(prompts::NotSuitableForWriting(env.ui));
+        return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
     }
     return AgainIf(prompts::EraseForMoreSpace(env.ui) && InJobErase(env, drive));
 }
@@ -65,7 +66,7 @@ bool IsWrittenInPlace(uint32_t profile) {
     return IsOverwritten(profile) || profile == mmc::kProfileDvdRam;
 }
 
-Verdict CheckOnce(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
+Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
     drive.ReadDiskInfo();
     const uint32_t profile = ProfileOf(drive);
     if (IsWrittenInPlace(profile)) {
@@ -73,10 +74,10 @@ Verdict CheckOnce(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc)
         drive.m_dwDiskKnown |= DISK_APPENDABLE;
     }
     if (!IsKnown(drive, DISK_APPENDABLE)) {
-        return OfferErase(env, drive, estimate);
+        return OfferErase(env, hold, drive, estimate);
     }
-    return IsDvd(drive) ? CheckWritableDvd(env, drive, estimate, disc)
-                        : CheckWritableCd(env, drive, estimate);
+    return IsDvd(drive) ? CheckWritableDvd(hold, drive, estimate, disc)
+                        : CheckWritableCd(hold, drive, estimate);
 }
 
 } // namespace
@@ -86,16 +87,18 @@ int64_t DataRoom::Excess() const {
     return capacity > 0 ? std::max<int64_t>(end - capacity, 0) : 0;
 }
 
-bool CheckDataDisc(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
-    for (;;) {
-        const Verdict verdict = CheckOnce(env, drive, estimate, disc);
+bool CheckDataDisc(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
+    while (hold.Take()) {
+        const Verdict verdict = CheckOnce(env, hold, drive, estimate, disc);
         if (verdict != Verdict::Again) {
             return verdict == Verdict::Passed;
         }
     }
+    return false;
 }
 
-Verdict AskForRoom(JobEnv& env, CAspiCD& drive, const DataRoom& room, DataDisc* disc) {
+Verdict AskForRoom(JobEnv& env, DriveHold& hold, CAspiCD& drive, const DataRoom& room,
+                   DataDisc* disc) {
     const uint32_t profile = ProfileOf(drive);
     const bool isInPlace = IsWrittenInPlace(profile);
     const bool isWorthIt = room.start > 0 && room.sectors <= room.capacity;
@@ -109,7 +112,8 @@ Verdict AskForRoom(JobEnv& env, CAspiCD& drive, const DataRoom& room, DataDisc* 
         disc->ignorePrevious = true;
         return Verdict::Passed;
     }
-    return AgainIf(prompts::DataTooLargeForDisk(env.ui, prompts::ExcessMegabytes(room.Excess())));
+    return AgainIf(prompts::DataTooLargeForDisk(hold.UiWithFreeDrive(),
+                                                prompts::ExcessMegabytes(room.Excess())));
 }
 
 } // namespace larkspin

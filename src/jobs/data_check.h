@@ -34,15 +34,17 @@ struct DataRoom {
 
 // Looks at the disc in the drive, and prompts for another one or erases it, until it takes
 // `estimate` sectors or the user gives up. True when the disc fits; how to write it goes to *disc.
+// The drive is held then, and has been since before the disc was looked at.
 //
 // The estimate is that of the files alone, against the whole disc: what is there already may serve
 // for files that have not changed. Only the volume itself tells whether it fits beside the rest.
-bool CheckDataDisc(JobEnv& env, CAspiCD& drive, int32_t estimate, DataDisc* disc);
+bool CheckDataDisc(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate, DataDisc* disc);
 
 // Asks what to do about a volume that doesn't fit. A disc that would take it if it were empty, and
 // can be emptied, may be given away for it: one that is blanked is to be looked at again, one that
 // is written in place passes, with *disc changed. Another disc or another selection is left for the
 // rest. The windows of the job are down meanwhile.
-Verdict AskForRoom(JobEnv& env, CAspiCD& drive, const DataRoom& room, DataDisc* disc);
+Verdict AskForRoom(JobEnv& env, DriveHold& hold, CAspiCD& drive, const DataRoom& room,
+                   DataDisc* disc);
 
 } // namespace larkspin

@@ -301,11 +301,11 @@ bool DataWriting::Abort(const char16_t* message) {
 
 // Brings the disc, the volume and the room for it together, with the help of the user. Nothing is
 // written but an erase that the user has asked for.
-std::optional<DataWriting::Start> BeginWriting(JobEnv& env, CAspiCD& drive, DataWriting& writing,
-                                               int32_t estimate) {
+std::optional<DataWriting::Start> BeginWriting(JobEnv& env, DriveHold& hold, CAspiCD& drive,
+                                               DataWriting& writing, int32_t estimate) {
     DataDisc disc;
     for (Verdict verdict = Verdict::Again;;) {
-        if (verdict == Verdict::Again && !CheckDataDisc(env, drive, estimate, &disc)) {
+        if (verdict == Verdict::Again && !CheckDataDisc(env, hold, drive, estimate, &disc)) {
             return std::nullopt;
         }
         const DataWriting::Start start = writing.Prepare(disc);
@@ -313,7 +313,7 @@ std::optional<DataWriting::Start> BeginWriting(JobEnv& env, CAspiCD& drive, Data
             return start;
         }
         writing.Abandon();
-        verdict = AskForRoom(env, drive, writing.Room(), &disc);
+        verdict = AskForRoom(env, hold, drive, writing.Room(), &disc);
         if (verdict == Verdict::GiveUp) {
             return std::nullopt;
         }
@@ -334,9 +334,10 @@ JobEnd DataJob(JobEnv& env) {
     }
     const std::vector<std::u16string> files = ExpandPaths(env.files, queueCopy);
     const VolumeTitle title = MakeVolumeTitle(parameters.strTitle, env.clock.Now());
+    DriveHold hold(env.ui, *drive);
     DataWriting writing(env, *drive, queueCopy, title, parameters.dSpeed);
     const std::optional<DataWriting::Start> start =
-        BeginWriting(env, *drive, writing, HeldSectors(SectorsOfFiles(env.files, files)));
+        BeginWriting(env, hold, *drive, writing, HeldSectors(SectorsOfFiles(env.files, files)));
     if (!start) {
         return JobEnd::Exit;
     }
@@ -348,6 +349,7 @@ JobEnd DataJob(JobEnv& env) {
     if (eject) {
         drive->EjectDisk();
     }
+    hold.Release();
     ShowClosingNotices(env.ui, writing.Notices());
     return JobEnd::Exit;
 }

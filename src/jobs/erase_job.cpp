@@ -87,8 +87,12 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
     if (choice.mode == EraseMode::Cancelled) {
         return JobEnd::Idle;
     }
+    DriveHold hold(env.ui, *drive);
+    if (!hold.Take()) {
+        return JobEnd::Idle;
+    }
     while (!CanErase(*drive)) {
-        if (!prompts::CannotEraseThisDisk(env.ui)) {
+        if (!prompts::CannotEraseThisDisk(hold.UiWithFreeDrive()) || !hold.Take()) {
             return JobEnd::Idle;
         }
         drive->TestUnitReady(); // takes the news of another disc

@@ -90,6 +90,7 @@ class ImageWriting {
 
     JobEnv& m_env;
     CAspiCD& m_drive;
+    DriveHold m_hold{m_env.ui, m_drive};
     const std::u16string& m_strPath;
     const int64_t m_nBytes;
     const int32_t m_nSectors; // a last part shorter than a sector is left out
@@ -99,12 +100,13 @@ class ImageWriting {
 };
 
 bool ImageWriting::CheckDisc() {
-    for (;;) {
+    while (m_hold.Take()) {
         const Verdict verdict = CheckOnce();
         if (verdict != Verdict::Again) {
             return verdict == Verdict::Passed;
         }
     }
+    return false;
 }
 
 ImageWriting::Verdict ImageWriting::CheckOnce() {
@@ -114,23 +116,24 @@ ImageWriting::Verdict ImageWriting::CheckOnce() {
     if (!overwritten && !IsKnown(m_drive, DISK_BLANK)) {
         return AgainIf(IsKnown(m_drive, DISK_ERASABLE)
                            ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
-                           : prompts::NotSuitableForImage(m_env.ui));
+                           : prompts::NotSuitableForImage(m_hold.UiWithFreeDrive()));
     }
     return IsDvd(m_drive) ? CheckDvd() : CheckCd();
 }
 
 ImageWriting::Verdict ImageWriting::WasteUnless(bool accepted) {
-    return accepted ? Verdict::Passed : AgainIf(prompts::InsertAnotherDisk(m_env.ui));
+    return accepted ? Verdict::Passed
+                    : AgainIf(prompts::InsertAnotherDisk(m_hold.UiWithFreeDrive()));
 }
 
 ImageWriting::Verdict ImageWriting::CheckDvd() {
     const int32_t capacity = m_drive.GetDvdCapacity();
     if (capacity <= 0) {
-        return AgainIf(prompts::NotSuitableForImage(m_env.ui));
+        return AgainIf(prompts::NotSuitableForImage(m_hold.UiWithFreeDrive()));
     }
     if (m_nSectors > capacity) {
         return AgainIf(prompts::ImageTooLargeForDisk(
-            m_env.ui, prompts::ExcessMegabytes(m_nSectors - capacity)));
+            m_hold.UiWithFreeDrive(), prompts::ExcessMegabytes(m_nSectors - capacity)));
     }
     const bool erasableKnown = (m_drive.m_dwDiskKnown & DISK_ERASABLE) != 0;
     if (m_nSectors < kCdLimitSectors && erasableKnown && !IsKnown(m_drive, DISK_ERASABLE)) {
@@ -152,7 +155,7 @@ ImageWriting::Verdict ImageWriting::CheckCd() {
     }
     if (*capacity < kAnyImageBlocks && m_nSectors > *capacity) {
         return AgainIf(prompts::ImageTooLargeForDisk(
-            m_env.ui, prompts::ExcessMegabytes(m_nSectors - *capacity)));
+            m_hold.UiWithFreeDrive(), prompts::ExcessMegabytes(m_nSectors - *capacity)));
     }
     return Verdict::Passed;
 }
@@ -162,6 +165,7 @@ bool ImageWriting::WriteCopy() {
         return false;
     }
     m_drive.EjectDisk();
+    m_hold.Release();
     ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
     return true;
 }

@@ -1,5 +1,6 @@
 #include "jobs/job_frame.h"
 #include "drive/mmc.h"
+#include "jobs/prompts.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -147,6 +148,24 @@ void ProgressScope::End() {
     m_ui.StopTrayAnimation();
     m_callbacks.reset();
     (m_ui.*OperationsOf(m_kind).stop)();
+}
+
+bool DriveHold::Take() {
+    while (!m_bHeld) {
+        const LockResult result = m_drive.LockAndDismount();
+        m_bHeld = !result.Refused();
+        if (!m_bHeld && !prompts::DriveNotHeld(m_ui, result.reason)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void DriveHold::Release() {
+    if (m_bHeld) {
+        m_drive.Unlock();
+        m_bHeld = false;
+    }
 }
 
 void DoorLock::Release() {

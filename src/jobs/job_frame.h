@@ -77,6 +77,32 @@ class ProgressScope {
     std::optional<TrayCallbackGuard> m_callbacks;
 };
 
+// The drive, kept from everybody else (CAspiCD::LockAndDismount): held before the last look at the
+// disc, so that it is still the same when it is written, and until it has come out. While the user
+// is to put in another disc the drive is free, for otherwise its button does nothing.
+class DriveHold {
+  public:
+    DriveHold(CCDWriterUI& ui, CAspiCD& drive) : m_ui(ui), m_drive(drive) {}
+    DriveHold(const DriveHold&) = delete;
+    DriveHold& operator=(const DriveHold&) = delete;
+    ~DriveHold() { Release(); }
+
+    // Asks the user when somebody else has the drive, as often as they wish. False when they give
+    // up.
+    bool Take();
+    void Release();
+    // Frees the drive for a question that another disc may answer, and gives what to ask it with.
+    CCDWriterUI& UiWithFreeDrive() {
+        Release();
+        return m_ui;
+    }
+
+  private:
+    CCDWriterUI& m_ui;
+    CAspiCD& m_drive;
+    bool m_bHeld = false;
+};
+
 // The drive's door, locked until the object ends.
 class DoorLock {
   public:

@@ -107,6 +107,12 @@ bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds) {
                        minutes, seconds));
 }
 
+bool DriveNotHeld(CCDWriterUI& ui, const std::u16string& reason) {
+    return OkCancel(ui, u"Larkspin must have the drive to itself to write, and cannot have it. As "
+                        u"long as that is so nothing is written.\n\n" +
+                            reason + u"\n\nPress \"OK\" to try again.");
+}
+
 bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies) {
     return ui.AskUser(FormatWide("Written %u of %u disks, %u disks left.\n\n"
                                  "Please insert next disk and press \"OK\".",

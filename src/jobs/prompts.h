@@ -7,6 +7,7 @@
 #include "ui/ccdwriter_ui.h"
 
 #include <cstdint>
+#include <string>
 
 namespace larkspin::prompts {
 
@@ -32,6 +33,8 @@ bool UseUnidentifiedDisk(CCDWriterUI& ui);
 
 // "%d:%02d" of the excess in minutes and seconds.
 bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds);
+// The drive can't be had alone; the reason is a sentence of its own. OK tries again.
+bool DriveNotHeld(CCDWriterUI& ui, const std::u16string& reason);
 bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies);
 
 // Told, not asked. False when the program is going away, and there is nobody to insert one.

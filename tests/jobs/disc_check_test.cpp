@@ -3,6 +3,8 @@
 #include "faulty_files.h"
 #include "job_bench.h"
 
+#include <set>
+
 namespace larkspin {
 namespace {
 
@@ -61,6 +63,82 @@ TEST(DiscCheck, IsNotBegunWithoutParametersAndADrive) {
         EXPECT_EQ(bench.ui.Texts(), Texts{});
         EXPECT_EQ(bench.host.clears, 0) << "the queue is kept";
         EXPECT_FALSE(bench.WasEjected());
+    }
+}
+
+// The virtual drive, in the hands of somebody else for a number of attempts.
+class ContestedPort final : public IScsiPort {
+  public:
+    ContestedPort(VirtualDrive& drive, int refusals) : m_drive(drive), m_nRefusals(refusals) {}
+
+    bool IsHeld() const { return m_bHeld; }
+
+    bool IsOpticalDrive(int letter) override { return m_drive.IsOpticalDrive(letter); }
+    std::u16string DisplayName(int letter) override { return m_drive.DisplayName(letter); }
+    std::unique_ptr<IPortDevice> Open(int letter, bool writeAccess) override {
+        return m_drive.Open(letter, writeAccess);
+    }
+    LockResult LockAndDismount(int) override {
+        m_bHeld = m_nRefusals == 0;
+        if (m_bHeld) {
+            return {};
+        }
+        --m_nRefusals;
+        return {LockResult::State::Refused, u"/dev/sr0 is in use by other (4711)."};
+    }
+    void Unlock(int) override { m_bHeld = false; }
+    std::u16string WhyClosed(int) override { return {}; }
+    std::vector<std::u16string> DrivesWithoutLetter() override { return {}; }
+    std::string Inventory() override { return {}; }
+
+  private:
+    VirtualDrive& m_drive;
+    int m_nRefusals;
+    bool m_bHeld = false;
+};
+
+TEST(DiscCheck, NothingIsWrittenOnAnyRoadUnlessTheDriveIsHeld) {
+    const struct {
+        JobKind job;
+        const char* kind;
+        bool suitable = true; // the disc
+    } cases[] = {
+        {JobKind::Data, "cd-r"},         {JobKind::Data, "dvd+r"},
+        {JobKind::Audio, "cd-r"},        {JobKind::Image, "cd-r"},
+        {JobKind::Image, "dvd+rw"},      {JobKind::Erase, "cd-rw"},
+        {JobKind::Erase, "dvd+rw"},      {JobKind::Audio, "dvd+r", false},
+        {JobKind::Erase, "cd-r", false},
+    };
+    const std::set<uint8_t> needHold = {
+        mmc::kWrite10,           mmc::kFormatUnit,    mmc::kSendCueSheet, mmc::kSendOpcInformation,
+        mmc::kCloseTrackSession, mmc::kStartStopUnit, mmc::kModeSelect10, mmc::kBlank};
+    for (const auto& test : cases) {
+        for (const bool giveUp : {false, true}) {
+            SCOPED_TRACE(Format("%s, %d, %d", test.kind, static_cast<int>(test.job), giveUp));
+            JobBench bench(test.kind);
+            const int refusals = giveUp ? 1 : 2;
+            ContestedPort port(bench.drive, refusals);
+            ASSERT_EQ(bench.drives.ScanDrives(port, bench.clock, {}), DriveList::ScanResult::Found);
+            bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+                EXPECT_TRUE(port.IsHeld() || !needHold.contains(request.cdb[0]))
+                    << int{request.cdb[0]};
+                return std::nullopt;
+            };
+            int contested = 0;
+            bench.ui.onBox = [&](const FakeUi::Box& box) {
+                EXPECT_FALSE(port.IsHeld()) << "the user can't take the disc out";
+                const bool isContest =
+                    box.text.find(u"/dev/sr0 is in use by other (4711).") != std::u16string::npos;
+                contested += isContest ? 1 : 0;
+                return isContest && !giveUp;
+            };
+            bench.RunOne(test.job, bench.AddWav("a.wav", Payload(320 * 2352, 1)));
+            EXPECT_EQ(contested, refusals);
+            EXPECT_EQ(bench.WasEjected(), !giveUp && test.suitable);
+            EXPECT_FALSE(port.IsHeld());
+            EXPECT_TRUE(!giveUp || bench.host.clears == 0) << "the queue is kept";
+            bench.drives.ReleaseDrives();
+        }
     }
 }
 
