@@ -3,9 +3,42 @@
 
 namespace larkspin {
 
+namespace {
+
+std::u16string JoinedRefusals(const DriveList& drives) {
+    std::u16string text;
+    for (const std::u16string& refusal : drives.Refused()) {
+        text += (text.empty() ? u"" : u"\n\n") + refusal;
+    }
+    return text;
+}
+
+} // namespace
+
+std::u16string NoDriveText(const DriveList& drives) {
+    return drives.Refused().empty()
+               ? u"No optical drives found in your system."
+               : u"No optical drive of your system can be used.\n\n" + JoinedRefusals(drives);
+}
+
 DriveCatalog::DriveCatalog(DriveList& drives) : m_drives(drives) {
-    for (size_t i = 0; i < drives.Count(); ++i) {
-        CAspiCD& drive = drives.At(i);
+    TakeEntries();
+}
+
+void DriveCatalog::LookAgain() {
+    if (m_drives.LookAgain()) {
+        TakeEntries();
+    }
+}
+
+std::u16string DriveCatalog::RefusedText() const {
+    return JoinedRefusals(m_drives);
+}
+
+void DriveCatalog::TakeEntries() {
+    m_entries.clear();
+    for (size_t i = 0; i < m_drives.Count(); ++i) {
+        CAspiCD& drive = m_drives.At(i);
         m_entries.push_back({drive.m_strName, drive.DisplayName(), drive.GetDriveLetter()});
     }
 }

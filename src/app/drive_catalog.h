@@ -1,7 +1,7 @@
 // The drives as the dialogs and the outside know them.
 //
-// Names, labels and letters are taken once, at construction on the main thread while no job runs;
-// afterwards they may be read on any thread. The speeds are asked of the drive each time.
+// Names, labels and letters are taken at construction and by LookAgain, on the main thread while no
+// job runs; in between they may be read on any thread. The speeds are asked of the drive each time.
 #pragma once
 
 #include "drive/drive_list.h"
@@ -14,10 +14,20 @@
 
 namespace larkspin {
 
+// What the user is told when there is no drive to work with.
+std::u16string NoDriveText(const DriveList& drives);
+
 class DriveCatalog final : public IDriveCatalog {
   public:
-    // `drives` is kept and must stay as it is.
+    // `drives` is kept; only this object may scan again.
     explicit DriveCatalog(DriveList& drives);
+
+    // Takes notice of drives that have come or gone; the indices of drives may be others then.
+    void LookAgain();
+    // What the user must know of the drives that are there and can't be used; empty if there are
+    // none.
+    std::u16string RefusedText() const;
+    std::u16string NoDriveText() const { return larkspin::NoDriveText(m_drives); }
 
     size_t Count() override { return m_entries.size(); }
     std::u16string Name(size_t index) override { return m_entries.at(index).name; }
@@ -37,6 +47,8 @@ class DriveCatalog final : public IDriveCatalog {
         std::u16string label;
         char16_t letter = 0;
     };
+
+    void TakeEntries();
 
     DriveList& m_drives;
     std::vector<Entry> m_entries;

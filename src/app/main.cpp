@@ -85,7 +85,7 @@ int RunWithDrives(IClock& clock) {
         ShowStopBox(u"Internal error #1400. Cannot load ASPI driver.", kBoxTitle);
         return kExitNormal;
     case DriveList::ScanResult::None:
-        ShowStopBox(u"No optical drives found in your system.", kBoxTitle);
+        ShowStopBox(NoDriveText(drives), kBoxTitle);
         return kExitNormal;
     case DriveList::ScanResult::Found:
         break;

@@ -23,6 +23,7 @@ constexpr const char16_t* kFirstFiles =
     u"To start writing Data CD quickly double-click this icon.";
 constexpr uint32_t kFirstFilesTimeMs = 5000;
 constexpr uint32_t kCalculatingTimeMs = 60000;
+constexpr uint32_t kRefusedTimeMs = 20000;
 constexpr uint32_t kSummaryTimeMs = 20000;
 
 } // namespace
@@ -34,6 +35,7 @@ int32_t CMainDlg::ProcessMessage(uint32_t message, uint32_t argument, const std:
     switch (message) {
     case WM_INITDIALOG:
         m_bQueueTakenOver = false;
+        TellRefusedDrives();
         return kDone;
     case WM_COPYDATA:
         if (argument == COPYDATA_PATH_TAG) {
@@ -127,8 +129,33 @@ int32_t CMainDlg::TakeOverQueue() {
     return kDone;
 }
 
+void CMainDlg::TellRefusedDrives() {
+    const std::u16string text = m_drives.RefusedText();
+    if (!text.empty() && text != m_strRefusedTold) {
+        m_view.ShowBalloon(text, kBoxTitle, BalloonIcon::Warning, kRefusedTimeMs);
+    }
+    m_strRefusedTold = text;
+}
+
+// False, and told, if there is no drive. A job that runs has the drives to itself.
+bool CMainDlg::LookForDrives() {
+    if (m_writer.IsBusy()) {
+        return true;
+    }
+    m_drives.LookAgain();
+    if (m_drives.Count() == 0) {
+        m_view.ShowErrorBox(m_drives.NoDriveText(), kBoxTitle);
+        return false;
+    }
+    TellRefusedDrives();
+    return true;
+}
+
 template <typename Start>
 int32_t CMainDlg::Guarded(Start start) {
+    if (!LookForDrives()) {
+        return kNotStarted;
+    }
     try {
         start();
         return kStarted;
@@ -162,6 +189,9 @@ int32_t CMainDlg::BurnImageFile() {
 int32_t CMainDlg::EraseDiskInDrive() {
     const char16_t letter = m_strStagedPath.empty() ? u'\0' : m_strStagedPath.front();
     m_strStagedPath.clear();
+    if (!m_writer.IsBusy()) {
+        m_drives.LookAgain();
+    }
     const std::optional<uint32_t> index = m_drives.FindLetter(letter);
     if (!index) {
         return kNotStarted;
@@ -170,6 +200,9 @@ int32_t CMainDlg::EraseDiskInDrive() {
 }
 
 int32_t CMainDlg::EraseDisk(std::u16string_view drive) {
+    if (!m_writer.IsBusy()) {
+        m_drives.LookAgain(); // it may have been plugged in just now
+    }
     const char16_t letter = m_drives.LetterOf(drive);
     m_strStagedPath = letter != 0 ? std::u16string(1, letter) : std::u16string();
     return EraseDiskInDrive();

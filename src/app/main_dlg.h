@@ -68,6 +68,8 @@ class CMainDlg {
     int32_t Command(uint32_t command);
     int32_t Quit(int32_t code);
     void ShowQueueSummary();
+    bool LookForDrives();
+    void TellRefusedDrives();
     template <typename Start>
     int32_t Guarded(Start start);
 
@@ -78,6 +80,7 @@ class CMainDlg {
     bool m_bFirstFilesNoticeShown = false;
     std::u16string m_strStagedPath;
     bool m_bClickPending = false;
+    std::u16string m_strRefusedTold;    // of drives that can't be used
     std::optional<int32_t> m_nQuitCode; // of a quit that waits for a job
 };
 

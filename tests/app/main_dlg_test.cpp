@@ -157,6 +157,39 @@ TEST(MessageTable, EraseTakesTheStagedPathAwayAndEraseDiskTranslates) {
     }
 }
 
+TEST(Drives, AreLookedForWheneverAJobStarts) {
+    DlgBench bench;
+    bench.Queue(u"/a");
+    ScriptedPort::Drive& added = bench.port.AddDrive(kFirstLetterIndex + 2, {0, 2, 0});
+    bench.port.m_inventory = "one more";
+    EXPECT_EQ(bench.dlg.EraseDisk(u"sr2"), 0);
+    ASSERT_TRUE(bench.AJobWasStarted());
+    bench.port.m_inventory = "still another";
+    EXPECT_EQ(bench.dlg.EraseDisk(u"sr2"), -1) << "a job runs";
+    EXPECT_EQ(bench.catalog.Label(2), u"sr2");
+    bench.EndJob();
+    const size_t balloons = bench.view.Balloons().size();
+    added.opensForWriting = added.opensForReading = false;
+    for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(bench.dlg.ProcessMessage(UM_WRITE_DATA), 0);
+        ASSERT_TRUE(bench.AJobWasStarted());
+        bench.EndJob();
+        EXPECT_EQ(bench.catalog.Count(), 2u);
+    }
+    ASSERT_EQ(bench.view.Balloons().size(), balloons + 1) << "told once";
+    EXPECT_EQ(bench.view.Balloons().back().text, u"no permission");
+    for (int letter = kFirstLetterIndex; letter < kFirstLetterIndex + 2; ++letter) {
+        bench.port.DriveAt(letter).opensForWriting = false;
+        bench.port.DriveAt(letter).opensForReading = false;
+    }
+    EXPECT_EQ(bench.dlg.ProcessMessage(UM_WRITE_DATA), -1);
+    const std::u16string reasons = u"no permission\n\nno permission\n\nno permission";
+    EXPECT_EQ(bench.view.errors.back().first,
+              u"No optical drive of your system can be used.\n\n" + reasons);
+    DriveList none;
+    EXPECT_EQ(NoDriveText(none), u"No optical drives found in your system.");
+}
+
 TEST(Quitting, EndsAJobThatAsksAndWaitsForItsEnd) {
     const struct {
         uint32_t message;
