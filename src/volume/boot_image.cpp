@@ -81,7 +81,7 @@ uint8_t FloppyMedia(uint32_t virtualSectors) {
 
 BootImage ReadBootImage(IFileSystem& files, const BootEntry& boot, const IsoEntry& entry) {
     const uint32_t virtualSectors = SectorsOf(entry.size) * kVirtualSectors;
-    BootImage image = {.start = entry.record.extent};
+    BootImage image = {.start = entry.start_sector};
     uint32_t load = 1; // an emulated medium is booted by its first sector
     if (boot.hard_disk_emulation) {
         image.media = kHardDisk;
@@ -101,8 +101,9 @@ BootImage ReadBootImage(IFileSystem& files, const BootEntry& boot, const IsoEntr
 
 BootPatches::Patch MakeBootTable(IFileSystem& files, const IsoEntry& entry,
                                  uint32_t primaryDescriptor) {
-    if (entry.size < kChecksumFrom) {
-        FailBad(); // the table would make the file longer
+    // The table would make the file longer, or has no room for its size.
+    if (entry.size < kChecksumFrom || entry.size > UINT32_MAX) {
+        FailBad();
     }
     BootPatches::Patch patch;
     patch.path = entry.SourcePath();
@@ -133,7 +134,7 @@ BootPatches::Patch MakeBootTable(IFileSystem& files, const IsoEntry& entry,
     FieldWriter writer(patch.table);
     writer.Little32(0, primaryDescriptor);
     writer.Little32(4, entry.record.extent);
-    writer.Little32(8, entry.size);
+    writer.Little32(8, static_cast<uint32_t>(entry.size));
     writer.Little32(12, checksum);
     return patch;
 }

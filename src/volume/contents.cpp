@@ -17,17 +17,18 @@ namespace larkspin {
 
 namespace {
 
-// Addresses have 32 bits, and the jobs count sectors with a sign; no disc comes near.
-constexpr uint64_t kMostSectors = INT32_MAX;
-
 void TakeExtentOf(const IsoDirectory& directory, DirectoryRecord& record) {
     record.extent = directory.iso_extent;
     record.size = RoundToSectors(directory.iso_size);
 }
 
 void AssignFile(VolumeRun& run, IsoEntry& entry, uint32_t padSectors) {
-    entry.record.extent = run.plan_sector;
     entry.start_sector = run.plan_sector;
+    uint32_t sector = run.plan_sector; // may wrap around for a file that is refused below
+    ForEachRecord(entry, [&](IsoEntry& section) {
+        section.record.extent = sector;
+        sector += SectorsOf(section.record.size);
+    });
     if (entry.size == 0 && padSectors == 0) {
         return;
     }
@@ -116,10 +117,10 @@ void StreamFile(VolumeRun& run, const DeferredFile& item, SectorStream& stream) 
     if (file == nullptr) {
         Fail("Cannot open \"%s\".", path);
     }
-    uint32_t left = item.size;
+    uint64_t left = item.size;
     while (left > 0) {
         const std::span<uint8_t> piece = stream.Space(SectorsOf(left));
-        const auto needed = static_cast<uint32_t>(std::min<size_t>(left, piece.size()));
+        const auto needed = static_cast<uint32_t>(std::min<uint64_t>(left, piece.size()));
         if (!ReadPiece(*file, piece, needed)) {
             Fail("Cannot read from \"%s\".", path);
         }

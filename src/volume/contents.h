@@ -16,7 +16,7 @@ class SectorStream;
 struct DeferredFile {
     IsoEntry* entry = nullptr; // until DetachContents
     uint32_t extent = 0;       // first sector
-    uint32_t size = 0;         // bytes, as the scan saw them
+    uint64_t size = 0;         // bytes, as the scan saw them
     uint32_t pad_sectors = 0;  // empty sectors behind the contents
     // The rest is filled by DetachContents.
     const std::u16string* source_folder = nullptr;

@@ -5,6 +5,7 @@
 #include "volume/rockridge.h"
 #include "volume/run.h"
 #include "volume/scan.h"
+#include "volume/sections.h"
 #include "volume/sector_writers.h"
 #include "volume/system_use.h"
 
@@ -62,13 +63,19 @@ RecordDate ChangeTimeOf(IsoEntry& fresh) {
 // date makes it another file, which costs space but loses nothing.
 // Contents held in memory are filled in while the volume is sent, so they are never the old ones.
 bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
-    const DirectoryRecord& record = old.entry.record;
-    const bool isPlain = fresh.memory_contents == nullptr && old.same_name.empty() &&
-                         !old.transformed && record.extended_length == 0 && record.unit_size == 0 &&
-                         record.gap == 0 &&
-                         (record.flags & DirectoryRecord::kFlagAssociated) == 0 &&
-                         (record.extent != 0 || record.size == 0);
-    if (!isPlain || record.size != fresh.size || record.date != fresh.record.date) {
+    bool isPlain = fresh.memory_contents == nullptr && !old.transformed;
+    uint64_t bytes = 0;
+    const auto addSection = [&](const DirectoryRecord& section) {
+        isPlain &= section.extended_length == 0 && section.unit_size == 0 && section.gap == 0 &&
+                   (section.flags & DirectoryRecord::kFlagAssociated) == 0 &&
+                   (section.extent != 0 || section.size == 0);
+        bytes += section.size;
+    };
+    for (const IsoEntry& section : old.same_name) {
+        addSection(section.record);
+    }
+    addSection(old.entry.record);
+    if (!isPlain || bytes != fresh.size || old.entry.record.date != fresh.record.date) {
         return false;
     }
     if (old.mode) {
@@ -202,9 +209,7 @@ class Merger {
                 FailToMerge();
             }
             if (IsUnchanged(fresh, old)) {
-                fresh.record.extent = old.entry.record.extent;
-                fresh.start_sector = old.entry.start_sector;
-                fresh.flags |= kEntryMayBeKept;
+                KeepSections(m_run.tree, fresh, old.same_name, old.entry);
             }
         } else if (old.child_link) {
             AddPlaceholder(*old.child_link, {nullptr, directory, level + 1});
@@ -220,6 +225,9 @@ class Merger {
         entry = std::move(old.entry);
         IsoEntry** link = &entry.same_name;
         for (IsoEntry& section : old.same_name) {
+            const bool isAssociated =
+                (section.record.flags & DirectoryRecord::kFlagAssociated) != 0;
+            entry.size += isAssociated ? 0 : section.size;
             *link = &m_run.tree.NewEntry();
             **link = std::move(section);
             link = &(*link)->next;

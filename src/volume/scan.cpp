@@ -5,6 +5,8 @@
 #include "volume/names.h"
 #include "volume/rockridge.h"
 #include "volume/run.h"
+#include "volume/sections.h"
+#include "volume/udf_tree.h"
 
 #include <algorithm>
 #include <string_view>
@@ -123,6 +125,10 @@ class Scanner {
                                 : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
     }
 
+    uint64_t FileSizeLimit() const {
+        return m_run.options.udf ? std::min(kFileSizeLimit, kUdfFileSizeLimit) : kFileSizeLimit;
+    }
+
     // True if the name may not stand on the volume; it is told then.
     bool IsLeftOut(const std::u16string& path, const FileStatus& status) const {
         const auto leaveOut = [&](NoticeReason reason) {
@@ -136,7 +142,7 @@ class Scanner {
             if (!m_run.files.IsReadable(path)) {
                 return leaveOut(NoticeReason::Unreadable);
             }
-            return status.size >= kFileSizeLimit && leaveOut(NoticeReason::TooLarge);
+            return status.size >= FileSizeLimit() && leaveOut(NoticeReason::TooLarge);
         default:
             return leaveOut(NoticeReason::Special);
         }
@@ -207,9 +213,8 @@ class Scanner {
                  const FileStatus& status) {
         const std::string native = ToNative(name);
         IsoEntry& entry = NewEntry(m_run, directory, folder, std::move(name), native, status);
-        entry.size = static_cast<uint32_t>(status.size);
-        entry.record.size = entry.size;
         MakeRockRidge(m_run, native, entry, 0, status);
+        MakeSections(m_run.tree, entry, status.size);
     }
 
     IsoDirectory& AddFolder(IsoDirectory& directory, const std::u16string* folder,

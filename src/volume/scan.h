@@ -1,10 +1,10 @@
 // Builds the source tree from the paths of the queue by walking the disk.
 //
 // Links are followed. A name that has vanished, can't be read, is no file or folder (a device, a
-// socket, a named pipe) or a file of 2 GiB - 1 or more is left out and told to the notice callback;
-// so is a folder that can't be listed, which shows as an empty one. A folder that lies inside
-// itself by a loop of links shows as an empty folder. Folders of the same name from two queue items
-// become one.
+// socket, a named pipe) or a file too large for the volume is left out and told to the notice
+// callback; so is a folder that can't be listed, which shows as an empty one. A folder that lies
+// inside itself by a loop of links shows as an empty folder. Folders of the same name from two
+// queue items become one.
 //
 // Limits: a path below the queue's own may have 1024 UTF-16 units; a longer one fails the run.
 // There is no further limit when the file is streamed, so no path is ever cut.

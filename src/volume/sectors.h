@@ -7,6 +7,9 @@ namespace larkspin {
 
 inline constexpr uint32_t kSectorBytes = 2048;
 
+// Addresses have 32 bits, and the jobs count sectors with a sign; no disc comes near.
+inline constexpr uint32_t kMostSectors = INT32_MAX;
+
 // Sectors that hold `bytes` bytes.
 constexpr uint32_t SectorsOf(uint64_t bytes) {
     return static_cast<uint32_t>((bytes + kSectorBytes - 1) / kSectorBytes);

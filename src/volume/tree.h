@@ -43,8 +43,8 @@ inline constexpr uint16_t kMemoryInode = 0x7FFE; // has memory_contents
 inline constexpr uint32_t kNoDevice = 0x7FFFFFFF;
 inline constexpr uint32_t kPreviousSessionDevice = 0x7FFFFFFD;
 
-// A file of this many bytes or more has no place on the volume.
-inline constexpr uint64_t kFileSizeLimit = 0x7FFFFFFF;
+// A file of this many bytes or more has no place on any volume.
+inline constexpr uint64_t kFileSizeLimit = uint64_t{kMostSectors} * kSectorBytes;
 
 // One name in a directory, "." and ".." included.
 struct IsoEntry {
@@ -52,7 +52,7 @@ struct IsoEntry {
     IsoEntry* joliet_next = nullptr; // chain of the Joliet view
     DirectoryRecord record;
     uint32_t start_sector = 0; // first sector of the contents
-    uint32_t size = 0;         // bytes of the contents
+    uint64_t size = 0;         // bytes of the contents, all sections together
     uint16_t priority = kPriorityUnset;
     uint16_t inode = kNoInode;
     uint32_t device = kNoDevice;
@@ -67,8 +67,9 @@ struct IsoEntry {
     // A relocated directory's entry and the placeholder at its true place know each other.
     IsoEntry* relocated_from = nullptr;
     IsoEntry* relocated_to = nullptr;
-    // Further records that a previous session has under this entry's name, such as the other
-    // sections of its file; they stand right in front of it, linked through `next`.
+    // Further records under this entry's name: the other sections of its file (see sections.h), in
+    // a previous session associated files too. They stand right in front of it, linked through
+    // `next`.
     IsoEntry* same_name = nullptr;
     std::vector<uint8_t> rr_data; // System Use data, continuation areas included
     uint32_t rr_inline_size = 0;  // how much of rr_data stands in the directory record

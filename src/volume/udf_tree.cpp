@@ -20,6 +20,8 @@ constexpr uint32_t kIdentifierHead = 38;        // bytes in front of the name
 constexpr uint32_t kLongestExtent = 0x3FFFF800; // bytes of whole sectors in the 30-bit length
 constexpr size_t kEntryHead = 176;              // bytes in front of the allocation descriptors
 constexpr size_t kAllocationBytes = 8;          // a short allocation descriptor, ECMA-167 4/14.14.1
+static_assert((kSectorBytes - kEntryHead) / kAllocationBytes * kLongestExtent + 1 ==
+              kUdfFileSizeLimit);
 constexpr uint8_t kIsDirectory = 0x02;
 constexpr uint8_t kIsParent = 0x08;
 
@@ -27,7 +29,7 @@ constexpr uint8_t kIsParent = 0x08;
 struct EntryFacts {
     bool isDirectory = false;
     uint16_t links = 1;
-    uint32_t bytes = 0;
+    uint64_t bytes = 0;
     uint32_t block = 0; // of the contents
     RecordDate date = {};
     uint64_t uniqueId = 0;
@@ -79,10 +81,10 @@ uint32_t IdentifiersSize(const VolumeRun& run, const IsoDirectory& directory) {
 }
 
 // Where the allocation descriptors end. ECMA-167 4/12: all extents but the last are whole blocks.
-size_t WriteAllocations(FieldWriter& writer, uint32_t bytes, uint32_t block) {
+size_t WriteAllocations(FieldWriter& writer, uint64_t bytes, uint32_t block) {
     size_t at = kEntryHead;
     for (; bytes > 0; at += kAllocationBytes) {
-        const uint32_t length = std::min(bytes, kLongestExtent);
+        const auto length = static_cast<uint32_t>(std::min<uint64_t>(bytes, kLongestExtent));
         writer.Little32(at, length);
         writer.Little32(at + 4, block);
         block += SectorsOf(length);
@@ -192,7 +194,7 @@ void WriteDirectory(VolumeRun& run, const IsoDirectory& directory, SectorStream&
                               .block = block + 1,
                               .date = directory.self->record.date,
                               .uniqueId = UniqueIdOf(run, directory)};
-    sectors.assign(kSectorBytes + RoundToSectors(facts.bytes), 0);
+    sectors.assign((1 + SectorsOf(facts.bytes)) * kSectorBytes, 0);
     WriteFileEntry(run, facts, block, std::span(sectors).first(kSectorBytes));
 
     IdentifierWriter identifiers(run.udf, std::span(sectors).subspan(kSectorBytes), block + 1);
@@ -242,8 +244,8 @@ void WriteUdfDirectories(VolumeRun& run, SectorStream& stream) {
 
 void WriteUdfFiles(VolumeRun& run, SectorStream& stream) {
     ForEachFile(run, [&](const IsoEntry& entry) {
-        const EntryFacts facts = {.bytes = entry.record.size,
-                                  .block = run.udf.BlockOf(entry.record.extent),
+        const EntryFacts facts = {.bytes = entry.size,
+                                  .block = run.udf.BlockOf(entry.start_sector),
                                   .date = entry.record.date,
                                   .uniqueId = entry.udf_entry_sector};
         const std::span<uint8_t> sector = stream.Space(1);

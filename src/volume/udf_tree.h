@@ -5,10 +5,15 @@
 // directories at their true places. Contents are shared with the ISO view.
 #pragma once
 
+#include <cstdint>
+
 namespace larkspin {
 
 class SectorStream;
 struct VolumeRun;
+
+// A file of this many bytes or more has more extents than its file entry has room for.
+inline constexpr uint64_t kUdfFileSizeLimit = uint64_t{234} * 0x3FFFF800 + 1;
 
 // Give each directory, and each file, the sector of its entry, and count them in `run.udf`.
 // PlanUdfFiles fails for a file that lies in front of the partition, as one kept from an earlier

@@ -28,7 +28,7 @@ class IsoReader : public SectorImage {
 
     struct Record {
         uint32_t extent = 0;
-        uint32_t size = 0;
+        uint64_t size = 0; // in a tree, of all sections
         std::array<uint8_t, 7> date = {};
         uint8_t flags = 0;
         std::string rawName; // as on disc
@@ -310,9 +310,17 @@ class IsoReader : public SectorImage {
         uint32_t links = 2;
         bool isRelocation = false; // a relocation directory's own folders show elsewhere
         for (size_t i = 2; i < records.size(); ++i) {
+            const size_t first = i;
             Record record = records[i];
-            const std::string& before = records[i - 1].rawName;
-            Require(i == 2 ||
+            for (; (records[i].flags & 0x80) != 0; ++i) { // ECMA-119 6.5.1
+                Require(i + 1 < records.size() && records[i + 1].rawName == record.rawName &&
+                            records[i + 1].rrName == record.rrName && record.size % kSector == 0 &&
+                            records[i + 1].extent == record.extent + record.size / kSector,
+                        "a file goes on elsewhere");
+                record.size += records[i + 1].size;
+            }
+            const std::string& before = records[first - 1].rawName;
+            Require(first == 2 ||
                         (isJoliet ? before < record.rawName : IsoLess(before, record.rawName)),
                     "a directory out of order");
             if (isRockRidge && record.relocated) {

@@ -173,6 +173,15 @@ TEST(MergeSessions, SectionsAndAssociatedFilesStayTogether) {
             EXPECT_EQ(records[1].flags, 0);
             EXPECT_EQ(disc.Reader().Contents(records[1]), "B");
         }
+        if (flag == 0x80) { // the same file again is where it was
+            disc = DiscOfTwins(flag);
+            const uint32_t sectors = disc.Sectors();
+            disc.Append({{u"/A.BIN", std::string(4096, 'A') + "B"}});
+            EXPECT_EQ(RecordsOf(disc, "A.BIN", false).size(), 2u);
+            for (const auto& record : RecordsOf(disc, "A.BIN", false)) {
+                EXPECT_LT(record.extent, sectors);
+            }
+        }
         // A file of the name takes the place of all of them.
         disc.Append({{u"/A.BIN", "whole"}});
         EXPECT_EQ(RecordsOf(disc, "A.BIN", false).size(), 1u);

@@ -1,3 +1,5 @@
+#include "support/udf_reader.h"
+#include "volume/tree.h"
 #include "volume_kit.h"
 
 #include <gmock/gmock.h>
@@ -94,7 +96,7 @@ TEST(Scan, LeavesOutWhatHasNoContents) {
     files.nodes.erase(u"/f/vanished"); // the folder goes on listing it
     files.AddFile(u"/f/secret").isReadable = false;
     files.AddFile(u"/f/socket").status.type = FileStatus::Type::Other;
-    files.AddFile(u"/f/huge").status.size = 0x7FFFFFFF;
+    files.AddFile(u"/f/huge").status.size = kFileSizeLimit;
     files.AddFile(u"/f/null").status.type = FileStatus::Type::CharacterDevice;
     files.AddFolder(u"/f/locked").isReadable = false;
     files.AddFile(u"/f/kept");
@@ -110,16 +112,57 @@ TEST(Scan, LeavesOutWhatHasNoContents) {
 
 TEST(Scan, TheLargestFileAndTheLargestVolume) {
     SourceFiles files;
-    for (int i = 0; i < 2048; ++i) {
-        files.AddFile(FormatWide("/f/%d", i)).status.size = 0x7FFFFFFE;
-    }
+    files.AddFile(u"/f/0").status.size = kFileSizeLimit - 2'000'000;
+    files.AddFile(u"/f/1").status.size = 2'000'000;
     const VolumeResult one = RunGenerator(files, {u"/f/0"}, {.readerLeavesAfter = 0});
     EXPECT_EQ(one.error, u"");
-    EXPECT_GT(one.toldSectors.value_or(0), 0x7FFFFFFEu / 2048);
+    EXPECT_GT(one.toldSectors.value_or(0), 0x7FFF'F000u);
     EXPECT_EQ(one.writes, 1u) << "the run must end with its reader";
     const VolumeResult all = RunGenerator(files, {u"/f"}, {.readerLeavesAfter = 0});
     EXPECT_EQ(all.error, u"The files are too large for one volume.");
     EXPECT_FALSE(all.toldSectors.has_value());
+}
+
+// Sizes around those that one extent can have, in ISO 9660, Joliet and UDF.
+TEST(Scan, LargeFilesHaveSeveralExtents) {
+    constexpr uint64_t kLongest = 0xFFFFF800;
+    const std::string longName = "/f/" + std::string(200, 'n'); // has a continuation area
+    const std::pair<std::string, uint64_t> cases[] = {
+        {"/f/a", 0x7FFFFFFF},   {"/f/b", kLongest},
+        {"/f/c", kLongest + 1}, {longName, 2 * kLongest + 3000},
+        {"/f/d", 0xFFFFFFFF},   {"/f/e", 0x1'0000'0001}};
+    SourceFiles files;
+    uint64_t sectors = 0;
+    for (const auto& [path, size] : cases) {
+        files.AddFile(ToWide(path), size);
+        sectors += (size + 2047) / 2048;
+    }
+    const VolumeResult result = RunGenerator(
+        files, {u"/f"},
+        {.setOptions = [](GenOptions& o) { o.udf = true; }, .readerLeavesAfter = size_t{2} << 20});
+    EXPECT_EQ(result.error, u"");
+    EXPECT_NEAR(result.toldSectors.value_or(0), sectors, 1000);
+    const IsoReader reader(result.image);
+    const UdfReader udf(result.image);
+    const IsoReader::Tree rockRidge = reader.RockRidgeTree();
+    const IsoReader::Tree joliet = reader.JolietTree();
+    for (const auto& [path, size] : cases) {
+        const IsoReader::Record& record = rockRidge.at(path);
+        const IsoReader::Record& other = joliet.at(path.substr(0, 3 + 103));
+        EXPECT_EQ(record.size, size) << path;
+        EXPECT_TRUE(other.size == size && other.extent == record.extent) << path;
+        const UdfReader::Node& node = udf.nodes.at(path.substr(0, 3 + 103));
+        EXPECT_EQ(node.extents.at(0).sector, record.extent) << path;
+    }
+    // The records of one file: as large as can be but for the last.
+    std::vector<uint64_t> sizes;
+    for (const IsoReader::Record& record : reader.Directory(rockRidge.at("/f"))) {
+        if ("/f/" + record.rrName == longName) {
+            sizes.push_back(record.size);
+            EXPECT_EQ(record.signatures, "RR NM CE NM PX TF ");
+        }
+    }
+    EXPECT_THAT(sizes, ElementsAre(kLongest, kLongest, 3000u));
 }
 
 TEST(Scan, ALoopOfLinksEnds) {
