@@ -118,7 +118,29 @@ class CAspiCD : public IBlockReader {
     uint32_t IdentifyMedia(); // throws
     uint32_t GetDvdBlocks(CScsiCommand& command);
     int64_t GetDvdBytes();
-    bool HasIsoVolume();
+
+    // --- before a disc is judged (disc_look.cpp) ---
+    // Asked before each pause of a wait, every 200 ms: false ends the wait.
+    using GoOn = std::function<bool()>;
+    enum class UnitState {
+        Ready, // or in a state that waiting does not change
+        NoDisc,
+        Busy, // for a whole minute
+        Cancelled,
+    };
+    // Waits up to a minute for a unit that is becoming ready, was reset or is at work. One that has
+    // stopped is started.
+    UnitState AwaitUnit(const GoOn& goOn);
+    // Three ways to answer whether block 16 of the disc is a primary volume descriptor. A question
+    // that the drive doesn't answer is put again when the unit is ready, three times in all; then
+    // the answer is Unknown, and never None.
+    enum class VolumeLook { Found, None, Unknown };
+    VolumeLook LookForIsoVolume(const GoOn& goOn);
+    bool HasIsoVolume(); // True for Found alone.
+    // What a disc holds, blank or not. A disc that is written in place holds Nothing if blocks 0 to
+    // 31 are zeros, and there is no anchor of ECMA-167 at block 256 or at the end of the disc.
+    enum class DiscContent { Nothing, IsoVolume, Other, Unknown };
+    DiscContent LookAtContent(const GoOn& goOn);
 
     // --- write speeds (speeds.cpp) ---
     std::vector<double> GetWriteSpeeds(); // throws

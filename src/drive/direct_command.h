@@ -37,6 +37,7 @@ struct DirectResult {
     uint8_t Key() const { return sense[2] & 0x0F; }
     uint8_t Asc() const { return sense[12]; }
     uint8_t Ascq() const { return sense[13]; }
+    int Code() const { return SenseCode(sense); } // as CScsiCommand::Transport gives it
     // Neither completed nor with sense: nobody knows what the drive did.
     bool Unanswered() const { return status != SS_COMP && !HasSense(sense); }
     // Keys 0 and 1 are "no sense" and "recovered error".

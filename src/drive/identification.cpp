@@ -96,6 +96,12 @@ uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats)
     }
 }
 
+// Media of the jobs that are written from the inside out, and never formatted.
+bool IsSequentialDvd(uint32_t profile) {
+    return profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential ||
+           profile == mmc::kProfileDvdPlusR || profile == mmc::kProfileDvdPlusRDl;
+}
+
 // The two steps by which a list of formats is read: its length, then all of it. `send` sends READ
 // FORMAT CAPACITIES with the allocation length given into `formats` and tells whether that worked.
 // False when a command failed or the two lengths make no sense.
@@ -264,16 +270,21 @@ int32_t CAspiCD::ReadLastSessionFirstTrack() {
 
 int32_t CAspiCD::GetDvdCapacity() {
     std::array<uint8_t, kFormatsBytes> formats = {};
+    bool isUnknownCommand = false;
     const auto send = [&](uint16_t allocation) {
         Cdb cdb(mmc::kReadFormatCapacities);
         StoreBe16(&cdb[7], allocation);
         const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, formats.data(), allocation);
+        isUnknownCommand = result.Code() == mmc::kInvalidOperationCode;
         return !HasSense(result.sense) && !result.Unanswered();
     };
-    if (!ReadFormats(formats, 0, send))
+    // Discs that are not formatted don't need the list, and some drives for them don't know it.
+    if (!ReadFormats(formats, 0, send) && !isUnknownCommand)
         return -1;
 
     const uint32_t profile = GetCurrentProfile();
+    if (isUnknownCommand && !IsSequentialDvd(profile))
+        return -1;
     switch (profile) {
     case mmc::kProfileDvdMinusR:
     case mmc::kProfileDvdMinusRwSequential:
@@ -355,19 +366,6 @@ uint32_t CAspiCD::GetDvdBlocks(CScsiCommand& command) {
 int64_t CAspiCD::GetDvdBytes() {
     CScsiCommand command(*this);
     return int64_t{GetDvdBlocks(command)} * kDvdBlockBytes;
-}
-
-bool CAspiCD::HasIsoVolume() {
-    std::array<uint8_t, kDvdBlockBytes> block = {};
-    if (ReadDiscInformation(*this, block).Failed() || DiscStatusOf(block.data()) == kDiscEmpty)
-        return false;
-    block.fill(0);
-    Cdb cdb(mmc::kRead10);
-    StoreBe32(&cdb[2], kFirstDescriptorBlock);
-    StoreBe16(&cdb[7], 1);
-    if (SendDirect(*this, SRB_DIR_IN, cdb, block.data(), block.size()).Failed())
-        return false;
-    return IsPrimaryDescriptor(block.data());
 }
 
 } // namespace larkspin

@@ -39,6 +39,7 @@ constexpr int kBecomingReady = 0x20401;
 constexpr int kFormatInProgress = 0x20404;
 constexpr int kOperationInProgress = 0x20407;
 constexpr int kLongWriteInProgress = 0x20408;
+constexpr int kInvalidOperationCode = 0x52000;
 constexpr int kLbaOutOfRange = 0x52100;
 constexpr int kCommandSequenceError = 0x52C00;
 

@@ -12,6 +12,7 @@ enum SenseKey : uint8_t {
     kKeyHardwareError = 4,
     kKeyIllegalRequest = 5,
     kKeyUnitAttention = 6,
+    kKeyBlankCheck = 8,
 };
 
 // Additional sense codes that decide something here.

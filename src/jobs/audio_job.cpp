@@ -1,6 +1,7 @@
 #include "audio/factory.h"
 #include "drive/cue_sheet.h"
 #include "jobs/capacity_marks.h"
+#include "jobs/drive_wait.h"
 #include "jobs/file_list.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
@@ -58,11 +59,16 @@ class AudioWriting {
 // Prompts until the disc is a blank CD; false when the user gives up.
 bool AudioWriting::CheckDisc() {
     while (m_hold.Take()) {
+        if (!AwaitDrive(m_env, m_hold, m_drive, JobKind::Audio)) {
+            return false;
+        }
         bool again = false;
         if (IsDvd(m_drive)) {
             again = prompts::DvdAudioNotSupported(m_hold.UiWithFreeDrive());
         } else {
-            m_drive.ReadDiskInfo();
+            if (!ReadDiskInfoWhenReady(m_env, m_hold, m_drive, JobKind::Audio)) {
+                return false;
+            }
             const bool blank = IsKnown(m_drive, DISK_BLANK);
             if (blank && KnownCapacity(m_drive)) {
                 return true;

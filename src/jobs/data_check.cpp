@@ -1,5 +1,6 @@
 #include "jobs/data_check.h"
 #include "drive/mmc.h"
+#include "jobs/drive_wait.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
 
@@ -13,13 +14,56 @@ Verdict AgainIf(bool answer) {
     return answer ? Verdict::Again : Verdict::GiveUp;
 }
 
-// On a disc that is written in place a volume that is not found is lost: the new one lies over it.
-// So it is looked for again, as the first look at a disc may fail for reasons of its own.
-bool HasVolume(CAspiCD& drive) {
-    return drive.HasIsoVolume() || drive.HasIsoVolume();
+uint32_t ProfileOf(CAspiCD& drive) {
+    return drive.HasCurrentProfile() ? drive.GetCurrentProfile() : kUnknownProfile;
 }
 
-Verdict CheckWritableDvd(DriveHold& hold, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
+// A DVD-RAM knows no blanking, so a data disc on it can only grow in place like the others.
+bool IsWrittenInPlace(uint32_t profile) {
+    return IsOverwritten(profile) || profile == mmc::kProfileDvdRam;
+}
+
+Verdict AgainOnceBlanked(JobEnv& env, CAspiCD& drive) {
+    return InJobErase(env, drive) ? Verdict::Again : Verdict::GiveUp;
+}
+
+// Something that is no volume to add to.
+Verdict CheckOtherContent(JobEnv& env, DriveHold& hold, CAspiCD& drive) {
+    const bool isInPlace = IsWrittenInPlace(ProfileOf(drive));
+    if (!isInPlace && !IsKnown(drive, DISK_ERASABLE)) {
+        return AgainIf(prompts::NothingToAddTo(hold.UiWithFreeDrive()));
+    }
+    if (!prompts::EraseNotBlank(env.ui)) {
+        return Verdict::GiveUp;
+    }
+    return isInPlace ? Verdict::Passed : AgainOnceBlanked(env, drive);
+}
+
+// What is on a DVD decides whether the volume is added to it, or lies over it.
+Verdict CheckContent(JobEnv& env, DriveHold& hold, CAspiCD& drive, DataDisc* disc) {
+    auto content = CAspiCD::DiscContent::Unknown;
+    {
+        DriveWait wait(env, JobKind::Data);
+        content = drive.LookAtContent(wait.GoOn());
+        if (wait.WasCancelled()) {
+            return Verdict::GiveUp;
+        }
+    }
+    disc->ignorePrevious = content != CAspiCD::DiscContent::IsoVolume;
+    switch (content) {
+    case CAspiCD::DiscContent::Nothing:
+    case CAspiCD::DiscContent::IsoVolume:
+        return Verdict::Passed;
+    case CAspiCD::DiscContent::Other:
+        return CheckOtherContent(env, hold, drive);
+    case CAspiCD::DiscContent::Unknown:
+        break;
+    }
+    return AgainIf(prompts::CannotLookAtDisk(hold.UiWithFreeDrive()));
+}
+
+Verdict CheckWritableDvd(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate,
+                         DataDisc* disc) {
     const int32_t capacity = drive.GetDvdCapacity();
     if (capacity <= 0) {
         return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
@@ -28,8 +72,7 @@ Verdict CheckWritableDvd(DriveHold& hold, CAspiCD& drive, int32_t estimate, Data
         return AgainIf(prompts::DataTooLargeForDisk(hold.UiWithFreeDrive(),
                                                     prompts::ExcessMegabytes(estimate - capacity)));
     }
-    disc->ignorePrevious = !HasVolume(drive);
-    return Verdict::Passed;
+    return CheckContent(env, hold, drive, disc);
 }
 
 // Compares with the whole disc, not with what is free on it.
@@ -57,17 +100,10 @@ Verdict OfferErase(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimat
     return AgainIf(prompts::EraseForMoreSpace(env.ui) && InJobErase(env, drive));
 }
 
-uint32_t ProfileOf(CAspiCD& drive) {
-    return drive.HasCurrentProfile() ? drive.GetCurrentProfile() : kUnknownProfile;
-}
-
-// A DVD-RAM knows no blanking, so a data disc on it can only grow in place like the others.
-bool IsWrittenInPlace(uint32_t profile) {
-    return IsOverwritten(profile) || profile == mmc::kProfileDvdRam;
-}
-
 Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate, DataDisc* disc) {
-    drive.ReadDiskInfo();
+    if (!ReadDiskInfoWhenReady(env, hold, drive, JobKind::Data)) {
+        return Verdict::GiveUp;
+    }
     const uint32_t profile = ProfileOf(drive);
     if (IsWrittenInPlace(profile)) {
         drive.m_dwDiskState |= DISK_APPENDABLE;
@@ -76,7 +112,7 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     if (!IsKnown(drive, DISK_APPENDABLE)) {
         return OfferErase(env, hold, drive, estimate);
     }
-    return IsDvd(drive) ? CheckWritableDvd(hold, drive, estimate, disc)
+    return IsDvd(drive) ? CheckWritableDvd(env, hold, drive, estimate, disc)
                         : CheckWritableCd(hold, drive, estimate);
 }
 
@@ -107,7 +143,7 @@ Verdict AskForRoom(JobEnv& env, DriveHold& hold, CAspiCD& drive, const DataRoom&
             return Verdict::GiveUp;
         }
         if (!isInPlace) {
-            return InJobErase(env, drive) ? Verdict::Again : Verdict::GiveUp;
+            return AgainOnceBlanked(env, drive);
         }
         disc->ignorePrevious = true;
         return Verdict::Passed;

@@ -1,5 +1,6 @@
 #include "drive/dvd_texts.h"
 #include "drive/mmc.h"
+#include "jobs/drive_wait.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
 
@@ -88,14 +89,16 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
         return JobEnd::Idle;
     }
     DriveHold hold(env.ui, *drive);
-    if (!hold.Take()) {
-        return JobEnd::Idle;
-    }
-    while (!CanErase(*drive)) {
-        if (!prompts::CannotEraseThisDisk(hold.UiWithFreeDrive()) || !hold.Take()) {
+    for (;;) {
+        if (!hold.Take() || !AwaitDrive(env, hold, *drive, JobKind::Erase)) {
             return JobEnd::Idle;
         }
-        drive->TestUnitReady(); // takes the news of another disc
+        if (CanErase(*drive)) {
+            break;
+        }
+        if (!prompts::CannotEraseThisDisk(hold.UiWithFreeDrive())) {
+            return JobEnd::Idle;
+        }
     }
     env.ui.SetNoProgressReport(false);
     if (HasNoBlanking(*drive)) {

@@ -1,6 +1,7 @@
 #include "drive/cue_sheet.h"
 #include "drive/mmc.h"
 #include "jobs/capacity_marks.h"
+#include "jobs/drive_wait.h"
 #include "jobs/file_list.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
@@ -110,7 +111,9 @@ bool ImageWriting::CheckDisc() {
 }
 
 ImageWriting::Verdict ImageWriting::CheckOnce() {
-    m_drive.ReadDiskInfo();
+    if (!ReadDiskInfoWhenReady(m_env, m_hold, m_drive, JobKind::Image)) {
+        return Verdict::GiveUp;
+    }
     const bool overwritten =
         m_drive.HasCurrentProfile() && IsOverwritten(m_drive.GetCurrentProfile());
     if (!overwritten && !IsKnown(m_drive, DISK_BLANK)) {

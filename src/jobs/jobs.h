@@ -41,6 +41,10 @@ struct JobEnv {
 };
 
 // Writes the queue to a data disc. What is on the disc already comes first:
+// - A drive that spins up, wakes or was reset is waited for, up to a minute, before its disc is
+//   judged; so do the other jobs.
+// - A DVD that the drive can't read is not written to: what is on it might be a volume. One that is
+//   written in place and holds something else is asked for first.
 // - A CD whose last session can't be found is not appended to ("Internal error #176."): a volume
 //   over the wrong session would hide the files of the right one.
 // - A volume that turns out larger than what the disc has left is told before its first block,

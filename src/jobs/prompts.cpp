@@ -69,6 +69,25 @@ bool CannotEraseThisDisk(CCDWriterUI& ui) {
                         u"press \"OK\".");
 }
 
+bool DriveNotReady(CCDWriterUI& ui) {
+    return OkCancel(ui, u"The drive has not got the disk ready for a minute.\n\n"
+                        u"Please take the disk out and insert it again, or insert another disk, "
+                        u"and press \"OK\".");
+}
+
+bool CannotLookAtDisk(CCDWriterUI& ui) {
+    return OkCancel(ui, u"The drive cannot read what is on the disk. There may be files on it that "
+                        u"would be lost, so nothing was written.\n\n"
+                        u"Please clean the disk or insert another one and press \"OK\". If you "
+                        u"need nothing on it, erase it first.");
+}
+
+bool NothingToAddTo(CCDWriterUI& ui) {
+    return OkCancel(ui, u"The disk holds something that files cannot be added to, and it cannot be "
+                        u"erased. Nothing was written.\n\n"
+                        u"Please insert another disk and press \"OK\".");
+}
+
 bool EraseForMoreSpace(CCDWriterUI& ui) {
     return YesNo(ui, u"The disk in the drive is not blank and doesn't have enough space for "
                      u"data.\n\nShould Larkspin erase it for you?\n\n"

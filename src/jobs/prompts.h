@@ -21,6 +21,9 @@ bool NotSuitableForAudio(CCDWriterUI& ui);
 bool NotSuitableForImage(CCDWriterUI& ui);
 bool ImageTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
 bool CannotEraseThisDisk(CCDWriterUI& ui);
+bool DriveNotReady(CCDWriterUI& ui);
+bool CannotLookAtDisk(CCDWriterUI& ui);
+bool NothingToAddTo(CCDWriterUI& ui);
 
 // Yes erases the disc, No gives up.
 bool EraseForMoreSpace(CCDWriterUI& ui);

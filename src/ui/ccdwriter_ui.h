@@ -39,6 +39,9 @@ enum class JobKind { Data, Audio, Image, Erase };
 enum class BoxButtons { Ok, OkCancel, YesNo };
 enum class BoxIcon { None, Question, Stop };
 
+// In the place of an MMC profile: nothing is being written yet, so that a cancel costs no disc.
+inline constexpr uint32_t kNothingAtStake = 0xFFFFFFFF;
+
 // Title of the boxes that a job shows.
 inline constexpr const char16_t* kBoxTitle = u"Larkspin 1.4";
 

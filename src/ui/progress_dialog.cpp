@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kFull = 100;
 constexpr const char16_t* kEraseStatus = u"Erasing disk...";
+constexpr const char16_t* kSure = u"Are you sure?";
 
 // MMC profiles that can be written again after an erase: CD-RW, DVD-RAM, the two DVD-RW, DVD+RW,
 // BD-RE.
@@ -52,10 +53,11 @@ std::u16string CProgressDialog::Status() const {
 
 std::u16string CProgressDialog::CancelQuestion() const {
     if (m_kind == JobKind::Erase) {
-        return u"Are you sure?";
+        return kSure;
     }
     const std::lock_guard lock(m_mutex);
-    return ConfirmCancelWriting(m_nDiskType, m_strDiskName);
+    return m_nDiskType == kNothingAtStake ? kSure
+                                          : ConfirmCancelWriting(m_nDiskType, m_strDiskName);
 }
 
 void CProgressDialog::AnswerCancel(uint32_t run, bool yes) {

@@ -216,6 +216,22 @@ TEST(CapacityTest, ComesFromTheTrackOrTheFormats) {
     }
 }
 
+TEST(CapacityTest, ADriveMayLackTheListForDiscsThatAreNotFormatted) {
+    const std::pair<uint32_t, bool> profiles[] = {{0x11, true},  {0x14, true},  {0x1B, true},
+                                                  {0x2B, true},  {0x12, false}, {0x13, false},
+                                                  {0x1A, false}, {0x09, false}};
+    const std::pair<Reply, bool> replies[] = {
+        {Sense(0x52000), true}, {Sense(0x52400), false}, {NoReply(), false}};
+    for (const auto& [profile, isSequential] : profiles) {
+        for (const auto& [reply, isUnknown] : replies) {
+            DvdBench bench(profile);
+            bench.SetTrack(1000, 50);
+            bench.port.Always(kReadFormatCapacities, reply);
+            EXPECT_EQ(bench.drive.GetDvdCapacity(), isSequential && isUnknown ? 1050 : -1);
+        }
+    }
+}
+
 TEST(CapacityTest, BadListsOfFormatsFail) {
     const Bytes formats = FormatsAnswer({{1, 2}, {5, 0}});
     const Bytes longer = FormatsAnswer({{1, 2}, {5, 0}, {6, 1}});

@@ -265,5 +265,159 @@ TEST(DiscCheck, AVolumeThatDoesNotFitBesideTheOldOneCostsNothing) {
     }
 }
 
+// A drive that can't be asked yet, or at all, must not cost the volume that it holds.
+TEST(DiscCheck, WhatCouldNotBeLookedAtIsNotWrittenOver) {
+    InjectedAnswer timeOut;
+    timeOut.completion.error = PortError::TimedOut;
+    const InjectedAnswer reset = FailWith(6, 0x29, 0);
+    const InjectedAnswer spinsUp = FailWith(2, 0x04, 1);
+    const InjectedAnswer stopped = FailWith(2, 0x04, 2);
+    const InjectedAnswer unreadable = FailWith(3, 0x11, 5);
+    const InjectedAnswer lost = FailWith(4, 0x44, 0);
+    using Answers = std::vector<InjectedAnswer>;
+    const struct {
+        const char* name;
+        uint8_t opcode;  // from the first one on the commands are answered so, one after another
+        Answers answers; // the last one for ever, if so
+        bool forEver;
+    } cases[] = {
+        {"reset by a time-out", mmc::kRead10, {timeOut, reset, spinsUp, spinsUp}, false},
+        {"time-outs", mmc::kRead10, {timeOut, reset, timeOut, reset}, false},
+        {"spinning up", mmc::kReadDiscInformation, {spinsUp, spinsUp}, false},
+        {"spinning up at the read", mmc::kRead10, {spinsUp, spinsUp}, false},
+        {"asleep", mmc::kTestUnitReady, {stopped, spinsUp}, false},
+        {"unreadable", mmc::kRead10, {unreadable}, true},
+        {"silent", mmc::kRead10, {timeOut}, true},
+        {"broken", mmc::kRead10, {lost}, true},
+    };
+    const Bytes old = Payload(100'000, 1);
+    const Bytes fresh = Payload(300'000, 2);
+    for (const char* kind : {"dvd+rw", "dvd-ram", "dvd-rw-ow", "dvd+r"}) {
+        JobBench bench(kind);
+        bench.AddFile("old", old);
+        ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
+        const std::u16string path = bench.AddFile("new", fresh);
+        for (const auto& test : cases) {
+            SCOPED_TRACE(Format("%s, %s", kind, test.name));
+            const Bytes before = bench.Track();
+            bench.host.queue = {path};
+            const size_t boxes = bench.ui.Boxes().size();
+            size_t next = 0;
+            bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+                const bool isMeant = request.cdb[0] == test.opcode &&
+                                     (request.cdb[0] != mmc::kRead10 || request.cdb[5] == 16);
+                if (test.forEver) {
+                    return isMeant ? std::optional(test.answers.front()) : std::nullopt;
+                }
+                return (next > 0 || isMeant) && next < test.answers.size()
+                           ? std::optional(test.answers[next++])
+                           : std::nullopt;
+            };
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            bench.onCommand = nullptr;
+            ASSERT_TRUE(bench.drive.Insert(bench.disc));
+            if (test.forEver) {
+                ASSERT_EQ(bench.ui.Boxes().size(), boxes + 1);
+                EXPECT_TRUE(bench.ui.Texts().back().starts_with(
+                    u"The drive cannot read what is on the disk."));
+                EXPECT_FALSE(bench.host.queue.empty());
+                EXPECT_TRUE(bench.Track() == before) << "untouched";
+            } else {
+                EXPECT_EQ(bench.ui.Boxes().size(), boxes);
+                EXPECT_TRUE(Holds(bench.Track(), old));
+            }
+        }
+    }
+}
+
+TEST(DiscCheck, SomethingElseOnADiscIsNotWrittenOverUnasked) {
+    Bytes anchor(400 * 2048);
+    anchor[256 * 2048] = 2; // the tag of an anchor, and its checksum
+    anchor[256 * 2048 + 4] = 2;
+    Bytes late(400 * 2048);
+    late[31 * 2048 + 2047] = 1;
+    const struct {
+        const char* name;
+        Bytes content;
+        bool isSomething;
+    } cases[] = {{"formatted", Bytes(400 * 2048), false},
+                 {"a recorder's video", Payload(400 * 2048, 5), true},
+                 {"an anchor alone", anchor, true},
+                 {"one byte", late, true}};
+    const Bytes fresh = Payload(100'000, 2);
+    for (const char* kind : {"dvd+rw", "dvd-ram", "dvd-rw-ow", "dvd+r", "dvd-rw"}) {
+        const bool isInPlace = kind != std::string("dvd+r") && kind != std::string("dvd-rw");
+        for (const auto& test : cases) {
+            for (const bool yes : {false, true}) {
+                SCOPED_TRACE(Format("%s, %s, %d", kind, test.name, yes));
+                JobBench bench(kind);
+                bench.ui.onBox = [](const FakeUi::Box&) { return true; };
+                ASSERT_EQ(bench.RunImage(bench.AddFile("image", test.content)), JobEnd::Exit);
+                ASSERT_TRUE(bench.drive.Insert(bench.disc));
+                bench.host.queue = {bench.AddFile("new", fresh)};
+                const Bytes before = bench.Track();
+                const size_t boxes = bench.ui.Boxes().size();
+                bench.ui.onBox = [&](const FakeUi::Box&) { return yes && isInPlace; };
+                EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+                if (isInPlace && !test.isSomething) {
+                    EXPECT_EQ(bench.ui.Boxes().size(), boxes);
+                    continue;
+                }
+                ASSERT_EQ(bench.ui.Boxes().size(), boxes + 1);
+                if (kind == std::string("dvd+r")) {
+                    EXPECT_TRUE(bench.ui.Texts().back().starts_with(
+                        u"The disk holds something that files cannot be added to"));
+                } else {
+                    EXPECT_EQ(bench.ui.Texts().back(), kNotBlankText);
+                }
+                EXPECT_EQ(Holds(bench.Track(), fresh), yes && isInPlace);
+                EXPECT_EQ(bench.Track() == before, !yes || !isInPlace);
+            }
+        }
+    }
+}
+
+TEST(DiscCheck, ADiscThatSpinsUpIsWaitedForInEachJob) {
+    for (const JobKind job : {JobKind::Data, JobKind::Audio, JobKind::Image, JobKind::Erase}) {
+        for (const int seconds : {5, 3600}) {
+            for (const bool cancels : {false, true}) {
+                SCOPED_TRACE(Format("%d, %d, %d", static_cast<int>(job), seconds, cancels));
+                JobBench bench("cd-rw");
+                const std::u16string path = bench.AddWav("a.wav", Payload(320 * 2352, 1));
+                const uint64_t ready = bench.clock.TickMs() + static_cast<uint64_t>(seconds) * 1000;
+                bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+                    const bool needsDisc = request.cdb[0] != mmc::kGetConfiguration;
+                    return needsDisc && bench.clock.TickMs() < ready
+                               ? std::optional(FailWith(2, 0x04, 1))
+                               : std::nullopt;
+                };
+                bool isSaid = false;
+                bench.ui.onStatus = [&](JobKind kind, const std::u16string& text) {
+                    if (text.starts_with(u"Waiting for the drive")) {
+                        isSaid = true;
+                        if (cancels) {
+                            bench.ui.Cancel(kind);
+                        }
+                    }
+                };
+                bench.RunOne(job, path);
+                const bool hasWindow = job != JobKind::Erase;
+                const bool isCancelled = cancels && hasWindow;
+                EXPECT_EQ(isSaid, hasWindow);
+                EXPECT_EQ(bench.WasEjected(), seconds == 5 && !isCancelled);
+                // A minute, and what the other questions of the job wait.
+                EXPECT_LE(bench.clock.TotalSleep(), isCancelled ? 3000 : 130'000);
+                if (seconds == 5 || isCancelled) {
+                    EXPECT_EQ(bench.ui.Texts(), Texts{});
+                } else {
+                    ASSERT_EQ(bench.ui.Texts().size(), 1U);
+                    EXPECT_TRUE(bench.ui.Texts()[0].starts_with(
+                        u"The drive has not got the disk ready for a minute."));
+                }
+            }
+        }
+    }
+}
+
 } // namespace
 } // namespace larkspin

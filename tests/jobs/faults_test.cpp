@@ -159,6 +159,9 @@ const Texts kDataTexts = {kNotSuitable,
                           k165,
                           k166,
                           kErase,
+                          u"The drive has not got the disk ready",
+                          u"The drive cannot read what is on the disk.",
+                          u"The disk holds something that files cannot be added to",
                           u"Disk capacity is not enough",
                           u"The size of selected files exceeds disk capacity",
                           u"Too much data for conventional CD-R/RW.",
@@ -294,7 +297,7 @@ std::vector<Road> Roads() {
     add(DataRoad("DataOnABlankCd", "cd-r", kLong), {{mmc::kWrite10, {k165}},
                                                     {mmc::kCloseTrackSession, {kNotClosed}},
                                                     {mmc::kSynchronizeCache, {kNotClosed}},
-                                                    {mmc::kReadDiscInformation, {kNotSuitable}}});
+                                                    {mmc::kReadDiscInformation, {}}});
     add(BehindAVolume(DataRoad("DataAddedToACd", "cd-r", kLong)),
         {{mmc::kWrite10, {k165}}, {mmc::kReadToc, {k176}}});
     Road padded = DataRoad("DataThatNeedsPaddingOnACd", "cd-r", kLittle);
