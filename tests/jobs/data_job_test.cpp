@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <new>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace larkspin {
@@ -145,9 +146,9 @@ TEST(DataJob, FailuresOnBothWays) {
     const auto noFile = [](JobBench& bench, FaultyFiles& files) {
         files.unopenable = bench.host.queue.back();
     };
-    const auto tooLarge = [](JobBench& bench, FaultyFiles&) {
-        bench.host.queue.push_back(bench.AddFile("large", {}));
-        fs::resize_file(bench.Source() / "large", uint64_t{4} << 30);
+    const auto special = [](JobBench& bench, FaultyFiles&) {
+        bench.host.queue.push_back(ToWide((bench.Source() / "pipe").string()));
+        ASSERT_EQ(::mkfifo((bench.Source() / "pipe").c_str(), 0600), 0);
     };
     const struct {
         const char* name;
@@ -171,7 +172,7 @@ TEST(DataJob, FailuresOnBothWays) {
          true,
          1},
         {"file", "dvd+r", noFile, {u"Cannot open \""}, true, 1},
-        {"left out", "dvd+r", tooLarge, {u"File /"}, true, 1},
+        {"left out", "dvd+r", special, {u"/"}, true, 1},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(Format("%s, %s", test.name, test.kind));
