@@ -1,4 +1,5 @@
 // larkspin-send: what the file manager, and anybody at a terminal, tells Larkspin by.
+#include "desktop_notice.h"
 #include "larkspin_client.h"
 
 #include <QByteArray>
@@ -26,7 +27,7 @@ enum ExitCode { kDone = 0, kRefused = 1, kUsage = 2, kNoPath = 3, kNoProgram = 4
 
 constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
 
-  add PATH...    add files and folders to the queue
+  add PATH...    add files and folders to the queue; file:// addresses are taken too
   write-data     write the queue to a data disc
   write-audio    write the queue as an audio CD
   burn IMAGE     copy an image file to a disc
@@ -81,8 +82,20 @@ std::string AbsolutePath(std::string path) {
     return (parent == "/" ? parent : parent + "/") + name;
 }
 
-QByteArray PathArgument(const std::string& path) {
-    return QByteArray::fromStdString(AbsolutePath(path));
+// The path of a file of this machine that is given by its address (RFC 8089), as file managers
+// give it; anything else is a path as it stands.
+std::string PathOfAddress(const std::string& word) {
+    for (const std::string_view prefix : {"file:///", "file://localhost/"}) {
+        if (word.starts_with(prefix)) {
+            const QByteArray path = QByteArray::fromStdString(word.substr(prefix.size() - 1));
+            return QByteArray::fromPercentEncoding(path).toStdString();
+        }
+    }
+    return word;
+}
+
+QByteArray PathArgument(const std::string& word) {
+    return QByteArray::fromStdString(AbsolutePath(PathOfAddress(word)));
 }
 
 // The answer to the start of a job.
@@ -90,7 +103,7 @@ int Started(int result, const char* reason) {
     if (result == 0) {
         return kDone;
     }
-    std::fprintf(stderr, "larkspin-send: refused: %s\n", reason);
+    TellUser(std::string("refused: ") + reason);
     return kRefused;
 }
 
@@ -119,9 +132,7 @@ int Add(const std::vector<std::string>& paths) {
     client.Start();
     while (!AddAll(client, absolute)) {
         if (!client.WaitForEnd()) {
-            std::fputs("larkspin-send: refused: Larkspin ends when its job is done; add the files "
-                       "after that\n",
-                       stderr);
+            TellUser("refused: Larkspin ends when its job is done; add the files after that");
             return kRefused;
         }
         client.Start();
@@ -225,16 +236,13 @@ int Run(const std::vector<std::string>& words) {
             arguments.erase(arguments.begin());
         }
         if (arguments.size() < command.fewest || arguments.size() > command.most) {
-            std::fprintf(stderr,
-                         "larkspin-send: wrong number of arguments for %s; see "
-                         "larkspin-send --help\n",
-                         command.name);
+            TellUser(std::string("wrong number of arguments for ") + command.name +
+                     "; see larkspin-send --help");
             return kUsage;
         }
         return command.run(arguments);
     }
-    std::fprintf(stderr, "larkspin-send: unknown command %s; see larkspin-send --help\n",
-                 words[0].c_str());
+    TellUser("unknown command " + words[0] + "; see larkspin-send --help");
     return kUsage;
 }
 
@@ -247,10 +255,10 @@ int main(int argc, char** argv) {
     try {
         return larkspin::Run({argv + 1, argv + argc});
     } catch (const larkspin::PathError& error) {
-        std::fprintf(stderr, "larkspin-send: %s\n", error.what());
+        larkspin::TellUser(error.what());
         return larkspin::kNoPath;
     } catch (const larkspin::SendError& error) {
-        std::fprintf(stderr, "larkspin-send: %s\n", error.what());
+        larkspin::TellUser(error.what());
         return larkspin::kNoProgram;
     }
 }

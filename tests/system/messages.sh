@@ -155,6 +155,8 @@ odd=$'b\xff\xfe \xc3\x9c\n.txt'
 head -c 70000 /dev/urandom >"$work/source/$odd"
 ln -s plain.txt "$work/link"
 (cd "$work/source" && "$send" add "./$odd" .) >>"$work/output" 2>&1 || fail 'add was refused'
+expect 0 add "file://$work/source/b%FF%FE%20%C3%9C%0A.txt"
+expect 3 add "file://elsewhere$work/source/plain.txt"
 expect 0 add "$work/link"
 
 # --- a second instance says nothing and goes ---
