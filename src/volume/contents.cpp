@@ -155,7 +155,8 @@ void AssignContents(VolumeRun& run) {
 void DetachContents(VolumeRun& run) {
     for (DeferredFile& file : run.contents) {
         file.source_folder = file.entry->source_folder;
-        file.name = std::move(file.entry->name);
+        const std::u16string* sourceName = file.entry->source_name;
+        file.name = sourceName != nullptr ? *sourceName : std::move(file.entry->name);
         file.memory_contents = std::move(file.entry->memory_contents);
         file.entry = nullptr;
     }

@@ -2,14 +2,16 @@
 
 #include "platform/text.h"
 #include "volume/iso9660.h"
+#include "volume/names.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"
 #include "volume/sector_writers.h"
 
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <optional>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -52,10 +54,85 @@ bool IsShown(const IsoDirectory& directory) {
     return !directory.Has(kDirectoryNotInJoliet);
 }
 
-// A name cut to what Joliet can show.
-std::u16string_view Shown(const IsoEntry& entry, uint32_t limit) {
-    return std::u16string_view(entry.name).substr(0, limit);
+// Bytes of a name in a Joliet record.
+uint32_t NameBytes(std::u16string_view shown) {
+    return 2 * static_cast<uint32_t>(shown.size());
 }
+
+// Makes the Joliet names of one directory unique.
+class JolietNames {
+  public:
+    explicit JolietNames(VolumeRun& run) : m_run(run) {}
+
+    void Add(IsoEntry& entry) {
+        const auto [place, isNew] = m_names.emplace(Key(JolietName(entry, m_run.options)), &entry);
+        if (isNew) {
+            return;
+        }
+        IsoEntry& holder = *place->second;
+        const bool takesName = entry.priority > holder.priority;
+        m_losers.push_back(takesName ? &holder : &entry);
+        if (takesName) {
+            place->second = &entry;
+        }
+    }
+    // Gives names to those whose own is taken, once all are added.
+    void RenameLosers() {
+        for (IsoEntry* entry : m_losers) {
+            Rename(*entry);
+        }
+    }
+
+  private:
+    // The name as a reader shows it.
+    std::u16string_view Key(std::u16string_view name) {
+        for (size_t i = 0; i < name.size(); ++i) {
+            if (JolietUnit(name, i) != name[i]) {
+                std::u16string& shown = m_shown.emplace_back(name);
+                for (; i < name.size(); ++i) {
+                    shown[i] = JolietUnit(name, i);
+                }
+                return shown;
+            }
+        }
+        return name;
+    }
+
+    void Rename(IsoEntry& entry) {
+        constexpr size_t kLongestExtension = 16;
+        constexpr size_t kDigits = 3;
+        const std::u16string_view name = entry.name;
+        const size_t dot = name.rfind(u'.');
+        const bool hasExtension =
+            dot != std::u16string_view::npos && dot != 0 && name.size() - dot <= kLongestExtension;
+        const std::u16string_view extension = hasExtension ? name.substr(dot) : u"";
+        const size_t room = m_run.options.joliet_name_limit - kDigits - extension.size();
+        const std::u16string_view root =
+            name.substr(0, std::min(name.size() - extension.size(), room));
+        // Names are only ever added, so each search goes on where the last one for its name ended.
+        uint32_t& number = m_next[std::u16string(root) + u'\0' + std::u16string(extension)];
+        for (; number < ClashName::kCandidates; ++number) {
+            std::u16string candidate(root);
+            candidate += ToWide(ClashDigits(number));
+            candidate += extension;
+            const std::u16string* kept = m_run.tree.KeepPath(std::move(candidate));
+            if (m_names.emplace(Key(*kept), &entry).second) {
+                entry.joliet_name = kept;
+                if (entry.relocated_to != nullptr) {
+                    entry.relocated_to->joliet_name = kept; // as path tables have it
+                }
+                return;
+            }
+        }
+        Fail("Internal error #907. Cannot sort Joliet file tree.");
+    }
+
+    VolumeRun& m_run;
+    std::unordered_map<std::u16string_view, IsoEntry*> m_names;
+    std::unordered_map<std::u16string, uint32_t> m_next;
+    std::deque<std::u16string> m_shown; // keys that are no entry's name
+    std::vector<IsoEntry*> m_losers;
+};
 
 // What stands first whatever its letters.
 uint32_t Rank(const IsoEntry& entry, bool dvdVideo) {
@@ -74,8 +151,8 @@ bool JolietLess(const IsoEntry* a, const IsoEntry* b, const GenOptions& options)
     if (rankOfA != rankOfB) {
         return rankOfA < rankOfB;
     }
-    const std::u16string_view nameOfA = Shown(*a, options.joliet_name_limit);
-    const std::u16string_view nameOfB = Shown(*b, options.joliet_name_limit);
+    const std::u16string_view nameOfA = JolietName(*a, options);
+    const std::u16string_view nameOfB = JolietName(*b, options);
     const size_t common = std::min(nameOfA.size(), nameOfB.size());
     for (size_t i = 0; i < common; ++i) {
         if (nameOfA[i] == u';' || nameOfB[i] == u';') {
@@ -98,7 +175,7 @@ void MeasureEntries(VolumeRun& run, IsoDirectory& directory) {
             continue;
         }
         const bool isDots = entry->record.IsDots();
-        const uint32_t nameBytes = isDots ? 0 : JolietNameLength(entry->name, run.options);
+        const uint32_t nameBytes = isDots ? 0 : NameBytes(JolietName(*entry, run.options));
         entry->joliet_record_length = static_cast<uint8_t>(kRecordHead + nameBytes);
         if (isRoot && entry->record.IsDot()) {
             run.joliet_tables.CountRecord(1);
@@ -108,8 +185,8 @@ void MeasureEntries(VolumeRun& run, IsoDirectory& directory) {
     }
 }
 
-// Links the Joliet chain and measures the directory. Gives the number of clashes.
-uint32_t SortEntries(const GenOptions& options, IsoDirectory& directory) {
+// Links the Joliet chain and measures the directory.
+void SortEntries(const GenOptions& options, IsoDirectory& directory) {
     std::vector<IsoEntry*> entries;
     for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
         if (!entry->Has(kEntryNotInJoliet)) {
@@ -118,36 +195,27 @@ uint32_t SortEntries(const GenOptions& options, IsoDirectory& directory) {
     }
     std::sort(entries.begin(), entries.end(),
               [&](const IsoEntry* a, const IsoEntry* b) { return JolietLess(a, b, options); });
-    std::unordered_set<std::u16string_view> names;
-    uint32_t clashes = 0;
     directory.joliet_size = 0;
     for (size_t i = 0; i < entries.size(); ++i) {
         entries[i]->joliet_next = i + 1 < entries.size() ? entries[i + 1] : nullptr;
-        if (!names.insert(Shown(*entries[i], options.joliet_name_limit)).second) {
-            ++clashes;
-        }
         const uint32_t length = entries[i]->joliet_record_length;
         ForEachRecord(*entries[i], [&](IsoEntry&) {
             directory.joliet_size = PlaceInSector(directory.joliet_size, length) + length;
         });
     }
     directory.joliet_entries = entries.empty() ? nullptr : entries.front();
-    return clashes;
 }
 
-uint32_t SortBelow(VolumeRun& run, IsoDirectory& directory) {
-    uint32_t clashes = 0;
+void SortBelow(VolumeRun& run, IsoDirectory& directory) {
     if (IsShown(directory) || &directory == run.tree.RelocationDirectory()) {
         MeasureEntries(run, directory);
     }
     if (IsShown(directory)) {
-        clashes = SortEntries(run.options, directory);
+        SortEntries(run.options, directory);
     }
-    for (IsoDirectory* child = directory.first_child; child != nullptr && clashes == 0;
-         child = child->next) {
-        clashes = SortBelow(run, *child);
+    for (IsoDirectory* child = directory.first_child; child != nullptr; child = child->next) {
+        SortBelow(run, *child);
     }
-    return clashes;
 }
 
 // The directory that a directory record of the Joliet tree leads to.
@@ -182,7 +250,8 @@ DirectoryRecord JolietRecord(const GenOptions& options, const IsoDirectory& hold
         record.size = RoundToSectors(target.joliet_size);
     }
     if (!record.IsDots()) {
-        record.name = ToJoliet(shown.name, JolietNameLength(shown.name, options));
+        const std::u16string_view name = JolietName(shown, options);
+        record.name = ToJoliet(name, NameBytes(name));
     }
     return record;
 }
@@ -288,8 +357,9 @@ char16_t JolietUnit(std::u16string_view text, size_t index) {
     return unit;
 }
 
-uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options) {
-    return 2 * static_cast<uint32_t>(std::min<size_t>(name.size(), options.joliet_name_limit));
+std::u16string_view JolietName(const IsoEntry& entry, const GenOptions& options) {
+    const std::u16string_view name = entry.joliet_name != nullptr ? *entry.joliet_name : entry.name;
+    return name.substr(0, options.joliet_name_limit);
 }
 
 std::string ToJoliet(std::u16string_view text, size_t byteCount) {
@@ -303,10 +373,29 @@ std::string ToJoliet(std::u16string_view text, size_t byteCount) {
     return bytes;
 }
 
-uint32_t SortJolietTree(VolumeRun& run) {
-    const uint32_t clashes = SortBelow(run, run.tree.Root());
+void MakeJolietNamesUnique(VolumeRun& run) {
+    std::vector<IsoEntry*> entries;
+    ForEachDirectory(run.tree.Root(), [&](IsoDirectory& directory) {
+        if (!IsShown(directory)) {
+            return;
+        }
+        entries.clear();
+        for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+            if (!entry->Has(kEntryNotInJoliet) && !entry->record.IsDots()) {
+                entries.push_back(entry);
+            }
+        }
+        JolietNames names(run);
+        for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+            names.Add(**entry); // the latest stands in front
+        }
+        names.RenameLosers();
+    });
+}
+
+void SortJolietTree(VolumeRun& run) {
+    SortBelow(run, run.tree.Root());
     run.joliet_tables.FixSectors();
-    return clashes;
 }
 
 OutputFragment JolietDescriptorFragment(VolumeRun& run) {
@@ -323,8 +412,8 @@ OutputFragment JolietDescriptorFragment(VolumeRun& run) {
 
 OutputFragment JolietPathTableFragment(VolumeRun& run) {
     const auto nameOf = [&run](const IsoDirectory& directory) {
-        const std::u16string& name = directory.self->name;
-        return ToJoliet(name, JolietNameLength(name, run.options));
+        const std::u16string_view name = JolietName(*directory.self, run.options);
+        return ToJoliet(name, NameBytes(name));
     };
     return PathTablesFragment(run, "Joliet path table", &VolumeRun::joliet_tables,
                               {.excluded = kDirectoryNotInJoliet,

@@ -6,7 +6,11 @@
 // those that no reader takes: control characters and the characters that Joliet forbids become
 // '_'; so does half of a surrogate pair that the limit of the length has cut. A byte of a name that
 // is no UTF-8 shows as the Latin-1 character of that byte, as such names mostly are Latin-1, and so
-// differs from its neighbours. Names that become equal only by the '_' are not told apart.
+// differs from its neighbours.
+//
+// Names that would show alike, by the '_' or by their limit, are told apart as in the ISO tree: the
+// entry scanned first keeps its name, others get three digits in front of their extension. UDF has
+// the same names.
 #pragma once
 
 #include "volume/fragment.h"
@@ -18,21 +22,24 @@
 namespace larkspin {
 
 struct GenOptions;
+struct IsoEntry;
 struct VolumeRun;
 
 // Unit `index` of `text` as Joliet shows it. `text` is cut to its limit already.
 char16_t JolietUnit(std::u16string_view text, size_t index);
 
-// Bytes of `name` in a Joliet record: two per unit, cut at the limit of the options.
-uint32_t JolietNameLength(std::u16string_view name, const GenOptions& options);
+// The name that Joliet and UDF have for `entry`, cut to its limit, before JolietUnit.
+std::u16string_view JolietName(const IsoEntry& entry, const GenOptions& options);
 
 // The first `byteCount` bytes of `text` in big-endian units, padded with zero bytes.
 std::string ToJoliet(std::u16string_view text, size_t byteCount);
 
-// Sorts and measures all Joliet directories, and counts the Joliet path table. Gives the number
-// of clashes: names of a directory that agree in their first `joliet_name_limit` units. A positive
-// number ends the walk.
-uint32_t SortJolietTree(VolumeRun& run);
+// Gives the entries of each directory names that Joliet shows apart. Entries must stand in the
+// order of arrival. Fails if the digits run out.
+void MakeJolietNamesUnique(VolumeRun& run);
+
+// Sorts and measures all Joliet directories, and counts the Joliet path table.
+void SortJolietTree(VolumeRun& run);
 
 OutputFragment JolietDescriptorFragment(VolumeRun& run);
 OutputFragment JolietPathTableFragment(VolumeRun& run);

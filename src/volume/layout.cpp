@@ -111,9 +111,13 @@ std::vector<OutputFragment> TailFragments(VolumeRun& run) {
 }
 
 void SortTree(VolumeRun& run) {
+    const bool hasLongNames = run.options.joliet || run.options.udf;
+    if (hasLongNames) {
+        MakeJolietNamesUnique(run);
+    }
     SortIsoTree(run);
-    if ((run.options.joliet || run.options.udf) && SortJolietTree(run) > 0) {
-        throw CCDWriterISOGenException(u"Internal error #907. Cannot sort Joliet file tree.");
+    if (hasLongNames) {
+        SortJolietTree(run);
     }
     IsoDirectory& root = run.tree.Root();
     root.self = root.entries; // "." stands for the root

@@ -8,6 +8,7 @@
 #include "volume/sections.h"
 #include "volume/sector_writers.h"
 #include "volume/system_use.h"
+#include "volume/twins.h"
 
 #include <algorithm>
 #include <map>
@@ -173,6 +174,7 @@ class Merger {
             directory.self != nullptr && directory.self->device == kPreviousSessionDevice;
         std::unordered_map<std::u16string_view, IsoEntry*> queued;
         bool hasNew = false;
+        bool hasTwins = false;
         for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
             if (!entry->record.IsDots() && !isRelocation) {
                 queued.emplace(entry->name, entry);
@@ -191,25 +193,36 @@ class Merger {
                 continue;
             }
             const auto match = queued.find(old.entry.name);
-            if (match != queued.end()) {
-                Overlay(*match->second, old, place.level);
-            } else if (!old.is_translation_table || !hasNew) {
+            const bool isReplaced =
+                match != queued.end() && Overlay(*match->second, old, place.level);
+            hasTwins |= match != queued.end() && !isReplaced;
+            if (!isReplaced && (!old.is_translation_table || !hasNew)) {
                 Adopt(directory, old, place.level);
             }
         }
+        if (hasTwins) {
+            SeparateTwins(m_run, directory);
+        }
     }
 
-    // An entry of the queue meets the old one of its name.
-    void Overlay(IsoEntry& fresh, OldEntry& old, uint32_t level) {
+    // An entry of the queue meets the old one of its name. False if the old one stays on the
+    // volume.
+    bool Overlay(IsoEntry& fresh, OldEntry& old, uint32_t level) {
         IsoDirectory* const directory = ShownDirectory(fresh);
         const bool isOldFolder = old.entry.record.IsDirectory() || old.child_link;
         if (directory == nullptr) {
-            // A file that took the place of a folder would hide all that the folder holds.
-            if (isOldFolder) {
-                FailToMerge();
-            }
-            if (IsUnchanged(fresh, old)) {
+            if (!isOldFolder && IsUnchanged(fresh, old)) {
                 KeepSections(m_run.tree, fresh, old.same_name, old.entry);
+            } else if (fresh.source_name != nullptr) {
+                return false; // nobody has asked for the name that was made up to be replaced
+            } else if (isOldFolder) {
+                // A file that took the place of a folder would hide all that the folder holds.
+                if (fresh.source_folder == nullptr) {
+                    FailToMerge();
+                }
+                m_run.Tell(NoticeReason::HidesFolder, fresh.SourcePath());
+                fresh.directory->RemoveEntry(fresh);
+                return false;
             }
         } else if (old.child_link) {
             AddPlaceholder(*old.child_link, {nullptr, directory, level + 1});
@@ -218,6 +231,7 @@ class Merger {
         } else if (directory == m_run.tree.RelocationDirectory()) {
             FailToMerge(); // no user has asked for that name to be replaced
         }
+        return true;
     }
 
     IsoEntry& Take(OldEntry& old) {

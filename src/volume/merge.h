@@ -11,7 +11,9 @@
 //   relocation directory of the new volume. One that no CL leads to stays, hidden from Rock Ridge
 //   as before.
 // - A folder of the queue replaces an old file. A file that would replace an old folder, and so
-//   hide all that it holds, fails the merge.
+//   hide all that it holds, is left out and told; the folder stays.
+// - A name that was made up for a file (see twins.h) replaces nothing but the file unchanged: the
+//   next number is taken.
 //
 // Old names come from Rock Ridge or from TRANS.TBL; without either they are the ISO names. Only the
 // primary tree is read: a boot record or names that only Joliet shows are not carried on.

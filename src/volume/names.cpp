@@ -154,13 +154,17 @@ ClashName::ClashName(std::string_view isoName, bool isDirectory, const GenOption
     }
 }
 
-std::string ClashName::Candidate(uint32_t number) const {
+std::string ClashDigits(uint32_t number) {
     static constexpr std::string_view kDigits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
-    std::string name = m_strRoot;
+    std::string digits;
     for (const uint32_t place : {36U * 36U, 36U, 1U}) {
-        name += kDigits[number / place % 36];
+        digits += kDigits[number / place % 36];
     }
-    return name + m_strTail;
+    return digits;
+}
+
+std::string ClashName::Candidate(uint32_t number) const {
+    return m_strRoot + ClashDigits(number) + m_strTail;
 }
 
 } // namespace larkspin

@@ -21,6 +21,9 @@ std::string_view UniquePart(std::string_view isoName);
 // True if `a` stands before `b` in a directory (ECMA-119 9.3 with '.' lowest).
 bool IsoNameLess(std::string_view a, std::string_view b);
 
+// The three digits of base 36 of `number`, which is below ClashName::kCandidates.
+std::string ClashDigits(uint32_t number);
+
 // The name that an entry gets when its own is taken: a shortened root, three digits of base 36,
 // the extension and the version.
 class ClashName {

@@ -144,12 +144,7 @@ void AddName(SystemUseBuilder& builder, std::string_view native) {
         }
         FieldWriter nm = builder.Add("NM", kSystemUseHead + 1 + bytes);
         nm.U8(4, bytes < native.size() ? kNmContinues : 0);
-        const std::span<uint8_t> text = nm.Field(5, bytes);
-        std::transform(native.begin(), native.begin() + static_cast<std::ptrdiff_t>(bytes),
-                       text.begin(), [](char c) {
-                           return static_cast<uint8_t>(
-                               RockRidgeUnit(static_cast<unsigned char>(c)));
-                       });
+        nm.Text(5, native.substr(0, bytes));
         native.remove_prefix(bytes);
         if (!native.empty() && mustContinue) {
             builder.Continue();

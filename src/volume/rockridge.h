@@ -22,12 +22,6 @@ inline constexpr uint32_t kRrChildLink = 4;        // CL: placeholder of a reloc
 inline constexpr uint32_t kRrExtensionPointer = 8; // CE to the extension record: root's "."
 inline constexpr uint32_t kRrSuspStart = 16;       // SP: root's "."
 
-// The unit that stands in an NM entry for `unit` of a name on disk: separators of either kind
-// of path become '_', all else stays.
-constexpr char16_t RockRidgeUnit(char16_t unit) {
-    return unit == u'/' || unit == u'\\' ? u'_' : unit;
-}
-
 // Makes the System Use data of `entry`; its ISO name must be set. `native` is the 8-bit form of
 // its name: NM holds these very bytes, so a name of any bytes comes back whole. Does nothing if
 // neither Rock Ridge nor CD-XA is on.

@@ -30,9 +30,9 @@ VolumeRun::VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& g
       session_base(sessionBase), plan_sector(sessionBase), tree(genOptions.relocation_depth),
       boot_patches(fileSystem), m_notice(std::move(noticeCallback)) {}
 
-void VolumeRun::Tell(NoticeReason reason, std::u16string path) const {
+void VolumeRun::Tell(NoticeReason reason, std::u16string path, std::u16string shownAs) const {
     if (m_notice) {
-        m_notice({reason, std::move(path)});
+        m_notice({reason, std::move(path), std::move(shownAs)});
     }
 }
 

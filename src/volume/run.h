@@ -36,7 +36,7 @@ struct VolumeRun {
     const GenOptions options;
 
     // Tells the user of a name; called before the size of the volume is told.
-    void Tell(NoticeReason reason, std::u16string path) const;
+    void Tell(NoticeReason reason, std::u16string path, std::u16string shownAs = {}) const;
 
     // The moment of the volume (seconds since 1970, UTC), taken once. Descriptors, "Version block",
     // UDF and all names that no file stands behind carry it.

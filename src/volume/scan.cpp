@@ -6,9 +6,11 @@
 #include "volume/rockridge.h"
 #include "volume/run.h"
 #include "volume/sections.h"
+#include "volume/twins.h"
 #include "volume/udf_tree.h"
 
 #include <algorithm>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -67,6 +69,18 @@ IsoEntry& NewEntry(VolumeRun& run, IsoDirectory& directory, const std::u16string
     return entry;
 }
 
+void Normalize(const GenOptions& options, FileStatus& status) {
+    if (!options.normalize_attributes) {
+        return;
+    }
+    status.uid = options.uid;
+    status.gid = options.gid;
+    const uint32_t mode =
+        status.type == FileStatus::Type::Folder ? options.dir_mode : options.file_mode;
+    status.mode = mode != 0 ? (status.mode & kModeTypeMask) | mode
+                            : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
+}
+
 class Scanner {
   public:
     explicit Scanner(VolumeRun& run) : m_run(run) {}
@@ -85,7 +99,7 @@ class Scanner {
                 m_run.Tell(NoticeReason::FolderUnreadable, item);
             }
             m_open.push_back({status.device, status.inode});
-            Normalize(status);
+            Normalize(m_run.options, status);
             m_run.root_status = status;
             AddNames(m_run.tree.Root(), item, std::move(names));
             m_open.pop_back();
@@ -100,6 +114,14 @@ class Scanner {
         AddFoundName(m_run.tree.Root(), folder, std::u16string(leaf));
     }
 
+    // Several items may have filled the root, and folders of one name become one.
+    void SeparateTwins() {
+        larkspin::SeparateTwins(m_run, m_run.tree.Root());
+        for (IsoDirectory* directory : m_shared) {
+            larkspin::SeparateTwins(m_run, *directory);
+        }
+    }
+
   private:
     struct Identity {
         uint64_t device;
@@ -107,22 +129,16 @@ class Scanner {
         bool operator==(const Identity&) const = default;
     };
 
+    [[noreturn]] static void FailTooLong(const std::u16string& name) {
+        constexpr size_t kShown = 40; // units; a text of a failure is short
+        throw CCDWriterISOGenException(
+            FormatWide("Internal error #940. The path of \"%s\" is too long.",
+                       ToNative(name.substr(0, kShown)).c_str()));
+    }
+
     [[noreturn]] static void FailToAdd(const std::u16string& item) {
         throw CCDWriterISOGenException(
             FormatWide("Cannot add file to disk: %s.", ToNative(item).c_str()));
-    }
-
-    void Normalize(FileStatus& status) const {
-        const GenOptions& options = m_run.options;
-        if (!options.normalize_attributes) {
-            return;
-        }
-        status.uid = options.uid;
-        status.gid = options.gid;
-        const uint32_t mode =
-            status.type == FileStatus::Type::Folder ? options.dir_mode : options.file_mode;
-        status.mode = mode != 0 ? (status.mode & kModeTypeMask) | mode
-                                : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
     }
 
     uint64_t FileSizeLimit() const {
@@ -170,7 +186,7 @@ class Scanner {
         const std::u16string* folder = m_run.tree.KeepPath(path);
         for (std::u16string& name : names) {
             if (path.size() + 1 + name.size() > kLongestScannedPath) {
-                throw CCDWriterISOGenException(u"Internal error #940.");
+                FailTooLong(name);
             }
             if (m_run.options.keep_backup_files || !IsBackupName(name)) {
                 AddFoundName(directory, folder, std::move(name));
@@ -188,7 +204,7 @@ class Scanner {
         if (IsLeftOut(path, status)) {
             return;
         }
-        Normalize(status);
+        Normalize(m_run.options, status);
         const Identity identity = {status.device, status.inode};
         std::vector<std::u16string> names;
         if (status.type == FileStatus::Type::Folder && !List(path, identity, &names)) {
@@ -203,6 +219,8 @@ class Scanner {
         IsoDirectory* place = m_run.tree.FindDirectory(directory, name);
         if (place == nullptr) {
             place = &AddFolder(directory, folder, name, path, status);
+        } else {
+            m_shared.insert(place);
         }
         m_open.push_back(identity);
         AddNames(*place, path, std::move(names));
@@ -255,7 +273,8 @@ class Scanner {
     }
 
     VolumeRun& m_run;
-    std::vector<Identity> m_open; // the folders from the queue item down to the present one
+    std::set<IsoDirectory*> m_shared; // filled from several folders
+    std::vector<Identity> m_open;     // the folders from the queue item down to the present one
 };
 
 // A dot of `directory` that leads to `target`, and shows its status: some systems take that of a
@@ -292,6 +311,23 @@ void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue) {
     for (const std::u16string& item : queue) {
         scanner.AddQueueItem(item);
     }
+    scanner.SeparateTwins();
+}
+
+void RenameFile(VolumeRun& run, IsoEntry& entry, std::u16string name) {
+    FileStatus status;
+    if (!run.files.Status(entry.SourcePath(), &status)) {
+        status.mode = kModeRegular; // it has just gone, and can't be read when its turn comes
+    }
+    Normalize(run.options, status);
+    if (entry.source_name == nullptr) {
+        entry.source_name = run.tree.KeepPath(entry.name);
+    }
+    entry.name = std::move(name);
+    const std::string native = ToNative(entry.name);
+    entry.record.name = MakeIsoName(native, false, run.options);
+    MakeRockRidge(run, native, entry, 0, status);
+    MakeSections(run.tree, entry, entry.size);
 }
 
 IsoDirectory& RelocationDirectory(VolumeRun& run) {

@@ -18,11 +18,15 @@ namespace larkspin {
 
 struct GenOptions;
 struct IsoDirectory;
+struct IsoEntry;
 struct VolumeRun;
 
 // Adds all items under the root. Fails if there are none, if an item does not exist, or if the
 // scan meets a limit. "/" puts its contents straight into the root.
 void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue);
+
+// Gives a file of the queue another name than it has on disk.
+void RenameFile(VolumeRun& run, IsoEntry& entry, std::u16string name);
 
 // The name of the relocation directory in the root.
 std::u16string_view RelocationName(const GenOptions& options);

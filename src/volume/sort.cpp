@@ -76,18 +76,28 @@ void MakeNamesUnique(const VolumeRun& run, IsoDirectory& directory) {
     }
 }
 
-bool RockRidgeNameLess(const IsoEntry* a, const IsoEntry* b) {
-    return std::lexicographical_compare(
-        a->name.begin(), a->name.end(), b->name.begin(), b->name.end(),
-        [](char16_t x, char16_t y) { return RockRidgeUnit(x) < RockRidgeUnit(y); });
+// Where an entry comes from, as a text for the user.
+std::string OriginOf(const IsoEntry& entry) {
+    constexpr size_t kShown = 40; // units of the end; a text of a failure is short
+    std::u16string path = entry.SourcePath();
+    if (path.empty()) {
+        path = entry.name;
+    }
+    return ToNative(path.size() > kShown ? u"..." + path.substr(path.size() - kShown) : path);
 }
 
-bool HasTwins(std::vector<IsoEntry*> entries) {
-    std::sort(entries.begin(), entries.end(), RockRidgeNameLess);
-    return std::adjacent_find(entries.begin(), entries.end(),
-                              [](const IsoEntry* a, const IsoEntry* b) {
-                                  return !RockRidgeNameLess(a, b);
-                              }) != entries.end();
+// Fails if two entries would show under one name.
+void CheckTwins(std::vector<IsoEntry*> entries) {
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const IsoEntry* a, const IsoEntry* b) { return a->name < b->name; });
+    const auto twin =
+        std::adjacent_find(entries.begin(), entries.end(),
+                           [](const IsoEntry* a, const IsoEntry* b) { return a->name == b->name; });
+    if (twin != entries.end()) {
+        throw CCDWriterISOGenException(FormatWide("Internal error #936. Rename \"%s\" or \"%s\".",
+                                                  OriginOf(**twin).c_str(),
+                                                  OriginOf(**(twin + 1)).c_str()));
+    }
 }
 
 // Puts the visible entries in ISO order, those outside the ISO tree behind them.
@@ -98,8 +108,11 @@ void SortEntries(VolumeRun& run, IsoDirectory& directory) {
         (entry->Has(kEntryNotInIso) ? hidden : visible).push_back(entry);
     }
     const bool mayHoldTwins = &directory == run.tree.RelocationDirectory();
-    if (visible.size() < 2 || (run.options.rock_ridge && !mayHoldTwins && HasTwins(visible))) {
+    if (visible.size() < 2) {
         Fail("Internal error #936.");
+    }
+    if (run.options.rock_ridge && !mayHoldTwins) {
+        CheckTwins(visible);
     }
     std::sort(visible.begin(), visible.end(), [](const IsoEntry* a, const IsoEntry* b) {
         return IsoNameLess(a->record.name, b->record.name);
@@ -138,6 +151,9 @@ void MeasureDirectory(VolumeRun& run, IsoDirectory& directory) {
     directory.iso_size = 0;
     directory.continuation_bytes = 0;
     for (IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
+        if (entry->source_name != nullptr) {
+            run.Tell(NoticeReason::Renamed, entry->SourcePath(), entry->name);
+        }
         if (entry->Has(kEntryNotInIso)) {
             continue;
         }

@@ -10,7 +10,7 @@ struct VolumeRun;
 // Of entries whose ISO names agree, the one of higher priority keeps its name and among equals the
 // one scanned first; the others get digits. Fails if the digits run out, if a record grows beyond
 // 255 bytes, or if two entries of a directory would show under one Rock Ridge name, as one of them
-// could never be reached: two queue items with the same leaf name do.
+// could never be reached. Tells the files that have another name than on disk.
 void SortIsoTree(VolumeRun& run);
 
 } // namespace larkspin

@@ -10,7 +10,9 @@
 namespace larkspin {
 
 std::u16string IsoEntry::SourcePath() const {
-    return source_folder != nullptr ? JoinPath(*source_folder, name) : std::u16string();
+    return source_folder != nullptr
+               ? JoinPath(*source_folder, source_name != nullptr ? *source_name : name)
+               : std::u16string();
 }
 
 uint32_t IsoEntry::RecordLength() const {
@@ -22,6 +24,14 @@ void IsoDirectory::AddEntry(IsoEntry& entry) {
     entry.directory = this;
     entry.next = entries;
     entries = &entry;
+}
+
+void IsoDirectory::RemoveEntry(const IsoEntry& entry) {
+    IsoEntry** link = &entries;
+    while (*link != &entry) {
+        link = &(*link)->next;
+    }
+    *link = entry.next;
 }
 
 IsoDirectory* IsoDirectory::TrueParent() const {

@@ -62,6 +62,10 @@ struct IsoEntry {
     std::unique_ptr<std::vector<uint8_t>> memory_contents;
     // The folder on disk that holds the file; null for what no file stands behind.
     const std::u16string* source_folder = nullptr;
+    // The name of the file in there where it is not `name`, or null.
+    const std::u16string* source_name = nullptr;
+    // What Joliet and UDF show where `name` would show as that of another entry, or null.
+    const std::u16string* joliet_name = nullptr;
     IsoDirectory* directory = nullptr;     // holds this entry
     IsoDirectory* own_directory = nullptr; // whose `self` this is; null for files and dots
     // A relocated directory's entry and the placeholder at its true place know each other.
@@ -109,6 +113,8 @@ struct IsoDirectory {
     bool Has(uint16_t flag) const { return (flags & flag) != 0; }
     // Puts `entry` at the head of the chain and makes this its directory.
     void AddEntry(IsoEntry& entry);
+    // Takes `entry` out of the chain before it is sorted.
+    void RemoveEntry(const IsoEntry& entry);
     // The parent in the views that know no relocation: Joliet and UDF.
     IsoDirectory* TrueParent() const;
 };
@@ -140,7 +146,7 @@ class IsoTree {
     void NameDirectory(const IsoDirectory& parent, std::u16string_view name,
                        IsoDirectory& directory);
 
-    // A copy of `path` that lives as long as the tree object, also past Clear.
+    // A copy of `path`, or of a name, that lives as long as the tree object, also past Clear.
     const std::u16string* KeepPath(std::u16string path);
 
     // Gives back all entries and directories.

@@ -64,10 +64,6 @@ void ForEachFile(VolumeRun& run, const Visit& visit) {
     });
 }
 
-std::u16string_view ShownName(const VolumeRun& run, const IsoEntry& entry) {
-    return std::u16string_view(entry.name).substr(0, run.options.joliet_name_limit);
-}
-
 constexpr uint32_t IdentifierBytes(size_t nameBytes) {
     return (kIdentifierHead + static_cast<uint32_t>(nameBytes) + 3) / 4 * 4;
 }
@@ -75,7 +71,7 @@ constexpr uint32_t IdentifierBytes(size_t nameBytes) {
 uint32_t IdentifiersSize(const VolumeRun& run, const IsoDirectory& directory) {
     uint32_t bytes = IdentifierBytes(0); // the parent has no name
     ForEachName(directory, [&](const IsoEntry& entry) {
-        bytes += IdentifierBytes(UdfCompressedBytes(ShownName(run, entry)));
+        bytes += IdentifierBytes(UdfCompressedBytes(JolietName(entry, run.options)));
     });
     return bytes;
 }
@@ -204,7 +200,7 @@ void WriteDirectory(VolumeRun& run, const IsoDirectory& directory, SectorStream&
     ForEachName(directory, [&](const IsoEntry& shown) {
         const IsoEntry& entry = Behind(shown);
         identifiers.Add(entry.record.IsDirectory() ? kIsDirectory : 0,
-                        UdfCompressed(ShownName(run, shown)), entry.udf_entry_sector,
+                        UdfCompressed(JolietName(shown, run.options)), entry.udf_entry_sector,
                         entry.udf_entry_sector);
     });
     stream.Write(sectors);

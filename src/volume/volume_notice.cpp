@@ -18,6 +18,10 @@ const char* FormOf(NoticeReason reason) {
         return "File %s is too large.";
     case NoticeReason::FolderUnreadable:
         return "Folder %s cannot be read.";
+    case NoticeReason::HidesFolder:
+        return "File %s would hide the folder of that name on the disc.";
+    case NoticeReason::Renamed:
+        return "File %s is on the disc as \"%s\", for another file has its name.";
     }
     return "%s";
 }
@@ -26,6 +30,10 @@ const char* FormOf(NoticeReason reason) {
 
 std::u16string TextOf(const VolumeNotice& notice) {
     std::u16string text = ToWide(FormOf(notice.reason));
+    // The last first: a path may hold anything.
+    if (const size_t name = text.find(u"\"%s\""); name != std::u16string::npos) {
+        text.replace(name + 1, 2, notice.shown_as);
+    }
     return text.replace(text.find(u"%s"), 2, notice.path);
 }
 

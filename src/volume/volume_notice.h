@@ -14,11 +14,15 @@ enum class NoticeReason {
     TooLarge,   // a file of more bytes than a volume can hold
     // The folder is on the volume, but not what could not be listed in it:
     FolderUnreadable,
+    HidesFolder, // a file of the name of a folder that is on the disc already
+    // The file is there under another name:
+    Renamed, // another file has its name
 };
 
 struct VolumeNotice {
     NoticeReason reason;
-    std::u16string path; // on disk
+    std::u16string path;     // on disk
+    std::u16string shown_as; // the name on the volume of what is Renamed
 };
 
 // One line for the user.

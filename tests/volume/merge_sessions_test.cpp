@@ -234,8 +234,7 @@ TEST(MergeSessions, AFileAndAFolderOfOneName) {
         std::u16string old;
         std::u16string fresh;
         const char16_t* error;
-    } cases[] = {{u"/name/in", u"/name", u"Cannot merge previous session."},
-                 {u"/.rr_moved", deep, u"Cannot merge previous session."},
+    } cases[] = {{u"/.rr_moved", deep, u"Cannot merge previous session."},
                  {u"/name", u"/name/in", u""}};
     for (const auto& c : cases) {
         MemoryDisc disc;
@@ -244,6 +243,29 @@ TEST(MergeSessions, AFileAndAFolderOfOneName) {
         EXPECT_EQ(result.error, c.error);
         EXPECT_EQ(result.image.empty(), !result.error.empty());
     }
+    MemoryDisc disc;
+    disc.Append({{u"/name/in", "old"}});
+    disc.Add(disc.Merge({{u"/name", "new"}, {u"/other", "other"}}));
+    EXPECT_EQ(RockRidgeContents(disc.Reader()),
+              (Contents{{"name", "folder"}, {"name/in", "old"}, {"other", "other"}}));
+}
+
+// A name that was made up replaces nothing, and the same file again is where it was.
+TEST(MergeSessions, TwinsStayApart) {
+    SourceFiles files({{u"/1/a.txt", "1"}, {u"/2/a.txt", "2"}});
+    const Queue queue = {u"/1/a.txt", u"/2/a.txt"};
+    MemoryDisc disc(MakeVolume(files, queue).image);
+    const auto append = [&] {
+        disc.Add(RunGenerator(
+            files, queue,
+            {.sessionBase = disc.Sectors(), .drive = &disc, .previousBase = disc.lastSession}));
+        return RockRidgeContents(disc.Reader());
+    };
+    EXPECT_EQ(append(), (Contents{{"a.txt", "1"}, {"a (2).txt", "2"}}));
+    const uint32_t sectors = disc.lastSession;
+    EXPECT_LT(disc.Reader().RockRidgeTree().at("/a (2).txt").extent, sectors);
+    files.At(u"/2/a.txt").status.modifyTime += 1;
+    EXPECT_EQ(append(), (Contents{{"a.txt", "1"}, {"a (2).txt", "2"}, {"a (3).txt", "2"}}));
 }
 
 } // namespace

@@ -20,14 +20,10 @@ std::vector<std::string> NamesOf(const VolumeResult& result) {
 
 TEST(Scan, FailuresOfTheQueue) {
     const std::u16string deep = u'/' + std::u16string(1000, u'd');
-    const std::u16string longName = u"/one/" + std::u16string(103, u'n');
-    SourceFiles files({{deep + u'/' + std::u16string(23, u'n'), ""},
-                       {u"/one/same", ""},
-                       {u"/two/same", ""},
-                       {u"/one/a\\b", ""},
-                       {u"/one/a_b", ""},
-                       {longName + u"1", ""},
-                       {longName + u"2", ""}});
+    SourceFiles files({{deep + u'/' + std::u16string(23, u'n'), ""}});
+    const std::u16string relocated = u"/d/d/d/d/d/d/d/d/d";
+    files.AddFolder(relocated);
+    files.AddFolder(u"/.rr_moved");
     for (const char16_t* path : {u"ab", u"1:\\", u"CX\\", u"C:/", u"/home"}) {
         files.AddFolder(path);
     }
@@ -42,11 +38,8 @@ TEST(Scan, FailuresOfTheQueue) {
         {{u"1:\\"}, u"Internal error #992."},
         {{u"CX\\"}, u"Internal error #993."},
         {{u"C:/"}, u"Internal error #994."},
-        {{deep}, u"Internal error #940."},
-        // Names that can't stand side by side.
-        {{u"/one/same", u"/two/same"}, u"Internal error #936."},
-        {{u"/one/a\\b", u"/one/a_b"}, u"Internal error #936."},
-        {{longName + u"1", longName + u"2"}, u"Internal error #907. Cannot sort Joliet file tree."},
+        {{deep}, u"Internal error #940. The path of \"nnnnnnnnnnnnnnnnnnnnnnn\" is too long."},
+        {{u"/d", u"/.rr_moved"}, u"Internal error #936. Rename \"/.rr_moved\" or \".rr_moved\"."},
     };
     for (const auto& c : cases) {
         const VolumeResult result = MakeVolume(files, c.queue);
@@ -189,6 +182,44 @@ TEST(Scan, AFolderThatTurnsIntoAFileIsOne) {
     const IsoReader::Tree tree = IsoReader(MakeVolume(files, {u"/f"}).image).RockRidgeTree();
     EXPECT_FALSE(tree.at("/f/changing").IsDirectory());
     EXPECT_EQ(tree.at("/f/changing").mode, 0x816Du);
+}
+
+// Files that would show under one name all stand on the volume, and are told.
+TEST(Scan, TwinsGetNumbers) {
+    const std::u16string longName = std::u16string(251, u'n') + u".jpg";
+    SourceFiles files({{u"/1/photo.jpg", "1"},
+                       {u"/2/photo.jpg", "2"},
+                       {u"/3/photo.jpg", "3"},
+                       {u"/1/photo (2).jpg", "its own"},
+                       {u"/1/name", "a file"},
+                       {u"/2/name/in", "in a folder"},
+                       {u"/1/d/.x", "1"},
+                       {u"/2/d/.x", "2"},
+                       {u"/1/" + longName, "1"},
+                       {u"/2/" + longName, "2"}});
+    const VolumeResult result =
+        MakeVolume(files, {u"/1/photo.jpg", u"/2/photo.jpg", u"/1/name", u"/3/photo.jpg",
+                           u"/1/photo.jpg", u"/1/photo (2).jpg", u"/2/name", u"/1/d", u"/2/d",
+                           u"/1/" + longName, u"/2/" + longName});
+    EXPECT_EQ(result.error, u"");
+    const std::string stem(247, 'n');
+    const IsoReader reader(result.image);
+    EXPECT_EQ(RockRidgeContents(reader), (Contents{{"photo.jpg", "1"},
+                                                   {"photo (2).jpg", "its own"},
+                                                   {"photo (3).jpg", "2"},
+                                                   {"photo (4).jpg", "3"},
+                                                   {"name", "folder"},
+                                                   {"name/in", "in a folder"},
+                                                   {"name (2)", "a file"},
+                                                   {"d", "folder"},
+                                                   {"d/.x", "1"},
+                                                   {"d/.x (2)", "2"},
+                                                   {stem + "nnnn.jpg", "1"},
+                                                   {stem + " (2).jpg", "2"}}));
+    EXPECT_EQ(result.notices.size(), 5u);
+    EXPECT_THAT(result.notices,
+                testing::Contains(u"File /2/photo.jpg is on the disc as \"photo (3).jpg\", for "
+                                  u"another file has its name."));
 }
 
 TEST(Scan, BackupFilesGoByOption) {

@@ -1,3 +1,4 @@
+#include "support/udf_reader.h"
 #include "volume/dates.h"
 #include "volume_kit.h"
 
@@ -175,9 +176,18 @@ TEST(Dates, OutsideTheirFieldsGiveTheNearestThatHasAForm) {
 TEST(JolietNames, AreMappedAndCut) {
     const std::u16string longName(120, u'é');
     const std::u16string cutPair = std::u16string(102, u'p') + u"\xD83D\xDE00";
+    const std::u16string cut(103, u'c');
     const std::pair<std::u16string, std::u16string> cases[] = {
-        {u"a*b:c;d?e\x7F", u"a_b_c_d_e_"},   {u"tab\tq", u"tab_q"},
-        {longName, longName.substr(0, 103)}, {cutPair, cutPair.substr(0, 102) + u"_"},
+        {u"a:b", u"a_b"},
+        {u"a?b", u"a_b001"},
+        {u"a_b000", u"a_b000"},
+        {cut + u"1.txt", cut},
+        {cut + u"2.txt", cut.substr(4 + 3) + u"000.txt"},
+        {u"dev\\x2d.swap", u"dev_x2d.swap"}, // Rock Ridge keeps the backslash
+        {u"a*b:c;d?e\x7F", u"a_b_c_d_e_"},
+        {u"tab\tq", u"tab_q"},
+        {longName, longName.substr(0, 103)},
+        {cutPair, cutPair.substr(0, 102) + u"_"},
         {u"stray\xDCE9", u"stray\x00E9"}, // a byte that is no UTF-8
         {u"stray\xDC80", u"stray\x0080"}};
     SourceFiles files;
@@ -187,8 +197,11 @@ TEST(JolietNames, AreMappedAndCut) {
     const IsoReader reader(MakeVolume(files, files.Items()).image);
     EXPECT_EQ(RockRidgeContents(reader), files.Expected());
     const Contents joliet = JolietContents(reader);
+    const UdfReader udf(
+        MakeVolume(files, files.Items(), 0, [](GenOptions& o) { o.udf = true; }).image);
     for (const auto& [name, shown] : cases) {
         EXPECT_EQ(joliet.at(ToNative(shown)), ToNative(name));
+        EXPECT_EQ(udf.nodes.at("/" + ToNative(shown)).size, ToNative(name).size());
     }
 }
 
