@@ -43,6 +43,9 @@ struct PortCompletion {
     PortError error = PortError::None;
     uint8_t status = 0;                 // SCSI status byte: 0 good, 2 check condition
     std::array<uint8_t, 32> sense = {}; // fixed format (SPC), all zero when there is none
+    // Bytes of the request's data that really went over, in its direction and never more than its
+    // length. Behind them the buffer of a request for data holds nothing that the device said.
+    uint32_t moved = 0;
 };
 
 // Address of a drive on its host: port (host adapter), target, logical unit.

@@ -199,7 +199,7 @@ int CFakeDevice::ScsiGeneric(void* argument) {
     header->sb_len_wr = 0;
     header->host_status = 0;
     header->driver_status = 0;
-    header->resid = 0;
+    header->resid = static_cast<int>(request.length - completion.moved);
     header->duration = 0;
     header->info = 0;
     if (completion.status != 0 && header->sbp != nullptr) {

@@ -39,14 +39,22 @@ class CCommand {
     // Hands `data` to the host, cut to the allocation length and to its buffer.
     void Answer(std::span<const uint8_t> data, uint32_t allocation) const {
         const std::span<uint8_t> room = Room();
-        std::copy_n(data.begin(), std::min<size_t>({data.size(), allocation, room.size()}),
-                    room.begin());
+        const size_t bytes = std::min<size_t>({data.size(), allocation, room.size()});
+        std::copy_n(data.begin(), bytes, room.begin());
+        Gave(bytes);
+    }
+    // The first `bytes` of Room() were filled.
+    void Gave(size_t bytes) const { m_given = static_cast<uint32_t>(bytes); }
+    // Bytes that went over, if the command succeeded: what was given, or all that the host sent.
+    uint32_t Moved() const {
+        return m_direction == PortDirection::Out ? static_cast<uint32_t>(m_buffer.size()) : m_given;
     }
 
   private:
     std::array<uint8_t, 16> m_cdb = {};
     PortDirection m_direction;
     std::span<uint8_t> m_buffer;
+    mutable uint32_t m_given = 0;
 };
 
 } // namespace larkspin

@@ -22,6 +22,7 @@ SenseCode CDrive::ReadBlocks(const CCommand& command, uint32_t count) {
     const size_t bytes = size_t{count} * kDataBlockBytes;
     if (command.Room().size() < bytes)
         return sense::kDataPhaseError;
+    command.Gave(bytes);
     return m_medium->Read(static_cast<int32_t>(command.Be32(2)), count,
                           command.Room().first(bytes));
 }
@@ -48,8 +49,11 @@ SenseCode CDrive::ReadCd(const CCommand& command) {
                                             command.Room(), &bytesPerBlock);
     if (!code.IsGood())
         return code;
-    return command.Room().size() < size_t{count} * bytesPerBlock ? sense::kDataPhaseError
-                                                                 : sense::kGood;
+    const size_t bytes = size_t{count} * bytesPerBlock;
+    if (command.Room().size() < bytes)
+        return sense::kDataPhaseError;
+    command.Gave(bytes);
+    return sense::kGood;
 }
 
 SenseCode CDrive::CheckWriteParameters() const {

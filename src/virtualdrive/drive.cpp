@@ -82,6 +82,8 @@ CDrive::Outcome CDrive::Run(const CCommand& command) {
         outcome.progress = Progress();
     outcome.waitMs = m_waitMs;
     outcome.ejected = m_ejected;
+    if (outcome.code.IsGood())
+        outcome.moved = command.Moved();
     return outcome;
 }
 
@@ -136,6 +138,7 @@ bool CDrive::Insert(const std::string& folder) {
     m_kind = kind->name;
     m_folder = folder;
     m_isTrayOpen = false;
+    m_onTray.clear();
     m_operation.reset();
     m_hasAttention = true;
     m_mediaEvent = MediaEvent::NewMedia;
@@ -160,6 +163,31 @@ void CDrive::RunBackground() {
     m_backgroundTick = now;
 }
 
+bool CDrive::LayOnTray(const std::string& folder) {
+    if (!m_isTrayOpen)
+        return false;
+    m_onTray = folder;
+    return true;
+}
+
+bool CDrive::CloseTray() {
+    if (!m_isTrayOpen)
+        return false;
+    m_isTrayOpen = false;
+    if (!m_onTray.empty())
+        Insert(m_onTray);
+    return true;
+}
+
+bool CDrive::PressEject() {
+    if (m_isLocked) {
+        m_mediaEvent = MediaEvent::EjectRequest;
+        return false;
+    }
+    TakeOut(true);
+    return true;
+}
+
 void CDrive::Remove() {
     TakeOut(false);
 }
@@ -173,6 +201,7 @@ void CDrive::TakeOut(bool openTray) {
     m_store.reset();
     m_operation.reset();
     m_isTrayOpen = openTray;
+    m_onTray.clear();
     m_hasAttention = false;
     SelectDefaultSpeeds();
 }

@@ -28,6 +28,7 @@ class CDrive {
         SenseCode code;
         std::optional<uint16_t> progress; // share of 65536 of an operation in progress
         uint64_t waitMs = 0;              // the command takes this long
+        uint32_t moved = 0;               // bytes of the host's data, in their direction
         bool ejected = false;
     };
     Outcome Run(const CCommand& command);
@@ -37,6 +38,10 @@ class CDrive {
     bool Insert(const std::string& folder);
     // Takes the disc out; the tray closes.
     void Remove();
+    // See VirtualDrive.
+    bool LayOnTray(const std::string& folder);
+    bool CloseTray();
+    bool PressEject();
     bool HasDisc() const { return m_medium != nullptr; }
     bool IsLocked() const { return m_isLocked; }
     // Of the disc in the drive or just ejected.
@@ -145,6 +150,7 @@ class CDrive {
     std::string m_kind; // of m_medium
     uint64_t m_backgroundTick = 0;
     bool m_isTrayOpen = false;
+    std::string m_onTray; // folder of the disc that lies in the open tray
     bool m_isLocked = false;
     bool m_hasAttention = false; // the medium may have changed
     MediaEvent m_mediaEvent = MediaEvent::None;

@@ -29,6 +29,7 @@ void FillWithGarbage(const PortRequest& request, uint64_t number) {
 
 PortCompletion ToCompletion(const CDrive::Outcome& outcome) {
     PortCompletion completion;
+    completion.moved = outcome.moved;
     if (outcome.code.IsGood())
         return completion;
     completion.status = kCheckCondition;
@@ -140,6 +141,11 @@ bool VirtualDrive::CreateDisc(const std::string& folder, const std::string& kind
     return CDiscStore::Create(folder, state);
 }
 
+bool VirtualDrive::HoldsDisc(const std::string& folder) {
+    CDiscStore store;
+    return store.Open(folder) && FindMediumKind(store.State().kind) != nullptr;
+}
+
 bool VirtualDrive::Insert(const std::string& folder) {
     const std::lock_guard lock(m_pImpl->m_mutex);
     return m_pImpl->m_drive.Insert(folder);
@@ -148,6 +154,33 @@ bool VirtualDrive::Insert(const std::string& folder) {
 void VirtualDrive::Remove() {
     const std::lock_guard lock(m_pImpl->m_mutex);
     m_pImpl->m_drive.Remove();
+}
+
+bool VirtualDrive::LayOnTray(const std::string& folder) {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    return m_pImpl->m_drive.LayOnTray(folder);
+}
+
+bool VirtualDrive::CloseTray() {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    return m_pImpl->m_drive.CloseTray();
+}
+
+bool VirtualDrive::PressEject() {
+    std::function<void(const std::string&)> onEject;
+    std::string folder;
+    {
+        const std::lock_guard lock(m_pImpl->m_mutex);
+        const bool hadDisc = m_pImpl->m_drive.HasDisc();
+        if (!m_pImpl->m_drive.PressEject())
+            return false;
+        if (hadDisc)
+            onEject = m_pImpl->m_onEject;
+        folder = m_pImpl->m_drive.Folder();
+    }
+    if (onEject)
+        onEject(folder);
+    return true;
 }
 
 bool VirtualDrive::HasDisc() {

@@ -69,6 +69,10 @@ void TakeSense(const std::array<uint8_t, 32>& sense, PortCompletion* completion)
 PortCompletion CompletionOf(const sg_io_hdr& header, const std::array<uint8_t, 32>& sense) {
     PortCompletion completion;
     completion.status = header.status;
+    // A host adapter that counts nonsense is taken at its limits.
+    const int64_t moved = int64_t{header.dxfer_len} - header.resid;
+    completion.moved =
+        static_cast<uint32_t>(std::clamp<int64_t>(moved, 0, int64_t{header.dxfer_len}));
     if (header.host_status == kHostTimeOut ||
         (header.driver_status & kDriverOutcome) == kDriverTimeOut) {
         completion.error = PortError::TimedOut;
