@@ -75,7 +75,7 @@ SenseCode CDrive::StartStopUnit(const CCommand& command) {
         return start && m_medium == nullptr ? NoMedium() : sense::kGood;
     }
     if (start) {
-        m_isTrayOpen = false;
+        CloseTray();
         return m_medium != nullptr ? sense::kGood : NoMedium();
     }
     if (m_isLocked)

@@ -54,12 +54,24 @@ class VirtualDrive final : public IScsiPort {
     static bool CreateDisc(const std::string& folder, const std::string& kind,
                            uint32_t capacityBlocks = 0);
 
+    // True if the folder holds a disc that Insert would take.
+    static bool HoldsDisc(const std::string& folder);
+
     // Puts the disc of a folder into the drive (and takes the old one out): unit attention follows.
     // False if the folder holds no disc.
     bool Insert(const std::string& folder);
     void Remove();
     bool HasDisc();
-    // Called when a command ejects the disc, on the thread that sent it, with the disc's folder.
+    // Lays a disc into the open tray: who closes it, the host or CloseTray, takes the disc in.
+    // False if the tray is closed.
+    bool LayOnTray(const std::string& folder);
+    // As a person closes the tray. False if it is closed.
+    bool CloseTray();
+    // As a person presses the button: the disc comes out, or, with the door locked, the host gets
+    // an event. False if the tray did not open.
+    bool PressEject();
+    // Called when the disc is ejected, with its folder, on the thread of the command or of
+    // PressEject.
     void SetOnEject(std::function<void(const std::string& folder)> onEject);
     void SetScript(Script script);
     void SetSpeed(const Speed& speed);

@@ -1,0 +1,38 @@
+// Plugs a device into the kernel's virtual USB host controller (vhci-hcd): finds a free port and
+// hands over one end of a socket pair, over which the kernel then speaks USB/IP.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+constexpr const char* kVhciFolder = "/sys/devices/platform/vhci_hcd.0";
+
+class CVhciPort {
+  public:
+    explicit CVhciPort(std::string sysfsFolder = kVhciFolder);
+    CVhciPort(const CVhciPort&) = delete;
+    CVhciPort& operator=(const CVhciPort&) = delete;
+    // Detaches: for the host the plug is pulled.
+    ~CVhciPort();
+
+    // Both give an empty text, or one that says what is in the way and what to do. Prepare takes
+    // the rights of root, Attach no more.
+    std::string Prepare();
+    std::string Attach();
+    // The device's end of the socket pair, -1 before Attach. It ends when the host lets go.
+    int Socket() const { return m_socket; }
+
+  private:
+    std::string m_folder;
+    int m_attachFile = -1;
+    int m_socket = -1;
+};
+
+// The free high-speed ports, ascending, in the text of vhci-hcd's file "status":
+//   hub port sta spd dev      sockfd local_busid
+//   hs  0000 004 000 00000000 000000 0-0
+std::vector<int> FreeVhciPorts(const std::string& table);
+
+} // namespace larkspin
