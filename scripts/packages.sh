@@ -24,6 +24,12 @@ LARKSPIN_TEST_PACKAGES=(
     dvdauthor lsdvd qemu-system-x86 isolinux syslinux-common procps
 )
 
+# What scripts/real-kernel runs: an emulator, and in it what a desktop's system has.
+LARKSPIN_KERNEL_PACKAGES=(
+    qemu-system-x86 busybox-static cpio kmod udev udisks2 polkitd dbus xvfb xdotool
+    cdrskin xorriso cdparanoia libcdio-utils tgt open-iscsi eject openssl
+)
+
 LARKSPIN_LINT_PACKAGES=(clang-format clang-tidy shellcheck git)
 
 # install_packages NAME...: installs the missing ones; explains and fails where it can't.

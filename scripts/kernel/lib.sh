@@ -1,0 +1,244 @@
+# shellcheck shell=bash
+# What the steps of tests/kernel are written with: plugging drives in, running Larkspin as a user
+# would, and comparing what the kernel shows. Sourced by the guest, as root.
+#
+# A step is a function step_NAME. It fails by `fail TEXT`, which ends it; its working files are in
+# $here (in memory), what is worth keeping if it fails goes to $kept.
+
+user=alice # at whose hands Larkspin runs
+step_limit=${step_limit:-900} # seconds
+
+fail() {
+    echo "FAIL: $*"
+    exit 1
+}
+
+# wait_for SECONDS COMMAND...
+wait_for() {
+    local end=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        ((SECONDS < end)) || return 1
+        sleep 0.3
+    done
+}
+
+# as USER COMMAND...: with the user's session around it.
+as() {
+    local user=$1
+    shift
+    setpriv --reuid="$user" --regid="$user" --init-groups --inh-caps=-all \
+        env -i PATH="$PATH" HOME="/home/$user" USER="$user" LC_ALL=C.UTF-8 TZ="${TZ:-UTC}" \
+        DISPLAY="$DISPLAY" XDG_RUNTIME_DIR="/run/user/$user" QT_QPA_PLATFORM=xcb \
+        DBUS_SESSION_BUS_ADDRESS="unix:path=/run/user/$user/bus" LARKSPIN_PROGRESS=1 "$@"
+}
+
+begin_session() {
+    export DISPLAY=:9
+    Xvfb "$DISPLAY" -screen 0 1024x768x24 -nolisten tcp -ac >/run/xvfb.log 2>&1 &
+    local user
+    for user in alice bob; do
+        as "$user" dbus-daemon --session --fork --address="unix:path=/run/user/$user/bus" \
+            >/dev/null 2>&1
+    done
+    wait_for 300 xdotool getmouselocation >/dev/null 2>&1 || say "no display"
+}
+
+# run_step NAME: in a process group of its own, which ends with it.
+run_step() {
+    local name=$1 begin=$SECONDS result=failed pid
+    here=/tmp/step kept=/run/kept
+    rm -rf "$here" "$kept"
+    mkdir -p "$here" "$kept"
+    chmod 777 "$here" "$kept"
+    dmesg -C
+    set -m
+    ("step_${name//-/_}" || fail "the step ended with $?") >"$kept/output" 2>&1 </dev/null &
+    pid=$!
+    set +m
+    if ! wait_for "$step_limit" ended "$pid"; then
+        echo "FAIL: not done after $step_limit s" >>"$kept/output"
+    elif wait "$pid"; then
+        result=passed
+    fi
+    kill -TERM -- "-$pid" 2>/dev/null
+    tidy_up
+    if [[ $result == passed ]]; then
+        say "$(printf 'ok     %-34s %4d s  %s' "$name" $((SECONDS - begin)) \
+            "$(sed -n 's/^note: //p' "$kept/output" | tr '\n' ' ')")"
+        echo "PASSED $name" >>/run/out/result
+    else
+        say "$(printf 'FAILED %-34s %4d s  %s' "$name" $((SECONDS - begin)) \
+            "$(grep '^FAIL: ' "$kept/output" | tail -n 1)")"
+        echo "FAILED $name" >>/run/out/result
+        dmesg >"$kept/dmesg"
+        cp -r "$kept" "/run/out/$name"
+        cp /run/udisksd.log "/run/out/$name/"
+        # Discs are sparse or short; the sources of a step are made anew by it.
+        find "$here" -name disc.txt -size -1M -execdir cp {} "/run/out/$name/" \; 2>/dev/null
+    fi
+}
+
+ended() { ! kill -0 "$1" 2>/dev/null; }
+
+tidy_up() {
+    local file point
+    while read -r _ point _; do
+        umount "$point"
+    done < <(grep '^/dev/sr' /proc/mounts)
+    for file in /run/plugged/*; do
+        [[ -e $file ]] && unplug "${file##*/}"
+    done
+    as alice "$build/bin/larkspin-send" quit
+} >/dev/null 2>&1
+
+# --- drives ---
+
+# plug NAME KIND [FOLDER...]: a drive with discs of the step's folder (NAME-disc by default); its
+# device is in $device then.
+plug() {
+    local name=$1 kind=$2
+    shift 2
+    (($# > 0)) || set -- "$here/$name-disc"
+    mkdir -p /run/plugged
+    mkfifo "$here/$name-hands"
+    # Open in both directions, so that the drive never sees the end of what is typed.
+    setsid "$build/bin/larkspin-drive" --disc "$kind" --log "$kept/$name.log" "$@" \
+        <>"$here/$name-hands" >"$kept/$name.out" 2>&1 &
+    echo $! >"/run/plugged/$name"
+    wait_for 120 grep -q '^the drive is ' "$kept/$name.out" || fail "the drive $name did not show up"
+    device=$(sed -n 's/^the drive is //p' "$kept/$name.out")
+    wait_for 60 test -b "$device" || fail "there is no $device"
+    udevadm settle --timeout=60
+}
+
+# hands NAME LINE: what a person does at the drive.
+hands() { echo "$2" >"$here/$1-hands"; }
+
+unplug() {
+    local pid
+    pid=$(cat "/run/plugged/$1")
+    rm "/run/plugged/$1"
+    kill -INT "$pid" 2>/dev/null
+    wait_for 60 ended "$pid" || kill -KILL "$pid"
+    rm -f "$here/$1-hands"
+}
+
+# load NAME: closes the tray and waits until the kernel and udev know the disc.
+load() {
+    hands "$1" load
+    wait_for 60 disc_is_known || fail "the kernel does not know the disc in $device"
+    udevadm settle --timeout=60
+}
+disc_is_known() { blockdev --getsize64 "$device" >/dev/null 2>&1; }
+
+# --- Larkspin ---
+
+window_is_up() { xdotool search --onlyvisible --name '^Larkspin' >/dev/null 2>&1; }
+press() {
+    local window
+    window=$(xdotool search --onlyvisible --name '^Larkspin' 2>/dev/null | tail -n 1)
+    [[ -n $window ]] && xdotool windowfocus "$window" key "$1" 2>/dev/null
+}
+is_ready() { as "$user" "$build/bin/larkspin-send" query 2>/dev/null | grep -qi queue; }
+job_shows_itself() { ended "$program" || grep -qE '^ *[0-9]+%|^message: |^Erasing' "$log"; }
+
+# start_job data|audio PATH..., image PATH, erase DRIVE: as $user (alice), up to the first thing
+# that the job has to say. The process is in $program, its output in $log.
+start_job() {
+    local job=$1
+    shift
+    log=$(mktemp "$kept/larkspin-XXXX.log")
+    chmod 666 "$log"
+    as "$user" "$build/bin/larkspin" >>"$log" 2>&1 &
+    program=$!
+    wait_for 300 is_ready || fail "Larkspin did not start"
+    case $job in
+    data | audio)
+        as "$user" "$build/bin/larkspin-send" add "$@" &&
+            as "$user" "$build/bin/larkspin-send" "write-$job" ;;
+    image) as "$user" "$build/bin/larkspin-send" burn "$1" ;;
+    erase) as "$user" "$build/bin/larkspin-send" erase "$1" ;;
+    esac >>"$log" 2>&1 || fail "Larkspin did not take the job"
+    wait_for 120 window_is_up || fail "no dialog came up"
+    sleep 1
+    press Return
+    wait_for 300 job_shows_itself || fail "the job does not begin"
+}
+
+# end_job: answers what the job says with $answer (Return) and waits for the program's end. What it
+# said is in $said, a line a message.
+end_job() {
+    local told=0 now
+    answer=${answer:-Return}
+    while ! ended "$program"; do
+        now=$(grep -c '^message: ' "$log")
+        if ((now > told)); then
+            told=$now
+            sleep 1
+            press "$answer"
+        fi
+        sleep 0.5
+    done
+    said=$(sed -n 's/^message: //p' "$log")
+}
+
+# burn JOB ARGUMENT...: a job that must have nothing to say.
+burn() {
+    start_job "$@"
+    end_job
+    [[ -z $said ]] || fail "Larkspin said: $said"
+    grep -q '100%' "$log" || fail "the job did not get to its end"
+}
+
+# --- what the kernel shows ---
+
+# A line for each file and folder: name, kind, size, date, and with $owners set rights and owner.
+# Links are followed, as Larkspin does.
+listing() {
+    (cd "$1" && find -L . -mindepth 1 -printf '%P\t%y\t%s\t%TY-%Tm-%Td %TH:%TM:%.2TS\t%m %U %G\n' |
+        awk -F '\t' -v OFS='\t' -v owners="${owners:-}" \
+            '$2 == "d" { $3 = "" } owners == "" { $5 = "" } { print }' | sort)
+}
+
+# same_tree TYPE FOLDER...: the disc, mounted by the kernel, holds these folders and nothing else.
+# Joliet is shut out, so that an ISO 9660 volume shows what Rock Ridge tells or 8.3 names.
+same_tree() {
+    local type=$1 folder point=$here/mounted options=ro
+    shift
+    [[ $type == iso9660 ]] && options=ro,nojoliet
+    mkdir -p "$point"
+    mount -t "$type" -o "$options" "$device" "$point" ||
+        fail "the kernel does not mount $device as $type"
+    diff <(printf '%s\n' "${@##*/}" | sort) <(ls "$point") || fail "other names on the disc"
+    for folder in "$@"; do
+        diff <(listing "$folder") <(listing "$point/${folder##*/}") ||
+            fail "${folder##*/} is not on the disc as it was"
+        diff -r "$folder" "$point/${folder##*/}" || fail "other bytes on the disc"
+    done
+    umount "$point"
+    # Without the options, too, the kernel must be content with what it finds.
+    mount -o ro "$device" "$point" && ls -R "$point" >/dev/null && umount "$point" ||
+        fail "the kernel does not mount $device by itself"
+    if dmesg | grep -E 'rock:|ISOFS: changing|isofs_fill|UDF-fs: (error|warning)|reset high-speed'; then
+        fail "the kernel complains of the disc"
+    fi
+}
+
+# make_tree FOLDER SEED KIBIBYTES: names of several kinds, rights, owners, links, old dates.
+make_tree() {
+    local folder=$1
+    mkdir -p "$folder/Some Notes/deep/er"
+    echo "seed $2" >"$folder/Read me $2.txt"
+    echo 'Ünïcödé' >"$folder/Some Notes/Ünit naïve.txt"
+    echo 'upper' >"$folder/Some Notes/UPPER and a name that is longer than Joliet takes, by a good part of its length.text"
+    openssl rand "$(($3 * 1024 + $2))" >"$folder/Some Notes/deep/er/random.bin"
+    : >"$folder/empty"
+    chmod 640 "$folder/Read me $2.txt"
+    chmod 755 "$folder/empty"
+    ln -s "../Read me $2.txt" "$folder/Some Notes/link"
+    chown -R alice:alice "$folder"
+    chown alice:cdrom "$folder/Read me $2.txt"
+    find "$folder" -exec touch -h -d '2001-02-03 04:05:06' {} +
+    touch -d '1999-12-31 23:59:58' "$folder/Some Notes" "$folder/empty"
+}
