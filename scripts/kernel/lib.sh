@@ -6,6 +6,7 @@
 # $here (in memory), what is worth keeping if it fails goes to $kept.
 
 user=alice # at whose hands Larkspin runs
+answer=Return # to what it says
 step_limit=${step_limit:-900} # seconds
 
 fail() {
@@ -94,6 +95,8 @@ tidy_up() {
 
 # --- drives ---
 
+drive_options=() # of larkspin-drive
+
 # plug NAME KIND [FOLDER...]: a drive with discs of the step's folder (NAME-disc by default); its
 # device is in $device then.
 plug() {
@@ -103,7 +106,7 @@ plug() {
     mkdir -p /run/plugged
     mkfifo "$here/$name-hands"
     # Open in both directions, so that the drive never sees the end of what is typed.
-    setsid "$build/bin/larkspin-drive" --disc "$kind" --log "$kept/$name.log" "$@" \
+    setsid "$build/bin/larkspin-drive" --disc "$kind" "${drive_options[@]}" --log "$kept/$name.log" "$@" \
         <>"$here/$name-hands" >"$kept/$name.out" 2>&1 &
     echo $! >"/run/plugged/$name"
     wait_for 120 grep -q '^the drive is ' "$kept/$name.out" || fail "the drive $name did not show up"
@@ -143,9 +146,9 @@ press() {
 is_ready() { as "$user" "$build/bin/larkspin-send" query 2>/dev/null | grep -qi queue; }
 job_shows_itself() { ended "$program" || grep -qE '^ *[0-9]+%|^message: |^Erasing' "$log"; }
 
-# start_job data|audio PATH..., image PATH, erase DRIVE: as $user (alice), up to the first thing
-# that the job has to say. The process is in $program, its output in $log.
-start_job() {
+# ask_for data|audio PATH..., image PATH, erase DRIVE: as $user, up to the dialog. The process is in
+# $program, its output in $log.
+ask_for() {
     local job=$1
     shift
     log=$(mktemp "$kept/larkspin-XXXX.log")
@@ -162,15 +165,32 @@ start_job() {
     esac >>"$log" 2>&1 || fail "Larkspin did not take the job"
     wait_for 120 window_is_up || fail "no dialog came up"
     sleep 1
+}
+
+# start_job as ask_for, and the dialog is answered: up to the first thing that the job has to say.
+start_job() {
+    ask_for "$@"
     press Return
     wait_for 300 job_shows_itself || fail "the job does not begin"
+}
+
+# writing: blocks go to the disc.
+writing() { ended "$program" || grep -qE '^ *([3-9]|[1-9][0-9])%' "$log"; }
+
+# expect_said TEXT: a part of what the job said.
+expect_said() { grep -qF -- "$1" <<<"$said" || fail "Larkspin did not say \"$1\" but: $said"; }
+
+# nothing_written NAME: the drive NAME was sent nothing that changes a disc.
+nothing_written() {
+    if grep -qE '^(04|0a|2a|2e|35|53|54|5b|5d|a1|aa|bf) ' "$kept/$1.log"; then
+        fail "commands that write reached the drive"
+    fi
 }
 
 # end_job: answers what the job says with $answer (Return) and waits for the program's end. What it
 # said is in $said, a line a message.
 end_job() {
     local told=0 now
-    answer=${answer:-Return}
     while ! ended "$program"; do
         now=$(grep -c '^message: ' "$log")
         if ((now > told)); then

@@ -35,17 +35,3 @@ step_cd_rw_erased_and_written_again() {
     load a
     same_tree iso9660 "$here/second"
 }
-
-# --udf images of the lab go to the disc as they are.
-step_udf_image_on_dvd() {
-    plug a dvd+r
-    make_tree "$here/first" 1 500
-    "$build/bin/larkspin-lab" volume --udf "$here/first" >"$here/udf.iso" ||
-        fail "the lab makes no image"
-    burn image "$here/udf.iso"
-    load a
-    cmp -n "$(stat -c %s "$here/udf.iso")" "$here/udf.iso" "$device" || fail "other bytes"
-    owners=1
-    same_tree iso9660 "$here/first"
-    same_tree udf "$here/first"
-}
