@@ -190,7 +190,7 @@ void WriteDirectory(VolumeRun& run, const IsoDirectory& directory, SectorStream&
                               .block = block + 1,
                               .date = directory.self->record.date,
                               .uniqueId = UniqueIdOf(run, directory)};
-    sectors.assign((1 + SectorsOf(facts.bytes)) * kSectorBytes, 0);
+    sectors.assign((size_t{1} + SectorsOf(facts.bytes)) * kSectorBytes, 0);
     WriteFileEntry(run, facts, block, std::span(sectors).first(kSectorBytes));
 
     IdentifierWriter identifiers(run.udf, std::span(sectors).subspan(kSectorBytes), block + 1);
