@@ -22,6 +22,7 @@ LARKSPIN_TEST_PACKAGES=(
     libgtest-dev libgmock-dev libbenchmark-dev
     cdrskin p7zip-full udftools ffmpeg libsox-fmt-all flac vorbis-tools lame
     dvdauthor lsdvd qemu-system-x86 isolinux syslinux-common procps
+    weston qt6-wayland
 )
 
 # What scripts/real-kernel runs: an emulator, and in it what a desktop's system has.

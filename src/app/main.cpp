@@ -1,51 +1,85 @@
 // The process entry. It reads no argument; what it is to do comes by message.
 //
+// There are two processes. The one that was started is the engine: drives, queue, jobs and the
+// messages from outside. It holds no connection to a display, so that a disc which is being written
+// does not depend on one. Its child holds the windows (windows_process.h); the two talk over a
+// link. When the windows go, a job goes on to its end, and then the engine ends.
+//
 // Exit codes: 0 after a normal end and when there is no drive to work with, 1 and 2 after the
-// commands of these numbers, -1 (255) when the mutex can't be made, -2 (254) for a second instance.
+// commands of these numbers, -1 (255) when the mutex can't be made, -2 (254) for a second instance,
+// -3 (253) when there is no display, or it has gone while nobody had asked the program to end.
 #include "app/ccdwriter.h"
+#include "app/child_process.h"
 #include "app/dbus_endpoint.h"
 #include "app/drive_port.h"
 #include "app/echo_ui.h"
 #include "app/main_dlg.h"
 #include "app/quit_signals.h"
+#include "app/windows_process.h"
+#include "link/link.h"
+#include "link/protocol.h"
+#include "link/remote_ui.h"
 #include "platform/named_mutex.h"
 #include "platform/settings_store_file.h"
 #include "platform/text.h"
-#include "ui/qt/qt_text.h"
-#include "ui/qt/qt_ui.h"
+#include "ui/qt/main_thread.h"
 #include "ui/ui_exception.h"
 
-#include <QApplication>
-#include <QMessageBox>
+#include <QCoreApplication>
 
 #include <clocale>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <optional>
+#include <system_error>
 
 namespace larkspin {
 
 namespace {
 
 constexpr const char* kMutexName = "Larkspin-Main-Module-Mutex";
-constexpr const char16_t* kWindowErrorTitle = u"Larkspin";
 
 constexpr int kExitNormal = 0;
 constexpr int kExitNoMutex = -1;
 constexpr int kExitSecondInstance = -2;
-
-// For failures that end the program before or instead of its main loop.
-void ShowStopBox(const std::u16string& text, const std::u16string& title) {
-    QMessageBox(QMessageBox::Critical, ToQt(title), ToQt(text), QMessageBox::Ok).exec();
-}
+constexpr int kExitNoDisplay = -3;
 
 bool WantsProgressOnTerminal() {
     const char* wish = std::getenv("LARKSPIN_PROGRESS");
     return wish != nullptr && std::strcmp(wish, "1") == 0;
 }
 
-int RunMainLoop(DriveList& drives, IClock& clock) {
+int NoDisplay(const char* reason) {
+    std::fprintf(stderr, "larkspin: %s\n", reason);
+    return kExitNoDisplay;
+}
+
+// The windows as the engine has them.
+struct Desk {
+    Desk(int socket, CMainThread& mainThread)
+        : main(mainThread),
+          link(socket, [this](std::function<void()> work) { main.Post(std::move(work)); }) {
+        link.Start([this] {
+            main.Post([this] {
+                if (gone) {
+                    gone();
+                }
+            });
+        });
+    }
+    Desk(const Desk&) = delete;
+    Desk& operator=(const Desk&) = delete;
+    ~Desk() { RemoteUi::CloseWindows(link); }
+
+    CMainThread& main;
+    std::function<void()> gone; // what is done when the display goes; main thread
+    Link link;
+};
+
+int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     FileSettingsStore store(FileSettingsStore::DefaultPath());
     DriveCatalog catalog(drives);
     CCDWriter writer(drives, store, PosixFiles(), clock);
@@ -55,71 +89,97 @@ int RunMainLoop(DriveList& drives, IClock& clock) {
             dialog->ProcessMessage(UM_QUIT);
         }
     };
-    QtUi ui(catalog, writer, store, PosixFiles(), clock, quit);
+    RemoteUi ui(desk.link, catalog, writer, store,
+                {[&desk](std::function<void()> work) { desk.main.Post(std::move(work)); }, quit,
+                 [](int code) { QCoreApplication::exit(code); }});
     EchoUi echo(ui);
     dialog.emplace(writer, catalog, ui);
     dialog->ProcessMessage(WM_INITDIALOG);
     writer.Attach(WantsProgressOnTerminal() ? static_cast<CCDWriterUI&>(echo) : ui, ui);
     ui.SetIdleTrayCallbacks([&dialog] { dialog->OnTrayLeftClick(); },
                             [&dialog] { dialog->OnTrayRightClick(); });
+    int lost = kExitNormal;
+    desk.gone = [&] {
+        if (!writer.IsLeaving()) {
+            lost = NoDisplay(writer.IsBusy()
+                                 ? "the display has gone; a disc that is being written is finished"
+                                 : "the display has gone");
+        }
+        quit();
+    };
     // Until the job's thread has been joined: a signal must not cut off a disc either way.
     const CQuitSignals quitSignals(quit);
     int code = kExitNormal;
     {
         CDbusEndpoint endpoint(*dialog);
         endpoint.Register();
-        code = QApplication::exec();
+        code = QCoreApplication::exec();
     }
-    // The loop may also be ended by the desktop, with a job still at work: the disc comes first.
+    desk.gone = {};
     ui.SetIdleTrayCallbacks({}, {});
     ui.ReleaseWaits();
     writer.Detach();
-    return code;
+    return lost != kExitNormal ? lost : code;
 }
 
-int RunWithDrives(IClock& clock) {
+int RunWithDrives(IClock& clock, Desk& desk) {
     const DrivePort source = OpenDrivePort(clock);
     DriveList drives;
     switch (drives.ScanDrives(*source.port, clock, source.aspiLibraries)) {
     case DriveList::ScanResult::NoTransport:
-        ShowStopBox(u"Internal error #1400. Cannot load ASPI driver.", kBoxTitle);
+        desk.link.Ask(op::kShowStopBox, u"Internal error #1400. Cannot load ASPI driver.",
+                      kBoxTitle);
         return kExitNormal;
     case DriveList::ScanResult::None:
-        ShowStopBox(NoDriveText(drives), kBoxTitle);
+        desk.link.Ask(op::kShowStopBox, NoDriveText(drives), kBoxTitle);
         return kExitNormal;
     case DriveList::ScanResult::Found:
         break;
     }
     int code = kExitNormal;
     try {
-        code = RunMainLoop(drives, clock);
-    } catch (const CCDWriterUIException& failure) {
-        ShowStopBox(ToWide(failure.what()), kWindowErrorTitle);
+        code = RunMainLoop(drives, clock, desk);
+    } catch (const CCDWriterUIException&) {
+        // The user has read it in the other process.
+    } catch (const LinkError&) {
+        code = NoDisplay("the display has gone");
     }
     drives.ReleaseDrives();
     return code;
 }
 
-int RunProcess(int& argc, char** argv) {
-    // Who reads our output may go away, and must not take a disc that is being written along.
-    std::signal(SIGPIPE, SIG_IGN);
+int RunEngine(ChildProcess& windows, int& argc, char** argv) {
     const NamedMutex mutex(kMutexName);
     if (mutex.Outcome() == NamedMutex::Result::AlreadyExists) {
         return kExitSecondInstance;
     }
-    const QApplication application(argc, argv);
+    const QCoreApplication application(argc, argv);
     // The toolkit has set the user's locale. Dates ask for it by themselves; numbers in texts, on
     // discs and in files are the same everywhere.
     std::setlocale(LC_NUMERIC, "C");
     std::setlocale(LC_TIME, "C");
-    QApplication::setApplicationName("Larkspin");
-    QApplication::setDesktopFileName("larkspin");
-    QApplication::setQuitOnLastWindowClosed(false);
+    CMainThread main;
+    Desk desk(windows.TakeSocket(), main);
+    if (!desk.link.Ask(op::kOpenDisplay)) {
+        return NoDisplay("there is no display to show windows on");
+    }
     if (mutex.Outcome() == NamedMutex::Result::Failed) {
-        ShowStopBox(ToWide(mutex.ErrorText()), u"Error");
+        desk.link.Ask(op::kShowStopBox, ToWide(mutex.ErrorText()), u"Error");
         return kExitNoMutex;
     }
-    return RunWithDrives(SystemClock());
+    return RunWithDrives(SystemClock(), desk);
+}
+
+int RunProcess(int& argc, char** argv) {
+    // Who reads our output may go away, and must not take a disc that is being written along.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        // First of all: a process with threads cannot be split.
+        ChildProcess windows([&](int socket) { return RunWindows(socket, argc, argv); });
+        return RunEngine(windows, argc, argv);
+    } catch (const std::system_error& failure) {
+        return NoDisplay(failure.what());
+    }
 }
 
 } // namespace

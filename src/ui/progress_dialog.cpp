@@ -61,9 +61,15 @@ std::u16string CProgressDialog::CancelQuestion() const {
 }
 
 void CProgressDialog::AnswerCancel(uint32_t run, bool yes) {
-    const std::lock_guard lock(m_mutex);
-    if (run == m_nRun && yes) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (run != m_nRun || !yes) {
+            return;
+        }
         m_bCancelled = true;
+    }
+    if (m_onCancelled) {
+        m_onCancelled(run);
     }
 }
 

@@ -10,8 +10,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 
 namespace larkspin {
 
@@ -19,7 +21,9 @@ class CProgressDialog {
   public:
     static constexpr uint32_t kTimerPeriodMs = 220;
 
-    explicit CProgressDialog(JobKind kind) : m_kind(kind) {}
+    // `onCancelled`, if there is one, is called by AnswerCancel with the run that was cancelled.
+    explicit CProgressDialog(JobKind kind, std::function<void(uint32_t run)> onCancelled = {})
+        : m_kind(kind), m_onCancelled(std::move(onCancelled)) {}
 
     JobKind Kind() const { return m_kind; }
 
@@ -60,6 +64,7 @@ class CProgressDialog {
 
   private:
     const JobKind m_kind;
+    const std::function<void(uint32_t)> m_onCancelled;
     std::atomic<int> m_nPercent = 0;
     std::atomic<bool> m_bHidden = false;
     std::atomic<bool> m_bCancelled = false;

@@ -29,6 +29,8 @@ class FakeMainView final : public IMainView {
     std::function<void(const Balloon& balloon)> onBalloon;
 
     std::function<void()> onCancelQuestions = [] {};
+    std::function<void()> idleLeft;
+    std::function<void()> idleRight;
     std::optional<uint32_t> clickTimerMs; // set while the timer runs
     std::function<void()> clickTick;
     std::function<void()> afterPainting; // the test calls it
@@ -50,7 +52,10 @@ class FakeMainView final : public IMainView {
             onBalloon(balloon);
         }
     }
-    void SetIdleTrayCallbacks(std::function<void()>, std::function<void()>) override {}
+    void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) override {
+        idleLeft = std::move(left);
+        idleRight = std::move(right);
+    }
     void StartClickTimer(uint32_t ms, std::function<void()> tick) override {
         clickTimerMs = ms;
         clickTick = std::move(tick);

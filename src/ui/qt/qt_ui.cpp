@@ -52,7 +52,12 @@ Callback ToCallback(std::function<void()> function) {
 
 // A job's dialog: what it knows, its window, and whether the window has been told to look.
 struct JobDialog {
-    explicit JobDialog(JobKind kind) : logic(kind) {}
+    JobDialog(JobKind kind, const std::function<void(JobKind, uint32_t)>& onCancel)
+        : logic(kind, [kind, onCancel](uint32_t run) {
+              if (onCancel) {
+                  onCancel(kind, run);
+              }
+          }) {}
 
     CProgressDialog logic;
     std::unique_ptr<CProgressWindow> window;
@@ -62,7 +67,8 @@ struct JobDialog {
 class QtUi::Impl {
   public:
     Impl(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store, IFileSystem& files,
-         IClock& clock, std::function<void()> onQuit);
+         IClock& clock, std::function<void()> onQuit,
+         const std::function<void(JobKind, uint32_t)>& onCancel);
 
     JobDialog& Dialog(JobKind kind) { return *m_jobs.at(static_cast<size_t>(kind)); }
 
@@ -103,14 +109,15 @@ class QtUi::Impl {
 };
 
 QtUi::Impl::Impl(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store,
-                 IFileSystem& files, IClock& clock, std::function<void()> onQuit)
+                 IFileSystem& files, IClock& clock, std::function<void()> onQuit,
+                 const std::function<void(JobKind, uint32_t)>& onCancel)
     : m_drives(drives), m_store(store), m_clock(clock), m_onQuit(std::move(onQuit)),
       m_queueLogic(queue),
       m_queueModel(files, clock, m_main, CEditQueueDialog::ShowFileIcons(store)),
       m_queueWindow(m_queueLogic, m_queueModel), m_tray(m_trayView) {
     for (const JobKind kind : {JobKind::Data, JobKind::Audio, JobKind::Image, JobKind::Erase}) {
         auto& job = m_jobs.at(static_cast<size_t>(kind));
-        job = std::make_unique<JobDialog>(kind);
+        job = std::make_unique<JobDialog>(kind, onCancel);
         job->window = std::make_unique<CProgressWindow>(job->logic, clock, m_windows,
                                                         [this] { m_trayView.RefreshMenu(); });
     }
@@ -232,11 +239,13 @@ void QtUi::Impl::PushCallbacks(JobKind kind) {
 }
 
 QtUi::QtUi(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store, IFileSystem& files,
-           IClock& clock, std::function<void()> onQuit) {
+           IClock& clock, std::function<void()> onQuit,
+           const std::function<void(JobKind, uint32_t)>& onCancel) {
     InitArtwork();
     QApplication::setQuitOnLastWindowClosed(false);
     try {
-        m_pImpl = std::make_unique<Impl>(drives, queue, store, files, clock, std::move(onQuit));
+        m_pImpl =
+            std::make_unique<Impl>(drives, queue, store, files, clock, std::move(onQuit), onCancel);
     } catch (const std::exception&) {
         throw CCDWriterUIException();
     }

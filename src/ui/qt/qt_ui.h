@@ -22,10 +22,12 @@ namespace larkspin {
 
 class QtUi final : public CCDWriterUI, public IMainView {
   public:
-    // All references are kept. `onQuit` is called on the main thread when RequestExit was called.
+    // All references are kept. Called on the main thread: `onQuit` when RequestExit was called, and
+    // `onCancel` when the user has confirmed a Cancel in the progress dialog's run of that number.
     // Throws CCDWriterUIException("Window creation failed.") if a window can't be made.
     QtUi(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store, IFileSystem& files,
-         IClock& clock, std::function<void()> onQuit);
+         IClock& clock, std::function<void()> onQuit,
+         const std::function<void(JobKind kind, uint32_t run)>& onCancel = {});
     QtUi(const QtUi&) = delete;
     QtUi& operator=(const QtUi&) = delete;
     // Ends the waits of any job thread first.

@@ -1,0 +1,128 @@
+// The user interface as the engine has it: all that it is told and asked goes to the process of
+// the windows, whose UiHost gives it to the real one.
+//
+// What jobs look at all the time, the cancel flags and the percentages, is kept here and never
+// waits for the other process; neither does anything that is only shown. When the windows go, the
+// waits end with the cancelled answer, what a job tells goes to standard error, and a Cancel that
+// was confirmed stays.
+#pragma once
+
+#include "link/link.h"
+#include "platform/settings_store.h"
+#include "ui/ccdwriter_ui.h"
+#include "ui/main_view.h"
+#include "ui/models.h"
+#include "ui/progress_dialog.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+class RemoteUi final : public CCDWriterUI, public IMainView {
+  public:
+    struct Loop {
+        Link::Post post;                // runs functions on the main thread
+        std::function<void()> onQuit;   // on the main thread: RequestExit, or the session's end
+        std::function<void(int)> leave; // ends the main loop with this code
+    };
+
+    // Has the windows opened. All references are kept. Throws CCDWriterUIException if a window
+    // can't be made, which the user has been told then, and LinkError if the other process has
+    // gone.
+    RemoteUi(Link& link, IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store,
+             Loop loop);
+    RemoteUi(const RemoteUi&) = delete;
+    RemoteUi& operator=(const RemoteUi&) = delete;
+    // Closes the windows and the link.
+    ~RemoteUi() override { CloseWindows(m_link); }
+
+    // Tells the other process to end, waits for that a little, and closes the link.
+    static void CloseWindows(Link& link);
+
+    // Ends the waits of any job thread with the cancelled answer, now and from now on, and returns
+    // when none waits any more.
+    void ReleaseWaits() { m_link.ReleaseWaits(); }
+
+    DataParametersResult ShowDataParameters(const std::u16string& header) override;
+    CopyParametersResult ShowAudioParameters(const std::u16string& header) override;
+    CopyParametersResult ShowImageParameters(const std::u16string& header) override;
+    EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override;
+    void StartDataProgress(uint32_t diskType) override { Start(JobKind::Data, diskType); }
+    void StartAudioProgress(uint32_t diskType) override { Start(JobKind::Audio, diskType); }
+    void StartImageProgress(uint32_t diskType) override { Start(JobKind::Image, diskType); }
+    void StartEraseProgress() override { Start(JobKind::Erase, 0); }
+    void StopDataProgress() override { Stop(JobKind::Data); }
+    void StopAudioProgress() override { Stop(JobKind::Audio); }
+    void StopImageProgress() override { Stop(JobKind::Image); }
+    void StopEraseProgress() override { Stop(JobKind::Erase); }
+    bool IsDataCancelled() const override { return Of(JobKind::Data).logic.IsCancelled(); }
+    bool IsAudioCancelled() const override { return Of(JobKind::Audio).logic.IsCancelled(); }
+    bool IsImageCancelled() const override { return Of(JobKind::Image).logic.IsCancelled(); }
+    bool IsEraseCancelled() const override { return Of(JobKind::Erase).logic.IsCancelled(); }
+    void SetStatus(JobKind kind, const std::u16string& text) override;
+    void SetProgress(JobKind kind, int percent) override;
+    int Progress(JobKind kind) const override { return Of(kind).logic.Progress(); }
+    void StepEraseProgress() override;
+    void PushJobTrayCallbacks(JobKind kind) override;
+    void PopJobTrayCallbacks() override;
+    void StartTrayAnimation() override;
+    void StopTrayAnimation() override;
+    void SetNoProgressReport(bool noReport) override;
+    bool AskUser(const std::u16string& text, const std::u16string& title, BoxButtons buttons,
+                 BoxIcon icon) override;
+    void HideQueueDialog() override;
+    void RequestExit() override;
+
+    void ShowBalloon(const std::u16string& text, const std::u16string& title, BalloonIcon icon,
+                     uint32_t timeoutMs) override;
+    void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) override;
+    void StartClickTimer(uint32_t ms, std::function<void()> tick) override;
+    void KillClickTimer() override;
+    void AfterPainting(std::function<void()> work) override;
+    // What the desktop said with the last click.
+    uint32_t DoubleClickTimeMs() override { return m_nDoubleClickMs; }
+    void TrackIdleMenu(const IdleMenuState& state, std::function<void(uint32_t)> command) override;
+    void ShowQueueEditor() override;
+    void CancelQuestions() override;
+    void ShowErrorBox(const std::u16string& text, const std::u16string& title) override;
+    void Quit(int code) override;
+
+  private:
+    // What the engine knows of a progress dialog itself.
+    struct Job {
+        explicit Job(JobKind kind) : logic(kind) {}
+        CProgressDialog logic;
+        std::atomic<bool> bShowPending = false;
+    };
+
+    Job& Of(JobKind kind) const { return *m_jobs.at(static_cast<size_t>(kind)); }
+    void Start(JobKind kind, uint32_t diskType);
+    void Stop(JobKind kind);
+    void Show(JobKind kind);
+    void TakeModels(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store);
+    void TakeWishes();
+
+    Link& m_link;
+    const Loop m_loop;
+    std::array<std::shared_ptr<Job>, 4> m_jobs; // by JobKind
+
+    // Main thread.
+    std::function<void()> m_left;
+    std::function<void()> m_right;
+    std::function<void(uint32_t)> m_menuCommand;
+    std::function<void()> m_tick;
+    std::function<void()> m_painted;
+    uint32_t m_nNumber = 0; // of the click timer's run, and of the wish in m_painted
+    uint32_t m_nTick = 0;
+    uint32_t m_nPainted = 0;
+    uint32_t m_nDoubleClickMs = 400;
+    bool m_bMenuTracked = false; // by the callback that is running
+};
+
+} // namespace larkspin
