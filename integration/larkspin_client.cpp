@@ -133,6 +133,12 @@ void CLarkspinClient::StartByFile() {
         }
         QThread::msleep(kLookTimeMs);
     }
+    // One of ours that came too late has to be seen to go: if it looked for another instance only
+    // when that has ended, it would stay, and nobody would want it.
+    while (m_bus.interface()->servicePid(kServiceName).value() != static_cast<uint>(pid) &&
+           ::waitpid(pid, nullptr, WNOHANG) == 0 && !deadline.hasExpired()) {
+        QThread::msleep(kLookTimeMs);
+    }
 }
 
 bool CLarkspinClient::WaitForEnd() {
