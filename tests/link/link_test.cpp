@@ -46,12 +46,12 @@ class MainLoop {
     }
     // Runs `work` on the loop, and waits for it.
     void Do(const std::function<void()>& work) {
-        std::promise<void> done;
-        Post([&] {
+        const auto done = std::make_shared<std::promise<void>>();
+        Post([&work, done] {
             work();
-            done.set_value();
+            done->set_value();
         });
-        done.get_future().wait();
+        done->get_future().wait();
     }
 
   private:
@@ -168,6 +168,8 @@ struct Bench {
         windows.Close(); // as a display does that goes
         ui.reset();
         engine.Close();
+        engineMain.Do([] {}); // what was posted is over before the links go
+        windowsMain.Do([] {});
     }
 
     FakeUi fakeUi;
@@ -250,9 +252,9 @@ TEST(RemoteUiTest, ACancelIsForOneRunAndStaysWhenTheWindowsGo) {
 TEST(RemoteUiTest, WaitsEndWithTheCancelledAnswerWhenTheWindowsGo) {
     for (const bool released : {false, true}) {
         SCOPED_TRACE(released ? "released" : "windows gone");
-        Bench bench;
-        std::promise<void> answer;
+        std::promise<void> answer; // the dialog's thread ends with the bench
         std::promise<void> asked;
+        Bench bench;
         bench.fakeUi.onDialog = [&] {
             asked.set_value();
             answer.get_future().wait();
