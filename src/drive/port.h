@@ -94,13 +94,14 @@ class IScsiPort {
     virtual LockResult LockAndDismount(int letterIndex) = 0;
     virtual void Unlock(int letterIndex) = 0;
 
+    // The next three are for a platform whose drives come and go and may be closed to the user.
     // Why Open gives nothing, in sentences for the user that name the drive; empty if nothing is
     // known to stand against it.
-    virtual std::u16string WhyClosed(int letterIndex) = 0;
+    virtual std::u16string WhyClosed([[maybe_unused]] int letterIndex) { return {}; }
     // The same for the drives that no letter is left for, one each.
-    virtual std::vector<std::u16string> DrivesWithoutLetter() = 0;
+    virtual std::vector<std::u16string> DrivesWithoutLetter() { return {}; }
     // Another text whenever drives have come, gone or been changed for others. Asks no drive.
-    virtual std::string Inventory() = 0;
+    virtual std::string Inventory() { return {}; }
 };
 
 } // namespace larkspin

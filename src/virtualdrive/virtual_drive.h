@@ -84,9 +84,6 @@ class VirtualDrive final : public IScsiPort {
     // No system mounts this drive's discs, and nobody else has it.
     LockResult LockAndDismount(int) override { return {}; }
     void Unlock(int) override {}
-    std::u16string WhyClosed(int) override { return {}; }
-    std::vector<std::u16string> DrivesWithoutLetter() override { return {}; }
-    std::string Inventory() override { return {}; }
 
     // One command, as the port's device runs it.
     PortCompletion Execute(const PortRequest& request);

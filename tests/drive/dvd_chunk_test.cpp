@@ -173,11 +173,6 @@ TEST(DvdChunkTest, WritingInOneGoWaitsLongerUntilTheDriveHasPaused) {
     bench.RefuseWrites(1, kLongWrite);
     EXPECT_EQ(bench.Write(48), kWhole);
     EXPECT_EQ(s_nDaoToggle, 0) << "a pause for a full buffer counts as well";
-
-    s_nDaoToggle = -1;
-    bench.drive.m_bDaoMode = false;
-    EXPECT_EQ(bench.Write(64), kWhole);
-    EXPECT_EQ(bench.Trace().back(), "2A 00 00 00 00 40 00 00 10");
 }
 
 TEST(DvdChunkTest, ACancelEndsEveryWaitButNoChunkThatTheDriveTakes) {

@@ -87,9 +87,6 @@ class ContestedPort final : public IScsiPort {
         return {LockResult::State::Refused, u"/dev/sr0 is in use by other (4711)."};
     }
     void Unlock(int) override { m_bHeld = false; }
-    std::u16string WhyClosed(int) override { return {}; }
-    std::vector<std::u16string> DrivesWithoutLetter() override { return {}; }
-    std::string Inventory() override { return {}; }
 
   private:
     VirtualDrive& m_drive;

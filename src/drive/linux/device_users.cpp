@@ -60,7 +60,7 @@ std::string ProgramsUsing(ISystemCalls& calls, const std::string& devicePath,
             continue;
         std::string name = calls.ReadText(process + "/comm");
         name.erase(std::min(name.find('\n'), name.size()));
-        programs += (named > 0 ? ", " : "") + name + " (" + id + ")";
+        programs.append(named > 0 ? ", " : "").append(name).append(" (").append(id).append(")");
         if (++named == kMostNamed)
             break;
     }

@@ -224,7 +224,7 @@ LockResult CSgPort::LockAndDismount(int letterIndex) {
     auto lock = std::make_unique<CDeviceLock>(
         m_calls, m_bus,
         CDeviceLock::Place{DevicePath(letterIndex), SysfsFolder(letterIndex), m_strMountTable});
-    const LockResult result = lock->Take();
+    LockResult result = lock->Take();
     if (!result.Refused())
         m_held.emplace(letterIndex, std::move(lock));
     return result;
