@@ -5,11 +5,13 @@
 #include "audio/readers/flac_reader.h"
 #include "audio/readers/mp3_reader.h"
 #include "audio/readers/ogg_reader.h"
+#include "audio/readers/sndfile_reader.h"
 #include "audio/readers/wav_reader.h"
 #include "audio/readers/wma_reader.h"
 #include "audio/source_limits.h"
 #include "audio/stages/aligner.h"
 #include "audio/stages/bit_enhancer.h"
+#include "audio/stages/bit_narrower.h"
 #include "audio/stages/mono_to_stereo.h"
 #include "audio/stages/resampler.h"
 
@@ -20,19 +22,68 @@ namespace larkspin {
 
 namespace {
 
+constexpr int kMostUsualRate = 48000;
+
 template <class Reader>
 std::unique_ptr<CReader> Make(const std::u16string& name, IFileSystem& files) {
     return std::make_unique<Reader>(name, files);
 }
 
-// The reader takes any format tag for PCM, but a disc of noise is no answer to a user. Widths that
-// no stage takes are left to the stage's own refusal.
+bool TakesPlainWav(const CWavReader& reader) {
+    return reader.IsPcm() && !reader.IsUnfinished() &&
+           (reader.m_nBits == 8 || reader.m_nBits == 16 || reader.m_nBits == 24 ||
+            reader.m_nBits == 32);
+}
+
+// Nothing that `make` refuses.
+template <class Make>
+std::unique_ptr<CReader> IfTaken(Make make) {
+    try {
+        return make();
+    } catch (const CReaderException&) {
+        return nullptr;
+    }
+}
+
+// CWavReader takes plain files. What it refuses, and what it takes for PCM though it is none, is
+// left to libsndfile, and unfinished sizes that this does not see through to CWavReader again. What
+// they all refuse keeps the first answer. A disc of noise is none.
 std::unique_ptr<CReader> MakeWav(const std::u16string& name, IFileSystem& files) {
-    auto reader = std::make_unique<CWavReader>(name, files);
-    if (!reader->IsPcm() && (reader->m_nBits == 8 || reader->m_nBits == 16)) {
+    std::unique_ptr<CWavReader> plain;
+    std::optional<CReaderException> refusal;
+    try {
+        plain = std::make_unique<CWavReader>(name, files);
+        if (TakesPlainWav(*plain)) {
+            return plain;
+        }
+    } catch (const CReaderException& first) {
+        refusal = first;
+    }
+    auto other = IfTaken([&] { return std::make_unique<CSndfileReader>(name, files); });
+    if (other == nullptr && plain == nullptr) {
+        other = IfTaken([&] {
+            auto reader = std::make_unique<CWavReader>(name, files, WavSizes::Unfinished);
+            return TakesPlainWav(*reader) ? std::move(reader) : nullptr;
+        });
+    }
+    if (other != nullptr) {
+        return other;
+    }
+    if (refusal) {
+        throw CReaderException(*refusal);
+    }
+    if (!plain->IsPcm()) {
         RefuseSource(name, "its samples are not PCM.");
     }
-    return reader;
+    return plain;
+}
+
+std::optional<AudioProbe> ProbeAnyWav(const std::u16string& name, IFileSystem& files) {
+    std::optional<AudioProbe> probe = ProbeWav(name, files);
+    if (!probe) {
+        probe = ProbeHeader<CSndfileReader>(name, files);
+    }
+    return probe ? probe : ProbeWav(name, files, WavSizes::Unfinished);
 }
 
 struct AudioFormat {
@@ -43,7 +94,7 @@ struct AudioFormat {
 };
 
 constexpr AudioFormat kFormats[] = {
-    {u".wav", MakeWav, ProbeWav, true},
+    {u".wav", MakeWav, ProbeAnyWav, true},
     {u".mp3", Make<CMP3Reader>, ProbeMp3, true},
     {u".wma", Make<CWmaReader>, ProbeHeader<CWmaReader>, true},
     {u".ogg", Make<COggReader>, ProbeHeader<COggReader>, true},
@@ -72,7 +123,9 @@ std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name, IFileSyst
     }
     std::unique_ptr<CReader> chain = format->make(name, files);
     CheckSource(name, *chain);
-    if (chain->m_nBits != 16) {
+    if (CBitNarrower::Takes(*chain)) {
+        chain = std::make_unique<CBitNarrower>(std::move(chain));
+    } else if (chain->m_nBits != 16) {
         chain = std::make_unique<CBitEnhancer>(std::move(chain));
     }
     if (chain->m_nSampleRate != static_cast<int32_t>(kCdSampleRate)) {
@@ -92,7 +145,9 @@ uint32_t GetAudioFileLength(const std::u16string& name, IFileSystem& files) {
         if (!probe) {
             return 0;
         }
-        if (format->normalised) {
+        // Of sound that only the stages beside the usual ones bring to CD audio, the source's own
+        // size says too little.
+        if (format->normalised || probe->bits > 16 || probe->rate > kMostUsualRate) {
             return NormalisedLength(*probe);
         }
         return static_cast<uint32_t>(

@@ -1,5 +1,8 @@
 #include "audio/piped_reader.h"
 
+#include "audio/source_limits.h"
+
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <system_error>
@@ -10,9 +13,22 @@ CPipedReader::~CPipedReader() {
     StopDecoder();
 }
 
+void CPipedReader::StartDecoder(const std::u16string& name, const char* noPipe,
+                                const char* noThread) {
+    m_nTrial = TrialBytes(*this);
+    StartDecoder(noPipe, noThread);
+    m_trial.get_future().wait();
+    try {
+        CheckTrial(name, m_nDecoded - m_nDamaged, m_nTrial);
+    } catch (const CReaderException&) {
+        StopDecoder(); // while what it decodes with still lives
+        throw;
+    }
+}
+
 void CPipedReader::StartDecoder(const char* noPipe, const char* noThread) {
     try {
-        m_pPipe = std::make_unique<BytePipe>(kDecoderPipeBytes);
+        m_pPipe = std::make_unique<BytePipe>(std::max<size_t>(kDecoderPipeBytes, m_nTrial));
     } catch (const std::bad_alloc&) {
         throw CReaderException(noPipe);
     }
@@ -25,6 +41,7 @@ void CPipedReader::StartDecoder(const char* noPipe, const char* noThread) {
                 // would end the process, and the disc that is being written with it.
             }
             m_pPipe->CloseWrite();
+            EndTrial();
         });
     } catch (const std::system_error&) {
         throw CReaderException(noThread);
@@ -36,6 +53,28 @@ void CPipedReader::StopDecoder() {
         m_pPipe->CloseRead();
         m_hThread.join();
     }
+}
+
+void CPipedReader::EndTrial() {
+    if (!m_bTrialEnded) {
+        m_bTrialEnded = true;
+        m_trial.set_value();
+    }
+}
+
+bool CPipedReader::WritePcm(const void* data, size_t bytes) {
+    // Before the pipe can be full.
+    if (!m_bTrialEnded) {
+        m_nDecoded += bytes;
+        if (m_nDecoded >= m_nTrial) {
+            EndTrial();
+        }
+    }
+    return m_pPipe->Write(data, bytes);
+}
+
+void CPipedReader::CountDamaged(size_t bytes) {
+    m_nDamaged += bytes;
 }
 
 void CPipedReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {

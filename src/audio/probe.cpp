@@ -12,7 +12,9 @@ uint32_t NormalisedLength(const AudioProbe& probe) {
     }
     // Held early, so that no later step can overflow.
     uint64_t bytes = std::min<uint64_t>(probe.bytes, uint64_t{1} << 40);
-    if (probe.bits != 16) {
+    if (probe.bits > 16) {
+        bytes = bytes / static_cast<uint64_t>(probe.bits / 8) * 2;
+    } else if (probe.bits != 16) {
         bytes *= 2;
     }
     if (probe.rate != static_cast<int>(kCdSampleRate)) {

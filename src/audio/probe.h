@@ -38,7 +38,8 @@ std::optional<AudioProbe> ProbeHeader(const std::u16string& name, IFileSystem& f
     }
 }
 
-// Bytes of the finished track, a multiple of 2352: doubled unless the source has 16 bits, brought
+// Bytes of the finished track, a multiple of 2352: doubled unless the source has 16 bits or more,
+// less if it has more, brought
 // to 44,100 Hz with the fraction dropped, doubled unless it has two channels, rounded up. 0 for a
 // rate of 0 or less; what does not fit is held at the largest multiple of 2352 in 32 bits.
 uint32_t NormalisedLength(const AudioProbe& probe);

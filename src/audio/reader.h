@@ -1,8 +1,9 @@
 // CReader: a pull source of PCM bytes whose total length is known before the first byte is read.
 //
 // Samples of all channels are interleaved, channel 0 first; 16-bit samples are signed
-// little-endian, 8-bit samples unsigned with the middle at 128, as in a WAV file. A reader is ready
-// when its constructor returns and only goes forward. One thread uses a reader at a time.
+// little-endian, and so are wider ones; 8-bit samples are unsigned with the middle at 128, as in a
+// WAV file. A reader is ready when its constructor returns and only goes forward. One thread uses a
+// reader at a time.
 #pragma once
 
 #include "platform/text.h"
@@ -29,6 +30,12 @@ class CReaderException : public std::exception {
     std::array<char, 128> m_szText = {};
 };
 
+// What was lost of the sound that a reader has given so far.
+struct SoundLoss {
+    bool brokeOff = false;       // the source ended early or is damaged; silence stands in for it
+    uint64_t clippedSamples = 0; // louder than full scale, and held there
+};
+
 class CReader {
   public:
     CReader() = default;
@@ -39,6 +46,8 @@ class CReader {
     // null. A count of 0 for a request above 0 is the end, now and at every later call. Decoding
     // errors are not reported: the stream just ends early.
     virtual void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) = 0;
+    // Complete once the end was read. For the thread that reads.
+    virtual SoundLoss Loss() const { return {}; }
     // May be called at any moment of the stream; joins the object's thread if it has one.
     virtual ~CReader() = default;
 
@@ -46,6 +55,7 @@ class CReader {
     int32_t m_nSampleRate = -1;
     int32_t m_nChannels = -1;
     int32_t m_nBits = 0;
+    bool m_bFloat = false; // samples are IEEE floats with full scale at 1.0
 };
 
 } // namespace larkspin

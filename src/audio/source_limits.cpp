@@ -4,6 +4,7 @@
 #include "platform/paths.h"
 #include "platform/text.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace larkspin {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr int64_t kMaxLength = std::numeric_limits<int32_t>::max();
 constexpr size_t kMaxText = 127; // what CReaderException keeps
+constexpr int64_t kMaxTrial = 1 << 20;
 constexpr std::string_view kTooLong = "it is longer than 2 GiB of sound.";
 
 std::string Shortened(std::string name, size_t bytes) {
@@ -46,6 +48,18 @@ int32_t CheckedLength(const std::u16string& name, uint64_t bytes) {
     return static_cast<int32_t>(bytes);
 }
 
+uint64_t TrialBytes(const CReader& source) {
+    const int64_t second = int64_t{source.m_nSampleRate} * source.m_nChannels * source.m_nBits / 8;
+    return static_cast<uint64_t>(
+        std::clamp<int64_t>(std::min<int64_t>(second, source.m_nLength), 0, kMaxTrial));
+}
+
+void CheckTrial(const std::u16string& name, uint64_t decoded, uint64_t trial) {
+    if (decoded < trial / 4) {
+        RefuseSource(name, "its sound cannot be decoded.");
+    }
+}
+
 void CheckSource(const std::u16string& name, const CReader& source) {
     if (source.m_nChannels > kMaxSourceChannels) {
         RefuseSource(name, Format("it has %d channels, an audio CD takes at most %d.",
@@ -62,7 +76,7 @@ void CheckSource(const std::u16string& name, const CReader& source) {
         RefuseSource(name, "it holds no sound, or does not say how much.");
     }
     // Both the widened and the finished length have a field to fit.
-    const int64_t widened = int64_t{source.m_nLength} * (source.m_nBits == 16 ? 1 : 2);
+    const int64_t widened = int64_t{source.m_nLength} * (source.m_nBits >= 16 ? 1 : 2);
     const AudioProbe probe = {.bytes = static_cast<uint64_t>(source.m_nLength),
                               .bits = source.m_nBits,
                               .rate = source.m_nSampleRate,

@@ -21,10 +21,10 @@ thread_local bool g_bNoPipes = false;
 
 } // namespace
 
-// The memory of a pipe is the only array of its size.
+// The memory of a pipe is the only large array.
 void* operator new[](size_t bytes) {
     void* const memory =
-        g_bNoPipes && bytes == larkspin::kDecoderPipeBytes ? nullptr : std::malloc(bytes);
+        g_bNoPipes && bytes >= larkspin::kDecoderPipeBytes ? nullptr : std::malloc(bytes);
     return memory == nullptr ? throw std::bad_alloc() : memory;
 }
 void operator delete[](void* memory) noexcept {

@@ -134,7 +134,10 @@ class Runtime final : public ISyncReader {
     bool GetOutputProps(uint32_t, WaveFormat* format) override {
         return Step(format, {.channels = 2, .samplesPerSecond = 44100, .bitsPerSample = 16});
     }
-    bool GetNextSample(std::span<const uint8_t>* /*samples*/) override { return false; }
+    bool GetNextSample(std::span<const uint8_t>* samples) override {
+        *samples = m_second;
+        return true;
+    }
     void RequestStop() override {}
 
   private:
@@ -145,6 +148,7 @@ class Runtime final : public ISyncReader {
     }
 
     int m_nSteps = 0;
+    Bytes m_second = Bytes(176400);
 };
 
 TEST_F(WmaReader, HasATextForEachFailureOfTheRuntime) {

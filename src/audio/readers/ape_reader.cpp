@@ -62,7 +62,7 @@ CAPEReader::CAPEReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
 CAPEReader::CAPEReader(const std::u16string& name, IFileSystem& files)
     : CAPEReader(HeaderOnly(), name, files) {
     m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder("Internal error #610", "Internal error #111");
+    StartDecoder(name, "Internal error #610", "Internal error #111");
 }
 
 CAPEReader::~CAPEReader() {

@@ -70,9 +70,14 @@ struct CFLACReader::Callbacks {
         }
     }
 
-    // A damaged frame is libFLAC's to step over; nobody is told.
-    static void Error(const FLAC__StreamDecoder* /*decoder*/,
-                      FLAC__StreamDecoderErrorStatus /*status*/, void* /*client*/) {}
+    // A frame that can't be decoded is libFLAC's to step over. One that was damaged comes as
+    // silence after this.
+    static void Error(const FLAC__StreamDecoder* /*decoder*/, FLAC__StreamDecoderErrorStatus status,
+                      void* client) {
+        if (status == FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH) {
+            Reader(client).m_bDamagedFrame = true;
+        }
+    }
 };
 
 namespace {
@@ -117,7 +122,7 @@ CFLACReader::CFLACReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSy
 CFLACReader::CFLACReader(const std::u16string& name, IFileSystem& files)
     : CFLACReader(HeaderOnly(), name, files) {
     m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder("Internal error #280", "Internal error #281");
+    StartDecoder(name, "Internal error #280", "Internal error #281");
 }
 
 CFLACReader::~CFLACReader() {
@@ -134,7 +139,8 @@ uint64_t CFLACReader::PcmBytes() const {
 void CFLACReader::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
     m_nSampleRate = static_cast<int32_t>(info.sample_rate);
     m_nChannels = static_cast<int32_t>(info.channels);
-    m_nBits = static_cast<int32_t>(info.bits_per_sample);
+    m_nFileBits = static_cast<int32_t>(info.bits_per_sample);
+    m_nBits = (m_nFileBits + 7) / 8 * 8;
     m_nTotalSamples = info.total_samples;
     if (info.sample_rate > 0) {
         m_nDurationSeconds = static_cast<uint32_t>(info.total_samples / info.sample_rate);
@@ -143,7 +149,7 @@ void CFLACReader::TakeStreamInfo(const FLAC__StreamMetadata_StreamInfo& info) {
 
 bool CFLACReader::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const channels[]) {
     if (m_bStop || frame.header.channels != static_cast<uint32_t>(m_nChannels) ||
-        frame.header.bits_per_sample != static_cast<uint32_t>(m_nBits)) {
+        frame.header.bits_per_sample != static_cast<uint32_t>(m_nFileBits)) {
         return false;
     }
     const size_t samples = frame.header.blocksize;
@@ -151,28 +157,31 @@ bool CFLACReader::TakeFrame(const FLAC__Frame& frame, const FLAC__int32* const c
     const size_t sampleBytes = static_cast<size_t>(m_nBits) / 8;
     m_frame.resize(samples * channelCount * sampleBytes);
     uint8_t* to = m_frame.data();
-    if (m_nBits == 16 && m_nChannels == 2) {
+    if (m_nFileBits == 16 && m_nChannels == 2) {
         InterleaveStereo16(channels[0], channels[1], samples, to);
     } else {
         for (size_t i = 0; i < samples; ++i) {
             for (size_t channel = 0; channel < channelCount; ++channel) {
-                const FLAC__int32 sample = channels[channel][i];
+                uint32_t sample = static_cast<uint32_t>(channels[channel][i])
+                                  << (m_nBits - m_nFileBits);
                 if (m_nBits == 8) {
-                    *to++ = static_cast<uint8_t>(sample + 0x80);
-                } else {
+                    sample += 0x80;
+                }
+                for (size_t byte = 0; byte < sampleBytes; ++byte) {
                     *to++ = static_cast<uint8_t>(sample);
-                    *to++ = static_cast<uint8_t>(sample >> 8);
+                    sample >>= 8;
                 }
             }
         }
+    }
+    if (m_bDamagedFrame) {
+        m_bDamagedFrame = false;
+        CountDamaged(m_frame.size());
     }
     return WritePcm(m_frame.data(), m_frame.size());
 }
 
 void CFLACReader::Decode() {
-    if (m_nBits != 8 && m_nBits != 16) {
-        return;
-    }
     FLAC__StreamDecoder* decoder = m_pDecoder.get();
     while (FLAC__stream_decoder_process_single(decoder) != 0) {
         const uint64_t target = m_nSeekSample.exchange(kNoSeek);

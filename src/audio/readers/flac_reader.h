@@ -1,13 +1,12 @@
 // A FLAC file through libFLAC, decoded on a thread of its own.
 //
-// m_nBits is what STREAMINFO says. 8-bit samples leave as unsigned bytes, 16-bit ones as they are.
-// Of any other width nothing is decoded: the chain has no stage that narrows samples and refuses
-// the file by m_nBits, and a reader that is used alone ends at once instead of giving noise.
+// m_nBits is what STREAMINFO says, in whole bytes: samples of 12 bits leave with 16, of 20 with 24,
+// with zeros below. 8-bit samples leave as unsigned bytes, wider ones as signed ones.
 //
 // A stream that doesn't tell its length (0 samples in STREAMINFO) has m_nLength 0; CheckSource
 // refuses it by name. A frame with another channel count or width than STREAMINFO's ends the
 // stream. A frame that libFLAC cannot decode is left out, a frame whose checksum is wrong comes
-// from libFLAC as silence.
+// from libFLAC as silence. A file of which the first second is lost to that is refused.
 //
 // Constructor failures: "cannot open", "not a FLAC file", "Internal error #280" (no pipe),
 // "Internal error #281" (no thread).
@@ -57,9 +56,11 @@ class CFLACReader : public CPipedReader {
     std::unique_ptr<ISequentialFile> m_hFile;
     std::unique_ptr<FLAC__StreamDecoder, DecoderDeleter> m_pDecoder;
     std::vector<uint8_t> m_frame; // one frame, interleaved
+    int32_t m_nFileBits = 0;      // of a sample in the file
     uint64_t m_nTotalSamples = 0; // per channel
     uint64_t m_nFileSize = 0;
     uint32_t m_nDurationSeconds = 0;
+    bool m_bDamagedFrame = false;      // the next frame is silence in its place
     bool m_bEndOfFile = false;         // a read callback met the end of the file
     std::atomic<bool> m_bStop = false; // the destructor asks the thread to stop
     std::atomic<uint64_t> m_nSeekSample = kNoSeek;

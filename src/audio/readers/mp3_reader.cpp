@@ -1,5 +1,6 @@
 #include "audio/readers/mp3_reader.h"
 
+#include "audio/readers/mp3_info.h"
 #include "audio/readers/mpeg_stream.h"
 #include "audio/source_limits.h"
 
@@ -10,7 +11,9 @@ namespace larkspin {
 namespace {
 
 constexpr size_t kMaxFrameSamples = 1152;
-constexpr int kBytesPerUnit = 64; // of 32 samples in 16 bits
+constexpr uint64_t kUnitSamples = 32;
+constexpr uint64_t kDecoderDelay = 529; // samples that come out before the first that went in
+constexpr uint64_t kLeastCoverage = 10; // frames of sound are at least a tenth of a file
 
 int ChannelsOf(const mad_header& header) {
     return header.mode == MAD_MODE_SINGLE_CHANNEL ? 1 : 2;
@@ -24,24 +27,98 @@ int UnitsOf(const mad_header& header) {
     return header.layer == MAD_LAYER_III && (header.flags & MAD_FLAG_LSF_EXT) != 0 ? 18 : 36;
 }
 
+// What the frames of a file say.
+struct Mp3Scan {
+    AudioProbe sound;
+    std::optional<Mp3Info> info; // the first frame is an encoder's own
+    uint64_t frames = 0;         // of sound
+    uint64_t samples = 0;        // of each channel, with what the encoder added
+    uint64_t coveredBytes = 0;   // by runs of frames
+};
+
+// Counts how much of a file are runs of frames of one kind that follow one another. In a file of
+// another format much may look like frames, since one in free format ends where the next is found,
+// but four in a row do not come up.
+class Coverage {
+  public:
+    uint64_t Bytes() const { return m_nBytes; }
+    void Add(const mad_header& header, const CMpegStream& stream) {
+        const unsigned kind = static_cast<unsigned>(header.layer) * 2 +
+                              ((header.flags & MAD_FLAG_FREEFORMAT) != 0 ? 1 : 0);
+        const uint64_t at = stream.FrameOffset();
+        if (at != m_nEnd || kind != m_nKind || header.samplerate != m_nRate) {
+            m_nRunFrames = 0;
+            m_nRunBytes = 0;
+        }
+        m_nRunBytes += stream.Frame().size();
+        if (++m_nRunFrames >= kRun) {
+            m_nBytes += m_nRunBytes;
+            m_nRunBytes = 0;
+        }
+        m_nEnd = at + stream.Frame().size();
+        m_nKind = kind;
+        m_nRate = header.samplerate;
+    }
+
+  private:
+    static constexpr uint64_t kRun = 4;
+
+    uint64_t m_nBytes = 0;
+    uint64_t m_nRunFrames = 0;
+    uint64_t m_nRunBytes = 0; // not counted yet
+    uint64_t m_nEnd = 0;      // of the frame before
+    unsigned m_nKind = 0;
+    unsigned m_nRate = 0;
+};
+
+// The samples in front of the sound and behind it that are not part of it. An encoder that counted
+// other frames than there are cannot have meant the end that this file has.
+uint64_t SamplesInFront(const Mp3Scan& scan) {
+    return scan.info ? scan.info->delay : 0;
+}
+
+uint64_t SamplesBehind(const Mp3Scan& scan) {
+    const bool whole =
+        scan.info && (scan.info->frames == scan.frames || scan.info->frames == scan.frames + 1);
+    return whole ? scan.info->padding : 0;
+}
+
 // Sums up all frames by their headers. Nothing if there are none or the walk broke off.
-std::optional<AudioProbe> ScanHeaders(CMpegStream& stream) {
-    AudioProbe probe = {.bits = 16};
-    uint64_t units = 0;
+std::optional<Mp3Scan> ScanHeaders(CMpegStream& stream) {
+    Mp3Scan scan;
+    scan.sound.bits = 16;
+    Coverage coverage;
     mad_header header;
     mad_header_init(&header);
+    bool first = true;
     while (stream.NextHeader(&header)) {
-        probe.rate = static_cast<int>(header.samplerate);
-        probe.channels = ChannelsOf(header);
-        units += static_cast<uint64_t>(UnitsOf(header));
+        coverage.Add(header, stream);
+        if (first) {
+            first = false;
+            scan.info = ReadMp3Info(header, stream);
+            if (scan.info) {
+                stream.KeepLastFrame();
+                continue;
+            }
+        }
+        scan.sound.rate = static_cast<int>(header.samplerate);
+        scan.sound.channels = ChannelsOf(header);
+        scan.samples += static_cast<uint64_t>(UnitsOf(header)) * kUnitSamples;
+        ++scan.frames;
     }
     mad_header_finish(&header);
-    // Of one channel count throughout, as the frames are delivered.
-    probe.bytes = units * kBytesPerUnit * static_cast<uint64_t>(probe.channels);
-    if (!stream.AtEnd() || probe.bytes == 0) {
+    if (!stream.AtEnd() || scan.samples <= SamplesInFront(scan) + SamplesBehind(scan)) {
         return std::nullopt;
     }
-    return probe;
+    // Of one channel count throughout, as the frames are delivered.
+    scan.sound.bytes = (scan.samples - SamplesInFront(scan) - SamplesBehind(scan)) *
+                       sizeof(int16_t) * static_cast<uint64_t>(scan.sound.channels);
+    scan.coveredBytes = coverage.Bytes();
+    return scan;
+}
+
+bool IsCovered(const Mp3Scan& scan, const CMpegStream& stream) {
+    return scan.coveredBytes >= stream.End() / kLeastCoverage;
 }
 
 // The mean of both channels in the place of the first.
@@ -55,14 +132,15 @@ void MixToMono(mad_pcm* pcm) {
 // A frame's samples with dither, interleaved. Channels go side by side, since each sample waits for
 // the error of the one before it in its own channel alone.
 template <size_t kChannels>
-void Reduce(const mad_pcm& pcm, std::array<CMp3Dither, 2>* channels, int16_t* to) {
+void Reduce(const mad_pcm& pcm, size_t begin, size_t end, std::array<CMp3Dither, 2>* channels,
+            int16_t* to) {
     std::array<const mad_fixed_t*, kChannels> from;
     for (size_t channel = 0; channel < kChannels; ++channel) {
         // A frame of one channel stands for both.
         from[channel] = pcm.samples[std::min<size_t>(channel, pcm.channels - 1)];
     }
     std::array<CMp3Dither, 2> dither = *channels; // kept out of memory in the loop
-    for (size_t i = 0; i < pcm.length; ++i) {
+    for (size_t i = begin; i < end; ++i) {
         for (size_t channel = 0; channel < kChannels; ++channel) {
             *to++ = dither[channel].Reduce(from[channel][i]);
         }
@@ -104,15 +182,23 @@ CMP3Reader::CMP3Reader(const std::u16string& name, IFileSystem& files)
     if (!m_pStream) {
         throw CReaderException(Format("Cannot open %s.", ToNative(name).c_str()));
     }
-    const std::optional<AudioProbe> probe = ScanHeaders(*m_pStream);
-    if (!probe || !m_pStream->Rewind()) {
+    const std::optional<Mp3Scan> scan = ScanHeaders(*m_pStream);
+    if (!scan || !m_pStream->Rewind()) {
         throw CReaderException(Format("Error parsing MP3 file %s.", ToNative(name).c_str()));
     }
-    m_nLength = CheckedLength(name, probe->bytes);
-    m_nSampleRate = probe->rate;
-    m_nChannels = probe->channels;
-    m_nBits = probe->bits;
-    StartDecoder("Internal error #210.", "Internal error #211.");
+    if (!IsCovered(*scan, *m_pStream)) {
+        RefuseSource(name, "only small parts of it are MPEG sound.");
+    }
+    m_nLength = CheckedLength(name, scan->sound.bytes);
+    m_nSampleRate = scan->sound.rate;
+    m_nChannels = scan->sound.channels;
+    m_nBits = scan->sound.bits;
+    if (scan->info) {
+        m_bInfoFrame = true;
+        m_nSkip = SamplesInFront(*scan) + kDecoderDelay;
+        m_nLeft = scan->sound.bytes / sizeof(int16_t) / static_cast<uint64_t>(m_nChannels);
+    }
+    StartDecoder(name, "Internal error #210.", "Internal error #211.");
 }
 
 CMP3Reader::~CMP3Reader() {
@@ -123,18 +209,25 @@ void CMP3Reader::Decode() {
     const auto decoder = std::make_unique<FrameDecoder>();
     std::array<int16_t, kMaxFrameSamples * 2> samples;
     const auto channels = static_cast<unsigned>(m_nChannels);
-    while (m_pStream->NextFrame(&decoder->frame)) {
+    if (m_bInfoFrame && !m_pStream->NextHeader(&decoder->frame.header)) {
+        return;
+    }
+    while (m_nLeft > 0 && m_pStream->NextFrame(&decoder->frame)) {
         mad_synth_frame(&decoder->synth, &decoder->frame);
         mad_pcm& pcm = decoder->synth.pcm;
         if (pcm.channels > channels) {
             MixToMono(&pcm);
         }
+        const size_t begin = std::min<uint64_t>(m_nSkip, pcm.length);
+        const size_t end = begin + std::min<uint64_t>(m_nLeft, pcm.length - begin);
+        m_nSkip -= begin;
+        m_nLeft -= end - begin;
         if (channels == 1) {
-            Reduce<1>(pcm, &m_Dither, samples.data());
+            Reduce<1>(pcm, begin, end, &m_Dither, samples.data());
         } else {
-            Reduce<2>(pcm, &m_Dither, samples.data());
+            Reduce<2>(pcm, begin, end, &m_Dither, samples.data());
         }
-        if (!WritePcm(samples.data(), sizeof(int16_t) * pcm.length * channels)) {
+        if (!WritePcm(samples.data(), sizeof(int16_t) * (end - begin) * channels)) {
             return;
         }
     }
@@ -142,7 +235,8 @@ void CMP3Reader::Decode() {
 
 std::optional<AudioProbe> ProbeMp3(const std::u16string& name, IFileSystem& files) {
     const std::unique_ptr<CMpegStream> stream = OpenStream(name, files);
-    return stream ? ScanHeaders(*stream) : std::nullopt;
+    const std::optional<Mp3Scan> scan = stream ? ScanHeaders(*stream) : std::nullopt;
+    return scan && IsCovered(*scan, *stream) ? std::optional(scan->sound) : std::nullopt;
 }
 
 } // namespace larkspin

@@ -8,6 +8,10 @@
 // that isn't followed by a tag or 8 other bytes is neither counted nor decoded, since libmad asks
 // for that much behind a frame.
 //
+// Where the first frame is an encoder's own and tells the silence that it added (mp3_info.h), this
+// frame and that silence are left out, and the last frame is decoded in any case: tracks that were
+// cut out of one piece join without a gap.
+//
 // The file is read through a window of fixed size that moves on, not mapped: a mapped file that
 // shrinks or can't be read any more would end the process instead of the stream.
 #pragma once
@@ -29,8 +33,9 @@ class CMP3Reader final : public CPipedReader {
   public:
     // Throws CReaderException: "Cannot open %s." for a file that can't be opened or is empty,
     // "Error parsing MP3 file %s." for one without frames or that can't be read to its end,
-    // "Internal error #210." or "#211." when no pipe or no thread can be had; refuses what decodes
-    // to more than 2 GiB (source_limits.h).
+    // "Internal error #210." or "#211." when no pipe or no thread can be had; refuses
+    // (source_limits.h) what decodes to more than 2 GiB, what does not decode, and a file of which
+    // frames that go together are less than a tenth.
     explicit CMP3Reader(const std::u16string& name, IFileSystem& files = PosixFiles());
     ~CMP3Reader() override;
 
@@ -39,6 +44,10 @@ class CMP3Reader final : public CPipedReader {
 
     std::unique_ptr<CMpegStream> m_pStream; // the thread's alone while it runs
     std::array<CMp3Dither, 2> m_Dither;     // for each channel; the thread's alone
+    bool m_bInfoFrame = false;              // the first frame is no sound
+    // Samples of each channel to leave out, then to deliver; the thread's alone.
+    uint64_t m_nSkip = 0;
+    uint64_t m_nLeft = UINT64_MAX;
 };
 
 std::optional<AudioProbe> ProbeMp3(const std::u16string& name, IFileSystem& files);

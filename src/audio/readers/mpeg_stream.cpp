@@ -13,13 +13,14 @@ constexpr size_t kWindowBytes = 65536;
 // What libmad can always see ahead: the longest frame, of 5760 bytes, and the header after it,
 // which it needs to tell the length of frames in free format.
 constexpr size_t kAheadBytes = 16384;
+constexpr unsigned long kMostMonoLayer2 = 192000; // bits per second
 
 } // namespace
 
 CMpegStream::CMpegStream(std::unique_ptr<ISequentialFile> file)
     : m_pFile(std::move(file)), m_Window(kWindowBytes + MAD_BUFFER_GUARD),
       m_nEnd(OffsetOfTagsBehind(*m_pFile)),
-      m_bTagsBehind(m_nEnd < static_cast<uint64_t>(std::max<int64_t>(m_pFile->Size(), 0))) {
+      m_bKeepsLast(m_nEnd < static_cast<uint64_t>(std::max<int64_t>(m_pFile->Size(), 0))) {
     mad_stream_init(&m_Stream);
 }
 
@@ -34,6 +35,7 @@ bool CMpegStream::Rewind() {
     mad_stream_finish(&m_Stream);
     mad_stream_init(&m_Stream);
     m_nFilled = 0;
+    m_nWindowAt = 0;
     m_nLeft = m_nEnd;
     m_bFailed = false;
     m_bGuarded = false;
@@ -46,7 +48,24 @@ bool CMpegStream::NextHeader(mad_header* header) {
 }
 
 bool CMpegStream::NextFrame(mad_frame* frame) {
-    return Next([frame](mad_stream* stream) { return mad_frame_decode(frame, stream); });
+    return Next([frame](mad_stream* stream) {
+        mad_header& header = frame->header;
+        if (mad_header_decode(&header, stream) != 0) {
+            return -1;
+        }
+        // The standard has no Layer II of one channel above 192 kbit/s, but encoders have. What
+        // libmad knows of the bit rate from here on is only the table that it chooses: that of
+        // free format is the right one for all high rates.
+        if (header.layer == MAD_LAYER_II && header.mode == MAD_MODE_SINGLE_CHANNEL &&
+            (header.flags & MAD_FLAG_LSF_EXT) == 0 && header.bitrate > kMostMonoLayer2) {
+            header.flags |= MAD_FLAG_FREEFORMAT;
+        }
+        return mad_frame_decode(frame, stream);
+    });
+}
+
+uint64_t CMpegStream::FrameOffset() const {
+    return m_nWindowAt + static_cast<uint64_t>(m_Stream.this_frame - m_Window.data());
 }
 
 bool CMpegStream::AtEnd() const {
@@ -69,7 +88,7 @@ bool CMpegStream::Next(Decode decode) {
         if (MAD_RECOVERABLE(m_Stream.error)) {
             continue;
         }
-        if (m_Stream.error != MAD_ERROR_BUFLEN || m_nLeft == 0) {
+        if (m_Stream.error != MAD_ERROR_BUFLEN || (m_nLeft == 0 && !PutGuard())) {
             return false;
         }
         if (m_Stream.next_frame == m_Window.data() && m_nFilled >= kWindowBytes) {
@@ -83,6 +102,17 @@ bool CMpegStream::Next(Decode decode) {
     }
 }
 
+// Puts zeros behind the last frame, once. False if that has been done or is not wanted.
+bool CMpegStream::PutGuard() {
+    if (!m_bKeepsLast || m_bGuarded) {
+        return false;
+    }
+    std::memset(m_Window.data() + m_nFilled, 0, MAD_BUFFER_GUARD);
+    m_nFilled += MAD_BUFFER_GUARD;
+    m_bGuarded = true;
+    return true;
+}
+
 // Moves on behind the tags where the next frame is looked for. What claims to be a tag that is
 // longer than the rest of the file is none.
 void CMpegStream::StepOverTags() {
@@ -94,11 +124,15 @@ void CMpegStream::StepOverTags() {
         }
         if (tag <= ahead.size()) {
             m_Stream.next_frame += tag;
+            if (ahead.size() - tag >= kAheadBytes) {
+                continue;
+            }
         } else {
             const uint64_t beyond = tag - ahead.size();
             const int64_t at = m_pFile->Tell();
             m_bFailed = at < 0 || !m_pFile->Seek(static_cast<uint64_t>(at) + beyond);
             m_nLeft = m_bFailed ? 0 : m_nLeft - beyond;
+            m_nWindowAt += beyond;
             m_Stream.next_frame = m_Stream.bufend;
         }
         Refill();
@@ -113,6 +147,7 @@ void CMpegStream::Refill() {
     if (!first) {
         const auto done = static_cast<size_t>(m_Stream.next_frame - m_Window.data());
         m_nFilled -= done;
+        m_nWindowAt += done;
         std::memmove(m_Window.data(), m_Stream.next_frame, m_nFilled);
     }
     while (m_nLeft > 0 && m_nFilled < kWindowBytes) {
@@ -125,11 +160,6 @@ void CMpegStream::Refill() {
         }
         m_nFilled += static_cast<size_t>(got);
         m_nLeft -= static_cast<size_t>(got);
-    }
-    if (m_nLeft == 0 && m_bTagsBehind && !m_bGuarded) {
-        std::memset(m_Window.data() + m_nFilled, 0, MAD_BUFFER_GUARD);
-        m_nFilled += MAD_BUFFER_GUARD;
-        m_bGuarded = true;
     }
     mad_stream_buffer(&m_Stream, m_Window.data(), m_nFilled);
     if (!first) {

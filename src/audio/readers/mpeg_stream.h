@@ -2,8 +2,7 @@
 //
 // Gives the same frames as a stream over the whole file in one buffer, except that junk can't pose
 // as a frame of more than a window, and that tags are stepped over: those behind the sound, and
-// those that stand in front of it or between two frames. In the place of tags behind the sound
-// libmad sees as many zeros as it needs to decode the last frame. For the readers' source files
+// those that stand in front of it or between two frames. For the readers' source files
 // only; this is where libmad's types are seen.
 #pragma once
 
@@ -11,6 +10,7 @@
 
 #include <mad.h>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace larkspin {
@@ -23,11 +23,20 @@ class CMpegStream {
     CMpegStream& operator=(const CMpegStream&) = delete;
     ~CMpegStream();
 
+    // Has the last frame decoded even if nothing follows it: libmad then sees zeros behind it.
+    // Without this it leaves that frame out, unless tags behind it were left out.
+    void KeepLastFrame() { m_bKeepsLast = true; }
     // Back to the start of the file. False if it can't be read or has no bytes.
     bool Rewind();
     // Goes to the next frame; false at the end or if an error came that libmad can't recover from.
     bool NextHeader(mad_header* header);
     bool NextFrame(mad_frame* frame);
+    // The bytes of the frame whose header was read last, valid until the next call.
+    std::span<const uint8_t> Frame() const { return {m_Stream.this_frame, m_Stream.next_frame}; }
+    // Offset of these bytes in the file.
+    uint64_t FrameOffset() const;
+    // Bytes of the file that belong to no tag behind the sound.
+    uint64_t End() const { return m_nEnd; }
     // Whether the last call met the end of the file, with all of it read.
     bool AtEnd() const;
 
@@ -35,17 +44,19 @@ class CMpegStream {
     template <class Decode>
     bool Next(Decode decode);
     void StepOverTags();
+    bool PutGuard();
     void Refill();
 
     std::unique_ptr<ISequentialFile> m_pFile;
     std::vector<uint8_t> m_Window;
     mad_stream m_Stream = {};
     uint64_t m_nEnd; // of the sound, in the file
-    bool m_bTagsBehind;
-    size_t m_nFilled = 0;    // bytes in the window
-    uint64_t m_nLeft = 0;    // bytes of the file not read yet
-    bool m_bFailed = false;  // a read failed
-    bool m_bGuarded = false; // the zeros behind the sound are in the window
+    bool m_bKeepsLast;
+    uint64_t m_nWindowAt = 0; // offset of the window in the file
+    size_t m_nFilled = 0;     // bytes in the window
+    uint64_t m_nLeft = 0;     // bytes of the file not read yet
+    bool m_bFailed = false;   // a read failed
+    bool m_bGuarded = false;  // zeros follow the sound in the window
 };
 
 } // namespace larkspin

@@ -4,6 +4,7 @@
 #include "audio/source_limits.h"
 
 #include <algorithm>
+#include <array>
 
 namespace larkspin {
 
@@ -58,6 +59,10 @@ COggReader::COggReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
         ov_clear(&m_VorbisFile);
         throw CReaderException(Format("Malformed OggVorbis file %s.", native.c_str()));
     }
+    if (!LinksAreAlike()) {
+        ov_clear(&m_VorbisFile);
+        RefuseSource(name, "its parts differ in rate or channels.");
+    }
     m_nBits = 8 * kSampleBytes;
     m_nChannels = info->channels;
     m_nSampleRate = static_cast<int32_t>(info->rate);
@@ -70,29 +75,38 @@ COggReader::COggReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
 COggReader::COggReader(const std::u16string& name, IFileSystem& files)
     : COggReader(HeaderOnly(), name, files) {
     m_nLength = CheckedLength(name, PcmBytes());
+    const uint64_t trial = TrialBytes(*this);
+    uint64_t decoded = 0;
+    std::array<char, 4096> buffer;
+    for (uint32_t got = 1; got > 0 && decoded < trial; decoded += got) {
+        got = ReadSome(buffer.data(), buffer.size());
+    }
+    CheckTrial(name, ov_pcm_seek(&m_VorbisFile, 0) == 0 ? decoded : 0, trial);
 }
 
 COggReader::~COggReader() {
     ov_clear(&m_VorbisFile);
 }
 
-bool COggReader::IsFirstFormat() {
-    const vorbis_info* info = ov_info(&m_VorbisFile, -1);
-    return info != nullptr && info->channels == m_nChannels && info->rate == m_nSampleRate;
+bool COggReader::LinksAreAlike() {
+    const vorbis_info* first = ov_info(&m_VorbisFile, 0);
+    for (int link = 1; link < ov_streams(&m_VorbisFile); ++link) {
+        const vorbis_info* info = ov_info(&m_VorbisFile, link);
+        if (info == nullptr || info->channels != first->channels || info->rate != first->rate) {
+            return false;
+        }
+    }
+    return true;
 }
 
 uint32_t COggReader::ReadSome(char* to, uint32_t bytes) {
     long got = OV_HOLE;
-    int link = m_nLink;
+    int link = 0;
     while (got == OV_HOLE) {
         got = ov_read(&m_VorbisFile, to, static_cast<int>(std::min(bytes, kMostAtOnce)),
                       kLittleEndian, kSampleBytes, kSigned, &link);
     }
-    if (got <= 0 || (link != m_nLink && !IsFirstFormat())) {
-        return 0;
-    }
-    m_nLink = link;
-    return static_cast<uint32_t>(got);
+    return static_cast<uint32_t>(std::max(got, 0L));
 }
 
 void COggReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {

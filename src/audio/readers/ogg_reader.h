@@ -1,8 +1,7 @@
 // An Ogg Vorbis file through libvorbisfile, decoded on the caller's thread to 16 bits.
 //
-// In a chained file the rate and channels of the first link count for the whole. A link that
-// differs from it would be noise on a CD: the stream ends before it, and the time that is missing
-// becomes silence at the end of the track.
+// The links of a chained file follow one another. A file with links of different rates or channels
+// is refused by name, and so is one that does not decode (source_limits.h).
 //
 // Constructor failures: "Cannot open %s.", "%s is not an OggVorbis file.", "Malformed OggVorbis
 // file %s." (no information, or a stream that can't tell its length).
@@ -32,13 +31,12 @@ class COggReader final : public CReader {
   private:
     // Bytes put at `to`, 0 at the end of what can be played.
     uint32_t ReadSome(char* to, uint32_t bytes);
-    bool IsFirstFormat();
+    bool LinksAreAlike();
 
     std::unique_ptr<ISequentialFile> m_hFile;
     OggVorbis_File m_VorbisFile = {};
     uint64_t m_nPcmBytes = 0;
-    int m_nLink = 0;       // of the samples read last
-    bool m_bEnded = false; // the end, a broken stream or a link of another form was met
+    bool m_bEnded = false; // the end or a broken stream was met
 };
 
 } // namespace larkspin

@@ -14,6 +14,8 @@ namespace larkspin {
 namespace {
 
 constexpr uint16_t kPcmFormatTag = 1;
+// Programs that write to a pipe put at least that in the place of a size that they do not know yet.
+constexpr uint32_t kUnfinishedBytes = 0x7FFF0000;
 constexpr uint32_t kChunkHeaderBytes = 8; // identifier and size
 constexpr uint32_t kFormTypeBytes = 4;
 constexpr uint32_t kFormatBytes = 40; // of a "fmt " chunk in its extensible form
@@ -43,7 +45,8 @@ struct WavFile {
 
 class WavWalk {
   public:
-    explicit WavWalk(ISequentialFile& file) : m_file(file) {}
+    WavWalk(ISequentialFile& file, WavSizes sizes)
+        : m_file(file), m_sizes(sizes), m_nFileSize(std::max<int64_t>(file.Size(), 0)) {}
 
     // False if there is no form WAVE, a chunk reaches beyond it, or a part is missing.
     bool Run(WavFile* found) {
@@ -51,11 +54,17 @@ class WavWalk {
         if (!FindForm(&riff)) {
             return false;
         }
+        if (m_sizes == WavSizes::Unfinished) {
+            riff.size = HeldToFile(riff.offset);
+        }
         bool hasFormat = false;
         bool hasData = false;
         uint64_t at = riff.offset + kFormTypeBytes;
         Chunk chunk;
         while (at + kChunkHeaderBytes <= riff.End() && ReadHeader(at, &chunk)) {
+            if (m_sizes == WavSizes::Unfinished && chunk.Is("data")) {
+                chunk.size = HeldToFile(chunk.offset);
+            }
             if (chunk.End() > riff.End()) {
                 return false;
             }
@@ -99,10 +108,14 @@ class WavWalk {
         return true;
     }
 
+    uint32_t HeldToFile(uint64_t offset) const {
+        const uint64_t rest = m_nFileSize - std::min(m_nFileSize, offset);
+        return static_cast<uint32_t>(std::min<uint64_t>(rest, UINT32_MAX));
+    }
+
     // The chunk must be there as a whole, but only its first fields are read.
     bool ReadFormat(const Chunk& chunk, WavFormat* format) {
-        const int64_t size = m_file.Size();
-        if (size < 0 || chunk.End() > static_cast<uint64_t>(size)) {
+        if (chunk.End() > m_nFileSize) {
             return false;
         }
         std::array<uint8_t, kFormatBytes> fields = {};
@@ -121,12 +134,19 @@ class WavWalk {
     }
 
     ISequentialFile& m_file;
+    WavSizes m_sizes;
+    uint64_t m_nFileSize;
     int m_nChunks = 0;
 };
 
-bool OpenWav(const std::u16string& name, IFileSystem& files, WavFile* found) {
+bool OpenWav(const std::u16string& name, IFileSystem& files, WavSizes sizes, WavFile* found) {
     found->file = files.OpenSequential(name);
-    return found->file && WavWalk(*found->file).Run(found);
+    return found->file && WavWalk(*found->file, sizes).Run(found);
+}
+
+bool HasUnfinishedSizes(WavFile& wav) {
+    return wav.data.size >= kUnfinishedBytes &&
+           wav.data.End() > static_cast<uint64_t>(std::max<int64_t>(wav.file->Size(), 0));
 }
 
 int32_t ClampToInt(uint32_t value) {
@@ -135,9 +155,9 @@ int32_t ClampToInt(uint32_t value) {
 
 } // namespace
 
-CWavReader::CWavReader(const std::u16string& name, IFileSystem& files) {
+CWavReader::CWavReader(const std::u16string& name, IFileSystem& files, WavSizes sizes) {
     WavFile wav;
-    if (!OpenWav(name, files, &wav) || !wav.file->Seek(wav.data.offset)) {
+    if (!OpenWav(name, files, sizes, &wav) || !wav.file->Seek(wav.data.offset)) {
         throw CReaderException(Format("Cannot open %s.", ToNative(name).c_str()));
     }
     m_nLength = CheckedLength(name, wav.data.size);
@@ -145,6 +165,7 @@ CWavReader::CWavReader(const std::u16string& name, IFileSystem& files) {
     m_nChannels = wav.format.nChannels;
     m_nBits = wav.format.wBitsPerSample;
     m_bPcm = wav.format.wFormatTag == kPcmFormatTag || wav.format.bExtensiblePcm;
+    m_bUnfinished = HasUnfinishedSizes(wav);
     m_pFile = std::move(wav.file);
     m_nDataLeft = wav.data.size;
 }
@@ -159,9 +180,10 @@ void CWavReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     }
 }
 
-std::optional<AudioProbe> ProbeWav(const std::u16string& name, IFileSystem& files) {
+std::optional<AudioProbe> ProbeWav(const std::u16string& name, IFileSystem& files, WavSizes sizes) {
     WavFile wav;
-    if (!OpenWav(name, files, &wav) || wav.format.wFormatTag != kPcmFormatTag) {
+    if (!OpenWav(name, files, sizes, &wav) || HasUnfinishedSizes(wav) ||
+        (wav.format.wFormatTag != kPcmFormatTag && !wav.format.bExtensiblePcm)) {
         return std::nullopt;
     }
     return AudioProbe{.bytes = wav.data.size,

@@ -27,25 +27,35 @@ struct WavFormat {
     uint16_t wBitsPerSample = 0;
 };
 
+// What to believe of a file's sizes: all, or nothing of those of the form and of its data chunk,
+// which a program that writes to a pipe can't fill in. Such data goes on to the file's end.
+enum class WavSizes { Told, Unfinished };
+
 class CWavReader final : public CReader {
   public:
     // Any format tag is read as PCM of the width that the file states; paths may have any length.
     // Throws CReaderException "Cannot open %s." with the name for all failures, and refuses more
     // than 2 GiB of data (source_limits.h).
-    explicit CWavReader(const std::u16string& name, IFileSystem& files = PosixFiles());
+    explicit CWavReader(const std::u16string& name, IFileSystem& files = PosixFiles(),
+                        WavSizes sizes = WavSizes::Told);
     // Delivers no more than the data chunk holds. A failed read is the end.
     void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
     // Whether the file calls its samples PCM, in the plain or the extensible form of "fmt ". What
     // else there is (A-law, floats, a compressed stream) is noise when it is read as PCM.
     bool IsPcm() const { return m_bPcm; }
+    // Whether the data chunk claims 2 GiB or more and the file does not hold them.
+    bool IsUnfinished() const { return m_bUnfinished; }
 
   private:
     std::unique_ptr<ISequentialFile> m_pFile; // positioned in the data chunk
     uint32_t m_nDataLeft = 0;
     bool m_bPcm = false;
+    bool m_bUnfinished = false;
 };
 
-// The data chunk of a file whose format tag is 1, PCM. Nothing for any other.
-std::optional<AudioProbe> ProbeWav(const std::u16string& name, IFileSystem& files);
+// The data chunk of a file of PCM, in the plain or the extensible form. Nothing for any other, and
+// for one that is unfinished while its sizes are told.
+std::optional<AudioProbe> ProbeWav(const std::u16string& name, IFileSystem& files,
+                                   WavSizes sizes = WavSizes::Told);
 
 } // namespace larkspin

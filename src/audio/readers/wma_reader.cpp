@@ -44,7 +44,7 @@ CWmaReader::CWmaReader(const std::u16string& name, IFileSystem& files,
                        CreateSyncReaderFunction create)
     : CWmaReader(HeaderOnly(), name, files, create) {
     m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder("Internal error #210.", "Internal error #211.");
+    StartDecoder(name, "Internal error #210.", "Internal error #211.");
 }
 
 CWmaReader::~CWmaReader() {

@@ -25,9 +25,17 @@ void CAligner::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     // Up to the claimed end, the zeros behind the source's bytes stand in for audio.
     const uint32_t delivered = std::min(bytes, left);
     m_nPosition += static_cast<int32_t>(delivered);
+    m_nSilence += static_cast<int32_t>(delivered - std::min(got, delivered));
     if (bytesRead != nullptr) {
         *bytesRead = delivered;
     }
+}
+
+SoundLoss CAligner::Loss() const {
+    SoundLoss loss = m_pSource->Loss();
+    const int64_t half = int64_t{m_nSampleRate} * m_nChannels * (m_nBits / 8) / 2;
+    loss.brokeOff = loss.brokeOff || m_nSilence > half + m_nBlockBytes;
+    return loss;
 }
 
 } // namespace larkspin

@@ -16,11 +16,15 @@ class CAligner final : public CReader {
     // A short count of the source is taken for its end. `buffer` may be changed behind the bytes
     // that are counted.
     void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
+    // A source counts as broken off if it lacks half a second: the lengths of some formats are
+    // estimates, and a rate conversion loses its last samples.
+    SoundLoss Loss() const override;
 
   private:
     std::unique_ptr<CReader> m_pSource;
     int32_t m_nBlockBytes;
     int32_t m_nPosition = 0; // bytes delivered so far
+    int32_t m_nSilence = 0;  // of them in the place of sound that was claimed
 };
 
 } // namespace larkspin

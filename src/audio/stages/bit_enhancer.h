@@ -14,6 +14,7 @@ class CBitEnhancer final : public CReader {
     explicit CBitEnhancer(std::unique_ptr<CReader> source);
     // Reads bytes / 2 bytes of the source, so an odd last byte of a request stays unfilled.
     void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
+    SoundLoss Loss() const override { return m_pSource->Loss(); }
 
   private:
     std::unique_ptr<CReader> m_pSource;

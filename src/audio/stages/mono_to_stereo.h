@@ -15,6 +15,7 @@ class CMonoToStereo final : public CReader {
     // Delivers whole frames of 4 bytes, as many as fit in `bytes`; an odd last byte of the source
     // is dropped.
     void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
+    SoundLoss Loss() const override { return m_pSource->Loss(); }
 
   private:
     std::unique_ptr<CReader> m_pSource;

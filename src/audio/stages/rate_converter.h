@@ -29,6 +29,8 @@ class CRateConverter {
     // Replaces *output by the interleaved samples that `block` yields. A block holds whole frames,
     // kBlockFrames of them or, if it is the last one, fewer.
     void Convert(std::span<const int16_t> block, std::vector<int16_t>* output);
+    // What is left at the stream's end: nothing.
+    static void Flush(std::vector<int16_t>* output) { output->clear(); }
 
   private:
     template <size_t kChannels>

@@ -1,6 +1,7 @@
 #include "audio/stages/resampler.h"
 
 #include "audio/stages/rate_converter.h"
+#include "audio/stages/soxr_converter.h"
 
 #include <bit>
 
@@ -10,6 +11,9 @@ namespace larkspin {
 static_assert(std::endian::native == std::endian::little);
 
 namespace {
+
+// Above it the 32 taps are too few for the steepness that is needed.
+constexpr int32_t kMostFilterRate = 48000;
 
 bool CountAsEqual(double ratio) {
     return ratio >= 0.9999 && ratio <= 1.0001;
@@ -38,16 +42,31 @@ CResampler::~CResampler() {
 }
 
 void CResampler::Decode() {
-    std::vector<int16_t> block;
     if (CountAsEqual(m_dRatio)) {
+        std::vector<int16_t> block;
         while (ReadBlock(&block) && WritePcm(block.data(), block.size() * sizeof(int16_t))) {
         }
         return;
     }
-    CRateConverter converter(m_pSource->m_nSampleRate, m_nTargetRate, m_nChannels);
+    if (m_pSource->m_nSampleRate <= kMostFilterRate) {
+        Convert<CRateConverter>();
+    } else {
+        Convert<CSoxrConverter>();
+    }
+}
+
+template <class Converter>
+void CResampler::Convert() {
+    Converter converter(m_pSource->m_nSampleRate, m_nTargetRate, m_nChannels);
+    std::vector<int16_t> block;
     std::vector<int16_t> output;
-    while (ReadBlock(&block)) {
-        converter.Convert(block, &output);
+    for (bool more = true; more;) {
+        more = ReadBlock(&block);
+        if (more) {
+            converter.Convert(block, &output);
+        } else {
+            converter.Flush(&output);
+        }
         if (!WritePcm(output.data(), output.size() * sizeof(int16_t))) {
             return;
         }

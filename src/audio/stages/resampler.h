@@ -1,8 +1,9 @@
 // CResampler: brings 16-bit audio of one or two channels to another sample rate, on a thread of
-// its own. The arithmetic is CRateConverter's.
+// its own. The arithmetic is CRateConverter's for sources of up to 48,000 Hz and CSoxrConverter's
+// for all above.
 //
-// Rates within 1 part in 10,000 of each other count as equal: the stream is copied. Nothing is
-// flushed at the end, so that the last 16 or so input samples have no output of their own.
+// Rates within 1 part in 10,000 of each other count as equal: the stream is copied. CRateConverter
+// flushes nothing at the end, so that the last 16 or so input samples have no output of their own.
 #pragma once
 
 #include "audio/piped_reader.h"
@@ -22,9 +23,12 @@ class CResampler final : public CPipedReader {
     CResampler(std::unique_ptr<CReader> source, int32_t targetRate);
     // Waits until a Read of the source that is under way returns.
     ~CResampler() override;
+    SoundLoss Loss() const override { return m_pSource->Loss(); }
 
   private:
     void Decode() override;
+    template <class Converter>
+    void Convert();
     bool ReadBlock(std::vector<int16_t>* block);
 
     std::unique_ptr<CReader> m_pSource; // the thread's alone while it runs

@@ -1,0 +1,39 @@
+// CSndfileReader: the WAV files that are more than a plain RIFF form of PCM, through libsndfile on
+// the caller's thread: files of a pipe whose sizes were never filled in, RF64 and W64, floats,
+// A-law, mu-law, ADPCM and the like. A tag in front of the file is stepped over.
+//
+// Samples of up to 16 bits leave with 16 bits, wider ones with 32, floats as floats.
+#pragma once
+
+#include "audio/probe.h"
+#include "audio/reader.h"
+#include "platform/files.h"
+
+#include <memory>
+#include <vector>
+
+struct sf_private_tag;
+
+namespace larkspin {
+
+class CSndfileReader final : public CReader {
+  public:
+    // Throws CReaderException "Cannot open %s." with the name for all that libsndfile does not
+    // take, and refuses (source_limits.h) more than 2 GiB of sound and what does not decode.
+    CSndfileReader(const std::u16string& name, IFileSystem& files);
+    CSndfileReader(HeaderOnly tag, const std::u16string& name, IFileSystem& files);
+    ~CSndfileReader() override;
+    // Gives whole frames (one sample of each channel) only: `bytes` must hold at least one.
+    void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
+
+    uint64_t PcmBytes() const { return m_nPcmBytes; }
+
+  private:
+    struct Io; // the file behind a tag, for the library
+
+    std::unique_ptr<Io> m_pIo; // outlives m_pSound, which reads it
+    sf_private_tag* m_pSound = nullptr;
+    uint64_t m_nPcmBytes = 0;
+};
+
+} // namespace larkspin

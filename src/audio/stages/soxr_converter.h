@@ -1,0 +1,40 @@
+// CSoxrConverter: sample rate conversion by libsoxr in its high quality, for rates from which much
+// has to be filtered out. Flat to 20 kHz, and what lies above half the target rate is gone. The
+// result is brought to 16 bits with triangular dither.
+#pragma once
+
+#include "audio/stages/triangular_dither.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+struct soxr;
+
+namespace larkspin {
+
+class CSoxrConverter {
+  public:
+    // Rates in samples per second; 1 or 2 channels. Throws std::bad_alloc if libsoxr can't start.
+    CSoxrConverter(int32_t sourceRate, int32_t targetRate, int channels);
+
+    // Replaces *output by the interleaved samples that are ready when `block`, of whole frames, has
+    // gone in; Flush by those that are left at the stream's end. All together they are as long as
+    // what went in.
+    void Convert(std::span<const int16_t> block, std::vector<int16_t>* output);
+    void Flush(std::vector<int16_t>* output);
+
+  private:
+    struct Deleter {
+        void operator()(soxr* converter) const;
+    };
+    void Process(const int16_t* block, size_t frames, std::vector<int16_t>* output);
+
+    size_t m_nChannels;
+    std::unique_ptr<soxr, Deleter> m_pConverter;
+    std::vector<float> m_floats;
+    CTriangularDither m_Dither;
+};
+
+} // namespace larkspin
