@@ -1,4 +1,4 @@
-// CAspiCD: where the last session of a CD begins.
+// CAspiCD: where the last session begins and ends.
 #include "drive/direct_command.h"
 #include "drive/mmc.h"
 #include "platform/byte_order.h"
@@ -28,6 +28,20 @@ int CAspiCD::ReadMultiSessionStart(int32_t* address) {
     if (address != nullptr)
         *address = static_cast<int32_t>(LoadBe32(&toc[kFirstBlockOfSession]));
     return 0;
+}
+
+int32_t CAspiCD::ReadLastLeadOut() {
+    constexpr uint8_t kLeadOutTrack = 0xAA;
+    constexpr size_t kFirstTrackNumber = 6;
+    constexpr size_t kFirstTrackAddress = 8;
+    std::array<uint8_t, 12> toc = {};
+    Cdb cdb(mmc::kReadToc);
+    cdb[6] = kLeadOutTrack;
+    cdb[8] = toc.size();
+    if (SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), toc.size()).Failed() ||
+        toc[kFirstTrackNumber] != kLeadOutTrack)
+        return 0;
+    return static_cast<int32_t>(std::min<uint32_t>(LoadBe32(&toc[kFirstTrackAddress]), INT32_MAX));
 }
 
 } // namespace larkspin

@@ -235,6 +235,8 @@ class CAspiCD : public IBlockReader {
     // --- appending (appending.cpp, appending_cd.cpp) ---
     // 0, or -1 when the drive fails or does not tell the last session's start.
     int ReadMultiSessionStart(int32_t* address);
+    // The start of the lead-out of the last closed session, a block; 0 if the drive does not tell.
+    int32_t ReadLastLeadOut();
     // A volume on a disc that is written in place whose size can't be true is no ISO 9660 volume:
     // the new data would lie over the old.
     int32_t GetNextSessionStart(std::span<const uint8_t> descriptor,

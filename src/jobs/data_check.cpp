@@ -18,11 +18,6 @@ uint32_t ProfileOf(CAspiCD& drive) {
     return drive.HasCurrentProfile() ? drive.GetCurrentProfile() : kUnknownProfile;
 }
 
-// A DVD-RAM knows no blanking, so a data disc on it can only grow in place like the others.
-bool IsWrittenInPlace(uint32_t profile) {
-    return IsOverwritten(profile) || profile == mmc::kProfileDvdRam;
-}
-
 Verdict AgainOnceBlanked(JobEnv& env, CAspiCD& drive) {
     return InJobErase(env, drive) ? Verdict::Again : Verdict::GiveUp;
 }
@@ -117,6 +112,10 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
 }
 
 } // namespace
+
+bool IsWrittenInPlace(uint32_t profile) {
+    return IsOverwritten(profile) || profile == mmc::kProfileDvdRam;
+}
 
 int64_t DataRoom::Excess() const {
     const int64_t end = (start + sectors + unit - 1) / unit * unit;

@@ -115,6 +115,8 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
     m_args.previousStart = static_cast<uint32_t>(previousStart);
     m_args.nextStart = static_cast<uint32_t>(nextStart);
     m_args.merge = nextStart != 0;
+    const bool hasLeadOut = m_args.merge && !IsWrittenInPlace(m_drive.GetCurrentProfile());
+    m_args.previousEnd = hasLeadOut ? static_cast<uint32_t>(m_drive.ReadLastLeadOut()) : 0;
     m_pGenerator = std::make_unique<ImageGeneratorThread>(m_args);
     if (!m_pGenerator->Start(m_env.startThread)) {
         m_env.ui.ShowMessage(kGeneratorNotStarted);

@@ -134,6 +134,7 @@ void ImageGeneratorThread::Generate() {
     generator.Options().volume_id = m_args.title.narrow;
     generator.Options().joliet_volume_id = m_args.title.wide;
     generator.Options().space_from_disc_start = true;
+    generator.Options().previous_end = m_args.previousEnd;
     generator.SetNotice([this](const VolumeNotice& notice) {
         const std::lock_guard lock(m_mutex);
         m_notices.push_back(notice);

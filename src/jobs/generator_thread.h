@@ -26,6 +26,7 @@ struct GeneratorThreadArgs {
     const std::vector<std::u16string>* paths = nullptr;
     BytePipe* pipe = nullptr;
     uint32_t previousStart = 0; // start of the last session on the disc, in sectors
+    uint32_t previousEnd = 0;   // behind its last sector; 0 if the drive doesn't tell
     uint32_t nextStart = 0;     // where this session begins; 0 for an empty disc
     CAspiCD* drive = nullptr;   // the previous session is read through it until `ready` is set
     bool merge = false;         // lay the volume over the previous session

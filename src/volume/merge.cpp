@@ -33,6 +33,15 @@ IsoDirectory* ShownDirectory(const IsoEntry& entry) {
     return entry.relocated_to != nullptr ? entry.relocated_to->own_directory : entry.own_directory;
 }
 
+// The names from the root down to what the directory holds, each with a '/' behind.
+std::u16string PathOf(const IsoDirectory& directory) {
+    std::u16string path;
+    for (const IsoDirectory* at = &directory; at->parent != at; at = at->parent) {
+        path.insert(0, at->self->name + u"/");
+    }
+    return path;
+}
+
 bool HasName(const IsoDirectory& directory, std::u16string_view name) {
     for (const IsoEntry* entry = directory.entries; entry != nullptr; entry = entry->next) {
         if (entry->name == name) {
@@ -92,10 +101,17 @@ bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
     return (!old.created || *old.created == changed) && (!old.changed || *old.changed == changed);
 }
 
+// What the old session may refer to ends where it does, not where the new one begins: there is a
+// gap between them.
+uint32_t RecordedEnd(const VolumeRun& run) {
+    const uint32_t end = run.options.previous_end;
+    return end > run.previous_base ? std::min(end, run.session_base) : run.session_base;
+}
+
 class Merger {
   public:
     Merger(VolumeRun& run, IBlockReader& drive)
-        : m_run(run), m_disc(drive, run.session_base), m_reader(m_disc) {}
+        : m_run(run), m_disc(drive, RecordedEnd(run)), m_reader(m_disc) {}
 
     void Merge() {
         const OldExtent root = m_disc.FindPreviousRoot(m_run.previous_base);
@@ -193,6 +209,12 @@ class Merger {
                 continue;
             }
             const auto match = queued.find(old.entry.name);
+            if (old.is_broken) {
+                if (match == queued.end() || ShownDirectory(*match->second) != nullptr) {
+                    m_run.Tell(NoticeReason::OldBroken, PathOf(directory) + old.entry.name);
+                }
+                continue;
+            }
             const bool isReplaced =
                 match != queued.end() && Overlay(*match->second, old, place.level);
             hasTwins |= match != queued.end() && !isReplaced;

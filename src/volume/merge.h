@@ -10,6 +10,9 @@
 // - Relocated directories of the old session are found by their CL entries, and stand in the
 //   relocation directory of the new volume. One that no CL leads to stays, hidden from Rock Ridge
 //   as before.
+// - A single file that is broken, or that does not lie in front of `previous_end` as a whole, as in
+// a
+//   session that was cut off, is left out and told (OldBroken). Directories must be sound.
 // - A folder of the queue replaces an old file. A file that would replace an old folder, and so
 //   hide all that it holds, is left out and told; the folder stays.
 // - A name that was made up for a file (see twins.h) replaces nothing but the file unchanged: the
@@ -31,8 +34,8 @@ struct VolumeRun;
 //
 // Fails with a text for the user if the drive can't read, if there is no session of one volume with
 // 2048-byte sectors, and with "Cannot merge previous session." or "Cannot parse Rock Ridge
-// attributes for '%s'." where something broken on the disc would make the new volume lose or
-// distort what the old one shows.
+// attributes for '%s'." where a broken folder would make the new volume lose or distort what the
+// old one shows.
 void MergePreviousSession(VolumeRun& run, IBlockReader& drive);
 
 } // namespace larkspin

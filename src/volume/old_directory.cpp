@@ -33,8 +33,14 @@ constexpr uint8_t kTfAccess = 0x04;
 constexpr uint8_t kTfAttributes = 0x08;
 constexpr uint8_t kTfLongForm = 0x80;
 
+// What is wrong with one entry. Where that is a file, the others can do without it.
+class BrokenEntry final : public CCDWriterISOGenException {
+  public:
+    using CCDWriterISOGenException::CCDWriterISOGenException;
+};
+
 [[noreturn]] void FailToParse(const IsoEntry& entry) {
-    throw CCDWriterISOGenException(
+    throw BrokenEntry(
         FormatWide("Cannot parse Rock Ridge attributes for '%s'.", entry.record.name.c_str()));
 }
 
@@ -102,6 +108,17 @@ std::vector<OldEntry> SplitRecords(std::span<const uint8_t> sectors) {
     return entries;
 }
 
+bool IsFile(const OldEntry& old) {
+    return !old.entry.record.IsDirectory() && !old.child_link;
+}
+
+void Break(OldEntry& old) {
+    if (!IsFile(old)) {
+        FailToMerge();
+    }
+    old.is_broken = true;
+}
+
 // Joins the records of a file in several extents, and an associated file with the one that it
 // belongs to, into one entry: they share their name.
 std::vector<OldEntry> JoinSections(std::vector<OldEntry> records) {
@@ -112,10 +129,9 @@ std::vector<OldEntry> JoinSections(std::vector<OldEntry> records) {
             const uint8_t flags = before.entry.record.flags;
             const bool sameName = before.entry.record.name == record.entry.record.name;
             const bool goesOn = (flags & DirectoryRecord::kFlagMoreExtents) != 0;
-            if (goesOn && !sameName) {
-                FailToMerge();
-            }
+            before.is_broken |= goesOn && !sameName;
             if (sameName && (goesOn || (flags & DirectoryRecord::kFlagAssociated) != 0)) {
+                record.is_broken |= before.is_broken;
                 record.same_name = std::move(before.same_name);
                 record.same_name.push_back(std::move(before.entry));
                 before = std::move(record);
@@ -124,9 +140,10 @@ std::vector<OldEntry> JoinSections(std::vector<OldEntry> records) {
         }
         entries.push_back(std::move(record));
     }
-    for (const OldEntry& old : entries) {
+    for (OldEntry& old : entries) {
         const bool isCutOff = (old.entry.record.flags & DirectoryRecord::kFlagMoreExtents) != 0;
-        if (isCutOff || (old.entry.record.IsDirectory() && !old.same_name.empty())) {
+        old.is_broken |= isCutOff;
+        if (old.entry.record.IsDirectory() && (isCutOff || !old.same_name.empty())) {
             FailToMerge();
         }
     }
@@ -138,12 +155,13 @@ std::vector<OldEntry> JoinSections(std::vector<OldEntry> records) {
 void SeparateTwins(std::vector<OldEntry>& entries) {
     std::unordered_set<std::u16string> names;
     for (OldEntry& old : entries) {
-        if (old.relocated || old.entry.record.IsDots() || names.insert(old.entry.name).second) {
+        if (old.is_broken || old.relocated || old.entry.record.IsDots() ||
+            names.insert(old.entry.name).second) {
             continue;
         }
         old.entry.name = ToWide(old.entry.record.name);
         if (!names.insert(old.entry.name).second) {
-            FailToMerge();
+            Break(old);
         }
     }
 }
@@ -330,8 +348,8 @@ void OldDirectoryReader::Check(std::vector<OldEntry>& entries) const {
             if (record.unit_size != 0 || record.gap != 0) {
                 FailToMerge();
             }
-        } else if (record.size != 0 && !m_disc.Holds(OldExtent::Of(record))) {
-            FailToMerge();
+        } else {
+            entries[i].is_broken = record.size != 0 && !m_disc.Holds(OldExtent::Of(record));
         }
     }
 }
@@ -356,14 +374,21 @@ void OldDirectoryReader::ReadSystemUse(std::vector<OldEntry>& entries) {
         }
         entry.rr_inline_size = static_cast<uint32_t>(entry.rr_data.size());
         if (!isForeign) {
-            SystemUseReader(m_disc, old).Read();
+            try {
+                SystemUseReader(m_disc, old).Read();
+            } catch (const BrokenEntry&) {
+                if (!IsFile(old)) {
+                    throw;
+                }
+                old.is_broken = true;
+            }
         }
         if (entry.record.IsDots()) {
             entry.name = entry.record.IsDot() ? u"." : u"..";
         } else if (!entry.rr_name_seen) {
             const std::string_view name = WithoutVersion(entry.record.name);
             if (!IsFileName(name)) {
-                FailToMerge();
+                Break(old);
             }
             entry.name = ToWide(name);
         }

@@ -32,6 +32,7 @@ struct OldEntry {
     bool has_parent_link = false;       // PL
     bool relocated = false;             // RE: readers find it by a CL elsewhere
     bool is_translation_table = false;
+    bool is_broken = false;   // a file that is not on the disc as a whole, or can't be understood
     bool transformed = false; // ZF, SF: the sectors are not the bytes of the file
 };
 
@@ -43,8 +44,9 @@ class OldDirectoryReader {
     void DetectRockRidge(const OldExtent& root);
 
     // All records of the directory, in the order of the disc. Names are unique but for the dots and
-    // relocated directories, and can stand on a file system. A directory can be read once; a second
-    // time, as in a loop, fails the run, as does whatever is broken in it.
+    // relocated directories, and can stand on a file system; those of broken files may be any. A
+    // directory can be read once; a second time, as in a loop, fails the run, as does whatever is
+    // broken in it but a single file.
     std::vector<OldEntry> Read(const OldExtent& directory);
 
   private:

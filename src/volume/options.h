@@ -42,6 +42,9 @@ struct GenOptions {
     bool rr_moved_visible_name = false; // on: the relocation directory's name begins with a dot
     bool pad_end = true;
     bool keep_backup_files = true;
+    // Sector behind the last one of the session that is merged; 0: all up to the new session. A
+    // session that was cut off names files that lie behind.
+    uint32_t previous_end = 0;
     // The volume space size counts from sector 0 of the disc, not from the first sector of the
     // session: some systems refuse Rock Ridge data at or behind it, which lies at absolute sectors.
     bool space_from_disc_start = false;

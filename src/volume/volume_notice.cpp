@@ -16,6 +16,8 @@ const char* FormOf(NoticeReason reason) {
         return "%s is neither a file nor a folder.";
     case NoticeReason::TooLarge:
         return "File %s is too large.";
+    case NoticeReason::OldBroken:
+        return "File %s on the disk is not complete and was left out.";
     case NoticeReason::FolderUnreadable:
         return "Folder %s cannot be read.";
     case NoticeReason::HidesFolder:

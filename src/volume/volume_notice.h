@@ -12,6 +12,7 @@ enum class NoticeReason {
     Unreadable, // this user may not read the file
     Special,    // neither file nor folder: a device, a named pipe, a socket
     TooLarge,   // a file of more bytes than a volume can hold
+    OldBroken,  // a file of an earlier session that was cut off, or whose entry is broken
     // The folder is on the volume, but not what could not be listed in it:
     FolderUnreadable,
     HidesFolder, // a file of the name of a folder that is on the disc already
@@ -21,7 +22,7 @@ enum class NoticeReason {
 
 struct VolumeNotice {
     NoticeReason reason;
-    std::u16string path;     // on disk
+    std::u16string path;     // on disk; of OldBroken, on the volume
     std::u16string shown_as; // the name on the volume of what is Renamed
 };
 

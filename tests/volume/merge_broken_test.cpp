@@ -35,8 +35,9 @@ TEST_F(BrokenDisc, EndsWithAText) {
     uint8_t* const last = m_disc.RootRecord("LLLLLLLL");
     uint8_t* const ce = m_disc.Find("CE", last);
     const auto ceAt = static_cast<uint32_t>(ce - m_disc.bytes.data());
-    const char16_t* const noFile = u"Cannot parse Rock Ridge attributes for 'FILE.TXT'.";
-    const char16_t* const noLong = u"Cannot parse Rock Ridge attributes for 'LLLLLLLL.'.";
+    // A file is left out, and told; all else stays.
+    const char16_t* const noFile = u"FILE.TXT";
+    const char16_t* const noLong = u"LLLLLLLL";
     const struct {
         const char* what;
         const char16_t* text;
@@ -52,7 +53,7 @@ TEST_F(BrokenDisc, EndsWithAText) {
         {"a folder behind the disc", kCannotMerge, [&] { Put32(directory + 2, 0x7FFFFFFF); }},
         {"a folder without end", kCannotMerge, [&] { Put32(directory + 10, 0xFFFFFFFF); }},
         {"the root without end", kCannotMerge, [&] { Put32(descriptor + 166, 0xFFFFF800); }},
-        {"a file that ends a sector behind the disc", kCannotMerge,
+        {"a file that ends a sector behind the disc", noFile,
          [&] { Put32(file + 2, m_disc.Sectors() - 2); }}, // it has three
         {"a name of no length", kCannotMerge, [&] { file[32] = 0; }},
         {"a name longer than its record", kCannotMerge, [&] { file[32] = 250; }},
@@ -67,7 +68,7 @@ TEST_F(BrokenDisc, EndsWithAText) {
              file[32] = 1;
              file[33] = 0;
          }},
-        {"a file that goes on nowhere", kCannotMerge, [&] { file[25] = 0x80; }},
+        {"a file that goes on nowhere", noFile, [&] { file[25] = 0x80; }},
         {"an entry of no length", noFile, [&] { nm[2] = 0; }},
         {"an entry longer than the record", noFile, [&] { nm[2] = 200; }},
         {"an entry of version 9", noFile, [&] { m_disc.Find("PX", file)[3] = 9; }},
@@ -88,8 +89,19 @@ TEST_F(BrokenDisc, EndsWithAText) {
         std::copy(whole.begin(), whole.end(), m_disc.bytes.begin());
         c.damage();
         const VolumeResult result = Merge();
-        EXPECT_EQ(result.error, c.text) << c.what;
-        EXPECT_TRUE(result.image.empty() && !result.toldSectors) << c.what;
+        const bool isFile = c.text == noFile || c.text == noLong;
+        EXPECT_EQ(result.error, isFile ? u"" : c.text) << c.what;
+        EXPECT_EQ(result.image.empty(), !isFile) << c.what;
+        ASSERT_EQ(result.notices.size(), isFile ? 1U : 0U) << c.what;
+        if (isFile) {
+            EXPECT_TRUE(result.notices[0].starts_with(u"File ")) << c.what;
+            MemoryDisc after = m_disc;
+            after.Add(result);
+            const auto tree = after.Reader().RockRidgeTree();
+            EXPECT_EQ(tree.contains("/FILE.TXT"), c.text != noFile) << c.what;
+            EXPECT_EQ(tree.contains('/' + std::string(200, 'l')), c.text != noLong) << c.what;
+            EXPECT_TRUE(tree.contains("/DIR/SUB/IN") && tree.contains("/DIR/NEW")) << c.what;
+        }
     }
 }
 
