@@ -24,6 +24,11 @@ class CAnswer {
     }
     void Set32(size_t offset, uint32_t value) { StoreBe32(&m_bytes[offset], value); }
 
+    // Adds zero bytes; gives the offset of the first.
+    size_t Grow(size_t bytes) {
+        m_bytes.resize(m_bytes.size() + bytes);
+        return m_bytes.size() - bytes;
+    }
     void Append(std::initializer_list<uint8_t> bytes) {
         m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
     }

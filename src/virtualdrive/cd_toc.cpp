@@ -8,11 +8,11 @@ namespace larkspin {
 
 namespace {
 
-// One row of the full TOC: session, ADR and control, TNO 0, point, running time 0, three bytes.
+// One row of the full TOC or the PMA: session, ADR and control, TNO 0, point, a time, three bytes.
 void AppendPoint(CAnswer& answer, uint32_t session, uint8_t adrControl, uint8_t point,
-                 const Msf& value) {
-    answer.Append({static_cast<uint8_t>(session), adrControl, 0, point, 0, 0, 0, 0, value.minute,
-                   value.second, value.frame});
+                 const Msf& value, const Msf& time = {}) {
+    answer.Append({static_cast<uint8_t>(session), adrControl, 0, point, time.minute, time.second,
+                   time.frame, 0, value.minute, value.second, value.frame});
 }
 
 } // namespace
@@ -44,7 +44,8 @@ void CCdMedium::AppendPma(CAnswer& answer) const {
     for (const DiscTrack& track : State().tracks)
         if (track.complete)
             AppendPoint(answer, track.session, AdrControl(track),
-                        static_cast<uint8_t>(track.number), MsfOfBlock(track.start));
+                        static_cast<uint8_t>(track.number), MsfOfBlock(track.start),
+                        MsfOfBlock(track.End() + static_cast<int32_t>(track.runOut)));
 }
 
 void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {

@@ -1,6 +1,11 @@
 // Reading, writing, closing, erasing.
 #include "virtualdrive/answer.h"
 #include "virtualdrive/drive.h"
+#include "virtualdrive/msf.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
 
 namespace larkspin {
 
@@ -35,18 +40,16 @@ SenseCode CDrive::Read12(const CCommand& command) {
     return ReadBlocks(command, command.Be32(6));
 }
 
-SenseCode CDrive::ReadCd(const CCommand& command) {
+SenseCode CDrive::ReadCdBlocks(const CCommand& command, int32_t block, uint32_t count) {
     ReadCdRequest request;
     request.expectedType = command.Byte(1) >> 2 & 0x07;
     request.fields = command.Byte(9);
     if ((command.Byte(10) & kSubChannelMask) != 0)
         return sense::kInvalidFieldInCdb;
-    const uint32_t count = command.Be24(6);
     if (count == 0)
         return sense::kGood;
     uint32_t bytesPerBlock = 0;
-    const SenseCode code = m_medium->ReadCd(static_cast<int32_t>(command.Be32(2)), count, request,
-                                            command.Room(), &bytesPerBlock);
+    const SenseCode code = m_medium->ReadCd(block, count, request, command.Room(), &bytesPerBlock);
     if (!code.IsGood())
         return code;
     const size_t bytes = size_t{count} * bytesPerBlock;
@@ -54,6 +57,57 @@ SenseCode CDrive::ReadCd(const CCommand& command) {
         return sense::kDataPhaseError;
     command.Gave(bytes);
     return sense::kGood;
+}
+
+SenseCode CDrive::ReadCd(const CCommand& command) {
+    return ReadCdBlocks(command, static_cast<int32_t>(command.Be32(2)), command.Be24(6));
+}
+
+SenseCode CDrive::ReadCdMsf(const CCommand& command) {
+    const auto blockAt = [&](size_t index) -> std::optional<int32_t> {
+        const uint8_t second = command.Byte(index + 1);
+        const uint8_t frame = command.Byte(index + 2);
+        if (second >= 60 || frame >= kFramesPerSecond)
+            return std::nullopt;
+        return FramesOfMsf(command.Byte(index), second, frame) - kPregapFrames;
+    };
+    const std::optional<int32_t> begin = blockAt(3);
+    const std::optional<int32_t> end = blockAt(6); // the first that is not read
+    if (!begin || !end || *end < *begin)
+        return sense::kInvalidFieldInCdb;
+    return ReadCdBlocks(command, *begin, static_cast<uint32_t>(*end - *begin));
+}
+
+SenseCode CDrive::Seek(const CCommand& command) {
+    return command.Be32(2) <= m_medium->LastBlock() ? sense::kGood : sense::kAddressOutOfRange;
+}
+
+SenseCode CDrive::SetReadAhead(const CCommand& command) {
+    const uint32_t last = m_medium->LastBlock();
+    return command.Be32(2) <= last && command.Be32(6) <= last ? sense::kGood
+                                                              : sense::kAddressOutOfRange;
+}
+
+SenseCode CDrive::VerifyBlocks(int32_t block, uint32_t count, std::span<const uint8_t> bytes) {
+    std::array<uint8_t, kDataBlockBytes> found = {};
+    for (uint32_t i = 0; i < count; ++i) {
+        const SenseCode code = m_medium->Read(block + static_cast<int32_t>(i), 1, found);
+        if (!code.IsGood())
+            return code;
+        if (!bytes.empty() && !std::equal(found.begin(), found.end(),
+                                          bytes.begin() + std::ptrdiff_t{kDataBlockBytes} * i))
+            return sense::kMiscompare;
+    }
+    return sense::kGood;
+}
+
+SenseCode CDrive::Verify(const CCommand& command) {
+    const uint32_t count = command.Be16(7);
+    const bool comparesBytes = command.Bit(1, 0x02);
+    if (comparesBytes && command.Sent().size() < size_t{count} * kDataBlockBytes)
+        return sense::kDataPhaseError;
+    return VerifyBlocks(static_cast<int32_t>(command.Be32(2)), count,
+                        comparesBytes ? command.Sent() : std::span<const uint8_t>{});
 }
 
 SenseCode CDrive::CheckWriteParameters() const {
@@ -83,6 +137,14 @@ SenseCode CDrive::Write10(const CCommand& command) {
 
 SenseCode CDrive::Write12(const CCommand& command) {
     return WriteBlocks(command, command.Be32(6));
+}
+
+SenseCode CDrive::WriteAndVerify(const CCommand& command) {
+    const uint32_t count = command.Be16(7);
+    const SenseCode code = WriteBlocks(command, count);
+    return code.IsGood()
+               ? VerifyBlocks(static_cast<int32_t>(command.Be32(2)), count, command.Sent())
+               : code;
 }
 
 SenseCode CDrive::SynchronizeCache(const CCommand& command) {
@@ -116,6 +178,17 @@ SenseCode CDrive::ReserveTrack(const CCommand& command) {
     if (const SenseCode code = CheckWriteParameters(); !code.IsGood())
         return code;
     return m_medium->Reserve(m_pages.CurrentWriteParameters(), command.Be32(5));
+}
+
+SenseCode CDrive::RepairTrack(const CCommand& command) {
+    TrackInformation track;
+    const SenseCode code = m_medium->Track(TrackAddress::Track, command.Be16(4),
+                                           m_pages.CurrentWriteParameters(), &track);
+    if (!code.IsGood())
+        return code;
+    // What is written on step by step is never left damaged, and what was to be written in one go
+    // can't be gone on with.
+    return track.damaged ? sense::kIllegalModeForTrack : sense::kGood;
 }
 
 SenseCode CDrive::SendOpc(const CCommand& command) {

@@ -94,12 +94,17 @@ class CDrive {
     SenseCode CheckWriteParameters() const;
     uint32_t ClosestWriteSpeed(uint32_t kiloBytes) const;
     SenseCode ReadBlocks(const CCommand& command, uint32_t count);
+    SenseCode ReadCdBlocks(const CCommand& command, int32_t block, uint32_t count);
+    // Reads blocks back, and compares them with `bytes` unless there are none.
+    SenseCode VerifyBlocks(int32_t block, uint32_t count, std::span<const uint8_t> bytes);
     SenseCode WriteBlocks(const CCommand& command, uint32_t count);
 
     // unit_commands.cpp
     SenseCode TestUnitReady(const CCommand& command);
     SenseCode RequestSense(const CCommand& command);
     SenseCode Inquiry(const CCommand& command);
+    SenseCode VitalProductData(const CCommand& command);
+    SenseCode ReportLuns(const CCommand& command);
     SenseCode StartStopUnit(const CCommand& command);
     SenseCode PreventAllow(const CCommand& command);
     SenseCode GetEventStatus(const CCommand& command);
@@ -126,6 +131,12 @@ class CDrive {
     SenseCode Read10(const CCommand& command);
     SenseCode Read12(const CCommand& command);
     SenseCode ReadCd(const CCommand& command);
+    SenseCode ReadCdMsf(const CCommand& command);
+    SenseCode Seek(const CCommand& command);
+    SenseCode SetReadAhead(const CCommand& command);
+    SenseCode Verify(const CCommand& command);
+    SenseCode WriteAndVerify(const CCommand& command);
+    SenseCode RepairTrack(const CCommand& command);
     SenseCode Write10(const CCommand& command);
     SenseCode Write12(const CCommand& command);
     SenseCode SynchronizeCache(const CCommand& command);

@@ -59,7 +59,7 @@ const std::vector<Feature>& Features() {
         {feature::kTimeout, 0, true, {}},
         // Write speed descriptors, page 2Ah descriptors, SET CD SPEED, read buffer capacity.
         {feature::kRealTimeStreaming, 4, true, {0x1E, 0, 0, 0}},
-        {feature::kSerialNumber, 0, true, {'L', 'S', 'V', 'D', '0', '0', '0', '1'}},
+        {feature::kSerialNumber, 0, true, {kDriveSerialNumber.begin(), kDriveSerialNumber.end()}},
     };
     return features;
 }

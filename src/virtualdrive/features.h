@@ -1,6 +1,7 @@
 // Features of the drive as GET CONFIGURATION reports them (MMC, "Features and profiles").
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 namespace larkspin {
@@ -37,6 +38,9 @@ constexpr uint16_t kRealTimeStreaming = 0x0107;
 constexpr uint16_t kSerialNumber = 0x0108;
 
 } // namespace feature
+
+// What the drive tells as its serial number, wherever it is asked.
+constexpr std::array<uint8_t, 8> kDriveSerialNumber = {'L', 'S', 'V', 'D', '0', '0', '0', '1'};
 
 // What the RT field of GET CONFIGURATION asks for.
 enum class FeatureChoice : uint8_t { All = 0, Current = 1, One = 2 };

@@ -10,7 +10,6 @@ namespace {
 
 constexpr uint8_t kErrorRecovery = 0x01;
 constexpr uint8_t kWriteParameters = 0x05;
-constexpr uint8_t kAudioControl = 0x0E;
 constexpr uint8_t kPowerCondition = 0x1A;
 constexpr uint8_t kTimeout = 0x1D;
 constexpr uint8_t kCapabilities = 0x2A;
@@ -58,11 +57,10 @@ std::vector<uint8_t> Capabilities(const SpeedReport& speeds) {
     page[0] = kCapabilities;
     page[2] = 0x3F; // reads CD-R, CD-RW, method 2, DVD-ROM, DVD-R, DVD-RAM
     page[3] = 0x33; // writes CD-R, CD-RW, DVD-R, DVD-RAM; no test writing
-    page[4] = 0xF1; // buffer underrun protection, multi-session, mode 2 forms, audio play
+    page[4] = 0xF0; // buffer underrun protection, multi-session, mode 2 forms
     page[5] = 0x03; // CD-DA by READ CD, accurate
     page[6] = 0x29; // tray, ejects, locks
     page.Set16(8, speeds.maxReadKB);
-    page.Set16(10, 256); // volume levels
     page.Set16(12, speeds.bufferKB);
     page.Set16(14, speeds.currentReadKB);
     const uint32_t maxWrite = speeds.writeKB.empty() ? 0 : speeds.writeKB.front();
@@ -98,7 +96,6 @@ CModePages::CModePages() {
     writable[7] = 0x3F;
     writable[9] = 0;
     add(DefaultWriteParameters(), std::move(writable));
-    add(PageOf(kAudioControl, 16), {0, 0, 0x06, 0, 0, 0, 0, 0, 0x0F, 0xFF, 0x0F, 0xFF});
     add(PageOf(kPowerCondition, 12),
         {0, 0, 0, 0x03, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
     add(PageOf(kTimeout, 12), {0, 0, 0, 0, 0x07, 0, 0xFF, 0xFF, 0xFF, 0xFF});

@@ -47,6 +47,8 @@ constexpr SenseCode kIncompleteTrackInSession = {5, 0x72, 0x03};
 
 constexpr SenseCode kMediumMayHaveChanged = {6, 0x28, 0x00};
 
+constexpr SenseCode kMiscompare = {0x0E, 0x1D, 0x00};
+
 constexpr SenseCode kDataPhaseError = {0x0B, 0x4B, 0x00};
 
 } // namespace sense

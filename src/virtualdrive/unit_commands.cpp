@@ -1,6 +1,7 @@
 // The device itself: readiness, identity, door and events.
 #include "virtualdrive/answer.h"
 #include "virtualdrive/drive.h"
+#include "virtualdrive/features.h"
 #include "virtualdrive/sense_data.h"
 
 #include <algorithm>
@@ -13,6 +14,14 @@ namespace {
 
 constexpr uint8_t kPeripheralCdRom = 0x05;
 constexpr uint32_t kStandardInquiryBytes = 96;
+
+constexpr size_t kVendorBytes = 8;
+constexpr std::string_view kVendor = "Virtual";
+
+// Vital product data pages (SPC).
+constexpr uint8_t kSupportedPages = 0x00;
+constexpr uint8_t kUnitSerialNumber = 0x80;
+constexpr uint8_t kDeviceIdentification = 0x83;
 
 void PutText(CAnswer& answer, size_t offset, size_t width, std::string_view text) {
     for (size_t i = 0; i < width; ++i)
@@ -52,7 +61,9 @@ SenseCode CDrive::RequestSense(const CCommand& command) {
 }
 
 SenseCode CDrive::Inquiry(const CCommand& command) {
-    if (command.Bit(1, 0x01) || command.Byte(2) != 0) // vital product data: none
+    if (command.Bit(1, 0x01))
+        return VitalProductData(command);
+    if (command.Byte(2) != 0)
         return sense::kInvalidFieldInCdb;
     CAnswer answer(kStandardInquiryBytes);
     answer[0] = kPeripheralCdRom;
@@ -60,10 +71,47 @@ SenseCode CDrive::Inquiry(const CCommand& command) {
     answer[2] = 0x05; // SPC-3
     answer[3] = 0x02; // response data format
     answer[4] = kStandardInquiryBytes - 5;
-    PutText(answer, 8, 8, "Virtual");
+    PutText(answer, 8, kVendorBytes, kVendor);
     PutText(answer, 16, 16, "Larkspin Drive");
     PutText(answer, 32, 4, "1.4");
     command.Answer(answer.Bytes(), command.Be16(3));
+    return sense::kGood;
+}
+
+SenseCode CDrive::VitalProductData(const CCommand& command) {
+    CAnswer page;
+    switch (command.Byte(2)) {
+    case kSupportedPages:
+        page.Append({kSupportedPages, kUnitSerialNumber, kDeviceIdentification});
+        break;
+    case kUnitSerialNumber:
+        page.Append(kDriveSerialNumber);
+        break;
+    case kDeviceIdentification: {
+        // One designator of the unit: ASCII, vendor and what the vendor makes of it.
+        page.Append({0x02, 0x01, 0x00, kVendorBytes + kDriveSerialNumber.size()});
+        PutText(page, page.Grow(kVendorBytes), kVendorBytes, kVendor);
+        page.Append(kDriveSerialNumber);
+        break;
+    }
+    default:
+        return sense::kInvalidFieldInCdb;
+    }
+    CAnswer answer;
+    answer.Append({kPeripheralCdRom, command.Byte(2)});
+    answer.Append16(static_cast<uint32_t>(page.Size()));
+    answer.Append(page.Bytes());
+    command.Answer(answer.Bytes(), command.Be16(3));
+    return sense::kGood;
+}
+
+SenseCode CDrive::ReportLuns(const CCommand& command) {
+    constexpr uint32_t kOneUnit = 8; // bytes of the list: LUN 0
+    if (command.Byte(2) > 2 || command.Be32(6) < 8 + kOneUnit)
+        return sense::kInvalidFieldInCdb;
+    CAnswer answer(8 + kOneUnit);
+    answer.Set32(0, kOneUnit);
+    command.Answer(answer.Bytes(), command.Be32(6));
     return sense::kGood;
 }
 

@@ -108,6 +108,56 @@ TEST_F(RefereeTest, OfALockedDoor) {
     ExpectGood({host.LockDoor(false), host.Eject()});
     EXPECT_FALSE(drive.HasDisc());
     EXPECT_EQ(ejected, Disc());
+    // A person's hands at the drive: the disc that lies in the tray comes in as it is closed.
+    EXPECT_TRUE(drive.LayOnTray(Disc()));
+    EXPECT_EQ(host.In({0x1B, 0, 0, 0, 3, 0}), kGood);
+    EXPECT_FALSE(drive.CloseTray() || drive.LayOnTray(Disc())) << "it is closed";
+    EXPECT_EQ(host.TestUnitReady(), kNewMedium);
+    ExpectGood({host.LockDoor(true), host.PollEvents(0x10)});
+    EXPECT_FALSE(drive.PressEject());
+    EXPECT_EQ(host.PollEvents(0x10), kGood);
+    EXPECT_EQ(host.data[4], 1) << "the host is told of the button";
+    EXPECT_EQ(host.LockDoor(false), kGood);
+    EXPECT_TRUE(drive.PressEject());
+    EXPECT_FALSE(drive.HasDisc());
+}
+
+// Commands that come with the features that the drive claims.
+TEST_F(RefereeTest, OfAWrittenDisc) {
+    Load("cd-rw");
+    const Bytes bytes = Blocks(310, 1);
+    ExpectGood({host.SelectTrackAtOnce(), host.WriteAll(0, bytes), host.SynchronizeCache(),
+                host.Close(1, 1), host.Close(2)});
+    Bytes changed = bytes;
+    changed[310 * 2048 - 1] ^= 1;
+    ExpectRefusals({
+        {"seek", Host::Address10(0x2B, 300, 0), kGood},
+        {"seek behind the end", Host::Address10(0x2B, 5000, 0), kOutOfRange},
+        {"verify", Host::Address10(0x2F, 0, 310), kGood},
+        {"verify run-out", Host::Address10(0x2F, 300, 12), kUnreadable},
+        {"read ahead", {0xA7, 0, 0, 0, 0, 9, 0, 0, 0, 99, 0, 0}, kGood},
+        {"repair of a whole track", {0x58, 0, 0, 0, 0, 1, 0, 0, 0, 0}, kGood},
+        {"time that is none", {0xB9, 0, 0, 0, 60, 0, 0, 61, 0, 0x10, 0, 0}, kInvalidFieldInCdb},
+        {"audio play", {0x45, 0, 0, 0, 0, 0, 0, 0, 1, 0}, kUnknownCommand},
+        {"log pages", {0x4D, 0, 0x40, 0, 0, 0, 0, 0, 4, 0}, kUnknownCommand},
+        {"unknown product data", {0x12, 1, 0xB1, 0, 64, 0}, kInvalidFieldInCdb},
+    });
+    Bytes compare = Host::Address10(0x2F, 0, 310);
+    compare[1] = 2;
+    EXPECT_EQ(host.Out(compare, bytes), kGood);
+    EXPECT_EQ(host.Out(compare, changed), 0xE1D00);
+    EXPECT_EQ(host.In({0xB9, 0, 0, 0, 2, 1, 0, 2, 3, 0x10, 0, 0}, 2 * 2048), kGood);
+    EXPECT_TRUE(host.data == Bytes(bytes.begin() + 2048, bytes.begin() + 3 * 2048L));
+    EXPECT_EQ(host.Toc(3), kGood);
+    EXPECT_EQ(host.DataAt(8, 7), (Bytes{0, 6, 12, 0, 0, 2, 0})) << "the track's end and start";
+    EXPECT_EQ(host.In({0x12, 1, 0, 0, 64, 0}), kGood);
+    EXPECT_EQ(host.DataAt(0, 7), (Bytes{5, 0, 0, 3, 0, 0x80, 0x83}));
+    EXPECT_EQ(host.In({0xA0, 0, 0, 0, 0, 0, 0, 0, 0, 16, 0, 0}), kGood);
+    EXPECT_EQ(host.Data32(0), 8U);
+
+    Load("dvd-ram");
+    EXPECT_EQ(host.Out(Host::Address10(0x2E, 0, 310), bytes), kGood) << "write and verify";
+    ExpectRead(0, bytes);
 }
 
 TEST_F(RefereeTest, NewMediumIsAnnouncedOnce) {
