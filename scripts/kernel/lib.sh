@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2154
 # What the steps of tests/kernel are written with: plugging drives in, running Larkspin as a user
 # would, and comparing what the kernel shows. Sourced by the guest, as root.
 #
@@ -48,7 +48,7 @@ begin_session() {
 # run_step NAME: in a process group of its own, which ends with it.
 run_step() {
     local name=$1 begin=$SECONDS result=failed pid
-    here=/tmp/step kept=/run/kept
+    here=/step kept=/run/kept
     rm -rf "$here" "$kept"
     mkdir -p "$here" "$kept"
     chmod 777 "$here" "$kept"
@@ -238,8 +238,9 @@ same_tree() {
     done
     umount "$point"
     # Without the options, too, the kernel must be content with what it finds.
-    mount -o ro "$device" "$point" && ls -R "$point" >/dev/null && umount "$point" ||
+    if ! mount -o ro "$device" "$point" || ! ls -R "$point" >/dev/null || ! umount "$point"; then
         fail "the kernel does not mount $device by itself"
+    fi
     if dmesg | grep -E 'rock:|ISOFS: changing|isofs_fill|UDF-fs: (error|warning)|reset high-speed'; then
         fail "the kernel complains of the disc"
     fi

@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034,SC2154
 # Audio CDs and images, read back by the kernel and by readers of other hands.
 
 step_audio_cd() {

@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034,SC2154
 # The desktop in the way: what it mounts, holds, asks and presses while a disc is made.
 
 automount() { as alice udisksctl mount -b "$device" || fail "UDisks does not mount $device"; }

@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034,SC2154
 # A recorder of other hands under Larkspin, and programs of other hands over larkspin-drive.
 
 # tgt's model of a DVD+R recorder, reached over iSCSI on the loopback.

@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034,SC2154
 # Users and devices that a disc can't be made with.
 
 # refused USER TEXT: the job ends with this text, and the drive was not written to.

@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034,SC2154
 # A drive that is unplugged.
 
 # The job ends by itself with something to read, and the disc's folder still opens.
