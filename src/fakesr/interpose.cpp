@@ -29,6 +29,16 @@ int OpenDevice(int flags) {
     return CFakeDevice::Instance().Open(flags);
 }
 
+// After a copy onto a descriptor that may have been the device's, or become it.
+int Duplicated(int descriptor, int wanted, int copy) {
+    if (copy >= 0 && descriptor != wanted) {
+        CFakeDevice::Forget(copy);
+        if (CFakeDevice::Owns(descriptor))
+            CFakeDevice::Duplicated(descriptor, copy);
+    }
+    return copy;
+}
+
 mode_t ModeArgument(int flags, va_list arguments) {
     const bool hasMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
     return hasMode ? va_arg(arguments, mode_t) : 0;
@@ -190,6 +200,24 @@ int dup(int descriptor) noexcept {
     if (copy >= 0 && CFakeDevice::Owns(descriptor))
         CFakeDevice::Duplicated(descriptor, copy);
     return copy;
+}
+
+int dup2(int descriptor, int wanted) noexcept {
+    static const auto next = Next<int (*)(int, int)>("dup2");
+    return Duplicated(descriptor, wanted, next(descriptor, wanted));
+}
+
+int dup3(int descriptor, int wanted, int flags) noexcept {
+    static const auto next = Next<int (*)(int, int, int)>("dup3");
+    return Duplicated(descriptor, wanted, next(descriptor, wanted, flags));
+}
+
+// Programs ask for the one true name of the device they were given.
+char* realpath(const char* path, char* resolved) noexcept {
+    static const auto next = Next<char* (*)(const char*, char*)>("realpath");
+    if (!CFakeDevice::IsDevicePath(path))
+        return next(path, resolved);
+    return resolved != nullptr ? std::strcpy(resolved, path) : ::strdup(path);
 }
 
 int ioctl(int descriptor, unsigned long request, ...) noexcept {

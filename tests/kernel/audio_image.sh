@@ -14,12 +14,10 @@ step_audio_cd() {
     as alice cd-info --no-cddb -C "$device" >"$kept/cd-info" 2>&1
     (($(grep -cE '^ +[123]: .* audio' "$kept/cd-info") == 3)) || fail "cd-info sees other tracks"
     for number in 1 2 3; do
-        as alice cdparanoia -Z -q -R -d "$device" "$number" "$here/read.wav" 2>>"$kept/cdparanoia" ||
-            fail "cdparanoia does not read track $number"
-        sox "$here/read.wav" -t raw "$here/read.pcm" 2>/dev/null
-        cmp -n "$(stat -c %s "$here/$number.pcm")" "$here/read.pcm" "$here/$number.pcm" ||
+        as alice cdparanoia -Z -q -r -d "$device" "$number" "$here/$number.read" \
+            2>>"$kept/cdparanoia" || fail "cdparanoia does not read track $number"
+        cmp -n "$(stat -c %s "$here/$number.pcm")" "$here/$number.read" "$here/$number.pcm" ||
             fail "other samples in track $number"
-        rm "$here/read.wav"
     done
 }
 

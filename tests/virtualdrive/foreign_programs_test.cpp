@@ -192,6 +192,10 @@ TEST(ForeignPrograms, XorrisoAddsASessionToEachKind) {
         programs.Run("cd-info --no-header /dev/sr0");
         programs.ExpectOutput("label `PAIR");
         programs.ExpectOutput("session #2 starts at track  2");
+        programs.Run("dd if=/dev/sr0 of=copy bs=2048 count=100 status=none");
+        Bytes first = ReadFileBytes(programs.Path("disc/track-01.iso"));
+        first.resize(100L * 2048);
+        EXPECT_TRUE(ReadFileBytes(programs.Path("copy")) == first);
         programs.Run("iso-info -f /dev/sr0");
         programs.ExpectOutput("1000000 /tree/deep/first.bin");
         programs.Run("xorriso -outdev /dev/sr0 -blank fast");
