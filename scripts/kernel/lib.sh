@@ -213,18 +213,18 @@ burn() {
 
 # --- what the kernel shows ---
 
-# A line for each file and folder: name, kind, size, date, and with $owners set rights and owner.
-# Links are followed, as Larkspin does.
+# A line for each file and folder: name, kind, size, date. Rights and owner, which a data job makes
+# the same for all, are told apart by $rights. Links are followed, as Larkspin does.
 listing() {
     (cd "$1" && find -L . -mindepth 1 -printf '%P\t%y\t%s\t%TY-%Tm-%Td %TH:%TM:%.2TS\t%m %U %G\n' |
-        awk -F '\t' -v OFS='\t' -v owners="${owners:-}" \
-            '$2 == "d" { $3 = "" } owners == "" { $5 = "" } { print }' | sort)
+        awk -F '\t' -v OFS='\t' -v rights="${2:-}" \
+            '$2 == "d" { $3 = "" } rights != "" { $5 = rights } { print }' | sort)
 }
 
 # same_tree TYPE FOLDER...: the disc, mounted by the kernel, holds these folders and nothing else.
 # Joliet is shut out, so that an ISO 9660 volume shows what Rock Ridge tells or 8.3 names.
 same_tree() {
-    local type=$1 folder point=$here/mounted options=ro
+    local type=$1 folder point=$here/mounted options=ro rights='555 0 0'
     shift
     [[ $type == iso9660 ]] && options=ro,nojoliet
     mkdir -p "$point"
@@ -232,7 +232,7 @@ same_tree() {
         fail "the kernel does not mount $device as $type"
     diff <(printf '%s\n' "${@##*/}" | sort) <(ls "$point") || fail "other names on the disc"
     for folder in "$@"; do
-        diff <(listing "$folder") <(listing "$point/${folder##*/}") ||
+        diff <(listing "$folder" "$rights") <(listing "$point/${folder##*/}") ||
             fail "${folder##*/} is not on the disc as it was"
         diff -r "$folder" "$point/${folder##*/}" || fail "other bytes on the disc"
     done

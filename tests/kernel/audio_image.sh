@@ -35,7 +35,6 @@ images() {
         cmp -n "$(stat -c %s "$here/$name.iso")" "$here/$name.iso" "$device" || fail "other bytes"
         [[ $name == udf ]] || unplug "$name"
     done
-    owners=1
     same_tree iso9660 "$here/first"
     same_tree udf "$here/first"
 }
