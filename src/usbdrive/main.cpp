@@ -189,6 +189,7 @@ int main(int argc, char** argv) {
     CDiscChanger changer(drive, options.kind, Tell);
     if (!changer.Begin(std::move(options.folders)))
         return EXIT_FAILURE;
+    drive.Reset(); // power is on
     if (const std::string problem = port.Attach(); !problem.empty()) {
         std::fprintf(stderr, "larkspin-drive: %s\n", problem.c_str());
         return EXIT_FAILURE;

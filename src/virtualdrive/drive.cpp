@@ -95,6 +95,10 @@ CDrive::Outcome CDrive::Run(const CCommand& command) {
 }
 
 SenseCode CDrive::Check(const Row& row) {
+    if ((row.needs & UnitAttention) != 0 && m_hasReset) {
+        m_hasReset = false;
+        return sense::kPowerOnOrReset;
+    }
     if ((row.needs & UnitAttention) != 0 && m_hasAttention) {
         m_hasAttention = false;
         return sense::kMediumMayHaveChanged;
@@ -184,6 +188,11 @@ bool CDrive::CloseTray() {
     if (!m_onTray.empty())
         Insert(m_onTray);
     return true;
+}
+
+void CDrive::Reset() {
+    m_hasReset = true;
+    m_isLocked = false;
 }
 
 bool CDrive::PressEject() {

@@ -39,6 +39,7 @@ class CDrive {
     // Takes the disc out; the tray closes.
     void Remove();
     // See VirtualDrive.
+    void Reset();
     bool LayOnTray(const std::string& folder);
     bool CloseTray();
     bool PressEject();
@@ -164,6 +165,7 @@ class CDrive {
     std::string m_onTray; // folder of the disc that lies in the open tray
     bool m_isLocked = false;
     bool m_hasAttention = false; // the medium may have changed
+    bool m_hasReset = false;     // and, told before that, the drive was reset
     MediaEvent m_mediaEvent = MediaEvent::None;
     bool m_hasProfileEvent = false;
     std::optional<Operation> m_operation;

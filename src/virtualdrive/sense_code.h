@@ -46,6 +46,7 @@ constexpr SenseCode kIllegalModeForTrack = {5, 0x64, 0x00};
 constexpr SenseCode kIncompleteTrackInSession = {5, 0x72, 0x03};
 
 constexpr SenseCode kMediumMayHaveChanged = {6, 0x28, 0x00};
+constexpr SenseCode kPowerOnOrReset = {6, 0x29, 0x00};
 
 constexpr SenseCode kMiscompare = {0x0E, 0x1D, 0x00};
 

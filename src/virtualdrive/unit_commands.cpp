@@ -47,7 +47,10 @@ SenseCode CDrive::TestUnitReady(const CCommand&) {
 SenseCode CDrive::RequestSense(const CCommand& command) {
     SenseCode code;
     std::optional<uint16_t> progress;
-    if (m_hasAttention) {
+    if (m_hasReset) {
+        code = sense::kPowerOnOrReset;
+        m_hasReset = false;
+    } else if (m_hasAttention) {
         code = sense::kMediumMayHaveChanged;
         m_hasAttention = false;
     } else if (m_medium == nullptr) {

@@ -166,6 +166,11 @@ bool VirtualDrive::CloseTray() {
     return m_pImpl->m_drive.CloseTray();
 }
 
+void VirtualDrive::Reset() {
+    const std::lock_guard lock(m_pImpl->m_mutex);
+    m_pImpl->m_drive.Reset();
+}
+
 bool VirtualDrive::PressEject() {
     std::function<void(const std::string&)> onEject;
     std::string folder;

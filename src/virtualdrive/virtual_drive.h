@@ -67,6 +67,8 @@ class VirtualDrive final : public IScsiPort {
     bool LayOnTray(const std::string& folder);
     // As a person closes the tray. False if it is closed.
     bool CloseTray();
+    // As at power-on and at a reset of the bus: the door is unlocked, and the host is told.
+    void Reset();
     // As a person presses the button: the disc comes out, or, with the door locked, the host gets
     // an event. False if the tray did not open.
     bool PressEject();

@@ -163,6 +163,7 @@ TEST_F(RefereeTest, OfAWrittenDisc) {
 TEST_F(RefereeTest, NewMediumIsAnnouncedOnce) {
     Load("cd-rw");
     ASSERT_TRUE(drive.Insert(Disc()));
+    drive.Reset();
     // Neither inquiry nor configuration nor event polling reports the attention.
     EXPECT_EQ(host.In({0x12, 0, 0, 0, 36, 0}), kGood);
     EXPECT_EQ(host.Profile(), 0x0A);
@@ -172,6 +173,7 @@ TEST_F(RefereeTest, NewMediumIsAnnouncedOnce) {
     EXPECT_EQ(host.DataAt(2, 4), (Bytes{4, 0x56, 2, 2}));
     EXPECT_EQ(host.PollEvents(0x10), kGood);
     EXPECT_EQ(host.data[4], 0) << "the event was handed over";
+    EXPECT_EQ(host.Read(0, 1), 0x62900) << "the reset comes first";
     EXPECT_EQ(host.Read(0, 1), kNewMedium);
     EXPECT_EQ(host.TestUnitReady(), kGood);
     drive.Remove();
