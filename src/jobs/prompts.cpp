@@ -11,8 +11,9 @@ bool OkCancel(CCDWriterUI& ui, const std::u16string& text) {
     return ui.AskUser(text, kBoxTitle, BoxButtons::OkCancel, BoxIcon::None);
 }
 
-bool YesNo(CCDWriterUI& ui, const std::u16string& text) {
-    return ui.AskUser(text, kBoxTitle, BoxButtons::YesNo, BoxIcon::None);
+// For a Yes that can't be taken back.
+bool YesNoGuarded(CCDWriterUI& ui, const std::u16string& text) {
+    return ui.AskUser(text, kBoxTitle, BoxButtons::YesNoGuarded, BoxIcon::None);
 }
 
 } // namespace
@@ -89,33 +90,35 @@ bool NothingToAddTo(CCDWriterUI& ui) {
 }
 
 bool EraseForMoreSpace(CCDWriterUI& ui) {
-    return YesNo(ui, u"The disk in the drive is not blank and doesn't have enough space for "
-                     u"data.\n\nShould Larkspin erase it for you?\n\n"
-                     u"If you say \"Yes\" all data on this disk will be LOST.");
+    return YesNoGuarded(ui, u"The disk in the drive is not blank and doesn't have enough space for "
+                            u"data.\n\nShould Larkspin erase it for you?\n\n"
+                            u"If you say \"Yes\" all data on this disk will be LOST.");
 }
 
 bool EraseNotBlank(CCDWriterUI& ui) {
-    return YesNo(ui, u"The disk in the drive is not blank.\n\n"
-                     u"Should Larkspin erase it for you?\n\n"
-                     u"If you say \"Yes\" all data on this disk will be LOST.");
+    return YesNoGuarded(ui, u"The disk in the drive is not blank.\n\n"
+                            u"Should Larkspin erase it for you?\n\n"
+                            u"If you say \"Yes\" all data on this disk will be LOST.");
 }
 
 bool WasteDvd(CCDWriterUI& ui) {
-    return YesNo(ui, u"You are going to write DVD disk, but image size is small enough to fit "
-                     u"CD-R/RW disk.\n\n"
-                     u"Should Larkspin ignore this and proceed with writing anyway?");
+    return YesNoGuarded(ui,
+                        u"You are going to write DVD disk, but image size is small enough to fit "
+                        u"CD-R/RW disk.\n\n"
+                        u"Should Larkspin ignore this and proceed with writing anyway?");
 }
 
 bool WasteDoubleLayer(CCDWriterUI& ui) {
-    return YesNo(ui, u"You are going to write Double Layer disk, but image size is small enough to "
-                     u"fit single layer disk. You're going to waste your expensive Double Layer "
-                     u"disk.\n\nShould Larkspin ignore this and proceed with writing anyway?");
+    return YesNoGuarded(
+        ui, u"You are going to write Double Layer disk, but image size is small enough to "
+            u"fit single layer disk. You're going to waste your expensive Double Layer "
+            u"disk.\n\nShould Larkspin ignore this and proceed with writing anyway?");
 }
 
 bool UseUnidentifiedDisk(CCDWriterUI& ui) {
-    return YesNo(ui, u"The disk type cannot be identified.\n\n"
-                     u"Should Larkspin ignore this and proceed with writing?\n\n"
-                     u"If you're unsure say \"No\".");
+    return YesNoGuarded(ui, u"The disk type cannot be identified.\n\n"
+                            u"Should Larkspin ignore this and proceed with writing?\n\n"
+                            u"If you're unsure say \"No\".");
 }
 
 bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds) {

@@ -1,7 +1,8 @@
 // The questions that the jobs put to the user, each text in one place.
 //
 // Every prompt is a message box without an owner, titled "Larkspin 1.4", run on the job's thread.
-// It returns true for OK or Yes. Prompts never fail.
+// It returns true for OK or Yes. Prompts never fail. Where Yes can't be taken back, No is the
+// default.
 #pragma once
 
 #include "ui/ccdwriter_ui.h"

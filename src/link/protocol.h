@@ -46,6 +46,7 @@ inline bool IsKnown(BoxButtons buttons) {
     case BoxButtons::Ok:
     case BoxButtons::OkCancel:
     case BoxButtons::YesNo:
+    case BoxButtons::YesNoGuarded:
         return true;
     }
     return false;

@@ -35,8 +35,16 @@ struct EraseTypeResult {
 
 enum class JobKind { Data, Audio, Image, Erase };
 
-// A message box's buttons and icon.
-enum class BoxButtons { Ok, OkCancel, YesNo };
+// A message box's buttons and icon. The first button is the default one, but for a guarded box.
+enum class BoxButtons {
+    Ok,
+    OkCancel,
+    YesNo,
+    // Yes gives up what can't be had back: data on a disc, or a disc that can be written once. No
+    // is the default, and what the user does in the first second, with the box before this one in
+    // mind, is no answer.
+    YesNoGuarded,
+};
 enum class BoxIcon { None, Question, Stop };
 
 // In the place of an MMC profile: nothing is being written yet, so that a cancel costs no disc.

@@ -189,7 +189,7 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
             bench.ui.onBox = [&](const FakeUi::Box& box) {
                 EXPECT_EQ(box.text, test.text);
                 EXPECT_EQ(box.buttons,
-                          test.good == nullptr ? BoxButtons::YesNo : BoxButtons::OkCancel);
+                          test.good == nullptr ? BoxButtons::YesNoGuarded : BoxButtons::OkCancel);
                 EXPECT_EQ(box.title, u"Larkspin 1.4");
                 EXPECT_EQ(box.icon, BoxIcon::None);
                 // The same disc brings the same box.

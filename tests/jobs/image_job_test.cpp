@@ -146,7 +146,7 @@ TEST(ImageJob, ADiscOfUnknownCapacityIsUpToTheUser) {
         std::fill_n(info.begin() + 16, 8, uint8_t{0xFF}); // whose lead-outs are not known
         bench.AnswerCommand(mmc::kReadDiscInformation, info);
         bench.ui.onBox = [&](const FakeUi::Box& box) {
-            EXPECT_TRUE(box.text != kUnidentified || box.buttons == BoxButtons::YesNo);
+            EXPECT_TRUE(box.text != kUnidentified || box.buttons == BoxButtons::YesNoGuarded);
             return test.goOn;
         };
         EXPECT_EQ(bench.RunImage(AddSparse(bench, test.bytes)), JobEnd::Exit);
@@ -238,7 +238,9 @@ TEST(ImageJob, ADiscThatWouldBeWastedIsUpToTheUser) {
     for (const auto& test : cases) {
         SCOPED_TRACE(Format("%s, %d", test.kind, static_cast<int>(test.sectors)));
         JobBench bench(test.kind);
-        bench.ui.onBox = [](const FakeUi::Box& box) { return box.buttons == BoxButtons::YesNo; };
+        bench.ui.onBox = [](const FakeUi::Box& box) {
+            return box.buttons == BoxButtons::YesNoGuarded;
+        };
         bench.ui.onStatus = [&](JobKind kind, const std::u16string&) { bench.ui.Cancel(kind); };
         EXPECT_EQ(bench.RunImage(AddSparse(bench, test.sectors * kSector)), JobEnd::Exit);
         EXPECT_EQ(bench.ui.Texts(), test.questions);

@@ -193,7 +193,9 @@ struct Bench {
 TEST(RemoteUiTest, WhatAJobAsksAndTellsArrivesOnTheOtherSide) {
     Bench bench;
     bench.fakeUi.data = {false, 3, 4.5, u"T\xDC80itle"};
-    bench.fakeUi.onBox = [](const FakeUi::Box& box) { return box.buttons == BoxButtons::YesNo; };
+    bench.fakeUi.onBox = [](const FakeUi::Box& box) {
+        return box.buttons == BoxButtons::YesNoGuarded;
+    };
     const DataParametersResult data = bench.ui->ShowDataParameters(u"Header");
     EXPECT_EQ(data.bCancelled, false);
     EXPECT_EQ(data.nDriveIndex, 3U);
@@ -210,7 +212,7 @@ TEST(RemoteUiTest, WhatAJobAsksAndTellsArrivesOnTheOtherSide) {
     EXPECT_EQ(bench.ui->Progress(JobKind::Data), 100);
     Await([&] { return bench.fakeUi.Progress(JobKind::Data) == 100; });
     Await([&] { return bench.fakeUi.Statuses(JobKind::Data).back().size() == 5005; });
-    EXPECT_TRUE(bench.ui->AskUser(u"Sure?", u"Title", BoxButtons::YesNo, BoxIcon::Question));
+    EXPECT_TRUE(bench.ui->AskUser(u"Sure?", u"Title", BoxButtons::YesNoGuarded, BoxIcon::Question));
     EXPECT_FALSE(bench.ui->AskUser(u"Sure?", u"Title", BoxButtons::OkCancel, BoxIcon::Stop));
     EXPECT_EQ(bench.fakeUi.Boxes().at(0).icon, BoxIcon::Question);
     EXPECT_EQ(bench.fakeUi.DiskTypes(), (std::vector<uint32_t>{0x0A}));

@@ -145,7 +145,7 @@ void CProgressWindow::AskCancel() {
         return;
     }
     m_pQuestion = OpenMessageBox(
-        m_windows, m_logic.CancelQuestion(), kBoxTitle, BoxButtons::YesNo, BoxIcon::Question, true,
+        m_windows, m_logic.CancelQuestion(), kBoxTitle, BoxButtons::YesNoGuarded, BoxIcon::Question,
         [&logic = m_logic, run = m_logic.Run()](bool yes) { logic.AnswerCancel(run, yes); });
 }
 

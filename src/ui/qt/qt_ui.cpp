@@ -376,7 +376,7 @@ bool QtUi::AskUser(const std::u16string& text, const std::u16string& title, BoxB
                 call->Finish();
                 return;
             }
-            QDialog* const box = OpenMessageBox(impl->m_windows, text, title, buttons, icon, false,
+            QDialog* const box = OpenMessageBox(impl->m_windows, text, title, buttons, icon,
                                                 [answer, call](bool yes) {
                                                     *answer = yes;
                                                     call->Finish();
@@ -457,8 +457,7 @@ void QtUi::CancelQuestions() {
 }
 
 void QtUi::ShowErrorBox(const std::u16string& text, const std::u16string& title) {
-    OpenMessageBox(m_pImpl->m_windows, text, title, BoxButtons::Ok, BoxIcon::Stop, false,
-                   [](bool) {});
+    OpenMessageBox(m_pImpl->m_windows, text, title, BoxButtons::Ok, BoxIcon::Stop, [](bool) {});
 }
 
 void QtUi::Quit(int code) {

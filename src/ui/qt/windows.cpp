@@ -7,14 +7,17 @@
 #include <QGridLayout>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QTimer>
 
 #include <algorithm>
+#include <chrono>
 
 namespace larkspin {
 
 namespace {
 
 constexpr int kLeastBoxUnits = 140;
+constexpr std::chrono::seconds kHoldTime{1}; // of a guarded box
 
 QMessageBox::StandardButtons ButtonsOf(BoxButtons buttons) {
     switch (buttons) {
@@ -23,6 +26,7 @@ QMessageBox::StandardButtons ButtonsOf(BoxButtons buttons) {
     case BoxButtons::OkCancel:
         return QMessageBox::Ok | QMessageBox::Cancel;
     case BoxButtons::YesNo:
+    case BoxButtons::YesNoGuarded:
         return QMessageBox::Yes | QMessageBox::No;
     }
     return QMessageBox::Ok;
@@ -48,9 +52,30 @@ QMessageBox::StandardButton WayOut(BoxButtons buttons) {
     case BoxButtons::OkCancel:
         return QMessageBox::Cancel;
     case BoxButtons::YesNo:
+    case BoxButtons::YesNoGuarded:
         return QMessageBox::No;
     }
     return QMessageBox::Ok;
+}
+
+QMessageBox::StandardButton DefaultOf(BoxButtons buttons) {
+    return buttons == BoxButtons::YesNo          ? QMessageBox::Yes
+           : buttons == BoxButtons::YesNoGuarded ? QMessageBox::No
+                                                 : QMessageBox::Ok;
+}
+
+// A key or a click that was meant for what was there before must not answer `box`.
+void HoldAnswers(QMessageBox& box) {
+    const auto setEnabled = [&box](bool enabled) {
+        for (QAbstractButton* button : box.buttons()) {
+            button->setEnabled(enabled);
+        }
+    };
+    setEnabled(false);
+    QTimer::singleShot(kHoldTime, &box, [&box, setEnabled] {
+        setEnabled(true);
+        box.defaultButton()->setFocus();
+    });
 }
 
 } // namespace
@@ -81,7 +106,7 @@ QDialog* CWindowSet::Open(std::unique_ptr<QDialog> dialog, std::function<void(in
 
 QDialog* OpenMessageBox(CWindowSet& windows, const std::u16string& text,
                         const std::u16string& title, BoxButtons buttons, BoxIcon icon,
-                        bool safeDefault, std::function<void(bool)> done) {
+                        std::function<void(bool)> done) {
     auto box = std::make_unique<QMessageBox>();
     box->setWindowTitle(ToQt(title));
     box->setWindowIcon(AppIcon());
@@ -90,10 +115,9 @@ QDialog* OpenMessageBox(CWindowSet& windows, const std::u16string& text,
     box->setIcon(IconOf(icon));
     box->setStandardButtons(ButtonsOf(buttons));
     box->setEscapeButton(WayOut(buttons));
-    if (safeDefault) {
-        box->setDefaultButton(WayOut(buttons));
-    } else {
-        box->setDefaultButton(buttons == BoxButtons::YesNo ? QMessageBox::Yes : QMessageBox::Ok);
+    box->setDefaultButton(DefaultOf(buttons));
+    if (buttons == BoxButtons::YesNoGuarded) {
+        HoldAnswers(*box);
     }
     box->setWindowModality(Qt::NonModal);
     // Room for the title beside the window's buttons, however short the text is.

@@ -29,9 +29,8 @@ class CWindowSet {
 };
 
 // A message box of no window; `done` gets true for OK or Yes, and false for all other ways out.
-// The first button is the default one, or with `safeDefault` the last, which changes nothing.
 QDialog* OpenMessageBox(CWindowSet& windows, const std::u16string& text,
                         const std::u16string& title, BoxButtons buttons, BoxIcon icon,
-                        bool safeDefault, std::function<void(bool)> done);
+                        std::function<void(bool)> done);
 
 } // namespace larkspin

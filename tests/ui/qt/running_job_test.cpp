@@ -19,6 +19,9 @@ using testing::ElementsAre;
 class RunningJobTest : public UiBench {
   protected:
     static QMessageBox* Question() { return Box("You are writing CD-RW."); }
+    static void AwaitAnswers() {
+        Pump([] { return Question()->button(QMessageBox::Yes)->isEnabled(); });
+    }
     // What a right click on the icon shows.
     std::vector<uint32_t> MenuCommands() {
         QMenu* menu = Find<QToolButton>("tray")->menu();
@@ -76,11 +79,19 @@ TEST_F(RunningJobTest, CancelAsksAndOnlyYesCancels) {
     QTest::keyClick(cancel->window(), Qt::Key_Escape);
     ASSERT_NE(Question(), nullptr);
     EXPECT_TRUE(cancel->isVisible()) << "the window stays until the job ends it";
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Space, Qt::Key_Y, Qt::Key_Escape}) {
+        QTest::keyClick(Question(), key, key == Qt::Key_Y ? Qt::AltModifier : Qt::NoModifier);
+    }
+    QTest::mouseClick(Question()->button(QMessageBox::Yes), Qt::LeftButton);
+    ASSERT_NE(Question(), nullptr) << "nobody can have read it yet";
+    AwaitAnswers();
     QTest::keyClick(Question(), Qt::Key_Return); // the default answer keeps the disc
+    EXPECT_EQ(Question(), nullptr);
     EXPECT_FALSE(ui->IsAudioCancelled());
 
     QTest::mouseClick(cancel, Qt::LeftButton);
     QTest::mouseClick(cancel, Qt::LeftButton); // one question at a time
+    AwaitAnswers();
     Question()->button(QMessageBox::Yes)->click();
     EXPECT_EQ(Question(), nullptr);
     EXPECT_TRUE(ui->IsAudioCancelled());
