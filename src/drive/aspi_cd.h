@@ -92,6 +92,9 @@ class CAspiCD : public IBlockReader {
     uint8_t LockDoor(bool lock);
 
     // --- commands (command.cpp) ---
+    // The SRB status of one command. One that completed and moved fewer bytes than it needs to be
+    // of use (all that were sent, all blocks that were read, the head of an answer) ends as SS_ERR
+    // without sense. Of an answer that came short the rest of the buffer is zero.
     uint8_t SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
                         uint32_t length, uint8_t* sense, uint8_t senseLength = 14);
     uint8_t SendNoData(uint8_t direction, std::span<const uint8_t> cdb);

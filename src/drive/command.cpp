@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 namespace larkspin {
 
@@ -67,6 +69,29 @@ class EventResponder {
     uint16_t m_nProfile = 0;
 };
 
+// How many bytes a command must move to be of use: all that go to the drive, all of the blocks that
+// are read, and of an answer the part that each caller looks at without asking how long it is (SPC,
+// MMC). `length` bytes are asked for.
+uint32_t NeededBytes(uint8_t direction, uint8_t opcode, uint32_t length) {
+    if ((direction & SRB_DIR_IN) == 0 || opcode == mmc::kRead10)
+        return length;
+    static constexpr std::pair<uint8_t, uint32_t> kHeads[] = {
+        {mmc::kReadFormatCapacities, 12}, // list header and current capacity
+        {mmc::kReadToc, 4},
+        {mmc::kGetConfiguration, 8},
+        {mmc::kGetEventStatus, 4},
+        {mmc::kReadDiscInformation, 24},  // up to the last possible lead-out
+        {mmc::kReadTrackInformation, 28}, // up to the track's size, as the oldest drives give it
+        {mmc::kModeSense10, 8},
+        {mmc::kReadBufferCapacity, 12},
+        {mmc::kGetPerformance, 8},
+        {mmc::kReadDvdStructure, 4},
+    };
+    const auto* head = std::find_if(std::begin(kHeads), std::end(kHeads),
+                                    [opcode](const auto& row) { return row.first == opcode; });
+    return head != std::end(kHeads) ? std::min(length, head->second) : 0;
+}
+
 } // namespace
 
 uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
@@ -75,7 +100,10 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
     SRB_ExecSCSICmd& srb = request->exec;
     srb.Header.SRB_Cmd = SC_EXEC_SCSI_CMD;
     srb.Header.SRB_HaId = m_byAdapter;
+    const bool countsResidual = m_pTransport->CountsResidual(m_byAdapter);
     srb.Header.SRB_Flags = direction;
+    if (countsResidual)
+        srb.Header.SRB_Flags |= SRB_ENABLE_RESIDUAL_COUNT;
     srb.SRB_Target = m_byTarget;
     srb.SRB_Lun = m_byLun;
     srb.SRB_BufLen = length;
@@ -111,9 +139,18 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
     }
     if (copyData && (direction & SRB_DIR_IN) != 0)
         std::memcpy(data, request->data.data(), length);
+    m_byLastStatus = SrbStatusOf(srb.Header);
+    const uint32_t moved = countsResidual ? length - std::min(srb.SRB_BufLen, length) : length;
+    if (m_byLastStatus == SS_COMP && (srb.SenseArea[2] & 0x0F) <= kKeyRecovered) {
+        if ((direction & SRB_DIR_IN) != 0 && moved < length)
+            std::memset(static_cast<uint8_t*>(data) + moved, 0, length - moved);
+        if (moved < NeededBytes(direction, srb.CDBByte[0], length)) {
+            m_byLastStatus = SS_ERR;
+            return m_byLastStatus;
+        }
+    }
     if (sense != nullptr)
         std::copy_n(srb.SenseArea, srb.SRB_SenseLen, sense);
-    m_byLastStatus = SrbStatusOf(srb.Header);
     return m_byLastStatus;
 }
 

@@ -23,6 +23,11 @@ void CopyAdapterText(char (&field)[N], std::string_view text) {
     field[N - 1] = 0;
 }
 
+void TellResidual(SRB_ExecSCSICmd& srb, uint32_t moved) {
+    if ((srb.Header.SRB_Flags & SRB_ENABLE_RESIDUAL_COUNT) != 0)
+        srb.SRB_BufLen -= std::min(moved, srb.SRB_BufLen);
+}
+
 } // namespace
 
 int CAspiTransport::ProbePassThroughDevices() {
@@ -67,6 +72,8 @@ void CAspiTransport::ProbeDevice(int letterIndex) {
 
     AspiDeviceEntry& row = m_Devices[letterIndex];
     row.hDevice.reset();
+    std::fill(answer.begin() + std::min<uint32_t>(completion.moved, kAllocation), answer.end(),
+              uint8_t{0});
     std::copy_n(answer.begin(), row.abyInquiry.size(), row.abyInquiry.begin());
     PortAddress address;
     const PortError error = device->Address(&address);
@@ -204,8 +211,9 @@ uint8_t CAspiTransport::ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry) {
         return SS_ERR;
     AspiDeviceEntry& row = m_Devices[letter];
     if (srb.CDBByte[0] == mmc::kInquiry) {
-        std::copy_n(row.abyInquiry.begin(), std::min<size_t>(row.abyInquiry.size(), srb.SRB_BufLen),
-                    srb.SRB_BufPointer);
+        const auto moved = std::min(static_cast<uint32_t>(row.abyInquiry.size()), srb.SRB_BufLen);
+        std::copy_n(row.abyInquiry.begin(), moved, srb.SRB_BufPointer);
+        TellResidual(srb, moved);
         return SS_COMP;
     }
     if (row.hDevice == nullptr)
@@ -229,8 +237,10 @@ uint8_t CAspiTransport::ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry) {
     }
     std::copy_n(completion.sense.begin(), std::min(srb.SRB_SenseLen, kSrbSenseBytes),
                 srb.SenseArea);
-    if (completion.error == PortError::None)
+    if (completion.error == PortError::None) {
+        TellResidual(srb, completion.moved);
         return SS_COMP;
+    }
 
     srb.SRB_TargStat = SS_ERR;
     srb.Header.SRB_Hdr_Rsvd = static_cast<uint32_t>(completion.error);

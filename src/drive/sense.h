@@ -7,6 +7,7 @@
 namespace larkspin {
 
 enum SenseKey : uint8_t {
+    kKeyRecovered = 1,
     kKeyNotReady = 2,
     kKeyMediumError = 3,
     kKeyHardwareError = 4,

@@ -95,6 +95,22 @@ bool CAspiTransport::AwaitSrb(SrbHeader& srb, uint64_t milliseconds) {
     return true;
 }
 
+bool CAspiTransport::CountsResidual(uint8_t adapter) {
+    if (m_bUsePassThrough)
+        return true;
+    const auto [entry, isNew] = m_countsResidual.try_emplace(adapter, false);
+    if (isNew) {
+        constexpr size_t kUniqueFeatures = 2;
+        constexpr uint8_t kResidualReported = 0x02;
+        SRB_HAInquiry srb;
+        srb.Header.SRB_Cmd = SC_HA_INQUIRY;
+        srb.Header.SRB_HaId = adapter;
+        entry->second = SendSrb(&srb.Header) == SS_COMP &&
+                        (srb.HA_Unique[kUniqueFeatures] & kResidualReported) != 0;
+    }
+    return entry->second;
+}
+
 void CAspiTransport::Abandon(std::unique_ptr<AspiRequest> request) {
     AbandonedRequests().push_back(std::move(request));
     m_bKeepLibrary = true;

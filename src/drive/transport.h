@@ -15,6 +15,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,7 +39,11 @@ enum SrbStatus : uint8_t {
     SS_NO_ADAPTERS = 0xE8,
 };
 
-enum SrbFlags : uint8_t { SRB_DIR_IN = 0x08, SRB_DIR_OUT = 0x10 };
+enum SrbFlags : uint8_t {
+    SRB_ENABLE_RESIDUAL_COUNT = 0x04, // SRB_BufLen comes back as the bytes that did not go over
+    SRB_DIR_IN = 0x08,
+    SRB_DIR_OUT = 0x10,
+};
 
 // The records are in srb.h.
 struct SrbHeader;
@@ -92,6 +97,9 @@ class CAspiTransport {
     // Keeps a request that the library never gave back until the end of the process, and with it
     // the library.
     void Abandon(std::unique_ptr<AspiRequest> request);
+    // True if the live path honours SRB_ENABLE_RESIDUAL_COUNT: the shim does, a library says so for
+    // each adapter. Elsewhere what completed counts as moved as a whole.
+    bool CountsResidual(uint8_t adapter);
     // `port` is a port number, not a logical adapter. From a success on the drive's commands go
     // through a handle that is open for writing. A library offers no lock. A drive that has gone is
     // refused.
@@ -141,6 +149,7 @@ class CAspiTransport {
     IClock& m_clock;
     std::vector<std::string> m_libraries;
     bool m_bKeepLibrary = false;
+    std::map<uint8_t, bool> m_countsResidual; // by adapter of the library
 };
 
 } // namespace larkspin

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <mutex>
+#include <span>
+#include <vector>
 
 namespace larkspin {
 
@@ -14,16 +16,13 @@ namespace {
 constexpr uint8_t kCheckCondition = 2;
 
 // Garbage that is the same in every run: no zeros, and no text that anybody looks for.
-void FillWithGarbage(const PortRequest& request, uint64_t number) {
-    if (request.direction != PortDirection::In || request.data == nullptr)
-        return;
-    auto* bytes = static_cast<uint8_t*>(request.data);
+void FillWithGarbage(std::span<uint8_t> bytes, uint64_t number) {
     uint64_t state = number * 0x9E3779B97F4A7C15 + 1;
-    for (uint32_t i = 0; i < request.length; ++i) {
+    for (uint8_t& byte : bytes) {
         state ^= state << 13;
         state ^= state >> 7;
         state ^= state << 17;
-        bytes[i] = static_cast<uint8_t>(state >> 32);
+        byte = static_cast<uint8_t>(state >> 32);
     }
 }
 
@@ -75,6 +74,8 @@ class VirtualDrive::Impl {
     uint64_t m_commandCount = 0;
 
   private:
+    PortCompletion Answer(const PortRequest& request, uint64_t number,
+                          const InjectedAnswer& answer);
     PortCompletion RunCommand(const PortRequest& request);
 
     std::mutex m_commandMutex; // one command at a time
@@ -91,14 +92,41 @@ PortCompletion VirtualDrive::Impl::Execute(const PortRequest& request) {
     }
     if (script) {
         if (const std::optional<InjectedAnswer> answer = script(request, number)) {
-            if (answer->runCommandFirst)
-                RunCommand(request);
-            if (answer->garbageData)
-                FillWithGarbage(request, number);
-            return answer->completion;
+            return Answer(request, number, *answer);
         }
     }
     return RunCommand(request);
+}
+
+PortCompletion VirtualDrive::Impl::Answer(const PortRequest& request, uint64_t number,
+                                          const InjectedAnswer& answer) {
+    // What goes to the host passes through a buffer of the drive's own, so that no more of it
+    // arrives than the answer says.
+    const bool sendsData = request.direction == PortDirection::In && request.data != nullptr;
+    std::vector<uint8_t> data(sendsData ? request.length : 0);
+    PortRequest inner = request;
+    if (sendsData) {
+        std::copy_n(static_cast<const uint8_t*>(request.data), data.size(), data.begin());
+        inner.data = data.data();
+    }
+    PortCompletion ran;
+    if (answer.runCommandFirst)
+        ran = RunCommand(inner);
+    if (answer.garbageData)
+        FillWithGarbage(data, number);
+
+    PortCompletion completion = answer.completion;
+    const bool isGood = completion.error == PortError::None && completion.status == 0;
+    uint32_t moved = isGood && request.data != nullptr && request.direction != PortDirection::None
+                         ? request.length
+                         : 0;
+    if (isGood && answer.runCommandFirst && !answer.garbageData)
+        moved = ran.moved;
+    completion.moved = std::min(answer.moved.value_or(moved), request.length);
+    if (sendsData)
+        std::copy_n(data.begin(), answer.moved ? completion.moved : data.size(),
+                    static_cast<uint8_t*>(request.data));
+    return completion;
 }
 
 PortCompletion VirtualDrive::Impl::RunCommand(const PortRequest& request) {

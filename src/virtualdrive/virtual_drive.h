@@ -24,6 +24,9 @@ struct InjectedAnswer {
     PortCompletion completion;
     bool runCommandFirst = false; // run it, then answer as told
     bool garbageData = false;     // fill the data that goes to the host with garbage
+    // Bytes that go over, and no more than these reach the host. Empty: all that was asked for with
+    // good status, none with another outcome. Takes the place of what `completion` says.
+    std::optional<uint32_t> moved;
 };
 
 class VirtualDrive final : public IScsiPort {

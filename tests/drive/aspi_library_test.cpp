@@ -24,6 +24,7 @@ class AspiLibraryTest : public testing::Test {
         m_control->mode = FakeAspiMode::Complete;
         m_control->supportInfo = 0x0101;
         m_control->aborts = 0;
+        m_control->countsResidual = false;
     }
     void TearDown() override { ::dlclose(m_handle); }
 
@@ -100,6 +101,17 @@ TEST_F(AspiLibraryTest, CommandsThatEndOnAnotherThreadDeliverDataAndSense) {
     command[0] = FakeAspiControl::kFailingOpcode;
     EXPECT_EQ(command.Transport(Direction::NONE), -1);
     EXPECT_EQ(command.Asc(), 0x11);
+}
+
+TEST_F(AspiLibraryTest, BytesThatDidNotGoOverAreCountedWhereTheLibraryTellsThem) {
+    for (const bool counts : {false, true}) {
+        m_control->countsResidual = counts;
+        Library library(*this, m_clock);
+        Bytes data(64);
+        EXPECT_FALSE(library.Read(data).Failed());
+        EXPECT_EQ(data[31], FakeAspiControl::kDataByte);
+        EXPECT_EQ(data[32], counts ? 0 : FakeAspiControl::kDataByte);
+    }
 }
 
 TEST_F(AspiLibraryTest, CommandOverItsTimeIsAborted) {

@@ -74,6 +74,46 @@ TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
     }
 }
 
+TEST(CommandTest, DataThatDidNotGoOverIsNeitherReadNorCounted) {
+    struct {
+        const char* name;
+        uint8_t opcode;
+        SrbFlags direction;
+        uint32_t asked, moved;
+        int sense;
+        bool good;
+    } const cases[] = {
+        {"blocks", kRead10, SRB_DIR_IN, 4096, 4096, 0, true},
+        {"blocks too few", kRead10, SRB_DIR_IN, 4096, 2048, 0, false},
+        {"none, recovered", kRead10, SRB_DIR_IN, 4096, 0, 0x11701, false},
+        {"written", 0x2A, SRB_DIR_OUT, 4096, 4096, 0, true},
+        {"written too few", 0x2A, SRB_DIR_OUT, 4096, 4095, 0, false},
+        {"page sent in part", 0x55, SRB_DIR_OUT, 60, 8, 0, false},
+        {"answer shorter than its room", 0x52, SRB_DIR_IN, 36, 28, 0, true},
+        {"answer without its address", 0x52, SRB_DIR_IN, 36, 8, 0, false},
+        {"only the head asked for", 0x51, SRB_DIR_IN, 2, 2, 0, true},
+        {"no head", 0x43, SRB_DIR_IN, 12, 3, 0, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        CommandBench bench;
+        Reply reply = c.sense != 0 ? Sense(c.sense, Bytes(c.asked, 0x55)) : Bytes(c.asked, 0x55);
+        reply.moved = c.moved;
+        bench.port.Queue(c.opcode, reply, 2);
+        Bytes data(c.asked, 0xAA);
+        EXPECT_EQ(
+            !SendDirect(bench.drive, c.direction, Cdb(c.opcode), data.data(), c.asked).Failed(),
+            c.good);
+        data.resize(c.moved + 1);
+        EXPECT_TRUE(c.direction == SRB_DIR_OUT || data.back() == 0) << "left over from before";
+        bench.command[0] = c.opcode;
+        EXPECT_EQ(
+            bench.command.Transport(c.direction == SRB_DIR_IN ? Direction::READ : Direction::WRITE,
+                                    data.data(), c.asked),
+            c.good ? 0 : -1);
+    }
+}
+
 TEST(CommandTest, ReadBlocksFailsOnAnySense) {
     ScriptedDrive bench;
     Bytes buffer(4096, 0xFF);

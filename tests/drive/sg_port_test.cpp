@@ -238,6 +238,22 @@ TEST_F(SgPortTest, OutcomesOfTheKernelBecomeThoseOfThePort) {
     }
 }
 
+TEST_F(SgPortTest, BytesMovedAreWhatTheKernelDidNotLeaveOver) {
+    const std::tuple<int, uint32_t> cases[] = {{0, 64}, {60, 4}, {64, 0}, {65, 0}, {-1, 64}};
+    for (const auto& [left, moved] : cases) {
+        kernel.onSgIo = [&](sg_io_hdr& header) {
+            header.resid = left;
+            return 0;
+        };
+        const std::array<uint8_t, 6> cdb = {};
+        std::array<uint8_t, 64> data = {};
+        EXPECT_EQ(port.Open(2, true)
+                      ->Execute({cdb, PortDirection::In, data.data(), data.size(), 5})
+                      .moved,
+                  moved);
+    }
+}
+
 constexpr const char* kOthers = "22 1 8:1 / / rw - ext4 /dev/sda1 rw\n";
 constexpr const char* kMountTable = "/proc/self/mountinfo";
 

@@ -46,6 +46,7 @@ struct Reply {
 
     Bytes data; // copied to the host's buffer as far as both reach
     PortCompletion completion;
+    std::optional<uint32_t> moved; // bytes that went over; empty: all that was asked for
 };
 
 // Sense of this code, (sense key << 16) | (ASC << 8) | ASCQ.
@@ -215,7 +216,9 @@ class ScriptedPort final : public IScsiPort {
         if (request.direction == PortDirection::In && request.data != nullptr)
             std::copy_n(answer.data.begin(), std::min<size_t>(answer.data.size(), request.length),
                         static_cast<uint8_t*>(request.data));
-        return answer.completion;
+        PortCompletion completion = answer.completion;
+        completion.moved = answer.moved.value_or(request.length);
+        return completion;
     }
 
     static uint16_t QuestionOf(const Bytes& cdb) {

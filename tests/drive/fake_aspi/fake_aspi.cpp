@@ -16,7 +16,7 @@ std::vector<std::jthread> g_workers; // they end commands later; joined when the
 uint8_t Execute(SRB_ExecSCSICmd& command) {
     switch (g_control.mode.load()) {
     case FakeAspiMode::Complete:
-        CompleteFakeCommand(command);
+        CompleteFakeCommand(command, g_control.countsResidual);
         return SrbStatusOf(command.Header);
     case FakeAspiMode::CompleteLater:
         g_workers.emplace_back([&command] { CompleteFakeCommand(command); });
@@ -64,6 +64,10 @@ uint32_t FAKE_ASPI_SEND(SrbHeader* srb) {
         srb->SRB_Status = isDrive ? SS_COMP : SS_NO_DEVICE;
         return srb->SRB_Status;
     }
+    case SC_HA_INQUIRY:
+        reinterpret_cast<SRB_HAInquiry*>(srb)->HA_Unique[2] = g_control.countsResidual ? 2 : 0;
+        srb->SRB_Status = SS_COMP;
+        return srb->SRB_Status;
     case SC_EXEC_SCSI_CMD:
         return Execute(*reinterpret_cast<SRB_ExecSCSICmd*>(srb));
     case SC_ABORT_SRB:

@@ -19,6 +19,7 @@ struct FakeAspiControl {
     std::atomic<FakeAspiMode> mode = FakeAspiMode::Complete;
     std::atomic<uint32_t> supportInfo = 0x0101; // one adapter
     std::atomic<int> aborts = 0;
+    std::atomic<bool> countsResidual = false; // and then moves half of each command's data only
     // The last command that was left pending.
     std::atomic<SRB_ExecSCSICmd*> pending = nullptr;
     // Target of the one drive on adapter 0, LUN 0.
@@ -30,12 +31,14 @@ struct FakeAspiControl {
 };
 
 // Ends `command` as a library does when the device has answered: data, sense, then the status.
-inline void CompleteFakeCommand(SRB_ExecSCSICmd& command) {
+inline void CompleteFakeCommand(SRB_ExecSCSICmd& command, bool halfOfTheData = false) {
     const bool fails = command.CDBByte[0] == FakeAspiControl::kFailingOpcode;
     if ((command.Header.SRB_Flags & SRB_DIR_IN) != 0) {
         for (uint32_t index = 0; index < command.SRB_BufLen; ++index)
             command.SRB_BufPointer[index] = FakeAspiControl::kDataByte;
     }
+    if (halfOfTheData && (command.Header.SRB_Flags & SRB_ENABLE_RESIDUAL_COUNT) != 0)
+        command.SRB_BufLen /= 2;
     if (fails) {
         command.SenseArea[0] = 0x70;
         command.SenseArea[2] = 3;
