@@ -181,7 +181,7 @@ void Link::TellLater(Op<void(Args...)> op, Values values) {
     Enqueue([op, values = std::move(values)] {
         std::string frame;
         PutHead(frame, {Kind::Tell, op.id, 0, 0});
-        std::apply([&frame](const Args&... args) { (Put<Args>(frame, args), ...); }, values());
+        std::apply([&](const Args&... args) { (Put<Args>(frame, args), ...); }, values());
         return frame;
     });
 }

@@ -183,7 +183,9 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
             const Bytes image = Payload(isImage ? test.sectors * 2048 : 0, 2);
             const std::u16string path =
                 isImage ? bench.AddFile("image", image) : bench.AddWav("a.wav", pcm);
-            files.size = test.sectors * 2048;
+            if (!isImage) {
+                files.size = test.sectors * 2048;
+            }
             const int asks = test.good == nullptr ? 1 : 3;
             int asked = 0;
             bench.ui.onBox = [&](const FakeUi::Box& box) {
@@ -195,6 +197,7 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
                 // The same disc brings the same box.
                 if (++asked == asks && !givesUp && test.good != nullptr) {
                     bench.InsertNew(test.good);
+                    files.size = 0; // what is there now is as good, and sooner written
                 }
                 return asked < asks || !givesUp;
             };

@@ -107,14 +107,14 @@ TEST(LinkTest, WhatIsNoFrameOrNoValueClosesTheLink) {
         {"above the limit", length + "x", true},
         {"no head", frame(""), true},
         {"half a head", frame("\1\1\1"), true},
-        {"no kind", frame("\x7F" + std::string(10, '\0')), true},
+        {"no kind", frame(std::string("\x7F").append(10, '\0')), true},
         {"an unknown operation", tell(static_cast<OpId>(9999), "abc"), false},
         {"a text that is missing", tell(OpId::ShowErrorBox, ""), true},
         {"a text longer than the frame", tell(OpId::ShowErrorBox, three + "abcde"), true},
         {"too much", tell(OpId::HideQueueDialog, "x"), true},
         {"a truth value of 2", tell(OpId::SetNoProgressReport, "\2"), true},
         {"a fifth job", tell(OpId::StopProgress, std::string("\4\0\0\0", 4)), true},
-        {"an answer that nobody waits for", frame("\2" + std::string(10, '\1')), false},
+        {"an answer that nobody waits for", frame(std::string("\2").append(10, '\1')), false},
         {"half a frame, then the end", length.substr(1), true},
     };
     for (const auto& test : cases) {
@@ -206,7 +206,8 @@ TEST(RemoteUiTest, WhatAJobAsksAndTellsArrivesOnTheOtherSide) {
     EXPECT_EQ(bench.fakeUi.EraseSpeeds(), (std::vector<double>{1.0, 2.0}));
     bench.ui->StartDataProgress(0x0A);
     for (int i = 0; i <= 5000; ++i) {
-        bench.ui->SetStatus(JobKind::Data, u"File " + std::u16string(static_cast<size_t>(i), u'x'));
+        bench.ui->SetStatus(JobKind::Data,
+                            std::u16string(u"File ").append(static_cast<size_t>(i), u'x'));
         bench.ui->SetProgress(JobKind::Data, i / 50);
     }
     EXPECT_EQ(bench.ui->Progress(JobKind::Data), 100);
