@@ -122,8 +122,8 @@ TEST(CutSession, IsFollowedByOneThatTellsWhatIsMissing) {
             ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
             bench.host.queue = {bench.AddFile("a", Payload(900'000, 3)),
                                 bench.AddFile("lost", lost)};
+            int words = 0;
             if (cancels) {
-                int words = 0;
                 bench.ui.onProgress = [&](JobKind kindOfJob, int) {
                     if (++words == 60) {
                         bench.ui.Cancel(kindOfJob);
