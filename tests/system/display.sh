@@ -64,6 +64,9 @@ press() {
     if [[ $QT_QPA_PLATFORM == wayland ]]; then
         # The compositor's own window has the display to itself.
         xdotool search --onlyvisible --class '^Weston' windowfocus >/dev/null 2>&1 || true
+        # A window that comes up before the compositor has the keyboard may be left without it;
+        # the compositor's switcher gives it to one.
+        xdotool key super+Tab
     fi
     xdotool key "$1"
 }
