@@ -12,7 +12,7 @@ CUsbipServer::CUsbipServer(int socket, IScsiUnit& unit, std::string serial)
     : m_socket(socket), m_device(unit, *this, std::move(serial)) {}
 
 bool CUsbipServer::Receive() {
-    constexpr size_t kChunk = 256 * 1024;
+    constexpr size_t kChunk = size_t{256} * 1024;
     const size_t before = m_received.size();
     m_received.resize(before + kChunk);
     const ssize_t count = ::recv(m_socket, m_received.data() + before, kChunk, 0);

@@ -156,7 +156,11 @@ void DetachContents(VolumeRun& run) {
     for (DeferredFile& file : run.contents) {
         file.source_folder = file.entry->source_folder;
         const std::u16string* sourceName = file.entry->source_name;
-        file.name = sourceName != nullptr ? *sourceName : std::move(file.entry->name);
+        if (sourceName != nullptr) {
+            file.name = *sourceName;
+        } else {
+            file.name = std::move(file.entry->name);
+        }
         file.memory_contents = std::move(file.entry->memory_contents);
         file.entry = nullptr;
     }
