@@ -210,6 +210,13 @@ burn() {
     [[ -z $said ]] || fail "Larkspin said: $said"
 }
 
+# erase DRIVE: a job that must say that the disc is empty, and no more.
+erase() {
+    start_job erase "$1"
+    end_job
+    [[ $said == 'The disk has been erased and is empty.' ]] || fail "Larkspin said: $said"
+}
+
 # --- what the kernel shows ---
 
 # A line for each file and folder: name, kind, size, date. Rights and owner, which a data job makes

@@ -175,8 +175,10 @@ class CAspiCD : public IBlockReader {
     // buffer is full is asked again until the user cancels.
     int WriteBlocks(int32_t* address, const void* buffer, int32_t count,
                     const CancelFunctor* cancel, uint32_t blockSize);
-    // Always 0; m_bCacheLost tells whether blocks that the drive had taken were lost.
-    int SyncCache();
+    // Always 0; m_bCacheLost tells whether blocks that the drive had taken were lost. A drive that
+    // is still busy is asked again for two minutes, which is a loss then, or until the user
+    // cancels, which is none.
+    int SyncCache(const CancelFunctor* cancel = nullptr);
     // Waits for the lead-out. 0 when the drive is done or the user cancelled; 1 when it reports an
     // error, could not empty its cache or is still busy after half an hour.
     int FinishSaoWrite(const CancelFunctor* cancel = nullptr);
@@ -214,19 +216,24 @@ class CAspiCD : public IBlockReader {
     // alsoWait no answer counts too; a drive that refuses to flush at once is let be.
     int FlushDvdCache(bool alsoWait);
     // The finishers close what was written. They stop at the first step that fails, also when it
-    // fails after the drive has taken it, and can then be run again. No cancel ends them.
+    // fails after the drive has taken it, and can then be run again. No cancel ends them. A DVD-RAM
+    // has nothing to close, but a cache to empty, and is not done before its disc has stopped.
     void FinishPlusRw();
     void FinishPlusR();
     void FinishMinusRw();
     void FinishMinusR();
     void FinishRam();
-    void StopUnit();
+    // 0, or an error code.
+    int StopUnit();
     void SplitPlusRDl(CScsiCommand& command, int64_t size); // throws
 
     // --- erasing and formatting (erasing.cpp) ---
-    // Starts a blank that runs in the drive. A refusal is not reported: the drive is not busy then.
-    void BlankDisk(bool full);
-    bool IsBlankingInProgress(int* percent); // -1: the drive gives no percentage
+    // Starts a blank that runs in the drive: 0, an error code, or -1 when the drive gave no answer
+    // and may be at it all the same. Sets m_nBlankError to that.
+    int BlankDisk(bool full);
+    // *percent is -1 if the drive gives no percentage. A medium or hardware error in the answer is
+    // how a drive tells that the blank has failed: it goes to m_nBlankError.
+    bool IsBlankingInProgress(int* percent);
     // Overwrites with zeros from byte `offset` on: 64 KB if `quick`, else until the drive refuses,
     // which is a failure with one of the texts of dvd_texts.h. A cancel as in WriteDvdFromHandle.
     void FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
@@ -270,9 +277,18 @@ class CAspiCD : public IBlockReader {
 
     uint32_t m_dwCapabilities = 0; // filled by ReadCapabilities
 
-    // The last SyncCache ended in a medium or hardware error, or without an answer. A drive may
-    // report here that it failed to record what it had taken before, and never report it again.
+    // Blocks that the drive had taken may not be on the disc. The last SyncCache or FlushDvdCache
+    // ended in an error that says so or without an answer, the drive was reset before it or stayed
+    // busy; or the drive stopped the disc with a medium or hardware error. A drive may report there
+    // that it failed to record what it had taken before, and never report it again.
     bool m_bCacheLost = false;
+
+    // Why the last WriteDvdChunk returned -1, as CScsiCommand::Transport gives it; 0 since
+    // ResetDvdState if none did.
+    int m_nWriteError = 0;
+
+    // Of the last blank: see BlankDisk and IsBlankingInProgress.
+    int m_nBlankError = 0;
 
     // The first medium or hardware error that the drive reported during the last WaitForUnit, which
     // goes on for all that; 0 if there was none. It concerns the command before the wait.

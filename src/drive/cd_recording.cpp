@@ -20,6 +20,9 @@ constexpr int32_t kOtherChunkBlocks = 8;
 
 constexpr uint32_t kFullBufferPauseMs = 40;
 
+constexpr uint64_t kFlushPollMs = 1000;
+constexpr uint64_t kFlushLimitMs = uint64_t{2} * 60 * 1000;
+
 constexpr uint64_t kLeadOutPollMs = 2000;
 // A lead-out takes two or three minutes at the slowest speed there is.
 constexpr uint64_t kLeadOutLimitMs = uint64_t{30} * 60 * 1000;
@@ -56,6 +59,22 @@ ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t b
         }
     }
     return ChunkResult::Cancelled;
+}
+
+// SYNCHRONIZE CACHE. What it tells of blocks that the drive had taken before.
+enum class FlushResult { Done, Busy, Lost };
+
+FlushResult FlushOnce(CAspiCD& drive) {
+    const DirectResult result = SendDirect(drive, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache));
+    switch (result.Key()) {
+    case kKeyNotReady: // no longer, if the disc or the drive has gone
+        return result.Asc() == kAscNotReady ? FlushResult::Busy : FlushResult::Lost;
+    case kKeyUnitAttention: // a reset empties the cache, and not onto the disc
+        return result.Asc() == kAscReset ? FlushResult::Lost : FlushResult::Busy;
+    default:
+        return IsRecordingError(result.Key()) || result.Unanswered() ? FlushResult::Lost
+                                                                     : FlushResult::Done;
+    }
 }
 
 int WritePreGap(CAspiCD& drive, const CancelFunctor* cancel, uint32_t blockSize) {
@@ -149,16 +168,22 @@ int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
     return 0;
 }
 
-int CAspiCD::SyncCache() {
-    const DirectResult result = SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache));
-    m_bCacheLost = IsRecordingError(result.Key()) || result.Unanswered();
+int CAspiCD::SyncCache(const CancelFunctor* cancel) {
+    IClock& clock = m_pTransport->Clock();
+    const uint64_t start = clock.TickMs();
+    FlushResult result = FlushOnce(*this);
+    while (result == FlushResult::Busy && clock.TickMs() - start < kFlushLimitMs &&
+           SleepUnlessCancelled(clock, kFlushPollMs, cancel))
+        result = FlushOnce(*this);
+    m_bCacheLost =
+        result == FlushResult::Lost || (result == FlushResult::Busy && !IsCancelled(cancel));
     return 0;
 }
 
 int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
     IClock& clock = m_pTransport->Clock();
-    SyncCache();
-    const bool lostBefore = m_bCacheLost;
+    // A drive that is busy with the lead-out already is waited for below.
+    const bool lostBefore = FlushOnce(*this) == FlushResult::Lost;
     const uint64_t start = clock.TickMs();
     int busy = GetUnitBusy();
     while (busy == 2 && clock.TickMs() - start < kLeadOutLimitMs) {
@@ -166,7 +191,7 @@ int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
             return 0;
         busy = GetUnitBusy();
     }
-    SyncCache();
+    SyncCache(cancel);
     return busy == 0 && !lostBefore && !m_bCacheLost ? 0 : 1;
 }
 

@@ -42,6 +42,8 @@ struct DirectResult {
     bool Unanswered() const { return status != SS_COMP && !HasSense(sense); }
     // Keys 0 and 1 are "no sense" and "recovered error".
     bool Failed() const { return Key() > 1 || Unanswered(); }
+    // 0 unless it failed; -1 without an answer.
+    int Error() const { return !Failed() ? 0 : Unanswered() ? -1 : Code(); }
 };
 
 // Sends a command with `timeoutSeconds` (0 takes what timeouts.h says, else the defaults) and up to

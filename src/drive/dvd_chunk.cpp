@@ -159,6 +159,7 @@ int CAspiCD::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
         if (next == ChunkRetries::Next::Cancelled)
             return kChunkCancelled;
         if (next == ChunkRetries::Next::Fail) {
+            m_nWriteError = code;
             if ((m_nProfile & 0xFFFF) == mmc::kProfileDvdPlusRDl && code != mmc::kLbaOutOfRange)
                 m_bMediaWritten = false;
             return -1;

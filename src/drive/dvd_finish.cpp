@@ -66,21 +66,27 @@ void Done(CAspiCD& drive) {
         drive.StopUnit();
 }
 
-} // namespace
-
-int CAspiCD::FlushDvdCache(bool alsoWait) {
-    CScsiCommand command(*this);
+int Flush(CAspiCD& drive, bool alsoWait) {
+    CScsiCommand command(drive);
     int lost = SynchronizeCache(command, true);
     if (lost == 0) {
-        const int waited = WaitForUnit(command);
-        lost = m_nLateError != 0 || alsoWait ? m_nLateError : waited;
+        const int waited = drive.WaitForUnit(command);
+        lost = drive.m_nLateError != 0 || alsoWait ? drive.m_nLateError : waited;
     } else if (!IsRecordingError(command.Key()) && (alsoWait || HasSense(command.Sense()))) {
         lost = 0; // a drive that does not flush at once, or is busy, has lost nothing
     }
     if (!alsoWait)
         return lost;
-    const int code = SynchronizeCache(command, false, m_bDaoMode ? kFlushInOneGoSeconds : 0);
+    const int code = SynchronizeCache(command, false, drive.m_bDaoMode ? kFlushInOneGoSeconds : 0);
     return code != 0 ? code : lost;
+}
+
+} // namespace
+
+int CAspiCD::FlushDvdCache(bool alsoWait) {
+    const int code = Flush(*this, alsoWait);
+    m_bCacheLost = code != 0;
+    return code;
 }
 
 void CAspiCD::FinishPlusRw() {
@@ -128,19 +134,22 @@ void CAspiCD::FinishMinusR() {
 }
 
 void CAspiCD::FinishRam() {
-    // A DVD-RAM has no session to close, so m_bMediaWritten stays.
-    if (m_bMediaWritten && m_bStopAfterFinish)
-        StopUnit();
+    if (!m_bMediaWritten || FlushDvdCache(true) != 0 || (m_bStopAfterFinish && StopUnit() != 0))
+        return;
+    m_bMediaWritten = false;
 }
 
-void CAspiCD::StopUnit() {
+int CAspiCD::StopUnit() {
     CScsiCommand command(*this);
     for (;;) {
         command[0] = mmc::kStartStopUnit;
         command[1] = 1; // immediate
         command[4] = 0; // stop
-        if (command.Transport(Direction::NONE) != mmc::kOperationInProgress)
-            return;
+        const int code = command.Transport(Direction::NONE);
+        if (code != mmc::kOperationInProgress) {
+            m_bCacheLost = m_bCacheLost || IsRecordingError(command.Key());
+            return code;
+        }
         SleepUnlessCancelled(m_pTransport->Clock(), kStopPollMs, nullptr);
     }
 }

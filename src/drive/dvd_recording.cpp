@@ -48,6 +48,8 @@ constexpr double kNoSpeedWish = -1.0;
 
 void CAspiCD::ResetDvdState() {
     m_bMediaWritten = false;
+    m_bCacheLost = false;
+    m_nWriteError = 0;
     m_nNextTrack = 1;
     m_bDaoMode = false;
     m_bQuickGrown = false;

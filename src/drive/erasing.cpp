@@ -50,13 +50,14 @@ int WaitForFormat(CScsiCommand& command) {
 
 } // namespace
 
-void CAspiCD::BlankDisk(bool full) {
+int CAspiCD::BlankDisk(bool full) {
     constexpr uint8_t immediate = 0x10;
     enum BlankType : uint8_t { kWholeDisc = 0, kMinimal = 1 };
     Cdb cdb(mmc::kBlank);
     cdb[1] = immediate | (full ? kWholeDisc : kMinimal);
-    // A refusal shows at the first poll: the drive is not busy.
-    SendDirect(*this, SRB_DIR_IN, cdb);
+    const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb);
+    m_nBlankError = result.Error();
+    return m_nBlankError;
 }
 
 bool CAspiCD::IsBlankingInProgress(int* percent) {
@@ -68,6 +69,8 @@ bool CAspiCD::IsBlankingInProgress(int* percent) {
     const uint8_t ascq = result.Ascq();
     const bool busy = result.Key() == kKeyNotReady && result.Asc() == kAscNotReady &&
                       (ascq == 4 || ascq == 7 || ascq == 8);
+    if (!busy && m_nBlankError == 0 && IsRecordingError(result.Key()))
+        m_nBlankError = result.Code();
     if (busy && percent != nullptr) {
         constexpr uint8_t progressValid = 0x80; // sense-key specific bytes hold a progress
         *percent = (result.sense[15] & progressValid) != 0

@@ -13,14 +13,18 @@ enum SenseKey : uint8_t {
     kKeyHardwareError = 4,
     kKeyIllegalRequest = 5,
     kKeyUnitAttention = 6,
+    kKeyDataProtect = 7,
     kKeyBlankCheck = 8,
 };
 
 // Additional sense codes that decide something here.
 enum AdditionalSense : uint8_t {
     kAscNotReady = 0x04,
+    kAscOutOfRange = 0x21,
     kAscInvalidFieldInCdb = 0x24,
     kAscMediumChanged = 0x28,
+    kAscReset = 0x29,
+    kAscIncompatibleMedium = 0x30,
     kAscMediumNotPresent = 0x3A,
     kAscPowerCalibration = 0x73,
 };

@@ -1,4 +1,5 @@
 #include "jobs/data_check.h"
+#include "jobs/drive_reason.h"
 #include "jobs/file_list.h"
 #include "jobs/generator_thread.h"
 #include "jobs/prompts.h"
@@ -27,6 +28,10 @@ constexpr const char16_t* kWriteFailed =
     u"Internal error #165. Writing process failed. Process aborted.";
 constexpr const char16_t* kPaddingFailed =
     u"Internal error #166. Writing process failed. Process aborted.";
+
+std::u16string CreationFailedText(const std::u16string& error) {
+    return u"Disk creation failed with following error:\n\n" + error + u".";
+}
 
 // The part of the job behind the disc check: one disc, written in the way that suits it. Up to the
 // first block it may be begun again, on this disc or another.
@@ -169,6 +174,7 @@ bool DataWriting::WriteDvd() {
         RecordDvd();
     } catch (const CAspiCD::CgrowisofsException& failure) {
         m_env.ui.ShowMessage(StoppedText(failure));
+        TellWriteError(m_drive, &m_notices);
     } catch (const std::bad_alloc&) {
         m_env.ui.ShowMessage(kOutOfMemory);
     }
@@ -193,11 +199,11 @@ void DataWriting::RecordDvd() {
     }
     Status(u"Finalizing disk...");
     if (!RunFinisher(m_drive)) {
-        m_notices.push_back(kSessionNotClosed);
+        m_notices.push_back(NotFinishedText(m_drive));
     }
     // Nothing else would tell this disc from a good one.
     if (!cancelled && !error.empty()) {
-        m_notices.push_back(error);
+        m_notices.push_back(CreationFailedText(error));
     }
 }
 
@@ -244,16 +250,18 @@ bool DataWriting::RecordCd() {
         return false;
     }
     if (!m_cancel()) {
-        m_drive.SyncCache();
+        m_drive.SyncCache(&m_cancel);
         // What the drive could not empty its cache of is missing on the disc, closed or not.
-        const bool isLost = m_drive.m_bCacheLost;
+        if (m_drive.m_bCacheLost) {
+            m_notices.push_back(kCacheLost);
+        }
         Status(u"Writing lead-in and lead-out...");
-        if (m_drive.CloseSession() != 0 || isLost) {
+        if (m_drive.CloseSession() != 0) {
             m_notices.push_back(kSessionNotClosed);
         }
     }
     if (const std::u16string error = m_pGenerator->Error(); !error.empty()) {
-        m_env.ui.ShowMessage(u"Disk creation failed with following error:\n\n" + error + u".");
+        m_env.ui.ShowMessage(CreationFailedText(error));
     }
     return true;
 }

@@ -1,9 +1,14 @@
 #include "drive/dvd_texts.h"
 #include "drive/mmc.h"
+#include "jobs/drive_reason.h"
 #include "jobs/drive_wait.h"
+#include "jobs/erase_outcome.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
+#include "platform/text.h"
 
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace larkspin {
@@ -44,11 +49,41 @@ bool HasNoBlanking(CAspiCD& drive) {
     return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
 }
 
-void EraseByFormat(JobEnv& env, CAspiCD& drive, const EraseTypeResult& choice) {
+constexpr const char16_t* kNotDone = u"The erasing was not done.";
+
+std::optional<EraseOutcome> OutcomeUnlessCancelled(JobEnv& env, CAspiCD& drive,
+                                                   const std::u16string& reason) {
+    if (env.ui.IsEraseCancelled()) {
+        return std::nullopt;
+    }
+    const EraseOutcome outcome = LookAtErased(env, drive, reason);
+    return env.ui.IsEraseCancelled() ? std::nullopt : std::optional(outcome);
+}
+
+// How much of the disc a fill that ended early has reached; empty if it came to the end.
+std::u16string FillFailure(const CAspiCD& drive) {
+    const int64_t end = drive.m_nFinalOffset;
+    // A drive that doesn't tell its disc's size tells the end of it.
+    const bool isWhole = end > 0
+                             ? drive.m_nCurrentOffset + static_cast<int64_t>(kDvdChunkBytes) > end
+                             : drive.m_nWriteError == mmc::kLbaOutOfRange;
+    if (isWhole) {
+        return u"";
+    }
+    const int64_t percent = end > 0 ? drive.m_nCurrentOffset * 100 / end : 0;
+    return FormatWide("The drive stopped at %d%% of the disk; what lies behind was not erased. ",
+                      static_cast<int>(percent)) +
+           (drive.m_nWriteError != 0 ? ReasonOf(drive.m_nWriteError) : u"");
+}
+
+// Nothing if the user cancelled.
+std::optional<EraseOutcome> EraseByFormat(JobEnv& env, CAspiCD& drive,
+                                          const EraseTypeResult& choice) {
     DoorLock door(drive);
     ProgressScope progress(env, JobKind::Erase);
     const CancelFunctor cancel(&env.ui, &CCDWriterUI::IsEraseCancelled);
     const bool quick = choice.mode == EraseMode::Quick;
+    std::u16string reason;
     try {
         drive.ResetDvdState();
         drive.OpenDvdForWriting(true, choice.dSpeed);
@@ -58,23 +93,30 @@ void EraseByFormat(JobEnv& env, CAspiCD& drive, const EraseTypeResult& choice) {
     } catch (const CAspiCD::CgrowisofsException& failure) {
         if (quick || !IsEndOfFill(failure)) {
             env.ui.ShowMessage(StoppedText(failure) + u".");
+            reason = drive.m_nWriteError != 0 ? ReasonOf(drive.m_nWriteError) : kNotDone;
+        } else {
+            reason = FillFailure(drive);
         }
     } catch (const std::bad_alloc&) {
         env.ui.ShowMessage(kOutOfMemory);
+        reason = kNotDone;
     }
     // Also after a failure: the disc is about to be ejected, and no session may stay open on it.
-    RunFinisher(drive);
-    progress.End();
+    if (!RunFinisher(drive) && reason.empty()) {
+        reason = NotFinishedText(drive);
+    }
+    return OutcomeUnlessCancelled(env, drive, reason);
 }
 
-void EraseByBlanking(JobEnv& env, CAspiCD& drive, const EraseTypeResult& choice) {
+std::optional<EraseOutcome> EraseByBlanking(JobEnv& env, CAspiCD& drive,
+                                            const EraseTypeResult& choice) {
     DoorLock door(drive);
     ProgressScope progress(env, JobKind::Erase);
     drive.SetCdSpeed(WholeSpeed(choice.dSpeed));
     drive.SendOpc();
     drive.BlankDisk(choice.mode == EraseMode::Full);
     WatchBlanking(env, drive);
-    progress.End();
+    return OutcomeUnlessCancelled(env, drive, BlankFailure(drive));
 }
 
 } // namespace
@@ -101,12 +143,14 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
         }
     }
     env.ui.SetNoProgressReport(false);
-    if (HasNoBlanking(*drive)) {
-        EraseByFormat(env, *drive, choice);
-    } else {
-        EraseByBlanking(env, *drive, choice);
-    }
+    const std::optional<EraseOutcome> outcome = HasNoBlanking(*drive)
+                                                    ? EraseByFormat(env, *drive, choice)
+                                                    : EraseByBlanking(env, *drive, choice);
     drive->EjectDisk();
+    hold.Release();
+    if (outcome) {
+        env.ui.ShowMessage(TextOf(*outcome));
+    }
     return JobEnd::Exit;
 }
 

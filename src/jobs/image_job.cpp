@@ -1,6 +1,7 @@
 #include "drive/cue_sheet.h"
 #include "drive/mmc.h"
 #include "jobs/capacity_marks.h"
+#include "jobs/drive_reason.h"
 #include "jobs/drive_wait.h"
 #include "jobs/file_list.h"
 #include "jobs/in_job_erase.h"
@@ -196,6 +197,7 @@ bool ImageWriting::WriteDvd() {
         Status(u"Finalizing disk...");
     } catch (const CAspiCD::CgrowisofsException& failure) {
         m_env.ui.ShowMessage(StoppedText(failure));
+        TellWriteError(m_drive, &m_notices);
         told = true;
     } catch (const std::bad_alloc&) {
         m_env.ui.ShowMessage(kOutOfMemory);
@@ -208,7 +210,7 @@ bool ImageWriting::WriteDvd() {
     if (!told && m_nBytes < static_cast<int64_t>(kDvdBufferBytes)) {
         m_notices.push_back(kImageTooSmall);
     } else if (!told && !closed) {
-        m_notices.push_back(kSessionNotClosed);
+        m_notices.push_back(NotFinishedText(m_drive));
     }
     return true;
 }

@@ -1,4 +1,6 @@
 #include "jobs/in_job_erase.h"
+#include "jobs/drive_reason.h"
+#include "jobs/erase_outcome.h"
 
 namespace larkspin {
 
@@ -11,10 +13,14 @@ constexpr int kNoPercentage = -1;
 } // namespace
 
 bool WatchBlanking(JobEnv& env, CAspiCD& drive) {
+    const CAspiCD::GoOn goOn = [&env] { return !env.ui.IsEraseCancelled(); };
     int percent = kNoPercentage;
     uint32_t pollCount = 0; // polls without a percentage
     while (!env.ui.IsEraseCancelled()) {
-        if (!drive.IsBlankingInProgress(&percent)) {
+        // Something else than "busy" may be a piece of news that hides it.
+        if (!drive.IsBlankingInProgress(&percent) &&
+            (drive.AwaitUnit(goOn) != CAspiCD::UnitState::Busy ||
+             !drive.IsBlankingInProgress(&percent))) {
             return true;
         }
         if (percent != kNoPercentage) {
@@ -35,8 +41,25 @@ bool InJobErase(JobEnv& env, CAspiCD& drive) {
     env.ui.SetNoProgressReport(false);
     drive.SendOpc();
     drive.BlankDisk(false);
-    const ProgressScope progress(env, JobKind::Erase);
-    return WatchBlanking(env, drive);
+    EraseOutcome outcome;
+    {
+        const ProgressScope progress(env, JobKind::Erase);
+        if (!WatchBlanking(env, drive)) {
+            return false;
+        }
+        outcome = LookAtErased(env, drive, BlankFailure(drive));
+        if (env.ui.IsEraseCancelled()) {
+            return false;
+        }
+    }
+    if (!outcome.IsEmpty()) {
+        env.ui.ShowMessage(TextOf(outcome));
+    }
+    return true;
+}
+
+std::u16string BlankFailure(const CAspiCD& drive) {
+    return drive.m_nBlankError != 0 ? ReasonOf(drive.m_nBlankError) : u"";
 }
 
 } // namespace larkspin

@@ -107,8 +107,15 @@ bool RunFinisher(CAspiCD& drive) {
     }
     drive.m_pfnFinalize = nullptr;
     finish(drive);
-    // A finisher that stops at a step leaves the mark; a DVD-RAM has nothing to close.
-    return !drive.m_bMediaWritten || (drive.m_nProfile & 0xFFFF) == mmc::kProfileDvdRam;
+    // A finisher that stops at a step leaves the mark.
+    return !drive.m_bMediaWritten && !drive.m_bCacheLost;
+}
+
+const char16_t* NotFinishedText(const CAspiCD& drive) {
+    if (drive.m_bCacheLost) {
+        return kCacheLost;
+    }
+    return (drive.m_nProfile & 0xFFFF) == mmc::kProfileDvdRam ? kNotStopped : kSessionNotClosed;
 }
 
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure) {

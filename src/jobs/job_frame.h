@@ -42,8 +42,9 @@ uint32_t HeldCopies(uint32_t typed);
 int32_t HeldSectors(uint64_t sectors);
 
 // Runs the finisher of a DVD recording if one is still due. False if the drive could not close what
-// was written.
+// was written, or lost some of it; NotFinishedText tells which.
 bool RunFinisher(CAspiCD& drive);
+const char16_t* NotFinishedText(const CAspiCD& drive);
 
 // "Stopped: %s", the words for a failure of the DVD logic.
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
@@ -56,6 +57,14 @@ inline constexpr const char16_t* kOutOfMemory = u"Out of memory";
 // Told of a recording that was not closed: nothing else tells its disc from a good one.
 inline constexpr const char16_t* kSessionNotClosed =
     u"The drive could not close the session. The disk may not be readable in other drives.";
+// Told when the drive reports that its cache did not reach the disc.
+inline constexpr const char16_t* kCacheLost =
+    u"The drive could not write everything that it had taken. The disk is not complete; please "
+    u"write it again, on another disk if this happens once more.";
+// Told of a DVD-RAM whose drive reports an error when it stops the disc.
+inline constexpr const char16_t* kNotStopped =
+    u"The drive reported an error when it was to stop the disk. Please check that the disk can be "
+    u"read.";
 // Told of a session at once that was not finished: nothing else tells its disc from a good one.
 inline constexpr const char16_t* kLeadOutFailed =
     u"The drive could not write the lead-out. The disk may not be readable in other drives.";

@@ -374,7 +374,7 @@ TEST(LeadOutTest, IsWaitedForUntilTheDriveTheUserOrTheLimitEndsIt) {
 TEST(LeadOutTest, BlocksLostInTheCacheAreAFailure) {
     const std::pair<Reply, bool> cases[] = {
         {Reply(), false},        {Sense(0x11700), false}, // recovered
-        {Sense(0x20408), false},                          // still writing
+        {Sense(0x62900), true},  {Sense(0x23A00), true},  // the cache has gone
         {Sense(0x30C00), true},  {Sense(0x44400), true},
         {Sense(0x52C00), false}, // nothing to flush
         {NoReply(), true},
@@ -393,6 +393,14 @@ TEST(LeadOutTest, BlocksLostInTheCacheAreAFailure) {
         EXPECT_EQ(bench.drive.m_bCacheLost, isLost);
         bench.drive.SyncCache();
         EXPECT_FALSE(bench.drive.m_bCacheLost) << "a flush forgets the one before";
+    }
+    // One that is still writing is asked again, and not for ever.
+    for (const int busy : {1, 100, 1000}) {
+        ScriptedDrive bench;
+        bench.port.Queue(kSynchronizeCache, Sense(0x20408), busy);
+        bench.drive.SyncCache();
+        EXPECT_EQ(bench.drive.m_bCacheLost, busy == 1000);
+        EXPECT_EQ(bench.clock.TotalSleep(), std::min(busy, 120) * 1000);
     }
 }
 

@@ -26,6 +26,7 @@ const FinishCase kCases[] = {
     {"DVD-RW overwrite", 0x13, nullptr, kFlush, true},
     {"DVD-RW overwrite, grown", 0x13, &CAspiCD::m_bQuickGrown, kFlush + kCloseSession, true},
     {"DVD-R", 0x11, nullptr, kFlush + kCloseTrack + kCloseSession},
+    {"DVD-RAM", 0x12, nullptr, kFlush},
     {"DVD-R, one go", 0x11, &CAspiCD::m_bDaoMode, Lines{"35 02", "00"}},
 };
 
@@ -63,15 +64,27 @@ TEST(DvdFinishTest, ClosesEachMediumInItsOwnWay) {
         running.drive.m_bStopAfterFinish = false;
         EXPECT_EQ(running.Finish(), c.steps) << "the unit is left running";
     }
-    // A DVD-RAM has nothing to close, so it is not done with either.
-    Finished ram({"DVD-RAM", 0x12, nullptr, {}});
-    EXPECT_EQ(ram.Finish(), kStop);
-    EXPECT_TRUE(ram.drive.m_bMediaWritten);
-    ram.drive.m_bStopAfterFinish = false;
-    EXPECT_EQ(ram.Finish(), Lines{});
-    ram.drive.m_bStopAfterFinish = true;
-    ram.drive.m_bMediaWritten = false;
-    EXPECT_EQ(ram.Finish(), Lines{});
+}
+
+// The stop is the last word of the drive on what it had taken.
+TEST(DvdFinishTest, AnErrorAtTheStopOfTheUnitCounts) {
+    const struct {
+        uint32_t profile;
+        int code;
+        bool isDone;
+        bool isLost;
+    } cases[] = {{0x12, 0x30C00, false, true},
+                 {0x12, 0x52400, false, false},
+                 {0x1A, 0x30C00, true, true},
+                 {0x1A, 0x52400, true, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.profile << " " << c.code);
+        Finished bench({"", c.profile, nullptr, {}});
+        bench.port.Queue(kStartStopUnit, Sense(c.code));
+        bench.Finish();
+        EXPECT_EQ(bench.drive.m_bMediaWritten, !c.isDone);
+        EXPECT_EQ(bench.drive.m_bCacheLost, c.isLost);
+    }
 }
 
 TEST(DvdFinishTest, StopsAtTheFirstStepThatFailsAndCanBeRunAgain) {

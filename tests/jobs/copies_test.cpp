@@ -112,7 +112,11 @@ TEST_F(Copies, GoOnAfterAWriteFaultOnADvd) {
     SetUp(bench, 2);
     bench.FailCommand(mmc::kWrite10, 5, FailWith(3, 0x0C, 0));
     EXPECT_EQ(bench.RunOne(JobKind::Image, path), JobEnd::Exit);
-    EXPECT_EQ(bench.ui.Texts(), (Texts{u"Stopped: write error", NextCopyText(1, 2)}));
+    EXPECT_EQ(bench.ui.Texts(),
+              (Texts{u"Stopped: write error",
+                     u"The drive cannot write to the disk without errors. Please clean it, or use "
+                     u"another disk.",
+                     NextCopyText(1, 2)}));
     EXPECT_TRUE(bench.WasEjected());
 }
 

@@ -171,7 +171,12 @@ TEST(DataJob, FailuresOnBothWays) {
          {u"Disk creation failed with following error:\n\nCannot open \""},
          true,
          1},
-        {"file", "dvd+r", noFile, {u"Cannot open \""}, true, 1},
+        {"file",
+         "dvd+r",
+         noFile,
+         {u"Disk creation failed with following error:\n\nCannot open \""},
+         true,
+         1},
         {"left out", "dvd+r", special, {u"/"}, true, 1},
     };
     for (const auto& test : cases) {
@@ -212,7 +217,7 @@ TEST(DataJob, AVolumeThatWasCutShortDoesNotReplaceTheOldOne) {
     files.unopenable = bench.host.queue.back();
     EXPECT_EQ(bench.RunData(), JobEnd::Exit);
     ASSERT_EQ(bench.ui.Texts().size(), 1U);
-    EXPECT_TRUE(bench.ui.Texts()[0].starts_with(u"Cannot open \""));
+    EXPECT_TRUE(bench.ui.Texts()[0].starts_with(u"Disk creation failed with"));
     EXPECT_TRUE(descriptors() == before);
 }
 

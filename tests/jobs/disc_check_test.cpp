@@ -189,6 +189,9 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
             const int asks = test.good == nullptr ? 1 : 3;
             int asked = 0;
             bench.ui.onBox = [&](const FakeUi::Box& box) {
+                if (box.text == kErasedText) {
+                    return true;
+                }
                 EXPECT_EQ(box.text, test.text);
                 EXPECT_EQ(box.buttons,
                           test.good == nullptr ? BoxButtons::YesNoGuarded : BoxButtons::OkCancel);
@@ -408,7 +411,7 @@ TEST(DiscCheck, ADiscThatSpinsUpIsWaitedForInEachJob) {
                 // A minute, and what the other questions of the job wait.
                 EXPECT_LE(bench.clock.TotalSleep(), isCancelled ? 3000 : 130'000);
                 if (seconds == 5 || isCancelled) {
-                    EXPECT_EQ(bench.ui.Texts(), Texts{});
+                    EXPECT_EQ(bench.ui.Texts(), hasWindow ? Texts{} : Texts{kErasedText});
                 } else {
                     ASSERT_EQ(bench.ui.Texts().size(), 1U);
                     EXPECT_TRUE(bench.ui.Texts()[0].starts_with(

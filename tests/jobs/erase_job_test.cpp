@@ -19,7 +19,7 @@ TEST(EraseJob, BlanksAndEjects) {
             bench.ejects = 0;
             const int64_t before = bench.clock.TotalSleep();
             EXPECT_EQ(bench.RunErase(), JobEnd::Exit);
-            EXPECT_EQ(bench.ui.Texts(), Texts{});
+            EXPECT_EQ(bench.ui.Texts(), Texts{kErasedText});
             EXPECT_FALSE(bench.ui.EraseSpeeds().empty());
             EXPECT_EQ(bench.ui.Starts(JobKind::Erase), 1);
             EXPECT_GE(bench.ui.Progress(JobKind::Erase), 90);
@@ -41,7 +41,7 @@ TEST(EraseJob, BlanksAndEjects) {
                 bench.ui.onBox = [](const FakeUi::Box&) { return true; };
                 bench.host.queue = {bench.AddFile("last", old)};
                 EXPECT_EQ(bench.RunData(), JobEnd::Exit);
-                EXPECT_EQ(bench.ui.Texts().size(), 1U);
+                EXPECT_EQ(bench.ui.Texts().size(), 2U) << "and the question";
                 EXPECT_TRUE(Holds(bench.Track(), old));
             }
         }
@@ -59,7 +59,7 @@ TEST(EraseJob, DvdPlusRwIsOverwritten) {
         bench.ui.erase.mode = mode;
         bench.ejects = 0;
         EXPECT_EQ(bench.RunErase(), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts(), Texts{}) << "the end of the disc is the end of a full erase";
+        EXPECT_EQ(bench.ui.Texts(), Texts{kErasedText}) << "the fill ends with the disc";
         EXPECT_TRUE(bench.WasEjected());
         if (mode == EraseMode::Full) {
             expected.assign(size_t{capacity} * 2048, 0);
@@ -71,18 +71,88 @@ TEST(EraseJob, DvdPlusRwIsOverwritten) {
     }
 }
 
-TEST(EraseJob, AWriteFaultIsHowAFullEraseOfADvdPlusRwEnds) {
-    for (const EraseMode mode : kModes) {
-        SCOPED_TRACE(static_cast<int>(mode));
-        JobBench bench("dvd+rw", 2048);
-        bench.ui.erase.mode = mode;
-        bench.FailCommand(mmc::kWrite10, 2, FailWith(3, 0x0C, 0));
+// A disc that is not empty is never called erased, whatever the drive made of the command.
+TEST(EraseJob, WhatIsStillOnTheDiscIsTold) {
+    const auto silent = [](PortError error, bool runs) {
+        InjectedAnswer answer;
+        answer.completion.error = error;
+        answer.runCommandFirst = runs;
+        return answer;
+    };
+    constexpr const char16_t* kNotEmpty = u"The disk is not empty.";
+    constexpr const char16_t* kUnknown = u"Larkspin could not find out whether the disk is empty.";
+    constexpr const char16_t* kLooksEmpty = u"The disk looks empty, but";
+    constexpr EraseMode kQuick = EraseMode::Quick;
+    constexpr EraseMode kFull = EraseMode::Full;
+    const InjectedAnswer refusal = FailWith(5, 0x30, 0);
+    const InjectedAnswer noDisc = FailWith(2, 0x3A, 0);
+    const InjectedAnswer badDisc = FailWith(3, 0x0C, 0);
+    const InjectedAnswer late = silent(PortError::TimedOut, false);
+    const InjectedAnswer lateButDone = silent(PortError::TimedOut, true);
+    const InjectedAnswer gone = silent(PortError::InvalidHandle, false);
+    const struct {
+        const char* kind;
+        EraseMode mode;
+        uint8_t opcode; // of the command that fails
+        int nth;
+        const InjectedAnswer& answer;
+        bool forGood;         // and every command after it
+        const char16_t* text; // its beginning
+        const char16_t* reason;
+        bool isStopped = false; // told before, in words of its own
+    } cases[] = {
+        {"cd-rw", kQuick, mmc::kBlank, 1, refusal, false, kNotEmpty, u"does not take this disk"},
+        {"cd-rw", kFull, mmc::kBlank, 1, badDisc, false, kNotEmpty, u"cannot write to the disk"},
+        {"dvd-rw", kFull, mmc::kBlank, 1, late, false, kNotEmpty, u"did not answer"},
+        {"dvd-rw", kQuick, mmc::kBlank, 1, lateButDone, false, kLooksEmpty, u"did not answer"},
+        {"cd-rw", kQuick, mmc::kBlank, 1, gone, true, kUnknown, u"did not answer"},
+        {"cd-rw", kQuick, mmc::kBlank, 1, noDisc, true, kUnknown, u"no disk in the drive"},
+        {"dvd+rw", kQuick, mmc::kWrite10, 2, badDisc, false, kNotEmpty, u"cannot write", true},
+        {"dvd+rw", kFull, mmc::kWrite10, 33, badDisc, false, kLooksEmpty, u"stopped at 50%"},
+        {"dvd+rw", kFull, mmc::kSynchronizeCache, 1, badDisc, false, kLooksEmpty, u"had taken"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(Format("%s, %s", test.kind, ToNative(test.reason).c_str()));
+        JobBench bench(test.kind, test.opcode == mmc::kBlank ? 0 : 1024);
+        bench.AddFile("old", Payload(100'000, 1));
+        ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
+        bench.ui.erase.mode = test.mode;
+        const int which = bench.commands[test.opcode] + test.nth;
+        bool failed = false;
+        bench.onCommand = [&](const PortRequest& request) {
+            const bool fails =
+                (request.cdb[0] == test.opcode && bench.commands[test.opcode] == which) ||
+                (failed && test.forGood);
+            failed = failed || fails;
+            bench.mayStayLocked = failed && test.forGood;
+            return fails ? std::optional(test.answer) : std::nullopt;
+        };
         EXPECT_EQ(bench.RunErase(), JobEnd::Exit);
-        EXPECT_EQ(bench.ui.Texts(),
-                  mode == EraseMode::Quick ? Texts{u"Stopped: write error."} : Texts{});
-        EXPECT_GT(bench.commands[mmc::kCloseTrackSession], 0) << "the format is stopped";
-        EXPECT_TRUE(bench.WasEjected());
+        EXPECT_TRUE(failed);
+        const Texts texts = bench.ui.Texts();
+        ASSERT_EQ(texts.size(), test.isStopped ? 2U : 1U);
+        EXPECT_TRUE(!test.isStopped || texts[0] == u"Stopped: write error.");
+        EXPECT_TRUE(texts.back().starts_with(test.text)) << ToNative(texts.back());
+        EXPECT_NE(texts.back().find(test.reason), std::u16string::npos) << ToNative(texts.back());
     }
+}
+
+// The erase inside a job: told, and the disc is looked at again, so that the user can say No.
+TEST(EraseJob, InAJobARefusalIsToldBeforeTheQuestionComesBack) {
+    JobBench bench("cd-rw");
+    bench.Finalize();
+    bench.host.queue = {bench.AddFile("a", Payload(5000, 1))};
+    bench.FailCommand(mmc::kBlank, 1, FailWith(5, 0x30, 0));
+    int questions = 0;
+    bench.ui.onBox = [&](const FakeUi::Box& box) {
+        return box.buttons == BoxButtons::Ok || ++questions == 1;
+    };
+    EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+    const Texts texts = bench.ui.Texts();
+    ASSERT_EQ(texts.size(), 3U);
+    EXPECT_TRUE(texts[1].starts_with(u"The disk is not empty.")) << ToNative(texts[1]);
+    EXPECT_EQ(texts[0], texts[2]);
+    EXPECT_EQ(bench.host.clears, 0) << "the queue is kept";
 }
 
 TEST(EraseJob, WithoutAPercentageTheBarCreeps) {

@@ -37,6 +37,7 @@ inline constexpr const char16_t* kNotBlankText =
 inline constexpr const char16_t* kDataTooLargeText =
     u"The size of selected files exceeds disk capacity by 0Mb.\n\n"
     u"Please edit your selection or insert another disk and invoke Larkspin again";
+inline constexpr const char16_t* kErasedText = u"The disk has been erased and is empty.";
 inline constexpr const char16_t* kImageGoneText =
     u"Internal error #562. Unable to open image file.";
 inline std::u16string NextCopyText(int written, int copies) {

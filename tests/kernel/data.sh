@@ -29,7 +29,7 @@ step_cd_rw_erased_and_written_again() {
     make_tree "$here/second" 2 400
     burn data "$here/first"
     load a
-    burn erase "${device##*/}"
+    erase "${device##*/}"
     load a
     burn data "$here/second"
     load a

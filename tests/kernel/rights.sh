@@ -45,7 +45,7 @@ step_two_drives() {
     load a
     same_tree iso9660 "$here/first"
     : >"$kept/a.log"
-    burn erase "$(sed -n 's,^the drive is /dev/,,p' "$kept/b.out")"
+    erase "$(sed -n 's,^the drive is /dev/,,p' "$kept/b.out")"
     nothing_written a
     grep -q '^a1 ' "$kept/b.log" || fail "the other drive's disc was not erased"
 }

@@ -1,0 +1,18 @@
+// What a drive's error code means to the user.
+#pragma once
+
+#include "drive/aspi_cd.h"
+
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+// Why the drive failed, and what can be done about it, in a sentence or two. `code` is not 0: an
+// error as CScsiCommand::Transport gives it, -1 for a command that got no answer.
+std::u16string ReasonOf(int code);
+
+// Adds the reason of a DVD recording that a WRITE has ended, if one has.
+void TellWriteError(const CAspiCD& drive, std::vector<std::u16string>* notices);
+
+} // namespace larkspin
