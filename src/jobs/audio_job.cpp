@@ -8,6 +8,7 @@
 #include "platform/text.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace larkspin {
@@ -24,6 +25,7 @@ constexpr const char16_t* kReaderBoxTitle = u"Brackwater";
 // The sources of one copy, one reader for each track, all open before the first block.
 struct Tracks {
     std::vector<std::unique_ptr<CReader>> readers;
+    std::vector<std::u16string> paths;
     std::vector<uint32_t> bytes;
     uint64_t totalBytes = 0;
 };
@@ -53,7 +55,8 @@ class AudioWriting {
     const std::vector<std::u16string>& m_queue;
     const double m_dSpeed;
     const CancelFunctor m_cancel;
-    int m_nLastPercent = 0; // the bar is touched only when the percentage changes
+    std::vector<std::u16string> m_notices; // what the user has to be told of this copy
+    int m_nLastPercent = 0;                // the bar is touched only when the percentage changes
 };
 
 // Prompts until the disc is a blank CD; false when the user gives up.
@@ -99,6 +102,7 @@ bool AudioWriting::OpenTracks(Tracks* tracks) {
             tracks->bytes.push_back(static_cast<uint32_t>(reader->m_nLength));
             tracks->totalBytes += tracks->bytes.back();
             tracks->readers.push_back(std::move(reader));
+            tracks->paths.push_back(file);
         }
     } catch (const CReaderException& failure) {
         m_env.ui.AskUser(ToWide(failure.what()), kReaderBoxTitle, BoxButtons::Ok, BoxIcon::Stop);
@@ -152,8 +156,9 @@ CopyEnd AudioWriting::WriteCopy() {
     m_drive.EjectDisk();
     m_hold.Release();
     if (!finished) {
-        m_env.ui.ShowMessage(kLeadOutFailed);
+        m_notices.push_back(kLeadOutFailed);
     }
+    ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
     return cancelled ? CopyEnd::Cancelled : CopyEnd::Written;
 }
 
@@ -164,6 +169,11 @@ bool AudioWriting::WriteTracks(Tracks& tracks) {
         Status(FormatWide("Writing track %zu...", i + 1));
         if (!WriteTrack(*tracks.readers[i], &address, tracks.totalBytes, &written)) {
             return false;
+        }
+        if (!m_cancel() && tracks.readers[i]->Loss().brokeOff) {
+            m_notices.push_back(FormatWide("Track %zu is not complete: ", i + 1) + tracks.paths[i] +
+                                u" is damaged or could not be read to its end. Silence stands for "
+                                u"what is missing.");
         }
     }
     return true;

@@ -23,7 +23,7 @@ constexpr Reason kReasons[] = {
     {kKeyHardwareError, kAny,
      u"The drive reports a failure of its own. Please switch it off and on, and try again."},
     {kKeyIllegalRequest, kAscOutOfRange,
-     u"The disk has no room where the data was to go. Please use another disk."},
+     u"The drive takes no data at this place of the disk. Please try again, or use another disk."},
     {kKeyIllegalRequest, kAscIncompatibleMedium,
      u"The drive does not take this disk for what was to be done. It may be worn out, or of a kind "
      u"that the drive does not know. Please use another disk or another drive."},

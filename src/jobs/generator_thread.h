@@ -52,7 +52,8 @@ class ImageGeneratorThread {
     uint32_t TotalSectors() const { return m_nTotalSectors; }
     // What went wrong, empty if nothing did so far. Complete once the pipe has run dry.
     std::u16string Error();
-    // What was left out of the volume. Complete once WaitReady has returned true.
+    // What was left out of the volume, complete once WaitReady has returned true; and what changed
+    // while it was read, complete once the last sector is through the pipe.
     std::vector<VolumeNotice> Notices();
 
     // Closes the pipe's read end, which makes the generator stop, and waits for it. The first

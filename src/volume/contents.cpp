@@ -39,6 +39,7 @@ void AssignFile(VolumeRun& run, IsoEntry& entry, uint32_t padSectors) {
     file.entry = &entry;
     file.extent = run.plan_sector;
     file.size = entry.size;
+    file.date = entry.record.date;
     file.pad_sectors = padSectors;
     run.plan_sector += SectorsOf(entry.size) + file.pad_sectors;
 }
@@ -102,13 +103,36 @@ uint32_t DvdPadSectors(const DvdFileSet& set, const IsoEntry& entry) {
 }
 
 // Fills `piece` from `file`, with zeros behind the end of the file. Reading stops once the first
-// `needed` bytes are there: what follows them in the last sector is of no account.
-bool ReadPiece(ISequentialFile& file, std::span<uint8_t> piece, size_t needed) {
+// `needed` bytes are there: what follows them in the last sector is of no account. Gives the bytes
+// read; nothing if reading fails.
+std::optional<size_t> ReadPiece(ISequentialFile& file, std::span<uint8_t> piece, size_t needed) {
     const std::optional<size_t> filled = ReadUpTo(file, piece, needed);
     if (filled) {
         std::fill(piece.begin() + static_cast<std::ptrdiff_t>(*filled), piece.end(), uint8_t{0});
     }
-    return filled.has_value();
+    return filled;
+}
+
+// How a file that has just been read differs from what the scan saw; nothing if it does not.
+std::optional<NoticeReason> ChangeOf(VolumeRun& run, const DeferredFile& item,
+                                     const std::u16string& path, bool endedEarly) {
+    FileStatus now;
+    if (!run.files.Status(path, &now)) {
+        return NoticeReason::Vanished;
+    }
+    if (now.type != FileStatus::Type::Regular) {
+        return NoticeReason::OtherKind;
+    }
+    if (endedEarly || now.size < item.size) {
+        return NoticeReason::Shrank;
+    }
+    if (now.size > item.size) {
+        return NoticeReason::Grew;
+    }
+    // A boot image is changed by the run itself.
+    const bool isChanged =
+        run.dates.Get(now.modifyTime) != item.date && !run.boot_patches.HasPatched(path);
+    return isChanged ? std::optional(NoticeReason::Changed) : std::nullopt;
 }
 
 void StreamFile(VolumeRun& run, const DeferredFile& item, SectorStream& stream) {
@@ -118,14 +142,22 @@ void StreamFile(VolumeRun& run, const DeferredFile& item, SectorStream& stream) 
         Fail("Cannot open \"%s\".", path);
     }
     uint64_t left = item.size;
+    bool endedEarly = false;
     while (left > 0) {
         const std::span<uint8_t> piece = stream.Space(SectorsOf(left));
         const auto needed = static_cast<uint32_t>(std::min<uint64_t>(left, piece.size()));
-        if (!ReadPiece(*file, piece, needed)) {
+        const std::optional<size_t> filled = ReadPiece(*file, piece, needed);
+        if (!filled) {
             Fail("Cannot read from \"%s\".", path);
         }
+        endedEarly = endedEarly || *filled < needed;
         stream.Commit(SectorsOf(piece.size()));
         left -= needed;
+    }
+    // The last sectors are still in the stream's buffer, so that nobody takes the volume for
+    // complete before this is told.
+    if (const std::optional<NoticeReason> change = ChangeOf(run, item, path, endedEarly)) {
+        run.Tell(*change, path);
     }
 }
 

@@ -1,6 +1,8 @@
 // The contents of files: their places on the volume, and the sending of them.
 #pragma once
 
+#include "volume/dates.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,6 +19,7 @@ struct DeferredFile {
     IsoEntry* entry = nullptr; // until DetachContents
     uint32_t extent = 0;       // first sector
     uint64_t size = 0;         // bytes, as the scan saw them
+    RecordDate date = {};      // of its last change, as the scan saw it
     uint32_t pad_sectors = 0;  // empty sectors behind the contents
     // The rest is filled by DetachContents.
     const std::u16string* source_folder = nullptr;
@@ -34,8 +37,9 @@ void AssignContents(VolumeRun& run);
 void DetachContents(VolumeRun& run);
 
 // Sends all contents. The size of the scan rules: a file that has become shorter is filled up
-// with zeros, one that has grown is cut at its recorded size rounded up to a sector. Fails if a
-// file can't be opened or read.
+// with zeros, one that has grown is cut at its recorded size rounded up to a sector. Each file is
+// looked at once more when it has been read, and told if its size, its date (to the second) or its
+// kind is not that of the scan. Fails if a file can't be opened or read.
 void StreamContents(VolumeRun& run, SectorStream& stream);
 
 } // namespace larkspin

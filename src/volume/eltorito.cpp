@@ -187,6 +187,11 @@ BootPatches::~BootPatches() {
     }
 }
 
+bool BootPatches::HasPatched(const std::u16string& path) const {
+    return std::ranges::any_of(m_applied,
+                               [&path](const Patch& patch) { return patch.path == path; });
+}
+
 bool BootPatches::Apply(const Patch& patch) {
     m_applied.push_back(patch); // first, as a write that fails may have done a part
     return m_files.PatchBytes(patch.path, kBootTableOffset, patch.table);

@@ -40,6 +40,7 @@ class BootPatches {
 
     // False if the file cannot be written.
     bool Apply(const Patch& patch);
+    bool HasPatched(const std::u16string& path) const;
     void Keep() { m_applied.clear(); }
 
   private:

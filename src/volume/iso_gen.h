@@ -39,7 +39,8 @@ class CCDWriterISOGen {
     // Called once, on the generator's thread, when the volume's length stands and before the
     // first sector goes out.
     using SizeReady = std::function<void(uint32_t totalSectors)>;
-    // Told of each name left out of the volume, on the generator's thread before SizeReady.
+    // Told on the generator's thread: before SizeReady of each name left out of the volume, and
+    // after it, before the last sector goes out, of each file that has changed meanwhile.
     using Notice = std::function<void(const VolumeNotice& notice)>;
 
     CCDWriterISOGen(IFileSystem& files, IClock& clock);

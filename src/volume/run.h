@@ -35,7 +35,7 @@ struct VolumeRun {
     IFileSystem& files;
     const GenOptions options;
 
-    // Tells the user of a name; called before the size of the volume is told.
+    // Tells the user of a name.
     void Tell(NoticeReason reason, std::u16string path, std::u16string shownAs = {}) const;
 
     // The moment of the volume (seconds since 1970, UTC), taken once. Descriptors, "Version block",

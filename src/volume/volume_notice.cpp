@@ -24,6 +24,16 @@ const char* FormOf(NoticeReason reason) {
         return "File %s would hide the folder of that name on the disc.";
     case NoticeReason::Renamed:
         return "File %s is on the disc as \"%s\", for another file has its name.";
+    case NoticeReason::Shrank:
+        return "File %s became shorter during the writing. Zeros stand for what is missing.";
+    case NoticeReason::Grew:
+        return "File %s became longer during the writing. What was added is not on the disc.";
+    case NoticeReason::Changed:
+        return "File %s changed during the writing. Old and new parts may be mixed on the disc.";
+    case NoticeReason::Vanished:
+        return "File %s was removed during the writing. It may not be whole on the disc.";
+    case NoticeReason::OtherKind:
+        return "%s is no longer a file. What is on the disc in its place is not what was there.";
     }
     return "%s";
 }

@@ -1,5 +1,5 @@
 // What a run of the generator has to tell of single names: what it leaves out of the volume and
-// why, and what stands there otherwise than it was asked for.
+// why, what stands there otherwise than it was asked for, and what changed while it was read.
 #pragma once
 
 #include <string>
@@ -18,6 +18,12 @@ enum class NoticeReason {
     HidesFolder, // a file of the name of a folder that is on the disc already
     // The file is there under another name:
     Renamed, // another file has its name
+    // The file is there, and was no longer as the volume tells of it once it had been read:
+    Shrank, // zeros stand for what was missing
+    Grew,   // what came is not on the volume
+    Changed,
+    Vanished,
+    OtherKind, // no file any more
 };
 
 struct VolumeNotice {

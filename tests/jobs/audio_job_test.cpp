@@ -94,6 +94,24 @@ TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
     EXPECT_FALSE(fs::exists(bench.disc + "/disc.bin"));
 }
 
+// Each copy tells it, and the other tracks stand where they should.
+TEST_F(AudioJobTest, NamesTheTrackWhoseSourceBreaks) {
+    Bytes torn = codecs::Encoded(".flac", sound);
+    torn.resize(torn.size() / 2);
+    const std::u16string broken = bench.AddFile("torn.flac", torn);
+    bench.host.queue = {bench.AddWav("a.wav", pcm), broken, bench.AddWav("b.wav", pcm)};
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_EQ(bench.ui.Texts(),
+              Texts{u"Track 2 is not complete: " + broken +
+                    u" is damaged or could not be read to its end. Silence stands for what is "
+                    u"missing."});
+    const Bytes tracks = bench.AudioTracks();
+    const size_t track = (pcm.size() + 2351) / 2352 * 2352;
+    ASSERT_EQ(tracks.size(), 3 * track);
+    EXPECT_TRUE(std::equal(pcm.begin(), pcm.end(), tracks.end() - std::ptrdiff_t(track)));
+    EXPECT_TRUE(bench.WasEjected() && bench.IsClosed());
+}
+
 // What a reader refuses is told in a box of its own title before a disc is touched.
 TEST_F(AudioJobTest, RefusesBeforeTheDiscWhatWouldBeNoise) {
     const struct {

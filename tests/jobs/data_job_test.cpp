@@ -146,6 +146,9 @@ TEST(DataJob, FailuresOnBothWays) {
     const auto noFile = [](JobBench& bench, FaultyFiles& files) {
         files.unopenable = bench.host.queue.back();
     };
+    const auto grows = [](JobBench& bench, FaultyFiles& files) {
+        files.onOpen = [&bench] { bench.AddFile("z", Payload(50'000, 2)); };
+    };
     const auto special = [](JobBench& bench, FaultyFiles&) {
         bench.host.queue.push_back(ToWide((bench.Source() / "pipe").string()));
         ASSERT_EQ(::mkfifo((bench.Source() / "pipe").c_str(), 0600), 0);
@@ -178,6 +181,8 @@ TEST(DataJob, FailuresOnBothWays) {
          true,
          1},
         {"left out", "dvd+r", special, {u"/"}, true, 1},
+        {"grown", "cd-r", grows, {u"File /"}, true, 1},
+        {"grown", "dvd+r", grows, {u"File /"}, true, 1},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(Format("%s, %s", test.name, test.kind));

@@ -158,7 +158,8 @@ const std::u16string kErase = u"The disk in the drive is not blank";
 // The last five are what the generator says of a session that it can't read or understand.
 // What may follow on a text that says that the recording has ended.
 const Texts kReasons = {u"The drive reports a failure of its own.", u"The drive did not answer.",
-                        u"The drive cannot write to the disk without errors."};
+                        u"The drive cannot write to the disk without errors.",
+                        u"The drive takes no data at this place of the disk."};
 const std::u16string kNotEmpty = u"The disk is not empty.";
 const std::u16string kMaybeEmpty = u"Larkspin could not find out whether the disk is empty.";
 

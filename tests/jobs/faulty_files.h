@@ -15,6 +15,7 @@ class FaultyFiles final : public IFileSystem {
     std::u16string unopenable;
     uint64_t size = 0; // that every file claims, if not 0
     std::function<void()> onStatus;
+    std::function<void()> onOpen;
     std::function<void(std::vector<std::u16string>* names)> onEnumerate;
 
     bool Status(const std::u16string& path, FileStatus* status) override {
@@ -36,6 +37,9 @@ class FaultyFiles final : public IFileSystem {
         return found;
     }
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
+        if (onOpen) {
+            onOpen();
+        }
         return path == unopenable ? nullptr : PosixFiles().OpenSequential(path);
     }
 };

@@ -36,6 +36,36 @@ TEST(Stream, TheSizeOfTheScanRules) {
     }
 }
 
+TEST(Stream, WhatIsNotAsItWasScannedIsTold) {
+    const struct {
+        std::function<void(SourceFiles& files)> change; // before the first sector goes out
+        Queue notices;
+    } cases[] = {
+        {[](SourceFiles&) {}, {}},
+        {[](SourceFiles& files) { ++files.At(u"/f").status.accessTime; }, {}},
+        {[](SourceFiles& files) { files.At(u"/f").m_bytes.pop_back(); },
+         {u"File /f became shorter during the writing. Zeros stand for what is missing."}},
+        {[](SourceFiles& files) { ++files.At(u"/f").status.size; },
+         {u"File /f became longer during the writing. What was added is not on the disc."}},
+        {[](SourceFiles& files) { ++files.At(u"/f").status.modifyTime; },
+         {u"File /f changed during the writing. Old and new parts may be mixed on the disc."}},
+        {[](SourceFiles& files) {
+             files.onStatus = [&files](const std::u16string& path) { files.nodes.erase(path); };
+         },
+         {u"File /f was removed during the writing. It may not be whole on the disc."}},
+        {[](SourceFiles& files) { files.At(u"/f").status.type = FileStatus::Type::Other; },
+         {u"/f is no longer a file. What is on the disc in its place is not what was there."}},
+    };
+    for (const auto& test : cases) {
+        SourceFiles files({{u"/f", Pattern(5000)}});
+        VolumeRequest request;
+        request.onSizeReady = [&] { test.change(files); };
+        const VolumeResult result = RunGenerator(files, {u"/f"}, request);
+        EXPECT_EQ(result.error, u"");
+        EXPECT_EQ(result.notices, test.notices);
+    }
+}
+
 TEST(Stream, AFileThatFailsCutsTheStreamShort) {
     for (const bool opens : {false, true}) {
         SourceFiles files({{u"/bad", "text"}});
