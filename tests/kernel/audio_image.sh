@@ -40,4 +40,7 @@ images() {
 }
 
 step_images_on_cd_r() { images cd-r; }
-step_images_on_dvd_plus_r() { images dvd+r; }
+step_images_on_dvd_plus_r() {
+    answer=alt+y allowed='small enough to fit' # a CD would do
+    images dvd+r
+}
