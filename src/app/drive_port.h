@@ -8,8 +8,8 @@
 //   LARKSPIN_VIRTUAL_DISC   kind of those blank discs, "cd-r" unless set (virtual_drive.h)
 //   LARKSPIN_VIRTUAL_SPEED  how fast the virtual drive is, as a multiple of the selected write
 //                           speed; without it, as fast as it can be
-// Without the first, the machine's drives are used, through an ASPI library if one is installed,
-// else through SG_IO.
+// Without the first, the machine's drives are used: through SG_IO, or through an ASPI library where
+// the kernel shows none.
 #pragma once
 
 #include "drive/port.h"
@@ -23,7 +23,7 @@ namespace larkspin {
 
 struct DrivePort {
     std::unique_ptr<IScsiPort> port;
-    std::vector<std::string> aspiLibraries; // to be tried before the port
+    std::vector<std::string> aspiLibraries; // tried where the port shows no drive
 };
 
 DrivePort OpenDrivePort(IClock& clock);

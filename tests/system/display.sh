@@ -3,6 +3,8 @@
 # other times. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send,
 # the library that shows a virtual disc as /dev/sr0.
 set -euo pipefail
+# shellcheck source=tests/system/lib.sh
+source "$(dirname "$0")/lib.sh"
 
 larkspin=$1
 send=$2
@@ -25,21 +27,6 @@ finish() {
     exit "$code"
 }
 trap finish EXIT
-
-fail() {
-    echo "display.sh: $*" >&2
-    exit 1
-}
-
-# within SECONDS COMMAND...: repeats the command until it succeeds.
-within() {
-    local deadline=$((SECONDS + $1))
-    shift
-    until "$@"; do
-        ((SECONDS < deadline)) || fail "$* did not happen in time"
-        sleep 0.1
-    done
-}
 
 # --- the two displays; each starts one of its own and leaves its process in $display ---
 open_xcb() {

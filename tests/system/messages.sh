@@ -2,6 +2,8 @@
 # The program from outside: started on demand, told what to do over the message bus, and a disc at
 # the end. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send.
 set -euo pipefail
+# shellcheck source=tests/system/lib.sh
+source "$(dirname "$0")/lib.sh"
 
 larkspin=$1
 send=$2
@@ -18,11 +20,6 @@ finish() {
     exit "$code"
 }
 trap finish EXIT
-
-fail() {
-    echo "messages.sh: $*" >&2
-    exit 1
-}
 
 # expect CODE COMMAND...: runs larkspin-send, which must end with this code.
 expect() {
@@ -48,16 +45,6 @@ expect_message() {
     shift
     got=$(message "$@")
     [[ $got == "$wanted" ]] || fail "message $* gave $got, not $wanted"
-}
-
-# within SECONDS COMMAND...: repeats the command until it succeeds.
-within() {
-    local deadline=$((SECONDS + $1))
-    shift
-    until "$@"; do
-        ((SECONDS < deadline)) || fail "$* did not happen in time"
-        sleep 0.1
-    done
 }
 
 not_running() {

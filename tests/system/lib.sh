@@ -1,0 +1,17 @@
+# shellcheck shell=bash
+# What the tests of the built programs share.
+
+fail() {
+    echo "${0##*/}: $*" >&2
+    exit 1
+}
+
+# within SECONDS COMMAND...: repeats the command until it succeeds.
+within() {
+    local deadline=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        ((SECONDS < deadline)) || fail "$* did not happen in time"
+        sleep 0.1
+    done
+}
