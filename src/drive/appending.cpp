@@ -1,5 +1,6 @@
 // Appending to a DVD: where the old volume lies and the new session begins, and the update of the
 // volume descriptors on media that are written in place.
+#include "drive/descriptor_set.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
@@ -8,14 +9,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 namespace larkspin {
 
 namespace {
-
-constexpr size_t kDescriptorIdentifier = 1; // "CD001" (ECMA-119 8.1.2)
-constexpr uint8_t kTerminator = 255;        // volume descriptor set terminator (ECMA-119 8.3)
 
 constexpr char kTrackUnreadable[] = "cannot read track information";
 constexpr char kNotFlushed[] = "internal error #1008";
@@ -25,10 +22,10 @@ bool IsWrittenInPlace(uint32_t profile) {
            profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
 }
 
-// Copies a volume descriptor over an older one, with the space size of both parts together.
-void ReplaceDescriptor(uint8_t* older, const uint8_t* newer, uint32_t spaceSize) {
-    std::memcpy(older, newer, kDvdBlockBytes);
-    StoreBoth32(older + kVolumeSpaceSize, spaceSize);
+void RewriteChunk(CAspiCD& drive, const uint8_t* chunk, uint32_t block) {
+    if (drive.WriteDvdChunk(chunk, block * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes))
+        throw CAspiCD::CgrowisofsException(
+            "unable to update volume descriptors, added data may be not accessible");
 }
 
 } // namespace
@@ -83,24 +80,21 @@ void CAspiCD::UpdateVolumeDescriptors() {
         return;
     uint8_t* const older = m_pWriteBuffer.get();
     const uint8_t* const newer = m_pWriteBuffer.get() + kDvdChunkBytes;
+    const auto sessionStart = static_cast<uint32_t>(m_nSessionStart);
     if (ReadOverwriteDescriptors(older) == 0)
         return;
     if (!IsPrimaryDescriptor(newer))
         throw CgrowisofsException("internal error #1023");
-    const auto size = static_cast<uint32_t>(VolumeEnd(*this, newer, m_nSessionStart));
-    ReplaceDescriptor(older, newer, size);
-    for (size_t i = 1; i < kDvdChunkBlocks; ++i) {
-        uint8_t* const old = older + i * kDvdBlockBytes;
-        const uint8_t* const fresh = newer + i * kDvdBlockBytes;
-        if (fresh[0] == kTerminator || fresh[0] != old[0] ||
-            std::memcmp(fresh + kDescriptorIdentifier, "CD001", 5) != 0)
-            break;
-        ReplaceDescriptor(old, fresh, size);
+    const bool hadUdf = MergeDescriptorSets(
+        {older, kDvdChunkBytes}, {newer, kDvdChunkBytes},
+        static_cast<uint32_t>(VolumeEnd(*this, newer, m_nSessionStart)), sessionStart);
+    RewriteChunk(*this, older, kFirstDescriptorBlock);
+    // Some readers go to the anchor without asking whether the disc has a volume of UDF.
+    if (hadUdf && sessionStart > kFirstAnchor && ReadBlocks(older, kDvdChunkBlocks, kFirstAnchor) &&
+        IsAnchor({older, kDvdBlockBytes})) {
+        std::fill_n(older, kDvdBlockBytes, uint8_t{0});
+        RewriteChunk(*this, older, kFirstAnchor);
     }
-    if (WriteDvdChunk(older, kFirstDescriptorBlock * kDvdBlockBytes) !=
-        static_cast<int>(kDvdChunkBytes))
-        throw CgrowisofsException(
-            "unable to update volume descriptors, added data may be not accessible");
 }
 
 int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {

@@ -253,8 +253,8 @@ class CAspiCD : public IBlockReader {
                                 int32_t* previousStart); // throws
     // A track that does not begin behind the last session counts as unreadable.
     int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
-    // Gives the descriptors at block 16 of a disc that is written in place the contents of the new
-    // ones. Does nothing on sequential media, or when nothing was appended.
+    // Lays the new descriptors over those at block 16 of a disc that is written in place, as
+    // descriptor_set.h tells. Does nothing on sequential media, or when nothing was appended.
     void UpdateVolumeDescriptors();                // throws
     int ReadOverwriteDescriptors(uint8_t* buffer); // throws
 

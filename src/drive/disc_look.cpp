@@ -22,7 +22,6 @@ constexpr uint64_t kPauseSliceMs = 200;
 // reset, or fell asleep, answers something else first.
 constexpr int kMostTries = 3;
 
-constexpr uint32_t kFirstAnchor = 256;  // ECMA-167 3/8.4.2.1, and from the end of the disc
 constexpr uint32_t kBlocksOfStart = 32; // system area, volume descriptors, UDF recognition
 
 enum FormatState : uint8_t { kFormatInterrupted = 1, kFormatRunning = 2 };
@@ -92,17 +91,6 @@ class Looker {
     CAspiCD& m_drive;
     const CAspiCD::GoOn& m_goOn;
 };
-
-// An anchor of ECMA-167: a descriptor tag of type 2 with its checksum (3/7.2, 3/10.2).
-bool IsAnchor(std::span<const uint8_t> block) {
-    constexpr uint16_t kAnchorTag = 2;
-    constexpr size_t kAtChecksum = 4;
-    constexpr size_t kTagBytes = 16;
-    uint8_t sum = 0;
-    for (size_t i = 0; i < kTagBytes; ++i)
-        sum = static_cast<uint8_t>(sum + (i == kAtChecksum ? 0 : block[i]));
-    return LoadLe16(block.data()) == kAnchorTag && block[kAtChecksum] == sum;
-}
 
 bool IsDiscEmpty(std::span<const uint8_t> discInformation) {
     return (discInformation[2] & 3) == 0;

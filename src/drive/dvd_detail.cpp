@@ -54,6 +54,16 @@ bool IsPrimaryDescriptor(const uint8_t* block) {
                        6) == 0;
 }
 
+bool IsAnchor(std::span<const uint8_t> block) {
+    constexpr uint16_t kAnchorTag = 2;
+    constexpr size_t kAtChecksum = 4;
+    constexpr size_t kTagBytes = 16;
+    uint8_t sum = 0;
+    for (size_t i = 0; i < kTagBytes; ++i)
+        sum = static_cast<uint8_t>(sum + (i == kAtChecksum ? 0 : block[i]));
+    return LoadLe16(block.data()) == kAnchorTag && block[kAtChecksum] == sum;
+}
+
 int64_t VolumeEnd(const CAspiCD& drive, const uint8_t* descriptor, int64_t start) {
     const int64_t size = LoadLe32(descriptor + kVolumeSpaceSize);
     return drive.m_bSpaceFromDiscStart ? size : start + size;

@@ -63,6 +63,12 @@ int SynchronizeCache(CScsiCommand& command, bool immediate, uint32_t timeoutSeco
 // True for a block that begins like a primary volume descriptor (ECMA-119 8.4).
 bool IsPrimaryDescriptor(const uint8_t* block);
 
+// Where an anchor of ECMA-167 may lie, from the start of the disc and from its end (3/8.4.2.1).
+constexpr uint32_t kFirstAnchor = 256;
+// True for a block that begins like one: a descriptor tag of type 2 with its checksum (3/7.2,
+// 3/10.2).
+bool IsAnchor(std::span<const uint8_t> block);
+
 // Volume Space Size, a both-endian number of blocks, in a volume descriptor (ECMA-119 8.4.8).
 constexpr size_t kVolumeSpaceSize = 80;
 

@@ -83,13 +83,26 @@ struct UpdateBench : DvdBench {
     std::string Update() {
         return FailureOf([this] { drive.UpdateVolumeDescriptors(); });
     }
-    // What is to lie at block 16 with so many of the new descriptors.
-    Bytes Merged(size_t replaced) const {
-        Bytes merged = older;
-        std::copy_n(newer.begin(), replaced * kBlock, merged.begin());
-        for (size_t i = 0; i < replaced; ++i)
-            StoreBoth32(&merged[i * kBlock + kVolumeSpaceSize], 1008 + 500);
-        return merged;
+    // What lies at block 16 after an update, a letter for each block: N a new descriptor, O the old
+    // one that was at `oldAt`, T a terminator, = the block that was there before.
+    std::string Updated(size_t oldAt = 1) {
+        EXPECT_EQ(Update(), "");
+        const Bytes written = port.Sent(kWrite10).back().dataOut;
+        std::string letters;
+        size_t next = 0;
+        for (size_t i = 0; i < 16; ++i) {
+            const Bytes block = BlocksOf(written, i, 1);
+            Bytes fresh = BlocksOf(newer, next, 1);
+            StoreBoth32(&fresh[kVolumeSpaceSize], 1008 + 500);
+            const bool isTerminator = block[0] == 255 && block[1] == 'C' && block[kBlock - 1] == 0;
+            letters += block == fresh                       ? 'N'
+                       : isTerminator                       ? 'T'
+                       : block == BlocksOf(older, i, 1)     ? '='
+                       : block == BlocksOf(older, oldAt, 1) ? 'O'
+                                                            : '?';
+            next += block == fresh;
+        }
+        return letters.erase(letters.find_last_not_of('=') + 1);
     }
 
     Bytes older, newer;
@@ -112,7 +125,7 @@ TEST(DescriptorUpdateTest, EachMediumIsReadBackAfterItsOwnFlush) {
         EXPECT_TRUE(bench.drive.m_bStopAfterFinish);
         EXPECT_TRUE(bench.drive.m_bMediaWritten) << "the finisher has work to do";
         if (!trace.empty()) {
-            EXPECT_EQ(bench.port.Sent().back().dataOut, bench.Merged(3));
+            EXPECT_EQ(bench.port.Sent().back().cdb[0], kWrite10);
         }
         // Without a session, or when the user cancelled before a descriptor was written.
         bench.port.Clear();
@@ -125,25 +138,47 @@ TEST(DescriptorUpdateTest, EachMediumIsReadBackAfterItsOwnFlush) {
     }
 }
 
-TEST(DescriptorUpdateTest, OnlyDescriptorsThatAgreeInPositionAndTypeAreReplaced) {
+// B, S and E stand for the recognition sequence of UDF, 0 for El Torito.
+TEST(DescriptorUpdateTest, AllDescriptorsLeadToTheNewTree) {
     const Bytes sixteen = {1, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2};
     struct {
-        const char* what;
         Bytes oldTypes, newTypes;
-        size_t replaced;
+        const char* blocks;
+        uint32_t catalog = 900;
+        size_t oldAt = 1;
     } const cases[] = {
-        {"the same", {1, 2, 255}, {1, 2, 255}, 2},
-        {"fewer new ones", {1, 0, 2, 255}, {1, 255}, 1},
-        {"more new ones", {1, 255}, {1, 2, 255}, 1},
-        {"another order", {1, 2, 0, 255}, {1, 0, 2, 255}, 1},
-        {"no terminator", {1, 2}, {1, 2}, 2},
-        {"all of them", sixteen, sixteen, 16},
-        {"the old first one does not matter", {7, 2}, {1, 2}, 2},
+        {{1, 2, 255}, {1, 2, 255}, "NNT"},
+        {{7, 2, 255}, {1, 2, 255}, "NNT"},
+        {{1, 0, 2, 255}, {1, 2, 255}, "N=NT"},
+        {{1, 2, 0, 255}, {1, 2, 255}, "NONT", 900, 2},
+        {{1, 0, 2, 255}, {1, 2, 255}, "NNTT", 1008}, // the catalog is written over
+        {{1, 0, 255}, {1, 2, 255}, "N=T"},           // Joliet has no room
+        {{1, 2, 2, 3, 255}, {1, 2, 255}, "NNTTT"},
+        {{1, 2, 255}, {1, 255}, "NTT"},
+        {{1, 255}, {1, 2, 255}, "NT"},
+        {{1, 255, 255}, {1, 2, 255}, "NNT"},
+        {{1, 255, 'B', 'S', 'E'}, {1, 2, 255}, "NNTTT"},
+        {{1, 2, 255, 9, 'B'}, {1, 2, 255}, "NNT"}, // what lies behind may be a file's
+        {{1}, {1, 2, 255}, "N"},
+        {sixteen, {1, 2, 255}, "NNTTTTTTTTTTTTTT"}, // goes on behind what is read
+        {sixteen, sixteen, "NNNNNNNNNNNNNNNT"},
     };
     for (const auto& c : cases) {
         UpdateBench bench(0x12, c.oldTypes, c.newTypes);
-        EXPECT_EQ(bench.Update(), "");
-        EXPECT_EQ(bench.port.Sent().back().dataOut, bench.Merged(c.replaced)) << c.what;
+        for (size_t i = 0; i < c.oldTypes.size(); ++i) {
+            uint8_t* const block = &bench.older[i * kBlock];
+            const std::map<uint8_t, const char*> marks = {
+                {'B', "BEA01"}, {'S', "NSR02"}, {'E', "TEA01"}, {9, "FILE9"}};
+            if (c.oldTypes[i] == 0) {
+                std::copy_n("EL TORITO SPECIFICATION", 23, block + 7);
+                StoreLe32(block + 0x47, c.catalog);
+            } else if (marks.contains(block[0])) {
+                std::copy_n(marks.at(block[0]), 5, block + 1);
+                block[0] = 0;
+            }
+        }
+        bench.port.Always(kRead10, bench.older);
+        EXPECT_EQ(bench.Updated(c.oldAt), c.blocks);
     }
     UpdateBench bench(0x12, {1, 2}, {2, 2});
     EXPECT_EQ(bench.Update(), "internal error #1023");

@@ -2,6 +2,9 @@
 // nothing of Larkspin then find on it, session by session.
 #include "faulty_files.h"
 #include "job_bench.h"
+#include "jobs/job_frame.h"
+#include "platform/byte_pipe.h"
+#include "volume/iso_gen.h"
 #include "volume/readers_kit.h"
 
 namespace larkspin {
@@ -152,6 +155,59 @@ TEST(CutSession, IsFollowedByOneThatTellsWhatIsMissing) {
             EXPECT_EQ(bench.RunData(), JobEnd::Exit);
             EXPECT_EQ(bench.ui.Boxes().size(), boxes + 1) << "nothing is missing any more";
         }
+    }
+}
+
+// Every reader picks another descriptor, and all are to show what was added.
+TEST_F(AppendJob, AllReadersFindTheNewFileOnADiscWrittenInPlace) {
+    const std::string boot = "-b boot.bin -no-emul-boot -c boot.cat ";
+    for (const std::string& options :
+         {"-R " + boot, "-R -J " + boot, std::string("-R -J"), std::string("-R"), std::string()}) {
+        SCOPED_TRACE(options);
+        expected.clear();
+        JobBench bench("dvd+rw");
+        Add(bench, "boot.bin", Payload(2048, 1));
+        Add(bench, "old/name of a file", Payload(90'000, 2));
+        const std::string image = bench.folder.Path() + "/old.iso";
+        if (options.empty()) { // a UDF bridge
+            CCDWriterISOGen generator(PosixFiles(), bench.clock);
+            generator.Options().udf = true;
+            BytePipe pipe(size_t{16} << 20);
+            generator.MakeVolume(
+                {(bench.Source() / "boot.bin").u16string(), (bench.Source() / "old").u16string()},
+                pipe, 0, 0, {});
+            pipe.CloseWrite();
+            Bytes bytes(size_t{16} << 20);
+            bytes.resize(static_cast<size_t>(ReadFully(pipe, bytes.data(), bytes.size())));
+            WriteFileBytes(image, bytes);
+        } else {
+            Run(bench, "xorriso -as mkisofs -quiet " + options + " -o old.iso source");
+        }
+        bench.ui.onBox = [](const FakeUi::Box&) { return true; };
+        ASSERT_EQ(bench.RunImage(ToWide(image)), JobEnd::Exit);
+        bench.Reload();
+        if (options.find("-c boot.cat") != std::string::npos) {
+            const Bytes catalog = ReadFileBytes(image);
+            const size_t at = LoadLe32(&catalog[17 * 2048 + 0x47]) * size_t{2048};
+            expected["boot.cat"].assign(&catalog[at], &catalog[at + 2048]);
+        }
+        Add(bench, "new file", Payload(70'000, 3));
+        bench.host.queue = {ToWide((bench.Source() / "new file").string())};
+        const Texts before = bench.ui.Texts();
+        ASSERT_EQ(bench.RunData(), JobEnd::Exit);
+        EXPECT_EQ(bench.ui.Texts(), before);
+        const std::string disc = bench.disc + "/track-01.iso";
+        Tree shown = Restore("7z x -x'!*BOOT*' " + disc);
+        std::erase_if(shown, [](const auto& file) { return file.first[0] == '['; });
+        EXPECT_EQ(Difference(shown, expected), "");
+        EXPECT_EQ(Difference(Restore("bsdtar -xf " + disc), expected), "");
+        const std::string open = "xorriso -osirrox on -indev stdio:" + disc;
+        EXPECT_EQ(Difference(Restore(open + " -extract / ."), expected), "");
+        EXPECT_EQ(Run(bench, open + " -report_el_torito plain").find("boot.bin") !=
+                      std::string::npos,
+                  options.find("-b ") != std::string::npos);
+        EXPECT_NE(Run(bench, "iso-info -f --no-header " + disc).find("new file"),
+                  std::string::npos);
     }
 }
 
