@@ -125,17 +125,20 @@ void Serve(const CVhciPort& port, int signals, VirtualDrive& drive, CDiscChanger
            std::FILE* log, const std::string& serial) {
     CCommandRunner runner(drive, log);
     CUsbipServer server(port.Socket(), runner, serial);
-    COwnDevice device(serial);
+    std::string device; // once the kernel has it
     std::string typed;
     std::array<pollfd, 4> watched = {pollfd{port.Socket(), POLLIN, 0},
                                      pollfd{runner.Descriptor(), POLLIN, 0},
                                      pollfd{signals, POLLIN, 0}, pollfd{STDIN_FILENO, POLLIN, 0}};
     while (true) {
-        const int ready = ::poll(watched.data(), watched.size(), device.IsKnown() ? -1 : 500);
+        const int ready = ::poll(watched.data(), watched.size(), device.empty() ? 500 : -1);
         if (ready < 0 && errno != EINTR)
             return;
-        if (!device.IsKnown() && device.Look())
-            Tell("the drive is " + device.Path());
+        if (device.empty()) {
+            device = OpticalDriveAt(port.BusId());
+            if (!device.empty())
+                Tell("the drive is " + device);
+        }
         if (ready <= 0)
             continue;
         if (watched[1].revents != 0)

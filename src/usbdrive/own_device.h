@@ -5,21 +5,9 @@
 
 namespace larkspin {
 
-class COwnDevice {
-  public:
-    // `serial`: the serial number that the drive tells on the bus.
-    explicit COwnDevice(std::string serial, std::string sysfs = "/sys");
-
-    // Looks among the optical drives for the one with that number. True if it is there.
-    bool Look();
-    bool IsKnown() const { return !m_path.empty(); }
-    // Such as "/dev/sr0".
-    const std::string& Path() const { return m_path; }
-
-  private:
-    const std::string m_serial;
-    const std::string m_sysfs;
-    std::string m_path;
-};
+// The optical drive ("/dev/sr0") of the USB device at `busId` ("1-1"); empty while there is none.
+// Only names in sysfs are looked at: the attributes of USB devices and hubs are behind locks that
+// the kernel holds while it waits for an answer of this drive.
+std::string OpticalDriveAt(const std::string& busId, const std::string& sysfs = "/sys");
 
 } // namespace larkspin

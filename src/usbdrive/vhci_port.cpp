@@ -14,7 +14,7 @@ namespace larkspin {
 
 namespace {
 
-constexpr int kPortIsFree = 4; // VDEV_ST_NULL
+enum PortState : int { kFree = 4, kInUse = 6 }; // VDEV_ST_NULL, VDEV_ST_USED
 constexpr unsigned kDeviceId = 1U << 16 | 2;
 constexpr int kHighSpeed = 3; // USB_SPEED_HIGH
 
@@ -40,20 +40,42 @@ std::string Explain(const std::string& folder, int error) {
     }
 }
 
-} // namespace
+struct PortRow {
+    int port = 0;
+    int state = 0;
+    std::string busId;
+};
 
-std::vector<int> FreeVhciPorts(const std::string& table) {
-    std::vector<int> ports;
+std::vector<PortRow> HighSpeedPorts(const std::string& table) {
+    std::vector<PortRow> rows;
     std::istringstream lines(table);
     for (std::string line; std::getline(lines, line);) {
         std::istringstream fields(line);
         std::string hub;
-        int port = 0;
-        int state = 0;
-        if (fields >> hub >> port >> state && hub == "hs" && state == kPortIsFree)
-            ports.push_back(port);
+        std::string unused;
+        PortRow row;
+        if (fields >> hub >> row.port >> row.state >> unused >> unused >> unused >> row.busId &&
+            hub == "hs")
+            rows.push_back(row);
     }
+    return rows;
+}
+
+} // namespace
+
+std::vector<int> FreeVhciPorts(const std::string& table) {
+    std::vector<int> ports;
+    for (const PortRow& row : HighSpeedPorts(table))
+        if (row.state == kFree)
+            ports.push_back(row.port);
     return ports;
+}
+
+std::string BusIdAtVhciPort(const std::string& table, int port) {
+    for (const PortRow& row : HighSpeedPorts(table))
+        if (row.port == port && row.state == kInUse)
+            return row.busId;
+    return {};
 }
 
 CVhciPort::CVhciPort(std::string sysfsFolder) : m_folder(std::move(sysfsFolder)) {}
@@ -86,6 +108,7 @@ std::string CVhciPort::Attach() {
         const std::string line = text.str();
         const ssize_t written = ::write(m_attachFile, line.data(), line.size());
         error = written < 0 ? errno : 0;
+        m_port = port;
         if (error != EBUSY)
             break;
     }
@@ -94,6 +117,10 @@ std::string CVhciPort::Attach() {
     if (error == EBUSY)
         return "All ports of the kernel's virtual USB host controller are taken.";
     return error == 0 ? std::string() : Explain(m_folder, error);
+}
+
+std::string CVhciPort::BusId() const {
+    return BusIdAtVhciPort(ReadFile(m_folder + "/status"), m_port);
 }
 
 } // namespace larkspin

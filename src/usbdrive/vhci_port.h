@@ -23,16 +23,21 @@ class CVhciPort {
     std::string Attach();
     // The device's end of the socket pair, -1 before Attach. It ends when the host lets go.
     int Socket() const { return m_socket; }
+    // How the kernel calls the device ("1-1"), empty until the host has given it an address.
+    std::string BusId() const;
 
   private:
     std::string m_folder;
     int m_attachFile = -1;
     int m_socket = -1;
+    int m_port = -1;
 };
 
 // The free high-speed ports, ascending, in the text of vhci-hcd's file "status":
 //   hub port sta spd dev      sockfd local_busid
 //   hs  0000 004 000 00000000 000000 0-0
 std::vector<int> FreeVhciPorts(const std::string& table);
+// The device at a port in the same text, empty if none is in use there.
+std::string BusIdAtVhciPort(const std::string& table, int port);
 
 } // namespace larkspin

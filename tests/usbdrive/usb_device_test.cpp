@@ -1,12 +1,16 @@
 // The USB side of larkspin-drive without a kernel: what a host gets for its transfers.
 #include "platform/text.h"
+#include "support/temp_folder.h"
+#include "usbdrive/own_device.h"
 #include "usbdrive/usb_device.h"
 #include "usbdrive/usbip_server.h"
 #include "usbdrive/vhci_port.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace larkspin {
@@ -225,14 +229,34 @@ TEST(UsbipServer, TakesMessagesInPiecesAndLetsGoOfNonsense) {
 }
 
 TEST(VhciPort, FindsFreePortsAndSaysWhatIsMissing) {
-    EXPECT_EQ(FreeVhciPorts("hub port sta spd dev      sockfd local_busid\n"
-                            "hs  0000 006 003 00010002 000003 1-1\n"
-                            "hs  0001 004 000 00000000 000000 0-0\n"
-                            "ss  0008 004 000 00000000 000000 0-0\n"
-                            "hs  0010 004 000 00000000 000000 0-0\n"),
-              (std::vector<int>{1, 10}));
+    const std::string table = "hub port sta spd dev      sockfd local_busid\n"
+                              "hs  0000 006 003 00010002 000003 1-1\n"
+                              "hs  0001 004 000 00000000 000000 0-0\n"
+                              "ss  0008 004 000 00000000 000000 0-0\n"
+                              "hs  0010 004 000 00000000 000000 0-0\n";
+    EXPECT_EQ(FreeVhciPorts(table), (std::vector<int>{1, 10}));
+    EXPECT_EQ(BusIdAtVhciPort(table, 0), "1-1");
+    EXPECT_EQ(BusIdAtVhciPort(table, 1), "");
     CVhciPort port("/nonexistent");
     EXPECT_NE(port.Prepare().find("modprobe vhci-hcd"), std::string::npos);
+}
+
+TEST(OwnDevice, IsFoundByNamesAloneWhateverTheKernelHolds) {
+    namespace fs = std::filesystem;
+    TempFolder sysfs;
+    const fs::path top = sysfs.Path();
+    for (const char* unit : {"usb1/1-1/1-1:1.0/sr0", "usb1/1-10/1-10:1.0/sr1"}) {
+        const fs::path node = top / "devices" / unit;
+        fs::create_directories(node);
+        fs::create_directories(top / "block" / node.filename());
+        fs::create_directory_symlink(node, top / "block" / node.filename() / "device");
+        // A hub's attributes wait while a device is being attached to it.
+        ::mkfifo((node.parent_path().parent_path() / "serial").c_str(), 0600);
+    }
+    ::mkfifo((top / "devices/usb1/serial").c_str(), 0600);
+    EXPECT_EQ(OpticalDriveAt("1-1", top), "/dev/sr0");
+    EXPECT_EQ(OpticalDriveAt("1-10", top), "/dev/sr1");
+    EXPECT_EQ(OpticalDriveAt("1-2", top) + OpticalDriveAt("", top), "");
 }
 
 } // namespace
