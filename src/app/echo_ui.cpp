@@ -14,6 +14,10 @@ void Tell(const std::string& line) {
 
 } // namespace
 
+void EchoMessage(const std::u16string& text) {
+    Tell("message: " + ToNative(text));
+}
+
 void EchoUi::SetStatus(JobKind kind, const std::u16string& text) {
     Tell(ToNative(text));
     m_ui.SetStatus(kind, text);
@@ -33,7 +37,7 @@ void EchoUi::StartEraseProgress() {
 
 bool EchoUi::AskUser(const std::u16string& text, const std::u16string& title, BoxButtons buttons,
                      BoxIcon icon) {
-    Tell("message: " + ToNative(text));
+    EchoMessage(text);
     return m_ui.AskUser(text, title, buttons, icon);
 }
 

@@ -11,6 +11,9 @@
 
 namespace larkspin {
 
+// Tells the terminal of a message box.
+void EchoMessage(const std::u16string& text);
+
 class EchoUi final : public CCDWriterUI {
   public:
     // `ui` is kept.

@@ -122,16 +122,23 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     return lost != kExitNormal ? lost : code;
 }
 
+// What ends the program before it has a window.
+void TellStop(Desk& desk, const std::u16string& text) {
+    if (WantsProgressOnTerminal()) {
+        EchoMessage(text);
+    }
+    desk.link.Ask(op::kShowStopBox, text, kBoxTitle);
+}
+
 int RunWithDrives(IClock& clock, Desk& desk) {
     const DrivePort source = OpenDrivePort(clock);
     DriveList drives;
     switch (drives.ScanDrives(*source.port, clock, source.aspiLibraries)) {
     case DriveList::ScanResult::NoTransport:
-        desk.link.Ask(op::kShowStopBox, u"Internal error #1400. Cannot load ASPI driver.",
-                      kBoxTitle);
+        TellStop(desk, u"Internal error #1400. Cannot load ASPI driver.");
         return kExitNormal;
     case DriveList::ScanResult::None:
-        desk.link.Ask(op::kShowStopBox, NoDriveText(drives), kBoxTitle);
+        TellStop(desk, NoDriveText(drives));
         return kExitNormal;
     case DriveList::ScanResult::Found:
         break;
