@@ -1,32 +1,41 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # Users and devices that a disc can't be made with.
 
-# turned_away USER: Larkspin says at its start that there is no drive to use, and goes; a picture of
-# what it says is kept. No drive was written to.
+# turned_away USER TEXT...: Larkspin says so at its start, and goes. No drive was written to.
 turned_away() {
+    local text
     user=$1
+    shift
     as "$user" "$build/bin/larkspin" >"$kept/larkspin.log" 2>&1 &
     program=$!
     wait_for 120 window_is_up || fail "nothing was said"
     sleep 1
-    import -window root "$kept/said.png"
     press Return
     wait_for 60 ended "$program" || fail "Larkspin stays"
+    said=$(<"$kept/larkspin.log")
+    for text in "$@"; do
+        expect_said "$text"
+    done
     [[ ! -e $kept/a.log ]] || nothing_written a
 }
 
 step_user_who_is_not_in_cdrom() {
     plug a cd-r
-    turned_away bob
+    turned_away bob 'No optical drive of your system' 'the group "cdrom" has it'
 }
 
 step_device_that_can_only_be_read() {
     plug a cd-r
+    make_tree "$here/first" 1 100
     chmod 644 "$device"
-    turned_away bob
+    answer=Escape
+    start_job data "$here/first"
+    end_job
+    expect_said "You have no permission to read and write $device."
+    nothing_written a
 }
 
-step_no_drive() { turned_away alice; }
+step_no_drive() { turned_away alice 'No optical drives found in your system.'; }
 
 step_two_drives() {
     local first
