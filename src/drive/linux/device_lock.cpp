@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kMaxMountPoints = 8; // one device can be mounted over and over
 constexpr int kAttempts = 12;
+constexpr int kUdevAttempts = 40;
 constexpr std::chrono::milliseconds kPause{250};
 constexpr std::chrono::milliseconds kUnmountLimit{20'000};
 
@@ -71,6 +72,11 @@ CDeviceLock::~CDeviceLock() {
 }
 
 LockResult CDeviceLock::Take() {
+    const LockResult result = Hold();
+    return result.Refused() ? result : KeepUdevAway();
+}
+
+LockResult CDeviceLock::Hold() {
     constexpr int kFlags = O_RDWR | O_EXCL | O_NONBLOCK | O_CLOEXEC; // also with no disc in it
     for (int attempt = 1;; ++attempt) {
         // Also after a pause: what had the device may have been about to mount it.
@@ -82,9 +88,25 @@ LockResult CDeviceLock::Take() {
         if (m_nDescriptor != -EBUSY)
             return RefusedBecause(DeviceRefusal(m_place.devicePath, -m_nDescriptor));
         if (attempt == kAttempts)
-            break;
+            return RefusedByUsers();
         m_calls.Sleep(kPause);
     }
+}
+
+LockResult CDeviceLock::KeepUdevAway() {
+    for (int attempt = 1;; ++attempt) {
+        const int error = -m_calls.LockFile(m_nDescriptor);
+        if (error == 0)
+            return {};
+        if (error != EWOULDBLOCK)
+            return RefusedBecause(DeviceRefusal(m_place.devicePath, error));
+        if (attempt == kUdevAttempts)
+            return RefusedByUsers();
+        m_calls.Sleep(kPause);
+    }
+}
+
+LockResult CDeviceLock::RefusedByUsers() {
     const std::string programs = ProgramsUsing(m_calls, m_place.devicePath, {});
     return RefusedBecause(m_place.devicePath + " is in use by " +
                           (programs.empty() ? "another program" : programs) + ".");

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <system_error>
@@ -29,6 +30,10 @@ class RealSystemCalls final : public ISystemCalls {
     int Ioctl(int descriptor, unsigned long request, void* argument) override {
         const int result = ::ioctl(descriptor, request, argument);
         return result >= 0 ? result : -errno;
+    }
+
+    int LockFile(int descriptor) override {
+        return ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 ? 0 : -errno;
     }
 
     std::string ReadText(const std::string& path) override {

@@ -16,6 +16,8 @@ class ISystemCalls {
     virtual void Close(int descriptor) = 0;
     // 0 or above, or -errno.
     virtual int Ioctl(int descriptor, unsigned long request, void* argument) = 0;
+    // flock, exclusive, without a wait: 0, or -errno.
+    virtual int LockFile(int descriptor) = 0;
     // The text of a small file, or of what a symbolic link points to; empty if that fails.
     virtual std::string ReadText(const std::string& path) = 0;
     virtual std::string ReadLink(const std::string& path) = 0;
