@@ -32,7 +32,7 @@ step_open_file_on_the_disc() {
     start_job data "$here/second"
     wait_for 120 grep -q '^message: ' "$log" || fail "nothing was said of the open file"
     nothing_written a
-    kill "$reader"
+    pkill -P "$reader" # the program below the user's session
     end_job
     expect_said tail
     load a

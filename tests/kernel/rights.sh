@@ -6,13 +6,14 @@ turned_away() {
     local text
     user=$1
     shift
-    as "$user" "$build/bin/larkspin" >"$kept/larkspin.log" 2>&1 &
+    log=$kept/larkspin.log
+    as "$user" "$build/bin/larkspin" >"$log" 2>&1 &
     program=$!
     wait_for 120 window_is_up || fail "nothing was said"
     sleep 1
     press Return
     wait_for 60 ended "$program" || fail "Larkspin stays"
-    said=$(<"$kept/larkspin.log")
+    said=$(<"$log")
     for text in "$@"; do
         expect_said "$text"
     done
