@@ -121,7 +121,7 @@ plug() {
     mkdir -p /run/plugged
     mkfifo "$here/$name-hands"
     # Open in both directions, so that the drive never sees the end of what is typed.
-    setsid "$build/bin/larkspin-drive" --disc "$kind" "${drive_options[@]}" --log "$kept/$name.log" "$@" \
+    setsid "$build/bin/larkspin-drive" --disc "$kind" --spin-up 0 "${drive_options[@]}" --log "$kept/$name.log" "$@" \
         <>"$here/$name-hands" >"$kept/$name.out" 2>&1 &
     echo $! >"/run/plugged/$name"
     wait_for 120 grep -q '^the drive is ' "$kept/$name.out" || fail "the drive $name did not show up"

@@ -2,6 +2,7 @@
 #include "app/qt_system_bus.h"
 #include "drive/linux/sg_port.h"
 #include "drive/transport.h"
+#include "virtualdrive/fault_script.h"
 #include "virtualdrive/virtual_drive.h"
 
 #include <cstdio>
@@ -51,10 +52,19 @@ DrivePort OpenDrivePort(IClock& clock) {
     const char* kindWish = std::getenv("LARKSPIN_VIRTUAL_DISC");
     const std::string kind = kindWish != nullptr && *kindWish != '\0' ? kindWish : "cd-r";
     auto drive = std::make_unique<VirtualDrive>(clock);
+    DriveTiming timing{.spinUpMs = kQuickSpinUpMs, .restMs = kUsualRestMs};
     if (const char* speed = std::getenv("LARKSPIN_VIRTUAL_SPEED"); speed != nullptr) {
-        VirtualDrive::Speed model;
-        model.speedFactor = std::strtod(speed, nullptr);
-        drive->SetSpeed(model);
+        timing.speedFactor = std::strtod(speed, nullptr);
+    }
+    if (const char* spinUp = std::getenv("LARKSPIN_VIRTUAL_SPIN_UP"); spinUp != nullptr) {
+        timing.spinUpMs = static_cast<uint32_t>(std::strtoul(spinUp, nullptr, 10));
+    }
+    drive->SetSpeed(timing);
+    if (const char* path = std::getenv("LARKSPIN_VIRTUAL_FAULTS"); path != nullptr) {
+        std::string problem;
+        if (!LoadFaults(*drive, path, &problem)) {
+            std::fprintf(stderr, "larkspin: %s: %s\n", path, problem.c_str());
+        }
     }
     std::deque<std::string> folders = SplitFolders(list);
     InsertNext(*drive, folders, kind);

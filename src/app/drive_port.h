@@ -8,6 +8,8 @@
 //   LARKSPIN_VIRTUAL_DISC   kind of those blank discs, "cd-r" unless set (virtual_drive.h)
 //   LARKSPIN_VIRTUAL_SPEED  how fast the virtual drive is, as a multiple of the selected write
 //                           speed; without it, as fast as it can be
+//   LARKSPIN_VIRTUAL_SPIN_UP  milliseconds that a disc takes to come up to speed (drive_timing.h)
+//   LARKSPIN_VIRTUAL_FAULTS  a file that tells which commands fail (fault_script.h)
 // Without the first, the machine's drives are used: through SG_IO, or through an ASPI library where
 // the kernel shows none.
 #pragma once

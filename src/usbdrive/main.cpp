@@ -5,8 +5,10 @@
 #include "usbdrive/own_device.h"
 #include "usbdrive/usbip_server.h"
 #include "usbdrive/vhci_port.h"
+#include "virtualdrive/fault_script.h"
 #include "virtualdrive/virtual_drive.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -36,6 +38,9 @@ the other, as the tray is opened and closed. Ctrl-C pulls the plug.
   --disc KIND      kind of blank disc: cd-r, cd-rw, dvd-r, dvd-rw, dvd-rw-ow, dvd-ram, dvd+r,
                    dvd+rw, dvd+r-dl, dvd-r-dl (default cd-r)
   --speed FACTOR   write as slowly as a real drive (1), or so many times faster (default: no delay)
+  --spin-up MS     how long a disc takes to come up to speed (default 1500)
+  --faults FILE    which commands fail: a rule a line, as "2a@3> timeout 2/04/08*2" for the third
+                   WRITE(10), which outlives its time-out, and the two commands behind it
   --log FILE       a line for each command: CDB, bytes, status, sense, milliseconds
   --help           this text
 
@@ -45,7 +50,8 @@ discs stay yours. Lines that you type: eject (the button), load (closes the tray
 
 struct Options {
     std::string kind = "cd-r";
-    double speed = 0.0;
+    DriveTiming timing{.spinUpMs = kQuickSpinUpMs, .restMs = kUsualRestMs};
+    std::string faultsPath;
     std::string logPath;
     std::deque<std::string> folders;
 };
@@ -58,8 +64,10 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
             std::fputs(kUsage, stdout);
             return EXIT_SUCCESS;
         }
+        static constexpr std::array<std::string_view, 5> kWithValue = {
+            "--disc", "--speed", "--spin-up", "--faults", "--log"};
         const bool takesValue =
-            argument == "--disc" || argument == "--speed" || argument == "--log";
+            std::find(kWithValue.begin(), kWithValue.end(), argument) != kWithValue.end();
         if ((argument.starts_with("-") && !takesValue) || (takesValue && i + 1 == argc)) {
             std::fprintf(stderr, "larkspin-drive: %s: %s\n", argv[i],
                          takesValue ? "a value is missing" : "no such option");
@@ -68,7 +76,11 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
         if (argument == "--disc")
             options->kind = argv[++i];
         else if (argument == "--speed")
-            options->speed = std::strtod(argv[++i], nullptr);
+            options->timing.speedFactor = std::strtod(argv[++i], nullptr);
+        else if (argument == "--spin-up")
+            options->timing.spinUpMs = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 10));
+        else if (argument == "--faults")
+            options->faultsPath = argv[++i];
         else if (argument == "--log")
             options->logPath = argv[++i];
         else
@@ -186,9 +198,13 @@ int main(int argc, char** argv) {
         }
     }
     VirtualDrive drive(SystemClock());
-    VirtualDrive::Speed speed;
-    speed.speedFactor = options.speed;
-    drive.SetSpeed(speed);
+    drive.SetSpeed(options.timing);
+    if (std::string problem;
+        !options.faultsPath.empty() && !LoadFaults(drive, options.faultsPath, &problem)) {
+        std::fprintf(stderr, "larkspin-drive: %s: %s\n", options.faultsPath.c_str(),
+                     problem.c_str());
+        return EXIT_FAILURE;
+    }
     CDiscChanger changer(drive, options.kind, Tell);
     if (!changer.Begin(std::move(options.folders)))
         return EXIT_FAILURE;

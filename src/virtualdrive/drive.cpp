@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace larkspin {
 
@@ -32,7 +33,7 @@ const CDrive::Row* CDrive::FindRow(uint8_t opcode) {
         Row{0x1A, UnitAttention, &CDrive::ModeSense6},
         Row{0x1B, UnitAttention | Idle, &CDrive::StartStopUnit},
         Row{0x1E, UnitAttention, &CDrive::PreventAllow},
-        Row{0x23, UnitAttention | Idle, &CDrive::ReadFormatCapacities},
+        Row{0x23, UnitAttention | Idle | Ready, &CDrive::ReadFormatCapacities},
         Row{0x25, Data, &CDrive::ReadCapacity},
         Row{0x28, Data, &CDrive::Read10},
         Row{0x2A, Data, &CDrive::Write10},
@@ -58,9 +59,9 @@ const CDrive::Row* CDrive::FindRow(uint8_t opcode) {
         Row{0xA7, Data, &CDrive::SetReadAhead},
         Row{0xA8, Data, &CDrive::Read12},
         Row{0xAA, Data, &CDrive::Write12},
-        Row{0xAC, UnitAttention | Medium, &CDrive::GetPerformance},
+        Row{0xAC, UnitAttention | Medium | Ready, &CDrive::GetPerformance},
         Row{0xAD, Data, &CDrive::ReadDiscStructure},
-        Row{0xB6, UnitAttention | Medium, &CDrive::SetStreaming},
+        Row{0xB6, UnitAttention | Medium | Ready, &CDrive::SetStreaming},
         Row{0xB9, Data, &CDrive::ReadCdMsf},
         Row{0xBB, UnitAttention, &CDrive::SetCdSpeed},
         Row{0xBD, UnitAttention, &CDrive::MechanismStatus},
@@ -95,19 +96,46 @@ CDrive::Outcome CDrive::Run(const CCommand& command) {
 }
 
 SenseCode CDrive::Check(const Row& row) {
-    if ((row.needs & UnitAttention) != 0 && m_hasReset) {
-        m_hasReset = false;
-        return sense::kPowerOnOrReset;
-    }
-    if ((row.needs & UnitAttention) != 0 && m_hasAttention) {
-        m_hasAttention = false;
-        return sense::kMediumMayHaveChanged;
-    }
+    if ((row.needs & UnitAttention) != 0)
+        if (const SenseCode attention = TakeAttention(); !attention.IsGood())
+            return attention;
     if ((row.needs & Medium) != 0 && m_medium == nullptr)
         return NoMedium();
+    if ((row.needs & Ready) != 0) {
+        Wake();
+        if (IsSpinningUp())
+            return sense::kBecomingReady;
+    }
     if ((row.needs & Idle) != 0 && IsBusy())
         return m_operation->code;
     return sense::kGood;
+}
+
+SenseCode CDrive::TakeAttention() {
+    if (std::exchange(m_hasReset, false))
+        return sense::kPowerOnOrReset;
+    // The event is the change from not ready to ready (SPC, "Unit attention conditions").
+    if (!IsSpinningUp() && std::exchange(m_hasAttention, false))
+        return sense::kMediumMayHaveChanged;
+    return sense::kGood;
+}
+
+uint64_t CDrive::SpinUpLeft() const {
+    const uint64_t now = m_clock.TickMs();
+    return m_medium != nullptr && now < m_readyTick ? m_readyTick - now : 0;
+}
+
+void CDrive::SpinUp() {
+    m_readyTick = m_clock.TickMs() + m_timing.spinUpMs;
+}
+
+void CDrive::Wake() {
+    const uint64_t now = m_clock.TickMs();
+    const bool rests = m_timing.restMs > 0 && !IsBusy() && m_speed.DrainMs() == 0 &&
+                       now >= std::max(m_usedTick, m_readyTick) + m_timing.restMs;
+    m_usedTick = now;
+    if (rests)
+        SpinUp();
 }
 
 SenseCode CDrive::NoMedium() const {
@@ -127,13 +155,14 @@ uint16_t CDrive::Progress() {
 }
 
 void CDrive::BeginLongOperation(const SenseCode& code, bool immediate) {
-    if (m_longOperationMs == 0)
+    if (m_timing.longOperationMs == 0)
         return;
     const uint64_t now = m_clock.TickMs();
-    const uint64_t end = now + m_waitMs + m_longOperationMs;
+    const uint64_t end = now + m_waitMs + m_timing.longOperationMs;
     m_operation = Operation{code, now, end};
+    m_usedTick = end;
     if (!immediate)
-        m_waitMs += m_longOperationMs;
+        m_waitMs += m_timing.longOperationMs;
 }
 
 bool CDrive::Insert(const std::string& folder) {
@@ -155,6 +184,7 @@ bool CDrive::Insert(const std::string& folder) {
     m_mediaEvent = MediaEvent::NewMedia;
     m_hasProfileEvent = true;
     SelectDefaultSpeeds();
+    SpinUp();
     return true;
 }
 
@@ -168,9 +198,9 @@ void CDrive::AdoptKind() {
 
 void CDrive::RunBackground() {
     const uint64_t now = m_clock.TickMs();
-    if (m_medium != nullptr && m_longOperationMs > 0 && !IsBusy())
+    if (m_medium != nullptr && m_timing.longOperationMs > 0 && !IsBusy())
         m_medium->RunBackground(static_cast<double>(now - m_backgroundTick) /
-                                (kBackgroundLength * m_longOperationMs));
+                                (kBackgroundLength * m_timing.longOperationMs));
     m_backgroundTick = now;
 }
 
@@ -193,6 +223,12 @@ bool CDrive::CloseTray() {
 void CDrive::Reset() {
     m_hasReset = true;
     m_isLocked = false;
+    m_pages = CModePages();
+    if (m_medium != nullptr) {
+        m_medium = FindMediumKind(m_kind)->make(*m_store);
+        SpinUp();
+    }
+    SelectDefaultSpeeds();
 }
 
 bool CDrive::PressEject() {
@@ -222,10 +258,10 @@ void CDrive::TakeOut(bool openTray) {
     SelectDefaultSpeeds();
 }
 
-void CDrive::Configure(uint32_t bufferKB, double speedFactor, uint32_t longOperationMs) {
-    m_bufferKB = bufferKB;
-    m_longOperationMs = longOperationMs;
-    m_speed.Configure(bufferKB, speedFactor);
+void CDrive::Configure(const DriveTiming& timing) {
+    m_timing = timing;
+    m_usedTick = m_clock.TickMs();
+    m_speed.Configure(timing.bufferKB, timing.speedFactor);
 }
 
 void CDrive::SelectDefaultSpeeds() {
@@ -241,7 +277,7 @@ SpeedReport CDrive::Speeds() const {
     report.maxReadKB = m_medium != nullptr ? m_medium->ReadSpeed() : kDefaultReadKB;
     report.currentReadKB = m_readKB;
     report.currentWriteKB = m_writeKB;
-    report.bufferKB = m_bufferKB;
+    report.bufferKB = m_timing.bufferKB;
     if (m_medium != nullptr)
         report.writeKB = m_medium->WriteSpeeds();
     return report;

@@ -8,6 +8,7 @@
 
 #include "platform/clock.h"
 #include "virtualdrive/command.h"
+#include "virtualdrive/drive_timing.h"
 #include "virtualdrive/medium.h"
 #include "virtualdrive/mode_pages.h"
 #include "virtualdrive/speed_model.h"
@@ -48,8 +49,7 @@ class CDrive {
     // Of the disc in the drive or just ejected.
     const std::string& Folder() const { return m_folder; }
 
-    // `longOperationMs`: how long blanking, formatting, closing and writing a lead-out take.
-    void Configure(uint32_t bufferKB, double speedFactor, uint32_t longOperationMs);
+    void Configure(const DriveTiming& timing);
 
   private:
     using Handler = SenseCode (CDrive::*)(const CCommand& command);
@@ -60,7 +60,8 @@ class CDrive {
         UnitAttention = 1, // reports a pending unit attention first
         Idle = 2,          // not while an operation is in progress
         Medium = 4,        // needs a disc
-        Data = UnitAttention | Idle | Medium,
+        Ready = 8,         // one that is up to speed, if there is one
+        Data = UnitAttention | Idle | Medium | Ready,
     };
     struct Row {
         uint8_t opcode;
@@ -79,7 +80,16 @@ class CDrive {
     enum class MediaEvent : uint8_t { None = 0, EjectRequest = 1, NewMedia = 2, Removal = 3 };
 
     SenseCode Check(const Row& row);
+    // Reports the events that are to be told by unit attention, one at a call and each once; then
+    // nothing (success).
+    SenseCode TakeAttention();
     bool IsBusy();
+    // The disc is not up to speed yet.
+    bool IsSpinningUp() const { return SpinUpLeft() > 0; }
+    uint64_t SpinUpLeft() const; // milliseconds
+    void SpinUp();
+    // Starts the disc if it stands still after a long rest.
+    void Wake();
     uint16_t Progress();
     // Lets a long operation run, in the background when the command is immediate.
     void BeginLongOperation(const SenseCode& code, bool immediate);
@@ -151,8 +161,7 @@ class CDrive {
     IClock& m_clock;
     CModePages m_pages;
     CSpeedModel m_speed;
-    uint32_t m_bufferKB = 2048;
-    uint32_t m_longOperationMs = 0;
+    DriveTiming m_timing;
     uint32_t m_readKB = 0;
     uint32_t m_writeKB = 0;
 
@@ -169,6 +178,8 @@ class CDrive {
     MediaEvent m_mediaEvent = MediaEvent::None;
     bool m_hasProfileEvent = false;
     std::optional<Operation> m_operation;
+    uint64_t m_readyTick = 0; // from then on the disc is up to speed
+    uint64_t m_usedTick = 0;  // when it was last needed
 
     // Of the command that runs.
     uint64_t m_waitMs = 0;

@@ -1,9 +1,11 @@
 // Sense data in fixed format (SPC, "Fixed format sense data").
 #pragma once
 
+#include "drive/port.h"
 #include "platform/byte_order.h"
 #include "virtualdrive/sense_code.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -26,6 +28,15 @@ inline std::array<uint8_t, kSenseBytes> SenseData(const SenseCode& code,
         StoreBe16(&bytes[16], *progress);
     }
     return bytes;
+}
+
+// A command that ended with this sense; nothing moved.
+inline PortCompletion SenseCompletion(const SenseCode& code, std::optional<uint16_t> progress) {
+    constexpr uint8_t kCheckCondition = 2;
+    PortCompletion completion;
+    completion.status = kCheckCondition;
+    std::ranges::copy(SenseData(code, progress), completion.sense.begin());
+    return completion;
 }
 
 } // namespace larkspin

@@ -47,14 +47,12 @@ SenseCode CDrive::TestUnitReady(const CCommand&) {
 SenseCode CDrive::RequestSense(const CCommand& command) {
     SenseCode code;
     std::optional<uint16_t> progress;
-    if (m_hasReset) {
-        code = sense::kPowerOnOrReset;
-        m_hasReset = false;
-    } else if (m_hasAttention) {
-        code = sense::kMediumMayHaveChanged;
-        m_hasAttention = false;
+    if (const SenseCode attention = TakeAttention(); !attention.IsGood()) {
+        code = attention;
     } else if (m_medium == nullptr) {
         code = NoMedium();
+    } else if (IsSpinningUp()) {
+        code = sense::kBecomingReady;
     } else if (IsBusy()) {
         code = m_operation->code;
         progress = Progress();
@@ -121,14 +119,18 @@ SenseCode CDrive::ReportLuns(const CCommand& command) {
 SenseCode CDrive::StartStopUnit(const CCommand& command) {
     const bool loadEject = command.Bit(4, 0x02);
     const bool start = command.Bit(4, 0x01);
-    if (!loadEject) {
-        // Starting and stopping the spindle.
-        return start && m_medium == nullptr ? NoMedium() : sense::kGood;
-    }
     if (start) {
-        CloseTray();
-        return m_medium != nullptr ? sense::kGood : NoMedium();
+        if (loadEject)
+            CloseTray();
+        Wake();
+        if (m_medium == nullptr)
+            return NoMedium();
+        if (!command.Bit(1, 0x01)) // not immediate
+            m_waitMs += SpinUpLeft();
+        return sense::kGood;
     }
+    if (!loadEject)
+        return sense::kGood; // the spindle stops
     if (m_isLocked)
         return sense::kRemovalPrevented;
     m_ejected = m_medium != nullptr;
@@ -155,14 +157,17 @@ SenseCode CDrive::GetEventStatus(const CCommand& command) {
         command.Answer(answer.Bytes(), command.Be16(7));
         return sense::kGood;
     }
+    // A disc is new to the host once it can be used.
+    const bool isTold = !IsSpinningUp();
     const auto isAsked = [asked](EventClass event) { return (asked & (1 << event)) != 0; };
     const uint64_t drainMs = m_speed.DrainMs();
     answer.Set16(0, 6);
-    if (isAsked(kOperationalChange) && m_hasProfileEvent) {
+    if (isAsked(kOperationalChange) && isTold && m_hasProfileEvent) {
         m_hasProfileEvent = false;
         answer[2] = kOperationalChange;
         answer.Append({2, 0, 0, 1}); // changed; status 0; feature change
-    } else if (isAsked(kMedia) && m_mediaEvent != MediaEvent::None) {
+    } else if (isAsked(kMedia) && m_mediaEvent != MediaEvent::None &&
+               (isTold || m_mediaEvent != MediaEvent::NewMedia)) {
         answer[2] = kMedia;
         const uint8_t presence = (m_medium != nullptr ? 2 : 0) | (m_isTrayOpen ? 1 : 0);
         answer.Append({static_cast<uint8_t>(m_mediaEvent), presence, 0, 0});

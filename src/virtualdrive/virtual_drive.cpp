@@ -13,8 +13,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint8_t kCheckCondition = 2;
-
 // Garbage that is the same in every run: no zeros, and no text that anybody looks for.
 void FillWithGarbage(std::span<uint8_t> bytes, uint64_t number) {
     uint64_t state = number * 0x9E3779B97F4A7C15 + 1;
@@ -27,13 +25,10 @@ void FillWithGarbage(std::span<uint8_t> bytes, uint64_t number) {
 }
 
 PortCompletion ToCompletion(const CDrive::Outcome& outcome) {
+    if (!outcome.code.IsGood())
+        return SenseCompletion(outcome.code, outcome.progress);
     PortCompletion completion;
     completion.moved = outcome.moved;
-    if (outcome.code.IsGood())
-        return completion;
-    completion.status = kCheckCondition;
-    const auto bytes = SenseData(outcome.code, outcome.progress);
-    std::copy(bytes.begin(), bytes.end(), completion.sense.begin());
     return completion;
 }
 
@@ -123,6 +118,10 @@ PortCompletion VirtualDrive::Impl::Answer(const PortRequest& request, uint64_t n
     if (isGood && answer.runCommandFirst && !answer.garbageData)
         moved = ran.moved;
     completion.moved = std::min(answer.moved.value_or(moved), request.length);
+    if (answer.resetsDrive) {
+        const std::lock_guard lock(m_mutex);
+        m_drive.Reset();
+    }
     if (sendsData)
         std::copy_n(data.begin(), answer.moved ? completion.moved : data.size(),
                     static_cast<uint8_t*>(request.data));
@@ -146,6 +145,8 @@ PortCompletion VirtualDrive::Impl::RunCommand(const PortRequest& request) {
     if (waitMs > 0)
         m_clock.Sleep(std::chrono::milliseconds(waitMs));
     if (outcome.waitMs > limitMs) {
+        const std::lock_guard lock(m_mutex);
+        m_drive.Reset();
         PortCompletion completion;
         completion.error = PortError::TimedOut;
         return completion;
@@ -233,7 +234,7 @@ void VirtualDrive::SetScript(Script script) {
 
 void VirtualDrive::SetSpeed(const Speed& speed) {
     const std::lock_guard lock(m_pImpl->m_mutex);
-    m_pImpl->m_drive.Configure(speed.bufferKB, speed.speedFactor, speed.longOperationMs);
+    m_pImpl->m_drive.Configure(speed);
 }
 
 bool VirtualDrive::IsDoorLocked() {

@@ -5,11 +5,12 @@
 // state beside them in a small text file, written so that a killed process leaves a disc that
 // opens. All calls may come from any thread; commands run one at a time, and a call that waits for
 // nothing else never waits for a command that takes its time. A command whose modelled duration
-// exceeds its time-out ends as timed out, while what it began goes on.
+// exceeds its time-out ends as timed out and the drive is reset, while what it began goes on.
 #pragma once
 
 #include "drive/port.h"
 #include "platform/clock.h"
+#include "virtualdrive/drive_timing.h"
 
 #include <cstdint>
 #include <functional>
@@ -24,6 +25,7 @@ struct InjectedAnswer {
     PortCompletion completion;
     bool runCommandFirst = false; // run it, then answer as told
     bool garbageData = false;     // fill the data that goes to the host with garbage
+    bool resetsDrive = false;     // as after a command that outlives its time-out
     // Bytes that go over, and no more than these reach the host. Empty: all that was asked for with
     // good status, none with another outcome. Takes the place of what `completion` says.
     std::optional<uint32_t> moved;
@@ -36,13 +38,7 @@ class VirtualDrive final : public IScsiPort {
     using Script =
         std::function<std::optional<InjectedAnswer>(const PortRequest& request, uint64_t number)>;
 
-    struct Speed {
-        uint32_t bufferKB = 2048;
-        double speedFactor = 0.0; // multiple of the selected write speed; 0: no delays at all
-        // How long blanking, formatting, closing and the writing of a lead-out take. With 0 they
-        // are done before the command is answered.
-        uint32_t longOperationMs = 0;
-    };
+    using Speed = DriveTiming;
 
     // The drive sits at `letterIndex` under the name `displayName`.
     explicit VirtualDrive(IClock& clock, int letterIndex = kFirstLetterIndex,
@@ -60,8 +56,8 @@ class VirtualDrive final : public IScsiPort {
     // True if the folder holds a disc that Insert would take.
     static bool HoldsDisc(const std::string& folder);
 
-    // Puts the disc of a folder into the drive (and takes the old one out): unit attention follows.
-    // False if the folder holds no disc.
+    // Puts the disc of a folder into the drive (and takes the old one out): once it is up to speed,
+    // unit attention follows. False if the folder holds no disc.
     bool Insert(const std::string& folder);
     void Remove();
     bool HasDisc();
@@ -70,7 +66,9 @@ class VirtualDrive final : public IScsiPort {
     bool LayOnTray(const std::string& folder);
     // As a person closes the tray. False if it is closed.
     bool CloseTray();
-    // As at power-on and at a reset of the bus: the door is unlocked, and the host is told.
+    // As at power-on and at a reset of the bus: the door is unlocked, mode pages and speeds are the
+    // default ones, a recording that must not pause is cut off, the disc comes up to speed anew,
+    // and the host is told. What takes long, as blanking, goes on.
     void Reset();
     // As a person presses the button: the disc comes out, or, with the door locked, the host gets
     // an event. False if the tray did not open.

@@ -207,8 +207,9 @@ class Host {
         return features;
     }
     // READ FORMAT CAPACITIES: "blocks/type" of the current capacity and of each format.
+    int FormatCapacitiesCode() { return In({0x23, 0, 0, 0, 0, 0, 0, 0, 252, 0}); }
     std::string FormatCapacities() {
-        EXPECT_EQ(In({0x23, 0, 0, 0, 0, 0, 0, 0, 252, 0}), kGood);
+        EXPECT_EQ(FormatCapacitiesCode(), kGood);
         std::string text;
         for (size_t at = 4; at < size_t{4} + data[3]; at += 8) {
             const int type = at == 4 ? data[at + 4] : data[at + 4] >> 2;

@@ -1,9 +1,10 @@
 // The modelled drive: scripts, speed, operations that take their time, and two threads at it.
 #include "host.h"
 
-#include "support/port_answers.h"
+#include "virtualdrive/fault_script.h"
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 namespace larkspin {
@@ -26,29 +27,31 @@ class TimingTest : public DriveTest {
 TEST_F(TimingTest, ScriptDecidesWhatBecomesOfACommand) {
     Load("cd-r");
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
-    const uint64_t first = drive.CommandCount();
-    InjectedAnswer failure;
-    failure.completion = CheckCondition(3, 0x0C, 0x00);
-    InjectedAnswer afterRun = failure;
-    afterRun.runCommandFirst = true;
-    InjectedAnswer garbage;
-    garbage.garbageData = true;
-    InjectedAnswer timeout;
-    timeout.completion.error = PortError::TimedOut;
-    const std::vector<InjectedAnswer> answers = {failure, afterRun, garbage, timeout};
-    drive.SetScript(
-        [&](const PortRequest& request, uint64_t number) -> std::optional<InjectedAnswer> {
-            EXPECT_TRUE(number != first || request.cdb[0] == 0x2A);
-            return number - first < answers.size() ? std::optional(answers[number - first])
-                                                   : std::nullopt;
-        });
+    std::vector<FaultRule> rules;
+    std::string problem;
+    ASSERT_TRUE(ParseFaults("2A@1: 3/0c/00 pass +3/0C/0 # the second one runs, as the third does\n"
+                            "\n 51@2> garbage 2/4/8*2\n*@9> gone*",
+                            &rules, &problem))
+        << problem;
+    drive.SetScript(MakeScript(rules));
     EXPECT_EQ(host.Write(0, Blocks(1, 1)), kWriteError);
-    EXPECT_EQ(host.Write(0, Blocks(1, 1)), kWriteError); // but it was written
+    ExpectGood({host.Write(0, Blocks(1, 1)), host.ReadDiscInformation()});
+    EXPECT_EQ(host.Write(1, Blocks(1, 1)), kWriteError) << "but it was written";
     EXPECT_EQ(host.ReadDiscInformation(), kGood);
     EXPECT_NE(LoadBe16(&host.data[0]), 32);
-    EXPECT_EQ(host.TestUnitReady(), kGood);
-    EXPECT_EQ(host.completion.error, PortError::TimedOut);
-    EXPECT_EQ(host.NextWritable(), 1);
+    EXPECT_EQ(host.TestUnitReady(), 0x20408);
+    EXPECT_EQ(host.Profile(), 9) << "is told in any state";
+    EXPECT_EQ(host.Write(2, Blocks(1, 1)), 0x20408);
+    for (int i = 0; i < 3; ++i) {
+        host.TestUnitReady();
+        EXPECT_EQ(host.completion.error, PortError::InvalidHandle);
+    }
+    for (const char* line :
+         {"2a@1", "2a@1: ", "2a: 3/0c/00", "2a@0: gone", "1ff@1: gone", "2a@1: 3/0c", "2a@1: 0/0/0",
+          "2a@1: 13/0c/00", "2a@1: timeout*x", "2a@1: gone* gone", "2a@1; gone", "*: gone"}) {
+        EXPECT_FALSE(ParseFaults("28@1: gone\n" + std::string(line), &rules, &problem)) << line;
+        EXPECT_TRUE(problem.starts_with("line 2: ")) << problem;
+    }
 }
 
 TEST_F(TimingTest, FullBufferRefusesAndLosesNothing) {
@@ -99,17 +102,67 @@ TEST_F(TimingTest, BlankingReportsItsProgress) {
     }
 }
 
-TEST_F(TimingTest, CommandLongerThanItsTimeOutIsCutOffByTheHost) {
+TEST_F(TimingTest, DiscComesUpToSpeed) {
+    constexpr int kReset = 0x62900;
+    constexpr int kBecomingReady = 0x20401;
     Load("cd-rw");
-    drive.SetSpeed({.longOperationMs = 20'000});
-    EXPECT_EQ(Blank(60), PortError::None);
-    EXPECT_EQ(clock.TotalSleep(), 20'000);
-    EXPECT_EQ(host.TestUnitReady(), kGood);
-    EXPECT_EQ(Blank(5), PortError::TimedOut);
-    EXPECT_EQ(clock.TotalSleep(), 25'000);
-    EXPECT_EQ(host.TestUnitReady(), kOperationInProgress) << "the drive goes on";
-    clock.Advance(15'000);
-    EXPECT_EQ(host.TestUnitReady(), kGood);
+    drive.SetSpeed({.longOperationMs = 20'000, .spinUpMs = 4000, .restMs = 60'000});
+    const struct {
+        const char* name;
+        std::function<void()> event;
+        int first; // answer, before the unit is becoming ready
+        int then;  // and after that
+    } cases[] = {
+        {"insert", [&] { ASSERT_TRUE(drive.Insert(Disc())); }, kBecomingReady, kNewMedium},
+        {"reset", [&] { drive.Reset(); }, kReset, kGood},
+        {"a time-out by script",
+         [&] {
+             drive.SetScript(MakeScript({{.answers = {TimeOutAnswer()}}}));
+             host.TestUnitReady();
+             EXPECT_EQ(host.completion.error, PortError::TimedOut);
+         },
+         kReset, kGood},
+        {"no time-out", [&] { EXPECT_EQ(Blank(60), PortError::None); }, kGood, kGood},
+        {"a time-out", [&] { EXPECT_EQ(Blank(15), PortError::TimedOut); }, kReset,
+         kOperationInProgress},
+        {"a rest", [&] { clock.Advance(65'000); }, kBecomingReady, kGood},
+    };
+    for (const auto& [name, event, first, then] : cases) {
+        SCOPED_TRACE(name);
+        clock.Advance(50'000); // no rest yet
+        ASSERT_EQ(host.TestUnitReady(), kGood);
+        host.LockDoor(true);
+        ExpectGood({host.SelectSessionAtOnce(), host.PollEvents(0x12), host.PollEvents(0x12)});
+        event();
+        EXPECT_EQ(host.TestUnitReady(), first);
+        if (first == kReset) {
+            EXPECT_FALSE(drive.IsDoorLocked());
+        }
+        if (first != kGood) {
+            for (const int code : {host.Read(0, 1), host.FormatCapacitiesCode(), host.Read(0, 1)})
+                EXPECT_EQ(code, kBecomingReady);
+            EXPECT_EQ(host.In({0x03, 0, 0, 0, 18, 0}, 18), kGood);
+            EXPECT_EQ(host.data[2] << 16 | host.data[12] << 8 | host.data[13], kBecomingReady);
+            EXPECT_EQ(host.WriteParametersPage()[2] & 15, first == kReset ? 1 : 2) << "write type";
+            EXPECT_EQ(host.PollEvents(0x10), kGood);
+            EXPECT_EQ(host.data[4], 0) << "no new medium yet";
+            clock.Advance(3999);
+            EXPECT_EQ(host.TestUnitReady(), kBecomingReady);
+            clock.Advance(1);
+        }
+        EXPECT_EQ(host.TestUnitReady(), then);
+        EXPECT_EQ(host.PollEvents(0x10), kGood);
+        EXPECT_EQ(host.data[4], then == kNewMedium ? 2 : 0);
+    }
+    // Nobody has to wait for the disc to have it back, and who wants to can.
+    for (const bool loads : {true, false}) {
+        ExpectGood({host.LockDoor(false), host.Eject()});
+        ASSERT_TRUE(drive.LayOnTray(Disc()) && drive.CloseTray());
+        const uint64_t begin = clock.TickMs();
+        EXPECT_EQ(loads ? host.None({0x1B, 0, 0, 0, 3, 0}) : host.Eject(), kGood);
+        EXPECT_EQ(clock.TickMs() - begin, loads ? 4000U : 0U);
+        EXPECT_EQ(host.TestUnitReady(), loads ? kNewMedium : 0x23A02);
+    }
 }
 
 TEST_F(TimingTest, SelectedSpeedIsReported) {
