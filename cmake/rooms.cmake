@@ -2,7 +2,8 @@
 
 add_library(larkspin_settings INTERFACE)
 target_compile_options(larkspin_settings INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    $<$<BOOL:${LARKSPIN_WERROR}>:-Werror>)
 # Functors are copied between threads; Loki's small-object allocator is not made for that.
 target_compile_definitions(larkspin_settings INTERFACE
     LOKI_FUNCTOR_IS_NOT_A_SMALLOBJECT _FILE_OFFSET_BITS=64)
@@ -13,6 +14,13 @@ if(LARKSPIN_SANITIZE)
         -fsanitize=${LARKSPIN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(larkspin_settings INTERFACE -fsanitize=${LARKSPIN_SANITIZE})
 endif()
+
+# larkspin_program(<name> <source>...): an installed program that can tell its version.
+function(larkspin_program name)
+    add_executable(${name} ${ARGN})
+    target_compile_definitions(${name} PRIVATE LARKSPIN_VERSION="${PROJECT_VERSION}")
+    install(TARGETS ${name})
+endfunction()
 
 # larkspin_room(<name> [DEPENDS <room>...]): a static library of every source file in the
 # current folder and below it, less the folders named after EXCEPT.

@@ -35,6 +35,8 @@ constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
   query          tell what Larkspin is doing
   take-over      take the queue over: it is cleared, and Larkspin stays quiet about it
   quit           end Larkspin; a job that runs is finished first
+  --help         this text
+  --version      the version of the program
 
 Larkspin is started if it does not run; query and quit never start it. What is written, where and
 how fast is asked by Larkspin itself.
@@ -225,6 +227,10 @@ int Run(const std::vector<std::string>& words) {
     }
     if (words[0] == "--help" || words[0] == "-h") {
         std::fputs(kHelp, stdout);
+        return kDone;
+    }
+    if (words[0] == "--version") {
+        std::puts("larkspin-send " LARKSPIN_VERSION);
         return kDone;
     }
     for (const Command& command : kCommands) {

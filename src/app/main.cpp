@@ -1,4 +1,5 @@
-// The process entry. It reads no argument; what it is to do comes by message.
+// The process entry. Arguments are only those that ask for help or the version, and the toolkit's
+// own; what the program is to do comes by message.
 //
 // There are two processes. The one that was started is the engine: drives, queue, jobs and the
 // messages from outside. It holds no connection to a display, so that a disc which is being written
@@ -34,6 +35,7 @@
 #include <cstring>
 #include <functional>
 #include <optional>
+#include <string_view>
 #include <system_error>
 
 namespace larkspin {
@@ -189,10 +191,48 @@ int RunProcess(int& argc, char** argv) {
     }
 }
 
+constexpr const char* kHelp = R"(Usage: larkspin [--help | --version]
+
+Writes optical discs. The program shows itself as an icon in the desktop's tray; files reach it from
+the file manager's menu ("Add to disc queue") or by larkspin-send, which also starts it.
+
+  --help       this text
+  --version    the version of the program
+
+Environment:
+  LARKSPIN_VIRTUAL_DRIVE   folders joined by ":", used as discs of a virtual drive in the place of
+                           this machine's drives
+  LARKSPIN_VIRTUAL_DISC    what an empty folder becomes, such as cd-rw or dvd+r (cd-r)
+  LARKSPIN_PROGRESS        1: tells a job's progress on standard output
+
+Exit codes:
+  0    a normal end, or there is no drive
+  253  there is no display, or it went away
+  254  Larkspin runs already
+  255  the lock that keeps a second instance away cannot be made
+)";
+
+// True if that was all that was asked for.
+bool AnsweredAtOnce(int argc, char** argv) {
+    const std::string_view first = argc > 1 ? argv[1] : "";
+    if (first == "--help" || first == "-h") {
+        std::fputs(kHelp, stdout);
+        return true;
+    }
+    if (first == "--version") {
+        std::puts("larkspin " LARKSPIN_VERSION);
+        return true;
+    }
+    return false;
+}
+
 } // namespace
 
 } // namespace larkspin
 
 int main(int argc, char** argv) {
+    if (larkspin::AnsweredAtOnce(argc, argv)) {
+        return 0;
+    }
     return larkspin::RunProcess(argc, argv);
 }

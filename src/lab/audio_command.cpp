@@ -19,7 +19,7 @@ std::u16string FullName(const char* argument) {
 int RunAudio(Arguments arguments) {
     if (arguments.size() != 1) {
         std::fputs("audio takes one file.\n", stderr);
-        return 1;
+        return 2;
     }
     try {
         const std::unique_ptr<CReader> chain = CreateAudioReader(FullName(arguments[0]));
@@ -52,7 +52,7 @@ int RunAudio(Arguments arguments) {
 int RunLength(Arguments arguments) {
     if (arguments.empty()) {
         std::fputs("length takes one file or more.\n", stderr);
-        return 1;
+        return 2;
     }
     for (const char* name : arguments) {
         std::printf("%u\t%s\n", GetAudioFileLength(FullName(name)), name);

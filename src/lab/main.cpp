@@ -21,20 +21,34 @@ constexpr Command kCommands[] = {
      larkspin::lab::RunVolume},
 };
 
+void PrintUsage(std::FILE* file) {
+    std::fputs("Usage:\n", file);
+    for (const Command& command : kCommands) {
+        std::fprintf(file, "  larkspin-lab %s\n", command.usage);
+    }
+    std::fputs("  larkspin-lab --help | --version\n", file);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     const Arguments arguments(argv, static_cast<size_t>(argc));
     if (arguments.size() >= 2) {
+        const std::string_view first = arguments[1];
+        if (first == "--help" || first == "-h" || first == "help") {
+            PrintUsage(stdout);
+            return 0;
+        }
+        if (first == "--version") {
+            std::puts("larkspin-lab " LARKSPIN_VERSION);
+            return 0;
+        }
         for (const Command& command : kCommands) {
             if (command.name == arguments[1]) {
                 return command.run(arguments.subspan(2));
             }
         }
     }
-    std::fputs("Usage:\n", stderr);
-    for (const Command& command : kCommands) {
-        std::fprintf(stderr, "  larkspin-lab %s\n", command.usage);
-    }
+    PrintUsage(stderr);
     return 2;
 }

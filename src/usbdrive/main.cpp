@@ -43,6 +43,7 @@ the other, as the tray is opened and closed. Ctrl-C pulls the plug.
                    WRITE(10), which outlives its time-out, and the two commands behind it
   --log FILE       a line for each command: CDB, bytes, status, sense, milliseconds
   --help           this text
+  --version        the version of the program
 
 It takes the rights of root and the kernel's module vhci-hcd (modprobe vhci-hcd); under sudo the
 discs stay yours. Lines that you type: eject (the button), load (closes the tray), load FOLDER.
@@ -62,6 +63,10 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
         const std::string_view argument = argv[i];
         if (argument == "--help" || argument == "-h") {
             std::fputs(kUsage, stdout);
+            return EXIT_SUCCESS;
+        }
+        if (argument == "--version") {
+            std::puts("larkspin-drive " LARKSPIN_VERSION);
             return EXIT_SUCCESS;
         }
         static constexpr std::array<std::string_view, 5> kWithValue = {

@@ -1,0 +1,21 @@
+# bash completion for larkspin-send
+_larkspin_send()
+{
+    local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
+    COMPREPLY=()
+    if ((COMP_CWORD == 1)); then
+        mapfile -t COMPREPLY < <(compgen -W "add write-data write-audio burn erase query take-over
+            quit --help --version" -- "$cur")
+        return
+    fi
+    case $command in
+        add | burn)
+            compopt -o filenames
+            mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+            ;;
+        erase)
+            mapfile -t COMPREPLY < <(compgen -W "$(cd /sys/block 2>/dev/null && echo sr*)" -- "$cur")
+            ;;
+    esac
+}
+complete -F _larkspin_send larkspin-send

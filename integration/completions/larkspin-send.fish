@@ -1,0 +1,15 @@
+# fish completion for larkspin-send
+complete -c larkspin-send -f
+complete -c larkspin-send -n __fish_use_subcommand -a add -d 'Add files and folders to the queue'
+complete -c larkspin-send -n __fish_use_subcommand -a write-data -d 'Write the queue to a data disc'
+complete -c larkspin-send -n __fish_use_subcommand -a write-audio -d 'Write the queue as an audio CD'
+complete -c larkspin-send -n __fish_use_subcommand -a burn -d 'Copy an image file to a disc'
+complete -c larkspin-send -n __fish_use_subcommand -a erase -d 'Erase the disc in a drive'
+complete -c larkspin-send -n __fish_use_subcommand -a query -d 'Tell what Larkspin is doing'
+complete -c larkspin-send -n __fish_use_subcommand -a take-over -d 'Take the queue over and clear it'
+complete -c larkspin-send -n __fish_use_subcommand -a quit -d 'End Larkspin; a job is finished first'
+complete -c larkspin-send -n __fish_use_subcommand -l help -d 'Tell the usage'
+complete -c larkspin-send -n __fish_use_subcommand -l version -d 'Tell the version'
+complete -c larkspin-send -n '__fish_seen_subcommand_from add burn' -F
+complete -c larkspin-send -n '__fish_seen_subcommand_from erase' \
+    -a '(string replace /sys/block/ "" /sys/block/sr*)'
