@@ -5,7 +5,7 @@
 // size is given. One thread at a time owns the drives; nothing here is locked.
 //
 // Two ways of failing. Direct operations return plain results: they judge a command by its sense
-// (key above 1 is a failure), and a command that moved data or closed a recording and came back
+// (a recovered error is none), and a command that moved data or closed a recording and came back
 // neither completed nor with sense counts as failed, so that a time-out is never taken for a
 // success. Operations of the DVD logic throw CgrowisofsException with a text for the user.
 #pragma once
@@ -95,6 +95,9 @@ class CAspiCD : public IBlockReader {
     // The SRB status of one command. One that completed and moved fewer bytes than it needs to be
     // of use (all that were sent, all blocks that were read, the head of an answer) ends as SS_ERR
     // without sense. Of an answer that came short the rest of the buffer is zero.
+    // One that succeeded with a recovered error (sense key 1) ends as SS_COMP without sense. A
+    // deferred report of a recovered error is no answer: the command was not run, and is sent
+    // again, up to a hundred times, which then is SS_ERR without sense.
     uint8_t SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
                         uint32_t length, uint8_t* sense, uint8_t senseLength = 14);
     uint8_t SendNoData(uint8_t direction, std::span<const uint8_t> cdb);
@@ -182,7 +185,7 @@ class CAspiCD : public IBlockReader {
     // Waits for the lead-out. 0 when the drive is done or the user cancelled; 1 when it reports an
     // error, could not empty its cache or is still busy after half an hour.
     int FinishSaoWrite(const CancelFunctor* cancel = nullptr);
-    int CloseSession(); // 0, or -1 when the drive gave any sense or no answer
+    int CloseSession(); // 0, or -1 when it failed or the drive gave no answer
     int TestUnitReady();
     int GetUnitBusy();
 
@@ -325,6 +328,9 @@ class CAspiCD : public IBlockReader {
     const CancelFunctor* m_pCancel = nullptr;
 
   private:
+    // Overwrites `sense` unless the command timed out.
+    uint8_t SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void* data, uint32_t length,
+                     std::span<uint8_t> sense);
     void TakeDiskInfo(std::span<const uint8_t> info);
 };
 

@@ -96,6 +96,23 @@ uint32_t NeededBytes(uint8_t direction, uint8_t opcode, uint32_t length) {
 
 uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
                              uint32_t length, uint8_t* sense, uint8_t senseLength) {
+    for (int reports = 0; reports < kMaxAttentionRepeats; ++reports) {
+        std::array<uint8_t, kSrbSenseBytes> told = {};
+        const std::span<uint8_t> wanted =
+            std::span(told).first(std::min(senseLength, kSrbSenseBytes));
+        const uint8_t status = SendOnce(direction, cdb, data, length, wanted);
+        if (IsDeferred(told) && SenseKeyOf(told) <= kKeyRecovered)
+            continue;
+        if (sense != nullptr)
+            std::copy(wanted.begin(), wanted.end(), sense);
+        return status;
+    }
+    m_byLastStatus = SS_ERR; // it was not run a single time
+    return m_byLastStatus;
+}
+
+uint8_t CAspiCD::SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void* data,
+                          uint32_t length, std::span<uint8_t> sense) {
     auto request = std::make_unique<AspiRequest>();
     SRB_ExecSCSICmd& srb = request->exec;
     srb.Header.SRB_Cmd = SC_EXEC_SCSI_CMD;
@@ -108,7 +125,7 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
     srb.SRB_Lun = m_byLun;
     srb.SRB_BufLen = length;
     srb.SRB_BufPointer = static_cast<uint8_t*>(data);
-    srb.SRB_SenseLen = std::min(senseLength, kSrbSenseBytes);
+    srb.SRB_SenseLen = static_cast<uint8_t>(sense.size());
     srb.SRB_CDBLen = static_cast<uint8_t>(std::min<size_t>(cdb.size(), kSrbCdbBytes));
     std::copy_n(cdb.begin(), srb.SRB_CDBLen, srb.CDBByte);
 
@@ -140,17 +157,24 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
     if (copyData && (direction & SRB_DIR_IN) != 0)
         std::memcpy(data, request->data.data(), length);
     m_byLastStatus = SrbStatusOf(srb.Header);
+    std::copy_n(srb.SenseArea, sense.size(), sense.begin());
+    if (IsDeferred(sense))
+        return m_byLastStatus;
+    if (IsRecovered(sense)) {
+        std::ranges::fill(sense, uint8_t{0});
+        // A library ends every check condition as an error.
+        if (m_byLastStatus == SS_ERR && !m_pTransport->m_bUsePassThrough)
+            m_byLastStatus = SS_COMP;
+    }
     const uint32_t moved = countsResidual ? length - std::min(srb.SRB_BufLen, length) : length;
-    if (m_byLastStatus == SS_COMP && (srb.SenseArea[2] & 0x0F) <= kKeyRecovered) {
+    if (m_byLastStatus == SS_COMP && SenseKeyOf(sense) == 0) {
         if ((direction & SRB_DIR_IN) != 0 && moved < length)
             std::memset(static_cast<uint8_t*>(data) + moved, 0, length - moved);
         if (moved < NeededBytes(direction, srb.CDBByte[0], length)) {
+            std::ranges::fill(sense, uint8_t{0});
             m_byLastStatus = SS_ERR;
-            return m_byLastStatus;
         }
     }
-    if (sense != nullptr)
-        std::copy_n(srb.SenseArea, srb.SRB_SenseLen, sense);
     return m_byLastStatus;
 }
 

@@ -34,14 +34,13 @@ struct DirectResult {
     uint8_t status = SS_PENDING; // SRB status
     std::array<uint8_t, kLongSenseBytes> sense = {};
 
-    uint8_t Key() const { return sense[2] & 0x0F; }
+    uint8_t Key() const { return SenseKeyOf(sense); }
     uint8_t Asc() const { return sense[12]; }
     uint8_t Ascq() const { return sense[13]; }
     int Code() const { return SenseCode(sense); } // as CScsiCommand::Transport gives it
     // Neither completed nor with sense: nobody knows what the drive did.
     bool Unanswered() const { return status != SS_COMP && !HasSense(sense); }
-    // Keys 0 and 1 are "no sense" and "recovered error".
-    bool Failed() const { return Key() > 1 || Unanswered(); }
+    bool Failed() const { return Key() != 0 || Unanswered(); }
     // 0 unless it failed; -1 without an answer.
     int Error() const { return !Failed() ? 0 : Unanswered() ? -1 : Code(); }
 };

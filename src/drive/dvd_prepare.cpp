@@ -80,8 +80,7 @@ void CalibrateDvd(CScsiCommand& command) {
     command[0] = mmc::kSendOpcInformation;
     command[1] = 1; // do it now
     const int code = command.Transport(Direction::NONE);
-    if (code > 0 && code != mmc::kPowerCalibrationAlmostFull &&
-        (code >> 8 & 0xFF) == kAscPowerCalibration)
+    if (code > 0 && (code >> 8 & 0xFF) == kAscPowerCalibration)
         throw Failure("power calibration failed");
 }
 

@@ -34,7 +34,6 @@ constexpr uint8_t kSetCdSpeed = 0xBB;
 constexpr uint8_t kSendDvdStructure = 0xBF;
 
 // Results of CScsiCommand::Transport: (sense key << 16) | (ASC << 8) | ASCQ.
-constexpr int kPowerCalibrationAlmostFull = 0x17301;
 constexpr int kBecomingReady = 0x20401;
 constexpr int kFormatInProgress = 0x20404;
 constexpr int kOperationInProgress = 0x20407;

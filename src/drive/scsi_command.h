@@ -28,7 +28,7 @@ class CScsiCommand {
     CAspiCD& Drive() { return *m_pDrive; }
 
     // Sends the block as it stands, with the drive's LUN in the top bits of CDB byte 1.
-    // 0 success; -1 no completion, or sense without a code; otherwise
+    // 0 success, with a recovered error too; -1 no completion, or sense without a code; otherwise
     // (sense key << 16) | (ASC << 8) | ASCQ. An ASPI library ends a check condition as an error,
     // so through one every failure is -1; the sense bytes are there in both cases.
     int Transport(Direction direction, void* buffer = nullptr, uint32_t length = 0);

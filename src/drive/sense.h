@@ -51,6 +51,21 @@ constexpr bool HasSense(std::span<const uint8_t> sense) {
     return (sense[0] & 0x70) != 0;
 }
 
+constexpr uint8_t SenseKeyOf(std::span<const uint8_t> sense) {
+    return sense[2] & 0x0F;
+}
+
+// The command did what it was to do, but the drive had to try harder than usual for it.
+constexpr bool IsRecovered(std::span<const uint8_t> sense) {
+    return HasSense(sense) && SenseKeyOf(sense) == kKeyRecovered;
+}
+
+// The news is of a command that has long been answered; the one that brought it was not run (SPC,
+// "Deferred errors").
+constexpr bool IsDeferred(std::span<const uint8_t> sense) {
+    return (sense[0] & 0x7F) == 0x71;
+}
+
 // (sense key << 16) | (ASC << 8) | ASCQ
 constexpr int SenseCode(std::span<const uint8_t> sense) {
     return (sense[2] & 0x0F) << 16 | sense[12] << 8 | sense[13];

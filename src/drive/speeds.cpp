@@ -238,8 +238,7 @@ bool CAspiCD::SetCdSpeed(uint32_t speed) {
     StoreBe16(&cdb[2], kMaximumSpeed);
     const bool isOrdinary = speed > 0 && speed < kMaximumSpeed / kCdFactor;
     StoreBe16(&cdb[4], static_cast<uint16_t>(isOrdinary ? speed * kCdFactor : kMaximumSpeed));
-    const DirectResult result = SendDirect(*this, SRB_DIR_OUT, cdb);
-    return result.Key() != 0 || result.Unanswered();
+    return SendDirect(*this, SRB_DIR_OUT, cdb).Failed();
 }
 
 void CAspiCD::SetVelocity(int32_t kilobytesPerSecond) {

@@ -107,11 +107,17 @@ PortCompletion VirtualDrive::Impl::Answer(const PortRequest& request, uint64_t n
     PortCompletion ran;
     if (answer.runCommandFirst)
         ran = RunCommand(inner);
+    const bool itFailed = ran.error != PortError::None || ran.status != 0;
     if (answer.garbageData)
         FillWithGarbage(data, number);
 
-    PortCompletion completion = answer.completion;
-    const bool isGood = completion.error == PortError::None && completion.status == 0;
+    PortCompletion completion = answer.unlessItFails && itFailed ? ran : answer.completion;
+    constexpr uint8_t kCurrentError = 0x70;
+    constexpr uint8_t kRecovered = 1;
+    const bool isRecovered =
+        completion.sense[0] == kCurrentError && completion.sense[2] == kRecovered;
+    const bool isGood =
+        completion.error == PortError::None && (completion.status == 0 || isRecovered);
     uint32_t moved = isGood && request.data != nullptr && request.direction != PortDirection::None
                          ? request.length
                          : 0;

@@ -24,10 +24,12 @@ namespace larkspin {
 struct InjectedAnswer {
     PortCompletion completion;
     bool runCommandFirst = false; // run it, then answer as told
+    bool unlessItFails = false;   // having been run, it answers as told only if it succeeded
     bool garbageData = false;     // fill the data that goes to the host with garbage
     bool resetsDrive = false;     // as after a command that outlives its time-out
     // Bytes that go over, and no more than these reach the host. Empty: all that was asked for with
-    // good status, none with another outcome. Takes the place of what `completion` says.
+    // good status or a recovered error, none with another outcome. Takes the place of what
+    // `completion` says.
     std::optional<uint32_t> moved;
 };
 

@@ -47,7 +47,7 @@ TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
     } const cases[] = {
         {Reply(), 0},
         {Sense(0x20408), 0x20408, true},
-        {Sense(0x17301), 0x17301},
+        {Sense(0x17301), 0},
         {Sense(0), -1},
         {NoReply(), -1, true, true},
         {NoReply(PortError::Failed), -1, true, true},
@@ -85,7 +85,10 @@ TEST(CommandTest, DataThatDidNotGoOverIsNeitherReadNorCounted) {
     } const cases[] = {
         {"blocks", kRead10, SRB_DIR_IN, 4096, 4096, 0, true},
         {"blocks too few", kRead10, SRB_DIR_IN, 4096, 2048, 0, false},
+        {"recovered", kRead10, SRB_DIR_IN, 4096, 4096, 0x11701, true},
         {"none, recovered", kRead10, SRB_DIR_IN, 4096, 0, 0x11701, false},
+        {"written, recovered", 0x2A, SRB_DIR_OUT, 4096, 4096, 0x15D00, true},
+        {"written too few, recovered", 0x2A, SRB_DIR_OUT, 4096, 4095, 0x15D00, false},
         {"written", 0x2A, SRB_DIR_OUT, 4096, 4096, 0, true},
         {"written too few", 0x2A, SRB_DIR_OUT, 4096, 4095, 0, false},
         {"page sent in part", 0x55, SRB_DIR_OUT, 60, 8, 0, false},
@@ -114,7 +117,21 @@ TEST(CommandTest, DataThatDidNotGoOverIsNeitherReadNorCounted) {
     }
 }
 
-TEST(CommandTest, ReadBlocksFailsOnAnySense) {
+// A deferred report concerns a command before, and the one that brought it has not been run.
+TEST(CommandTest, DeferredReportOfARecoveredErrorIsNoAnswer) {
+    for (const auto& [code, reports, result] :
+         {std::tuple(0x11801, 99, 0), {0, 1, 0}, {0x11801, 100, -1}}) {
+        CommandBench bench;
+        Reply deferred = Sense(code);
+        deferred.completion.sense[0] = 0x71;
+        deferred.moved = 0;
+        bench.port.Queue(kTestUnitReady, deferred, reports);
+        bench.command[0] = kTestUnitReady;
+        EXPECT_EQ(bench.command.Transport(Direction::NONE), result);
+    }
+}
+
+TEST(CommandTest, ReadBlocksTakesRecoveredBlocksAndFailsOnAnyOtherSense) {
     ScriptedDrive bench;
     Bytes buffer(4096, 0xFF);
     bench.port.Queue(kRead10, Bytes(100, 0x44));
@@ -123,7 +140,9 @@ TEST(CommandTest, ReadBlocksFailsOnAnySense) {
     EXPECT_EQ(bench.port.Sent()[0].length, 4096u);
     EXPECT_EQ(buffer[99], 0x44);
     EXPECT_EQ(buffer[100], 0) << "nothing of what was there before passes for data";
-    for (const Reply& answer : {Sense(0x11701), Sense(0x31105), NoReply()}) {
+    bench.port.Queue(kRead10, Sense(0x11701));
+    EXPECT_TRUE(bench.drive.ReadBlocks(buffer.data(), 1, 16));
+    for (const Reply& answer : {Sense(0), Sense(0x31105), NoReply()}) {
         bench.port.Queue(kRead10, answer);
         EXPECT_FALSE(bench.drive.ReadBlocks(buffer.data(), 1, 16));
     }

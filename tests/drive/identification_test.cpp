@@ -238,7 +238,7 @@ TEST(CapacityTest, BadListsOfFormatsFail) {
     Bytes odd = longer;
     odd[3] = 20;
     const std::pair<Reply, Reply> cases[] = {
-        {Sense(0x23A00), {}}, {Sense(0x10000, formats), formats}, {NoReply(), {}},
+        {Sense(0x23A00), {}}, {Sense(0x52400, formats), formats}, {NoReply(), {}},
         {odd, odd},           {formats, Sense(0x23A00)},          {formats, longer},
     };
     for (const auto& [first, then] : cases) {

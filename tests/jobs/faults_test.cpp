@@ -1,7 +1,8 @@
 // Every command of a job's road fails once, with and without having been run, answers garbage once,
-// times out once and finds no memory once. Whatever the command, the job ends; the door is
-// unlocked, its windows are gone; what it says is one of the texts of its road; a disc that it did
-// not complain about is whole; and a write that failed leaves no session of a DVD open.
+// times out once and finds no memory once; and all of them bring recovered errors. Whatever the
+// command, the job ends; the door is unlocked, its windows are gone; what it says is one of the
+// texts of its road; a disc that it did not complain about is whole; and a write that failed leaves
+// no session of a DVD open.
 #include "job_bench.h"
 #include "jobs/job_frame.h"
 
@@ -10,7 +11,9 @@
 namespace larkspin {
 namespace {
 
-enum class Fault { Fails, FailsAfterwards, Garbage, TimesOut, NoMemory };
+// The last two are faults of every command: it succeeds with a recovered error, or brings the news
+// of an earlier one first.
+enum class Fault { Fails, FailsAfterwards, Garbage, TimesOut, NoMemory, Recovered, NewsFirst };
 
 constexpr const char16_t* kNoMemory = u"Out of memory";
 
@@ -18,10 +21,16 @@ InjectedAnswer AnswerOf(Fault fault) {
     InjectedAnswer answer = fault == Fault::Fails || fault == Fault::FailsAfterwards
                                 ? FailWith(4, 0x44, 0) // HARDWARE ERROR, INTERNAL TARGET FAILURE
                                 : InjectedAnswer();
+    if (fault == Fault::Recovered || fault == Fault::NewsFirst) {
+        answer = FailWith(1, 0x73, 1);
+        answer.completion.sense[0] = fault == Fault::Recovered ? 0x70 : 0x71;
+        answer.unlessItFails = true;
+    }
     if (fault == Fault::TimesOut) {
         answer.completion.error = PortError::TimedOut;
     }
-    answer.runCommandFirst = fault == Fault::FailsAfterwards || fault == Fault::Garbage;
+    answer.runCommandFirst =
+        fault == Fault::FailsAfterwards || fault == Fault::Garbage || fault == Fault::Recovered;
     answer.garbageData = fault == Fault::Garbage;
     return answer;
 }
@@ -69,7 +78,10 @@ Outcome RunRoad(const Road& road, std::optional<int> faultAt, Fault fault) {
     };
     Outcome outcome;
     bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
-        if (outcome.commands++ != faultAt) {
+        const int number = outcome.commands++;
+        const bool isHit = fault == Fault::Recovered ||
+                           (fault == Fault::NewsFirst && number % 2 == 0) || number == faultAt;
+        if (!isHit) {
             return std::nullopt;
         }
         outcome.faultedOpcode = request.cdb[0];
@@ -129,6 +141,13 @@ TEST_P(Faults, EachCommandOnce) {
     }
     for (const auto& [opcode, texts] : road.expected) {
         EXPECT_EQ(seen[opcode], texts) << "operation code " << int{opcode};
+    }
+}
+
+TEST_P(Faults, RecoveredErrorsAreNone) {
+    for (const Fault fault : {Fault::Recovered, Fault::NewsFirst}) {
+        SCOPED_TRACE(static_cast<int>(fault));
+        EXPECT_EQ(RunRoad(GetParam(), std::nullopt, fault).texts, Texts{});
     }
 }
 
