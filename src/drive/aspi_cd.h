@@ -170,6 +170,8 @@ class CAspiCD : public IBlockReader {
     void ReadCapabilities();
     int SetVendorWriteOptions(bool burnFree, bool speedControl);
     uint8_t SetBlockSize2048();
+    // Track at once, data, with a next session allowed. 1 if the drive does not take that, or does
+    // not tell its present settings: what is written then is another kind of disc.
     int SetTaoParameters();
     void SendOpc();
     int PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,

@@ -92,15 +92,25 @@ int WritePreGap(CAspiCD& drive, const CancelFunctor* cancel, uint32_t blockSize)
 } // namespace
 
 int CAspiCD::SetTaoParameters() {
-    std::array<uint8_t, 256> page = {};
-    ModeSense(kPageWriteParameters, page);
-    page[kWriteType] = (page[kWriteType] & 0xF1) | kWriteTypeTrackAtOnce | kBufe;
-    page[kTrackMode] = (page[kTrackMode] & 0xF4) | kDataTrack | kMultiSessionOpen;
-    page[kDataBlockType] = (page[kDataBlockType] & 0xF8) | kMode1Block;
-    page[kSessionFormat] = 0;
-    std::fill_n(page.begin() + kCatalogNumber, 16, uint8_t{0});
-    ModeSelect(page);
-    return 0;
+    // The first tries may meet news of a reset or of a disc, and a drive that knows nothing of
+    // buffer underruns refuses the bit against them.
+    constexpr int kTries = 4;
+    constexpr int kTriesWithBufe = 2;
+    for (int tries = 0; tries < kTries; ++tries) {
+        std::array<uint8_t, 256> page = {};
+        if (ModeSense(kPageWriteParameters, page) != 0)
+            continue;
+        page[0] &= static_cast<uint8_t>(~kParametersSavable);
+        page[kWriteType] = (page[kWriteType] & 0xB1) | kWriteTypeTrackAtOnce |
+                           (tries < kTriesWithBufe ? kBufe : 0);
+        page[kTrackMode] = (page[kTrackMode] & 0xF4) | kDataTrack | kMultiSessionOpen;
+        page[kDataBlockType] = (page[kDataBlockType] & 0xF8) | kMode1Block;
+        page[kSessionFormat] = 0;
+        std::fill_n(page.begin() + kCatalogNumber, 16, uint8_t{0});
+        if (ModeSelect(page) == 0)
+            return 0;
+    }
+    return 1;
 }
 
 void CAspiCD::SendOpc() {

@@ -28,6 +28,9 @@ constexpr const char16_t* kWriteFailed =
     u"Internal error #165. Writing process failed. Process aborted.";
 constexpr const char16_t* kPaddingFailed =
     u"Internal error #166. Writing process failed. Process aborted.";
+constexpr const char16_t* kSettingsRefused =
+    u"The drive does not take the settings for a disk that files can be added to later. Nothing "
+    u"was written. Please switch the drive off and on and try again, or use another drive.";
 
 std::u16string CreationFailedText(const std::u16string& error) {
     return u"Disk creation failed with following error:\n\n" + error + u".";
@@ -57,7 +60,8 @@ class DataWriting {
     DataRoom Room() const { return m_room; }
     // Undoes Prepare, which may follow again.
     void Abandon();
-    // Writes what Prepare has laid out. True if the disc is to be ejected.
+    // Writes what Prepare has laid out, and empties the queue right before. True if the disc is to
+    // be ejected.
     bool Write() { return m_bDvd ? WriteDvd() : WriteCd(); }
 
     // What the user has to be told at the end.
@@ -77,6 +81,7 @@ class DataWriting {
     bool RecordCd();
     bool WriteTrack(int32_t* address, int32_t totalSectors);
     bool PadTrack(int32_t* address);
+    bool Fail(const char16_t* message);
     bool Abort(const char16_t* message);
 
     JobEnv& m_env;
@@ -169,6 +174,7 @@ DataWriting::Start DataWriting::PrepareDvd(const DataDisc& disc) {
 }
 
 bool DataWriting::WriteDvd() {
+    m_env.host.ClearQueue();
     DoorLock door(m_drive, DoorLock::By::DvdLogic);
     try {
         RecordDvd();
@@ -213,7 +219,10 @@ DataWriting::Start DataWriting::PrepareCd() {
     m_drive.SetBlockSize2048();
     // A drive tells the next address for the write type in effect (MMC, READ TRACK INFORMATION),
     // and the disc report, or an earlier job, may have left another one there.
-    m_drive.SetTaoParameters();
+    if (m_drive.SetTaoParameters() != 0) {
+        m_env.ui.ShowMessage(kSettingsRefused);
+        return Start::Failed;
+    }
     int32_t previousStart = 0;
     int32_t nextStart = 0;
     const bool previousKnown = m_drive.ReadMultiSessionStart(&previousStart) == 0;
@@ -242,7 +251,11 @@ bool DataWriting::RecordCd() {
         return true;
     }
     const DoorLock door(m_drive);
-    m_drive.SetTaoParameters();
+    // Once more: a reset would have undone them.
+    if (m_drive.SetTaoParameters() != 0) {
+        return Fail(kSettingsRefused);
+    }
+    m_env.host.ClearQueue();
     m_drive.SendOpc();
     Status(u"Writing data...");
     auto address = static_cast<int32_t>(m_room.start);
@@ -303,10 +316,14 @@ bool DataWriting::PadTrack(int32_t* address) {
     return true;
 }
 
-bool DataWriting::Abort(const char16_t* message) {
-    m_drive.SyncCache();
+bool DataWriting::Fail(const char16_t* message) {
     m_env.ui.ShowMessage(message);
     return false;
+}
+
+bool DataWriting::Abort(const char16_t* message) {
+    m_drive.SyncCache();
+    return Fail(message);
 }
 
 // Brings the disc, the volume and the room for it together, with the help of the user. Nothing is
@@ -353,7 +370,6 @@ JobEnd DataJob(JobEnv& env) {
     }
     bool eject = *start != DataWriting::Start::Failed;
     if (*start == DataWriting::Start::Ready) {
-        env.host.ClearQueue();
         eject = writing.Write();
     }
     if (eject) {

@@ -46,11 +46,11 @@ struct JobEnv {
 // - A DVD that the drive can't read is not written to: what is on it might be a volume. One that is
 //   written in place and holds something else is asked for first.
 // - A CD whose last session can't be found is not appended to ("Internal error #176."): a volume
-//   over the wrong session would hide the files of the right one.
+//   over the wrong session would hide the files of the right one. A drive that doesn't take the
+//   settings for a CD with a next session writes none.
 // - A volume that turns out larger than what the disc has left is told before its first block,
-// while
-//   the queue is still there. A disc that would take it if it were empty, and can be emptied, may
-//   be given away for it; else OK looks at the disc again.
+//   while the queue is still there. A disc that would take it if it were empty, and can be emptied,
+//   may be given away for it; else OK looks at the disc again.
 // The queue is emptied right before the first block.
 // - A volume cut short, by the user or by a failure of the generator, does not take the place of
 //   the one on a disc that is written in place.

@@ -17,6 +17,7 @@ constexpr uint8_t kDriveOptions = 0x30;
 constexpr uint8_t kAllPages = 0x3F;
 
 constexpr size_t kWriteParametersBytes = 52;
+constexpr uint8_t kSavable = 0x80; // PS, in byte 0
 
 std::vector<uint8_t> PageOf(uint8_t code, size_t bytes) {
     std::vector<uint8_t> page(bytes);
@@ -109,9 +110,12 @@ bool CModePages::Sense(uint8_t page, Control control, const SpeedReport& speeds,
                        CAnswer& answer) const {
     const size_t begin = answer.Size();
     const auto append = [&](const Page& known) {
+        const size_t at = answer.Size();
         answer.Append(control == Control::Current      ? known.current
                       : control == Control::Changeable ? known.changeable
                                                        : known.defaults);
+        if (known.defaults[0] == kWriteParameters)
+            answer[at] |= kSavable;
     };
     const auto appendCapabilities = [&] {
         std::vector<uint8_t> bytes = Capabilities(speeds);

@@ -3,7 +3,8 @@
 // Pages: 01h error recovery, 05h write parameters, 0Eh CD audio control, 1Ah power condition, 1Dh
 // time-out, 2Ah capabilities (read only; MMC-3 with write speed descriptors), 30h options of this
 // drive: its byte 2 tells which it has (02h buffer underrun protection, 20h speed control by
-// quality), its byte 3 the settings (bit 0 protection on, bit 5 speed control off).
+// quality), its byte 3 the settings (bit 0 protection on, bit 5 speed control off). Page 05h is
+// called savable, as many drives do: a host that sends that bit back is refused.
 #pragma once
 
 #include "virtualdrive/medium.h"

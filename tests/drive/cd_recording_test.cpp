@@ -84,10 +84,12 @@ Bytes Selected(const ScriptedPort& port) {
     return port.Sent(kModeSelect10).back().dataOut;
 }
 
-TEST(TrackAtOnceTest, PageBits) {
+TEST(TrackAtOnceTest, PageBitsAndRefusals) {
     for (const uint8_t before : {uint8_t{0x00}, uint8_t{0xFF}}) {
         ScriptedDrive bench;
-        SetPages(bench.port, {Page(5, 50, before)});
+        Bytes savable = Page(5, 50, before);
+        savable[0] |= 0x80;
+        bench.port.Always(ModePage(5), ModeAnswer(savable));
         EXPECT_EQ(bench.drive.SetTaoParameters(), 0);
         Bytes page = Page(5, 50, before);
         const Bytes changed = before == 0 ? Bytes{0x41, 0xC4, 0x08} : Bytes{0xF1, 0xF4, 0xF8};
@@ -95,6 +97,19 @@ TEST(TrackAtOnceTest, PageBits) {
         page[8] = 0;
         std::fill_n(page.begin() + 16, 16, uint8_t{0});
         EXPECT_EQ(Selected(bench.port), Bytes(8) + page);
+    }
+    const std::tuple<uint16_t, int, int, int, uint8_t> cases[] = {
+        {kModeSelect10, 0x62900, 1, 0, 0x41},
+        {ModePage(5), 0x62900, 1, 0, 0x41},
+        {kModeSelect10, 0x52600, 2, 0, 0x01}, // the drive knows no underruns
+        {kModeSelect10, 0x52600, 9, 1, 0x01},
+    };
+    for (const auto& [question, code, times, result, writeType] : cases) {
+        ScriptedDrive bench;
+        SetPages(bench.port, {Page(5, 50)});
+        bench.port.Queue(question, Sense(code), times);
+        EXPECT_EQ(bench.drive.SetTaoParameters(), result);
+        EXPECT_EQ(Selected(bench.port)[8 + 2], writeType);
     }
 }
 

@@ -204,6 +204,23 @@ TEST(DataJob, FailuresOnBothWays) {
 
 // On media that are written in place the old volume stays the one that is found until the new one
 // is whole.
+TEST(DataJob, ADriveThatRefusesTheSettingsWritesNothing) {
+    for (const int speedSettings : {0, 1}) { // before the first refusal
+        JobBench bench;
+        bench.host.queue = {bench.AddFile("a", Payload(1000, 1))};
+        bench.onCommand = [&](const PortRequest& request) {
+            return request.cdb[0] == mmc::kModeSelect10 &&
+                           bench.commands[mmc::kSetCdSpeed] == speedSettings
+                       ? std::optional(FailWith(5, 0x26, 0))
+                       : std::nullopt;
+        };
+        EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+        ASSERT_EQ(bench.ui.Texts().size(), 1U);
+        EXPECT_TRUE(bench.ui.Texts()[0].starts_with(u"The drive does not take the settings"));
+        EXPECT_EQ(bench.commands[mmc::kWrite10] + bench.host.clears + bench.ejects, 0);
+    }
+}
+
 TEST(DataJob, AVolumeThatWasCutShortDoesNotReplaceTheOldOne) {
     FaultyFiles files;
     JobBench bench("dvd+rw", 0, files);

@@ -220,7 +220,9 @@ class Host {
 
     Bytes WriteParametersPage() {
         EXPECT_EQ(In({0x5A, 0x08, 0x05, 0, 0, 0, 0, 0, 60, 0}, 60), kGood);
-        return DataAt(8, 52);
+        Bytes page = DataAt(8, 52);
+        page[0] &= 0x3F; // that it can be saved is not sent back
+        return page;
     }
     int SelectPage(const Bytes& page) {
         const auto bytes = static_cast<uint8_t>(8 + page.size());
