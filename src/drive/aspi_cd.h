@@ -34,6 +34,10 @@ using CancelFunctor = Loki::Functor<bool>;
 // Told the progress of a DVD recording in percent, 0 to 100.
 using ProgressFunctor = std::function<void(int percent)>;
 
+// Asked about a drive that has been busy for long without getting on, on the thread that waits.
+enum class BusyAnswer { WaitOn, GiveUp, NobodyThere };
+using BusyFunctor = std::function<BusyAnswer()>;
+
 // Bits of CAspiCD::m_dwDiskState and m_dwDiskKnown (READ DISC INFORMATION, MMC).
 enum DiskStateBits : uint32_t {
     DISK_BLANK = 1,
@@ -104,10 +108,10 @@ class CAspiCD : public IBlockReader {
     bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) override;
     // The event classes met, one bit each; leaves a drive alone that has told a hundred in a row.
     uint32_t HandleEvents(CScsiCommand& command);
-    // Polls once a second, without a limit while the unit is not ready. 0 ready; the error code
-    // when there is no medium; -1 when the drive gives no sense, answers a hundred times in a row
-    // with neither "not ready" nor a unit attention, or the user cancels (`cancel`, or m_pCancel
-    // when that is null). Sets m_nLateError.
+    // Polls once a second while the unit is not ready (a busy drive: see m_busyFunctor). 0 ready;
+    // the error code when there is no medium; -1 when the drive gives no sense, answers a hundred
+    // times in a row with neither "not ready" nor a unit attention, the wait is given up, or the
+    // user cancels (`cancel`, or m_pCancel when that is null). Sets m_nLateError.
     int WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel = nullptr);
 
     // --- disc identification (identification.cpp) ---
@@ -177,15 +181,15 @@ class CAspiCD : public IBlockReader {
     int PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,
                         const CancelFunctor* cancel, uint32_t blockSize);
     // 0 also when the user cancels: `address` tells how far it got. 1 is a failure. A drive whose
-    // buffer is full is asked again until the user cancels.
+    // buffer is full is a busy one.
     int WriteBlocks(int32_t* address, const void* buffer, int32_t count,
                     const CancelFunctor* cancel, uint32_t blockSize);
     // Always 0; m_bCacheLost tells whether blocks that the drive had taken were lost. A drive that
-    // is still busy is asked again for two minutes, which is a loss then, or until the user
-    // cancels, which is none.
+    // is still busy is waited for until that is given up, which is a loss, or the user cancels,
+    // which is none.
     int SyncCache(const CancelFunctor* cancel = nullptr);
     // Waits for the lead-out. 0 when the drive is done or the user cancelled; 1 when it reports an
-    // error, could not empty its cache or is still busy after half an hour.
+    // error, could not empty its cache or the wait was given up.
     int FinishSaoWrite(const CancelFunctor* cancel = nullptr);
     int CloseSession(); // 0, or -1 when it failed or the drive gave no answer
     int TestUnitReady();
@@ -212,9 +216,8 @@ class CAspiCD : public IBlockReader {
     void PrepareDvdRecording(CScsiCommand& command, uint32_t profile); // throws
     void SetupWriteParameters(CScsiCommand& command, uint32_t profile,
                               uint8_t writeMode); // throws
-    // Writes kDvdChunkBytes at byte `offset` and waits for a busy drive as long as it takes. Blocks
-    // before the first writable one are left out. The bytes done, or -1; -2 when the user
-    // cancelled during a wait.
+    // Writes kDvdChunkBytes at byte `offset` and waits for a busy drive. Blocks before the first
+    // writable one are left out. The bytes done, or -1; -2 when the user cancelled during a wait.
     int WriteDvdChunk(const uint8_t* buffer, int64_t offset);
     // 0, or an error code. A medium or hardware error that the drive reports anywhere on the way
     // counts: it tells of lost blocks once, and then is ready and flushes without an error. Without
@@ -328,6 +331,14 @@ class CAspiCD : public IBlockReader {
     // Asked by the waits inside a DVD operation that have no end of their own; set for the length
     // of WriteDvdFromHandle and FormatDvdRewritable.
     const CancelFunctor* m_pCancel = nullptr;
+
+    // What becomes of a wait for a busy drive, wherever one is waited for in here: asked after each
+    // two minutes in which the drive got nowhere. Left empty it counts as NobodyThere. With nobody
+    // there a wait goes on for half an hour, and then is given up.
+    BusyFunctor m_busyFunctor;
+    // A wait was given up: what waited has failed, and nothing waits any more until this is
+    // cleared, which is for whoever set the functor.
+    bool m_bGivenUp = false;
 
   private:
     // Overwrites `sense` unless the command timed out.

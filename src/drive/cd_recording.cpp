@@ -21,11 +21,7 @@ constexpr int32_t kOtherChunkBlocks = 8;
 constexpr uint32_t kFullBufferPauseMs = 40;
 
 constexpr uint64_t kFlushPollMs = 1000;
-constexpr uint64_t kFlushLimitMs = uint64_t{2} * 60 * 1000;
-
 constexpr uint64_t kLeadOutPollMs = 2000;
-// A lead-out takes two or three minutes at the slowest speed there is.
-constexpr uint64_t kLeadOutLimitMs = uint64_t{30} * 60 * 1000;
 
 constexpr uint8_t kDataTrack = 4; // track mode: data, recorded in one piece
 
@@ -44,12 +40,14 @@ ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t b
     StoreBe16(&cdb[7], static_cast<uint16_t>(blocks));
     const uint32_t length = static_cast<uint32_t>(blocks) * blockSize;
     int attentions = 0;
+    BusyWait wait(drive, cancel);
     while (!IsCancelled(cancel)) {
         const DirectResult result = SendDirect(drive, SRB_DIR_OUT, cdb, data, length);
         if (!result.Failed())
             return ChunkResult::Written;
         if (result.Key() == kKeyNotReady && result.Asc() == kAscNotReady) {
-            clock.Sleep(std::chrono::milliseconds(kFullBufferPauseMs));
+            if (!wait.ShortPause(kFullBufferPauseMs) && drive.m_bGivenUp)
+                return ChunkResult::Failed;
         } else if (result.Key() == kKeyUnitAttention && result.Asc() == kAscMediumChanged &&
                    attentions < kMaxAttentionRepeats) {
             ++attentions;
@@ -179,11 +177,9 @@ int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
 }
 
 int CAspiCD::SyncCache(const CancelFunctor* cancel) {
-    IClock& clock = m_pTransport->Clock();
-    const uint64_t start = clock.TickMs();
+    BusyWait wait(*this, cancel);
     FlushResult result = FlushOnce(*this);
-    while (result == FlushResult::Busy && clock.TickMs() - start < kFlushLimitMs &&
-           SleepUnlessCancelled(clock, kFlushPollMs, cancel))
+    while (result == FlushResult::Busy && wait.Pause(kFlushPollMs))
         result = FlushOnce(*this);
     m_bCacheLost =
         result == FlushResult::Lost || (result == FlushResult::Busy && !IsCancelled(cancel));
@@ -191,14 +187,13 @@ int CAspiCD::SyncCache(const CancelFunctor* cancel) {
 }
 
 int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
-    IClock& clock = m_pTransport->Clock();
     // A drive that is busy with the lead-out already is waited for below.
     const bool lostBefore = FlushOnce(*this) == FlushResult::Lost;
-    const uint64_t start = clock.TickMs();
+    BusyWait wait(*this, cancel);
     int busy = GetUnitBusy();
-    while (busy == 2 && clock.TickMs() - start < kLeadOutLimitMs) {
-        if (!SleepUnlessCancelled(clock, kLeadOutPollMs, cancel))
-            return 0;
+    while (busy == 2) {
+        if (!wait.Pause(kLeadOutPollMs))
+            return m_bGivenUp ? 1 : 0;
         busy = GetUnitBusy();
     }
     SyncCache(cancel);

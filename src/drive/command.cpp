@@ -216,7 +216,8 @@ uint32_t CAspiCD::HandleEvents(CScsiCommand& command) {
         if (eventClass == kDeviceBusy) {
             if (eventCode != 1 || (event[5] & 3) == 0)
                 continue;
-            if (!SleepUnlessCancelled(m_pTransport->Clock(), detail * 100ULL + 100, m_pCancel))
+            const uint64_t pause = std::min(uint64_t{detail} * 100 + 100, BusyWait::kPatienceMs);
+            if (!SleepUnlessCancelled(m_pTransport->Clock(), pause, m_pCancel))
                 return met;
             command[0] = mmc::kTestUnitReady;
             command.Transport(Direction::NONE);
@@ -238,13 +239,13 @@ int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
     if (cancel == nullptr)
         cancel = m_pCancel;
     IClock& clock = m_pTransport->Clock();
+    BusyWait wait(*this, cancel);
     int64_t delay = kPollMs;
     int strangeAnswers = 0;
     m_nLateError = 0;
     while (strangeAnswers < kMaxStrangeAnswers) {
         // Asks for a cancel also when a slow answer has used up the pause.
-        const auto pause = static_cast<uint64_t>(std::max<int64_t>(delay, 0));
-        if (!SleepUnlessCancelled(clock, pause, cancel))
+        if (!wait.Pause(static_cast<uint64_t>(std::max<int64_t>(delay, 0))))
             return -1;
         const uint64_t sent = clock.TickMs();
         command[0] = mmc::kTestUnitReady;
@@ -255,6 +256,7 @@ int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
             return -1;
         if (command.Asc() == kAscMediumNotPresent)
             return code;
+        wait.NoteSense(command.Sense());
         const uint8_t key = command.Key();
         if (IsRecordingError(key) && m_nLateError == 0)
             m_nLateError = code;

@@ -16,24 +16,27 @@ namespace {
 constexpr uint32_t kDeviceBusyEvent = 0x40; // HandleEvents met a busy report and waited for it
 constexpr int64_t kLongPauseMs = 5000;
 
-// The pauses and repetitions of one chunk. The drive layer has no bound on them: a drive may be
-// busy for as long as it likes. Every one sleeps or is counted, and asks the user's cancel.
+// The pauses and repetitions of one chunk, which is one wait. Every repetition sleeps or is
+// counted, and asks the user's cancel.
 class ChunkRetries {
   public:
     enum class Next { SendAgain, Fail, Cancelled };
 
-    explicit ChunkRetries(CScsiCommand& command) : m_command(command), m_drive(command.Drive()) {}
+    explicit ChunkRetries(CScsiCommand& command)
+        : m_command(command), m_drive(command.Drive()), m_wait(m_drive, m_drive.m_pCancel) {}
 
     // What follows a WRITE at block `lba` that ended in `code`.
     Next After(int code, uint32_t lba) {
-        if (code == mmc::kLongWriteInProgress)
-            return AfterLongWrite();
-        if (code == mmc::kBecomingReady && lba == 0)
-            return AfterBecomingReady();
-        if (code == mmc::kFormatInProgress || code == mmc::kOperationInProgress ||
-            code == mmc::kCommandSequenceError)
+        const bool isBecomingReady = code == mmc::kBecomingReady && lba == 0;
+        const bool isAtWork = code == mmc::kFormatInProgress || code == mmc::kOperationInProgress ||
+                              code == mmc::kCommandSequenceError;
+        if (code != mmc::kLongWriteInProgress && !isBecomingReady && !isAtWork)
+            return Next::Fail;
+        if (!m_wait.GoOn()) // and the events of a busy drive are part of the wait
+            return If(false);
+        if (isAtWork)
             return FlushAndSendAgain();
-        return Next::Fail;
+        return isBecomingReady ? AfterBecomingReady() : AfterLongWrite();
     }
 
   private:
@@ -103,21 +106,24 @@ class ChunkRetries {
 
     bool DriveReportsBusy() { return (m_drive.HandleEvents(m_command) & kDeviceBusyEvent) != 0; }
 
-    Next SendAgain() const {
-        return IsCancelled(m_drive.m_pCancel) ? Next::Cancelled : Next::SendAgain;
+    Next If(bool goesOn) const {
+        if (goesOn)
+            return Next::SendAgain;
+        return m_drive.m_bGivenUp ? Next::Fail : Next::Cancelled;
     }
+
+    Next SendAgain() { return If(m_wait.GoOn()); }
 
     Next Pause(int64_t milliseconds) {
         if (milliseconds < 0) // a drive with a speed below zero
             return Next::Fail;
-        const auto wait = static_cast<uint64_t>(std::max<int64_t>(milliseconds, kShortestPauseMs));
-        IClock& clock = m_drive.m_pTransport->Clock();
-        return SleepUnlessCancelled(clock, wait, m_drive.m_pCancel) ? Next::SendAgain
-                                                                    : Next::Cancelled;
+        return If(m_wait.ShortPause(
+            static_cast<uint64_t>(std::max<int64_t>(milliseconds, kShortestPauseMs))));
     }
 
     CScsiCommand& m_command;
     CAspiCD& m_drive;
+    BusyWait m_wait;
     int m_nCount = 0;
 };
 

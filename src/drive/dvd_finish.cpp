@@ -50,12 +50,13 @@ bool Close(CScsiCommand& command, CloseFunction function, int32_t track = 0) {
 // The same for a drive that may still be busy with the closing before.
 bool CloseWhenFree(CScsiCommand& command, CloseFunction function) {
     CAspiCD& drive = command.Drive();
+    BusyWait wait(drive, nullptr);
     for (;;) {
         const int code = SendClose(command, function);
         if (code != mmc::kOperationInProgress)
             return code == 0 && WaitForClose(command);
-        const uint32_t pause = std::max(drive.m_nPollDelayMs, kShortestPauseMs);
-        SleepUnlessCancelled(drive.m_pTransport->Clock(), pause, nullptr);
+        if (!wait.ShortPause(std::max(drive.m_nPollDelayMs, kShortestPauseMs)))
+            return false;
     }
 }
 
@@ -141,16 +142,16 @@ void CAspiCD::FinishRam() {
 
 int CAspiCD::StopUnit() {
     CScsiCommand command(*this);
+    BusyWait wait(*this, nullptr);
     for (;;) {
         command[0] = mmc::kStartStopUnit;
         command[1] = 1; // immediate
         command[4] = 0; // stop
         const int code = command.Transport(Direction::NONE);
-        if (code != mmc::kOperationInProgress) {
+        if (code != mmc::kOperationInProgress || !wait.Pause(kStopPollMs)) {
             m_bCacheLost = m_bCacheLost || IsRecordingError(command.Key());
             return code;
         }
-        SleepUnlessCancelled(m_pTransport->Clock(), kStopPollMs, nullptr);
     }
 }
 

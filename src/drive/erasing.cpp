@@ -72,10 +72,8 @@ bool CAspiCD::IsBlankingInProgress(int* percent) {
     if (!busy && m_nBlankError == 0 && IsRecordingError(result.Key()))
         m_nBlankError = result.Code();
     if (busy && percent != nullptr) {
-        constexpr uint8_t progressValid = 0x80; // sense-key specific bytes hold a progress
-        *percent = (result.sense[15] & progressValid) != 0
-                       ? LoadBe16(&result.sense[16]) * 100 / 65'536
-                       : -1;
+        const std::optional<uint16_t> progress = ProgressOf(result.sense);
+        *percent = progress ? *progress * 100 / 65'536 : -1;
     }
     return busy;
 }

@@ -18,9 +18,10 @@ int CScsiCommand::Transport(Direction direction, void* buffer, uint32_t length) 
     m_abySense.fill(0);
     m_abyCdb[1] |= static_cast<uint8_t>(m_pDrive->m_byLun << 5);
     transport.m_nTimeoutSeconds = m_nTimeoutSeconds;
-    const uint8_t status = m_pDrive->SendCommand(
-        direction == Direction::WRITE ? SRB_DIR_OUT : SRB_DIR_IN,
-        {m_abyCdb.data(), Cdb::GroupLength(m_abyCdb[0])}, buffer, length, m_abySense.data());
+    const uint8_t status =
+        m_pDrive->SendCommand(direction == Direction::WRITE ? SRB_DIR_OUT : SRB_DIR_IN,
+                              {m_abyCdb.data(), Cdb::GroupLength(m_abyCdb[0])}, buffer, length,
+                              m_abySense.data(), kLongSenseBytes);
     transport.m_nTimeoutSeconds = 0;
     if (status != SS_COMP)
         return -1;

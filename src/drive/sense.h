@@ -1,7 +1,10 @@
 // Reading sense data in fixed format (SPC, "Sense data").
 #pragma once
 
+#include "platform/byte_order.h"
+
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace larkspin {
@@ -64,6 +67,12 @@ constexpr bool IsRecovered(std::span<const uint8_t> sense) {
 // "Deferred errors").
 constexpr bool IsDeferred(std::span<const uint8_t> sense) {
     return (sense[0] & 0x7F) == 0x71;
+}
+
+// How far an operation in progress is, as a share of 65536, if sense of kLongSenseBytes tells it.
+inline std::optional<uint16_t> ProgressOf(std::span<const uint8_t> sense) {
+    constexpr uint8_t kValid = 0x80; // the sense-key specific bytes hold a progress
+    return (sense[15] & kValid) != 0 ? std::optional(LoadBe16(&sense[16])) : std::nullopt;
 }
 
 // (sense key << 16) | (ASC << 8) | ASCQ

@@ -137,12 +137,12 @@ CopyEnd AudioWriting::WriteCopy() {
     if (m_drive.PrepareSaoWrite(m_env.host.BufferUnderrunProtection(),
                                 m_env.host.WriteSpeedControl(), cueSheet, &m_cancel,
                                 kCdBlockBytes) != 0) {
-        m_env.ui.ShowMessage(kNotStarted);
+        m_env.ui.ShowMessage(UnlessGivenUp(m_drive, kNotStarted));
         return CopyEnd::GiveUp;
     }
     if (!WriteTracks(tracks)) {
         m_drive.SyncCache();
-        m_env.ui.ShowMessage(kWriteFailed);
+        m_env.ui.ShowMessage(UnlessGivenUp(m_drive, kWriteFailed));
         return CopyEnd::GiveUp;
     }
     bool finished = true;
@@ -156,7 +156,7 @@ CopyEnd AudioWriting::WriteCopy() {
     m_drive.EjectDisk();
     m_hold.Release();
     if (!finished) {
-        m_notices.push_back(kLeadOutFailed);
+        m_notices.push_back(UnlessGivenUp(m_drive, kLeadOutFailed));
     }
     ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
     return cancelled ? CopyEnd::Cancelled : CopyEnd::Written;

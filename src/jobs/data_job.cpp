@@ -266,10 +266,11 @@ bool DataWriting::RecordCd() {
         m_drive.SyncCache(&m_cancel);
         // What the drive could not empty its cache of is missing on the disc, closed or not.
         if (m_drive.m_bCacheLost) {
-            m_notices.push_back(kCacheLost);
+            m_notices.push_back(UnlessGivenUp(m_drive, kCacheLost));
         }
         Status(u"Writing lead-in and lead-out...");
-        if (m_drive.CloseSession() != 0) {
+        // One that is still busy would take the command's whole time to refuse it.
+        if (!m_drive.m_bGivenUp && m_drive.CloseSession() != 0) {
             m_notices.push_back(kSessionNotClosed);
         }
     }
@@ -323,7 +324,7 @@ bool DataWriting::Fail(const char16_t* message) {
 
 bool DataWriting::Abort(const char16_t* message) {
     m_drive.SyncCache();
-    return Fail(message);
+    return Fail(UnlessGivenUp(m_drive, message));
 }
 
 // Brings the disc, the volume and the room for it together, with the help of the user. Nothing is

@@ -1,5 +1,6 @@
 #include "jobs/drive_reason.h"
 #include "drive/sense.h"
+#include "jobs/busy_drive.h"
 #include "platform/text.h"
 
 namespace larkspin {
@@ -53,7 +54,7 @@ std::u16string ReasonOf(int code) {
 
 void TellWriteError(const CAspiCD& drive, std::vector<std::u16string>* notices) {
     if (drive.m_nWriteError != 0) {
-        notices->push_back(ReasonOf(drive.m_nWriteError));
+        notices->push_back(drive.m_bGivenUp ? kGivenUp : ReasonOf(drive.m_nWriteError));
     }
 }
 

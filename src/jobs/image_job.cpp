@@ -229,7 +229,7 @@ bool ImageWriting::WriteCd() {
     if (m_drive.PrepareSaoWrite(m_env.host.BufferUnderrunProtection(),
                                 m_env.host.WriteSpeedControl(), cueSheet, &m_cancel,
                                 kSectorBytes) != 0) {
-        return Fail(kNotStarted);
+        return Fail(UnlessGivenUp(m_drive, kNotStarted));
     }
     Status(u"Writing data...");
     return RecordCd(*image);
@@ -251,7 +251,7 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
         }
         if (m_drive.WriteBlocks(&address, buffer.data(), sectors, &m_cancel, kSectorBytes) != 0) {
             m_drive.SyncCache();
-            return Fail(kWriteFailed);
+            return Fail(UnlessGivenUp(m_drive, kWriteFailed));
         }
         remaining -= sectors;
         m_env.ui.SetProgress(JobKind::Image,
@@ -260,7 +260,7 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
     if (!m_cancel()) {
         Status(u"Writing lead-out...");
         if (m_drive.FinishSaoWrite(&m_cancel) != 0) {
-            m_notices.push_back(kLeadOutFailed);
+            m_notices.push_back(UnlessGivenUp(m_drive, kLeadOutFailed));
         }
         if (remaining > 0) {
             m_notices.push_back(kImageShorter);

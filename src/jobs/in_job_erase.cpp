@@ -1,4 +1,5 @@
 #include "jobs/in_job_erase.h"
+#include "drive/waiting.h"
 #include "jobs/drive_reason.h"
 #include "jobs/erase_outcome.h"
 
@@ -6,7 +7,9 @@ namespace larkspin {
 
 namespace {
 
-constexpr std::chrono::milliseconds kPollTime{100};
+constexpr uint64_t kPollMs = 100;
+// A drive without a figure may be at a whole disc for the better part of an hour.
+constexpr uint64_t kPatienceWithoutFigureMs = uint64_t{60} * 60 * 1000;
 constexpr uint32_t kPollsPerStep = 10;
 constexpr int kNoPercentage = -1;
 
@@ -14,6 +17,8 @@ constexpr int kNoPercentage = -1;
 
 bool WatchBlanking(JobEnv& env, CAspiCD& drive) {
     const CAspiCD::GoOn goOn = [&env] { return !env.ui.IsEraseCancelled(); };
+    const CancelFunctor cancel(&env.ui, &CCDWriterUI::IsEraseCancelled);
+    BusyWait wait(drive, &cancel);
     int percent = kNoPercentage;
     uint32_t pollCount = 0; // polls without a percentage
     while (!env.ui.IsEraseCancelled()) {
@@ -23,7 +28,10 @@ bool WatchBlanking(JobEnv& env, CAspiCD& drive) {
              !drive.IsBlankingInProgress(&percent))) {
             return true;
         }
+        wait.SetPatience(percent != kNoPercentage ? BusyWait::kPatienceMs
+                                                  : kPatienceWithoutFigureMs);
         if (percent != kNoPercentage) {
+            wait.NoteFigure(percent);
             env.ui.SetEraseProgress(percent);
         } else {
             env.ui.SetNoProgressReport(true);
@@ -32,7 +40,9 @@ bool WatchBlanking(JobEnv& env, CAspiCD& drive) {
             }
             ++pollCount;
         }
-        env.clock.Sleep(kPollTime);
+        if (!wait.Pause(kPollMs)) {
+            break;
+        }
     }
     return !drive.IsBlankingInProgress(&percent);
 }
@@ -45,6 +55,9 @@ bool InJobErase(JobEnv& env, CAspiCD& drive) {
     {
         const ProgressScope progress(env, JobKind::Erase);
         if (!WatchBlanking(env, drive)) {
+            if (drive.m_bGivenUp) {
+                env.ui.ShowMessage(kGivenUp);
+            }
             return false;
         }
         outcome = LookAtErased(env, drive, BlankFailure(drive));

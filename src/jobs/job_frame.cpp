@@ -113,9 +113,11 @@ bool RunFinisher(CAspiCD& drive) {
 
 const char16_t* NotFinishedText(const CAspiCD& drive) {
     if (drive.m_bCacheLost) {
-        return kCacheLost;
+        return UnlessGivenUp(drive, kCacheLost);
     }
-    return (drive.m_nProfile & 0xFFFF) == mmc::kProfileDvdRam ? kNotStopped : kSessionNotClosed;
+    return UnlessGivenUp(drive, (drive.m_nProfile & 0xFFFF) == mmc::kProfileDvdRam
+                                    ? kNotStopped
+                                    : kSessionNotClosed);
 }
 
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure) {
@@ -158,10 +160,11 @@ void ProgressScope::End() {
 }
 
 bool DriveHold::Take() {
-    while (!m_bHeld) {
+    while (!m_busy) {
         const LockResult result = m_drive.LockAndDismount();
-        m_bHeld = !result.Refused();
-        if (!m_bHeld && !prompts::DriveNotHeld(m_ui, result.reason)) {
+        if (!result.Refused()) {
+            m_busy.emplace(m_ui, m_drive);
+        } else if (!prompts::DriveNotHeld(m_ui, result.reason)) {
             return false;
         }
     }
@@ -169,9 +172,9 @@ bool DriveHold::Take() {
 }
 
 void DriveHold::Release() {
-    if (m_bHeld) {
+    if (m_busy) {
         m_drive.Unlock();
-        m_bHeld = false;
+        m_busy.reset();
     }
 }
 

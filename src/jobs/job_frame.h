@@ -2,6 +2,7 @@
 #pragma once
 
 #include "drive/aspi_cd.h"
+#include "jobs/busy_drive.h"
 #include "jobs/jobs.h"
 
 #include <cstdint>
@@ -88,7 +89,8 @@ class ProgressScope {
 
 // The drive, kept from everybody else (CAspiCD::LockAndDismount): held before the last look at the
 // disc, so that it is still the same when it is written, and until it has come out. While the user
-// is to put in another disc the drive is free, for otherwise its button does nothing.
+// is to put in another disc the drive is free, for otherwise its button does nothing. While it is
+// held, the user is asked about a drive that stays busy.
 class DriveHold {
   public:
     DriveHold(CCDWriterUI& ui, CAspiCD& drive) : m_ui(ui), m_drive(drive) {}
@@ -109,7 +111,7 @@ class DriveHold {
   private:
     CCDWriterUI& m_ui;
     CAspiCD& m_drive;
-    bool m_bHeld = false;
+    std::optional<BusyQuestion> m_busy; // while it is held
 };
 
 // The drive's door, locked until the object ends.

@@ -135,6 +135,14 @@ bool DriveNotHeld(CCDWriterUI& ui, const std::u16string& reason) {
                             reason + u"\n\nPress \"OK\" to try again.");
 }
 
+bool StopWaiting(CCDWriterUI& ui) {
+    return YesNoGuarded(ui,
+                        u"The drive has been busy for minutes and does not get on. It may still "
+                        u"do so.\n\nShould Larkspin stop waiting for it?\n\n"
+                        u"If you say \"Yes\" the disk will not be complete, and what is on it "
+                        u"may be LOST.");
+}
+
 bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies) {
     return ui.AskUser(FormatWide("Written %u of %u disks, %u disks left.\n\n"
                                  "Please insert next disk and press \"OK\".",

@@ -40,6 +40,8 @@ bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds);
 // The drive can't be had alone; the reason is a sentence of its own. OK tries again.
 bool DriveNotHeld(CCDWriterUI& ui, const std::u16string& reason);
 bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies);
+// Of a drive that stays busy; Yes gives the work up. The progress windows stay meanwhile.
+bool StopWaiting(CCDWriterUI& ui);
 
 // Told, not asked. False when the program is going away, and there is nobody to insert one.
 bool InsertAnotherDisk(CCDWriterUI& ui);

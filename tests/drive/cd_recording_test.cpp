@@ -331,7 +331,7 @@ TEST_F(WriteBlocksTest, NoDriveHoldsTheJobForEver) {
     const CancelFunctor cancel([&] { return bench.clock.TotalSleep() - before >= 2000; });
     EXPECT_EQ(Write(1, &cancel), 0);
     EXPECT_EQ(address, 0x12345);
-    EXPECT_EQ(bench.clock.TotalSleep() - before, 2000);
+    EXPECT_LE(bench.clock.TotalSleep() - before, 2200);
 
     bench.port.Always(kWrite10, {});
     const CancelFunctor between([&] { return bench.port.Sent().size() == 2; });
@@ -412,12 +412,12 @@ TEST(LeadOutTest, BlocksLostInTheCacheAreAFailure) {
         EXPECT_FALSE(bench.drive.m_bCacheLost) << "a flush forgets the one before";
     }
     // One that is still writing is asked again, and not for ever.
-    for (const int busy : {1, 100, 1000}) {
+    for (const int busy : {1, 1000, 2000}) {
         ScriptedDrive bench;
         bench.port.Queue(kSynchronizeCache, Sense(0x20408), busy);
         bench.drive.SyncCache();
-        EXPECT_EQ(bench.drive.m_bCacheLost, busy == 1000);
-        EXPECT_EQ(bench.clock.TotalSleep(), std::min(busy, 120) * 1000);
+        EXPECT_EQ(bench.drive.m_bCacheLost, busy == 2000);
+        EXPECT_EQ(bench.clock.TotalSleep(), std::min(busy, 1800) * 1000);
     }
 }
 

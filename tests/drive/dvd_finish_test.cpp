@@ -128,6 +128,50 @@ TEST(DvdFinishTest, WaitsForTheDriveAsLongAsItTakes) {
               (std::vector<int64_t>{1000, 1000, 1000, 77, 77, 77, 1000, 333, 333}));
 }
 
+// Whatever it is busy with: asked about after two minutes and once more, or given up after half an
+// hour if there is nobody to ask.
+TEST(BusyDriveTest, IsAskedInModerationAndWaitedForUntilItIsGivenUp) {
+    static const Bytes chunk(kDvdChunkBytes);
+    static int32_t address = 0;
+    const auto write = [](CAspiCD& drive) { drive.WriteDvdChunk(chunk.data(), 32768); };
+    const std::tuple<uint8_t, int, int, std::function<void(CAspiCD&)>> cases[] = {
+        {kWrite10, 0x20408, 22'160, write}, // at 16x
+        {kWrite10, 0x20407, 22'160, write},
+        {kWrite10, 0x20408, 0, write}, // with busy events in place of a speed
+        {kWrite10, 0x20408, 0,
+         [](CAspiCD& drive) { drive.WriteBlocks(&address, chunk.data(), 1, nullptr, 2048); }},
+        {kSynchronizeCache, 0x20408, 0, [](CAspiCD& drive) { drive.SyncCache(); }},
+        {kTestUnitReady, 0x20408, 0, [](CAspiCD& drive) { drive.FinishSaoWrite(); }},
+        {kTestUnitReady, 0x20408, 0, [](CAspiCD& drive) { drive.FinishPlusR(); }},
+        {kStartStopUnit, 0x20407, 0, [](CAspiCD& drive) { drive.StopUnit(); }},
+    };
+    for (const auto& [opcode, code, velocity, run] : cases) {
+        SCOPED_TRACE(testing::Message() << int{opcode} << " " << code << " " << velocity);
+        DvdBench bench(0x1B);
+        bench.port.Always(kReadBufferCapacity, Answer(12, {{4, 512 << 10, 4}, {8, 512 << 10, 4}}));
+        bench.port.Always(kGetEventStatus, Bytes{0, 6, 6, 0x40, 1, 1, 0, 3});
+        bench.port.Always(opcode, Sense(code));
+        bench.drive.m_nVelocity = velocity;
+        bench.drive.m_bMediaWritten = true;
+        std::vector<BusyAnswer> answers = {BusyAnswer::GiveUp, BusyAnswer::WaitOn};
+        bench.drive.m_busyFunctor = [&] {
+            const BusyAnswer answer = answers.back();
+            answers.pop_back();
+            return answer;
+        };
+        run(bench.drive);
+        EXPECT_TRUE(bench.drive.m_bGivenUp && answers.empty());
+        EXPECT_EQ(bench.clock.TotalSleep() / 15'000, 240 / 15);
+        EXPECT_LE(bench.port.Sent().size(), 240u * 10);
+        run(bench.drive);
+        EXPECT_EQ(bench.clock.TotalSleep() / 15'000, 240 / 15) << "now nothing waits any more";
+        bench.drive.m_bGivenUp = false;
+        bench.drive.m_busyFunctor = nullptr;
+        run(bench.drive);
+        EXPECT_EQ(bench.clock.TotalSleep() / 120'000, 15 + 2);
+    }
+}
+
 TEST(DvdFinishTest, FlushGivesTheErrorOfTheSecondFlushAndTimeForALeadOut) {
     DvdBench bench(0x11);
     bench.port.Queue(kSynchronizeCache, Sense(0x52400)); // not immediate: no wait

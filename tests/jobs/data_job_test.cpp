@@ -1,5 +1,6 @@
 #include "faulty_files.h"
 #include "job_bench.h"
+#include "jobs/busy_drive.h"
 #include "volume/readers_kit.h"
 
 #include <chrono>
@@ -218,6 +219,31 @@ TEST(DataJob, ADriveThatRefusesTheSettingsWritesNothing) {
         ASSERT_EQ(bench.ui.Texts().size(), 1U);
         EXPECT_TRUE(bench.ui.Texts()[0].starts_with(u"The drive does not take the settings"));
         EXPECT_EQ(bench.commands[mmc::kWrite10] + bench.host.clears + bench.ejects, 0);
+    }
+}
+
+TEST(DataJob, ADriveThatStaysBusyIsAskedAbout) {
+    for (const auto& [kind, opcode, isStopped] : {std::tuple("cd-r", mmc::kWrite10, false),
+                                                  {"cd-r", mmc::kSynchronizeCache, false},
+                                                  {"dvd+r", mmc::kWrite10, true},
+                                                  {"dvd+r", mmc::kTestUnitReady, false}}) {
+        SCOPED_TRACE(Format("%s, %d", kind, int{opcode}));
+        JobBench bench(kind);
+        bench.host.queue = {bench.AddFile("a", Payload(500'000, 1))};
+        bench.onCommand = [&, busy = opcode](const PortRequest& request) {
+            return request.cdb[0] == busy && bench.commands[mmc::kWrite10] > 3
+                       ? std::optional(FailWith(2, 0x04, 0x08))
+                       : std::nullopt;
+        };
+        bench.ui.onBox = [&](const FakeUi::Box& box) {
+            bench.clock.Advance(5000); // a user thinks
+            return box.buttons == BoxButtons::YesNoGuarded && bench.ui.Boxes().size() == 2;
+        };
+        EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+        const Texts texts = bench.ui.Texts();
+        ASSERT_EQ(texts.size(), isStopped ? 4U : 3U);
+        EXPECT_TRUE(texts[1].starts_with(u"The drive has been busy for minutes"));
+        EXPECT_EQ(texts.back(), kGivenUp);
     }
 }
 

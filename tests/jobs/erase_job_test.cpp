@@ -170,6 +170,22 @@ TEST(EraseJob, WithoutAPercentageTheBarCreeps) {
     EXPECT_EQ(bench.ui.Steps(), 2) << "one on every tenth poll";
 }
 
+TEST(EraseJob, ABlankThatGetsNowhereIsAskedAbout) {
+    for (const int limit : {2, 60}) { // minutes, and one more to look at the disc
+        JobBench bench("cd-rw");
+        InjectedAnswer busy = FailWith(2, 4, 7);
+        busy.completion.sense[15] = limit == 2 ? 0x80 : 0; // a percentage, always the same
+        bench.onCommand = [&](const PortRequest&) {
+            return bench.commands[mmc::kBlank] > 0 ? std::optional(busy) : std::nullopt;
+        };
+        bench.mayStayLocked = true;
+        bench.ui.onBox = [](const FakeUi::Box&) { return true; };
+        EXPECT_EQ(bench.RunErase(), JobEnd::Exit);
+        EXPECT_EQ(bench.clock.TotalSleep() / 60'000, limit + 1);
+        EXPECT_EQ(bench.ui.Texts().size(), 2U) << "and that nobody knows what is on the disc";
+    }
+}
+
 TEST(EraseJob, ACancelStopsTheWatchingOfABlankAndTheFilling) {
     JobBench blanking("cd-rw");
     blanking.Finalize();

@@ -1,0 +1,32 @@
+#include "jobs/busy_drive.h"
+#include "jobs/prompts.h"
+
+namespace larkspin {
+
+namespace {
+
+BusyAnswer Ask(CCDWriterUI& ui, IClock& clock) {
+    // The box is deaf for its first second: who answers before that is nobody.
+    constexpr uint64_t kSoonestMs = 1000;
+    const uint64_t shown = clock.TickMs();
+    if (prompts::StopWaiting(ui))
+        return BusyAnswer::GiveUp;
+    return clock.TickMs() - shown < kSoonestMs ? BusyAnswer::NobodyThere : BusyAnswer::WaitOn;
+}
+
+} // namespace
+
+BusyQuestion::BusyQuestion(CCDWriterUI& ui, CAspiCD& drive) : m_drive(drive) {
+    drive.m_bGivenUp = false;
+    drive.m_busyFunctor = [&ui, &drive] { return Ask(ui, drive.m_pTransport->Clock()); };
+}
+
+BusyQuestion::~BusyQuestion() {
+    m_drive.m_busyFunctor = nullptr;
+}
+
+const char16_t* UnlessGivenUp(const CAspiCD& drive, const char16_t* text) {
+    return drive.m_bGivenUp ? kGivenUp : text;
+}
+
+} // namespace larkspin
