@@ -44,4 +44,38 @@ int32_t CAspiCD::ReadLastLeadOut() {
     return static_cast<int32_t>(std::min<uint32_t>(LoadBe32(&toc[kFirstTrackAddress]), INT32_MAX));
 }
 
+int CAspiCD::FindEarlierSession(int32_t before, int32_t* start, int32_t* end) {
+    std::array<uint8_t, 4> toc = {};
+    Cdb cdb(mmc::kReadToc);
+    cdb[8] = toc.size();
+    if (SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), toc.size()).Failed())
+        return -1;
+    const int firstTrack = toc[2];
+    int session = -1;
+    bool beginsWithData = false;
+    for (int number = toc[3]; number >= firstTrack && number > 0; --number) {
+        std::array<uint8_t, 36> track = {};
+        cdb = Cdb(mmc::kReadTrackInformation);
+        cdb[1] = 1; // the number below is a track
+        cdb[5] = static_cast<uint8_t>(number);
+        cdb[8] = track.size();
+        if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size()).Failed())
+            return -1;
+        const int64_t begin = LoadBe32(&track[8]);
+        if (begin >= before)
+            continue;
+        if (const int holder = track[33] << 8 | track[3]; holder != session) {
+            if (beginsWithData)
+                break;
+            session = holder;
+            *end = static_cast<int32_t>(
+                std::min<int64_t>(begin + int64_t{LoadBe32(&track[24])}, before));
+        }
+        constexpr uint8_t kDataTrack = 4;
+        beginsWithData = (track[5] & kDataTrack) != 0;
+        *start = static_cast<int32_t>(begin);
+    }
+    return beginsWithData ? 0 : 1;
+}
+
 } // namespace larkspin

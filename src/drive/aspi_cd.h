@@ -44,6 +44,7 @@ enum DiskStateBits : uint32_t {
     DISK_APPENDABLE = 2,
     DISK_ERASABLE = 4,
     DISK_CAPACITY_KNOWN = 8, // m_dwDiskKnown only: m_nCapacity is valid
+    DISK_SESSION_OPEN = 16,  // the last session has something in it, and is not closed
 };
 
 // In CAspiCD::m_nProfile, beside the profile in the low 16 bits: the disc is blank.
@@ -250,11 +251,18 @@ class CAspiCD : public IBlockReader {
     int RestartPlusRwFormat(CScsiCommand& command, int64_t size);
     int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
 
-    // --- appending (appending.cpp, appending_cd.cpp) ---
+    // --- appending (appending.cpp, appending_cd.cpp, open_session.cpp) ---
+    // Closes a session that a recording left open when it was cut off, and its track; the disc
+    // stays open for another one. A track that is too short for the drive gets zeros first, which a
+    // cancel ends. 0, or an error code, -1 without an answer.
+    int CloseOpenSession(const CancelFunctor* cancel); // throws
     // 0, or -1 when the drive fails or does not tell the last session's start.
     int ReadMultiSessionStart(int32_t* address);
     // The start of the lead-out of the last closed session, a block; 0 if the drive does not tell.
     int32_t ReadLastLeadOut();
+    // The last closed session that begins with a data track in front of block `before`: its first
+    // block, and the one behind its last track. 0; 1 if there is none; -1 if the drive fails.
+    int FindEarlierSession(int32_t before, int32_t* start, int32_t* end);
     // A volume on a disc that is written in place whose size can't be true is no ISO 9660 volume:
     // the new data would lie over the old.
     int32_t GetNextSessionStart(std::span<const uint8_t> descriptor,

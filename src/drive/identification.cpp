@@ -35,7 +35,7 @@ uint8_t DiscStatusOf(const uint8_t* info) {
 uint8_t LastSessionStateOf(const uint8_t* info) {
     return info[2] >> 2 & 3;
 }
-constexpr uint8_t kEmptySession = 0;
+enum SessionState : uint8_t { kEmptySession = 0, kIncompleteSession = 1, kDamagedSession = 2 };
 
 // Fields of READ DISC INFORMATION that hold an address as minutes, seconds and frames.
 constexpr size_t kLastSessionLeadIn = 17;
@@ -221,7 +221,10 @@ void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
             m_nNextAddress = ((msf[0] + 1) * 60 + msf[1]) * kFramesPerSecond + msf[2];
         }
     }
-    m_dwDiskKnown |= DISK_ERASABLE | DISK_BLANK | DISK_APPENDABLE;
+    const uint8_t session = LastSessionStateOf(info.data());
+    if (status == kDiscIncomplete && (session == kIncompleteSession || session == kDamagedSession))
+        m_dwDiskState |= DISK_SESSION_OPEN;
+    m_dwDiskKnown |= DISK_ERASABLE | DISK_BLANK | DISK_APPENDABLE | DISK_SESSION_OPEN;
 
     const uint8_t* const leadOut = &info[kLastLeadOut];
     if (leadOut[0] != 0xFF || leadOut[1] != 0xFF || leadOut[2] != 0xFF) {

@@ -2,6 +2,7 @@
 #include "drive/mmc.h"
 #include "jobs/drive_wait.h"
 #include "jobs/in_job_erase.h"
+#include "jobs/open_session.h"
 #include "jobs/prompts.h"
 
 #include <algorithm>
@@ -87,6 +88,22 @@ Verdict CheckWritableCd(DriveHold& hold, CAspiCD& drive, int32_t estimate) {
                        : prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
 }
 
+// The kinds that data is added to by sessions. A drive that knows no profiles writes CDs.
+bool HasSessions(uint32_t profile) {
+    switch (profile) {
+    case mmc::kProfileCdR:
+    case mmc::kProfileCdRw:
+    case mmc::kProfileDvdMinusR:
+    case mmc::kProfileDvdMinusRwSequential:
+    case mmc::kProfileDvdPlusR:
+    case mmc::kProfileDvdPlusRDl:
+    case kUnknownProfile:
+        return true;
+    default:
+        return false;
+    }
+}
+
 Verdict OfferErase(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate) {
     const int32_t limit = IsDvd(drive) ? kDvdLimitSectors : kCdLimitSectors;
     if (estimate > limit || !IsKnown(drive, DISK_ERASABLE)) {
@@ -103,6 +120,9 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     if (IsWrittenInPlace(profile)) {
         drive.m_dwDiskState |= DISK_APPENDABLE;
         drive.m_dwDiskKnown |= DISK_APPENDABLE;
+    }
+    if (IsKnown(drive, DISK_SESSION_OPEN) && HasSessions(profile)) {
+        return AgainIf(OfferClosing(env, hold, drive));
     }
     if (!IsKnown(drive, DISK_APPENDABLE)) {
         return OfferErase(env, hold, drive, estimate);
@@ -149,6 +169,14 @@ Verdict AskForRoom(JobEnv& env, DriveHold& hold, CAspiCD& drive, const DataRoom&
     }
     return AgainIf(prompts::DataTooLargeForDisk(hold.UiWithFreeDrive(),
                                                 prompts::ExcessMegabytes(room.Excess())));
+}
+
+Verdict AskToWriteOver(JobEnv& env, DataDisc* disc) {
+    if (!prompts::EraseNotBlank(env.ui)) {
+        return Verdict::GiveUp;
+    }
+    disc->ignorePrevious = true;
+    return Verdict::Passed;
 }
 
 } // namespace larkspin

@@ -51,4 +51,8 @@ bool CheckDataDisc(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimat
 Verdict AskForRoom(JobEnv& env, DriveHold& hold, CAspiCD& drive, const DataRoom& room,
                    DataDisc* disc);
 
+// A volume on a disc that is written in place which was cut off before its folders were there, so
+// that nothing can be added to it. Passes, with *disc changed, if the user gives it away.
+Verdict AskToWriteOver(JobEnv& env, DataDisc* disc);
+
 } // namespace larkspin

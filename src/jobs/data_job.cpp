@@ -4,6 +4,7 @@
 #include "jobs/generator_thread.h"
 #include "jobs/prompts.h"
 #include "platform/text.h"
+#include "volume/iso9660.h"
 
 #include <algorithm>
 #include <array>
@@ -51,7 +52,8 @@ class DataWriting {
         m_args.clock = &env.clock;
     }
 
-    enum class Start { Ready, Cancelled, Failed, Stopped };
+    // CutInPlace: the volume on the disc can't be added to, and there is no earlier one.
+    enum class Start { Ready, Cancelled, Failed, Stopped, CutInPlace };
 
     // Finds where the session begins and lays the volume out. Nothing is written. The windows of
     // the job come up, and are gone again after all but Ready.
@@ -72,6 +74,7 @@ class DataWriting {
     Start PrepareDvd(const DataDisc& disc);
     Start PrepareCd();
     Start StartGenerator(size_t pipeBytes, int32_t previousStart, int32_t nextStart);
+    bool TakeEarlierSession();
     void StopGenerator();
     void End();
 
@@ -120,20 +123,28 @@ void DataWriting::End() {
 
 DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previousStart,
                                                int32_t nextStart) {
-    m_pPipe = std::make_unique<BytePipe>(pipeBytes);
-    m_args.pipe = m_pPipe.get();
     m_args.previousStart = static_cast<uint32_t>(previousStart);
     m_args.nextStart = static_cast<uint32_t>(nextStart);
     m_args.merge = nextStart != 0;
     const bool hasLeadOut = m_args.merge && !IsWrittenInPlace(m_drive.GetCurrentProfile());
     m_args.previousEnd = hasLeadOut ? static_cast<uint32_t>(m_drive.ReadLastLeadOut()) : 0;
-    m_pGenerator = std::make_unique<ImageGeneratorThread>(m_args);
-    if (!m_pGenerator->Start(m_env.startThread)) {
-        m_env.ui.ShowMessage(kGeneratorNotStarted);
-        return Start::Failed;
-    }
-    if (!m_pGenerator->WaitReady(m_cancel)) {
-        return Start::Cancelled;
+    m_args.hasPrevious = true;
+    m_args.cutSessions.clear();
+    do {
+        m_pGenerator.reset(); // what it has to tell is told again
+        m_pPipe = std::make_unique<BytePipe>(pipeBytes);
+        m_args.pipe = m_pPipe.get();
+        m_pGenerator = std::make_unique<ImageGeneratorThread>(m_args);
+        if (!m_pGenerator->Start(m_env.startThread)) {
+            m_env.ui.ShowMessage(kGeneratorNotStarted);
+            return Start::Failed;
+        }
+        if (!m_pGenerator->WaitReady(m_cancel)) {
+            return Start::Cancelled;
+        }
+    } while (m_pGenerator->FoundCutSession() && hasLeadOut && TakeEarlierSession());
+    if (m_pGenerator->FoundCutSession() && !hasLeadOut) {
+        return Start::CutInPlace;
     }
     if (m_pGenerator->TotalSectors() == 0) {
         m_env.ui.ShowMessage(kGeneratorFailed);
@@ -143,6 +154,27 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
     m_room.start = nextStart;
     m_room.sectors = m_pGenerator->TotalSectors();
     return Start::Ready;
+}
+
+// False if the drive does not tell of one, nor that there is none.
+bool DataWriting::TakeEarlierSession() {
+    const uint32_t toDescriptors = m_bDvd ? kSystemAreaSectors : 0;
+    m_args.cutSessions.push_back(
+        {m_args.previousStart, m_args.previousEnd != 0 ? m_args.previousEnd : m_args.nextStart});
+    int32_t end = 0;
+    int32_t start = 0;
+    const auto before = static_cast<int32_t>(m_args.previousStart - toDescriptors);
+    switch (m_drive.FindEarlierSession(before, &start, &end)) {
+    case 0:
+        m_args.previousStart = static_cast<uint32_t>(start) + toDescriptors;
+        m_args.previousEnd = static_cast<uint32_t>(end);
+        return true;
+    case 1:
+        m_args.hasPrevious = false;
+        return true;
+    default:
+        return false;
+    }
 }
 
 void DataWriting::StopGenerator() {
@@ -337,11 +369,13 @@ std::optional<DataWriting::Start> BeginWriting(JobEnv& env, DriveHold& hold, CAs
             return std::nullopt;
         }
         const DataWriting::Start start = writing.Prepare(disc);
-        if (start != DataWriting::Start::Ready || writing.Room().Excess() == 0) {
+        const bool isCut = start == DataWriting::Start::CutInPlace;
+        if (!isCut && (start != DataWriting::Start::Ready || writing.Room().Excess() == 0)) {
             return start;
         }
         writing.Abandon();
-        verdict = AskForRoom(env, hold, drive, writing.Room(), &disc);
+        verdict = isCut ? AskToWriteOver(env, &disc)
+                        : AskForRoom(env, hold, drive, writing.Room(), &disc);
         if (verdict == Verdict::GiveUp) {
             return std::nullopt;
         }

@@ -114,6 +114,9 @@ void ImageGeneratorThread::Run() {
     // Whatever happens in there, the job must neither wait for ever nor die with this thread.
     try {
         Generate();
+    } catch (const CutSessionException& failure) {
+        m_bFoundCutSession = true;
+        SetError(failure.WideText());
     } catch (const CCDWriterISOGenException& failure) {
         SetError(failure.WideText());
     } catch (const std::bad_alloc&) {
@@ -135,6 +138,8 @@ void ImageGeneratorThread::Generate() {
     generator.Options().joliet_volume_id = m_args.title.wide;
     generator.Options().space_from_disc_start = true;
     generator.Options().previous_end = m_args.previousEnd;
+    generator.Options().has_previous = m_args.hasPrevious;
+    generator.Options().cut_sessions = m_args.cutSessions;
     generator.SetNotice([this](const VolumeNotice& notice) {
         const std::lock_guard lock(m_mutex);
         m_notices.push_back(notice);

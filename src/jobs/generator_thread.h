@@ -11,6 +11,7 @@
 #include "jobs/volume_title.h"
 #include "platform/byte_pipe.h"
 #include "platform/event.h"
+#include "volume/options.h"
 #include "volume/volume_notice.h"
 
 #include <atomic>
@@ -30,6 +31,8 @@ struct GeneratorThreadArgs {
     uint32_t nextStart = 0;     // where this session begins; 0 for an empty disc
     CAspiCD* drive = nullptr;   // the previous session is read through it until `ready` is set
     bool merge = false;         // lay the volume over the previous session
+    bool hasPrevious = true;    // false: none of the sessions is whole
+    std::vector<CutSession> cutSessions; // behind the previous one
     VolumeTitle title;
     IFileSystem* files = nullptr;
     IClock* clock = nullptr;
@@ -50,6 +53,8 @@ class ImageGeneratorThread {
     bool WaitReady(const CancelFunctor& cancel);
     // Sectors of the volume; 0 when the generator failed before it knew. Valid after WaitReady.
     uint32_t TotalSectors() const { return m_nTotalSectors; }
+    // True if it failed because the previous session was cut off. Valid after WaitReady.
+    bool FoundCutSession() const { return m_bFoundCutSession; }
     // What went wrong, empty if nothing did so far. Complete once the pipe has run dry.
     std::u16string Error();
     // What was left out of the volume, complete once WaitReady has returned true; and what changed
@@ -72,6 +77,7 @@ class ImageGeneratorThread {
     const GeneratorThreadArgs m_args;
     CEvent m_ready{CEvent::Reset::Manual};
     std::atomic<uint32_t> m_nTotalSectors = 0;
+    std::atomic<bool> m_bFoundCutSession = false;
     std::atomic<bool> m_bStop = false;
     std::mutex m_mutex; // guards the next two
     std::u16string m_strGeneratorError;

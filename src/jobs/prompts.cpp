@@ -89,6 +89,22 @@ bool NothingToAddTo(CCDWriterUI& ui) {
                         u"Please insert another disk and press \"OK\".");
 }
 
+bool SessionStaysOpen(CCDWriterUI& ui, const std::u16string& reason) {
+    return OkCancel(ui,
+                    u"The drive could not close the session that was interrupted, so nothing "
+                    u"can be added to the disk. What earlier sessions hold is still there.\n\n" +
+                        reason + u"\n\nPlease insert another disk and press \"OK\".");
+}
+
+bool CloseOpenSession(CCDWriterUI& ui) {
+    return YesNoGuarded(
+        ui, u"The last session on the disk is not finished: its writing was interrupted, or "
+            u"another program has left it open. Nothing can be added before it is closed.\n\n"
+            u"Should Larkspin close it and go on?\n\n"
+            u"Earlier sessions are kept. Of the one that was interrupted, files that are not "
+            u"complete are left out.");
+}
+
 bool EraseForMoreSpace(CCDWriterUI& ui) {
     return YesNoGuarded(ui, u"The disk in the drive is not blank and doesn't have enough space for "
                             u"data.\n\nShould Larkspin erase it for you?\n\n"

@@ -25,10 +25,14 @@ bool CannotEraseThisDisk(CCDWriterUI& ui);
 bool DriveNotReady(CCDWriterUI& ui);
 bool CannotLookAtDisk(CCDWriterUI& ui);
 bool NothingToAddTo(CCDWriterUI& ui);
+bool SessionStaysOpen(CCDWriterUI& ui, const std::u16string& reason);
 
 // Yes erases the disc, No gives up.
 bool EraseForMoreSpace(CCDWriterUI& ui);
 bool EraseNotBlank(CCDWriterUI& ui);
+
+// Yes closes the session and goes on, No gives up.
+bool CloseOpenSession(CCDWriterUI& ui);
 
 // Yes goes on with the disc as it is.
 bool WasteDvd(CCDWriterUI& ui);

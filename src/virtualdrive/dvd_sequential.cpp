@@ -34,6 +34,9 @@ int32_t CDvdSequentialMedium::TrackEnd(int32_t start, uint32_t reserved) const {
 DiscInformation CDvdSequentialMedium::Information(const WriteParameters&) const {
     DiscInformation information = m_tracks.Information();
     information.erasable = IsErasable();
+    // A CD has no such state.
+    if (const DiscTrack* open = m_tracks.Open(); open != nullptr && open->damaged)
+        information.lastSession = 2;
     return information;
 }
 

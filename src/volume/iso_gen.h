@@ -34,6 +34,13 @@ class CCDWriterISOGenException : public std::exception {
     std::array<char, 128> m_szNarrow = {};
 };
 
+// The session to be merged was cut off before its folders were on the disc. An earlier one may
+// serve, with this one in GenOptions::cut_sessions.
+class CutSessionException : public CCDWriterISOGenException {
+  public:
+    CutSessionException() : CCDWriterISOGenException(u"Cannot merge previous session.") {}
+};
+
 class CCDWriterISOGen {
   public:
     // Called once, on the generator's thread, when the volume's length stands and before the

@@ -1,5 +1,6 @@
 #include "volume/merge.h"
 
+#include "volume/cut_session.h"
 #include "volume/old_directory.h"
 #include "volume/previous_disc.h"
 #include "volume/rockridge.h"
@@ -203,7 +204,7 @@ class Merger {
                 continue;
             }
             if (old.entry.record.IsDots()) {
-                if (isFresh) {
+                if (isFresh && !old.is_broken) {
                     AdoptDot(directory, old);
                 }
                 continue;
@@ -412,7 +413,12 @@ class Merger {
 } // namespace
 
 void MergePreviousSession(VolumeRun& run, IBlockReader& drive) {
-    Merger(run, drive).Merge();
+    if (run.options.has_previous) {
+        Merger(run, drive).Merge();
+    }
+    for (const CutSession& session : run.options.cut_sessions) {
+        TellCutSession(run, drive, session);
+    }
 }
 
 } // namespace larkspin

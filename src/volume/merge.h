@@ -29,8 +29,9 @@ namespace larkspin {
 struct VolumeRun;
 
 // Adds to `run.tree`, which holds the queue, what the session at `run.previous_base` holds; reads
-// through `drive`, and never after it has returned. Reading takes time and memory in proportion to
-// what the disc can hold, whatever stands on it.
+// through `drive`, and never after it has returned. Tells what is lost with
+// GenOptions::cut_sessions. Reading takes time and memory in proportion to what the disc can hold,
+// whatever stands on it.
 //
 // Fails with a text for the user if the drive can't read, if there is no session of one volume with
 // 2048-byte sectors, and with "Cannot merge previous session." or "Cannot parse Rock Ridge

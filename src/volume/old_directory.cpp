@@ -323,7 +323,11 @@ std::vector<OldEntry> OldDirectoryReader::Read(const OldExtent& directory) {
     if (directory.bytes > kMostMemory || !m_read.insert(directory.sector).second) {
         FailToMerge();
     }
-    std::vector<OldEntry> entries = SplitRecords(m_disc.ReadSectors(directory));
+    const std::vector<uint8_t> sectors = m_disc.ReadSectors(directory);
+    if (sectors[0] == 0) { // no "." (ECMA-119 6.8.2.2): what was not written was filled up
+        throw CutSessionException();
+    }
+    std::vector<OldEntry> entries = SplitRecords(sectors);
     Check(entries);
     ReadSystemUse(entries);
     entries = JoinSections(std::move(entries));
@@ -377,8 +381,13 @@ void OldDirectoryReader::ReadSystemUse(std::vector<OldEntry>& entries) {
             try {
                 SystemUseReader(m_disc, old).Read();
             } catch (const BrokenEntry&) {
-                if (!IsFile(old)) {
+                const bool isFolder = !IsFile(old);
+                if (isFolder && !m_disc.IsCut()) {
                     throw;
+                }
+                // The areas of the dots may lie behind all folders; new dots can be made.
+                if (isFolder && !entry.record.IsDots()) {
+                    throw CutSessionException();
                 }
                 old.is_broken = true;
             }
@@ -428,7 +437,7 @@ void OldDirectoryReader::ApplyTranslation(std::vector<OldEntry>& entries) {
     if (!table->entry.rr_name_seen) {
         table->entry.name = ToWide(kTranslationTableName);
     }
-    if (table->entry.size == 0 || table->entry.record.extent == 0) {
+    if (table->is_broken || table->entry.size == 0 || table->entry.record.extent == 0) {
         return;
     }
     const OldExtent extent = OldExtent::Of(table->entry.record);

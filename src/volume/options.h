@@ -19,6 +19,12 @@ struct BootEntry {
     uint16_t load_segment = 0;
 };
 
+// A session that was cut off, in absolute sectors: its first one, and the one behind its last.
+struct CutSession {
+    uint32_t start = 0;
+    uint32_t end = 0;
+};
+
 struct GenOptions {
     uint32_t interchange_level = 1; // above 3 adds the Enhanced Volume Descriptor
     uint32_t iso_name_limit = 31;   // bytes of an ISO name, whatever the level
@@ -45,6 +51,11 @@ struct GenOptions {
     // Sector behind the last one of the session that is merged; 0: all up to the new session. A
     // session that was cut off names files that lie behind.
     uint32_t previous_end = 0;
+    // Sessions behind the one that is merged which were cut off before their folders were on the
+    // disc. The files of theirs that can still be read about are told.
+    std::vector<CutSession> cut_sessions;
+    // False: no session is merged, for all of them are such ones.
+    bool has_previous = true;
     // The volume space size counts from sector 0 of the disc, not from the first sector of the
     // session: some systems refuse Rock Ridge data at or behind it, which lies at absolute sectors.
     bool space_from_disc_start = false;

@@ -18,6 +18,8 @@ constexpr uint64_t kSpareReads = 1024; // beyond what a sane disc of any size ne
 constexpr size_t kMostSectorsKept = 4096;
 constexpr uint8_t kTypePrimary = 1;
 constexpr size_t kRootRecordBytes = 34;
+// A track at once on a CD ends with two blocks that can't be read, and count as its own.
+constexpr uint32_t kRunOutSectors = 2;
 
 bool IsPrimaryDescriptor(std::span<const uint8_t> sector) {
     return sector[kVdAtType] == kTypePrimary &&
@@ -59,11 +61,17 @@ bool PreviousDisc::Holds(const OldExtent& extent) const {
 }
 
 OldExtent PreviousDisc::FindPreviousRoot(uint32_t start) {
-    for (uint32_t i = 0; i < kSectorsSearched && start + i < m_nEnd; ++i) {
+    bool isEmpty = true;
+    for (uint32_t i = 0; i < kSectorsSearched && start + i + kRunOutSectors < m_nEnd; ++i) {
         SectorBytes sector;
         Read(sector.data(), 1, start + i);
+        isEmpty &= std::ranges::all_of(sector, [](uint8_t byte) { return byte == 0; });
         if (IsPrimaryDescriptor(sector)) {
             CheckKind(sector);
+            // Some volumes count from the start of their session, some from that of the disc.
+            const uint64_t space = LoadLe32(&sector[kVdAtVolumeSpace]);
+            m_bIsCut = (space > start ? space : start + space) > m_nEnd;
+            m_nEnd -= m_bIsCut ? kRunOutSectors : 0;
             const auto root = DirectoryRecord::Read(
                 std::span<const uint8_t>(sector).subspan(kVdAtRootRecord, kRootRecordBytes));
             if (!root) {
@@ -72,11 +80,17 @@ OldExtent PreviousDisc::FindPreviousRoot(uint32_t start) {
             return OldExtent::Of(*root);
         }
     }
+    if (isEmpty) {
+        throw CutSessionException();
+    }
     throw CCDWriterISOGenException(u"Unable to find previous session.");
 }
 
 std::vector<uint8_t> PreviousDisc::ReadSectors(const OldExtent& extent) {
     if (!Holds(extent)) {
+        if (m_bIsCut) {
+            throw CutSessionException();
+        }
         FailToMerge();
     }
     const uint32_t count = SectorsOf(extent.bytes);

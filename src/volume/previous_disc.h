@@ -38,11 +38,16 @@ class PreviousDisc {
 
     // The first sector at or behind `start` that is a primary volume descriptor; looks at 100
     // sectors. Gives its root directory. Fails if there is none or if it is of another kind than
-    // 2048-byte sectors and a single volume.
+    // 2048-byte sectors and a single volume, with CutSessionException if nothing but zeros came to
+    // the disc.
     OldExtent FindPreviousRoot(uint32_t start);
 
-    // Whole sectors of the extent, read in pieces of up to 16. Fails if it isn't inside the disc.
+    // Whole sectors of the extent, read in pieces of up to 16. Fails if it isn't inside the disc,
+    // with CutSessionException if the volume claims more than the disc has.
     std::vector<uint8_t> ReadSectors(const OldExtent& extent);
+
+    // True if the volume that FindPreviousRoot has found claims more than the disc has.
+    bool IsCut() const { return m_bIsCut; }
 
     // Reads these sectors, neighbours at one go, for the calls of Sector that follow, and forgets
     // those before. Sectors that the disc doesn't have are passed over.
@@ -57,6 +62,7 @@ class PreviousDisc {
 
     IBlockReader& m_drive;
     uint32_t m_nEnd;
+    bool m_bIsCut = false;
     uint64_t m_nSectorsLeft; // that may still be read
     std::map<uint32_t, SectorBytes> m_sectors;
 };

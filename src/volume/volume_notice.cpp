@@ -18,6 +18,9 @@ const char* FormOf(NoticeReason reason) {
         return "File %s is too large.";
     case NoticeReason::OldBroken:
         return "File %s on the disk is not complete and was left out.";
+    case NoticeReason::OldCut:
+        return "The last session on the disk was interrupted before its folders were written. What "
+               "only that session had is left out; what was there before it is kept.";
     case NoticeReason::FolderUnreadable:
         return "Folder %s cannot be read.";
     case NoticeReason::HidesFolder:
@@ -46,7 +49,10 @@ std::u16string TextOf(const VolumeNotice& notice) {
     if (const size_t name = text.find(u"\"%s\""); name != std::u16string::npos) {
         text.replace(name + 1, 2, notice.shown_as);
     }
-    return text.replace(text.find(u"%s"), 2, notice.path);
+    if (const size_t path = text.find(u"%s"); path != std::u16string::npos) {
+        text.replace(path, 2, notice.path);
+    }
+    return text;
 }
 
 } // namespace larkspin

@@ -13,6 +13,7 @@ enum class NoticeReason {
     Special,    // neither file nor folder: a device, a named pipe, a socket
     TooLarge,   // a file of more bytes than a volume can hold
     OldBroken,  // a file of an earlier session that was cut off, or whose entry is broken
+    OldCut,     // all that a session which was cut off has added; has no path
     // The folder is on the volume, but not what could not be listed in it:
     FolderUnreadable,
     HidesFolder, // a file of the name of a folder that is on the disc already

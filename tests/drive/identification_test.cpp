@@ -37,7 +37,7 @@ TEST(ProfileTest, OnlyOneSenseSaysThatTheDriveHasNoProfiles) {
 }
 
 TEST(DiskInfoTest, StatesOfADisc) {
-    constexpr uint32_t known = DISK_BLANK | DISK_APPENDABLE | DISK_ERASABLE;
+    constexpr uint32_t known = DISK_BLANK | DISK_APPENDABLE | DISK_ERASABLE | DISK_SESSION_OPEN;
     constexpr uint32_t blank = DISK_BLANK | DISK_APPENDABLE;
     struct {
         const char* name;
@@ -49,7 +49,8 @@ TEST(DiskInfoTest, StatesOfADisc) {
         {"blank CD-R", DiscInfo(0, 0, 0, 0, 0x4F3B4A), blank, 359'849},
         {"blank CD-RW", DiscInfo(0, 0, kErasable), blank | DISK_ERASABLE},
         {"last session empty", DiscInfo(1, 0, 0, 0, 0x4F3B4A), DISK_APPENDABLE, 359'849, 20'150},
-        {"last session incomplete", DiscInfo(1, 1), 0},
+        {"last session incomplete", DiscInfo(1, 1), DISK_SESSION_OPEN},
+        {"last session damaged", DiscInfo(1, 2), DISK_SESSION_OPEN},
         {"last session complete", DiscInfo(1, 3), 0},
         {"closed CD-RW", DiscInfo(2, 3, kErasable, 0, 0x3C0000), DISK_ERASABLE, 269'850},
         {"others", DiscInfo(3), 0},

@@ -158,6 +158,188 @@ TEST(CutSession, IsFollowedByOneThatTellsWhatIsMissing) {
     }
 }
 
+// On a disc that is written in place there is none before it: the user decides.
+TEST(CutSession, InPlaceWithoutItsFoldersIsWrittenOverIfTheUserWants) {
+    for (const char* kind : {"dvd+rw", "dvd-ram"}) {
+        JobBench bench(kind);
+        bench.AddFile("old", Payload(100'000, 1));
+        ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
+        Bytes track = bench.Track();
+        const size_t root = LoadLe32(&track[16 * 2048 + 158]) * size_t{2048};
+        std::fill_n(track.begin() + static_cast<std::ptrdiff_t>(root), 2048, 0);
+        WriteFileBytes(bench.disc + "/track-01.iso", track);
+        bench.Reload();
+        const Bytes next = Payload(70'000, 4);
+        bench.host.queue = {bench.AddFile("next", next)};
+        for (const bool yes : {false, true}) {
+            bench.ui.onBox = [&](const FakeUi::Box&) { return yes; };
+            const int writes = bench.commands[mmc::kWrite10];
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            EXPECT_EQ(bench.ui.Texts(), Texts(yes ? 2 : 1, kNotBlankText));
+            EXPECT_EQ(bench.commands[mmc::kWrite10] > writes, yes);
+            EXPECT_EQ(bench.host.queue.empty(), yes);
+            bench.Reload();
+        }
+        EXPECT_TRUE(Holds(bench.Track(), next));
+    }
+}
+
+// One that was cut off before its folders were on the disc, or has zeros in their place, gives way
+// to the session before it, if there is one.
+TEST(CutSession, WithoutItsFoldersGivesWayToTheOneBefore) {
+    const Bytes old = Payload(100'000, 1);
+    const Bytes third = Payload(70'000, 4);
+    const std::u16string left = u"File lost on the disk is not complete and was left out.";
+    enum Kind { kSecond, kSecondAgain, kFirst, kZeros };
+    for (const char* kind : {"dvd+r", "dvd-r", "cd-r"}) {
+        for (const Kind cut : {kSecond, kSecondAgain, kFirst, kZeros}) {
+            SCOPED_TRACE(Format("%s, %d", kind, cut));
+            JobBench bench(kind);
+            bench.ui.onBox = [](const FakeUi::Box&) { return true; }; // closes what is open
+            bench.AddFile("old", old);
+            if (cut != kFirst) {
+                ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
+            }
+            for (int i = 0; i < 300; ++i) {
+                bench.AddFile(Format("many/%0180d", i), {});
+            }
+            const std::u16string lost = bench.AddFile("lost", Payload(5000, 2));
+            bench.host.queue = {ToWide((bench.Source() / "many").string()), lost};
+            const int writes = bench.commands[mmc::kWrite10];
+            bench.onCommand = [&](const PortRequest&) -> std::optional<InjectedAnswer> {
+                if (cut != kZeros && bench.commands[mmc::kWrite10] == writes + 3) {
+                    bench.ui.Cancel(JobKind::Data);
+                }
+                return std::nullopt;
+            };
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            bench.onCommand = nullptr;
+            if (cut == kZeros) {
+                Bytes track = bench.Track(2);
+                const uint32_t start = LoadLe32(&track[16 * 2048 + 140]) - 20;
+                const uint32_t root = LoadLe32(&track[16 * 2048 + 158]) - start;
+                std::fill(track.begin() + root * 2048, track.end(), 0);
+                WriteFileBytes(bench.disc + "/track-02.iso", track);
+            }
+            bench.Reload();
+            const size_t boxes = bench.ui.Boxes().size();
+            bench.host.queue = {bench.AddFile("third", third)};
+            if (cut == kSecondAgain) {
+                bench.host.queue.push_back(lost);
+            }
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            const std::u16string notice = bench.ui.Texts().back();
+            EXPECT_TRUE(notice.starts_with(u"The last session on the disk was interrupted"))
+                << ToNative(notice);
+            EXPECT_EQ(notice.find(left) != std::u16string::npos, cut == kSecond || cut == kFirst)
+                << ToNative(notice);
+            const bool asksToClose = std::string_view(kind) == "cd-r" && cut != kZeros;
+            EXPECT_EQ(bench.ui.Boxes().size(), boxes + (asksToClose ? 2 : 1));
+            const Bytes last = bench.Track(cut == kFirst ? 2 : 3);
+            EXPECT_TRUE(Holds(last, third));
+            bench.Reload();
+            bench.host.queue = {bench.AddFile("fourth", third)};
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            EXPECT_EQ(bench.ui.Texts().back(), notice) << "nothing is missing any more";
+            const Bytes fourth = bench.Track(cut == kFirst ? 3 : 4);
+            EXPECT_EQ(Holds(fourth, {'O', 'L', 'D'}), cut != kFirst);
+            EXPECT_TRUE(Holds(fourth, {'T', 'H', 'I', 'R', 'D'}));
+        }
+    }
+}
+
+constexpr const char16_t* kOpenText =
+    u"The last session on the disk is not finished: its writing was interrupted, or another "
+    u"program has left it open. Nothing can be added before it is closed.\n\n"
+    u"Should Larkspin close it and go on?\n\n"
+    u"Earlier sessions are kept. Of the one that was interrupted, files that are not complete are "
+    u"left out.";
+
+// A session that a killed program, or a cancel on a CD, has left open is called so. It is closed
+// only if the user wants that, and then the disc goes on.
+TEST(OpenSession, IsClosedIfTheUserWantsAndTheDiscGoesOn) {
+    constexpr int kKilled = 60;
+    constexpr int kCancelled = 0;
+    const Bytes old = Payload(100'000, 1);
+    const Bytes lost = Payload(6'000'000, 2);
+    const Bytes third = Payload(70'000, 4);
+    for (const char* kind : {"cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd+r"}) {
+        const bool isCd = std::string_view(kind).starts_with("cd");
+        for (const int writes : {kCancelled, kKilled}) {
+            if (writes == kCancelled && !isCd) {
+                continue; // closed by the job
+            }
+            SCOPED_TRACE(Format("%s, %d", kind, writes));
+            JobBench bench(kind);
+            bench.AddFile("old", old);
+            ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
+            bench.host.queue = {bench.AddFile("a", Payload(900'000, 3)),
+                                bench.AddFile("lost", lost)};
+            const int before = bench.commands[mmc::kWrite10];
+            if (writes != kCancelled) {
+                bench.onCommand = [&](const PortRequest&) -> std::optional<InjectedAnswer> {
+                    return bench.commands[mmc::kWrite10] - before > writes
+                               ? std::optional(FailWith(2, 0x3A, 0))
+                               : std::nullopt;
+                };
+                bench.mayStayLocked = true;
+            } else {
+                bench.ui.onProgress = [&](JobKind job, int percent) {
+                    if (percent > 20) {
+                        bench.ui.Cancel(job);
+                    }
+                };
+            }
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            bench.onCommand = nullptr;
+            bench.ui.onProgress = nullptr;
+            bench.Reload();
+            EXPECT_EQ(bench.DiscStatus() & 0x0F, 0x05) << "disc and session incomplete";
+            bench.Reload();
+
+            const int wrote = bench.commands[mmc::kWrite10];
+            const int clears = bench.host.clears;
+            bench.commands[mmc::kCloseTrackSession] = 0;
+            bench.host.queue = {bench.AddFile("third", third)};
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit); // No
+            EXPECT_EQ(bench.ui.Boxes().back().text, kOpenText);
+            EXPECT_EQ(bench.ui.Boxes().back().buttons, BoxButtons::YesNoGuarded);
+            EXPECT_EQ(bench.commands[mmc::kWrite10], wrote);
+            EXPECT_EQ(bench.commands[mmc::kCloseTrackSession], 0);
+            EXPECT_EQ(bench.host.clears, clears);
+
+            size_t boxes = bench.ui.Boxes().size();
+            int asked = 0;
+            bench.ui.onBox = [&](const FakeUi::Box& box) {
+                return ++asked < 3 && box.buttons != BoxButtons::Ok;
+            };
+            bench.onCommand = [&](const PortRequest& request) {
+                return request.cdb[0] == mmc::kCloseTrackSession
+                           ? std::optional(FailWith(3, 0x72, 0))
+                           : std::nullopt;
+            };
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            EXPECT_EQ(asked, 3) << "the same question again, until the user has had enough";
+            EXPECT_TRUE(bench.ui.Texts()[boxes + 1].starts_with(
+                u"The drive could not close the session that was interrupted"));
+            EXPECT_EQ(bench.host.clears, clears);
+            bench.onCommand = nullptr;
+
+            boxes = bench.ui.Boxes().size();
+            asked = 0;
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit); // Yes
+            ASSERT_EQ(bench.ui.Boxes().size(), boxes + 2);
+            EXPECT_EQ(bench.ui.Texts()[boxes], kOpenText);
+            EXPECT_TRUE(bench.ui.Texts().back().ends_with(
+                u"File lost on the disk is not complete and was left out."))
+                << ToNative(bench.ui.Texts().back());
+            EXPECT_TRUE(Holds(bench.Track(1), old));
+            EXPECT_TRUE(Holds(bench.Track(3), third));
+            EXPECT_TRUE(bench.IsClosed());
+        }
+    }
+}
+
 // Every reader picks another descriptor, and all are to show what was added.
 TEST_F(AppendJob, AllReadersFindTheNewFileOnADiscWrittenInPlace) {
     const std::string boot = "-b boot.bin -no-emul-boot -c boot.cat ";

@@ -182,13 +182,13 @@ TEST_F(DvdSequentialTest, ACutOffRecordingInOneGoIsDamaged) {
     ASSERT_EQ(host.TrackInformation(1, 1), kGood);
     EXPECT_EQ(host.data[5] & 0x20, 0x20);
     EXPECT_EQ(host.data[7] & 1, 0) << "no next writable address";
-    EXPECT_EQ(host.DiscStatus() & 0x0F, 0x05);
+    EXPECT_EQ(host.DiscStatus() & 0x0F, 0x09) << "the session is damaged";
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     for (const DashPage& page : {InOneGo(), DashPage()}) {
         ASSERT_EQ(host.SelectDash(page), kGood);
         EXPECT_EQ(host.Write(32, Blocks(16, 1)), kSequenceError);
     }
-    EXPECT_EQ(host.DiscStatus() & 0x0F, 0x05);
+    EXPECT_EQ(host.DiscStatus() & 0x0F, 0x09) << "the session is damaged";
     ASSERT_EQ(host.Close(2), kGood);
     ExpectRead(0, Blocks(20, 1));
     EXPECT_EQ(host.Read(32, 1), kOutOfRange) << "the rest of the reservation was never written";

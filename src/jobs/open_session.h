@@ -1,0 +1,12 @@
+// A disc whose last session was never closed: the job that wrote it was cancelled or killed.
+#pragma once
+
+#include "jobs/job_frame.h"
+
+namespace larkspin {
+
+// Tells the user why nothing can be added to the disc, and closes its last session if they want
+// that. True if the disc is to be looked at again. Nothing is written without their Yes.
+bool OfferClosing(JobEnv& env, DriveHold& hold, CAspiCD& drive);
+
+} // namespace larkspin
