@@ -69,6 +69,8 @@ FlushResult FlushOnce(CAspiCD& drive) {
         return result.Asc() == kAscNotReady ? FlushResult::Busy : FlushResult::Lost;
     case kKeyUnitAttention: // a reset empties the cache, and not onto the disc
         return result.Asc() == kAscReset ? FlushResult::Lost : FlushResult::Busy;
+    case kKeyIllegalRequest: // mostly that there is nothing to flush
+        return result.Asc() == kAscIncompatibleMedium ? FlushResult::Lost : FlushResult::Done;
     default:
         return IsRecordingError(result.Key()) || result.Unanswered() ? FlushResult::Lost
                                                                      : FlushResult::Done;

@@ -127,8 +127,12 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     if (!IsKnown(drive, DISK_APPENDABLE)) {
         return OfferErase(env, hold, drive, estimate);
     }
-    return IsDvd(drive) ? CheckWritableDvd(env, hold, drive, estimate, disc)
-                        : CheckWritableCd(hold, drive, estimate);
+    if (profile == 0) {
+        return AgainIf(prompts::CannotLookAtDisk(hold.UiWithFreeDrive()));
+    }
+    disc->isDvd = IsDvdProfile(profile);
+    return disc->isDvd ? CheckWritableDvd(env, hold, drive, estimate, disc)
+                       : CheckWritableCd(hold, drive, estimate);
 }
 
 } // namespace

@@ -23,6 +23,7 @@ struct DataDisc {
     // Nothing on it is to be kept: the volume begins at its first block. On a CD the next writable
     // address decides.
     bool ignorePrevious = true;
+    bool isDvd = false; // the way to write it; no second question to the drive decides another
 };
 
 // What a volume takes of a disc and what the disc has, in sectors.

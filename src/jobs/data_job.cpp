@@ -101,7 +101,7 @@ class DataWriting {
 };
 
 DataWriting::Start DataWriting::Prepare(const DataDisc& disc) {
-    m_bDvd = IsDvd(m_drive);
+    m_bDvd = disc.isDvd;
     m_progress.emplace(m_env, JobKind::Data, DiskTypeOf(m_drive));
     Status(u"Initializing...");
     const Start start = m_bDvd ? PrepareDvd(disc) : PrepareCd();

@@ -394,7 +394,7 @@ TEST(LeadOutTest, BlocksLostInTheCacheAreAFailure) {
         {Sense(0x62900), true},  {Sense(0x23A00), true},  // the cache has gone
         {Sense(0x30C00), true},  {Sense(0x44400), true},
         {Sense(0x52C00), false}, // nothing to flush
-        {NoReply(), true},
+        {NoReply(), true},       {Sense(0x53005), true},
     };
     for (const auto& [reply, isLost] : cases) {
         SCOPED_TRACE(int{reply.completion.sense[2]});

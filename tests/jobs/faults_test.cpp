@@ -1,38 +1,84 @@
-// Every command of a job's road fails once, with and without having been run, answers garbage once,
-// times out once and finds no memory once; and all of them bring recovered errors. Whatever the
-// command, the job ends; the door is unlocked, its windows are gone; what it says is one of the
-// texts of its road; a disc that it did not complain about is whole; and a write that failed leaves
-// no session of a DVD open.
+// Every command of a job's road fails once: with and without having been run, with garbage for an
+// answer, by a time-out, for want of memory; and as hardware fails, which says something else next:
+// that it was reset and is becoming ready, that a write takes long, that the medium has changed, or
+// nothing ever again. And all of them bring recovered errors. Whatever the command, the job ends;
+// the door is unlocked, its windows are gone; what it says is one of the texts of its road; a disc
+// that it did not complain about is whole; what was on the disc before is still there; and a write
+// that failed leaves no session of a DVD open.
 #include "job_bench.h"
 #include "jobs/job_frame.h"
+#include "virtualdrive/fault_script.h"
 
 #include <set>
 
 namespace larkspin {
 namespace {
 
-// The last two are faults of every command: it succeeds with a recovered error, or brings the news
-// of an earlier one first.
-enum class Fault { Fails, FailsAfterwards, Garbage, TimesOut, NoMemory, Recovered, NewsFirst };
-
 constexpr const char16_t* kNoMemory = u"Out of memory";
 
-InjectedAnswer AnswerOf(Fault fault) {
-    InjectedAnswer answer = fault == Fault::Fails || fault == Fault::FailsAfterwards
-                                ? FailWith(4, 0x44, 0) // HARDWARE ERROR, INTERNAL TARGET FAILURE
-                                : InjectedAnswer();
-    if (fault == Fault::Recovered || fault == Fault::NewsFirst) {
-        answer = FailWith(1, 0x73, 1);
-        answer.completion.sense[0] = fault == Fault::Recovered ? 0x70 : 0x71;
-        answer.unlessItFails = true;
-    }
-    if (fault == Fault::TimesOut) {
-        answer.completion.error = PortError::TimedOut;
-    }
-    answer.runCommandFirst =
-        fault == Fault::FailsAfterwards || fault == Fault::Garbage || fault == Fault::Recovered;
-    answer.garbageData = fault == Fault::Garbage;
+// What becomes of a command, and of those behind it.
+struct Trouble {
+    std::string name;
+    InjectedAnswer first = {};
+    std::vector<std::optional<InjectedAnswer>> then = {};
+    bool isForEver = false;
+    bool isNoMemory = false;
+    size_t every = 0; // at each command whose number this divides, and only `first`
+
+    bool IsGarbage() const { return first.garbageData; }
+};
+
+InjectedAnswer NoAnswer(bool resets) {
+    InjectedAnswer answer = TimeOutAnswer();
+    answer.resetsDrive = resets;
     return answer;
+}
+
+InjectedAnswer Garbage() {
+    InjectedAnswer answer;
+    answer.runCommandFirst = answer.garbageData = true;
+    return answer;
+}
+
+constexpr SenseCode kTargetFailure = {4, 0x44, 0};
+
+std::vector<Trouble> SingleTroubles() {
+    return {{"fails", SenseAnswer(kTargetFailure)},
+            {"fails afterwards", SenseAnswer(kTargetFailure, true)},
+            {"times out", NoAnswer(false)},
+            {"garbage", Garbage()},
+            {.name = "no memory", .isNoMemory = true}};
+}
+
+// Each way to fail with each thing that hardware says next.
+std::vector<Trouble> PairedTroubles() {
+    InjectedAnswer late = TimeOutAnswer();
+    late.runCommandFirst = true;
+    const std::pair<const char*, InjectedAnswer> firsts[] = {
+        {"times out", TimeOutAnswer()},
+        {"is run, and times out", late},
+        {"3/11/05", SenseAnswer(sense::kUnrecoveredRead)},
+        {"3/0C/00", SenseAnswer(sense::kWriteError)},
+        {"5/30/05", SenseAnswer(sense::kCannotWriteIncompatibleMedium)},
+    };
+    std::vector<Trouble> troubles;
+    for (const auto& [name, first] : firsts) {
+        Trouble reset{std::string(name) + ", reset", first};
+        reset.first.resetsDrive = true;
+        Trouble alone{name, first};
+        alone.first.resetsDrive = false;
+        const auto add = [&](const char* next, const InjectedAnswer& answer, size_t times) {
+            troubles.push_back(alone);
+            troubles.back().name.append(next);
+            troubles.back().then.assign(times, answer);
+            troubles.back().isForEver = times == 1 && answer.completion.status == 0;
+        };
+        troubles.push_back(reset);
+        add(", long write", SenseAnswer(sense::kLongWriteInProgress), 3);
+        add(", new medium", SenseAnswer(sense::kMediumMayHaveChanged), 1);
+        add(", gone", DriveGoneAnswer(), 1);
+    }
+    return troubles;
 }
 
 // What one kind of job does on one kind of disc, and how the disc is judged.
@@ -52,6 +98,7 @@ struct Road {
     std::map<uint8_t, std::set<std::u16string>> expected;
     bool mayStayIdle = false; // a prompt that is cancelled leaves the program as it was
     uint32_t capacity = 0;    // blocks; 0 for the usual ones
+    uint32_t longOperationMs = 0;
 };
 
 void PrintTo(const Road& road, std::ostream* out) {
@@ -64,39 +111,61 @@ bool BeginsWithOneOf(const std::u16string& text, const Texts& beginnings) {
     });
 }
 
+std::string AllOf(const Texts& texts) {
+    std::string all;
+    for (const std::u16string& text : texts) {
+        all.append("\n- ").append(ToNative(text));
+    }
+    return all;
+}
+
 struct Outcome {
-    int commands = 0;
+    std::vector<uint8_t> commands; // operation codes
     uint8_t faultedOpcode = 0;
     Texts texts; // questions aside
 };
 
-Outcome RunRoad(const Road& road, std::optional<int> faultAt, Fault fault) {
+// The job, with trouble at its command of that number, from 0; without any if there is none.
+Outcome RunRoad(const Road& road, std::optional<size_t> at, const Trouble& trouble) {
     JobBench bench(road.kind, road.capacity);
     road.prepare(bench);
+    bench.drive.SetSpeed({.longOperationMs = road.longOperationMs, .spinUpMs = 3000});
     bench.ui.onBox = [&](const FakeUi::Box& box) {
         return box.buttons == BoxButtons::Ok || BeginsWithOneOf(box.text, road.questions);
     };
+    FaultRule rule;
+    rule.nth = at.value_or(0) + 1;
+    rule.anyThen = true;
+    rule.forEver = trouble.isForEver;
+    rule.answers = {trouble.first};
+    rule.answers.insert(rule.answers.end(), trouble.then.begin(), trouble.then.end());
+    const VirtualDrive::Script script =
+        MakeScript(at ? std::vector<FaultRule>{rule} : std::vector<FaultRule>());
     Outcome outcome;
     bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
-        const int number = outcome.commands++;
-        const bool isHit = fault == Fault::Recovered ||
-                           (fault == Fault::NewsFirst && number % 2 == 0) || number == faultAt;
-        if (!isHit) {
-            return std::nullopt;
+        const size_t number = outcome.commands.size();
+        outcome.commands.push_back(request.cdb[0]);
+        if (trouble.every != 0) {
+            return number % trouble.every == 0 ? std::optional(trouble.first) : std::nullopt;
         }
-        outcome.faultedOpcode = request.cdb[0];
-        bench.mayStayLocked =
-            request.cdb[0] == mmc::kPreventAllowMediumRemoval && request.cdb[4] == 0;
-        if (fault == Fault::NoMemory && !bench.mayStayLocked) {
-            throw std::bad_alloc();
+        const std::optional<InjectedAnswer> answer = script(request, number);
+        if (answer && request.cdb[0] == mmc::kPreventAllowMediumRemoval && request.cdb[4] == 0) {
+            bench.mayStayLocked = true;
         }
-        return AnswerOf(fault);
+        if (number == at) {
+            outcome.faultedOpcode = request.cdb[0];
+            if (trouble.isNoMemory && !bench.mayStayLocked) {
+                throw std::bad_alloc();
+            }
+        }
+        return answer;
     };
     const JobEnd end = road.run(bench);
     bench.onCommand = nullptr;
+    bench.drive.SetSpeed({});
     for (const std::u16string& text : bench.ui.Texts()) {
         if (!BeginsWithOneOf(text, road.questions) && !BeginsWithOneOf(text, road.reasons)) {
-            const bool isMemory = fault == Fault::NoMemory && text == kNoMemory;
+            const bool isMemory = trouble.isNoMemory && text == kNoMemory;
             EXPECT_TRUE(isMemory || BeginsWithOneOf(text, road.texts))
                 << "no text of this road: " << ToNative(text);
             outcome.texts.push_back(text);
@@ -104,14 +173,16 @@ Outcome RunRoad(const Road& road, std::optional<int> faultAt, Fault fault) {
     }
     EXPECT_TRUE(end == JobEnd::Exit || (road.mayStayIdle && !outcome.texts.empty()));
     SCOPED_TRACE(Format("operation code %d", int{outcome.faultedOpcode}));
-    EXPECT_TRUE(fault != Fault::NoMemory || bench.mayStayLocked || !outcome.texts.empty());
+    EXPECT_TRUE(!trouble.isNoMemory || bench.mayStayLocked || !outcome.texts.empty());
     EXPECT_LE(bench.clock.TotalSleep(), 1'200'000) << "twenty minutes, in the drive's time";
+    EXPECT_LE(outcome.commands.size(), 5000U);
+    // A drive that lies about what is on its disc is beyond help.
+    EXPECT_TRUE(!road.isKept || trouble.IsGarbage() || road.isKept(bench))
+        << "old data is gone; said was: " << AllOf(outcome.texts);
     if (outcome.texts.empty()) {
         EXPECT_TRUE(road.isWhole(bench)) << "the disc is not whole, and nobody was told";
-        // A drive that lies about what is on its disc is beyond help.
-        EXPECT_TRUE(!road.isKept || fault == Fault::Garbage || road.isKept(bench));
     }
-    if (fault == Fault::Fails && outcome.faultedOpcode == mmc::kWrite10 &&
+    if (trouble.name == "fails" && outcome.faultedOpcode == mmc::kWrite10 &&
         road.kind.starts_with("dvd")) {
         // Two layers of the plus family: the failure leaves nothing marked as written, so that
         // nothing is closed.
@@ -125,19 +196,32 @@ class Faults : public testing::TestWithParam<Road> {};
 
 TEST_P(Faults, EachCommandOnce) {
     const Road& road = GetParam();
-    const Outcome good = RunRoad(road, std::nullopt, Fault::Fails);
+    const std::vector<Trouble> singles = SingleTroubles();
+    const std::vector<Trouble> pairs = PairedTroubles();
+    const Outcome good = RunRoad(road, std::nullopt, singles.front());
     EXPECT_TRUE(good.texts.empty()) << ToNative(good.texts.front());
-    ASSERT_GT(good.commands, 20);
+    ASSERT_GT(good.commands.size(), 20U);
     std::map<uint8_t, std::set<std::u16string>> seen;
-    for (int number = 0; number < good.commands; ++number) {
-        for (const Fault fault : {Fault::Fails, Fault::FailsAfterwards, Fault::Garbage,
-                                  Fault::TimesOut, Fault::NoMemory}) {
-            SCOPED_TRACE(Format("command %d, fault %d", number, static_cast<int>(fault)));
-            const Outcome outcome = RunRoad(road, number, fault);
-            if (fault != Fault::Garbage && fault != Fault::NoMemory) {
-                seen[outcome.faultedOpcode].insert(outcome.texts.begin(), outcome.texts.end());
-            }
+    // Where in the list of pairs a road begins differs from road to road.
+    size_t pair = std::hash<std::string>()(road.name);
+    for (size_t number = 0; number < good.commands.size(); ++number) {
+        // Of many equal commands in a row the first and the last one stand for all.
+        if (number > 0 && number + 1 < good.commands.size() &&
+            good.commands[number - 1] == good.commands[number] &&
+            good.commands[number + 1] == good.commands[number]) {
+            continue;
         }
+        const auto run = [&](const Trouble& trouble) {
+            SCOPED_TRACE(Format("command %zu: %s", number, trouble.name.c_str()));
+            return RunRoad(road, number, trouble);
+        };
+        for (const Trouble& trouble : {singles[0], singles[1], singles[2]}) {
+            const Outcome outcome = run(trouble);
+            seen[outcome.faultedOpcode].insert(outcome.texts.begin(), outcome.texts.end());
+        }
+        // One of those that nothing is expected of, and one pair, by turns.
+        run(singles[3 + pair % 2]);
+        run(pairs[pair++ % pairs.size()]);
     }
     for (const auto& [opcode, texts] : road.expected) {
         EXPECT_EQ(seen[opcode], texts) << "operation code " << int{opcode};
@@ -145,9 +229,17 @@ TEST_P(Faults, EachCommandOnce) {
 }
 
 TEST_P(Faults, RecoveredErrorsAreNone) {
-    for (const Fault fault : {Fault::Recovered, Fault::NewsFirst}) {
-        SCOPED_TRACE(static_cast<int>(fault));
-        EXPECT_EQ(RunRoad(GetParam(), std::nullopt, fault).texts, Texts{});
+    Trouble recovered = {"recovered", SenseAnswer({1, 0x73, 1}, true)};
+    recovered.every = 1;
+    recovered.first.unlessItFails = true;
+    // The news of an earlier one, in the place of the command that brings it.
+    Trouble news = recovered;
+    news.every = 2;
+    news.first.runCommandFirst = false;
+    news.first.completion.sense[0] = 0x71;
+    for (const Trouble& trouble : {recovered, news}) {
+        SCOPED_TRACE(trouble.every);
+        EXPECT_EQ(RunRoad(GetParam(), std::nullopt, trouble).texts, Texts{});
     }
 }
 
@@ -176,11 +268,19 @@ const std::u16string kErase = u"The disk in the drive is not blank";
 
 // The last five are what the generator says of a session that it can't read or understand.
 // What may follow on a text that says that the recording has ended.
-const Texts kReasons = {u"The drive reports a failure of its own.", u"The drive did not answer.",
+const Texts kReasons = {u"The drive reports a failure of its own.",
+                        u"The drive did not answer.",
                         u"The drive cannot write to the disk without errors.",
-                        u"The drive takes no data at this place of the disk."};
+                        u"The drive takes no data at this place of the disk.",
+                        u"The drive does not take this disk for what was to be done.",
+                        u"The drive is still busy with the disk.",
+                        u"The disk was taken out or changed meanwhile.",
+                        u"The drive was reset.",
+                        u"The drive answered with error "};
 const std::u16string kNotEmpty = u"The disk is not empty.";
 const std::u16string kMaybeEmpty = u"Larkspin could not find out whether the disk is empty.";
+
+const std::u16string kNotGotReady = u"The drive has not got the disk ready for a minute.";
 
 const Texts kDataTexts = {kNotSuitable,
                           kCacheLost,
@@ -191,7 +291,7 @@ const Texts kDataTexts = {kNotSuitable,
                           k165,
                           k166,
                           kErase,
-                          u"The drive has not got the disk ready",
+                          kNotGotReady,
                           u"The drive cannot read what is on the disk.",
                           u"The last session on the disk is not finished",
                           u"The last session on the disk was interrupted before its folders",
@@ -208,7 +308,8 @@ const Texts kDataTexts = {kNotSuitable,
                           u"Cannot merge previous session.",
                           u"Previous session has ",
                           u"Cannot parse Rock Ridge attributes for "};
-const Texts kImageTexts = {u"The disk is not suitable for image burning.",
+const Texts kImageTexts = {kNotGotReady,
+                           u"The disk is not suitable for image burning.",
                            u"The disk type cannot be identified.",
                            u"The image size exceeds disk capacity",
                            u"Stopped: ",
@@ -288,10 +389,8 @@ Road EraseRoad(const std::string& name, const std::string& kind, EraseMode mode)
     Road road;
     road.name = name;
     road.kind = kind;
-    road.prepare = [mode](JobBench& bench) {
-        bench.ui.erase.mode = mode;
-        bench.drive.SetSpeed({.longOperationMs = 2000});
-    };
+    road.longOperationMs = 2000;
+    road.prepare = [mode](JobBench& bench) { bench.ui.erase.mode = mode; };
     road.run = [](JobBench& bench) { return bench.RunErase(); };
     road.isWhole = [kind, mode](JobBench& bench) {
         const Bytes track = bench.Track();
@@ -300,8 +399,12 @@ Road EraseRoad(const std::string& name, const std::string& kind, EraseMode mode)
                                       (mode == EraseMode::Quick || !Holds(track, kOld))
                                 : (bench.DiscStatus() & 3) == 0;
     };
-    road.texts = {u"Cannot erase this disk in this drive.", u"Stopped: ", u"The disk looks empty",
-                  u"The drive has not got the disk ready",  kNotEmpty,    kMaybeEmpty};
+    road.texts = {u"Cannot erase this disk in this drive.",
+                  u"Stopped: ",
+                  u"The disk looks empty",
+                  kNotGotReady,
+                  kNotEmpty,
+                  kMaybeEmpty};
     road.reasons = {kErasedText};
     road.mayStayIdle = true;
     return After(WriteOld, road);
@@ -320,7 +423,8 @@ Road AudioRoad() {
     road.isWhole = [both = codecs::operator+(first, second)](JobBench& bench) {
         return bench.AudioTracks() == both && bench.IsClosed();
     };
-    road.texts = {u"The disk is not suitable for creating audio disk.",
+    road.texts = {kNotGotReady,
+                  u"The disk is not suitable for creating audio disk.",
                   u"Creating DVD-Audio disks is not yet supported.",
                   u"The duration of selected audio files exceeds disk capacity",
                   kErase,
@@ -354,9 +458,9 @@ std::vector<Road> Roads() {
     add(padded, {{mmc::kWrite10, {k165, k166}}});
     Road erased = DataRoad("DataOnACdRwThatIsErasedFirst", "cd-rw", kLong);
     erased.questions = {kErase};
+    erased.longOperationMs = 2000;
     const auto finalize = [](JobBench& bench) {
         bench.Finalize();
-        bench.drive.SetSpeed({.longOperationMs = 2000});
         return JobEnd::Exit;
     };
     add(After(finalize, erased), {{mmc::kWrite10, {k165}}});

@@ -47,7 +47,9 @@ inline std::u16string NextCopyText(int written, int copies) {
 }
 
 inline bool Holds(const Bytes& disc, const Bytes& payload) {
-    return std::search(disc.begin(), disc.end(), payload.begin(), payload.end()) != disc.end();
+    return std::string_view(reinterpret_cast<const char*>(disc.data()), disc.size())
+               .find({reinterpret_cast<const char*>(payload.data()), payload.size()}) !=
+           std::string_view::npos;
 }
 
 // A name of a test on this kind of disc.

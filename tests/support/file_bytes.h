@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 namespace larkspin {
@@ -14,8 +14,12 @@ using Bytes = std::vector<uint8_t>;
 
 // Empty if there is no such file.
 inline Bytes ReadFileBytes(const std::filesystem::path& path) {
+    std::error_code missing;
+    const auto size = std::filesystem::file_size(path, missing);
+    Bytes bytes(missing ? 0 : size);
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
 }
 
 inline void WriteFileBytes(const std::filesystem::path& path, const Bytes& bytes) {
