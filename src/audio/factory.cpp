@@ -14,8 +14,10 @@
 #include "audio/stages/bit_narrower.h"
 #include "audio/stages/mono_to_stereo.h"
 #include "audio/stages/resampler.h"
+#include "platform/paths.h"
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 
 namespace larkspin {
@@ -50,14 +52,14 @@ std::unique_ptr<CReader> IfTaken(Make make) {
 // they all refuse keeps the first answer. A disc of noise is none.
 std::unique_ptr<CReader> MakeWav(const std::u16string& name, IFileSystem& files) {
     std::unique_ptr<CWavReader> plain;
-    std::optional<CReaderException> refusal;
+    std::exception_ptr refusal;
     try {
         plain = std::make_unique<CWavReader>(name, files);
         if (TakesPlainWav(*plain)) {
             return plain;
         }
-    } catch (const CReaderException& first) {
-        refusal = first;
+    } catch (const CReaderException&) {
+        refusal = std::current_exception();
     }
     auto other = IfTaken([&] { return std::make_unique<CSndfileReader>(name, files); });
     if (other == nullptr && plain == nullptr) {
@@ -70,10 +72,10 @@ std::unique_ptr<CReader> MakeWav(const std::u16string& name, IFileSystem& files)
         return other;
     }
     if (refusal) {
-        throw CReaderException(*refusal);
+        std::rethrow_exception(refusal);
     }
     if (!plain->IsPcm()) {
-        RefuseSource(name, "its samples are not PCM.");
+        throw CReaderException("its samples are not PCM.");
     }
     return plain;
 }
@@ -88,18 +90,19 @@ std::optional<AudioProbe> ProbeAnyWav(const std::u16string& name, IFileSystem& f
 
 struct AudioFormat {
     std::u16string_view suffix;
+    const char* title;
     std::unique_ptr<CReader> (*make)(const std::u16string& name, IFileSystem& files);
     std::optional<AudioProbe> (*probe)(const std::u16string& name, IFileSystem& files);
     bool normalised; // whether the probe's length is brought to CD audio or told as it is
 };
 
 constexpr AudioFormat kFormats[] = {
-    {u".wav", MakeWav, ProbeAnyWav, true},
-    {u".mp3", Make<CMP3Reader>, ProbeMp3, true},
-    {u".wma", Make<CWmaReader>, ProbeHeader<CWmaReader>, true},
-    {u".ogg", Make<COggReader>, ProbeHeader<COggReader>, true},
-    {u".ape", Make<CAPEReader>, ProbeHeader<CAPEReader>, false},
-    {u".flac", Make<CFLACReader>, ProbeHeader<CFLACReader>, false},
+    {u".wav", "WAV", MakeWav, ProbeAnyWav, true},
+    {u".mp3", "MP3", Make<CMP3Reader>, ProbeMp3, true},
+    {u".wma", "WMA", Make<CWmaReader>, ProbeHeader<CWmaReader>, true},
+    {u".ogg", "Ogg Vorbis", Make<COggReader>, ProbeHeader<COggReader>, true},
+    {u".ape", "Monkey's Audio", Make<CAPEReader>, ProbeHeader<CAPEReader>, false},
+    {u".flac", "FLAC", Make<CFLACReader>, ProbeHeader<CFLACReader>, false},
 };
 
 // Null if the suffix is none of the six.
@@ -110,19 +113,10 @@ const AudioFormat* FormatOf(std::u16string_view name) {
     return format == std::end(kFormats) ? nullptr : format;
 }
 
-} // namespace
-
-bool IsSupportedAudioFile(std::u16string_view name) {
-    return FormatOf(name) != nullptr;
-}
-
-std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name, IFileSystem& files) {
-    const AudioFormat* format = FormatOf(name);
-    if (format == nullptr) {
-        return nullptr;
-    }
-    std::unique_ptr<CReader> chain = format->make(name, files);
-    CheckSource(name, *chain);
+std::unique_ptr<CReader> MakeChain(const AudioFormat& format, const std::u16string& name,
+                                   IFileSystem& files) {
+    std::unique_ptr<CReader> chain = format.make(name, files);
+    CheckSource(*chain);
     if (CBitNarrower::Takes(*chain)) {
         chain = std::make_unique<CBitNarrower>(std::move(chain));
     } else if (chain->m_nBits != 16) {
@@ -135,6 +129,44 @@ std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name, IFileSyst
         chain = std::make_unique<CMonoToStereo>(std::move(chain));
     }
     return std::make_unique<CAligner>(std::move(chain), kCdBlockBytes);
+}
+
+const char* WhyNotOpened(const std::u16string& name, IFileSystem& files) {
+    FileStatus status;
+    if (!files.Status(name, &status)) {
+        return " The file is not there.";
+    }
+    if (!files.IsReadable(name)) {
+        return " The file may not be read.";
+    }
+    return status.size == 0 ? " The file is empty." : " The file is damaged or of another format.";
+}
+
+} // namespace
+
+CSourceRefusal::CSourceRefusal(const std::u16string& name, const char* format,
+                               const std::string& reason)
+    : CReaderException(reason), m_strText(ToNative(LeafName(name))) {
+    m_strText.append(" (").append(format).append("): ").append(reason);
+}
+
+bool IsSupportedAudioFile(std::u16string_view name) {
+    return FormatOf(name) != nullptr;
+}
+
+std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name, IFileSystem& files) {
+    const AudioFormat* format = FormatOf(name);
+    if (format == nullptr) {
+        return nullptr;
+    }
+    try {
+        return MakeChain(*format, name, files);
+    } catch (const CNotOpened& failure) {
+        throw CSourceRefusal(name, format->title,
+                             std::string(failure.what()) + WhyNotOpened(name, files));
+    } catch (const CReaderException& failure) {
+        throw CSourceRefusal(name, format->title, failure.what());
+    }
 }
 
 uint32_t GetAudioFileLength(const std::u16string& name, IFileSystem& files) {

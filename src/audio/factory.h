@@ -12,8 +12,19 @@ namespace larkspin {
 // is not opened.
 bool IsSupportedAudioFile(std::u16string_view name);
 
+// A file that can't be a track: "NAME (FORMAT): REASON", with the name's last component whole, so
+// that the text may be longer than those of other CReaderExceptions.
+class CSourceRefusal final : public CReaderException {
+  public:
+    CSourceRefusal(const std::u16string& name, const char* format, const std::string& reason);
+    const char* what() const noexcept override { return m_strText.c_str(); }
+
+  private:
+    std::string m_strText;
+};
+
 // The finished chain for a file: 44,100 Hz, two channels, 16 bits, a whole number of 2352-byte
-// blocks. Empty if the suffix is none of the six. Throws CReaderException with a text for the user.
+// blocks. Empty if the suffix is none of the six. Throws CSourceRefusal.
 std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name,
                                            IFileSystem& files = PosixFiles());
 

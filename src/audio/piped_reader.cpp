@@ -13,13 +13,12 @@ CPipedReader::~CPipedReader() {
     StopDecoder();
 }
 
-void CPipedReader::StartDecoder(const std::u16string& name, const char* noPipe,
-                                const char* noThread) {
+void CPipedReader::StartTriedDecoder(const char* noPipe, const char* noThread) {
     m_nTrial = TrialBytes(*this);
     StartDecoder(noPipe, noThread);
     m_trial.get_future().wait();
     try {
-        CheckTrial(name, m_nDecoded - m_nDamaged, m_nTrial);
+        CheckTrial(m_nDecoded - m_nDamaged, m_nTrial);
     } catch (const CReaderException&) {
         StopDecoder(); // while what it decodes with still lives
         throw;

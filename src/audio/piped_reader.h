@@ -1,7 +1,7 @@
 // The decoder behind a pipe: base of the readers that decode on a thread of their own.
 //
-// The concrete constructor parses and validates on the calling thread and ends with StartDecoder;
-// before that there is nothing to Read.
+// The concrete constructor parses and validates on the calling thread and ends with StartDecoder,
+// or StartTriedDecoder for a file; before that there is nothing to Read.
 // The thread runs Decode, which calls WritePcm for every decoded unit and returns when its input is
 // at an end, its decoder fails or WritePcm says that the reader has gone; an exception out of it
 // ends the stream as well. The concrete destructor must call StopDecoder first: it closes the read
@@ -17,7 +17,6 @@
 #include <atomic>
 #include <future>
 #include <memory>
-#include <string>
 #include <thread>
 
 namespace larkspin {
@@ -35,9 +34,9 @@ class CPipedReader : public CReader {
 
     // The texts are raised as a CReaderException when no pipe or no thread can be had.
     void StartDecoder(const char* noPipe, const char* noThread);
-    // The same for the reader of the file `name`, whose fields are set: waits for the first second
-    // of sound and refuses the file (source_limits.h) if less than a quarter of that came.
-    void StartDecoder(const std::u16string& name, const char* noPipe, const char* noThread);
+    // The same for the reader of a file, whose fields are set: waits for the first second of sound
+    // and refuses the file (source_limits.h) if less than a quarter of that came.
+    void StartTriedDecoder(const char* noPipe, const char* noThread);
     void StopDecoder();
 
     // For Decode. False when the reader has gone.

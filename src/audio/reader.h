@@ -30,6 +30,12 @@ class CReaderException : public std::exception {
     std::array<char, 128> m_szText = {};
 };
 
+// The file can't be opened as one of its format, and its reader knows no more than that.
+class CNotOpened final : public CReaderException {
+  public:
+    using CReaderException::CReaderException;
+};
+
 // What was lost of the sound that a reader has given so far.
 struct SoundLoss {
     bool brokeOff = false;       // the source ended early or is damaged; silence stands in for it

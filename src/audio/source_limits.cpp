@@ -30,20 +30,17 @@ std::string Shortened(std::string name, size_t bytes) {
 
 } // namespace
 
-void RefuseSource(const std::u16string& name, std::string_view reason) {
-    const std::string_view before = "Cannot write ";
-    const std::string_view between = ": ";
-    const size_t room = kMaxText - before.size() - between.size() - reason.size();
+std::string TextWithName(std::string_view before, const std::u16string& name,
+                         std::string_view after) {
     std::string text(before);
-    text += Shortened(ToNative(LeafName(name)), room);
-    text += between;
-    text += reason;
-    throw CReaderException(text);
+    text += Shortened(ToNative(LeafName(name)), kMaxText - before.size() - after.size());
+    text += after;
+    return text;
 }
 
-int32_t CheckedLength(const std::u16string& name, uint64_t bytes) {
+int32_t CheckedLength(uint64_t bytes) {
     if (bytes > uint64_t{kMaxLength}) {
-        RefuseSource(name, kTooLong);
+        throw CReaderException(std::string(kTooLong));
     }
     return static_cast<int32_t>(bytes);
 }
@@ -54,26 +51,26 @@ uint64_t TrialBytes(const CReader& source) {
         std::clamp<int64_t>(std::min<int64_t>(second, source.m_nLength), 0, kMaxTrial));
 }
 
-void CheckTrial(const std::u16string& name, uint64_t decoded, uint64_t trial) {
+void CheckTrial(uint64_t decoded, uint64_t trial) {
     if (decoded < trial / 4) {
-        RefuseSource(name, "its sound cannot be decoded.");
+        throw CReaderException("its sound cannot be decoded.");
     }
 }
 
-void CheckSource(const std::u16string& name, const CReader& source) {
+void CheckSource(const CReader& source) {
     if (source.m_nChannels > kMaxSourceChannels) {
-        RefuseSource(name, Format("it has %d channels, an audio CD takes at most %d.",
-                                  source.m_nChannels, kMaxSourceChannels));
+        throw CReaderException(Format("it has %d channels, an audio CD takes at most %d.",
+                                      source.m_nChannels, kMaxSourceChannels));
     }
     if (source.m_nChannels < 1) {
-        RefuseSource(name, "it has no channels.");
+        throw CReaderException("it has no channels.");
     }
     if (source.m_nSampleRate < kMinSourceRate || source.m_nSampleRate > kMaxSourceRate) {
-        RefuseSource(name, Format("its rate of %d Hz is not between %d and %d Hz.",
-                                  source.m_nSampleRate, kMinSourceRate, kMaxSourceRate));
+        throw CReaderException(Format("its rate of %d Hz is not between %d and %d Hz.",
+                                      source.m_nSampleRate, kMinSourceRate, kMaxSourceRate));
     }
     if (source.m_nLength <= 0) {
-        RefuseSource(name, "it holds no sound, or does not say how much.");
+        throw CReaderException("it holds no sound, or does not say how much.");
     }
     // Both the widened and the finished length have a field to fit.
     const int64_t widened = int64_t{source.m_nLength} * (source.m_nBits >= 16 ? 1 : 2);
@@ -82,7 +79,7 @@ void CheckSource(const std::u16string& name, const CReader& source) {
                               .rate = source.m_nSampleRate,
                               .channels = source.m_nChannels};
     if (widened > kMaxLength || NormalisedLength(probe) > kMaxLength) {
-        RefuseSource(name, kTooLong);
+        throw CReaderException(std::string(kTooLong));
     }
 }
 

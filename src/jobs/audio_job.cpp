@@ -8,6 +8,7 @@
 #include "platform/text.h"
 
 #include <memory>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -45,6 +46,8 @@ class AudioWriting {
     void Status(const std::u16string& text) { m_env.ui.SetStatus(JobKind::Audio, text); }
     bool CheckDisc();
     bool OpenTracks(Tracks* tracks);
+    std::u16string OpenTrack(const std::u16string& file, Tracks* tracks);
+    bool AskToLeaveOut(const std::vector<std::u16string>& refusals, size_t files, size_t others);
     bool FitsDisc(const Tracks& tracks);
     bool WriteTracks(Tracks& tracks);
     bool WriteTrack(CReader& reader, int32_t* address, uint64_t totalBytes, uint64_t* written);
@@ -55,6 +58,7 @@ class AudioWriting {
     const std::vector<std::u16string>& m_queue;
     const double m_dSpeed;
     const CancelFunctor m_cancel;
+    std::set<std::u16string> m_leftOut;    // files, by the user's word
     std::vector<std::u16string> m_notices; // what the user has to be told of this copy
     int m_nLastPercent = 0;                // the bar is touched only when the percentage changes
 };
@@ -87,28 +91,63 @@ bool AudioWriting::CheckDisc() {
     return false;
 }
 
+// Opens all files that can be tracks. What can't be is told at once, and left out of all copies if
+// the user says so; false when they give up.
 bool AudioWriting::OpenTracks(Tracks* tracks) {
     const std::vector<std::u16string> files = ExpandPaths(m_env.files, m_queue);
-    for (const std::u16string& file : files) {
-        if (!IsSupportedAudioFile(file)) {
-            m_env.ui.ShowMessage(u"Error: cannot write " + file +
-                                 u". It's not an audio or this format is not supported.");
-            return false;
+    std::vector<std::u16string> refusals;
+    std::set<std::u16string> refused;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const std::u16string& file = files[i];
+        if (m_leftOut.contains(file)) {
+            continue;
         }
+        std::u16string refusal = OpenTrack(file, tracks);
+        if (!refusal.empty()) {
+            refusals.push_back(FormatWide("%zu. ", i + 1) + refusal);
+            refused.insert(file);
+        }
+    }
+    if (refusals.empty()) {
+        return true;
+    }
+    m_leftOut.merge(refused);
+    return AskToLeaveOut(refusals, files.size(), tracks->readers.size());
+}
+
+// Empty, or why `file` can't be a track.
+std::u16string AudioWriting::OpenTrack(const std::u16string& file, Tracks* tracks) {
+    if (!IsSupportedAudioFile(file)) {
+        return u"Error: cannot write " + file +
+               u". It's not an audio or this format is not supported.";
     }
     try {
-        for (const std::u16string& file : files) {
-            std::unique_ptr<CReader> reader = CreateAudioReader(file, m_env.files);
-            tracks->bytes.push_back(static_cast<uint32_t>(reader->m_nLength));
-            tracks->totalBytes += tracks->bytes.back();
-            tracks->readers.push_back(std::move(reader));
-            tracks->paths.push_back(file);
-        }
+        std::unique_ptr<CReader> reader = CreateAudioReader(file, m_env.files);
+        tracks->bytes.push_back(static_cast<uint32_t>(reader->m_nLength));
+        tracks->totalBytes += tracks->bytes.back();
+        tracks->readers.push_back(std::move(reader));
+        tracks->paths.push_back(file);
     } catch (const CReaderException& failure) {
-        m_env.ui.AskUser(ToWide(failure.what()), kReaderBoxTitle, BoxButtons::Ok, BoxIcon::Stop);
+        return ToWide(failure.what());
+    }
+    return {};
+}
+
+// `files` are all, `others` those that can be written. A disc without some of its songs can't be
+// made good later, so No is the default.
+bool AudioWriting::AskToLeaveOut(const std::vector<std::u16string>& refusals, size_t files,
+                                 size_t others) {
+    std::u16string text = FormatWide("%zu of %zu files cannot be written to an audio disk:\n",
+                                     refusals.size(), files);
+    for (const std::u16string& refusal : refusals) {
+        text += u"\n" + refusal;
+    }
+    if (others == 0) {
+        m_env.ui.AskUser(text, kReaderBoxTitle, BoxButtons::Ok, BoxIcon::Stop);
         return false;
     }
-    return true;
+    text += FormatWide("\n\nShould Larkspin write the other %zu without them?", others);
+    return m_env.ui.AskUser(text, kReaderBoxTitle, BoxButtons::YesNoGuarded, BoxIcon::Stop);
 }
 
 bool AudioWriting::FitsDisc(const Tracks& tracks) {
@@ -124,7 +163,8 @@ bool AudioWriting::FitsDisc(const Tracks& tracks) {
 
 CopyEnd AudioWriting::WriteCopy() {
     Tracks tracks;
-    if (!CheckDisc() || !OpenTracks(&tracks) || !FitsDisc(tracks)) {
+    // The songs before the disc, which is not erased for nothing.
+    if (!OpenTracks(&tracks) || !CheckDisc() || !FitsDisc(tracks)) {
         return CopyEnd::GiveUp;
     }
     m_env.host.ClearQueue();

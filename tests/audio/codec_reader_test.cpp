@@ -133,7 +133,8 @@ TEST_P(ExactReader, RefusesOtherFilesAndCutHeaders) {
          {Bytes(), Encoded(".wav", MakeTones(1000)), Bytes(good.begin(), good.begin() + 20),
           Bytes(good.begin(), good.begin() + 60)}) {
         WriteFileBytes(m_path, bad);
-        EXPECT_EQ(FailureOf([&] { Open(); }), Format(m_codec.refusal, m_path.c_str()))
+        EXPECT_EQ(FailureOf([&] { Open(); }),
+                  Format(m_codec.refusal, ("sound" + std::string(m_codec.suffix)).c_str()))
             << bad.size();
         EXPECT_FALSE(m_codec.probe(ToWide(m_path), PosixFiles()));
     }

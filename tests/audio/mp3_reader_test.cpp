@@ -166,9 +166,9 @@ TEST(Mp3Reader, FindsTheFramesBehindNoise) {
 }
 
 TEST(Mp3Reader, RefusesWhatHasNoFrames) {
-    const std::string parsing = "Error parsing MP3 file /music/a.mp3.";
+    const std::string parsing = "Error parsing MP3 file a.mp3.";
     const std::pair<Bytes, std::string> cases[] = {
-        {{}, "Cannot open /music/a.mp3."},
+        {{}, "Cannot open a.mp3."},
         {{1, 2, 3}, parsing},
         {Bytes(300000, 0), parsing},
         {Bytes(300000, 0xFF), parsing},
@@ -184,9 +184,7 @@ TEST(Mp3Reader, RefusesWhatHasNoFrames) {
     failing.m_nMost = 4096;
     failing.m_nFailsAt = 20000;
     EXPECT_EQ(FailureOf([&] { CMP3Reader reader(u"/music/a.mp3", failing); }), parsing);
-    const TempFolder folder;
-    EXPECT_EQ(FailureOf([&] { CMP3Reader reader(ToWide(folder.Path())); }),
-              "Cannot open " + folder.Path() + ".");
+    EXPECT_EQ(FailureOf([] { CMP3Reader reader(u"/dev"); }), "Cannot open dev.");
 }
 
 TEST(Mp3Dither, KeepsTheMeanAndShapesTheNoise) {

@@ -36,7 +36,7 @@ TEST(OggReader, PlaysLinksOfTheSameFormAndRefusesOthers) {
     for (const Sound& form : {Sound{.channels = 1}, Sound{.rate = 48000}}) {
         MemoryFiles files(first + MakeOgg(50000, form, 2));
         EXPECT_EQ(FailureOf([&] { COggReader(u"/a.ogg", files); }),
-                  "Cannot write a.ogg: its parts differ in rate or channels.");
+                  "its parts differ in rate or channels.");
         EXPECT_FALSE(ProbeHeader<COggReader>(u"/a.ogg", files));
     }
     const Bytes second = MakeOgg(40000, {}, 4);
@@ -90,7 +90,7 @@ TEST(OggReader, TellsALengthThatFitsNoReader) {
     EXPECT_NEAR(static_cast<double>(ProbeHeader<COggReader>(u"/a.ogg", files)->bytes),
                 4.0 * kLastSample, 4);
     EXPECT_EQ(FailureOf([&] { COggReader(u"/a.ogg", files); }),
-              "Cannot write a.ogg: it is longer than 2 GiB of sound.");
+              "it is longer than 2 GiB of sound.");
 }
 
 } // namespace

@@ -88,7 +88,7 @@ TEST_F(WmaReader, TellsAProtectedFile) {
           // Inside the header's extension, whose own fields take 22 bytes.
           MakeObject(kHeaderExtension, Bytes(22) + MakeObject(kContentEncryption, Bytes(4)))}) {
         EXPECT_EQ(Failure(WithObject(good, object)),
-                  "Cannot open /a.wma, file is digitally protected (DRM).");
+                  "Cannot open a.wma, file is digitally protected (DRM).");
     }
     // An object that means nothing changes nothing.
     MemoryFiles files(WithObject(good, MakeObject(Bytes(16, 0x11), Bytes(40))));
@@ -105,7 +105,7 @@ TEST_F(WmaReader, RefusesWhatItCannotPlay) {
     EXPECT_EQ(Failure(streamed), "Internal error #205.");
     EXPECT_EQ(Failure(Made("-c:a libmp3lame")), "Internal error #206");
     EXPECT_EQ(Failure(Made("-f lavfi -i testsrc=d=1:s=64x64 -map 1 -c:v msmpeg4")),
-              "Cannot open /a.wma: no audio streams found in file.");
+              "Cannot open a.wma: no audio streams found in file.");
 }
 
 TEST_F(WmaReader, HeaderWalkTakesNoSizeOnTrust) {
@@ -175,7 +175,7 @@ TEST_F(WmaReader, HasATextForEachFailureOfTheRuntime) {
     expect(4, {1, true}, "Internal error #206");
     expect(5, {1, true}, "Internal error #207");
     expect(0, {0, true}, "Internal error #203.");
-    expect(0, {1, false}, "Cannot open /a.wma: no audio streams found in file.");
+    expect(0, {1, false}, "Cannot open a.wma: no audio streams found in file.");
     expect(0, {1, true}, "(none)");
     // The playing time and 5000 bytes.
     EXPECT_EQ(CWmaReader(u"/a.wma", files, create).m_nLength, 176400 + 5000);

@@ -83,14 +83,16 @@ TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
     padded.resize((pcm.size() + 2351) / 2352 * 2352);
     EXPECT_TRUE(bench.AudioTracks() == codecs::operator+(codecs::operator+(other, padded), padded));
 
+    // A user who gives up at the first copy keeps the queue and the disc.
     bench.InsertNew("cd-r");
     const std::u16string words = bench.AddFile("music/words.txt", Payload(10, 1));
-    bench.host.queue = {folder};
-    bench.ejects = 0;
+    bench.host.queue = {words};
+    bench.ejects = bench.host.clears = 0;
     EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
-    EXPECT_EQ(bench.ui.Texts(), Texts{u"Error: cannot write " + words +
-                                      u". It's not an audio or this format is not supported."});
-    EXPECT_FALSE(bench.WasEjected());
+    EXPECT_EQ(bench.ui.Texts(),
+              Texts{u"1 of 1 files cannot be written to an audio disk:\n\n1. Error: cannot write " +
+                    words + u". It's not an audio or this format is not supported."});
+    EXPECT_FALSE(bench.WasEjected() || bench.host.clears > 0);
     EXPECT_FALSE(fs::exists(bench.disc + "/disc.bin"));
 }
 
@@ -112,34 +114,45 @@ TEST_F(AudioJobTest, NamesTheTrackWhoseSourceBreaks) {
     EXPECT_TRUE(bench.WasEjected() && bench.IsClosed());
 }
 
-// What a reader refuses is told in a box of its own title before a disc is touched.
-TEST_F(AudioJobTest, RefusesBeforeTheDiscWhatWouldBeNoise) {
-    const struct {
-        const char* name;
-        Bytes file;
-        const char16_t* text;
-    } cases[] = {
-        {"six.wav", codecs::MakeWav(pcm, 44100, 6, 16),
-         u"Cannot write six.wav: it has 6 channels, an audio CD takes at most 2."},
-        {"torn.flac", {'f', 'L', 'a', 'C', 0x80, 0, 0, 34}, nullptr},
-        {"page.wma", Payload(1000, 5), nullptr},
-    };
+// All that is refused stands in one box, before anything is asked of the disc; the rest can be
+// written, on each copy, and nothing is asked twice.
+TEST_F(AudioJobTest, ListsAllRefusedFilesAndWritesTheOthersIfToldTo) {
+    const std::string deep(100, 'd');
+    const std::string name = std::string(200, 'n') + ".wav";
+    const Bytes tornFlac = {'f', 'L', 'a', 'C', 0x80, 0, 0, 34};
     const std::u16string good = bench.AddWav("good.wav", pcm);
-    size_t boxes = 0;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        bench.host.queue = {good, bench.AddFile(c.name, c.file)};
-        EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
-        ASSERT_EQ(bench.ui.Boxes().size(), ++boxes);
-        const FakeUi::Box box = bench.ui.Boxes().back();
-        EXPECT_EQ(box.title, u"Brackwater");
-        EXPECT_EQ(box.icon, BoxIcon::Stop);
-        EXPECT_FALSE(box.text.empty());
-        EXPECT_TRUE(c.text == nullptr || box.text == c.text) << ToNative(box.text);
-    }
-    EXPECT_FALSE(bench.WasEjected());
-    EXPECT_EQ(bench.host.clears, 0);
-    EXPECT_FALSE(fs::exists(bench.disc + "/disc.bin"));
+    const std::u16string words = bench.AddFile("words.txt", Payload(10, 1));
+    const Texts queue = {
+        good,  bench.AddFile(deep + '/' + deep + '/' + name, codecs::MakeWav(pcm, 44100, 6, 16)),
+        good,  bench.AddFile("deep/torn.flac", tornFlac),
+        words, bench.AddFile("page.wma", Payload(1000, 5)),
+    };
+    const std::u16string box =
+        u"4 of 6 files cannot be written to an audio disk:\n\n2. " + ToWide(name) +
+        u" (WAV): it has 6 channels, an audio CD takes at most 2.\n"
+        u"4. torn.flac (FLAC): not a FLAC file\n5. Error: cannot write " +
+        words +
+        u". It's not an audio or this format is not supported.\n6. page.wma (WMA): Cannot open "
+        u"page.wma. The file is damaged or of another format.\n\n"
+        u"Should Larkspin write the other 2 without them?";
+    bench.host.queue = queue;
+    bench.ui.audio.nCopies = 2;
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    ASSERT_EQ(bench.ui.Texts(), Texts{box});
+    EXPECT_EQ(bench.ui.Boxes()[0].title, u"Brackwater");
+    EXPECT_EQ(bench.ui.Boxes()[0].buttons, BoxButtons::YesNoGuarded);
+    EXPECT_EQ(bench.commands[mmc::kReadDiscInformation] + bench.commands[mmc::kWrite10], 0);
+    EXPECT_FALSE(bench.WasEjected() || bench.host.clears > 0);
+
+    bench.ui.onBox = [&](const FakeUi::Box& asked) {
+        if (asked.text != box) {
+            bench.InsertNew("cd-r");
+        }
+        return true;
+    };
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_EQ(bench.ui.Texts(), (Texts{box, box, NextCopyText(1, 2)}));
+    EXPECT_EQ(bench.AudioTracks().size(), 2 * ((pcm.size() + 2351) / 2352 * 2352));
 }
 
 TEST(AudioJob, EightyMinutesComeToTheDialogAndNoMore) {

@@ -50,7 +50,7 @@ CAPEReader::CAPEReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
         m_pDecompress = CreateIAPEDecompressEx(*m_pIO);
     }
     if (m_pDecompress == nullptr) {
-        throw CReaderException("cannot open");
+        throw CNotOpened("cannot open");
     }
     m_nSampleRate = static_cast<int32_t>(m_pDecompress->GetInfo(kApeSampleRate));
     m_nChannels = static_cast<int32_t>(m_pDecompress->GetInfo(kApeChannels));
@@ -61,8 +61,8 @@ CAPEReader::CAPEReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
 
 CAPEReader::CAPEReader(const std::u16string& name, IFileSystem& files)
     : CAPEReader(HeaderOnly(), name, files) {
-    m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder(name, "Internal error #610", "Internal error #111");
+    m_nLength = CheckedLength(PcmBytes());
+    StartTriedDecoder("Internal error #610", "Internal error #111");
 }
 
 CAPEReader::~CAPEReader() {

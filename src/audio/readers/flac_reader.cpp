@@ -98,7 +98,7 @@ void InterleaveStereo16(const FLAC__int32* left, const FLAC__int32* right, size_
 CFLACReader::CFLACReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSystem& files)
     : m_hFile(files.OpenSequential(name)) {
     if (m_hFile == nullptr) {
-        throw CReaderException("cannot open");
+        throw CNotOpened("cannot open");
     }
     m_nFileSize = static_cast<uint64_t>(std::max<int64_t>(m_hFile->Size(), 0));
     m_pDecoder.reset(FLAC__stream_decoder_new());
@@ -121,8 +121,8 @@ CFLACReader::CFLACReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSy
 
 CFLACReader::CFLACReader(const std::u16string& name, IFileSystem& files)
     : CFLACReader(HeaderOnly(), name, files) {
-    m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder(name, "Internal error #280", "Internal error #281");
+    m_nLength = CheckedLength(PcmBytes());
+    StartTriedDecoder("Internal error #280", "Internal error #281");
 }
 
 CFLACReader::~CFLACReader() {

@@ -180,16 +180,16 @@ struct FrameDecoder {
 CMP3Reader::CMP3Reader(const std::u16string& name, IFileSystem& files)
     : m_pStream(OpenStream(name, files)) {
     if (!m_pStream) {
-        throw CReaderException(Format("Cannot open %s.", ToNative(name).c_str()));
+        throw CNotOpened(TextWithName("Cannot open ", name, "."));
     }
     const std::optional<Mp3Scan> scan = ScanHeaders(*m_pStream);
     if (!scan || !m_pStream->Rewind()) {
-        throw CReaderException(Format("Error parsing MP3 file %s.", ToNative(name).c_str()));
+        throw CReaderException(TextWithName("Error parsing MP3 file ", name, "."));
     }
     if (!IsCovered(*scan, *m_pStream)) {
-        RefuseSource(name, "only small parts of it are MPEG sound.");
+        throw CReaderException("only small parts of it are MPEG sound.");
     }
-    m_nLength = CheckedLength(name, scan->sound.bytes);
+    m_nLength = CheckedLength(scan->sound.bytes);
     m_nSampleRate = scan->sound.rate;
     m_nChannels = scan->sound.channels;
     m_nBits = scan->sound.bits;
@@ -198,7 +198,7 @@ CMP3Reader::CMP3Reader(const std::u16string& name, IFileSystem& files)
         m_nSkip = SamplesInFront(*scan) + kDecoderDelay;
         m_nLeft = scan->sound.bytes / sizeof(int16_t) / static_cast<uint64_t>(m_nChannels);
     }
-    StartDecoder(name, "Internal error #210.", "Internal error #211.");
+    StartTriedDecoder("Internal error #210.", "Internal error #211.");
 }
 
 CMP3Reader::~CMP3Reader() {

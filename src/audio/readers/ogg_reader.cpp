@@ -42,26 +42,25 @@ constexpr uint32_t kMostAtOnce = 1 << 20; // libvorbisfile counts in int
 
 COggReader::COggReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSystem& files)
     : m_hFile(files.OpenSequential(name)) {
-    const std::string native = ToNative(name);
     if (m_hFile == nullptr) {
-        throw CReaderException(Format("Cannot open %s.", native.c_str()));
+        throw CNotOpened(TextWithName("Cannot open ", name, "."));
     }
     const ov_callbacks callbacks = {.read_func = &ReadFile,
                                     .seek_func = &SeekFile,
                                     .close_func = &KeepOpen,
                                     .tell_func = &TellFile};
     if (ov_open_callbacks(m_hFile.get(), &m_VorbisFile, nullptr, 0, callbacks) != 0) {
-        throw CReaderException(Format("%s is not an OggVorbis file.", native.c_str()));
+        throw CReaderException(TextWithName("", name, " is not an OggVorbis file."));
     }
     const vorbis_info* info = ov_info(&m_VorbisFile, -1);
     const double seconds = ov_time_total(&m_VorbisFile, -1);
     if (info == nullptr || !(seconds >= 0)) {
         ov_clear(&m_VorbisFile);
-        throw CReaderException(Format("Malformed OggVorbis file %s.", native.c_str()));
+        throw CReaderException(TextWithName("Malformed OggVorbis file ", name, "."));
     }
     if (!LinksAreAlike()) {
         ov_clear(&m_VorbisFile);
-        RefuseSource(name, "its parts differ in rate or channels.");
+        throw CReaderException("its parts differ in rate or channels.");
     }
     m_nBits = 8 * kSampleBytes;
     m_nChannels = info->channels;
@@ -74,14 +73,14 @@ COggReader::COggReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
 
 COggReader::COggReader(const std::u16string& name, IFileSystem& files)
     : COggReader(HeaderOnly(), name, files) {
-    m_nLength = CheckedLength(name, PcmBytes());
+    m_nLength = CheckedLength(PcmBytes());
     const uint64_t trial = TrialBytes(*this);
     uint64_t decoded = 0;
     std::array<char, 4096> buffer;
     for (uint32_t got = 1; got > 0 && decoded < trial; decoded += got) {
         got = ReadSome(buffer.data(), buffer.size());
     }
-    CheckTrial(name, ov_pcm_seek(&m_VorbisFile, 0) == 0 ? decoded : 0, trial);
+    CheckTrial(ov_pcm_seek(&m_VorbisFile, 0) == 0 ? decoded : 0, trial);
 }
 
 COggReader::~COggReader() {

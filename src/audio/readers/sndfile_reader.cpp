@@ -106,7 +106,7 @@ CSndfileReader::CSndfileReader(HeaderOnly /*tag*/, const std::u16string& name, I
         if (m_pSound != nullptr) {
             sf_close(m_pSound);
         }
-        throw CReaderException(Format("Cannot open %s.", ToNative(name).c_str()));
+        throw CNotOpened(TextWithName("Cannot open ", name, "."));
     }
     const SampleForm form = FormOf(info.format);
     m_nBits = form.bits;
@@ -122,7 +122,7 @@ CSndfileReader::CSndfileReader(HeaderOnly /*tag*/, const std::u16string& name, I
 
 CSndfileReader::CSndfileReader(const std::u16string& name, IFileSystem& files)
     : CSndfileReader(HeaderOnly(), name, files) {
-    m_nLength = CheckedLength(name, PcmBytes());
+    m_nLength = CheckedLength(PcmBytes());
     const uint64_t trial = TrialBytes(*this);
     std::vector<uint8_t> second(trial);
     uint32_t decoded = 0;
@@ -130,7 +130,7 @@ CSndfileReader::CSndfileReader(const std::u16string& name, IFileSystem& files)
         // Of another reader, since not every form can be moved back to its start.
         CSndfileReader(HeaderOnly(), name, files)
             .Read(second.data(), static_cast<uint32_t>(trial), &decoded);
-        CheckTrial(name, decoded, trial);
+        CheckTrial(decoded, trial);
     }
 }
 

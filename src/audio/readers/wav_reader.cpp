@@ -158,9 +158,9 @@ int32_t ClampToInt(uint32_t value) {
 CWavReader::CWavReader(const std::u16string& name, IFileSystem& files, WavSizes sizes) {
     WavFile wav;
     if (!OpenWav(name, files, sizes, &wav) || !wav.file->Seek(wav.data.offset)) {
-        throw CReaderException(Format("Cannot open %s.", ToNative(name).c_str()));
+        throw CNotOpened(TextWithName("Cannot open ", name, "."));
     }
-    m_nLength = CheckedLength(name, wav.data.size);
+    m_nLength = CheckedLength(wav.data.size);
     m_nSampleRate = ClampToInt(wav.format.nSamplesPerSec);
     m_nChannels = wav.format.nChannels;
     m_nBits = wav.format.wBitsPerSample;

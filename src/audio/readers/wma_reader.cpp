@@ -14,10 +14,9 @@ constexpr uint64_t kUnitsPerSecond = 10'000'000; // of a duration
 CWmaReader::CWmaReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSystem& files,
                        CreateSyncReaderFunction create)
     : m_hFile(files.OpenSequential(name)) {
-    const std::string native = ToNative(name);
-    const std::string cannotOpen = Format("Cannot open %s.", native.c_str());
+    const std::string cannotOpen = TextWithName("Cannot open ", name, ".");
     if (m_hFile == nullptr) {
-        throw CReaderException(cannotOpen);
+        throw CNotOpened(cannotOpen);
     }
     switch (create(&m_pSyncReader)) {
     case SyncReaderResult::Created:
@@ -32,19 +31,19 @@ CWmaReader::CWmaReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
         break;
     case ISyncReader::OpenResult::Protected:
         throw CReaderException(
-            Format("Cannot open %s, file is digitally protected (DRM).", native.c_str()));
+            TextWithName("Cannot open ", name, ", file is digitally protected (DRM)."));
     case ISyncReader::OpenResult::Failed:
-        throw CReaderException(cannotOpen);
+        throw CNotOpened(cannotOpen);
     }
-    FindStream(native.c_str());
+    FindStream(name);
     TakeFormat();
 }
 
 CWmaReader::CWmaReader(const std::u16string& name, IFileSystem& files,
                        CreateSyncReaderFunction create)
     : CWmaReader(HeaderOnly(), name, files, create) {
-    m_nLength = CheckedLength(name, PcmBytes());
-    StartDecoder(name, "Internal error #210.", "Internal error #211.");
+    m_nLength = CheckedLength(PcmBytes());
+    StartTriedDecoder("Internal error #210.", "Internal error #211.");
 }
 
 CWmaReader::~CWmaReader() {
@@ -52,7 +51,7 @@ CWmaReader::~CWmaReader() {
     StopDecoder();
 }
 
-void CWmaReader::FindStream(const char* name) {
+void CWmaReader::FindStream(const std::u16string& name) {
     uint32_t count = 0;
     if (!m_pSyncReader->GetStreamCount(&count)) {
         throw CReaderException("Internal error #201.");
@@ -69,7 +68,8 @@ void CWmaReader::FindStream(const char* name) {
         }
     }
     if (!found) {
-        throw CReaderException(Format("Cannot open %s: no audio streams found in file.", name));
+        throw CReaderException(
+            TextWithName("Cannot open ", name, ": no audio streams found in file."));
     }
     if (m_nStream == 0) {
         throw CReaderException("Internal error #203.");

@@ -35,7 +35,7 @@ class CWmaReader final : public CPipedReader {
     void Decode() override;
 
   private:
-    void FindStream(const char* name);
+    void FindStream(const std::u16string& name);
     void TakeFormat();
 
     std::unique_ptr<ISequentialFile> m_hFile; // outlives m_pSyncReader, which reads it
