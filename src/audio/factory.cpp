@@ -3,6 +3,7 @@
 #include "audio/probe.h"
 #include "audio/readers/ape_reader.h"
 #include "audio/readers/flac_reader.h"
+#include "audio/readers/libav_reader.h"
 #include "audio/readers/mp3_reader.h"
 #include "audio/readers/ogg_reader.h"
 #include "audio/readers/sndfile_reader.h"
@@ -103,9 +104,15 @@ constexpr AudioFormat kFormats[] = {
     {u".ogg", "Ogg Vorbis", Make<COggReader>, ProbeHeader<COggReader>, true},
     {u".ape", "Monkey's Audio", Make<CAPEReader>, ProbeHeader<CAPEReader>, false},
     {u".flac", "FLAC", Make<CFLACReader>, ProbeHeader<CFLACReader>, false},
+    {u".m4a", "MPEG-4", Make<CLibavFile<kMpeg4>>, ProbeHeader<CLibavFile<kMpeg4>>, true},
+    {u".aac", "AAC", Make<CLibavFile<kAdts>>, ProbeHeader<CLibavFile<kAdts>>, true},
+    {u".opus", "Opus", Make<CLibavFile<kOggPages>>, ProbeHeader<CLibavFile<kOggPages>>, true},
+    {u".aiff", "AIFF", Make<CLibavFile<kAiff>>, ProbeHeader<CLibavFile<kAiff>>, true},
+    {u".aif", "AIFF", Make<CLibavFile<kAiff>>, ProbeHeader<CLibavFile<kAiff>>, true},
+    {u".wv", "WavPack", Make<CLibavFile<kWavPack>>, ProbeHeader<CLibavFile<kWavPack>>, true},
 };
 
-// Null if the suffix is none of the six.
+// Null if the suffix is none of these.
 const AudioFormat* FormatOf(std::u16string_view name) {
     const auto* format = std::ranges::find_if(kFormats, [name](const AudioFormat& candidate) {
         return EndsWithNoCase(name, candidate.suffix);

@@ -8,8 +8,9 @@
 
 namespace larkspin {
 
-// True if the name ends in ".wav", ".mp3", ".wma", ".ogg", ".ape" or ".flac", in any case. The file
-// is not opened.
+// True if the name ends in ".wav", ".mp3", ".wma", ".ogg", ".ape", ".flac", ".m4a", ".aac",
+// ".opus",
+// ".aiff", ".aif" or ".wv", in any case. The file is not opened.
 bool IsSupportedAudioFile(std::u16string_view name);
 
 // A file that can't be a track: "NAME (FORMAT): REASON", with the name's last component whole, so
@@ -24,7 +25,7 @@ class CSourceRefusal final : public CReaderException {
 };
 
 // The finished chain for a file: 44,100 Hz, two channels, 16 bits, a whole number of 2352-byte
-// blocks. Empty if the suffix is none of the six. Throws CSourceRefusal.
+// blocks. Empty if the suffix is none of these. Throws CSourceRefusal.
 std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name,
                                            IFileSystem& files = PosixFiles());
 

@@ -205,16 +205,27 @@ CopyEnd AudioWriting::WriteCopy() {
 bool AudioWriting::WriteTracks(Tracks& tracks) {
     int32_t address = 0;
     uint64_t written = 0;
+    std::u16string clipped; // the tracks, in one notice
     for (size_t i = 0; i < tracks.readers.size() && !m_cancel(); ++i) {
         Status(FormatWide("Writing track %zu...", i + 1));
         if (!WriteTrack(*tracks.readers[i], &address, tracks.totalBytes, &written)) {
             return false;
         }
-        if (!m_cancel() && tracks.readers[i]->Loss().brokeOff) {
+        const SoundLoss loss = tracks.readers[i]->Loss();
+        if (loss.clippedSamples > 0) {
+            clipped +=
+                clipped.empty() ? u"Louder than a disk can hold, and cut off there: " : u", ";
+            clipped += FormatWide("track %zu (%llu samples)", i + 1,
+                                  static_cast<unsigned long long>(loss.clippedSamples));
+        }
+        if (!m_cancel() && loss.brokeOff) {
             m_notices.push_back(FormatWide("Track %zu is not complete: ", i + 1) + tracks.paths[i] +
                                 u" is damaged or could not be read to its end. Silence stands for "
                                 u"what is missing.");
         }
+    }
+    if (!clipped.empty() && !m_cancel()) {
+        m_notices.push_back(clipped + u'.');
     }
     return true;
 }

@@ -92,8 +92,10 @@ void WriteSound(const std::string& path, const Sound& sound, const std::string& 
         Shell("oggenc -Q --serial 1 " + options + " -o " + path + " " + wav);
     } else if (suffix == ".mp3") {
         Shell("lame --quiet " + options + " " + wav + " " + path);
-    } else if (suffix == ".wma") {
-        Shell("ffmpeg -v error -y -i " + wav + " -c:a wmav2 " + options + " -f asf " + path);
+    } else if (suffix == ".aiff") {
+        Shell("sox " + wav + ' ' + path);
+    } else if (suffix != ".wav") {
+        Shell("ffmpeg -v error -y -i " + wav + ' ' + options + ' ' + path);
     }
 }
 

@@ -16,11 +16,11 @@ using namespace codecs;
 
 TEST(AudioFactory, KnowsFilesByTheirSuffixAlone) {
     for (const char16_t* name : {u"/a.wav", u"/a.MP3", u"/a.wMa", u"/a.ogg", u"/a.Ape", u"/a.FLAC",
-                                 u".flac", u"/a.b.wav"}) {
+                                 u".flac", u"/a.b.wav", u"a.aif"}) {
         EXPECT_TRUE(IsSupportedAudioFile(name)) << ToNative(name);
     }
     for (const char16_t* name :
-         {u"", u"wav", u"flac", u"/a.flac2", u"/a.wav/", u"/a.wav ", u"/a.aif", u"/awav"}) {
+         {u"", u"wav", u"flac", u"/a.flac2", u"/a.wav/", u"/a.wav ", u"/a.aifc", u"/awav"}) {
         EXPECT_FALSE(IsSupportedAudioFile(name)) << ToNative(name);
         EXPECT_EQ(CreateAudioReader(name), nullptr);
         EXPECT_EQ(GetAudioFileLength(name), 0U);
@@ -31,7 +31,12 @@ TEST(AudioFactory, KnowsFilesByTheirSuffixAlone) {
                                               {"wma", "WMA", "Cannot open a.wma."},
                                               {"ogg", "Ogg Vorbis", "Cannot open a.ogg."},
                                               {"ape", "Monkey's Audio", "cannot open"},
-                                              {"flac", "FLAC", "cannot open"}}) {
+                                              {"flac", "FLAC", "cannot open"},
+                                              {"m4a", "MPEG-4", "Cannot open a.m4a."},
+                                              {"aac", "AAC", "Cannot open a.aac."},
+                                              {"opus", "Opus", "Cannot open a.opus."},
+                                              {"aiff", "AIFF", "Cannot open a.aiff."},
+                                              {"wv", "WavPack", "Cannot open a.wv."}}) {
         const std::string name = Format("a.%s", suffix);
         EXPECT_EQ(FailureOf([&] { CreateAudioReader(ToWide("/none/" + name)); }),
                   Format("%s (%s): %s The file is not there.", name.c_str(), title, text));
@@ -154,7 +159,8 @@ TEST(AudioFactory, ProbesNormaliseAsTheTrackWillBe) {
 TEST(AudioFactory, NinetyNineTracksLiveAtOnceAndGoAtAnyMoment) {
     const TempFolder folder;
     std::vector<std::u16string> names;
-    for (const std::string suffix : {".wav", ".mp3", ".flac", ".ogg", ".wma", ".ape"}) {
+    for (const std::string suffix : {".wav", ".mp3", ".flac", ".ogg", ".wma", ".ape", ".m4a",
+                                     ".aac", ".opus", ".aiff", ".wv"}) {
         const std::string path = folder.Path() + "/a" + suffix;
         WriteSound(path, MakeTones(300000, {.channels = 1, .rate = 48000}));
         names.push_back(ToWide(path));

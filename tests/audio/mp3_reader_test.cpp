@@ -151,6 +151,49 @@ TEST(Mp3Reader, SoundsAsAnotherDecoderDoes) {
     EXPECT_GT(10 * std::log10(signal / noise), 75);
 }
 
+// Each channel has a record of the dither of its own, and all begin alike.
+TEST(Mp3Reader, KeepsEqualChannelsEqual) {
+    Sound sound = MakeTones(50000);
+    for (size_t i = 0; i < sound.samples.size(); i += 2) {
+        sound.samples[i + 1] = sound.samples[i];
+    }
+    MemoryFiles files(Encoded(".mp3", sound, "-m f"));
+    CMP3Reader reader(u"/a.mp3", files);
+    const std::vector<int16_t> samples = ToSamples(Drain(reader));
+    ASSERT_EQ(samples.size(), 100000U);
+    for (size_t i = 0; i < samples.size(); i += 2) {
+        ASSERT_EQ(samples[i], samples[i + 1]) << i;
+    }
+}
+
+// A sine that is cut in two and encoded as two files has no click where they meet again.
+TEST(Mp3Reader, JoinsPiecesOfOneSound) {
+    constexpr size_t kBorder = 60000;
+    std::array<Sound, 2> pieces = {Sound{.channels = 1}, Sound{.channels = 1}};
+    const auto sine = [](size_t i) { return 10000 * std::sin(0.0631 * static_cast<double>(i)); };
+    for (size_t i = 0; i < 2 * kBorder; ++i) {
+        pieces[i / kBorder].samples.push_back(static_cast<int32_t>(std::lround(sine(i))));
+    }
+    Bytes joined;
+    for (const Sound& piece : pieces) {
+        MemoryFiles files(Encoded(".mp3", piece, "-b 320"));
+        CMP3Reader reader(u"/a.mp3", files);
+        EXPECT_EQ(static_cast<size_t>(reader.m_nLength), 2 * kBorder);
+        EXPECT_EQ(ProbeMp3(u"/a.mp3", files)->bytes, 2 * kBorder);
+        joined = joined + Drain(reader);
+    }
+    const std::vector<int16_t> samples = ToSamples(joined);
+    ASSERT_EQ(samples.size(), 2 * kBorder);
+    double worst = 0;
+    double power = 0;
+    for (size_t i = kBorder - 3000; i < kBorder + 3000; ++i) {
+        worst = std::max(worst, std::fabs(samples[i] - sine(i)));
+        power += std::pow(samples[i] - sine(i), 2) / 6000;
+    }
+    EXPECT_LT(worst, 300);
+    EXPECT_LT(std::sqrt(power), 50) << "one sample too early or too late would be 446";
+}
+
 // Noise looks like headers of frames in free format, whose length is told by the next header. It
 // may swallow some of the frames behind it, but not all.
 TEST(Mp3Reader, FindsTheFramesBehindNoise) {
@@ -201,13 +244,13 @@ TEST(Mp3Dither, KeepsTheMeanAndShapesTheNoise) {
 }
 
 TEST(Mp3Dither, FollowsItsArithmetic) {
-    // The first steps from zeroed records, by hand: the random numbers are 0, 0x3C6EF35F and
-    // 0x47502932, of which the low 13 bits count.
+    // From zeroed records, by hand: the random numbers are 0, 0x3C6EF35F and 0x47502932, of which
+    // the low 13 bits count. 0 + 4096 + 0x135F = 0x235F: one step, error -0x2000; then -0x2000 +
+    // 4096 + 0x0932 - 0x135F = -0x1A2D: -1 step, error 0. From the sixth on the third error counts.
     CMp3Dither dither;
-    // 0 + 4096 + 0x135F = 0x235F: one step, error -0x2000.
-    EXPECT_EQ(dither.Reduce(0), 1);
-    // -0x2000 + 4096 + 0x0932 - 0x135F = -0x1A2D: -1 step, error 0.
-    EXPECT_EQ(dither.Reduce(0), -1);
+    for (const int expected : {1, -1, 1, -1, 0, 0, 0, 1, -1, 0}) {
+        EXPECT_EQ(dither.Reduce(0), expected);
+    }
 }
 
 TEST(Mp3Dither, ClipsTheEndsOfTheRange) {

@@ -90,7 +90,9 @@ TEST(Resampler, CopiesAlmostEqualRates) {
     for (const int rate : {44096, 44103, 44104}) {
         EXPECT_EQ(Resampled(in, rate, 2), in) << rate;
     }
-    EXPECT_NE(Resampled(in, 44105, 2), in);
+    for (const int rate : {44095, 44105}) {
+        EXPECT_NE(Resampled(in, rate, 2), in) << rate;
+    }
 }
 
 TEST(Resampler, ClipsWhatOvershoots) {

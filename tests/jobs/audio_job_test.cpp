@@ -97,16 +97,23 @@ TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
 }
 
 // Each copy tells it, and the other tracks stand where they should.
-TEST_F(AudioJobTest, NamesTheTrackWhoseSourceBreaks) {
+TEST_F(AudioJobTest, NamesTheTracksThatLostSound) {
     Bytes torn = codecs::Encoded(".flac", sound);
     torn.resize(torn.size() / 2);
     const std::u16string broken = bench.AddFile("torn.flac", torn);
-    bench.host.queue = {bench.AddWav("a.wav", pcm), broken, bench.AddWav("b.wav", pcm)};
+    // Floats, of which each fourth is 2.0.
+    Bytes loud = codecs::MakeWav(Bytes(pcm.size() * 2), 44100, 2, 32);
+    loud[20] = 3;
+    for (size_t i = 44 + 3; i < loud.size(); i += 16) {
+        loud[i] = 0x40;
+    }
+    bench.host.queue = {bench.AddFile("a.wav", loud), broken, bench.AddWav("b.wav", pcm)};
     EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
     EXPECT_EQ(bench.ui.Texts(),
               Texts{u"Track 2 is not complete: " + broken +
                     u" is damaged or could not be read to its end. Silence stands for what is "
-                    u"missing."});
+                    u"missing.\nLouder than a disk can hold, and cut off there: track 1 (100000 "
+                    u"samples)."});
     const Bytes tracks = bench.AudioTracks();
     const size_t track = (pcm.size() + 2351) / 2352 * 2352;
     ASSERT_EQ(tracks.size(), 3 * track);

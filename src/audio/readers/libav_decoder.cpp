@@ -1,6 +1,7 @@
 #include "audio/readers/libav_decoder.h"
 
 #include "audio/readers/seek_from.h"
+#include "platform/byte_order.h"
 
 #include <algorithm>
 #include <mutex>
@@ -14,12 +15,8 @@ namespace larkspin {
 namespace {
 
 constexpr int kIoBufferBytes = 32768;
+constexpr size_t kSkipSamplesBytes = 10;    // of a packet's note about them
 constexpr int kMaxSamplesInFrame = 1 << 20; // of all channels; a hostile header may claim more
-
-bool HasFormOf(const AVFrame& frame, const AVCodecContext& codec, AVSampleFormat format) {
-    return frame.format == format && frame.sample_rate == codec.sample_rate &&
-           frame.ch_layout.nb_channels == codec.ch_layout.nb_channels;
-}
 
 } // namespace
 
@@ -99,6 +96,10 @@ std::span<AVStream* const> CLibavDecoder::Streams() const {
     return {m_pFormat->streams, m_pFormat->nb_streams};
 }
 
+bool CLibavDecoder::CompleteStreamInfo() {
+    return avformat_find_stream_info(m_pFormat.get(), nullptr) >= 0;
+}
+
 bool CLibavDecoder::Select(size_t index, AVSampleFormat output) {
     m_pStream = Streams()[index];
     for (AVStream* stream : Streams()) {
@@ -116,8 +117,12 @@ bool CLibavDecoder::Select(size_t index, AVSampleFormat output) {
     m_pCodec->thread_count = 1;
     m_pCodec->max_samples = kMaxSamplesInFrame;
     m_pCodec->pkt_timebase = m_pStream->time_base;
-    if (avcodec_open2(m_pCodec.get(), codec, nullptr) < 0 || Channels() <= 0 || SampleRate() <= 0 ||
-        m_pCodec->sample_fmt == AV_SAMPLE_FMT_NONE) {
+    if (avcodec_open2(m_pCodec.get(), codec, nullptr) < 0) {
+        return false;
+    }
+    m_nChannels = m_pCodec->ch_layout.nb_channels;
+    m_nSampleRate = m_pCodec->sample_rate;
+    if (m_nChannels <= 0 || m_nSampleRate <= 0 || m_pCodec->sample_fmt == AV_SAMPLE_FMT_NONE) {
         return false;
     }
     m_output = output;
@@ -133,30 +138,84 @@ bool CLibavDecoder::Select(size_t index, AVSampleFormat output) {
     return made >= 0 && swr_init(converter) >= 0;
 }
 
-void CLibavDecoder::SendPacket() {
+bool CLibavDecoder::ReadPacket() {
     while (!m_bStop && av_read_frame(m_pFormat.get(), m_pPacket.get()) >= 0) {
-        const bool wanted = m_pPacket->stream_index == m_pStream->index;
-        if (wanted) {
-            // A packet that the decoder refuses is lost, and the next one is tried.
-            avcodec_send_packet(m_pCodec.get(), m_pPacket.get());
+        if (m_pPacket->stream_index == m_pStream->index) {
+            return true;
         }
         av_packet_unref(m_pPacket.get());
-        if (wanted) {
-            return;
+    }
+    return false;
+}
+
+uint64_t CLibavDecoder::PacketFrames() const {
+    const AVCodecParameters& form = *m_pStream->codecpar;
+    // A packet of AAC always decodes to a whole frame, also where the container has a shorter one.
+    const int64_t frames =
+        form.codec_id == AV_CODEC_ID_AAC && form.frame_size > 0
+            ? form.frame_size
+            : av_rescale_q(m_pPacket->duration, m_pStream->time_base, AVRational{1, m_nSampleRate});
+    return static_cast<uint64_t>(std::max<int64_t>(frames, 0));
+}
+
+uint64_t CLibavDecoder::ClaimedFrames() const {
+    const bool isGuess = m_pFormat->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+    return isGuess || m_pStream->duration <= 0
+               ? 0
+               : static_cast<uint64_t>(av_rescale_q(m_pStream->duration, m_pStream->time_base,
+                                                    AVRational{1, m_nSampleRate}));
+}
+
+uint64_t CLibavDecoder::CountFrames() {
+    uint64_t total = 0;
+    uint64_t skip = static_cast<uint64_t>(std::max(m_pStream->codecpar->initial_padding, 0));
+    for (; ReadPacket(); av_packet_unref(m_pPacket.get())) {
+        size_t bytes = 0;
+        const uint8_t* skipped =
+            av_packet_get_side_data(m_pPacket.get(), AV_PKT_DATA_SKIP_SAMPLES, &bytes);
+        if (skipped != nullptr && bytes >= kSkipSamplesBytes) {
+            skip = LoadLe32(skipped);
+        }
+        const uint64_t frames = PacketFrames();
+        const uint64_t cut = std::min(frames, skip);
+        skip -= cut;
+        if ((m_pPacket->flags & AV_PKT_FLAG_DISCARD) == 0) {
+            total += frames - cut;
         }
     }
-    m_bDraining = true;
-    avcodec_send_packet(m_pCodec.get(), nullptr);
+    return total;
+}
+
+void CLibavDecoder::SendPacket() {
+    if (!ReadPacket()) {
+        m_bDraining = true;
+        avcodec_send_packet(m_pCodec.get(), nullptr);
+        return;
+    }
+    m_nPacketFrames = PacketFrames();
+    // A packet that the decoder refuses is lost, and the next one is tried.
+    if (avcodec_send_packet(m_pCodec.get(), m_pPacket.get()) < 0) {
+        m_nLostFrames += m_nPacketFrames;
+    }
+    av_packet_unref(m_pPacket.get());
+}
+
+bool CLibavDecoder::HasRightForm(const AVFrame& frame) const {
+    return frame.format == m_input && frame.sample_rate == m_nSampleRate &&
+           frame.ch_layout.nb_channels == m_nChannels;
 }
 
 bool CLibavDecoder::ReceiveFrame() {
     while (!m_bStop) {
         const int result = avcodec_receive_frame(m_pCodec.get(), m_pFrame.get());
         if (result >= 0) {
-            return HasFormOf(*m_pFrame, *m_pCodec, m_input);
+            return HasRightForm(*m_pFrame);
         }
         if (result == AVERROR_EOF || m_bDraining) {
             return false;
+        }
+        if (result != AVERROR(EAGAIN)) {
+            m_nLostFrames += m_nPacketFrames;
         }
         SendPacket();
     }

@@ -2,8 +2,8 @@
 //
 // The file is reached through callbacks only, the demuxer is the one that the caller names (nothing
 // is guessed), and everything runs on the calling thread. A packet that cannot be decoded is
-// skipped; a container that breaks ends the stream, as does a change of rate, channels or sample
-// form in its middle. The library's log is silenced for the process.
+// skipped and counted; a container that breaks ends the stream, as does a change of rate, channels
+// or sample form in its middle. The library's log is silenced for the process.
 //
 // One thread uses an object at a time; RequestStop alone may come from any other.
 #pragma once
@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 extern "C" {
@@ -34,20 +35,33 @@ class CLibavDecoder {
     ~CLibavDecoder() = default;
 
     std::span<AVStream* const> Streams() const;
+    // Reads, and decodes, a little of the streams to learn what their headers leave out. What has
+    // been read so comes again. False if that fails.
+    bool CompleteStreamInfo();
 
     // Opens the decoder of stream `index`, once; the other streams are left out from now on.
     // `output` is the packed form that samples shall take, converted as the library does by
     // itself. False if there is no decoder, or it does not accept the stream.
     bool Select(size_t index, AVSampleFormat output);
     // Of the selected stream.
-    int Channels() const { return m_pCodec->ch_layout.nb_channels; }
-    int SampleRate() const { return m_pCodec->sample_rate; }
+    int Channels() const { return m_nChannels; }
+    int SampleRate() const { return m_nSampleRate; }
+    // Frames (one sample of each channel) that its header claims. 0 if it doesn't tell, or if what
+    // it tells is a guess from the rate of bits.
+    uint64_t ClaimedFrames() const;
+
+    // Frames that all its packets decode to, less those that an encoder added. Reads the whole
+    // file, and nothing can be decoded after that. CompleteStreamInfo comes first.
+    uint64_t CountFrames();
 
     // The next decoded samples, valid until the next call; empty at the end.
     std::span<const uint8_t> Next();
-    // Makes frame `frame` (one sample of each channel) of the selected stream the next that
-    // comes. False if the container cannot be moved there.
+    // Makes frame `frame` of the selected stream the next that comes. False if the container cannot
+    // be moved there.
     bool Seek(int64_t frame);
+
+    // Frames of packets that could not be decoded, counted anew by each call.
+    uint64_t TakeLostFrames() { return std::exchange(m_nLostFrames, 0); }
 
     // Makes a running call come to its end soon, and every later one at once.
     void RequestStop() { m_bStop = true; }
@@ -68,6 +82,11 @@ class CLibavDecoder {
     // False when the decoder has no more.
     bool ReceiveFrame();
     void SendPacket();
+    // The next packet of the selected stream. False at the end of the container.
+    bool ReadPacket();
+    // Of m_pPacket, by what the container and the form of the sound say.
+    uint64_t PacketFrames() const;
+    bool HasRightForm(const AVFrame& frame) const;
     // The samples of m_pFrame, less what a seek has still to skip.
     std::span<const uint8_t> Convert();
 
@@ -83,6 +102,10 @@ class CLibavDecoder {
     AVStream* m_pStream = nullptr;
     AVSampleFormat m_output = AV_SAMPLE_FMT_NONE;
     AVSampleFormat m_input = AV_SAMPLE_FMT_NONE;
+    int m_nChannels = 0;
+    int m_nSampleRate = 0;
+    uint64_t m_nPacketFrames = 0; // of the packet that was sent last
+    uint64_t m_nLostFrames = 0;
     bool m_bDraining = false;  // the container has ended; the decoder gives what it still holds
     int64_t m_nSeekFrame = -1; // set by Seek until the first samples after it
 };

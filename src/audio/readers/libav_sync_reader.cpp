@@ -15,6 +15,13 @@ constexpr const char* kDemuxer = "asf";
 constexpr std::array kCodecs = {AV_CODEC_ID_WMAV1, AV_CODEC_ID_WMAV2, AV_CODEC_ID_WMAPRO,
                                 AV_CODEC_ID_WMALOSSLESS, AV_CODEC_ID_WMAVOICE};
 
+AVSampleFormat FormOf(const AVCodecParameters& stream) {
+    if (stream.bits_per_coded_sample <= 16) {
+        return AV_SAMPLE_FMT_S16;
+    }
+    return stream.codec_id == AV_CODEC_ID_WMAPRO ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_S32;
+}
+
 class CLibavSyncReader final : public ISyncReader {
   public:
     OpenResult Open(ISequentialFile& file) override {
@@ -70,12 +77,14 @@ class CLibavSyncReader final : public ISyncReader {
     }
 
     bool GetOutputProps(uint32_t output, WaveFormat* format) override {
-        if (!m_pDecoder->Select(output, AV_SAMPLE_FMT_S16)) {
+        const AVSampleFormat form = FormOf(*m_pDecoder->Streams()[output]->codecpar);
+        if (!m_pDecoder->Select(output, form)) {
             return false;
         }
         format->channels = static_cast<uint16_t>(m_pDecoder->Channels());
         format->samplesPerSecond = static_cast<uint32_t>(m_pDecoder->SampleRate());
-        format->bitsPerSample = 16;
+        format->bitsPerSample = static_cast<uint16_t>(av_get_bytes_per_sample(form) * 8);
+        format->isFloat = form == AV_SAMPLE_FMT_FLT;
         return true;
     }
 

@@ -22,6 +22,7 @@ struct WaveFormat {
     uint16_t channels = 0;
     uint32_t samplesPerSecond = 0;
     uint16_t bitsPerSample = 0;
+    bool isFloat = false;
 };
 
 class ISyncReader {
@@ -51,7 +52,8 @@ enum class SyncReaderResult { Created, NotInstalled, Failed };
 using CreateSyncReaderFunction = SyncReaderResult (*)(std::unique_ptr<ISyncReader>* reader);
 
 // NotInstalled if the libraries on this machine were built without ASF or Windows Media audio.
-// Samples come out with 16 bits, whatever the encoder was given.
+// Samples come out with 16 bits; those of an encoder that was given more with 32, or as floats
+// where its decoder gives such.
 SyncReaderResult CreateSyncReader(std::unique_ptr<ISyncReader>* reader);
 
 } // namespace larkspin

@@ -88,6 +88,7 @@ void CWmaReader::TakeFormat() {
         throw CReaderException("Internal error #207");
     }
     m_nBits = m_Format.bitsPerSample;
+    m_bFloat = m_Format.isFloat;
     m_nChannels = m_Format.channels;
     m_nSampleRate = static_cast<int32_t>(m_Format.samplesPerSecond);
 }
