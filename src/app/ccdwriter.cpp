@@ -15,6 +15,7 @@ namespace larkspin {
 namespace {
 
 constexpr uint32_t kNoticeTimeMs = 30000;
+constexpr size_t kMostPathsTold = 5;
 constexpr uint32_t kSecondsPerMinute = 60;
 
 constexpr const char* kBusy = "Cannot perform your request right now. Disk operation in progress.";
@@ -34,6 +35,18 @@ std::string SizeText(uint64_t bytes) {
     return ToNative(FormatSize(static_cast<long long>(bytes)));
 }
 
+std::u16string StillQueuedText(const std::vector<std::u16string>& paths) {
+    std::u16string text = u"These have not been written yet and are still in the queue:\n";
+    const size_t shown = std::min(paths.size(), kMostPathsTold);
+    for (size_t i = 0; i < shown; ++i) {
+        text += u"\n" + paths[i];
+    }
+    if (paths.size() > shown) {
+        text += FormatWide("\n...and %zu more.", paths.size() - shown);
+    }
+    return text;
+}
+
 } // namespace
 
 CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock,
@@ -51,6 +64,7 @@ CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& file
 
 void CCDWriter::Attach(CCDWriterUI& ui, IMainView& view) {
     m_pUi = &ui;
+    m_pView = &view;
     m_watcher.Start([&view](const QueueNotice& notice) {
         view.ShowBalloon(notice.text, notice.title, notice.icon, kNoticeTimeMs);
     });
@@ -64,6 +78,15 @@ void CCDWriter::Detach() {
 }
 
 // --- the queue ---
+
+bool CCDWriter::AddPath(const std::u16string& path) {
+    const std::lock_guard lock(m_gate);
+    if (m_bLeaving || m_bQuitWhenDone) {
+        return false;
+    }
+    m_queue.Add(path);
+    return true;
+}
 
 void CCDWriter::TakeOverQueue() {
     ClearQueue();
@@ -179,14 +202,19 @@ void CCDWriter::JobThread(const JobBody& body) {
 
 void CCDWriter::EndJob(JobEnd end) {
     bool leave = false;
+    std::vector<std::u16string> queued;
     {
         const std::lock_guard lock(m_gate);
-        m_bLeaving = m_bLeaving || m_bQuitWhenDone || end == JobEnd::Exit;
+        queued = m_queue.Paths();
+        m_bLeaving = m_bLeaving || m_bQuitWhenDone || (end == JobEnd::Exit && queued.empty());
         leave = m_bLeaving;
         m_bBusy = false;
     }
     if (leave) {
         m_pUi->RequestExit();
+    } else if (end == JobEnd::Exit) {
+        m_pView->ShowBalloon(StillQueuedText(queued), kBoxTitle, BalloonIcon::Information,
+                             kNoticeTimeMs);
     }
 }
 

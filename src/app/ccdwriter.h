@@ -7,6 +7,9 @@
 // Leaving while a job runs: the wish is remembered, and the program is asked to end when the job
 // has ended by itself; a job is never cut short by it. Once the program has been asked to end no
 // further job is started.
+//
+// No path that was accepted is lost but by the user's own wish: the end of a job ends the program
+// only if the queue is empty then, and else tells what is still there.
 #pragma once
 
 #include "app/errors.h"
@@ -53,8 +56,9 @@ class CCDWriter final : public JobHost, public IQueueModel {
     void Detach();
 
     // --- the queue ---
-    void AddPath(const std::u16string& path) { m_queue.Add(path); }
-    void ClearQueue() override { m_queue.Clear(); }
+    // False, and not taken, if the program is about to end.
+    bool AddPath(const std::u16string& path);
+    void ClearQueue() { m_queue.Clear(); }
     void RecheckAllAudio() { m_queue.RecheckAllAudio(); }
     // The queue belongs to a feeding program from now on: it is cleared, and no notice comes any
     // more.
@@ -77,7 +81,8 @@ class CCDWriter final : public JobHost, public IQueueModel {
     bool IsLeaving();
 
     // JobHost
-    std::vector<std::u16string> CopyQueue() override { return m_queue.Paths(); }
+    std::vector<std::u16string> CopyQueue() override { return m_queue.Paths(&m_nCopied); }
+    void TakePaths() override { m_queue.RemoveUpTo(m_nCopied); }
     bool IsQueueExclusive() override { return m_bExclusiveQueue; }
     uint32_t QueueAudioBytes() override;
     std::u16string DataHeaderText() override;
@@ -105,14 +110,18 @@ class CCDWriter final : public JobHost, public IQueueModel {
     IClock& m_clock;
     const ThreadStarter m_startThread;
     CCDWriterUI* m_pUi = nullptr;
+    IMainView* m_pView = nullptr;
 
     ItemMeasures m_measures;
     QueueWatcher m_watcher;
     WriteQueue m_queue;
     std::atomic<bool> m_bExclusiveQueue = false;
-    Settings m_settings; // after the construction, the job thread's
+    uint64_t m_nCopied = 0; // latest arrival that the job has; the job thread's
+    Settings m_settings;    // after the construction, the job thread's
 
-    std::mutex m_gate; // guards the next three and the hand-over to a new job thread
+    // Guards the next three, the hand-over to a new job thread, and that no path comes between the
+    // last look at the queue and the end.
+    std::mutex m_gate;
     std::atomic<bool> m_bBusy = false;
     bool m_bQuitWhenDone = false;
     bool m_bLeaving = false; // the program has been asked to end

@@ -112,14 +112,13 @@ int32_t CMainDlg::Quit(int32_t code) {
 }
 
 int32_t CMainDlg::AddPath() {
-    if (m_writer.IsLeaving()) {
+    if (!m_writer.AddPath(m_strStagedPath)) {
         return kGone;
     }
     if (!m_bQueueTakenOver && !m_bFirstFilesNoticeShown) {
         m_view.ShowBalloon(kFirstFiles, kBoxTitle, BalloonIcon::Information, kFirstFilesTimeMs);
         m_bFirstFilesNoticeShown = true;
     }
-    m_writer.AddPath(m_strStagedPath);
     return kDone;
 }
 

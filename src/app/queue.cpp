@@ -11,9 +11,10 @@ WriteQueue::WriteQueue(std::function<void()> onChanged) : m_onChanged(std::move(
 bool WriteQueue::Add(const std::u16string& path) {
     {
         const std::lock_guard lock(m_mutex);
-        if (!m_known.insert(path).second) {
+        if (!m_known.emplace(path, m_nArrivals + 1).second) {
             return false;
         }
+        ++m_nArrivals;
         m_paths.push_back(path);
         if (m_bAllAudio && !IsSupportedAudioFile(path)) {
             m_bAllAudio = false;
@@ -41,10 +42,16 @@ void WriteQueue::Remove(const std::vector<std::u16string>& paths) {
         for (const std::u16string& path : paths) {
             m_known.erase(path);
         }
-        std::erase_if(m_paths,
-                      [this](const std::u16string& path) { return !m_known.contains(path); });
-        ++m_nVersion;
-        RecheckLocked();
+        DropUnknownLocked();
+    }
+    m_onChanged();
+}
+
+void WriteQueue::RemoveUpTo(uint64_t last) {
+    {
+        const std::lock_guard lock(m_mutex);
+        std::erase_if(m_known, [last](const auto& item) { return item.second <= last; });
+        DropUnknownLocked();
     }
     m_onChanged();
 }
@@ -57,6 +64,12 @@ void WriteQueue::RecheckAllAudio() {
     m_onChanged();
 }
 
+void WriteQueue::DropUnknownLocked() {
+    std::erase_if(m_paths, [this](const std::u16string& path) { return !m_known.contains(path); });
+    ++m_nVersion;
+    RecheckLocked();
+}
+
 void WriteQueue::RecheckLocked() {
     m_bAllAudio = std::all_of(m_paths.begin(), m_paths.end(), [](const std::u16string& path) {
         return IsSupportedAudioFile(path);
@@ -65,6 +78,12 @@ void WriteQueue::RecheckLocked() {
 
 std::vector<std::u16string> WriteQueue::Paths() {
     const std::lock_guard lock(m_mutex);
+    return m_paths;
+}
+
+std::vector<std::u16string> WriteQueue::Paths(uint64_t* last) {
+    const std::lock_guard lock(m_mutex);
+    *last = m_nArrivals;
     return m_paths;
 }
 

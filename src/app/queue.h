@@ -9,7 +9,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 namespace larkspin {
@@ -28,6 +28,11 @@ class WriteQueue {
     void RecheckAllAudio();
 
     std::vector<std::u16string> Paths();
+    // The same, for one who removes them later: *last gets the number of the latest arrival.
+    std::vector<std::u16string> Paths(uint64_t* last);
+    // Removes what had arrived up to that number. A path that was removed and has come again since
+    // then stays.
+    void RemoveUpTo(uint64_t last);
     bool IsEmpty();
     // Every path has an audio suffix; true for an empty queue.
     bool IsAllAudio() const { return m_bAllAudio; }
@@ -35,12 +40,15 @@ class WriteQueue {
     uint64_t Version() const { return m_nVersion; }
 
   private:
+    void DropUnknownLocked();
     void RecheckLocked();
 
     const std::function<void()> m_onChanged;
     std::mutex m_mutex;
     std::vector<std::u16string> m_paths;
-    std::unordered_set<std::u16string> m_known; // the same paths, for the test of equality
+    // The same paths, each with the number of its arrival.
+    std::unordered_map<std::u16string, uint64_t> m_known;
+    uint64_t m_nArrivals = 0;
     std::atomic<bool> m_bAllAudio = true;
     std::atomic<uint64_t> m_nVersion = 0;
 };

@@ -167,7 +167,7 @@ CopyEnd AudioWriting::WriteCopy() {
     if (!OpenTracks(&tracks) || !CheckDisc() || !FitsDisc(tracks)) {
         return CopyEnd::GiveUp;
     }
-    m_env.host.ClearQueue();
+    m_env.host.TakePaths();
 
     ProgressScope progress(m_env, JobKind::Audio, CdTypeOf(m_drive));
     m_drive.SetCdSpeed(WholeSpeed(m_dSpeed));
@@ -264,7 +264,7 @@ JobEnd AudioJob(JobEnv& env) {
     const CopyParametersResult parameters =
         env.ui.ShowAudioParameters(env.host.AudioHeaderText(audioBytes));
     if (parameters.bCancelled) {
-        return env.host.IsQueueExclusive() ? JobEnd::Exit : JobEnd::Idle;
+        return EndOfCancelledDialog(env.host);
     }
     CAspiCD* const drive = FindDrive(env, parameters.nDriveIndex);
     if (drive == nullptr) {

@@ -206,7 +206,7 @@ DataWriting::Start DataWriting::PrepareDvd(const DataDisc& disc) {
 }
 
 bool DataWriting::WriteDvd() {
-    m_env.host.ClearQueue();
+    m_env.host.TakePaths();
     DoorLock door(m_drive, DoorLock::By::DvdLogic);
     try {
         RecordDvd();
@@ -287,7 +287,7 @@ bool DataWriting::RecordCd() {
     if (m_drive.SetTaoParameters() != 0) {
         return Fail(kSettingsRefused);
     }
-    m_env.host.ClearQueue();
+    m_env.host.TakePaths();
     m_drive.SendOpc();
     Status(u"Writing data...");
     auto address = static_cast<int32_t>(m_room.start);
@@ -388,7 +388,7 @@ JobEnd DataJob(JobEnv& env) {
     const std::vector<std::u16string> queueCopy = env.host.CopyQueue();
     const DataParametersResult parameters = env.ui.ShowDataParameters(env.host.DataHeaderText());
     if (parameters.bCancelled) {
-        return env.host.IsQueueExclusive() ? JobEnd::Exit : JobEnd::Idle;
+        return EndOfCancelledDialog(env.host);
     }
     CAspiCD* const drive = FindDrive(env, parameters.nDriveIndex);
     if (drive == nullptr) {

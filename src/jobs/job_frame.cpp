@@ -53,6 +53,14 @@ JobEnd RunJob(JobEnv& env, const std::function<JobEnd()>& body) {
     return JobEnd::Exit;
 }
 
+JobEnd EndOfCancelledDialog(JobHost& host) {
+    if (!host.IsQueueExclusive()) {
+        return JobEnd::Idle;
+    }
+    host.TakePaths();
+    return JobEnd::Exit;
+}
+
 CAspiCD* FindDrive(JobEnv& env, uint32_t index) {
     try {
         return &env.drives.At(index);

@@ -15,6 +15,10 @@ namespace larkspin {
 constexpr int32_t kCdLimitSectors = 360'000;
 constexpr int32_t kDvdLimitSectors = 2'300'000; // above it no single layer disc
 
+// How a job ends whose parameters the user cancelled. A feeding program's paths go with that, and
+// so does the program if no others have come.
+JobEnd EndOfCancelledDialog(JobHost& host);
+
 // Null for an index past the end of the drive list.
 CAspiCD* FindDrive(JobEnv& env, uint32_t index);
 

@@ -14,7 +14,9 @@ class JobHost {
     virtual ~JobHost() = default;
 
     virtual std::vector<std::u16string> CopyQueue() = 0;
-    virtual void ClearQueue() = 0;
+    // Takes out of the queue what the last CopyQueue has found there, and nothing that has come
+    // since; a second call does nothing.
+    virtual void TakePaths() = 0;
     // The queue was taken over by a feeding program.
     virtual bool IsQueueExclusive() = 0;
 

@@ -22,7 +22,7 @@ namespace larkspin {
 
 enum class JobEnd {
     Idle, // the program goes on as if nothing had happened
-    Exit, // the program ends
+    Exit, // the program ends, unless paths are still in the queue
 };
 
 // Starts a thread; throws std::system_error if there is none to be had.
@@ -51,7 +51,7 @@ struct JobEnv {
 // - A volume that turns out larger than what the disc has left is told before its first block,
 //   while the queue is still there. A disc that would take it if it were empty, and can be emptied,
 //   may be given away for it; else OK looks at the disc again.
-// The queue is emptied right before the first block.
+// The job's paths are taken out of the queue right before the first block.
 // - A volume cut short, by the user or by a failure of the generator, does not take the place of
 //   the one on a disc that is written in place.
 // - A DVD-RAM that holds a volume is added to: it can't be blanked.

@@ -116,6 +116,98 @@ TEST(Gate, AJobThatEndsTheProgramIsTheLastOne) {
     EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), kBusy);
 }
 
+// What was accepted while a job had the program's attention stays, and the program with it.
+TEST(Queue, NothingThatAJobDidNotTakeIsLost) {
+    const struct {
+        const char* name;
+        bool exclusive;
+        bool image; // else data; its dialog is cancelled
+        Paths before;
+        std::function<void(CCDWriter&)> meanwhile;
+        Paths after;
+        bool exits;
+        std::u16string notice;
+    } cases[] = {
+        {"a cancelled data job", false, false, {u"/a"}, [](CCDWriter&) {}, {u"/a"}, false, u""},
+        {"of a feeder's queue", true, false, {u"/a"}, [](CCDWriter&) {}, {}, true, u""},
+        {"of a feeder's queue that grew",
+         true,
+         false,
+         {u"/a", u"/b"},
+         [](CCDWriter& writer) {
+             writer.Remove({u"/a"});
+             for (const char16_t* path : {u"/a", u"/b", u"/c"}) {
+                 EXPECT_TRUE(writer.AddPath(path));
+             }
+         },
+         {u"/a", u"/c"},
+         false,
+         u"These have not been written yet and are still in the queue:\n\n/a\n/c"},
+        {"a queue that was taken over meanwhile",
+         false,
+         false,
+         {u"/a"},
+         [](CCDWriter& writer) {
+             writer.TakeOverQueue();
+             writer.AddPath(u"/a");
+         },
+         {u"/a"},
+         false,
+         u"These have not been written yet and are still in the queue:\n\n/a"},
+        {"another kind of job", false, true, {}, [](CCDWriter&) {}, {}, true, u""},
+        {"another kind of job, and a long queue",
+         false,
+         true,
+         {u"/1", u"/2", u"/3"},
+         [](CCDWriter& writer) {
+             for (const char16_t* path : {u"/4", u"/5", u"/6", u"/7"}) {
+                 writer.AddPath(path);
+             }
+         },
+         {u"/1", u"/2", u"/3", u"/4", u"/5", u"/6", u"/7"},
+         false,
+         u"These have not been written yet and are still in the queue:\n"
+         u"\n/1\n/2\n/3\n/4\n/5\n...and 2 more."},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        EngineBench bench;
+        bench.HoldJobsInDialog();
+        bench.files.AddFile(u"/image", 2048);
+        if (test.exclusive) {
+            bench.writer.TakeOverQueue();
+        }
+        for (const std::u16string& path : test.before) {
+            bench.writer.AddPath(path);
+        }
+        test.image ? bench.writer.StartImageBurn(u"/image") : bench.writer.StartDataWrite();
+        ASSERT_TRUE(bench.inDialog.Lock());
+        test.meanwhile(bench.writer);
+        bench.release.Set();
+        bench.writer.Detach();
+        EXPECT_EQ(bench.writer.Paths(), test.after);
+        EXPECT_EQ(bench.ui.Exits(), test.exits ? 1 : 0);
+        EXPECT_EQ(bench.writer.AddPath(u"/later"), !test.exits);
+        const auto balloons = bench.view.Balloons();
+        ASSERT_EQ(balloons.size(), test.notice.empty() ? 0U : 1U);
+        if (!balloons.empty()) {
+            EXPECT_EQ(balloons[0].text, test.notice);
+        }
+    }
+}
+
+TEST(Queue, AJobTakesItsPathsOnce) {
+    EngineBench bench;
+    bench.writer.AddPath(u"/a");
+    EXPECT_EQ(bench.writer.CopyQueue(), Paths{u"/a"});
+    bench.writer.AddPath(u"/b");
+    bench.writer.TakePaths();
+    EXPECT_EQ(bench.writer.Paths(), Paths{u"/b"});
+    bench.writer.AddPath(u"/a");
+    bench.writer.TakePaths(); // before the next copy
+    EXPECT_EQ(bench.writer.Paths(), (Paths{u"/b", u"/a"}));
+}
+
 TEST(Frame, SettingsAreReadAnewForEachJob) {
     EngineBench bench;
     bench.ui.data.bCancelled = true;

@@ -75,7 +75,7 @@ class FakeHost final : public JobHost {
     int clears = 0;
 
     std::vector<std::u16string> CopyQueue() override { return queue; }
-    void ClearQueue() override {
+    void TakePaths() override {
         queue.clear();
         ++clears;
     }

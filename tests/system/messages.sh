@@ -9,7 +9,7 @@ larkspin=$1
 send=$2
 work=$(mktemp -d)
 export XDG_RUNTIME_DIR=$work/runtime XDG_CONFIG_HOME=$work/config
-export LARKSPIN_VIRTUAL_DRIVE=$work/disc LARKSPIN_PROGRESS=1
+export LARKSPIN_VIRTUAL_DRIVE=$work/disc:$work/next LARKSPIN_PROGRESS=1
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 
 finish() {
@@ -167,16 +167,24 @@ expect_message 2 1123 0
 expect_message 1 1132 0
 expect 1 write-audio
 
-# --- a disc with what was added ---
+# --- a disc with what was added; what comes meanwhile keeps the program, and goes to the next ---
 expect 0 add "$work/source/$odd" "$work/link"
 expect 0 write-data
 "$send" query | grep -qx 'job: runs' || fail 'the job does not run'
 expect 1 write-data
-press_return() {
+expect 0 add "$work/early.txt"
+press_return_until() {
     xdotool key Return
-    not_running
+    "$@"
 }
-within 60 press_return
+job_has_ended() {
+    "$send" query | grep -qx 'job: none'
+}
+within 60 press_return_until job_has_ended
+expect_message 2 1123 0
+expect 0 write-data
+within 60 press_return_until not_running
+cmp "$work/early.txt" <(bsdtar -xOf "$work/next/track-01.iso" early.txt)
 grep -qx "disc: $work/disc" "$work/output" || fail 'the disc did not come out'
 mkdir "$work/read"
 bsdtar -xf "$work/disc/track-01.iso" -C "$work/read"
