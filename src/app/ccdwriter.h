@@ -5,7 +5,8 @@
 // main thread; everything else may be called on any.
 //
 // Leaving while a job runs: the wish is remembered, and the program is asked to end when the job
-// has ended by itself; a job is never cut short by it. Once the program has been asked to end no
+// has ended by itself. A job that has begun to change its disc is never cut short by it, one that
+// has not ends at its next test. Once the program has been asked to end no
 // further job is started.
 //
 // No path that was accepted is lost but by the user's own wish: the end of a job ends the program
@@ -78,7 +79,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     // end the program (RequestExit) when the job is over.
     bool BeginQuit();
     // The program ends now or with the job that runs, and the queue with it.
-    bool IsLeaving();
+    bool IsLeaving() override;
 
     // JobHost
     std::vector<std::u16string> CopyQueue() override { return m_queue.Paths(&m_nCopied); }

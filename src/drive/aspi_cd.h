@@ -310,6 +310,9 @@ class CAspiCD : public IBlockReader {
     // goes on for all that; 0 if there was none. It concerns the command before the wait.
     int m_nLateError = 0;
 
+    // A command that changes what is on the disc has been sent. Who begins with a disc clears it.
+    bool m_bDiscTouched = false;
+
     // State of a DVD recording; ResetDvdState sets the values shown.
     bool m_bMediaWritten = false;
     int32_t m_nNextTrack = 1;

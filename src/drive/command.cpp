@@ -92,6 +92,13 @@ uint32_t NeededBytes(uint8_t direction, uint8_t opcode, uint32_t length) {
     return head != std::end(kHeads) ? std::min(length, head->second) : 0;
 }
 
+bool ChangesDisc(uint8_t opcode) {
+    static constexpr uint8_t kChanging[] = {mmc::kWrite10,          mmc::kBlank,
+                                            mmc::kFormatUnit,       mmc::kReserveTrack,
+                                            mmc::kSendDvdStructure, mmc::kCloseTrackSession};
+    return std::find(std::begin(kChanging), std::end(kChanging), opcode) != std::end(kChanging);
+}
+
 } // namespace
 
 uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
@@ -113,6 +120,8 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
 
 uint8_t CAspiCD::SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void* data,
                           uint32_t length, std::span<uint8_t> sense) {
+    if (ChangesDisc(cdb[0]))
+        m_bDiscTouched = true;
     auto request = std::make_unique<AspiRequest>();
     SRB_ExecSCSICmd& srb = request->exec;
     srb.Header.SRB_Cmd = SC_EXEC_SCSI_CMD;

@@ -38,7 +38,7 @@ class AudioWriting {
     AudioWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
                  double speed)
         : m_env(env), m_drive(drive), m_queue(queue), m_dSpeed(speed),
-          m_cancel(&env.ui, &CCDWriterUI::IsAudioCancelled) {}
+          m_cancel(CancelOf(env, drive, JobKind::Audio)) {}
 
     CopyEnd WriteCopy();
 
@@ -164,7 +164,7 @@ bool AudioWriting::FitsDisc(const Tracks& tracks) {
 CopyEnd AudioWriting::WriteCopy() {
     Tracks tracks;
     // The songs before the disc, which is not erased for nothing.
-    if (!OpenTracks(&tracks) || !CheckDisc() || !FitsDisc(tracks)) {
+    if (!OpenTracks(&tracks) || !CheckDisc() || !FitsDisc(tracks) || m_env.host.IsLeaving()) {
         return CopyEnd::GiveUp;
     }
     m_env.host.TakePaths();

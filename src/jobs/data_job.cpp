@@ -44,7 +44,7 @@ class DataWriting {
     DataWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
                 const VolumeTitle& title, double speed)
         : m_env(env), m_drive(drive), m_dSpeed(speed),
-          m_cancel(&env.ui, &CCDWriterUI::IsDataCancelled) {
+          m_cancel(CancelOf(env, drive, JobKind::Data)) {
         m_args.paths = &queue;
         m_args.drive = &drive;
         m_args.title = title;
@@ -62,8 +62,10 @@ class DataWriting {
     DataRoom Room() const { return m_room; }
     // Undoes Prepare, which may follow again.
     void Abandon();
-    // Writes what Prepare has laid out, and empties the queue right before. True if the disc is to
-    // be ejected.
+    // The last moment at which the queue can stay as it is.
+    bool IsCancelled() const { return m_cancel(); }
+    // Writes what Prepare has laid out, and takes the paths out of the queue right before. True if
+    // the disc is to be ejected.
     bool Write() { return m_bDvd ? WriteDvd() : WriteCd(); }
 
     // What the user has to be told at the end.
@@ -105,7 +107,9 @@ DataWriting::Start DataWriting::Prepare(const DataDisc& disc) {
     m_progress.emplace(m_env, JobKind::Data, DiskTypeOf(m_drive));
     Status(u"Initializing...");
     const Start start = m_bDvd ? PrepareDvd(disc) : PrepareCd();
-    if (start != Start::Ready) {
+    if (start == Start::Cancelled) {
+        Abandon();
+    } else if (start != Start::Ready) {
         End();
     }
     return start;
@@ -113,7 +117,7 @@ DataWriting::Start DataWriting::Prepare(const DataDisc& disc) {
 
 void DataWriting::Abandon() {
     End();
-    m_notices.clear(); // the next generator tells them again
+    m_notices.clear(); // they are of a volume that is not written; the next generator has its own
 }
 
 void DataWriting::End() {
@@ -405,7 +409,11 @@ JobEnd DataJob(JobEnv& env) {
     }
     bool eject = *start != DataWriting::Start::Failed;
     if (*start == DataWriting::Start::Ready) {
-        eject = writing.Write();
+        if (writing.IsCancelled()) {
+            writing.Abandon();
+        } else {
+            eject = writing.Write();
+        }
     }
     if (eject) {
         drive->EjectDisk();

@@ -8,23 +8,13 @@ namespace {
 constexpr uint64_t kSilentMs = 1000;
 constexpr int kMostReports = 2;
 
-bool IsCancelled(const CCDWriterUI& ui, JobKind kind) {
-    switch (kind) {
-    case JobKind::Data:
-        return ui.IsDataCancelled();
-    case JobKind::Audio:
-        return ui.IsAudioCancelled();
-    case JobKind::Image:
-        return ui.IsImageCancelled();
-    case JobKind::Erase:
-        break;
-    }
-    return ui.IsEraseCancelled();
-}
-
 } // namespace
 
 bool DriveWait::Continue() {
+    if (m_env.host.IsLeaving()) {
+        m_bCancelled = true;
+        return false;
+    }
     const uint64_t now = m_env.clock.TickMs();
     if (!m_nBegun) {
         m_nBegun = now;
@@ -41,7 +31,8 @@ bool DriveWait::Continue() {
 }
 
 bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {
-    for (;;) {
+    drive.m_bDiscTouched = false;
+    while (!env.host.IsLeaving()) {
         CAspiCD::UnitState state = CAspiCD::UnitState::Ready;
         {
             DriveWait wait(env, kind);
@@ -57,6 +48,7 @@ bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {
             return false;
         }
     }
+    return false;
 }
 
 bool ReadDiskInfoWhenReady(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {

@@ -33,7 +33,8 @@ class DriveWait {
 };
 
 // Waits until the drive can be asked about its disc. A drive that doesn't get ready for a minute is
-// told, and waited for once more if the user wants it. False when the user has given up.
+// told, and waited for once more if the user wants it. False when the user has given up or the
+// program is to end: each look at a disc, and so each copy, begins with this.
 bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind);
 
 // CAspiCD::ReadDiskInfo on a drive that is ready, and once more on one that fell back before it

@@ -52,12 +52,13 @@ bool HasNoBlanking(CAspiCD& drive) {
 constexpr const char16_t* kNotDone = u"The erasing was not done.";
 
 std::optional<EraseOutcome> OutcomeUnlessCancelled(JobEnv& env, CAspiCD& drive,
+                                                   const CancelFunctor& cancel,
                                                    const std::u16string& reason) {
-    if (env.ui.IsEraseCancelled()) {
+    if (cancel()) {
         return std::nullopt;
     }
     const EraseOutcome outcome = LookAtErased(env, drive, reason);
-    return env.ui.IsEraseCancelled() ? std::nullopt : std::optional(outcome);
+    return cancel() ? std::nullopt : std::optional(outcome);
 }
 
 // How much of the disc a fill that ended early has reached; empty if it came to the end.
@@ -81,7 +82,7 @@ std::optional<EraseOutcome> EraseByFormat(JobEnv& env, CAspiCD& drive,
                                           const EraseTypeResult& choice) {
     DoorLock door(drive);
     ProgressScope progress(env, JobKind::Erase);
-    const CancelFunctor cancel(&env.ui, &CCDWriterUI::IsEraseCancelled);
+    const CancelFunctor cancel = CancelOf(env, drive, JobKind::Erase);
     const bool quick = choice.mode == EraseMode::Quick;
     std::u16string reason;
     try {
@@ -105,7 +106,7 @@ std::optional<EraseOutcome> EraseByFormat(JobEnv& env, CAspiCD& drive,
     if (!RunFinisher(drive) && reason.empty()) {
         reason = NotFinishedText(drive);
     }
-    return OutcomeUnlessCancelled(env, drive, reason);
+    return OutcomeUnlessCancelled(env, drive, cancel, reason);
 }
 
 std::optional<EraseOutcome> EraseByBlanking(JobEnv& env, CAspiCD& drive,
@@ -114,9 +115,13 @@ std::optional<EraseOutcome> EraseByBlanking(JobEnv& env, CAspiCD& drive,
     ProgressScope progress(env, JobKind::Erase);
     drive.SetCdSpeed(WholeSpeed(choice.dSpeed));
     drive.SendOpc();
+    const CancelFunctor cancel = CancelOf(env, drive, JobKind::Erase);
+    if (cancel()) {
+        return std::nullopt;
+    }
     drive.BlankDisk(choice.mode == EraseMode::Full);
     WatchBlanking(env, drive);
-    return OutcomeUnlessCancelled(env, drive, BlankFailure(drive));
+    return OutcomeUnlessCancelled(env, drive, cancel, BlankFailure(drive));
 }
 
 } // namespace

@@ -70,7 +70,7 @@ class ImageWriting {
                  double speed)
         : m_env(env), m_drive(drive), m_strPath(imagePath), m_nBytes(imageBytes),
           m_nSectors(HeldSectors(static_cast<uint64_t>(imageBytes) / kSectorBytes)),
-          m_dSpeed(speed), m_cancel(&env.ui, &CCDWriterUI::IsImageCancelled) {}
+          m_dSpeed(speed), m_cancel(CancelOf(env, drive, JobKind::Image)) {}
 
     // Both return false when the job has to give up.
     bool CheckDisc();

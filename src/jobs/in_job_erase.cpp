@@ -50,6 +50,9 @@ bool WatchBlanking(JobEnv& env, CAspiCD& drive) {
 bool InJobErase(JobEnv& env, CAspiCD& drive) {
     env.ui.SetNoProgressReport(false);
     drive.SendOpc();
+    if (env.host.IsLeaving()) {
+        return false;
+    }
     drive.BlankDisk(false);
     EraseOutcome outcome;
     {

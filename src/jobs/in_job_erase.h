@@ -15,7 +15,7 @@ bool WatchBlanking(JobEnv& env, CAspiCD& drive);
 
 // Blanks the disc in the least way, without a dialog, and looks at it. A disc that is not empty
 // then, or may not be, is told; the job looks at it again all the same. False when the user
-// cancelled, so that the disc can't be used: the job has to give up.
+// cancelled, so that the disc can't be used, or the program is to end: the job has to give up.
 bool InJobErase(JobEnv& env, CAspiCD& drive);
 
 // Why the last blank failed; empty if the drive told of nothing.

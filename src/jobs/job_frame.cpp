@@ -88,6 +88,26 @@ std::optional<int32_t> KnownCapacity(const CAspiCD& drive) {
                : std::nullopt;
 }
 
+bool IsCancelled(const CCDWriterUI& ui, JobKind kind) {
+    switch (kind) {
+    case JobKind::Data:
+        return ui.IsDataCancelled();
+    case JobKind::Audio:
+        return ui.IsAudioCancelled();
+    case JobKind::Image:
+        return ui.IsImageCancelled();
+    case JobKind::Erase:
+        break;
+    }
+    return ui.IsEraseCancelled();
+}
+
+CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind) {
+    return CancelFunctor([&env, &drive, kind] {
+        return IsCancelled(env.ui, kind) || (!drive.m_bDiscTouched && env.host.IsLeaving());
+    });
+}
+
 uint32_t DiskTypeOf(CAspiCD& drive) {
     return drive.HasCurrentProfile() ? drive.GetCurrentProfile() : CdTypeOf(drive);
 }

@@ -32,6 +32,11 @@ bool IsKnown(const CAspiCD& drive, DiskStateBits bit);
 // Lead-out start of the last disc report, if it is valid.
 std::optional<int32_t> KnownCapacity(const CAspiCD& drive);
 
+bool IsCancelled(const CCDWriterUI& ui, JobKind kind);
+// What ends a job early: its Cancel, and as long as nothing on the disc has been changed, the wish
+// to leave the program.
+CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind);
+
 // The disc's kind for the cancel question. A drive that has no profile to report gives CD-RW or
 // CD-R, as the disc can be erased or not.
 uint32_t DiskTypeOf(CAspiCD& drive);

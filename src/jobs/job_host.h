@@ -17,6 +17,8 @@ class JobHost {
     // Takes out of the queue what the last CopyQueue has found there, and nothing that has come
     // since; a second call does nothing.
     virtual void TakePaths() = 0;
+    // The program is to end. A job that has changed nothing on its disc yet ends too.
+    virtual bool IsLeaving() = 0;
     // The queue was taken over by a feeding program.
     virtual bool IsQueueExclusive() = 0;
 

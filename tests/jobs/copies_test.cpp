@@ -54,20 +54,22 @@ TEST_F(Copies, ComeOneAfterTheOther) {
 
 TEST_F(Copies, EndWithTheUserOrTheImage) {
     const Texts asked = {NextCopyText(1, 20)};
+    enum Event { Nothing, Cancel, ImageGone, Leave };
     const struct {
         const char* name;
         JobKind job;
         bool again; // says the user after the first
-        bool cancel;
-        bool isGone;
+        Event happens;
         Texts texts;
         int ejects;
     } cases[] = {
-        {"the prompt is cancelled", JobKind::Audio, false, false, false, asked, 1},
-        {"the prompt is cancelled", JobKind::Image, false, false, false, asked, 1},
-        {"the second copy is cancelled", JobKind::Audio, true, true, false, asked, 2},
-        {"the second copy is cancelled", JobKind::Image, true, true, false, asked, 2},
-        {"the image is gone", JobKind::Image, true, false, true, {asked[0], kImageGoneText}, 1},
+        {"the prompt is cancelled", JobKind::Audio, false, Nothing, asked, 1},
+        {"the prompt is cancelled", JobKind::Image, false, Nothing, asked, 1},
+        {"the second copy is cancelled", JobKind::Audio, true, Cancel, asked, 2},
+        {"the second copy is cancelled", JobKind::Image, true, Cancel, asked, 2},
+        {"the image is gone", JobKind::Image, true, ImageGone, {asked[0], kImageGoneText}, 1},
+        {"the program is to end", JobKind::Audio, true, Leave, asked, 1},
+        {"the program is to end", JobKind::Image, true, Leave, asked, 1},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(Format("%s, %d", test.name, static_cast<int>(test.job)));
@@ -76,14 +78,15 @@ TEST_F(Copies, EndWithTheUserOrTheImage) {
         bench.ui.onBox = [&](const FakeUi::Box& box) {
             if (box.text == NextCopyText(1, 20)) {
                 bench.InsertNew("cd-r");
-                if (test.isGone) {
+                if (test.happens == ImageGone) {
                     fs::remove(bench.Source() / "a.wav");
                 }
             }
             return test.again;
         };
         bench.ui.onProgress = [&](JobKind kind, int percent) {
-            if (test.cancel && bench.ejects == 1 && percent >= 50) {
+            bench.host.leaving = test.happens == Leave && percent >= 50;
+            if (test.happens == Cancel && bench.ejects == 1 && percent >= 50) {
                 bench.ui.Cancel(kind);
             }
         };

@@ -70,6 +70,7 @@ class FakeHost final : public JobHost {
   public:
     std::vector<std::u16string> queue;
     bool exclusive = false;
+    std::atomic<bool> leaving = false;
     uint32_t audioBytes = 0;
     int settingsLoads = 0;
     int clears = 0;
@@ -79,6 +80,7 @@ class FakeHost final : public JobHost {
         queue.clear();
         ++clears;
     }
+    bool IsLeaving() override { return leaving; }
     bool IsQueueExclusive() override { return exclusive; }
     uint32_t QueueAudioBytes() override { return audioBytes; }
     std::u16string DataHeaderText() override { return u"data header"; }
