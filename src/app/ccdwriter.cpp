@@ -1,4 +1,5 @@
 #include "app/ccdwriter.h"
+#include "app/stay_awake.h"
 #include "audio/factory.h"
 #include "jobs/capacity_marks.h"
 #include "jobs/file_list.h"
@@ -52,7 +53,7 @@ std::u16string StillQueuedText(const std::vector<std::u16string>& paths) {
 CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock,
                      Options options)
     : m_drives(drives), m_files(files), m_clock(clock),
-      m_startThread(std::move(options.startThread)),
+      m_startThread(std::move(options.startThread)), m_pSystemBus(options.systemBus),
       m_measures(
           files,
           options.audioLength
@@ -197,7 +198,12 @@ void CCDWriter::StartJob(JobBody body) {
 
 void CCDWriter::JobThread(const JobBody& body) {
     JobEnv env{*this, *m_pUi, m_drives, m_files, m_clock, m_startThread};
-    EndJob(RunJob(env, [&] { return body(env); }));
+    JobEnd end = JobEnd::Exit;
+    {
+        const StayAwake awake(m_pSystemBus);
+        end = RunJob(env, [&] { return body(env); });
+    }
+    EndJob(end);
 }
 
 void CCDWriter::EndJob(JobEnd end) {

@@ -19,6 +19,7 @@
 #include "app/queue_watcher.h"
 #include "app/settings.h"
 #include "jobs/jobs.h"
+#include "platform/system_bus.h"
 #include "ui/models.h"
 
 #include <atomic>
@@ -40,6 +41,8 @@ class CCDWriter final : public JobHost, public IQueueModel {
         };
         // Empty takes GetAudioFileLength.
         ItemMeasures::AudioLength audioLength;
+        // Where the machine is asked to stay awake while a job runs; null asks nobody. Kept.
+        ISystemBus* systemBus = nullptr;
     };
 
     // All references are kept.
@@ -110,6 +113,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     IFileSystem& m_files;
     IClock& m_clock;
     const ThreadStarter m_startThread;
+    ISystemBus* const m_pSystemBus;
     CCDWriterUI* m_pUi = nullptr;
     IMainView* m_pView = nullptr;
 

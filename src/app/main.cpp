@@ -15,6 +15,7 @@
 #include "app/drive_port.h"
 #include "app/echo_ui.h"
 #include "app/main_dlg.h"
+#include "app/qt_system_bus.h"
 #include "app/quit_signals.h"
 #include "app/windows_process.h"
 #include "link/link.h"
@@ -37,6 +38,7 @@
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace larkspin {
 
@@ -84,7 +86,9 @@ struct Desk {
 int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     FileSettingsStore store(FileSettingsStore::DefaultPath());
     DriveCatalog catalog(drives);
-    CCDWriter writer(drives, store, PosixFiles(), clock);
+    CCDWriter::Options options;
+    options.systemBus = &QtSystemBus();
+    CCDWriter writer(drives, store, PosixFiles(), clock, std::move(options));
     std::optional<CMainDlg> dialog;
     const auto quit = [&dialog] {
         if (dialog) {

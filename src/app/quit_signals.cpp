@@ -10,8 +10,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
-
 // Written by the handler, which may do little else; read by the main loop.
 std::array<int, 2> g_pipe = {-1, -1};
 
@@ -27,12 +25,21 @@ void SetHandlers(void (*handler)(int)) {
     struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
-    for (const int signal : kSignals) {
+    for (const int signal : QuitSignals()) {
         ::sigaction(signal, &action, nullptr);
     }
 }
 
 } // namespace
+
+std::vector<int> QuitSignals() {
+    std::vector<int> all = {SIGINT,    SIGTERM, SIGHUP,    SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM,
+                            SIGVTALRM, SIGPROF, SIGSTKFLT, SIGIO,   SIGPWR,  SIGXCPU, SIGXFSZ};
+    for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {
+        all.push_back(signal);
+    }
+    return all;
+}
 
 CQuitSignals::CQuitSignals(std::function<void()> onQuit) {
     if (::pipe2(g_pipe.data(), O_CLOEXEC | O_NONBLOCK) != 0) {

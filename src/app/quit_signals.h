@@ -1,12 +1,18 @@
-// SIGINT, SIGTERM and SIGHUP as the wish to leave: a job that runs is ended in good order first.
+// The signals that end a program as the wish to leave: a job that runs is ended in good order
+// first.
 #pragma once
 
 #include <QSocketNotifier>
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace larkspin {
+
+// All signals that end a process which does not handle them (signal(7)), but those that nobody can
+// handle, that tell of a fault in the process itself, and SIGPIPE.
+std::vector<int> QuitSignals();
 
 class CQuitSignals {
   public:

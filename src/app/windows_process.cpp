@@ -1,4 +1,5 @@
 #include "app/windows_process.h"
+#include "app/quit_signals.h"
 #include "link/link.h"
 #include "link/protocol.h"
 #include "link/remote_models.h"
@@ -111,7 +112,7 @@ class Windows {
 
 int RunWindows(int socket, int& argc, char** argv) {
     // A key on the terminal and the end of the session reach both processes. The engine decides.
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (const int signal : QuitSignals()) {
         std::signal(signal, SIG_IGN);
     }
     ::prctl(PR_SET_NAME, kProcessName);

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <barrier>
+#include <fcntl.h>
 #include <system_error>
 
 namespace larkspin {
@@ -118,81 +120,51 @@ TEST(Gate, AJobThatEndsTheProgramIsTheLastOne) {
 
 // What was accepted while a job had the program's attention stays, and the program with it.
 TEST(Queue, NothingThatAJobDidNotTakeIsLost) {
+    const std::u16string told = u"These have not been written yet and are still in the queue:\n";
+    enum Job { Data, FeedersData, DataTakenOver, Image }; // the dialogs of all are cancelled
     const struct {
-        const char* name;
-        bool exclusive;
-        bool image; // else data; its dialog is cancelled
+        Job job;
         Paths before;
-        std::function<void(CCDWriter&)> meanwhile;
+        Paths meanwhile;
         Paths after;
-        bool exits;
-        std::u16string notice;
+        std::optional<std::u16string> notice;
     } cases[] = {
-        {"a cancelled data job", false, false, {u"/a"}, [](CCDWriter&) {}, {u"/a"}, false, u""},
-        {"of a feeder's queue", true, false, {u"/a"}, [](CCDWriter&) {}, {}, true, u""},
-        {"of a feeder's queue that grew",
-         true,
-         false,
-         {u"/a", u"/b"},
-         [](CCDWriter& writer) {
-             writer.Remove({u"/a"});
-             for (const char16_t* path : {u"/a", u"/b", u"/c"}) {
-                 EXPECT_TRUE(writer.AddPath(path));
-             }
-         },
-         {u"/a", u"/c"},
-         false,
-         u"These have not been written yet and are still in the queue:\n\n/a\n/c"},
-        {"a queue that was taken over meanwhile",
-         false,
-         false,
-         {u"/a"},
-         [](CCDWriter& writer) {
-             writer.TakeOverQueue();
-             writer.AddPath(u"/a");
-         },
-         {u"/a"},
-         false,
-         u"These have not been written yet and are still in the queue:\n\n/a"},
-        {"another kind of job", false, true, {}, [](CCDWriter&) {}, {}, true, u""},
-        {"another kind of job, and a long queue",
-         false,
-         true,
+        {Data, {u"/a"}, {u"/b"}, {u"/a", u"/b"}, {}},
+        {FeedersData, {u"/a"}, {}, {}, {}},
+        {FeedersData, {u"/a", u"/b"}, {u"/b", u"/c"}, {u"/c"}, told + u"\n/c"},
+        {DataTakenOver, {u"/a"}, {u"/a"}, {u"/a"}, told + u"\n/a"},
+        {Image, {}, {}, {}, {}},
+        {Image, {u"/a"}, {}, {u"/a"}, told + u"\n/a"},
+        {Image,
          {u"/1", u"/2", u"/3"},
-         [](CCDWriter& writer) {
-             for (const char16_t* path : {u"/4", u"/5", u"/6", u"/7"}) {
-                 writer.AddPath(path);
-             }
-         },
+         {u"/4", u"/5", u"/6", u"/7"},
          {u"/1", u"/2", u"/3", u"/4", u"/5", u"/6", u"/7"},
-         false,
-         u"These have not been written yet and are still in the queue:\n"
-         u"\n/1\n/2\n/3\n/4\n/5\n...and 2 more."},
+         told + u"\n/1\n/2\n/3\n/4\n/5\n...and 2 more."},
     };
     for (const auto& test : cases) {
-        SCOPED_TRACE(test.name);
+        SCOPED_TRACE(&test - cases);
         EngineBench bench;
         bench.HoldJobsInDialog();
         bench.files.AddFile(u"/image", 2048);
-        if (test.exclusive) {
+        const auto add = [&](const std::u16string& path) { return bench.writer.AddPath(path); };
+        if (test.job == FeedersData) {
             bench.writer.TakeOverQueue();
         }
-        for (const std::u16string& path : test.before) {
-            bench.writer.AddPath(path);
-        }
-        test.image ? bench.writer.StartImageBurn(u"/image") : bench.writer.StartDataWrite();
+        std::for_each(test.before.begin(), test.before.end(), add);
+        test.job == Image ? bench.writer.StartImageBurn(u"/image") : bench.writer.StartDataWrite();
         ASSERT_TRUE(bench.inDialog.Lock());
-        test.meanwhile(bench.writer);
+        if (test.job == DataTakenOver) {
+            bench.writer.TakeOverQueue();
+        }
+        EXPECT_TRUE(std::all_of(test.meanwhile.begin(), test.meanwhile.end(), add));
         bench.release.Set();
         bench.writer.Detach();
         EXPECT_EQ(bench.writer.Paths(), test.after);
-        EXPECT_EQ(bench.ui.Exits(), test.exits ? 1 : 0);
-        EXPECT_EQ(bench.writer.AddPath(u"/later"), !test.exits);
+        EXPECT_EQ(bench.ui.Exits(), test.after.empty() ? 1 : 0);
+        EXPECT_EQ(add(u"/later"), !test.after.empty());
         const auto balloons = bench.view.Balloons();
-        ASSERT_EQ(balloons.size(), test.notice.empty() ? 0U : 1U);
-        if (!balloons.empty()) {
-            EXPECT_EQ(balloons[0].text, test.notice);
-        }
+        ASSERT_EQ(balloons.size(), test.notice ? 1U : 0U);
+        EXPECT_TRUE(!test.notice || balloons[0].text == *test.notice);
     }
 }
 
@@ -206,6 +178,50 @@ TEST(Queue, AJobTakesItsPathsOnce) {
     bench.writer.AddPath(u"/a");
     bench.writer.TakePaths(); // before the next copy
     EXPECT_EQ(bench.writer.Paths(), (Paths{u"/b", u"/a"}));
+}
+
+// logind on its bus, which gives out so many locks and no more.
+struct FakeLogind final : ISystemBus {
+    BusReply Call(const BusCall& call) override {
+        EXPECT_EQ(call.interface + '.' + call.method, "org.freedesktop.login1.Manager.Inhibit");
+        EXPECT_LE(call.limit, std::chrono::seconds(5));
+        EXPECT_EQ(std::get<std::string>(call.arguments.at(3)), "block");
+        asked.push_back(std::get<std::string>(call.arguments.at(0)));
+        BusReply reply;
+        if (locks.size() == grants) {
+            reply.error = "org.freedesktop.DBus.Error.AccessDenied";
+        } else {
+            locks.push_back(reply.descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        }
+        return reply;
+    }
+    auto CountHeld() const {
+        return std::count_if(locks.begin(), locks.end(),
+                             [](int lock) { return ::fcntl(lock, F_GETFD) >= 0; });
+    }
+
+    size_t grants = 0;
+    std::vector<int> locks;
+    std::vector<std::string> asked;
+};
+
+TEST(Frame, TheMachineStaysAwakeForAJob) {
+    const std::vector<std::string> both = {"shutdown:sleep:idle", "handle-lid-switch"};
+    for (const size_t grants : {0, 1, 2}) {
+        FakeLogind logind;
+        logind.grants = grants;
+        CCDWriter::Options options = EngineBench::QuickOptions();
+        options.systemBus = &logind;
+        EngineBench bench(std::move(options));
+        bench.HoldJobsInDialog();
+        bench.writer.StartDataWrite();
+        ASSERT_TRUE(bench.inDialog.Lock());
+        EXPECT_EQ(logind.asked, grants > 0 ? both : std::vector{both[0]});
+        EXPECT_EQ(logind.CountHeld(), static_cast<std::ptrdiff_t>(grants));
+        bench.release.Set();
+        bench.writer.Detach();
+        EXPECT_EQ(logind.CountHeld(), 0);
+    }
 }
 
 TEST(Frame, SettingsAreReadAnewForEachJob) {

@@ -148,11 +148,13 @@ QT_QPA_PLATFORM=xcb DISPLAY=:none LARKSPIN_VIRTUAL_DRIVE=$work/none "$larkspin" 
 ((code == 253)) || fail "without a display: $code"
 grep -qx 'larkspin: there is no display to show windows on' "$work/output" || fail 'no reason told'
 
-# --- a key on the terminal reaches both processes ---
+# --- a key on the terminal reaches both processes, and so does any other signal that ends one ---
 export QT_QPA_PLATFORM=xcb DISPLAY=$host
 start signal
 write
-kill -INT -- "-$program"
+for signal in QUIT HUP USR1 USR2 ALRM VTALRM PROF STKFLT IO PWR XCPU XFSZ RTMIN RTMAX TERM INT; do
+    kill -"$signal" -- "-$program"
+done
 ends 0
 whole signal
 

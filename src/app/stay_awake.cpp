@@ -1,0 +1,51 @@
+#include "app/stay_awake.h"
+
+#include <chrono>
+#include <new>
+#include <string>
+#include <unistd.h>
+
+namespace larkspin {
+
+namespace {
+
+constexpr std::chrono::seconds kLimit{2};
+
+BusReply Inhibit(ISystemBus& bus, const std::string& what) {
+    return bus.Call({"org.freedesktop.login1",
+                     "/org/freedesktop/login1",
+                     "org.freedesktop.login1.Manager",
+                     "Inhibit",
+                     {what, "Larkspin", "A disc is being made", "block"},
+                     kLimit});
+}
+
+} // namespace
+
+StayAwake::StayAwake(ISystemBus* bus) {
+    if (bus == nullptr) {
+        return;
+    }
+    try {
+        // The lid apart: logind asks for more rights there, and may refuse it alone.
+        for (const char* what : {"shutdown:sleep:idle", "handle-lid-switch"}) {
+            m_locks.reserve(m_locks.size() + 1); // before there is a lock to be lost
+            const BusReply reply = Inhibit(*bus, what);
+            if (reply.Failed()) {
+                return;
+            }
+            if (reply.descriptor >= 0) {
+                m_locks.push_back(reply.descriptor);
+            }
+        }
+    } catch (const std::bad_alloc&) { // as if logind had refused
+    }
+}
+
+StayAwake::~StayAwake() {
+    for (const int lock : m_locks) {
+        ::close(lock);
+    }
+}
+
+} // namespace larkspin
