@@ -3,12 +3,13 @@
 #include "audio/factory.h"
 #include "jobs/capacity_marks.h"
 #include "jobs/file_list.h"
+#include "platform/insist.h"
 #include "platform/text.h"
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <numeric>
-#include <system_error>
 #include <utility>
 
 namespace larkspin {
@@ -190,7 +191,7 @@ void CCDWriter::StartJob(JobBody body) {
     m_bBusy = true;
     try {
         m_hJobThread = m_startThread([this, work = std::move(body)] { JobThread(work); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) { // no thread, or no memory for one
         m_bBusy = false;
         throw CCDWriterError(kNoThread);
     }
@@ -208,19 +209,22 @@ void CCDWriter::JobThread(const JobBody& body) {
 
 void CCDWriter::EndJob(JobEnd end) {
     bool leave = false;
-    std::vector<std::u16string> queued;
     {
         const std::lock_guard lock(m_gate);
-        queued = m_queue.Paths();
-        m_bLeaving = m_bLeaving || m_bQuitWhenDone || (end == JobEnd::Exit && queued.empty());
+        m_bLeaving = m_bLeaving || m_bQuitWhenDone || (end == JobEnd::Exit && m_queue.IsEmpty());
         leave = m_bLeaving;
         m_bBusy = false;
     }
     if (leave) {
-        m_pUi->RequestExit();
+        Insist([this] { m_pUi->RequestExit(); });
     } else if (end == JobEnd::Exit) {
-        m_pView->ShowBalloon(StillQueuedText(queued), kBoxTitle, BalloonIcon::Information,
-                             kNoticeTimeMs);
+        Insist([this] {
+            // It may have been cleared by now.
+            if (const std::vector<std::u16string> queued = m_queue.Paths(); !queued.empty()) {
+                m_pView->ShowBalloon(StillQueuedText(queued), kBoxTitle, BalloonIcon::Information,
+                                     kNoticeTimeMs);
+            }
+        });
     }
 }
 

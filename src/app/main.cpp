@@ -14,6 +14,7 @@
 #include "app/dbus_endpoint.h"
 #include "app/drive_port.h"
 #include "app/echo_ui.h"
+#include "app/guarded.h"
 #include "app/main_dlg.h"
 #include "app/qt_system_bus.h"
 #include "app/quit_signals.h"
@@ -34,10 +35,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace larkspin {
@@ -166,7 +167,7 @@ int RunEngine(ChildProcess& windows, int& argc, char** argv) {
     if (mutex.Outcome() == NamedMutex::Result::AlreadyExists) {
         return kExitSecondInstance;
     }
-    const QCoreApplication application(argc, argv);
+    const Guarded<QCoreApplication> application(argc, argv);
     // The toolkit has set the user's locale. Dates ask for it by themselves; numbers in texts, on
     // discs and in files are the same everywhere.
     std::setlocale(LC_NUMERIC, "C");
@@ -190,7 +191,7 @@ int RunProcess(int& argc, char** argv) {
         // First of all: a process with threads cannot be split.
         ChildProcess windows([&](int socket) { return RunWindows(socket, argc, argv); });
         return RunEngine(windows, argc, argv);
-    } catch (const std::system_error& failure) {
+    } catch (const std::exception& failure) {
         return NoDisplay(failure.what());
     }
 }

@@ -2,6 +2,7 @@
 #include "audio/factory.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace larkspin {
@@ -11,11 +12,17 @@ WriteQueue::WriteQueue(std::function<void()> onChanged) : m_onChanged(std::move(
 bool WriteQueue::Add(const std::u16string& path) {
     {
         const std::lock_guard lock(m_mutex);
-        if (!m_known.emplace(path, m_nArrivals + 1).second) {
+        if (m_known.contains(path)) {
             return false;
         }
-        ++m_nArrivals;
         m_paths.push_back(path);
+        try {
+            m_known.emplace(path, m_nArrivals + 1);
+        } catch (const std::bad_alloc&) {
+            m_paths.pop_back(); // all or nothing
+            throw;
+        }
+        ++m_nArrivals;
         if (m_bAllAudio && !IsSupportedAudioFile(path)) {
             m_bAllAudio = false;
         }

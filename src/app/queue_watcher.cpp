@@ -1,5 +1,6 @@
 #include "app/queue_watcher.h"
 #include "jobs/capacity_marks.h"
+#include "platform/insist.h"
 
 #include <array>
 #include <utility>
@@ -84,12 +85,17 @@ void QueueWatcher::WatcherThread(const std::stop_token& stop) {
         if (m_stopped.Lock(m_settle)) {
             return;
         }
-        const std::optional<QueueTotals> totals = m_measure(stop);
-        const std::optional<QueueNotice> notice =
-            totals ? m_notices.Pass(*totals) : std::optional<QueueNotice>();
-        if (notice && !stop.stop_requested()) {
-            m_notify(*notice);
-        }
+        // Else this change gets no notice; the next one is measured anew.
+        Insist([&] { Pass(stop); });
+    }
+}
+
+void QueueWatcher::Pass(const std::stop_token& stop) {
+    const std::optional<QueueTotals> totals = m_measure(stop);
+    const std::optional<QueueNotice> notice =
+        totals ? m_notices.Pass(*totals) : std::optional<QueueNotice>();
+    if (notice && !stop.stop_requested()) {
+        m_notify(*notice);
     }
 }
 

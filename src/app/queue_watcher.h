@@ -41,7 +41,8 @@ class CapacityNotices {
 // The thread that measures the queue after each change and gives the notices.
 class QueueWatcher {
   public:
-    // Measures the queue; empty when `stop` is requested meanwhile. On the watcher's thread.
+    // Measures the queue; empty when `stop` is requested meanwhile. On the watcher's thread. Called
+    // again if it finds no memory.
     using Measure = std::function<std::optional<QueueTotals>(const std::stop_token& stop)>;
     using Notify = std::function<void(const QueueNotice& notice)>;
 
@@ -60,6 +61,7 @@ class QueueWatcher {
 
   private:
     void WatcherThread(const std::stop_token& stop);
+    void Pass(const std::stop_token& stop);
 
     const Measure m_measure;
     const std::chrono::milliseconds m_settle;

@@ -1,4 +1,5 @@
 #include "app/windows_process.h"
+#include "app/guarded.h"
 #include "app/quit_signals.h"
 #include "link/link.h"
 #include "link/protocol.h"
@@ -119,7 +120,7 @@ int RunWindows(int socket, int& argc, char** argv) {
     if (!WaitForWord(socket)) {
         return 0;
     }
-    const QApplication application(argc, argv);
+    const Guarded<QApplication> application(argc, argv);
     // The toolkit has set the user's locale. Dates ask for it by themselves; numbers in texts and
     // in files are the same everywhere.
     std::setlocale(LC_NUMERIC, "C");

@@ -89,7 +89,7 @@ bool ImageGeneratorThread::WaitReady(const CancelFunctor& cancel) {
 
 std::u16string ImageGeneratorThread::Error() {
     const std::lock_guard lock(m_mutex);
-    return m_strGeneratorError;
+    return m_bOutOfMemory ? kOutOfMemory : m_strGeneratorError;
 }
 
 std::vector<VolumeNotice> ImageGeneratorThread::Notices() {
@@ -113,21 +113,29 @@ void ImageGeneratorThread::SetError(const std::u16string& text) {
 void ImageGeneratorThread::Run() {
     // Whatever happens in there, the job must neither wait for ever nor die with this thread.
     try {
+        GenerateOrTell();
+    } catch (const std::bad_alloc&) {
+        m_bOutOfMemory = true;
+    }
+    m_args.pipe->CloseWrite();
+    m_ready.Set();
+}
+
+void ImageGeneratorThread::GenerateOrTell() {
+    try {
         Generate();
     } catch (const CutSessionException& failure) {
         m_bFoundCutSession = true;
         SetError(failure.WideText());
     } catch (const CCDWriterISOGenException& failure) {
         SetError(failure.WideText());
-    } catch (const std::bad_alloc&) {
-        SetError(kOutOfMemory);
     } catch (const Stopped&) {
         // The job is on its way out and asks for nothing more.
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& failure) {
         SetError(ToWide(failure.what()));
     }
-    m_args.pipe->CloseWrite();
-    m_ready.Set();
 }
 
 void ImageGeneratorThread::Generate() {

@@ -71,6 +71,7 @@ class ImageGeneratorThread {
     class StoppableReader;
 
     void Run();
+    void GenerateOrTell();
     void Generate();
     void SetError(const std::u16string& text);
 
@@ -79,7 +80,8 @@ class ImageGeneratorThread {
     std::atomic<uint32_t> m_nTotalSectors = 0;
     std::atomic<bool> m_bFoundCutSession = false;
     std::atomic<bool> m_bStop = false;
-    std::mutex m_mutex; // guards the next two
+    std::atomic<bool> m_bOutOfMemory = false; // there may have been none for the text either
+    std::mutex m_mutex;                       // guards the next two
     std::u16string m_strGeneratorError;
     std::vector<VolumeNotice> m_notices;
     std::thread m_hThread;

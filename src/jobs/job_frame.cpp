@@ -1,6 +1,7 @@
 #include "jobs/job_frame.h"
 #include "drive/mmc.h"
 #include "jobs/prompts.h"
+#include "platform/insist.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -44,11 +45,11 @@ JobEnd RunJob(JobEnv& env, const std::function<JobEnd()>& body) {
         env.ui.HideQueueDialog();
         return body();
     } catch (const std::bad_alloc&) {
-        env.ui.ShowMessage(kOutOfMemory);
+        Insist([&] { env.ui.ShowMessage(kOutOfMemory); });
     } catch (const CAspiCD::CgrowisofsException& failure) {
-        env.ui.ShowMessage(StoppedText(failure));
+        Insist([&] { env.ui.ShowMessage(StoppedText(failure)); });
     } catch (const std::exception& failure) {
-        env.ui.ShowMessage(ToWide(failure.what()));
+        Insist([&] { env.ui.ShowMessage(ToWide(failure.what())); });
     }
     return JobEnd::Exit;
 }
@@ -208,7 +209,7 @@ void DriveHold::Release() {
 
 void DoorLock::Release() {
     if (m_pDrive != nullptr) {
-        m_pDrive->LockDoor(false);
+        Insist([this] { m_pDrive->LockDoor(false); });
         m_pDrive = nullptr;
     }
 }

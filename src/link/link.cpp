@@ -1,7 +1,7 @@
 #include "link/link.h"
+#include "platform/insist.h"
 
 #include <algorithm>
-#include <system_error>
 
 namespace larkspin {
 
@@ -118,9 +118,11 @@ void Link::Write() {
         m_toSend.pop_front();
         m_bSending = true;
         lock.unlock();
-        if (!m_socket.Send(build())) {
-            MarkClosed();
-        }
+        OrClose([&] {
+            if (!m_socket.Send(build())) {
+                MarkClosed();
+            }
+        });
         lock.lock();
         m_bSending = false;
         m_changed.notify_all();
@@ -177,7 +179,7 @@ void Link::Read(const std::function<void()>& onClosed) {
     } catch (const std::exception&) { // no frame, or no memory for it
     }
     MarkClosed();
-    onClosed();
+    Insist(onClosed);
 }
 
 void Link::Receive(std::string frame) {
@@ -245,7 +247,7 @@ bool Link::RunOnWorker(std::function<void()> work) {
             const std::lock_guard done(m_mutex);
             worker.bDone = true;
         });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) { // no thread, or no memory for one
         m_workers.pop_back();
         return false;
     }
@@ -275,7 +277,7 @@ void Link::Run(const Handler& handler, const Head& head, const std::string& fram
     } catch (const std::exception&) { // the other end gets no answer
     }
     Serving() = before;
-    Answer(head, answer);
+    OrClose([&] { Answer(head, answer); });
 }
 
 void Link::Answer(const Head& question, const std::optional<std::string>& answer) {

@@ -5,8 +5,9 @@
 // told waits for the other end: it goes into a list that a thread of the link sends from. So a
 // display that hangs never holds up a disc.
 //
-// When the other end goes, or sends what is no frame, the link is closed: who waits for an answer
-// gets none, and so does who asks later; what is told is dropped.
+// When the other end goes, or sends what is no frame, or when something can't be said for want of
+// memory, the link is closed: who waits for an answer gets none, and so does who asks later; what
+// is told is dropped. Telling throws nothing; asking throws std::bad_alloc.
 #pragma once
 
 #include "link/codec.h"
@@ -16,6 +17,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <list>
 #include <map>
@@ -78,7 +80,7 @@ class Link {
 
     template <typename... Args>
     void Tell(Op<void(Args...)> op, const std::type_identity_t<Args>&... args) {
-        TellLater(op, [values = std::tuple<Args...>(args...)] { return values; });
+        OrClose([&] { TellLater(op, [values = std::tuple<Args...>(args...)] { return values; }); });
     }
     // `values` gives the arguments as a tuple when their turn has come, on the thread that sends.
     // It must own what it uses.
@@ -144,6 +146,9 @@ class Link {
     void Run(const Handler& handler, const Head& head, const std::string& frame);
     void Answer(const Head& question, const std::optional<std::string>& answer);
     void MarkClosed();
+    // Closes the link if `work` throws: the two ends would no longer agree.
+    template <typename Work>
+    void OrClose(const Work& work) noexcept;
     static uint32_t& Serving();
 
     FrameSocket m_socket;
@@ -178,12 +183,23 @@ void Link::On(Op<Result(Args...)> op, Where where, Function function) {
 
 template <typename... Args, typename Values>
 void Link::TellLater(Op<void(Args...)> op, Values values) {
-    Enqueue([op, values = std::move(values)] {
-        std::string frame;
-        PutHead(frame, {Kind::Tell, op.id, 0, 0});
-        std::apply([&](const Args&... args) { (Put<Args>(frame, args), ...); }, values());
-        return frame;
+    OrClose([&] {
+        Enqueue([op, values = std::move(values)] {
+            std::string frame;
+            PutHead(frame, {Kind::Tell, op.id, 0, 0});
+            std::apply([&](const Args&... args) { (Put<Args>(frame, args), ...); }, values());
+            return frame;
+        });
     });
+}
+
+template <typename Work>
+void Link::OrClose(const Work& work) noexcept {
+    try {
+        work();
+    } catch (const std::exception&) {
+        MarkClosed();
+    }
 }
 
 template <typename Result, typename... Args>

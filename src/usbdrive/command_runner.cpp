@@ -1,6 +1,7 @@
 #include "usbdrive/command_runner.h"
 
 #include "platform/clock.h"
+#include "platform/insist.h"
 
 #include <algorithm>
 #include <sys/eventfd.h>
@@ -68,11 +69,17 @@ void CCommandRunner::Work() {
             job = std::move(m_jobs.front());
             m_jobs.pop_front();
         }
-        ScsiResult result = Execute(job);
-        {
-            const std::lock_guard lock(m_mutex);
-            m_results.push_back(std::move(result));
+        ScsiResult result;
+        try {
+            result = Execute(job);
+        } catch (const std::exception&) { // no memory for the data: the host resets the drive
+            result.number = job.number;
+            result.status = ScsiResult::PhaseError;
         }
+        Insist([&] {
+            const std::lock_guard lock(m_mutex);
+            m_results.push_back(std::move(result)); // untouched if it throws
+        });
         const uint64_t one = 1;
         [[maybe_unused]] const ssize_t ignored = ::write(m_event, &one, sizeof one);
     }

@@ -92,17 +92,24 @@ TEST(Gate, WithoutAThreadTheGateOpensAgain) {
     CCDWriter::Options options = EngineBench::QuickOptions();
     int threads = 0;
     options.startThread = [&threads](std::function<void()> body) {
-        if (++threads == 1) {
+        switch (++threads) {
+        case 1:
             throw std::system_error(
                 std::make_error_code(std::errc::resource_unavailable_try_again));
+        case 2:
+            throw std::bad_alloc();
+        default:
+            break;
         }
         return std::thread(std::move(body));
     };
     EngineBench bench(std::move(options));
     bench.ui.data.bCancelled = true;
-    EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }),
-              "Internal error #124. Disk operation cannot be started.");
-    EXPECT_FALSE(bench.writer.IsBusy());
+    for (int without = 0; without < 2; ++without) {
+        EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }),
+                  "Internal error #124. Disk operation cannot be started.");
+        EXPECT_FALSE(bench.writer.IsBusy());
+    }
     EXPECT_EQ(ErrorOf([&] { bench.writer.StartDataWrite(); }), "");
 }
 
@@ -221,6 +228,42 @@ TEST(Frame, TheMachineStaysAwakeForAJob) {
         bench.release.Set();
         bench.writer.Detach();
         EXPECT_EQ(logind.CountHeld(), 0);
+    }
+}
+
+TEST(Frame, NothingThatFindsNoMemoryEndsTheProcessOrTheEnd) {
+    for (const bool queued : {false, true}) {
+        CEvent over(CEvent::Reset::Auto);
+        EngineBench bench;
+        int failures = 0; // the job's thread alone, until it is joined
+        const auto failOnce = [&failures](int at) {
+            if (failures == at) {
+                ++failures;
+                throw std::bad_alloc();
+            }
+        };
+        bench.ui.onDialog = [&] { failOnce(0); };
+        bench.ui.onBox = [&](const FakeUi::Box&) {
+            failOnce(1);
+            return true;
+        };
+        const auto end = [&] {
+            failOnce(2);
+            over.Set();
+        };
+        bench.ui.onExit = end;
+        bench.view.onBalloon = [&](const FakeMainView::Balloon&) { end(); };
+        if (queued) {
+            bench.writer.AddPath(u"/a");
+        }
+        bench.writer.StartDataWrite();
+        EXPECT_TRUE(over.Lock(std::chrono::seconds(60)));
+        bench.writer.Detach();
+        EXPECT_EQ(bench.ui.Texts(), (Paths{u"Out of memory", u"Out of memory"}));
+        EXPECT_EQ(bench.ui.Exits(), queued ? 0 : 2);
+        EXPECT_EQ(bench.writer.IsLeaving(), !queued);
+        EXPECT_FALSE(bench.writer.IsBusy());
+        EXPECT_EQ(failures, 3);
     }
 }
 

@@ -91,5 +91,21 @@ TEST(QueueWatcher, StopsInTheMiddleOfSettlingAndOfMeasuring) {
     }
 }
 
+TEST(QueueWatcher, OutlivesAMeasuringWithoutMemory) {
+    int measured = 0; // the watcher alone, until it is joined
+    CEvent told(CEvent::Reset::Auto);
+    QueueWatcher watcher(
+        [&](const std::stop_token&) {
+            if (++measured == 1) {
+                throw std::bad_alloc();
+            }
+            return QueueTotals{kDvdBytes + 1, false, 0};
+        },
+        std::chrono::milliseconds(0));
+    watcher.Start([&](const QueueNotice&) { told.Set(); });
+    watcher.QueueChanged();
+    EXPECT_TRUE(told.Lock(std::chrono::seconds(60)));
+}
+
 } // namespace
 } // namespace larkspin

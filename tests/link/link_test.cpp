@@ -150,6 +150,32 @@ TEST(LinkTest, WhatIsNoFrameOrNoValueClosesTheLink) {
     }
 }
 
+// On the thread that sends, on the one that does what was sent, and on the one that sees the end.
+TEST(LinkTest, WhatCannotBeSaidForWantOfMemoryClosesTheLinkAndNothingElse) {
+    for (const bool isSaid : {false, true}) {
+        SCOPED_TRACE(isSaid);
+        const std::array<int, 2> ends = SocketPair();
+        MainLoop main;
+        Link link(ends[0], main.AsPost());
+        Link other(ends[1], main.AsPost());
+        std::atomic<int> closings = 0;
+        link.Start([&] {
+            if (++closings == 1) {
+                throw std::bad_alloc();
+            }
+        });
+        other.On(op::kSetNoProgressReport, Link::Where::Worker,
+                 [](bool) { throw std::bad_alloc(); });
+        other.On(op::kOpenDisplay, Link::Where::Worker, [] { return true; });
+        other.Start([] {});
+        link.TellLater(op::kSetNoProgressReport,
+                       [isSaid] { return isSaid ? std::tuple(true) : throw std::bad_alloc(); });
+        EXPECT_EQ(link.Ask(op::kOpenDisplay).has_value(), isSaid);
+        other.Close();
+        Await([&] { return closings == 2; });
+    }
+}
+
 // An engine and windows in one process.
 struct Bench {
     Bench() {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
+#include <exception>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
@@ -94,7 +96,11 @@ void CMainThread::RunPosted() {
         const std::function<void()> work = std::move(m_posted.front());
         m_posted.pop_front();
         lock.unlock();
-        work();
+        try {
+            work();
+        } catch (const std::exception& failure) { // the others still have their turn
+            std::fprintf(stderr, "larkspin: %s\n", failure.what());
+        }
         lock.lock();
     }
     if (!m_posted.empty()) {
@@ -126,7 +132,13 @@ bool CMainThread::PostAndWait(Start start) {
             main.m_callLeft.notify_all();
         }
     } const leave{*this, call};
-    Post([start = std::move(start), call] { start(call); });
+    Post([start = std::move(start), call] {
+        try {
+            start(call);
+        } catch (const std::exception&) { // nobody else would finish it
+            call->Release();
+        }
+    });
     return call->Wait();
 }
 

@@ -50,11 +50,12 @@ class CMainThread {
 
     bool IsCurrent() const { return std::this_thread::get_id() == m_id; }
 
-    // Any thread.
+    // Any thread. Work that throws is told of on standard error, and is over.
     void Post(std::function<void()> work);
 
     // A job's thread: posts `start` and waits until the call it is given is finished. False if the
-    // wait was released instead. `start` and all it leaves behind must own what they use.
+    // wait was released or `start` threw instead. `start` and all it leaves behind must own what
+    // they use.
     using Start = std::function<void(const std::shared_ptr<CWaitingCall>&)>;
     bool PostAndWait(Start start);
 

@@ -1,5 +1,6 @@
 #include "ui/qt/queue_loader.h"
 
+#include "platform/insist.h"
 #include "platform/paths.h"
 #include "ui/qt/qt_text.h"
 
@@ -56,16 +57,19 @@ void CQueueLoader::Run() {
         if (m_bStop) {
             return;
         }
-        std::u16string path = std::move(m_requests.back());
+        const std::u16string path = std::move(m_requests.back());
         m_requests.pop_back();
         lock.unlock();
-        QueueItemTexts texts;
-        texts.details = ReadQueueItemDetails(m_files, m_clock, path);
-        texts.strType = TypeName(path, texts.details);
-        m_main.Post(
-            [this, path = std::move(path), texts = std::move(texts)] { m_deliver(path, texts); });
+        Insist([&] { Load(path); }); // else the row stays without
         lock.lock();
     }
+}
+
+void CQueueLoader::Load(const std::u16string& path) {
+    QueueItemTexts texts;
+    texts.details = ReadQueueItemDetails(m_files, m_clock, path);
+    texts.strType = TypeName(path, texts.details);
+    m_main.Post([this, path, texts = std::move(texts)] { m_deliver(path, texts); });
 }
 
 } // namespace larkspin

@@ -40,6 +40,7 @@ class CQueueLoader {
 
   private:
     void Run();
+    void Load(const std::u16string& path);
 
     IFileSystem& m_files;
     IClock& m_clock;

@@ -55,6 +55,18 @@ TEST(MainThread, AFailureOnTheWaitingThreadIsThatThreadsOwn) {
     main.ReleaseWaits(); // does not wait for a call that has left
 }
 
+TEST(MainThread, AFailureOnTheMainThreadHoldsUpNobody) {
+    CMainThread main;
+    auto job = Job([&] {
+        main.Post([] { throw std::runtime_error("a failure that is meant to be told"); });
+        const bool ended =
+            main.PostAndWait([](const std::shared_ptr<CWaitingCall>&) { throw std::bad_alloc(); });
+        return !ended &&
+               main.PostAndWait([](const std::shared_ptr<CWaitingCall>& call) { call->Finish(); });
+    });
+    EXPECT_TRUE(Finish(job));
+}
+
 TEST(MainThread, ReleaseDropsWorkAndRefusesNewWaits) {
     CMainThread main;
     std::promise<void> waiting;

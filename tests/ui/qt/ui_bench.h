@@ -31,7 +31,9 @@ namespace larkspin {
 // Any path is a file of two kilobytes. Counts how often the disk is looked at.
 struct CountedFiles final : FakeFiles {
     bool Status(const std::u16string& /*path*/, FileStatus* status) override {
-        ++statusCalls;
+        if (++statusCalls == 1) {
+            throw std::bad_alloc(); // nothing may depend on that
+        }
         *status = {.size = 2048};
         return true;
     }

@@ -1,0 +1,31 @@
+// What has to be done although there may be no memory for it right now: unlocking a door, telling
+// of a failure, ending the program.
+#pragma once
+
+#include <chrono>
+#include <exception>
+#include <new>
+#include <thread>
+
+namespace larkspin {
+
+// Calls `work` until it finds the memory that it needs, every 100 ms for five seconds. False if it
+// never did, or failed for another reason. On any thread that may sleep.
+template <typename Work>
+bool Insist(const Work& work) noexcept {
+    constexpr int kTries = 50;
+    constexpr std::chrono::milliseconds kPause{100};
+    for (int tries = 0; tries < kTries; ++tries) {
+        try {
+            work();
+            return true;
+        } catch (const std::bad_alloc&) {
+            std::this_thread::sleep_for(kPause);
+        } catch (const std::exception&) {
+            return false;
+        }
+    }
+    return false;
+}
+
+} // namespace larkspin
