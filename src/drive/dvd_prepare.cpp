@@ -4,6 +4,7 @@
 #include "drive/mode_pages.h"
 #include "drive/scsi_command.h"
 #include "drive/sense.h"
+#include "drive/waiting.h"
 #include "platform/byte_order.h"
 
 #include <algorithm>
@@ -170,17 +171,25 @@ void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, uint32_t
 
 } // namespace
 
+// A cancel that comes before anything on the disc has been changed leaves no finisher behind: there
+// is nothing to be written then.
 void CAspiCD::PrepareDvdMedia(int64_t size) {
+    m_pfnFinalize = nullptr;
+    const auto isStopped = [this] { return !m_bDiscTouched && IsCancelled(m_pCancel); };
     CScsiCommand command(*this);
     command[0] = mmc::kPreventAllowMediumRemoval;
     command[4] = 1; // a door that cannot be locked stops nobody
     command.Transport(Direction::NONE);
     HandleEvents(command);
+    if (isStopped())
+        return;
 
     const uint32_t profile = m_nProfile & 0xFFFF;
     switch (profile) {
     case mmc::kProfileDvdMinusRwOverwrite:
         PrepareDvdRecording(command, profile);
+        if (isStopped())
+            return;
         QuickGrowMinusRw(command, size);
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusRw(); };
         m_nNextWriteAddress = 0;
@@ -196,6 +205,8 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
         PrepareDvdRecording(command, profile);
         if (profile == mmc::kProfileDvdMinusRDl && size > 0)
             CheckMinusRDlLayers(command, size);
+        if (isStopped())
+            return;
         if (m_bDaoMode && size > 0)
             ReserveTrack(command, size);
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusR(); };
@@ -216,6 +227,8 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
     case mmc::kProfileDvdPlusR:
     case mmc::kProfileDvdPlusRDl:
         PrepareDvdRecording(command, profile);
+        if (isStopped())
+            return;
         if (profile == mmc::kProfileDvdPlusRDl && m_nNextTrack == 1 && size > 0 && m_bDaoOnly)
             SplitPlusRDl(command, size);
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishPlusR(); };
@@ -224,6 +237,8 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
     default:
         throw Failure("disk type not supported");
     }
+    if (isStopped())
+        m_pfnFinalize = nullptr;
 }
 
 void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {

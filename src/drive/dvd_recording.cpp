@@ -119,8 +119,8 @@ void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
     if (capacity != 0 && end > capacity)
         throw CgrowisofsException("disk capacity is too low");
     PrepareDvdMedia(end);
-    if (!m_bDiscTouched && IsCancelled(cancel))
-        return; // the laser was calibrated meanwhile, which takes time
+    if (m_pfnFinalize == nullptr)
+        return; // cancelled
     m_nFinalOffset = end > offset ? end : capacity;
     if (capacity != 0)
         m_nFinalOffset = std::min(m_nFinalOffset, capacity);

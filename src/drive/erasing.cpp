@@ -90,6 +90,8 @@ void CAspiCD::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunc
         return;
     std::fill_n(m_pWriteBuffer.get(), kDvdBufferBytes, uint8_t{0});
     PrepareDvdMedia(offset);
+    if (m_pfnFinalize == nullptr)
+        return; // cancelled
     m_nFinalOffset = quick ? offset + static_cast<int64_t>(kDvdBufferBytes) : capacity;
     for (size_t half = 0; half < kDvdBufferBytes; half += kDvdChunkBytes) {
         if (!WriteNextChunk(*this, m_pWriteBuffer.get() + half))
