@@ -49,6 +49,7 @@ class QueueFiles final : public IFileSystem {
         status->inode = path.size();
         return true;
     }
+    bool IsLink(const std::u16string& /*path*/) override { return false; }
     bool IsReadable(const std::u16string& /*path*/) override { return true; }
     bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
         *names = {u"a.txt"};

@@ -42,10 +42,12 @@ std::optional<uint64_t> ItemMeasures::MeasureBytes(const std::u16string& path,
         FileStatus status;
         return m_files.Status(path, &status) ? status.size : 0;
     }
-    std::vector<std::u16string> list;
-    ExpandFolder(m_files, path, &list, stop);
-    const uint64_t sectors = SectorsOfFiles(m_files, list, stop);
-    return stop.stop_requested() ? std::nullopt : std::optional<uint64_t>(sectors * kSectorBytes);
+    const FileList list =
+        ExpandFolder(m_files, path, [&stop](size_t /*count*/, const std::u16string& /*folder*/) {
+            return !stop.stop_requested();
+        });
+    return list.stopped ? std::nullopt
+                        : std::optional<uint64_t>(SectorsOfFiles(list) * kSectorBytes);
 }
 
 uint32_t ItemMeasures::ItemAudioBytes(const std::u16string& path) {

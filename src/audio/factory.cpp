@@ -179,8 +179,12 @@ std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name, IFileSyst
 uint32_t GetAudioFileLength(const std::u16string& name, IFileSystem& files) {
     try {
         const AudioFormat* format = FormatOf(name);
-        const std::optional<AudioProbe> probe =
-            format == nullptr ? std::nullopt : format->probe(name, files);
+        FileStatus status;
+        if (format == nullptr || !files.Status(name, &status) ||
+            status.type != FileStatus::Type::Regular) {
+            return 0; // a device or a pipe has no end, and opening it may do harm
+        }
+        const std::optional<AudioProbe> probe = format->probe(name, files);
         if (!probe) {
             return 0;
         }

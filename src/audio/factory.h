@@ -29,8 +29,8 @@ class CSourceRefusal final : public CReaderException {
 std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name,
                                            IFileSystem& files = PosixFiles());
 
-// PCM bytes that the file will take on an audio CD, from its headers alone; 0 for a file that can't
-// be read or isn't known. Never throws.
+// PCM bytes that the file will take on an audio CD, from its headers alone; 0 for what
+// can't be read, isn't known or is no regular file, which is not opened. Never throws.
 uint32_t GetAudioFileLength(const std::u16string& name, IFileSystem& files = PosixFiles());
 
 } // namespace larkspin

@@ -2,8 +2,8 @@
 #include "drive/cue_sheet.h"
 #include "jobs/capacity_marks.h"
 #include "jobs/drive_wait.h"
-#include "jobs/file_list.h"
 #include "jobs/in_job_erase.h"
+#include "jobs/left_out.h"
 #include "jobs/prompts.h"
 #include "platform/text.h"
 
@@ -35,9 +35,8 @@ enum class CopyEnd { Written, Cancelled, GiveUp };
 
 class AudioWriting {
   public:
-    AudioWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
-                 double speed)
-        : m_env(env), m_drive(drive), m_queue(queue), m_dSpeed(speed),
+    AudioWriting(JobEnv& env, CAspiCD& drive, const FileList& list, double speed)
+        : m_env(env), m_drive(drive), m_list(list), m_dSpeed(speed),
           m_cancel(CancelOf(env, drive, JobKind::Audio)) {}
 
     CopyEnd WriteCopy();
@@ -55,7 +54,7 @@ class AudioWriting {
     JobEnv& m_env;
     CAspiCD& m_drive;
     DriveHold m_hold{m_env.ui, m_drive};
-    const std::vector<std::u16string>& m_queue;
+    const FileList& m_list;
     const double m_dSpeed;
     const CancelFunctor m_cancel;
     std::set<std::u16string> m_leftOut;    // files, by the user's word
@@ -94,11 +93,10 @@ bool AudioWriting::CheckDisc() {
 // Opens all files that can be tracks. What can't be is told at once, and left out of all copies if
 // the user says so; false when they give up.
 bool AudioWriting::OpenTracks(Tracks* tracks) {
-    const std::vector<std::u16string> files = ExpandPaths(m_env.files, m_queue);
     std::vector<std::u16string> refusals;
     std::set<std::u16string> refused;
-    for (size_t i = 0; i < files.size(); ++i) {
-        const std::u16string& file = files[i];
+    for (size_t i = 0; i < m_list.files.size(); ++i) {
+        const std::u16string& file = m_list.files[i].path;
         if (m_leftOut.contains(file)) {
             continue;
         }
@@ -112,7 +110,7 @@ bool AudioWriting::OpenTracks(Tracks* tracks) {
         return true;
     }
     m_leftOut.merge(refused);
-    return AskToLeaveOut(refusals, files.size(), tracks->readers.size());
+    return AskToLeaveOut(refusals, m_list.files.size(), tracks->readers.size());
 }
 
 // Empty, or why `file` can't be a track.
@@ -270,8 +268,13 @@ JobEnd AudioJob(JobEnv& env) {
     if (drive == nullptr) {
         return JobEnd::Idle;
     }
+    LeftOut leftOut(env.ui);
+    const std::optional<FileList> list = ListQueue(env, JobKind::Audio, queueCopy, leftOut);
+    if (!list) {
+        return EndOfCancelledDialog(env.host);
+    }
     const uint32_t copies = HeldCopies(parameters.nCopies);
-    AudioWriting writing(env, *drive, queueCopy, parameters.dSpeed);
+    AudioWriting writing(env, *drive, *list, parameters.dSpeed);
     for (uint32_t written = 1; writing.WriteCopy() == CopyEnd::Written; ++written) {
         if (written == copies || !prompts::NextCopy(env.ui, written, copies)) {
             break;

@@ -2,6 +2,7 @@
 #include "jobs/drive_reason.h"
 #include "jobs/file_list.h"
 #include "jobs/generator_thread.h"
+#include "jobs/left_out.h"
 #include "jobs/prompts.h"
 #include "platform/text.h"
 #include "volume/iso9660.h"
@@ -10,6 +11,7 @@
 #include <array>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace larkspin {
 
@@ -42,8 +44,8 @@ std::u16string CreationFailedText(const std::u16string& error) {
 class DataWriting {
   public:
     DataWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
-                const VolumeTitle& title, double speed)
-        : m_env(env), m_drive(drive), m_dSpeed(speed),
+                const VolumeTitle& title, double speed, LeftOut& leftOut)
+        : m_env(env), m_drive(drive), m_dSpeed(speed), m_leftOut(leftOut),
           m_cancel(CancelOf(env, drive, JobKind::Data)) {
         m_args.paths = &queue;
         m_args.drive = &drive;
@@ -60,6 +62,8 @@ class DataWriting {
     Start Prepare(const DataDisc& disc);
     // Valid once Prepare has given Ready: what the volume and the disc come to.
     DataRoom Room() const { return m_room; }
+    // The same: the user has accepted what is left out of the volume.
+    bool IsAccepted() { return m_leftOut.Accept(m_pGenerator->LeftOut()); }
     // Undoes Prepare, which may follow again.
     void Abandon();
     // The last moment at which the queue can stay as it is.
@@ -92,6 +96,7 @@ class DataWriting {
     JobEnv& m_env;
     CAspiCD& m_drive;
     const double m_dSpeed;
+    LeftOut& m_leftOut;
     const CancelFunctor m_cancel;
     bool m_bDvd = false;
     DataRoom m_room;
@@ -116,6 +121,9 @@ DataWriting::Start DataWriting::Prepare(const DataDisc& disc) {
 }
 
 void DataWriting::Abandon() {
+    if (m_bDvd) {
+        m_drive.LockDoor(false);
+    }
     End();
     m_notices.clear(); // they are of a volume that is not written; the next generator has its own
 }
@@ -134,6 +142,14 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
     m_args.previousEnd = hasLeadOut ? static_cast<uint32_t>(m_drive.ReadLastLeadOut()) : 0;
     m_args.hasPrevious = true;
     m_args.cutSessions.clear();
+    std::u16string counting;
+    const auto goOn = [&](size_t count, const std::u16string& folder) {
+        if (std::u16string text = CountingText(count, folder); text != counting) {
+            counting = std::move(text);
+            m_env.ui.SetStatus(JobKind::Data, counting);
+        }
+        return !m_cancel();
+    };
     do {
         m_pGenerator.reset(); // what it has to tell is told again
         m_pPipe = std::make_unique<BytePipe>(pipeBytes);
@@ -143,7 +159,7 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
             m_env.ui.ShowMessage(kGeneratorNotStarted);
             return Start::Failed;
         }
-        if (!m_pGenerator->WaitReady(m_cancel)) {
+        if (!m_pGenerator->WaitReady(goOn)) {
             return Start::Cancelled;
         }
     } while (m_pGenerator->FoundCutSession() && hasLeadOut && TakeEarlierSession());
@@ -185,7 +201,9 @@ void DataWriting::StopGenerator() {
     if (m_pGenerator) {
         m_pGenerator->Stop();
         for (const VolumeNotice& notice : m_pGenerator->Notices()) {
-            m_notices.push_back(TextOf(notice));
+            if (!m_leftOut.WasShown(notice)) {
+                m_notices.push_back(TextOf(notice));
+            }
         }
         m_pGenerator.reset();
     }
@@ -398,17 +416,25 @@ JobEnd DataJob(JobEnv& env) {
     if (drive == nullptr) {
         return JobEnd::Idle;
     }
-    const std::vector<std::u16string> files = ExpandPaths(env.files, queueCopy);
+    LeftOut leftOut(env.ui);
+    const std::optional<FileList> list = ListQueue(env, JobKind::Data, queueCopy, leftOut);
+    if (!list) {
+        return EndOfCancelledDialog(env.host);
+    }
     const VolumeTitle title = MakeVolumeTitle(parameters.strTitle, env.clock.Now());
     DriveHold hold(env.ui, *drive);
-    DataWriting writing(env, *drive, queueCopy, title, parameters.dSpeed);
+    DataWriting writing(env, *drive, queueCopy, title, parameters.dSpeed, leftOut);
     const std::optional<DataWriting::Start> start =
-        BeginWriting(env, hold, *drive, writing, HeldSectors(SectorsOfFiles(env.files, files)));
+        BeginWriting(env, hold, *drive, writing, HeldSectors(SectorsOfFiles(*list)));
     if (!start) {
         return JobEnd::Exit;
     }
     bool eject = *start != DataWriting::Start::Failed;
     if (*start == DataWriting::Start::Ready) {
+        if (!writing.IsAccepted()) {
+            writing.Abandon();
+            return EndOfCancelledDialog(env.host);
+        }
         if (writing.IsCancelled()) {
             writing.Abandon();
         } else {

@@ -10,24 +10,11 @@ constexpr int kMostReports = 2;
 
 } // namespace
 
+DriveWait::DriveWait(JobEnv& env, JobKind kind) : m_progress(env, kind, kSilentMs) {}
+
 bool DriveWait::Continue() {
-    if (m_env.host.IsLeaving()) {
-        m_bCancelled = true;
-        return false;
-    }
-    const uint64_t now = m_env.clock.TickMs();
-    if (!m_nBegun) {
-        m_nBegun = now;
-    }
-    if (!m_progress) {
-        if (now - *m_nBegun < kSilentMs || m_kind == JobKind::Erase) {
-            return true;
-        }
-        m_progress.emplace(m_env, m_kind, kNothingAtStake);
-        m_env.ui.SetStatus(m_kind, u"Waiting for the drive to get the disk ready...");
-    }
-    m_bCancelled = IsCancelled(m_env.ui, m_kind);
-    return !m_bCancelled;
+    return m_progress.Continue(
+        [] { return std::u16string(u"Waiting for the drive to get the disk ready..."); });
 }
 
 bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {

@@ -4,32 +4,23 @@
 
 #include "jobs/job_frame.h"
 
-#include <cstdint>
-#include <optional>
-
 namespace larkspin {
 
-// The windows of a wait. They come up only if it lasts: the job's progress window, which says what
-// is waited for and can be cancelled. They are gone when the object ends. An erase job's window
-// can only say that a disc is being erased, so that job waits without one.
+// The window of a wait, which says what is waited for (see LateProgress).
 class DriveWait {
   public:
-    DriveWait(JobEnv& env, JobKind kind) : m_env(env), m_kind(kind) {}
+    DriveWait(JobEnv& env, JobKind kind);
 
     // For the operations of CAspiCD that wait.
     CAspiCD::GoOn GoOn() {
         return [this] { return Continue(); };
     }
-    bool WasCancelled() const { return m_bCancelled; }
+    bool WasCancelled() const { return m_progress.WasCancelled(); }
 
   private:
     bool Continue();
 
-    JobEnv& m_env;
-    const JobKind m_kind;
-    std::optional<uint64_t> m_nBegun; // tick
-    std::optional<ProgressScope> m_progress;
-    bool m_bCancelled = false;
+    LateProgress m_progress;
 };
 
 // Waits until the drive can be asked about its disc. A drive that doesn't get ready for a minute is

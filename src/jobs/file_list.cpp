@@ -1,45 +1,67 @@
 #include "jobs/file_list.h"
 #include "platform/paths.h"
+#include "volume/folder_walk.h"
+#include "volume/tree.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace larkspin {
 
 namespace {
 
-using FolderId = std::pair<uint64_t, uint64_t>; // device, inode
+class Lister final : public IWalkVisitor {
+  public:
+    Lister(IFileSystem& files, const GoOn& goOn)
+        : m_files(files), m_goOn(goOn), m_walk(files, *this) {}
 
-void ExpandBelow(IFileSystem& files, const std::u16string& folder, std::vector<FolderId>& ancestors,
-                 std::vector<std::u16string>* result, const std::stop_token& stop) {
-    FileStatus status;
-    if (stop.stop_requested() || !files.Status(folder, &status)) {
-        return;
-    }
-    const FolderId id = {status.device, status.inode};
-    if (std::find(ancestors.begin(), ancestors.end(), id) != ancestors.end()) {
-        return;
-    }
-    std::vector<std::u16string> names;
-    if (!files.Enumerate(folder, &names)) {
-        return;
-    }
-    std::vector<std::u16string> folders;
-    for (const std::u16string& name : names) {
-        if (stop.stop_requested()) {
+    void Add(const std::u16string& item) {
+        FileStatus status;
+        if (!GoesOn(item)) {
             return;
         }
-        std::u16string path = JoinPath(folder, name);
-        FileStatus entry;
-        const bool isFolder = files.Status(path, &entry) && entry.type == FileStatus::Type::Folder;
-        (isFolder ? folders : *result).push_back(std::move(path));
+        if (!m_files.Status(item, &status)) {
+            Tell(NoticeReason::Missing, item);
+            return;
+        }
+        m_walk.Add(item, status, nullptr);
     }
-    ancestors.push_back(id);
-    for (const std::u16string& path : folders) {
-        ExpandBelow(files, path, ancestors, result, stop);
+    FileList Finish() {
+        m_walk.FollowLinks();
+        return std::move(m_list);
     }
-    ancestors.pop_back();
-}
+
+    bool GoesOn(const std::u16string& folder) override {
+        m_list.stopped = m_list.stopped || (m_goOn && !m_goOn(m_list.files.size(), folder));
+        return !m_list.stopped;
+    }
+    bool Wants(const std::u16string& /*folder*/, const std::u16string& /*name*/) override {
+        return true;
+    }
+    WalkPlace Open(IsoDirectory* directory, const std::u16string& folder) override {
+        return {directory, &folder};
+    }
+    void File(const WalkPlace& /*place*/, std::u16string /*name*/, const std::u16string& path,
+              const FileStatus& status) override {
+        if (const auto reason = WhyLeftOut(m_files, path, status, kFileSizeLimit)) {
+            Tell(*reason, path);
+        } else {
+            m_list.files.push_back({path, status.size});
+        }
+    }
+    IsoDirectory* Folder(const WalkPlace& /*place*/, const std::u16string& /*name*/,
+                         const std::u16string& /*path*/, const FileStatus& /*status*/) override {
+        return nullptr;
+    }
+    void Tell(NoticeReason reason, const std::u16string& path) override {
+        m_list.leftOut.push_back({reason, path, {}});
+    }
+
+  private:
+    IFileSystem& m_files;
+    const GoOn& m_goOn;
+    FolderWalk m_walk;
+    FileList m_list;
+};
 
 } // namespace
 
@@ -49,36 +71,33 @@ bool IsFolder(IFileSystem& files, const std::u16string& path) {
            (files.Status(path, &status) && status.type == FileStatus::Type::Folder);
 }
 
-void ExpandFolder(IFileSystem& files, const std::u16string& folder,
-                  std::vector<std::u16string>* result, const std::stop_token& stop) {
-    std::vector<FolderId> ancestors;
-    ExpandBelow(files, folder, ancestors, result, stop);
+FileList ExpandFolder(IFileSystem& files, const std::u16string& folder, const GoOn& goOn) {
+    Lister lister(files, goOn);
+    lister.Add(folder);
+    return lister.Finish();
 }
 
-std::vector<std::u16string> ExpandPaths(IFileSystem& files,
-                                        const std::vector<std::u16string>& paths) {
-    std::vector<std::u16string> result;
+FileList ExpandPaths(IFileSystem& files, const std::vector<std::u16string>& paths,
+                     const GoOn& goOn) {
+    Lister lister(files, goOn);
     std::vector<std::u16string> folders;
     for (const std::u16string& path : paths) {
-        (IsFolder(files, path) ? folders : result).push_back(path);
+        if (IsFolder(files, path)) {
+            folders.push_back(path);
+        } else {
+            lister.Add(path);
+        }
     }
     for (const std::u16string& folder : folders) {
-        ExpandFolder(files, folder, &result);
+        lister.Add(folder);
     }
-    return result;
+    return lister.Finish();
 }
 
-uint64_t SectorsOfFiles(IFileSystem& files, const std::vector<std::u16string>& list,
-                        const std::stop_token& stop) {
+uint64_t SectorsOfFiles(const FileList& list) {
     uint64_t sectors = 0;
-    for (const std::u16string& path : list) {
-        FileStatus status;
-        if (stop.stop_requested()) {
-            break;
-        }
-        if (files.Status(path, &status)) {
-            sectors += (status.size + kSectorBytes - 1) / kSectorBytes;
-        }
+    for (const FileList::Entry& file : list.files) {
+        sectors += (file.size + kSectorBytes - 1) / kSectorBytes;
     }
     return sectors;
 }

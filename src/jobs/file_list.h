@@ -2,33 +2,44 @@
 #pragma once
 
 #include "platform/files.h"
+#include "volume/sectors.h"
+#include "volume/volume_notice.h"
 
+#include <cstddef>
 #include <cstdint>
-#include <stop_token>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace larkspin {
 
-constexpr uint32_t kSectorBytes = 2048;
+struct FileList {
+    struct Entry {
+        std::u16string path;
+        uint64_t size = 0; // bytes
+    };
+    std::vector<Entry> files;
+    std::vector<VolumeNotice> leftOut; // why each name is missing among the files
+    bool stopped = false;              // by the one who wanted the list
+};
+
+// Asked before each name, with the number of files so far and the folder that is being read. False
+// ends the walk.
+using GoOn = std::function<bool(size_t count, const std::u16string& folder)>;
 
 // True for a path that counts as a folder by its text (paths.h) and for one that is a folder.
 bool IsFolder(IFileSystem& files, const std::u16string& path);
 
-// Appends the files below `folder`: first its own in the order of the file system, then those of
-// each sub-folder. Links are followed; a folder that is its own ancestor (by device and inode) is
-// not entered again, so a loop of links ends. Folders that can't be read add nothing. Stops early,
-// with what it has, when `stop` is requested.
-void ExpandFolder(IFileSystem& files, const std::u16string& folder,
-                  std::vector<std::u16string>* result, const std::stop_token& stop = {});
+// The files below `folder`: first its own in the order of the file system, then those of each
+// sub-folder. What is walked is told in folder_walk.h.
+FileList ExpandFolder(IFileSystem& files, const std::u16string& folder, const GoOn& goOn = {});
 
 // The files of `paths` in their order, then those of the folders among them. A file met twice is
 // listed twice.
-std::vector<std::u16string> ExpandPaths(IFileSystem& files,
-                                        const std::vector<std::u16string>& paths);
+FileList ExpandPaths(IFileSystem& files, const std::vector<std::u16string>& paths,
+                     const GoOn& goOn = {});
 
-// Sum of the files' sizes in whole sectors of 2048 bytes; a file that can't be read counts 0.
-uint64_t SectorsOfFiles(IFileSystem& files, const std::vector<std::u16string>& list,
-                        const std::stop_token& stop = {});
+// Sum of the files' sizes in whole sectors of 2048 bytes.
+uint64_t SectorsOfFiles(const FileList& list);
 
 } // namespace larkspin

@@ -17,17 +17,22 @@ class Stopped final : public std::exception {};
 
 } // namespace
 
-// The job's file system until the generator is told to stop.
+// The job's file system until the generator is told to stop. Counts what is looked at.
 class ImageGeneratorThread::StoppableFiles final : public IFileSystem {
   public:
-    StoppableFiles(IFileSystem& files, const std::atomic<bool>& stop)
-        : m_files(files), m_bStop(stop) {}
+    explicit StoppableFiles(ImageGeneratorThread& owner) : m_owner(owner) {}
 
     bool Status(const std::u16string& path, FileStatus* status) override {
+        ++m_owner.m_nCount;
         return Live().Status(path, status);
     }
+    bool IsLink(const std::u16string& path) override { return Live().IsLink(path); }
     bool IsReadable(const std::u16string& path) override { return Live().IsReadable(path); }
     bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
+        {
+            const std::lock_guard lock(m_owner.m_mutex);
+            m_owner.m_strFolder = folder;
+        }
         return Live().Enumerate(folder, names);
     }
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
@@ -36,14 +41,13 @@ class ImageGeneratorThread::StoppableFiles final : public IFileSystem {
 
   private:
     IFileSystem& Live() {
-        if (m_bStop) {
+        if (m_owner.m_bStop) {
             throw Stopped();
         }
-        return m_files;
+        return *m_owner.m_args.files;
     }
 
-    IFileSystem& m_files;
-    const std::atomic<bool>& m_bStop;
+    ImageGeneratorThread& m_owner;
 };
 
 class ImageGeneratorThread::StoppableReader final : public IBlockReader {
@@ -78,9 +82,14 @@ bool ImageGeneratorThread::Start(const ThreadStarter& startThread) {
     return true;
 }
 
-bool ImageGeneratorThread::WaitReady(const CancelFunctor& cancel) {
+bool ImageGeneratorThread::WaitReady(const GoOn& goOn) {
     while (!m_ready.Lock(kCancelTestTime)) {
-        if (cancel()) {
+        std::u16string folder;
+        {
+            const std::lock_guard lock(m_mutex);
+            folder = m_strFolder;
+        }
+        if (!goOn(m_nCount, folder)) {
             return false;
         }
     }
@@ -90,6 +99,11 @@ bool ImageGeneratorThread::WaitReady(const CancelFunctor& cancel) {
 std::u16string ImageGeneratorThread::Error() {
     const std::lock_guard lock(m_mutex);
     return m_bOutOfMemory ? kOutOfMemory : m_strGeneratorError;
+}
+
+std::vector<VolumeNotice> ImageGeneratorThread::LeftOut() {
+    const std::lock_guard lock(m_mutex);
+    return {m_notices.begin(), m_notices.begin() + static_cast<std::ptrdiff_t>(m_nLeftOut)};
 }
 
 std::vector<VolumeNotice> ImageGeneratorThread::Notices() {
@@ -139,7 +153,7 @@ void ImageGeneratorThread::GenerateOrTell() {
 }
 
 void ImageGeneratorThread::Generate() {
-    StoppableFiles files(*m_args.files, m_bStop);
+    StoppableFiles files(*this);
     CCDWriterISOGen generator(files, *m_args.clock);
     generator.ResetOptions();
     generator.Options().volume_id = m_args.title.narrow;
@@ -154,6 +168,10 @@ void ImageGeneratorThread::Generate() {
     });
     const auto sizeReady = [this](uint32_t totalSectors) {
         m_nTotalSectors = totalSectors;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_nLeftOut = m_notices.size();
+        }
         m_ready.Set();
     };
     if (m_args.merge) {

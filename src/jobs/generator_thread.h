@@ -7,6 +7,7 @@
 #pragma once
 
 #include "drive/aspi_cd.h"
+#include "jobs/file_list.h"
 #include "jobs/jobs.h"
 #include "jobs/volume_title.h"
 #include "platform/byte_pipe.h"
@@ -48,17 +49,19 @@ class ImageGeneratorThread {
     // False if the thread can't be had. To be called once.
     bool Start(const ThreadStarter& startThread);
 
-    // Waits until the volume's length stands or the generator has failed. False if `cancel` said
-    // stop first; Stop is due then.
-    bool WaitReady(const CancelFunctor& cancel);
+    // Waits until the volume's length stands or the generator has failed. False if `goOn`, which is
+    // asked ten times a second, said no first; Stop is due then.
+    bool WaitReady(const GoOn& goOn);
     // Sectors of the volume; 0 when the generator failed before it knew. Valid after WaitReady.
     uint32_t TotalSectors() const { return m_nTotalSectors; }
     // True if it failed because the previous session was cut off. Valid after WaitReady.
     bool FoundCutSession() const { return m_bFoundCutSession; }
     // What went wrong, empty if nothing did so far. Complete once the pipe has run dry.
     std::u16string Error();
-    // What was left out of the volume, complete once WaitReady has returned true; and what changed
-    // while it was read, complete once the last sector is through the pipe.
+    // What was left out of the volume. Valid after WaitReady.
+    std::vector<VolumeNotice> LeftOut();
+    // The same, and what changed while it was read, complete once the last sector is through the
+    // pipe.
     std::vector<VolumeNotice> Notices();
 
     // Closes the pipe's read end, which makes the generator stop, and waits for it. The first
@@ -81,9 +84,12 @@ class ImageGeneratorThread {
     std::atomic<bool> m_bFoundCutSession = false;
     std::atomic<bool> m_bStop = false;
     std::atomic<bool> m_bOutOfMemory = false; // there may have been none for the text either
-    std::mutex m_mutex;                       // guards the next two
+    std::atomic<size_t> m_nCount = 0;         // names looked at so far
+    std::mutex m_mutex;                       // guards the next four
+    std::u16string m_strFolder;               // that is being read
     std::u16string m_strGeneratorError;
     std::vector<VolumeNotice> m_notices;
+    size_t m_nLeftOut = 0; // how many of them told of what was left out
     std::thread m_hThread;
 };
 

@@ -15,6 +15,7 @@ namespace {
 
 constexpr int32_t kMostCopies = 20;
 constexpr size_t kMostNotices = 10;
+constexpr uint64_t kStatusMs = 100;
 
 struct ProgressOperations {
     void (CCDWriterUI::*start)(uint32_t);
@@ -186,6 +187,33 @@ void ProgressScope::End() {
     m_ui.StopTrayAnimation();
     m_callbacks.reset();
     (m_ui.*OperationsOf(m_kind).stop)();
+}
+
+LateProgress::LateProgress(JobEnv& env, JobKind kind, uint64_t silentMs)
+    : m_env(env), m_kind(kind), m_nSilentMs(silentMs) {}
+
+bool LateProgress::Continue(const std::function<std::u16string()>& status) {
+    const uint64_t now = m_env.clock.TickMs();
+    if (!m_nBegun) {
+        m_nBegun = now;
+    }
+    if (!m_progress && m_kind != JobKind::Erase && now - *m_nBegun >= m_nSilentMs) {
+        m_progress.emplace(m_env, m_kind, kNothingAtStake);
+    }
+    if (m_progress && (!m_nShown || now - *m_nShown >= kStatusMs)) {
+        m_nShown = now;
+        if (std::u16string text = status(); text != m_strStatus) {
+            m_strStatus = std::move(text);
+            m_env.ui.SetStatus(m_kind, m_strStatus);
+        }
+    }
+    m_bCancelled =
+        m_bCancelled || (m_progress && IsGivenUp(m_env, m_kind)) || m_env.host.IsLeaving();
+    return !m_bCancelled;
+}
+
+bool IsGivenUp(JobEnv& env, JobKind kind) {
+    return IsCancelled(env.ui, kind) || env.host.IsLeaving();
 }
 
 bool DriveHold::Take() {

@@ -6,6 +6,7 @@
 #include "jobs/jobs.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,8 +16,8 @@ namespace larkspin {
 constexpr int32_t kCdLimitSectors = 360'000;
 constexpr int32_t kDvdLimitSectors = 2'300'000; // above it no single layer disc
 
-// How a job ends whose parameters the user cancelled. A feeding program's paths go with that, and
-// so does the program if no others have come.
+// How a job ends whose user has said no before anything was asked of the disc: the queue is kept. A
+// feeding program's paths go with that, and so does the program if no others have come.
 JobEnd EndOfCancelledDialog(JobHost& host);
 
 // Null for an index past the end of the drive list.
@@ -59,8 +60,8 @@ const char16_t* NotFinishedText(const CAspiCD& drive);
 // "Stopped: %s", the words for a failure of the DVD logic.
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
 
-// What the user must know when the job is over, in one box: names left out of a disc, a disc that
-// was cut short. Nothing is shown for an empty list; a long one is told in part.
+// What the user must know when the job is over, in one box: files that changed, a disc that was cut
+// short. Nothing is shown for an empty list; a long one is told in part.
 void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& notices);
 
 inline constexpr const char16_t* kOutOfMemory = u"Out of memory";
@@ -95,6 +96,33 @@ class ProgressScope {
     JobKind m_kind;
     std::optional<TrayCallbackGuard> m_callbacks;
 };
+
+// The progress window of work that may last, before the disc is touched: it comes up once
+// `silentMs` have passed, can be cancelled, and is gone when the object ends. An erase job's window
+// can only say that a disc is being erased, so that job works without one.
+class LateProgress {
+  public:
+    LateProgress(JobEnv& env, JobKind kind, uint64_t silentMs);
+
+    // To be called often. `status` is asked for the text to show now and then. False once the user
+    // has cancelled, or the program is to end.
+    bool Continue(const std::function<std::u16string()>& status);
+    bool WasCancelled() const { return m_bCancelled; }
+
+  private:
+    JobEnv& m_env;
+    const JobKind m_kind;
+    const uint64_t m_nSilentMs;
+    std::optional<uint64_t> m_nBegun; // tick
+    std::optional<uint64_t> m_nShown; // tick
+    std::u16string m_strStatus;
+    std::optional<ProgressScope> m_progress;
+    bool m_bCancelled = false;
+};
+
+// Of a job that has not begun to write: its progress window was cancelled, or the program is to
+// end.
+bool IsGivenUp(JobEnv& env, JobKind kind);
 
 // The drive, kept from everybody else (CAspiCD::LockAndDismount): held before the last look at the
 // disc, so that it is still the same when it is written, and until it has come out. While the user

@@ -40,7 +40,13 @@ struct JobEnv {
     };
 };
 
-// Writes the queue to a data disc. What is on the disc already comes first:
+// Writes the queue to a data disc. The queue is walked first, in a window that can be cancelled if
+// it lasts. What can't be written, a vanished item too, is told in one list before anything is
+// asked of the disc, with Cancel to write nothing and keep the queue; so do audio discs. What the
+// volume alone shows (broken files of an old session, names that had to change) or what has changed
+// since then is told in the same way before the first block. Nothing is told twice.
+//
+// What is on the disc already comes next:
 // - A drive that spins up, wakes or was reset is waited for, up to a minute, before its disc is
 //   judged; so do the other jobs.
 // - A DVD that the drive can't read is not written to: what is on it might be a volume. One that is
@@ -55,8 +61,8 @@ struct JobEnv {
 // - A volume cut short, by the user or by a failure of the generator, does not take the place of
 //   the one on a disc that is written in place.
 // - A DVD-RAM that holds a volume is added to: it can't be blanked.
-// What only the generator or the drive knows (why there is no volume, names left out, a volume cut
-// short on a DVD, a session that was not closed) is told in one box at the end.
+// What only the generator or the drive knows (why there is no volume, a volume cut short on a DVD,
+// a session that was not closed) is told in one box at the end.
 JobEnd DataJob(JobEnv& env);
 
 // Writes the queue as an audio CD, in as many copies as the user wants: a count of 0 or less is

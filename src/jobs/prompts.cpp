@@ -105,6 +105,16 @@ bool CloseOpenSession(CCDWriterUI& ui) {
             u"complete are left out.");
 }
 
+bool WriteTheRest(CCDWriterUI& ui, const std::u16string& list) {
+    return OkCancel(ui, u"Not everything that you have picked can be written as it is.\n\n" + list +
+                            u"\n\nPress \"OK\" to write all the rest. If you press \"Cancel\" "
+                            u"nothing is written, and the queue is kept.");
+}
+
+void NothingToWrite(CCDWriterUI& ui, const std::u16string& list) {
+    ui.ShowMessage(u"Nothing of what you have picked can be written.\n\n" + list);
+}
+
 bool EraseForMoreSpace(CCDWriterUI& ui) {
     return YesNoGuarded(ui, u"The disk in the drive is not blank and doesn't have enough space for "
                             u"data.\n\nShould Larkspin erase it for you?\n\n"

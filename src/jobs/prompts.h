@@ -27,6 +27,10 @@ bool CannotLookAtDisk(CCDWriterUI& ui);
 bool NothingToAddTo(CCDWriterUI& ui);
 bool SessionStaysOpen(CCDWriterUI& ui, const std::u16string& reason);
 
+// `list` tells what will not be on the disc. OK writes all the rest.
+bool WriteTheRest(CCDWriterUI& ui, const std::u16string& list);
+void NothingToWrite(CCDWriterUI& ui, const std::u16string& list);
+
 // Yes erases the disc, No gives up.
 bool EraseForMoreSpace(CCDWriterUI& ui);
 bool EraseNotBlank(CCDWriterUI& ui);

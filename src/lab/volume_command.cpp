@@ -50,7 +50,7 @@ constexpr char kUsage[] =
     "  --generic-boot FILE     fills the first 16 sectors from FILE\n"
     "  --date EPOCH            seconds since 1970, UTC: the run's moment, and the time of every\n"
     "                          access, so that two runs give the same bytes\n"
-    "Names left out of the volume are told on standard error.\n"
+    "What is left out of the volume is told on standard error before the first sector.\n"
     "Exit codes: 0 success, 1 failure, 2 wrong usage.\n";
 
 constexpr int kPipeBytes = 1 << 20;
@@ -247,6 +247,7 @@ class FixedAccessFiles final : public IFileSystem {
         status->accessTime = m_nMoment;
         return known;
     }
+    bool IsLink(const std::u16string& path) override { return PosixFiles().IsLink(path); }
     bool IsReadable(const std::u16string& path) override { return PosixFiles().IsReadable(path); }
     bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
         return PosixFiles().Enumerate(folder, names);
@@ -280,9 +281,22 @@ std::vector<std::u16string> QueueOf(const std::vector<std::string>& paths) {
 void MakeVolume(const Request& request, IFileSystem& files, IClock& clock, IByteSink& sink) {
     CCDWriterISOGen generator(files, clock);
     generator.ResetOptions();
-    generator.SetNotice([](const VolumeNotice& notice) {
-        std::fprintf(stderr, "larkspin-lab volume: %s\n", ToNative(TextOf(notice)).c_str());
+    std::vector<VolumeNotice> leftOut;
+    bool isWriting = false;
+    generator.SetNotice([&](const VolumeNotice& notice) {
+        if (isWriting) {
+            std::fprintf(stderr, "larkspin-lab volume: %s\n", ToNative(TextOf(notice)).c_str());
+        } else {
+            leftOut.push_back(notice);
+        }
     });
+    const auto tellLeftOut = [&] {
+        isWriting = true;
+        if (!leftOut.empty()) {
+            std::fprintf(stderr, "larkspin-lab volume: not everything is written as it is.\n%s\n",
+                         ToNative(ListOf(leftOut)).c_str());
+        }
+    };
     GenOptions& options = generator.Options();
     if (request.volumeId) {
         options.volume_id = *request.volumeId;
@@ -301,8 +315,15 @@ void MakeVolume(const Request& request, IFileSystem& files, IClock& clock, IByte
         options.generic_boot = true;
         options.generic_boot_path = ToWide(AbsolutePath(*request.genericBoot));
     }
-    generator.MakeVolume(QueueOf(request.paths), sink, request.previousStart, request.sessionStart,
-                         {});
+    try {
+        generator.MakeVolume(QueueOf(request.paths), sink, request.previousStart,
+                             request.sessionStart, [&](uint32_t) { tellLeftOut(); });
+    } catch (const CCDWriterISOGenException&) {
+        if (!isWriting) {
+            tellLeftOut(); // it may be why
+        }
+        throw;
+    }
 }
 
 void WriteVolume(const Request& request) {

@@ -16,6 +16,11 @@
 
 namespace larkspin {
 
+// POSIX types in a mode.
+inline constexpr uint32_t kModeTypeMask = 0xF000;
+inline constexpr uint32_t kModeFolder = 0x4000;
+inline constexpr uint32_t kModeRegular = 0x8000;
+
 struct FileStatus {
     enum class Type { Regular, Folder, CharacterDevice, Other };
 
@@ -48,10 +53,12 @@ class IFileSystem {
     virtual ~IFileSystem() = default;
 
     virtual bool Status(const std::u16string& path, FileStatus* status) = 0;
+    // True if the last name of `path` is a link itself, whatever it leads to.
+    virtual bool IsLink(const std::u16string& path) = 0;
     // True if this process may open `path` for reading.
     virtual bool IsReadable(const std::u16string& path) = 0;
     // Appends the names in `folder`, "." and ".." left out, in the order the system gives them.
-    // False if the folder cannot be read.
+    // False if the folder cannot be read, or not to its end; what was read of it is there then.
     virtual bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) = 0;
     // Null if the file cannot be opened. The kernel is told that reading runs from start to end.
     virtual std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) = 0;

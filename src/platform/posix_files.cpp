@@ -91,6 +91,11 @@ class PosixFileSystem final : public IFileSystem {
         return true;
     }
 
+    bool IsLink(const std::u16string& path) override {
+        struct stat st = {};
+        return ::lstat(ToNative(path).c_str(), &st) == 0 && S_ISLNK(st.st_mode);
+    }
+
     bool IsReadable(const std::u16string& path) override {
         return ::access(ToNative(path).c_str(), R_OK) == 0;
     }

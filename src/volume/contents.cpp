@@ -79,14 +79,27 @@ class DvdFolders {
             return nullptr;
         }
         if (std::optional<DvdFileSet> set = BuildFileSet(m_run.files, directory)) {
+            m_bFound = true;
             return &m_sets.insert_or_assign(directory.parent, *std::move(set)).first->second;
+        }
+        if (IsDvdFolder(directory)) {
+            m_bFound = true;
+            m_run.Tell(NoticeReason::DvdBroken, directory.source_path);
         }
         const auto found = m_sets.find(directory.parent);
         return found != m_sets.end() ? &found->second : nullptr;
     }
 
+    // Once all directories have been asked for.
+    void TellIfNone() const {
+        if (m_run.options.dvd_video && !m_bFound) {
+            m_run.Tell(NoticeReason::NoDvd, u"VIDEO_TS");
+        }
+    }
+
   private:
     VolumeRun& m_run;
+    bool m_bFound = false;
     std::unordered_map<const IsoDirectory*, DvdFileSet> m_sets; // by the parent of the siblings
 };
 
@@ -182,6 +195,7 @@ void AssignContents(VolumeRun& run) {
             AssignEntry(run, directory, *entry, 0);
         }
     });
+    dvdFolders.TellIfNone();
 }
 
 void DetachContents(VolumeRun& run) {

@@ -271,8 +271,12 @@ PartName CountedPart(const DvdFileSet& set, std::u16string_view name) {
 
 } // namespace
 
+bool IsDvdFolder(const IsoDirectory& folder) {
+    return LeafName(folder.source_path) == kFolderName;
+}
+
 std::optional<DvdFileSet> BuildFileSet(IFileSystem& files, const IsoDirectory& folder) {
-    if (LeafName(folder.source_path) != kFolderName) {
+    if (!IsDvdFolder(folder)) {
         return std::nullopt;
     }
     try {

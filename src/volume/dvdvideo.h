@@ -38,6 +38,9 @@ struct DvdFileSet {
     uint32_t TitleSets() const { return static_cast<uint32_t>(rows.size()) - 1; }
 };
 
+// True for a folder whose control data are looked for.
+bool IsDvdFolder(const IsoDirectory& folder);
+
 // Reads the control data of `folder`, a VIDEO_TS folder. Nothing if it is none, or if its data are
 // broken or don't fit the files, as with a file that is no multiple of 2048 bytes long.
 std::optional<DvdFileSet> BuildFileSet(IFileSystem& files, const IsoDirectory& folder);

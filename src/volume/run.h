@@ -23,11 +23,6 @@
 
 namespace larkspin {
 
-// POSIX types in a mode, as Rock Ridge's PX holds them.
-inline constexpr uint32_t kModeTypeMask = 0xF000;
-inline constexpr uint32_t kModeFolder = 0x4000;
-inline constexpr uint32_t kModeRegular = 0x8000;
-
 struct VolumeRun {
     VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& genOptions,
               CCDWriterISOGen::Notice noticeCallback, uint32_t previousBase, uint32_t sessionBase);

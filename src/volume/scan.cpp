@@ -2,6 +2,7 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "volume/folder_walk.h"
 #include "volume/names.h"
 #include "volume/rockridge.h"
 #include "volume/run.h"
@@ -81,54 +82,82 @@ void Normalize(const GenOptions& options, FileStatus& status) {
                             : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
 }
 
-class Scanner {
+class Scanner final : public IWalkVisitor {
   public:
-    explicit Scanner(VolumeRun& run) : m_run(run) {}
+    explicit Scanner(VolumeRun& run) : m_run(run), m_walk(run.files, *this) {}
 
     void AddQueueItem(const std::u16string& item) {
         FileStatus status;
         if (!m_run.files.Status(item, &status)) {
-            FailToAdd(item);
+            Tell(NoticeReason::Missing, item);
+            return;
         }
         if (!IsPosixPath(item)) {
             CheckDrivePath(item);
         }
         if (IsFolderByName(item)) {
-            std::vector<std::u16string> names;
-            if (!m_run.files.Enumerate(item, &names)) {
-                m_run.Tell(NoticeReason::FolderUnreadable, item);
-            }
-            m_open.push_back({status.device, status.inode});
-            Normalize(m_run.options, status);
             m_run.root_status = status;
-            AddNames(m_run.tree.Root(), item, std::move(names));
-            m_open.pop_back();
-            return;
+            Normalize(m_run.options, *m_run.root_status);
         }
-        const std::u16string_view path = TrimSeparator(item);
-        const std::u16string_view leaf = LeafName(path);
-        if (leaf.empty() || leaf == u"." || leaf == u"..") {
-            FailToAdd(item); // no name that could stand on the volume
-        }
-        const std::u16string* folder = m_run.tree.KeepPath(std::u16string(ParentPath(path)));
-        AddFoundName(m_run.tree.Root(), folder, std::u16string(leaf));
+        m_walk.Add(item, status, &m_run.tree.Root());
     }
 
-    // Several items may have filled the root, and folders of one name become one.
-    void SeparateTwins() {
-        larkspin::SeparateTwins(m_run, m_run.tree.Root());
-        for (IsoDirectory* directory : m_shared) {
-            larkspin::SeparateTwins(m_run, *directory);
+    void Finish() {
+        m_walk.FollowLinks();
+        const bool isEmpty = m_run.tree.Root().entries == nullptr;
+        if (isEmpty || (!m_bHasFiles && m_bLeftOut)) {
+            throw CCDWriterISOGenException(u"No files to write.");
         }
+        // Several items may have filled the root, and folders of one name become one.
+        SeparateTwins(m_run, m_run.tree.Root());
+        for (IsoDirectory* directory : m_shared) {
+            SeparateTwins(m_run, *directory);
+        }
+    }
+
+    bool GoesOn(const std::u16string& /*folder*/) override { return true; }
+
+    bool Wants(const std::u16string& folder, const std::u16string& name) override {
+        if (folder.size() + 1 + name.size() > kLongestScannedPath) {
+            FailTooLong(name);
+        }
+        return m_run.options.keep_backup_files || !IsBackupName(name);
+    }
+
+    WalkPlace Open(IsoDirectory* directory, const std::u16string& folder) override {
+        return {directory, m_run.tree.KeepPath(folder)};
+    }
+
+    void File(const WalkPlace& place, std::u16string name, const std::u16string& path,
+              const FileStatus& status) override {
+        if (const auto reason = WhyLeftOut(m_run.files, path, status, FileSizeLimit())) {
+            Tell(*reason, path);
+            return;
+        }
+        m_bHasFiles = true;
+        FileStatus shown = status;
+        Normalize(m_run.options, shown);
+        AddFile(*place.directory, place.folder, std::move(name), shown);
+    }
+
+    IsoDirectory* Folder(const WalkPlace& place, const std::u16string& name,
+                         const std::u16string& path, const FileStatus& status) override {
+        IsoDirectory* existing = m_run.tree.FindDirectory(*place.directory, name);
+        if (existing != nullptr) {
+            m_shared.insert(existing);
+            return existing;
+        }
+        FileStatus shown = status;
+        Normalize(m_run.options, shown);
+        return &AddFolder(*place.directory, place.folder, name, path, shown);
+    }
+
+    void Tell(NoticeReason reason, const std::u16string& path) override {
+        m_bLeftOut = true;
+        m_run.Tell(reason, path);
     }
 
   private:
-    struct Identity {
-        uint64_t device;
-        uint64_t inode;
-        bool operator==(const Identity&) const = default;
-    };
-
     [[noreturn]] static void FailTooLong(const std::u16string& name) {
         constexpr size_t kShown = 40; // units; a text of a failure is short
         throw CCDWriterISOGenException(
@@ -136,95 +165,8 @@ class Scanner {
                        ToNative(name.substr(0, kShown)).c_str()));
     }
 
-    [[noreturn]] static void FailToAdd(const std::u16string& item) {
-        throw CCDWriterISOGenException(
-            FormatWide("Cannot add file to disk: %s.", ToNative(item).c_str()));
-    }
-
     uint64_t FileSizeLimit() const {
         return m_run.options.udf ? std::min(kFileSizeLimit, kUdfFileSizeLimit) : kFileSizeLimit;
-    }
-
-    // True if the name may not stand on the volume; it is told then.
-    bool IsLeftOut(const std::u16string& path, const FileStatus& status) const {
-        const auto leaveOut = [&](NoticeReason reason) {
-            m_run.Tell(reason, path);
-            return true;
-        };
-        switch (status.type) {
-        case FileStatus::Type::Folder:
-            return false;
-        case FileStatus::Type::Regular:
-            if (!m_run.files.IsReadable(path)) {
-                return leaveOut(NoticeReason::Unreadable);
-            }
-            return status.size >= FileSizeLimit() && leaveOut(NoticeReason::TooLarge);
-        default:
-            return leaveOut(NoticeReason::Special);
-        }
-    }
-
-    // Reads the names in a folder that is not open already. False if `path` has become something
-    // else since its status was taken; a folder that can't be read counts as empty.
-    bool List(const std::u16string& path, const Identity& identity,
-              std::vector<std::u16string>* names) const {
-        if (std::find(m_open.begin(), m_open.end(), identity) != m_open.end() ||
-            m_run.files.Enumerate(path, names)) {
-            return true;
-        }
-        names->clear();
-        FileStatus status;
-        if (m_run.files.Status(path, &status) && status.type != FileStatus::Type::Folder) {
-            return false;
-        }
-        m_run.Tell(NoticeReason::FolderUnreadable, path);
-        return true;
-    }
-
-    void AddNames(IsoDirectory& directory, const std::u16string& path,
-                  std::vector<std::u16string> names) {
-        const std::u16string* folder = m_run.tree.KeepPath(path);
-        for (std::u16string& name : names) {
-            if (path.size() + 1 + name.size() > kLongestScannedPath) {
-                FailTooLong(name);
-            }
-            if (m_run.options.keep_backup_files || !IsBackupName(name)) {
-                AddFoundName(directory, folder, std::move(name));
-            }
-        }
-    }
-
-    void AddFoundName(IsoDirectory& directory, const std::u16string* folder, std::u16string name) {
-        const std::u16string path = JoinPath(*folder, name);
-        FileStatus status;
-        if (!m_run.files.Status(path, &status)) {
-            m_run.Tell(NoticeReason::Missing, path);
-            return;
-        }
-        if (IsLeftOut(path, status)) {
-            return;
-        }
-        Normalize(m_run.options, status);
-        const Identity identity = {status.device, status.inode};
-        std::vector<std::u16string> names;
-        if (status.type == FileStatus::Type::Folder && !List(path, identity, &names)) {
-            status.type = FileStatus::Type::Regular;
-            status.mode = (status.mode & ~kModeTypeMask) | kModeRegular;
-            status.size = 0;
-        }
-        if (status.type != FileStatus::Type::Folder) {
-            AddFile(directory, folder, std::move(name), status);
-            return;
-        }
-        IsoDirectory* place = m_run.tree.FindDirectory(directory, name);
-        if (place == nullptr) {
-            place = &AddFolder(directory, folder, name, path, status);
-        } else {
-            m_shared.insert(place);
-        }
-        m_open.push_back(identity);
-        AddNames(*place, path, std::move(names));
-        m_open.pop_back();
     }
 
     void AddFile(IsoDirectory& directory, const std::u16string* folder, std::u16string name,
@@ -273,8 +215,10 @@ class Scanner {
     }
 
     VolumeRun& m_run;
+    FolderWalk m_walk;
     std::set<IsoDirectory*> m_shared; // filled from several folders
-    std::vector<Identity> m_open;     // the folders from the queue item down to the present one
+    bool m_bHasFiles = false;
+    bool m_bLeftOut = false;
 };
 
 // A dot of `directory` that leads to `target`, and shows its status: some systems take that of a
@@ -311,7 +255,7 @@ void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue) {
     for (const std::u16string& item : queue) {
         scanner.AddQueueItem(item);
     }
-    scanner.SeparateTwins();
+    scanner.Finish();
 }
 
 void RenameFile(VolumeRun& run, IsoEntry& entry, std::u16string name) {

@@ -1,10 +1,10 @@
 // Builds the source tree from the paths of the queue by walking the disk.
 //
-// Links are followed. A name that has vanished, can't be read, is no file or folder (a device, a
-// socket, a named pipe) or a file too large for the volume is left out and told to the notice
-// callback; so is a folder that can't be listed, which shows as an empty one. A folder that lies
-// inside itself by a loop of links shows as an empty folder. Folders of the same name from two
-// queue items become one.
+// What is walked, and in which order, is told in folder_walk.h. A name that has vanished, can't be
+// read, is no file or folder (a device, a socket, a named pipe) or a file too large for the volume
+// is left out and told to the notice callback, an item of the queue too; so is a folder that can't
+// be listed, which shows as an empty one, or with what could be listed of it. Folders of the same
+// name from two queue items become one.
 //
 // Limits: a path below the queue's own may have 1024 UTF-16 units; a longer one fails the run.
 // There is no further limit when the file is streamed, so no path is ever cut.
@@ -21,8 +21,9 @@ struct IsoDirectory;
 struct IsoEntry;
 struct VolumeRun;
 
-// Adds all items under the root. Fails if there are none, if an item does not exist, or if the
-// scan meets a limit. "/" puts its contents straight into the root.
+// Adds all items under the root. Fails with "No files to write." if that comes to nothing, or to
+// empty folders alone where something was left out, and if the scan meets a limit. "/" puts its
+// contents straight into the root.
 void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue);
 
 // Gives a file of the queue another name than it has on disk.

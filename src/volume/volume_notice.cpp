@@ -2,55 +2,93 @@
 
 #include "platform/text.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <map>
+
 namespace larkspin {
 
 namespace {
 
-const char* FormOf(NoticeReason reason) {
+struct Forms {
+    const char* line;
+    const char* head; // of a list
+};
+
+Forms FormsOf(NoticeReason reason) {
     switch (reason) {
+    case NoticeReason::Nameless:
+        return {"%s has no name that a disc could show.", "Without a name that a disc could show"};
     case NoticeReason::Missing:
-        return "File %s cannot be found.";
+        return {"File %s cannot be found.", "Not found"};
     case NoticeReason::Unreadable:
-        return "File %s cannot be read.";
+        return {"File %s cannot be read.", "Files that cannot be read"};
     case NoticeReason::Special:
-        return "%s is neither a file nor a folder.";
+        return {"%s is neither a file nor a folder.", "Neither files nor folders"};
     case NoticeReason::TooLarge:
-        return "File %s is too large.";
+        return {"File %s is too large.", "Files that are too large"};
     case NoticeReason::OldBroken:
-        return "File %s on the disk is not complete and was left out.";
+        return {"File %s on the disk is not complete and was left out.",
+                "Files on the disk that are not complete"};
     case NoticeReason::OldCut:
-        return "The last session on the disk was interrupted before its folders were written. What "
-               "only that session had is left out; what was there before it is kept.";
-    case NoticeReason::FolderUnreadable:
-        return "Folder %s cannot be read.";
-    case NoticeReason::HidesFolder:
-        return "File %s would hide the folder of that name on the disc.";
-    case NoticeReason::Renamed:
-        return "File %s is on the disc as \"%s\", for another file has its name.";
-    case NoticeReason::Shrank:
-        return "File %s became shorter during the writing. Zeros stand for what is missing.";
-    case NoticeReason::Grew:
-        return "File %s became longer during the writing. What was added is not on the disc.";
-    case NoticeReason::Changed:
-        return "File %s changed during the writing. Old and new parts may be mixed on the disc.";
-    case NoticeReason::Vanished:
-        return "File %s was removed during the writing. It may not be whole on the disc.";
-    case NoticeReason::OtherKind:
-        return "%s is no longer a file. What is on the disc in its place is not what was there.";
+        return {"The last session on the disk was interrupted before its folders were written. "
+                "What only that session had is left out; what was there before it is kept.",
+                ""};
     }
-    return "%s";
+    return {"%s", ""};
+}
+
+constexpr size_t kListedNames = 12;   // of all reasons together
+constexpr size_t kLongestShown = 100; // units of a path
+
+// A line of a list, which no path breaks or makes wider than a screen.
+std::u16string Shown(std::u16string path) {
+    for (char16_t& unit : path) {
+        unit = unit < u' ' ? u'?' : unit;
+    }
+    if (path.size() > kLongestShown) {
+        path.replace(kLongestShown / 2, path.size() - kLongestShown, u"...");
+    }
+    return path;
 }
 
 } // namespace
 
 std::u16string TextOf(const VolumeNotice& notice) {
-    std::u16string text = ToWide(FormOf(notice.reason));
+    std::u16string text = ToWide(FormsOf(notice.reason).line);
     // The last first: a path may hold anything.
     if (const size_t name = text.find(u"\"%s\""); name != std::u16string::npos) {
         text.replace(name + 1, 2, notice.shown_as);
     }
     if (const size_t path = text.find(u"%s"); path != std::u16string::npos) {
         text.replace(path, 2, notice.path);
+    }
+    return text;
+}
+
+std::u16string ListOf(const std::vector<VolumeNotice>& notices) {
+    std::map<NoticeReason, std::vector<const VolumeNotice*>> groups;
+    for (const VolumeNotice& notice : notices) {
+        groups[notice.reason].push_back(&notice);
+    }
+    std::u16string text;
+    for (const auto& [reason, group] : groups) {
+        const size_t most = std::max<size_t>(kListedNames / groups.size(), 1);
+        text += text.empty() ? u"" : u"\n\n";
+        if (group.front()->path.empty()) { // of the disc, not of a file
+            text += TextOf(*group.front());
+            continue;
+        }
+        text += FormatWide("%s (%zu):", FormsOf(reason).head, group.size());
+        for (size_t i = 0; i < std::min(group.size(), most); ++i) {
+            text += u"\n" + Shown(group[i]->path);
+            if (reason == NoticeReason::Renamed) {
+                text += u" -> " + Shown(group[i]->shown_as);
+            }
+        }
+        if (group.size() > most) {
+            text += FormatWide("\n...and %zu more.", group.size() - most);
+        }
     }
     return text;
 }

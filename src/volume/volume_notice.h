@@ -3,11 +3,13 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace larkspin {
 
 enum class NoticeReason {
     // The name is not on the volume:
+    Nameless,   // it ends in what is no name
     Missing,    // nothing is there, as behind a link that leads nowhere
     Unreadable, // this user may not read the file
     Special,    // neither file nor folder: a device, a named pipe, a socket
@@ -16,7 +18,13 @@ enum class NoticeReason {
     OldCut,     // all that a session which was cut off has added; has no path
     // The folder is on the volume, but not what could not be listed in it:
     FolderUnreadable,
+    FolderIncomplete,
+    FolderTaken, // nothing: the folder has its contents in another place
+    LeadsBack,   // nothing: a link to a folder around the item of the queue
     HidesFolder, // a file of the name of a folder that is on the disc already
+    // The folder is on the volume, but players will not take it for DVD-Video:
+    DvdBroken,
+    NoDvd, // there is none
     // The file is there under another name:
     Renamed, // another file has its name
     // The file is there, and was no longer as the volume tells of it once it had been read:
@@ -35,5 +43,8 @@ struct VolumeNotice {
 
 // One line for the user.
 std::u16string TextOf(const VolumeNotice& notice);
+
+// Paragraphs for the user, one for each reason: how many names it concerns, and the first of them.
+std::u16string ListOf(const std::vector<VolumeNotice>& notices);
 
 } // namespace larkspin

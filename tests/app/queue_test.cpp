@@ -9,6 +9,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <sys/stat.h>
 
 namespace larkspin {
 namespace {
@@ -55,6 +57,14 @@ TEST(WriteQueue, KnowsWhetherAllIsAudio) {
     EXPECT_TRUE(queue.IsAllAudio());
 }
 
+Paths PathsOf(const FileList& list) {
+    Paths paths;
+    for (const FileList::Entry& file : list.files) {
+        paths.push_back(file.path);
+    }
+    return paths;
+}
+
 TEST(FileList, FilesComeBeforeThoseOfSubFolders) {
     FakeFiles files;
     files.AddFile(u"/d/sub/deep/4", 1);
@@ -62,29 +72,56 @@ TEST(FileList, FilesComeBeforeThoseOfSubFolders) {
     files.AddFile(u"/d/sub/3", 2049);
     files.AddFile(u"/d/2", 0);
     files.AddFile(u"/single", 1);
-    EXPECT_EQ(
-        ExpandPaths(files, {u"/d", u"/single", u"/gone", u"/d/1"}),
-        (Paths{u"/single", u"/gone", u"/d/1", u"/d/1", u"/d/2", u"/d/sub/3", u"/d/sub/deep/4"}));
-    EXPECT_EQ(SectorsOfFiles(files, {u"/d/1", u"/d/2", u"/d/sub/3", u"/gone"}), 3U);
+    const FileList list = ExpandPaths(files, {u"/d", u"/single", u"/gone", u"/d/1"});
+    EXPECT_EQ(PathsOf(list),
+              (Paths{u"/single", u"/d/1", u"/d/1", u"/d/2", u"/d/sub/3", u"/d/sub/deep/4"}));
+    EXPECT_EQ(ListOf(list.leftOut), u"Not found (1):\n/gone");
+    EXPECT_EQ(SectorsOfFiles(list), 6U);
     EXPECT_TRUE(IsFolder(files, u"C:\\"));
     EXPECT_TRUE(IsFolder(files, u"ab"));
     EXPECT_TRUE(IsFolder(files, u"/d"));
     EXPECT_FALSE(IsFolder(files, u"/gone"));
 }
 
-TEST(FileList, LoopsOfLinksEnd) {
+// Real folders keep their contents, wherever links come first; a link brings in what is not there
+// already, once.
+TEST(FileList, EachFolderIsEnteredOnceWhateverLinksLeadToIt) {
     namespace fs = std::filesystem;
     const TempFolder folder;
-    const fs::path root = folder.Path();
+    const fs::path outside = fs::path(folder.Path()) / "outside";
+    const fs::path root = fs::path(folder.Path()) / "picked";
+    fs::create_directories(outside / "deep");
+    std::ofstream(outside / "deep/other") << "y";
     fs::create_directories(root / "a/b");
     std::ofstream(root / "a/b/file") << "x";
     fs::create_directory_symlink(root, root / "a/b/up");
     fs::create_directory_symlink(root / "a", root / "a/self");
-    fs::create_directory_symlink(root / "a/b", root / "twice"); // no loop: listed again
-    std::vector<std::u16string> list = ExpandPaths(PosixFiles(), {ToWide(root.string())});
-    std::sort(list.begin(), list.end());
-    EXPECT_EQ(list, (Paths{ToWide((root / "a/b/file").string()),
-                           ToWide((root / "twice/file").string())}));
+    fs::create_directory_symlink(root / "a/b", root / "0 sideways");
+    fs::create_directory_symlink("/", root / "0 out");
+    fs::create_directory_symlink(folder.Path(), outside / "deep/back");
+    fs::create_directory_symlink(outside, root / "in");
+    fs::create_directory_symlink(outside / "deep", root / "a/in again");
+    ASSERT_EQ(::mkfifo((root / "pipe").c_str(), 0600), 0);
+    const auto wide = [&](const char* name) { return ToWide((root / name).string()); };
+
+    // The last item lies in the first: both were picked.
+    const FileList list = ExpandPaths(PosixFiles(), {ToWide(root.string()), wide("a/b")});
+    Paths found = PathsOf(list);
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, (Paths{wide("a/b/file"), wide("a/b/file"), wide("in/deep/other")}));
+    std::map<std::u16string, NoticeReason> leftOut;
+    for (const VolumeNotice& notice : list.leftOut) {
+        leftOut.emplace(notice.path, notice.reason);
+    }
+    using Reason = NoticeReason;
+    EXPECT_EQ(leftOut,
+              (std::map<std::u16string, NoticeReason>{{wide("pipe"), Reason::Special},
+                                                      {wide("0 out"), Reason::LeadsBack},
+                                                      {wide("in/deep/back"), Reason::LeadsBack},
+                                                      {wide("0 sideways"), Reason::FolderTaken},
+                                                      {wide("a/self"), Reason::FolderTaken},
+                                                      {wide("a/in again"), Reason::FolderTaken},
+                                                      {wide("a/b/up"), Reason::FolderTaken}}));
 }
 
 TEST(ItemMeasures, MeasuresOnceAndKeepsIt) {

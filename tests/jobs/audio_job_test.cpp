@@ -96,6 +96,22 @@ TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
     EXPECT_FALSE(fs::exists(bench.disc + "/disc.bin"));
 }
 
+// Reading the one would never end, opening the other neither.
+TEST_F(AudioJobTest, DevicesAndPipesAreNeverOpened) {
+    const fs::path zeros = bench.Source() / "x.flac";
+    const fs::path pipe = bench.Source() / "y.wav";
+    bench.host.queue = {bench.AddWav("a.wav", pcm), ToWide(zeros.string()), ToWide(pipe.string())};
+    fs::create_symlink("/dev/zero", zeros);
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(GetAudioFileLength(ToWide(zeros.string())), 0U);
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Idle);
+    ASSERT_EQ(bench.ui.Texts().size(), 1U);
+    EXPECT_NE(bench.ui.Texts()[0].find(u"Neither files nor folders (2):\n"), std::u16string::npos);
+    bench.ui.onBox = [](const FakeUi::Box&) { return true; };
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_TRUE(bench.IsClosed());
+}
+
 // Each copy tells it, and the other tracks stand where they should.
 TEST_F(AudioJobTest, NamesTheTracksThatLostSound) {
     Bytes torn = codecs::Encoded(".flac", sound);

@@ -108,6 +108,57 @@ TEST(DataJob, ACancelAtAnyMomentLeavesTheDiscAsItStands) {
     }
 }
 
+// Nothing is asked of the disc before the user has seen it, and nothing is told twice.
+TEST(DataJob, WhatIsLeftOutIsToldBeforeTheFirstBlock) {
+    for (const char* kind : {"cd-r", "dvd+rw"}) {
+        SCOPED_TRACE(kind);
+        JobBench bench(kind);
+        const std::u16string pipe = ToWide((bench.Source() / "d/pipe").string());
+        const std::u16string late = bench.AddFile("d/late", Payload(5000, 1));
+        ASSERT_EQ(::mkfifo((bench.Source() / "d/pipe").c_str(), 0600), 0);
+        bench.host.queue = {pipe};
+        EXPECT_EQ(bench.RunData(), JobEnd::Idle);
+        bench.host.queue = {u"/gone", ToWide((bench.Source() / "d").string()),
+                            bench.AddFile("a", Payload(100'000, 1))};
+        EXPECT_EQ(bench.RunData(), JobEnd::Idle);
+        EXPECT_FALSE(bench.commands.contains(mmc::kWrite10) ||
+                     bench.commands.contains(mmc::kFormatUnit) ||
+                     bench.commands.contains(mmc::kModeSelect10));
+        // What happens after that look is told too.
+        bench.env.startThread = [&](std::function<void()> body) {
+            fs::remove(late);
+            fs::create_directory_symlink(bench.Source(), late);
+            return std::thread(std::move(body));
+        };
+        bench.ui.onBox = [&](const FakeUi::Box& box) {
+            return box.text.find(u"/gone") != std::u16string::npos;
+        };
+        EXPECT_EQ(bench.RunData(), JobEnd::Idle);
+        EXPECT_FALSE(bench.commands.contains(mmc::kWrite10));
+        EXPECT_EQ(bench.host.clears, 0);
+        bench.ui.onBox = [](const FakeUi::Box&) { return true; };
+        EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+        EXPECT_EQ(bench.DiscStatus() & 3, kind[0] == 'c' ? 1 : 2);
+
+        const std::u16string first =
+            u"Not everything that you have picked can be written as it is.\n\n"
+            u"Not found (1):\n/gone\n\nNeither files nor folders (1):\n" +
+            pipe;
+        const std::u16string next = u"Not everything that you have picked can be written as it "
+                                    u"is.\n\nEmpty on the disc, for they lead out to a folder "
+                                    u"around themselves (1):\n" +
+                                    late;
+        const Texts begins = {u"Nothing of what you have picked can be written.\n\n"
+                              u"Neither files nor folders (1):\n" +
+                                  pipe,
+                              first, first, next, first};
+        const Texts texts = bench.ui.Texts();
+        for (size_t i = 0; i < std::max(texts.size(), begins.size()); ++i) {
+            EXPECT_TRUE(texts.at(i).starts_with(begins.at(i))) << ToNative(texts[i]);
+        }
+    }
+}
+
 // The scan would take minutes.
 TEST(DataJob, ALongScanDoesNotHoldUpTheEnd) {
     FaultyFiles files;
@@ -122,6 +173,23 @@ TEST(DataJob, ALongScanDoesNotHoldUpTheEnd) {
         bench.host.leaving = true;
         return std::thread(std::move(body));
     };
+    // Nor does the first count; it says what it does, and ends when the program is to end.
+    for (const bool quits : {false, true}) {
+        files.onStatus = [&] { bench.clock.Advance(100); };
+        bench.ui.onStatus = [&](JobKind, const std::u16string& text) {
+            EXPECT_TRUE(text.starts_with(u"Counting files... 0, in ")) << ToNative(text);
+            bench.host.leaving = quits;
+            quits ? void() : bench.ui.Cancel(JobKind::Data);
+        };
+        for (int i = 0; i < 10; ++i) {
+            bench.AddFile(Format("%d", i), {});
+        }
+        EXPECT_EQ(bench.RunData(), JobEnd::Idle);
+        EXPECT_EQ(bench.ui.Statuses(JobKind::Data).size(), quits ? 2U : 1U);
+    }
+    bench.host.leaving = false;
+    bench.ui.onStatus = {};
+    files.onStatus = {};
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(bench.RunData(), JobEnd::Exit);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
@@ -150,10 +218,6 @@ TEST(DataJob, FailuresOnBothWays) {
     const auto grows = [](JobBench& bench, FaultyFiles& files) {
         files.onOpen = [&bench] { bench.AddFile("z", Payload(50'000, 2)); };
     };
-    const auto special = [](JobBench& bench, FaultyFiles&) {
-        bench.host.queue.push_back(ToWide((bench.Source() / "pipe").string()));
-        ASSERT_EQ(::mkfifo((bench.Source() / "pipe").c_str(), 0600), 0);
-    };
     const struct {
         const char* name;
         const char* kind;
@@ -181,7 +245,6 @@ TEST(DataJob, FailuresOnBothWays) {
          {u"Disk creation failed with following error:\n\nCannot open \""},
          true,
          1},
-        {"left out", "dvd+r", special, {u"/"}, true, 1},
         {"grown", "cd-r", grows, {u"File /"}, true, 1},
         {"grown", "dvd+r", grows, {u"File /"}, true, 1},
     };

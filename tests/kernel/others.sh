@@ -46,8 +46,6 @@ step_tgt_data_and_append() {
     make_tree "$here/second" 2 300
     burn data "$here/first"
     tgt_load
-    xorriso -outdev "$device" -toc >"$kept/toc" 2>&1
-    cdrskin "dev=$device" -v -minfo >"$kept/minfo" 2>&1
     same_tree iso9660 "$here/first"
     burn data "$here/second"
     tgt_load

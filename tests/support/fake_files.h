@@ -23,7 +23,9 @@ class FakeFiles : public IFileSystem {
     struct Node : MemoryFileData { // whatever status.size says
         FileStatus status;
         std::vector<std::u16string> names; // of a folder
+        bool isLink = false;               // to a folder: one of the same inode and names
         bool isReadable = true;
+        size_t lists = SIZE_MAX; // names that can be listed before a failure
         bool opens = true;
         bool patchFails = false; // once, halfway
     };
@@ -55,6 +57,7 @@ class FakeFiles : public IFileSystem {
         }
         return found != nodes.end();
     }
+    bool IsLink(const std::u16string& path) override { return At(path).isLink; }
     bool IsReadable(const std::u16string& path) override {
         return nodes.contains(path) && nodes.at(path).isReadable;
     }
@@ -63,8 +66,9 @@ class FakeFiles : public IFileSystem {
             return false;
         }
         const Node& node = nodes.at(folder);
-        names->insert(names->end(), node.names.begin(), node.names.end());
-        return true;
+        const size_t count = std::min(node.lists, node.names.size());
+        names->insert(names->end(), node.names.begin(), node.names.begin() + ptrdiff_t(count));
+        return count == node.names.size();
     }
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
         const auto found = nodes.find(path);

@@ -61,6 +61,7 @@ class MemoryFiles final : public IFileSystem, public MemoryFileData {
         *status = {.size = m_bytes.size()};
         return true;
     }
+    bool IsLink(const std::u16string& /*path*/) override { return false; }
     bool IsReadable(const std::u16string& /*path*/) override { return true; }
     bool Enumerate(const std::u16string& /*folder*/,
                    std::vector<std::u16string>* /*names*/) override {

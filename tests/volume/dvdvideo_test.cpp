@@ -159,6 +159,10 @@ TEST(DvdVideo, BrokenControlDataGiveAPlainVolume) {
         EXPECT_EQ(with.error, c.error) << c.what;
         if (with.error.empty()) {
             EXPECT_EQ(with.toldSectors, without.toldSectors) << c.what;
+            EXPECT_EQ(with.notices,
+                      std::vector<std::u16string>{u"Folder /VIDEO_TS is not laid out for players, "
+                                                  u"for its IFO files are broken or do not fit."})
+                << c.what;
         }
     }
 }

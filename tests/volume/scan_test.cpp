@@ -32,8 +32,8 @@ TEST(Scan, FailuresOfTheQueue) {
         const char16_t* error;
     } cases[] = {
         {{}, u"No files to write."},
-        {{u"/gone"}, u"Cannot add file to disk: /gone."},
-        {{u"/home", u"/gone"}, u"Cannot add file to disk: /gone."},
+        {{u"/gone"}, u"No files to write."},
+        {{u"/home", u"/gone"}, u"No files to write."}, // an empty folder
         {{u"ab"}, u"Internal error #991."},
         {{u"1:\\"}, u"Internal error #992."},
         {{u"CX\\"}, u"Internal error #993."},
@@ -93,14 +93,21 @@ TEST(Scan, LeavesOutWhatHasNoContents) {
     files.AddFile(u"/f/null").status.type = FileStatus::Type::CharacterDevice;
     files.AddFolder(u"/f/locked").isReadable = false;
     files.AddFile(u"/f/kept");
-    const VolumeResult result = MakeVolume(files, {u"/f"});
-    EXPECT_THAT(NamesOf(result), ElementsAre("/f", "/f/kept", "/f/locked"));
-    EXPECT_THAT(result.notices,
-                ElementsAre(u"File /f/vanished cannot be found.", u"File /f/secret cannot be read.",
-                            u"/f/socket is neither a file nor a folder.",
-                            u"File /f/huge is too large.",
-                            u"/f/null is neither a file nor a folder.",
-                            u"Folder /f/locked cannot be read."));
+    files.AddFile(u"/f/half/read");
+    files.AddFile(u"/f/half/not read");
+    files.At(u"/f/half").lists = 1; // then an error
+    files.AddFolder(u"/f/..");
+    const VolumeResult result = MakeVolume(files, {u"/gone", u"/f/..", u"/f"});
+    EXPECT_THAT(NamesOf(result),
+                ElementsAre("/f", "/f/half", "/f/half/read", "/f/kept", "/f/locked"));
+    EXPECT_THAT(
+        result.notices,
+        ElementsAre(u"File /gone cannot be found.", u"/f/.. has no name that a disc could show.",
+                    u"File /f/vanished cannot be found.", u"File /f/secret cannot be read.",
+                    u"/f/socket is neither a file nor a folder.", u"File /f/huge is too large.",
+                    u"/f/null is neither a file nor a folder.", u"Folder /f/locked cannot be read.",
+                    u"Folder /f/half could not be read to its end. What was not read is "
+                    u"not on the disc."));
 }
 
 TEST(Scan, TheLargestFileAndTheLargestVolume) {
@@ -168,6 +175,9 @@ TEST(Scan, ALoopOfLinksEnds) {
     const VolumeResult result = MakeVolume(files, {u"/f"});
     EXPECT_EQ(result.error, u"");
     EXPECT_THAT(NamesOf(result), ElementsAre("/f", "/f/sub", "/f/sub/up"));
+    EXPECT_THAT(result.notices,
+                ElementsAre(u"Folder /f/sub/up is empty on the disc, for its contents are there in "
+                            u"another place."));
 }
 
 TEST(Scan, AFolderThatTurnsIntoAFileIsOne) {
@@ -177,6 +187,7 @@ TEST(Scan, AFolderThatTurnsIntoAFileIsOne) {
     files.onStatus = [&](const std::u16string& path) {
         if (path == u"/f/changing" && ++looks == 2) {
             files.At(path).status.type = FileStatus::Type::Regular;
+            files.At(path).isReadable = true;
         }
     };
     const IsoReader::Tree tree = IsoReader(MakeVolume(files, {u"/f"}).image).RockRidgeTree();
