@@ -49,17 +49,18 @@ std::u16string StillQueuedText(const std::vector<std::u16string>& paths) {
     return text;
 }
 
+uint32_t HeldAudioBytes(uint64_t bytes) {
+    return static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
+}
+
 } // namespace
 
 CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock,
                      Options options)
     : m_drives(drives), m_files(files), m_clock(clock),
       m_startThread(std::move(options.startThread)), m_pSystemBus(options.systemBus),
-      m_measures(
-          files,
-          options.audioLength
-              ? std::move(options.audioLength)
-              : [&files](const std::u16string& path) { return GetAudioFileLength(path, files); }),
+      m_measures(files, options.audioLength ? std::move(options.audioLength)
+                                            : ItemMeasures::AudioLength(GetAudioFileLength)),
       m_watcher([this](const std::stop_token& stop) { return MeasureQueue(stop); },
                 options.queueSettle),
       m_queue([this] { m_watcher.QueueChanged(); }), m_settings(store) {}
@@ -92,73 +93,111 @@ bool CCDWriter::AddPath(const std::u16string& path) {
 
 void CCDWriter::TakeOverQueue() {
     ClearQueue();
-    m_watcher.Stop();
+    m_watcher.Silence();
     m_bExclusiveQueue = true;
 }
 
-uint64_t CCDWriter::QueueBytes() {
-    uint64_t bytes = 0;
+std::optional<uint64_t> CCDWriter::QueueBytes() {
+    uint64_t sum = 0;
     for (const std::u16string& path : m_queue.Paths()) {
-        bytes += m_measures.ItemBytes(path).value_or(0);
+        const std::optional<uint64_t> bytes = m_measures.KnownBytes(path);
+        if (!bytes) {
+            m_watcher.Hurry();
+            return std::nullopt;
+        }
+        sum += *bytes;
     }
-    return bytes;
+    return sum;
 }
 
-uint32_t CCDWriter::QueueAudioBytes() {
-    uint64_t bytes = 0;
+std::optional<uint32_t> CCDWriter::QueueAudioBytes() {
+    uint64_t sum = 0;
     for (const std::u16string& path : m_queue.Paths()) {
-        bytes += m_measures.ItemAudioBytes(path);
+        const std::optional<uint32_t> bytes = m_measures.KnownAudioBytes(path);
+        if (!bytes) {
+            m_bAudioWanted = true;
+            m_watcher.Hurry();
+            return std::nullopt;
+        }
+        sum += *bytes;
     }
-    return static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
+    return HeldAudioBytes(sum);
 }
 
 std::optional<QueueTotals> CCDWriter::MeasureQueue(const std::stop_token& stop) {
     QueueTotals totals;
     totals.allAudio = m_queue.IsAllAudio();
-    uint64_t audioBytes = 0;
-    for (const std::u16string& path : m_queue.Paths()) {
+    const std::vector<std::u16string> paths = m_queue.Paths();
+    for (const std::u16string& path : paths) {
         const std::optional<uint64_t> bytes = m_measures.ItemBytes(path, stop);
         if (!bytes || stop.stop_requested()) {
             return std::nullopt;
         }
         totals.bytes += *bytes;
-        audioBytes += totals.allAudio ? m_measures.ItemAudioBytes(path) : 0;
     }
-    totals.audioBytes =
-        static_cast<uint32_t>(std::min<uint64_t>(audioBytes, std::numeric_limits<uint32_t>::max()));
+    if (!totals.allAudio && !m_bAudioWanted) {
+        return totals;
+    }
+    uint64_t audioBytes = 0;
+    for (const std::u16string& path : paths) {
+        const std::optional<uint32_t> bytes = m_measures.ItemAudioBytes(path, stop);
+        if (!bytes) {
+            return std::nullopt;
+        }
+        audioBytes += *bytes;
+    }
+    totals.audioBytes = totals.allAudio ? HeldAudioBytes(audioBytes) : 0;
     return totals;
 }
 
-std::u16string CCDWriter::QueueSummaryText() {
+std::optional<std::u16string> CCDWriter::QueueSummaryText() {
     const std::vector<std::u16string> paths = m_queue.Paths();
     if (paths.empty()) {
         return u"Queue is empty.";
     }
+    const bool allAudio = m_queue.IsAllAudio();
+    const std::optional<uint64_t> bytes = QueueBytes();
+    const std::optional<uint32_t> audioBytes = allAudio ? QueueAudioBytes() : 0;
+    if (!bytes || !audioBytes) {
+        return std::nullopt;
+    }
     const auto folders =
-        std::count_if(paths.begin(), paths.end(),
-                      [this](const std::u16string& path) { return IsFolder(m_files, path); });
+        std::count_if(paths.begin(), paths.end(), [this](const std::u16string& path) {
+            return m_measures.IsKnownFolder(path);
+        });
     const auto files = static_cast<std::ptrdiff_t>(paths.size()) - folders;
     std::u16string text = FormatWide("Queue contains %td files and %td folders.\n"
                                      "Total data to write is approximatelly %s.\n\n",
-                                     files, folders, SizeText(QueueBytes()).c_str());
-    if (!m_queue.IsAllAudio()) {
+                                     files, folders, SizeText(*bytes).c_str());
+    if (!allAudio) {
         return text + u"Queue contains non-audio files. Writing Audio CD is impossible";
     }
-    const PlayingTime time(QueueAudioBytes());
+    const PlayingTime time(*audioBytes);
     return text + FormatWide("All files in queue are audio files. Writing Audio CD is possible.\n"
                              "Total audio duration is %u:%02u (min:sec).",
                              time.minutes, time.seconds);
 }
 
 std::u16string CCDWriter::DataHeaderText() {
-    const uint64_t bytes = QueueBytes();
-    return FormatWide("Queue contains approximately %s.", SizeText(bytes).c_str()) +
-           DiscSuffix(bytes, u" BluRay or HD DVD disc required.");
+    return HeaderText(JobKind::Data).value_or(kCalculating);
 }
 
 std::u16string CCDWriter::AudioHeaderText(uint32_t audioBytes) {
     const PlayingTime time(audioBytes);
     return FormatWide("Queue contains %u:%02u (min:sec) of audio.", time.minutes, time.seconds);
+}
+
+std::optional<std::u16string> CCDWriter::HeaderText(JobKind kind) {
+    if (kind == JobKind::Audio) {
+        const std::optional<uint32_t> audioBytes = QueueAudioBytes();
+        return audioBytes ? std::optional(AudioHeaderText(*audioBytes)) : std::nullopt;
+    }
+    const std::optional<uint64_t> bytes = QueueBytes();
+    if (!bytes) {
+        return std::nullopt;
+    }
+    return FormatWide("Queue contains approximately %s.", SizeText(*bytes).c_str()) +
+           DiscSuffix(*bytes, u" BluRay or HD DVD disc required.");
 }
 
 // --- the jobs ---

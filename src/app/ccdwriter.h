@@ -26,6 +26,7 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -69,7 +70,10 @@ class CCDWriter final : public JobHost, public IQueueModel {
     void TakeOverQueue();
     bool IsQueueEmpty() { return m_queue.IsEmpty(); }
     bool IsAllAudio() const { return m_queue.IsAllAudio(); }
-    std::u16string QueueSummaryText();
+    // Empty while the queue is being measured.
+    std::optional<std::u16string> QueueSummaryText();
+    // The same for the head line of the data or audio dialog.
+    std::optional<std::u16string> HeaderText(JobKind kind);
 
     // --- the jobs ---
     // Throw CCDWriterError when a job runs already or no thread can be had.
@@ -88,7 +92,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     std::vector<std::u16string> CopyQueue() override { return m_queue.Paths(&m_nCopied); }
     void TakePaths() override { m_queue.RemoveUpTo(m_nCopied); }
     bool IsQueueExclusive() override { return m_bExclusiveQueue; }
-    uint32_t QueueAudioBytes() override;
+    std::optional<uint32_t> QueueAudioBytes() override;
     std::u16string DataHeaderText() override;
     std::u16string AudioHeaderText(uint32_t audioBytes) override;
     void LoadSettings() override { m_settings.Load(); }
@@ -103,7 +107,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
   private:
     using JobBody = std::function<JobEnd(JobEnv& env)>;
 
-    uint64_t QueueBytes();
+    std::optional<uint64_t> QueueBytes();
     std::optional<QueueTotals> MeasureQueue(const std::stop_token& stop);
     void StartJob(JobBody body);
     void JobThread(const JobBody& body);
@@ -120,6 +124,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     ItemMeasures m_measures;
     QueueWatcher m_watcher;
     WriteQueue m_queue;
+    std::atomic<bool> m_bAudioWanted = false; // the playing time of a queue that isn't all audio
     std::atomic<bool> m_bExclusiveQueue = false;
     uint64_t m_nCopied = 0; // latest arrival that the job has; the job thread's
     Settings m_settings;    // after the construction, the job thread's

@@ -222,11 +222,18 @@ void CMainDlg::OnTrayLeftClick() {
 void CMainDlg::ShowQueueSummary() {
     m_bClickPending = false;
     m_view.KillClickTimer();
-    m_view.ShowBalloon(u"Calculating...", u"", BalloonIcon::None, kCalculatingTimeMs);
-    // Measuring holds up this thread, so the first balloon has to be on the screen by then.
+    m_view.ShowBalloon(kCalculating, u"", BalloonIcon::None, kCalculatingTimeMs);
+    TellSummaryWhenMeasured();
+}
+
+// Looks again and again, as nothing may wait here for a disk.
+void CMainDlg::TellSummaryWhenMeasured() {
     m_view.AfterPainting([this] {
-        m_view.ShowBalloon(m_writer.QueueSummaryText(), u"Queue files...", BalloonIcon::Information,
-                           kSummaryTimeMs);
+        if (const std::optional<std::u16string> text = m_writer.QueueSummaryText()) {
+            m_view.ShowBalloon(*text, u"Queue files...", BalloonIcon::Information, kSummaryTimeMs);
+        } else {
+            TellSummaryWhenMeasured();
+        }
     });
 }
 

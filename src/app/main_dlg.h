@@ -68,6 +68,7 @@ class CMainDlg {
     int32_t Command(uint32_t command);
     int32_t Quit(int32_t code);
     void ShowQueueSummary();
+    void TellSummaryWhenMeasured();
     bool LookForDrives();
     void TellRefusedDrives();
     template <typename Start>

@@ -1,7 +1,9 @@
 #include "app/measures.h"
 #include "jobs/file_list.h"
 
+#include <memory>
 #include <utility>
+#include <vector>
 
 namespace larkspin {
 
@@ -22,6 +24,50 @@ Value Keep(std::mutex& mutex, std::unordered_map<std::u16string, Value>& cache,
     return cache.try_emplace(path, value).first->second;
 }
 
+// The files until `stop` is requested; reads fail from then on. The decoders' libraries, which are
+// in between, let no exception through.
+class StoppableFiles final : public IFileSystem {
+  public:
+    StoppableFiles(IFileSystem& files, const std::stop_token& stop)
+        : m_files(files), m_stop(stop) {}
+
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        return !m_stop.stop_requested() && m_files.Status(path, status);
+    }
+    bool IsLink(const std::u16string& path) override { return m_files.IsLink(path); }
+    bool IsReadable(const std::u16string& path) override { return m_files.IsReadable(path); }
+    bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
+        return m_files.Enumerate(folder, names);
+    }
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
+        auto file = m_files.OpenSequential(path);
+        return file == nullptr ? nullptr : std::make_unique<File>(std::move(file), m_stop);
+    }
+
+  private:
+    class File final : public ISequentialFile {
+      public:
+        File(std::unique_ptr<ISequentialFile> file, const std::stop_token& stop)
+            : m_pFile(std::move(file)), m_stop(stop) {}
+
+        std::ptrdiff_t Read(void* buffer, size_t bytes) override {
+            return m_stop.stop_requested() ? -1 : m_pFile->Read(buffer, bytes);
+        }
+        int64_t Size() override { return m_pFile->Size(); }
+        bool Seek(uint64_t offset) override {
+            return !m_stop.stop_requested() && m_pFile->Seek(offset);
+        }
+        int64_t Tell() override { return m_pFile->Tell(); }
+
+      private:
+        const std::unique_ptr<ISequentialFile> m_pFile;
+        const std::stop_token m_stop;
+    };
+
+    IFileSystem& m_files;
+    const std::stop_token m_stop;
+};
+
 } // namespace
 
 ItemMeasures::ItemMeasures(IFileSystem& files, AudioLength audioLength)
@@ -29,7 +75,7 @@ ItemMeasures::ItemMeasures(IFileSystem& files, AudioLength audioLength)
 
 std::optional<uint64_t> ItemMeasures::ItemBytes(const std::u16string& path,
                                                 const std::stop_token& stop) {
-    if (const std::optional<uint64_t> known = Find(m_mutex, m_bytes, path)) {
+    if (const std::optional<uint64_t> known = KnownBytes(path)) {
         return known;
     }
     const std::optional<uint64_t> bytes = MeasureBytes(path, stop);
@@ -42,6 +88,10 @@ std::optional<uint64_t> ItemMeasures::MeasureBytes(const std::u16string& path,
         FileStatus status;
         return m_files.Status(path, &status) ? status.size : 0;
     }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_folders.insert(path);
+    }
     const FileList list =
         ExpandFolder(m_files, path, [&stop](size_t /*count*/, const std::u16string& /*folder*/) {
             return !stop.stop_requested();
@@ -50,11 +100,28 @@ std::optional<uint64_t> ItemMeasures::MeasureBytes(const std::u16string& path,
                         : std::optional<uint64_t>(SectorsOfFiles(list) * kSectorBytes);
 }
 
-uint32_t ItemMeasures::ItemAudioBytes(const std::u16string& path) {
-    if (const std::optional<uint32_t> known = Find(m_mutex, m_audioBytes, path)) {
-        return *known;
+std::optional<uint32_t> ItemMeasures::ItemAudioBytes(const std::u16string& path,
+                                                     const std::stop_token& stop) {
+    if (const std::optional<uint32_t> known = KnownAudioBytes(path)) {
+        return known;
     }
-    return Keep(m_mutex, m_audioBytes, path, m_audioLength(path));
+    StoppableFiles files(m_files, stop);
+    const uint32_t bytes = m_audioLength(path, files);
+    return stop.stop_requested() ? std::nullopt
+                                 : std::optional(Keep(m_mutex, m_audioBytes, path, bytes));
+}
+
+std::optional<uint64_t> ItemMeasures::KnownBytes(const std::u16string& path) {
+    return Find(m_mutex, m_bytes, path);
+}
+
+std::optional<uint32_t> ItemMeasures::KnownAudioBytes(const std::u16string& path) {
+    return Find(m_mutex, m_audioBytes, path);
+}
+
+bool ItemMeasures::IsKnownFolder(const std::u16string& path) {
+    const std::lock_guard lock(m_mutex);
+    return m_folders.contains(path);
 }
 
 } // namespace larkspin

@@ -15,27 +15,37 @@
 #include <stop_token>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace larkspin {
 
 class ItemMeasures {
   public:
-    // PCM bytes of a file at CD format.
-    using AudioLength = std::function<uint32_t(const std::u16string& path)>;
+    // PCM bytes of a file at CD format, read through `files`.
+    using AudioLength = std::function<uint32_t(const std::u16string& path, IFileSystem& files)>;
 
     ItemMeasures(IFileSystem& files, AudioLength audioLength);
 
     // Bytes of a file, exactly; of a folder, in whole sectors of 2048 bytes. Empty, and not kept,
     // when `stop` is requested meanwhile.
     std::optional<uint64_t> ItemBytes(const std::u16string& path, const std::stop_token& stop = {});
-    uint32_t ItemAudioBytes(const std::u16string& path);
+    // The same, of its sound.
+    std::optional<uint32_t> ItemAudioBytes(const std::u16string& path,
+                                           const std::stop_token& stop = {});
+
+    // What has been measured already. These never wait for a disk.
+    std::optional<uint64_t> KnownBytes(const std::u16string& path);
+    std::optional<uint32_t> KnownAudioBytes(const std::u16string& path);
+    // True for a folder whose bytes are known.
+    bool IsKnownFolder(const std::u16string& path);
 
   private:
     std::optional<uint64_t> MeasureBytes(const std::u16string& path, const std::stop_token& stop);
 
     IFileSystem& m_files;
     AudioLength m_audioLength;
-    std::mutex m_mutex; // guards the two caches
+    std::mutex m_mutex; // guards the next three
+    std::unordered_set<std::u16string> m_folders;
     std::unordered_map<std::u16string, uint64_t> m_bytes;
     std::unordered_map<std::u16string, uint32_t> m_audioBytes;
 };

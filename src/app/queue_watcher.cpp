@@ -70,10 +70,19 @@ void QueueWatcher::Start(Notify notify) {
     m_hWatcherThread = std::jthread([this](const std::stop_token& stop) { WatcherThread(stop); });
 }
 
+void QueueWatcher::Hurry() {
+    m_settled.Set();
+    m_hQueueChanged.Set();
+}
+
+void QueueWatcher::Silence() {
+    const std::lock_guard lock(m_mutex);
+    m_bSilent = true;
+}
+
 void QueueWatcher::Stop() {
     m_hWatcherThread.request_stop();
-    m_stopped.Set();
-    m_hQueueChanged.Set();
+    Hurry();
     if (m_hWatcherThread.joinable()) {
         m_hWatcherThread.join();
     }
@@ -82,7 +91,8 @@ void QueueWatcher::Stop() {
 void QueueWatcher::WatcherThread(const std::stop_token& stop) {
     for (;;) {
         m_hQueueChanged.Lock();
-        if (m_stopped.Lock(m_settle)) {
+        m_settled.Lock(m_settle);
+        if (stop.stop_requested()) {
             return;
         }
         // Else this change gets no notice; the next one is measured anew.
@@ -94,7 +104,8 @@ void QueueWatcher::Pass(const std::stop_token& stop) {
     const std::optional<QueueTotals> totals = m_measure(stop);
     const std::optional<QueueNotice> notice =
         totals ? m_notices.Pass(*totals) : std::optional<QueueNotice>();
-    if (notice && !stop.stop_requested()) {
+    const std::lock_guard lock(m_mutex);
+    if (notice && !stop.stop_requested() && !m_bSilent) {
         m_notify(*notice);
     }
 }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -56,7 +57,11 @@ class QueueWatcher {
     void Start(Notify notify);
     // The queue has changed. On any thread.
     void QueueChanged() { m_hQueueChanged.Set(); }
-    // No notice comes after this returns. Joins the thread, in the middle of a measuring too.
+    // Somebody waits for the measures: they are not put off until the queue has settled.
+    void Hurry();
+    // No notice comes after this returns; measuring goes on.
+    void Silence();
+    // Joins the thread, in the middle of a measuring too. No notice comes after this returns.
     void Stop();
 
   private:
@@ -68,7 +73,9 @@ class QueueWatcher {
     Notify m_notify;
     CapacityNotices m_notices;
     CEvent m_hQueueChanged{CEvent::Reset::Auto};
-    CEvent m_stopped{CEvent::Reset::Manual};
+    CEvent m_settled{CEvent::Reset::Auto}; // before its time
+    std::mutex m_mutex;                    // held while a notice is given
+    bool m_bSilent = false;
     std::jthread m_hWatcherThread;
 };
 

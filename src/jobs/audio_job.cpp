@@ -8,6 +8,7 @@
 #include "platform/text.h"
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -250,23 +251,58 @@ bool AudioWriting::WriteTrack(CReader& reader, int32_t* address, uint64_t totalB
     }
 }
 
+// Empty if the user has given up.
+std::optional<uint32_t> AwaitAudioBytes(JobEnv& env) {
+    LateProgress progress(env, JobKind::Audio, 0);
+    std::optional<uint32_t> audioBytes = env.host.QueueAudioBytes();
+    while (!audioBytes) {
+        if (!progress.Continue([] { return std::u16string(u"Measuring the audio files..."); })) {
+            return std::nullopt;
+        }
+        env.clock.Sleep(kLookTime);
+        audioBytes = env.host.QueueAudioBytes();
+    }
+    return audioBytes;
+}
+
+bool IsTooLong(JobEnv& env, const std::optional<uint32_t>& audioBytes) {
+    const bool isTooLong = audioBytes.value_or(0) > kCdAudioBytes;
+    if (isTooLong) {
+        prompts::AudioOverEightyMinutes(env.ui);
+    }
+    return isTooLong;
+}
+
 } // namespace
 
+// What is measured at once is told before the dialog, which a slow disk must not hold up.
 JobEnd AudioJob(JobEnv& env) {
     const std::vector<std::u16string> queueCopy = env.host.CopyQueue();
-    const uint32_t audioBytes = env.host.QueueAudioBytes();
-    if (audioBytes > kCdAudioBytes) {
-        prompts::AudioOverEightyMinutes(env.ui);
+    std::optional<uint32_t> audioBytes = env.host.QueueAudioBytes();
+    for (int looks = 0; looks < kLooksBeforeDialog && !audioBytes; ++looks) {
+        env.clock.Sleep(kLookTime);
+        audioBytes = env.host.QueueAudioBytes();
+    }
+    if (IsTooLong(env, audioBytes)) {
         return JobEnd::Idle;
     }
-    const CopyParametersResult parameters =
-        env.ui.ShowAudioParameters(env.host.AudioHeaderText(audioBytes));
+    const CopyParametersResult parameters = env.ui.ShowAudioParameters(
+        audioBytes ? env.host.AudioHeaderText(*audioBytes) : kCalculating);
     if (parameters.bCancelled) {
         return EndOfCancelledDialog(env.host);
     }
     CAspiCD* const drive = FindDrive(env, parameters.nDriveIndex);
     if (drive == nullptr) {
         return JobEnd::Idle;
+    }
+    if (!audioBytes) {
+        audioBytes = AwaitAudioBytes(env);
+        if (!audioBytes) {
+            return EndOfCancelledDialog(env.host);
+        }
+        if (IsTooLong(env, audioBytes)) {
+            return JobEnd::Idle;
+        }
     }
     LeftOut leftOut(env.ui);
     const std::optional<FileList> list = ListQueue(env, JobKind::Audio, queueCopy, leftOut);

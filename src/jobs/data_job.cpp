@@ -408,7 +408,13 @@ std::optional<DataWriting::Start> BeginWriting(JobEnv& env, DriveHold& hold, CAs
 
 JobEnd DataJob(JobEnv& env) {
     const std::vector<std::u16string> queueCopy = env.host.CopyQueue();
-    const DataParametersResult parameters = env.ui.ShowDataParameters(env.host.DataHeaderText());
+    // What is measured at once is there when the dialog opens, which a slow disk must not hold up.
+    std::u16string header = env.host.DataHeaderText();
+    for (int looks = 0; looks < kLooksBeforeDialog && header == kCalculating; ++looks) {
+        env.clock.Sleep(kLookTime);
+        header = env.host.DataHeaderText();
+    }
+    const DataParametersResult parameters = env.ui.ShowDataParameters(header);
     if (parameters.bCancelled) {
         return EndOfCancelledDialog(env.host);
     }

@@ -4,10 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace larkspin {
+
+// Stands where the size of the queue is to come.
+inline constexpr const char16_t* kCalculating = u"Calculating...";
 
 class JobHost {
   public:
@@ -22,8 +26,10 @@ class JobHost {
     // The queue was taken over by a feeding program.
     virtual bool IsQueueExclusive() = 0;
 
-    // PCM bytes of the queue; a sum that 32 bits can't hold stays at their greatest number.
-    virtual uint32_t QueueAudioBytes() = 0;
+    // PCM bytes of the queue; a sum that 32 bits can't hold stays at their greatest number. Empty
+    // while the queue is being measured, which this does not wait for.
+    virtual std::optional<uint32_t> QueueAudioBytes() = 0;
+    // kCalculating while the queue is being measured.
     virtual std::u16string DataHeaderText() = 0;
     virtual std::u16string AudioHeaderText(uint32_t audioBytes) = 0;
 

@@ -5,6 +5,7 @@
 #include "jobs/file_list.h"
 #include "jobs/job_frame.h"
 
+#include <chrono>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,6 +13,10 @@
 #include <vector>
 
 namespace larkspin {
+
+// How a job looks whether the queue has been measured, which the dialog does not wait for.
+inline constexpr int kLooksBeforeDialog = 4;
+inline constexpr std::chrono::milliseconds kLookTime{50};
 
 // Remembers what the user has been shown, so that nothing is told twice.
 class LeftOut {

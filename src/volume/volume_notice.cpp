@@ -20,7 +20,7 @@ Forms FormsOf(NoticeReason reason) {
     case NoticeReason::Nameless:
         return {"%s has no name that a disc could show.", "Without a name that a disc could show"};
     case NoticeReason::Missing:
-        return {"File %s cannot be found.", "Not found"};
+        return {"File %s cannot be found.", "Not found or not accessible"};
     case NoticeReason::Unreadable:
         return {"File %s cannot be read.", "Files that cannot be read"};
     case NoticeReason::Special:

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <barrier>
 #include <fcntl.h>
+#include <mutex>
 #include <system_error>
 
 namespace larkspin {
@@ -48,9 +49,11 @@ TEST(QueueTexts, SummaryAndHeadLines) {
         EngineBench bench;
         for (const auto& [path, size] : test.queued) {
             bench.files.AddFile(path, size);
+        }
+        for (const auto& [path, size] : test.queued) { // from now on the watcher looks at them
             bench.writer.AddPath(path);
         }
-        EXPECT_EQ(bench.writer.QueueSummaryText(), test.summary);
+        EXPECT_EQ(bench.Summary(), test.summary);
         EXPECT_EQ(bench.writer.DataHeaderText(), test.head);
     }
     EngineBench bench;
@@ -60,11 +63,36 @@ TEST(QueueTexts, SummaryAndHeadLines) {
 
 TEST(QueueTexts, ASumThat32BitsCannotHoldStaysLong) {
     CCDWriter::Options options = EngineBench::QuickOptions();
-    options.audioLength = [](const std::u16string&) { return 0xC0000000U; };
+    options.audioLength = [](const std::u16string&, IFileSystem&) { return 0xC0000000U; };
     EngineBench bench(std::move(options));
     bench.writer.AddPath(u"/a.mp3");
     bench.writer.AddPath(u"/b.mp3");
+    bench.Summary();
     EXPECT_EQ(bench.writer.QueueAudioBytes(), 0xFFFFFFFFU);
+}
+
+// The disk answers when the test lets it; nobody else waits for it.
+TEST(QueueTexts, ASlowDiskHoldsUpNothing) {
+    std::mutex disk;
+    EngineBench bench;
+    bench.HoldJobsInDialog();
+    bench.files.AddFile(u"/d/a", 4096);
+    bench.files.onStatus = [&](const std::u16string&) { const std::lock_guard turn(disk); };
+    {
+        const std::lock_guard stuck(disk);
+        bench.writer.AddPath(u"/d");
+        EXPECT_EQ(bench.writer.QueueSummaryText(), std::nullopt);
+        bench.writer.TakeOverQueue();
+        bench.writer.AddPath(u"/d");
+        bench.writer.StartDataWrite();
+        ASSERT_TRUE(bench.inDialog.Lock());
+        EXPECT_EQ(bench.ui.Headers().at(0), u"Calculating...");
+        EXPECT_EQ(bench.writer.HeaderText(JobKind::Data), std::nullopt);
+        EXPECT_FALSE(bench.writer.BeginQuit());
+    }
+    bench.Summary();
+    EXPECT_EQ(bench.writer.HeaderText(JobKind::Data), u"Queue contains approximately 4.00 kb.");
+    bench.release.Set();
 }
 
 TEST(Gate, OfTwoRequestsAtOnceOneGetsThrough) {

@@ -24,8 +24,17 @@ struct EngineBench {
     static CCDWriter::Options QuickOptions() {
         CCDWriter::Options options;
         options.queueSettle = std::chrono::milliseconds(0);
-        options.audioLength = [](const std::u16string&) { return 61U * 176'400U; };
+        options.audioLength = [](const std::u16string&, IFileSystem&) { return 61U * 176'400U; };
         return options;
+    }
+
+    // Waits until the queue has been measured.
+    std::u16string Summary() {
+        for (;; std::this_thread::yield()) {
+            if (const std::optional<std::u16string> text = writer.QueueSummaryText()) {
+                return *text;
+            }
+        }
     }
 
     // A job that is in its parameter dialog until Release; the user cancels it then.

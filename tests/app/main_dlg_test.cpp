@@ -231,6 +231,7 @@ TEST(Quitting, EndsAJobThatAsksAndWaitsForItsEnd) {
 TEST(TrayClicks, OneIsTheSummaryTwoWriteThreeArmAgain) {
     DlgBench bench;
     bench.Queue(u"/a.mp3");
+    bench.Summary();
     bench.dlg.OnTrayLeftClick();
     ASSERT_EQ(bench.view.clickTimerMs, 400U);
     bench.view.clickTick();
@@ -243,7 +244,7 @@ TEST(TrayClicks, OneIsTheSummaryTwoWriteThreeArmAgain) {
     EXPECT_EQ(balloons[1].title, u"");
     EXPECT_EQ(balloons[1].icon, BalloonIcon::None);
     EXPECT_EQ(balloons[1].timeoutMs, 60000U);
-    EXPECT_EQ(balloons[2].text, bench.writer.QueueSummaryText());
+    EXPECT_EQ(balloons[2].text, bench.Summary());
     EXPECT_EQ(balloons[2].title, u"Queue files...");
     EXPECT_EQ(balloons[2].timeoutMs, 20000U);
 

@@ -1,5 +1,6 @@
 #include "app/measures.h"
 #include "app/queue.h"
+#include "audio/factory.h"
 #include "jobs/file_list.h"
 #include "platform/text.h"
 #include "support/fake_files.h"
@@ -7,10 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sys/stat.h>
+#include <thread>
 
 namespace larkspin {
 namespace {
@@ -75,7 +78,7 @@ TEST(FileList, FilesComeBeforeThoseOfSubFolders) {
     const FileList list = ExpandPaths(files, {u"/d", u"/single", u"/gone", u"/d/1"});
     EXPECT_EQ(PathsOf(list),
               (Paths{u"/single", u"/d/1", u"/d/1", u"/d/2", u"/d/sub/3", u"/d/sub/deep/4"}));
-    EXPECT_EQ(ListOf(list.leftOut), u"Not found (1):\n/gone");
+    EXPECT_EQ(ListOf(list.leftOut), u"Not found or not accessible (1):\n/gone");
     EXPECT_EQ(SectorsOfFiles(list), 6U);
     EXPECT_TRUE(IsFolder(files, u"C:\\"));
     EXPECT_TRUE(IsFolder(files, u"ab"));
@@ -129,7 +132,7 @@ TEST(ItemMeasures, MeasuresOnceAndKeepsIt) {
     files.AddFile(u"/d/1", 100);
     files.AddFile(u"/d/sub/2", 2049);
     int audioCalls = 0;
-    ItemMeasures measures(files, [&](const std::u16string&) {
+    ItemMeasures measures(files, [&](const std::u16string&, IFileSystem&) {
         ++audioCalls;
         return 7U;
     });
@@ -155,9 +158,18 @@ TEST(ItemMeasures, AMeasureThatWasStoppedIsNotKept) {
             stop.request_stop();
         }
     };
-    ItemMeasures measures(files, [](const std::u16string&) { return 0U; });
+    ItemMeasures measures(files, GetAudioFileLength);
     EXPECT_EQ(measures.ItemBytes(u"/d", stop.get_token()), std::nullopt);
     EXPECT_EQ(measures.ItemBytes(u"/d"), 4096U);
+
+    // Zeros without an end, among which a decoder looks for a first frame.
+    files.AddFile(u"/x.flac", uint64_t{1} << 40);
+    std::stop_source hurry;
+    const std::jthread later([&hurry] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        hurry.request_stop();
+    });
+    EXPECT_EQ(measures.ItemAudioBytes(u"/x.flac", hurry.get_token()), std::nullopt);
 }
 
 } // namespace

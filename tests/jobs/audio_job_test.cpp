@@ -192,6 +192,14 @@ TEST(AudioJob, EightyMinutesComeToTheDialogAndNoMore) {
                     u"won't fit any CD-R/RW.\n\nPlease edit your selection and invoke Larkspin "
                     u"again."});
     EXPECT_EQ(bench.ui.Boxes()[0].icon, BoxIcon::Stop);
+
+    // What lasts is measured behind the dialog.
+    bench.ui.audio.bCancelled = false;
+    bench.host.measuring = 20;
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Idle);
+    EXPECT_EQ(bench.ui.Headers().back(), u"Calculating...");
+    EXPECT_EQ(bench.ui.Statuses(JobKind::Audio), Texts{u"Measuring the audio files..."});
+    EXPECT_EQ(bench.ui.Boxes().size(), 2U);
 }
 
 TEST(AudioJob, SevenThousandBlocksOfGrace) {

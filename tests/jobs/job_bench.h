@@ -72,6 +72,7 @@ class FakeHost final : public JobHost {
     bool exclusive = false;
     std::atomic<bool> leaving = false;
     uint32_t audioBytes = 0;
+    int measuring = 0; // looks until it is known
     int settingsLoads = 0;
     int clears = 0;
 
@@ -82,7 +83,9 @@ class FakeHost final : public JobHost {
     }
     bool IsLeaving() override { return leaving; }
     bool IsQueueExclusive() override { return exclusive; }
-    uint32_t QueueAudioBytes() override { return audioBytes; }
+    std::optional<uint32_t> QueueAudioBytes() override {
+        return measuring-- > 0 ? std::nullopt : std::optional(audioBytes);
+    }
     std::u16string DataHeaderText() override { return u"data header"; }
     std::u16string AudioHeaderText(uint32_t) override { return u"audio header"; }
     void LoadSettings() override { ++settingsLoads; }
