@@ -54,6 +54,7 @@ step_tgt_data_and_append() {
 
 step_tgt_image() {
     trap tgt_gone EXIT
+    answer=alt+y allowed='small enough to fit' # a CD would do
     tgt_disc
     make_tree "$here/first" 1 300
     xorriso -as mkisofs -quiet -R -V IMAGE -o "$here/image.iso" "$here/first" 2>/dev/null
