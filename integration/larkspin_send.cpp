@@ -38,6 +38,10 @@ constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
   --help         this text
   --version      the version of the program
 
+Options of write-data and burn, in front of what else they take:
+  --verify       tick "Verify" in the dialog: the disc is read back when it is written
+  --no-verify    untick it
+
 Larkspin is started if it does not run; query and quit never start it. What is written, where and
 how fast is asked by Larkspin itself.
 
@@ -100,6 +104,16 @@ QByteArray PathArgument(const std::string& word) {
     return QByteArray::fromStdString(AbsolutePath(PathOfAddress(word)));
 }
 
+// Takes the options that stand first in `words`, and gives the argument of the D-Bus methods.
+uint TakeVerifyWish(std::vector<std::string>* words) {
+    uint wish = 0;
+    while (!words->empty() && (words->front() == "--verify" || words->front() == "--no-verify")) {
+        wish = words->front() == "--verify" ? 1 : 2;
+        words->erase(words->begin());
+    }
+    return wish;
+}
+
 // The answer to the start of a job.
 int Started(int result, const char* reason) {
     if (result == 0) {
@@ -123,7 +137,7 @@ bool AddAll(CLarkspinClient& client, const std::vector<QByteArray>& paths) {
     }
 }
 
-int Add(const std::vector<std::string>& paths) {
+int Add(const std::vector<std::string>& paths, uint) {
     // All of them are looked at first: half a selection is no selection.
     std::vector<QByteArray> absolute;
     absolute.reserve(paths.size());
@@ -142,33 +156,33 @@ int Add(const std::vector<std::string>& paths) {
     return kDone;
 }
 
-int WriteData(const std::vector<std::string>&) {
+int WriteData(const std::vector<std::string>&, uint verify) {
     CLarkspinClient client;
     client.Start();
-    return Started(client.Call("WriteData"), "the queue is empty, or a job runs");
+    return Started(client.Call("WriteData", {verify}), "the queue is empty, or a job runs");
 }
 
-int WriteAudio(const std::vector<std::string>&) {
+int WriteAudio(const std::vector<std::string>&, uint) {
     CLarkspinClient client;
     client.Start();
     return Started(client.Call("WriteAudio"), "the queue is empty, or a job runs");
 }
 
-int Burn(const std::vector<std::string>& image) {
+int Burn(const std::vector<std::string>& image, uint verify) {
     const QByteArray path = PathArgument(image.front());
     CLarkspinClient client;
     client.Start();
-    return Started(client.Call("BurnImage", {path}), "a job runs");
+    return Started(client.Call("BurnImage", {path, verify}), "a job runs");
 }
 
-int Erase(const std::vector<std::string>& drive) {
+int Erase(const std::vector<std::string>& drive, uint) {
     CLarkspinClient client;
     client.Start();
     return Started(client.Call("EraseDisk", {QString::fromLocal8Bit(drive.front().c_str())}),
                    "there is no such drive, or a job runs");
 }
 
-int Query(const std::vector<std::string>&) {
+int Query(const std::vector<std::string>&, uint) {
     CLarkspinClient client;
     if (!client.IsRunning()) {
         std::puts("Larkspin does not run.");
@@ -180,14 +194,14 @@ int Query(const std::vector<std::string>&) {
     return kDone;
 }
 
-int TakeOver(const std::vector<std::string>&) {
+int TakeOver(const std::vector<std::string>&, uint) {
     CLarkspinClient client;
     client.Start();
     client.Call("TakeOverQueue");
     return kDone;
 }
 
-int Quit(const std::vector<std::string>&) {
+int Quit(const std::vector<std::string>&, uint) {
     CLarkspinClient client;
     if (client.IsRunning()) {
         try {
@@ -206,14 +220,15 @@ struct Command {
     const char* name;
     size_t fewest; // arguments
     size_t most;
-    int (*run)(const std::vector<std::string>& arguments);
+    int (*run)(const std::vector<std::string>& arguments, uint verify);
+    bool writes = false; // takes the options
 };
 
 constexpr std::array<Command, 8> kCommands = {{
     {"add", 1, SIZE_MAX, Add},
-    {"write-data", 0, 0, WriteData},
+    {"write-data", 0, 0, WriteData, true},
     {"write-audio", 0, 0, WriteAudio},
-    {"burn", 1, 1, Burn},
+    {"burn", 1, 1, Burn, true},
     {"erase", 1, 1, Erase},
     {"query", 0, 0, Query},
     {"take-over", 0, 0, TakeOver},
@@ -238,6 +253,7 @@ int Run(const std::vector<std::string>& words) {
             continue;
         }
         std::vector<std::string> arguments(words.begin() + 1, words.end());
+        const uint verify = command.writes ? TakeVerifyWish(&arguments) : 0;
         if (!arguments.empty() && arguments.front() == "--") {
             arguments.erase(arguments.begin());
         }
@@ -246,7 +262,7 @@ int Run(const std::vector<std::string>& words) {
                      "; see larkspin-send --help");
             return kUsage;
         }
-        return command.run(arguments);
+        return command.run(arguments, verify);
     }
     TellUser("unknown command " + words[0] + "; see larkspin-send --help");
     return kUsage;

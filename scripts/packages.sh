@@ -7,7 +7,7 @@ LARKSPIN_BUILD_PACKAGES=(
     qt6-base-dev libqt6svg6-dev librsvg2-bin
     libmad0-dev libvorbis-dev libflac-dev libsndfile1-dev libsoxr-dev
     libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
-    libloki-dev libboost-dev
+    libloki-dev libboost-dev libxxhash-dev
 )
 
 # A display and a message bus of our own where the desktop has none, and the readers that list a

@@ -206,7 +206,7 @@ nothing_written() {
 }
 
 # end_job: answers what the job says with $answer (Return) and waits for the program's end. What it
-# said is in $said, the first line of each message.
+# said is in $said, the first line of each message, less the word that a disc is good.
 end_job() {
     local told=0 now
     while ! ended "$program"; do
@@ -218,7 +218,7 @@ end_job() {
         fi
         sleep 0.5
     done
-    said=$(sed -n 's/^message: //p' "$log")
+    said=$(sed -n '/^message: The disk has been written and verified: /d; s/^message: //p' "$log")
 }
 
 # burn JOB ARGUMENT...: a job that must have nothing to say but what $allowed names.

@@ -206,19 +206,24 @@ void CCDWriter::StartErase(uint32_t driveIndex) {
     StartJob([driveIndex](JobEnv& env) { return EraseJob(env, driveIndex); });
 }
 
-void CCDWriter::StartImageBurn(const std::u16string& path) {
-    StartJob([path](JobEnv& env) { return ImageJob(env, path); });
+void CCDWriter::StartImageBurn(const std::u16string& path, VerifyWish verify) {
+    StartJob([path](JobEnv& env) { return ImageJob(env, path); }, verify);
 }
 
-void CCDWriter::StartAudioWrite() {
-    StartJob(AudioJob);
+void CCDWriter::StartAudioWrite(VerifyWish verify) {
+    StartJob(AudioJob, verify);
 }
 
-void CCDWriter::StartDataWrite() {
-    StartJob(DataJob);
+void CCDWriter::StartDataWrite(VerifyWish verify) {
+    StartJob(DataJob, verify);
 }
 
-void CCDWriter::StartJob(JobBody body) {
+bool CCDWriter::VerifyAfterWriting() {
+    const VerifyWish wish = m_verify;
+    return wish == VerifyWish::AsSet ? m_settings.VerifyAfterWriting != 0 : wish == VerifyWish::Yes;
+}
+
+void CCDWriter::StartJob(JobBody body, VerifyWish verify) {
     const std::lock_guard lock(m_gate);
     if (m_bBusy || m_bLeaving) {
         throw CCDWriterError(kBusy);
@@ -228,6 +233,7 @@ void CCDWriter::StartJob(JobBody body) {
         m_hJobThread.join();
     }
     m_bBusy = true;
+    m_verify = verify;
     try {
         m_hJobThread = m_startThread([this, work = std::move(body)] { JobThread(work); });
     } catch (const std::exception&) { // no thread, or no memory for one

@@ -33,6 +33,9 @@
 
 namespace larkspin {
 
+// Whether a disc is read back when it is written; the user may choose otherwise in the dialog.
+enum class VerifyWish : uint32_t { AsSet = 0, Yes = 1, No = 2 };
+
 class CCDWriter final : public JobHost, public IQueueModel {
   public:
     struct Options {
@@ -78,9 +81,9 @@ class CCDWriter final : public JobHost, public IQueueModel {
     // --- the jobs ---
     // Throw CCDWriterError when a job runs already or no thread can be had.
     void StartErase(uint32_t driveIndex);
-    void StartImageBurn(const std::u16string& path);
-    void StartAudioWrite();
-    void StartDataWrite();
+    void StartImageBurn(const std::u16string& path, VerifyWish verify = VerifyWish::AsSet);
+    void StartAudioWrite(VerifyWish verify = VerifyWish::AsSet);
+    void StartDataWrite(VerifyWish verify = VerifyWish::AsSet);
     bool IsBusy() const { return m_bBusy; }
     // True when the program may end now. False while a job runs: the user interface is asked to
     // end the program (RequestExit) when the job is over.
@@ -98,6 +101,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     void LoadSettings() override { m_settings.Load(); }
     bool BufferUnderrunProtection() override { return m_settings.BufferUnderrunProtection != 0; }
     bool WriteSpeedControl() override { return m_settings.WriteSpeedControl != 0; }
+    bool VerifyAfterWriting() override;
 
     // IQueueModel
     std::vector<std::u16string> Paths() override { return m_queue.Paths(); }
@@ -109,7 +113,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
 
     std::optional<uint64_t> QueueBytes();
     std::optional<QueueTotals> MeasureQueue(const std::stop_token& stop);
-    void StartJob(JobBody body);
+    void StartJob(JobBody body, VerifyWish verify = VerifyWish::AsSet);
     void JobThread(const JobBody& body);
     void EndJob(JobEnd end);
 
@@ -129,10 +133,11 @@ class CCDWriter final : public JobHost, public IQueueModel {
     uint64_t m_nCopied = 0; // latest arrival that the job has; the job thread's
     Settings m_settings;    // after the construction, the job thread's
 
-    // Guards the next three, the hand-over to a new job thread, and that no path comes between the
-    // last look at the queue and the end.
+    // Guards the members below, the hand-over to a new job thread, and that no path comes between
+    // the last look at the queue and the end.
     std::mutex m_gate;
     std::atomic<bool> m_bBusy = false;
+    std::atomic<VerifyWish> m_verify = VerifyWish::AsSet; // of the job that runs
     bool m_bQuitWhenDone = false;
     bool m_bLeaving = false; // the program has been asked to end
     std::thread m_hJobThread;

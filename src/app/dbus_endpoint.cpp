@@ -43,16 +43,28 @@ int CDbusEndpoint::AddPath(const QByteArray& path) {
 }
 
 int CDbusEndpoint::WriteData() {
-    return m_dialog.ProcessMessage(UM_WRITE_DATA);
+    return WriteData(0);
 }
 
 int CDbusEndpoint::WriteAudio() {
-    return m_dialog.ProcessMessage(UM_WRITE_AUDIO);
+    return WriteAudio(0);
 }
 
 int CDbusEndpoint::BurnImage(const QByteArray& path) {
+    return BurnImage(path, 0);
+}
+
+int CDbusEndpoint::WriteData(uint verify) {
+    return m_dialog.ProcessMessage(UM_WRITE_DATA, verify);
+}
+
+int CDbusEndpoint::WriteAudio(uint verify) {
+    return m_dialog.ProcessMessage(UM_WRITE_AUDIO, verify);
+}
+
+int CDbusEndpoint::BurnImage(const QByteArray& path, uint verify) {
     Message(WM_COPYDATA, path);
-    return m_dialog.ProcessMessage(UM_BURN_IMAGE);
+    return m_dialog.ProcessMessage(UM_BURN_IMAGE, verify);
 }
 
 int CDbusEndpoint::EraseDisk(const QString& drive) {

@@ -38,6 +38,10 @@ class CDbusEndpoint final : public QObject {
     int WriteData();
     int WriteAudio();
     int BurnImage(const QByteArray& path);
+    // `verify` is a VerifyWish: 0 as the settings say, 1 yes, 2 no.
+    int WriteData(uint verify);
+    int WriteAudio(uint verify);
+    int BurnImage(const QByteArray& path, uint verify);
     // "sr0", "/dev/sr0", or the drive's letter.
     int EraseDisk(const QString& drive);
     int QueryQueue();

@@ -24,14 +24,14 @@ class EchoUi final : public CCDWriterUI {
     bool AskUser(const std::u16string& text, const std::u16string& title, BoxButtons buttons,
                  BoxIcon icon) override;
 
-    DataParametersResult ShowDataParameters(const std::u16string& header) override {
-        return m_ui.ShowDataParameters(header);
+    DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) override {
+        return m_ui.ShowDataParameters(header, verify);
     }
-    CopyParametersResult ShowAudioParameters(const std::u16string& header) override {
-        return m_ui.ShowAudioParameters(header);
+    CopyParametersResult ShowAudioParameters(const std::u16string& header, bool verify) override {
+        return m_ui.ShowAudioParameters(header, verify);
     }
-    CopyParametersResult ShowImageParameters(const std::u16string& header) override {
-        return m_ui.ShowImageParameters(header);
+    CopyParametersResult ShowImageParameters(const std::u16string& header, bool verify) override {
+        return m_ui.ShowImageParameters(header, verify);
     }
     EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override {
         return m_ui.ShowEraseType(speeds);

@@ -26,6 +26,11 @@ constexpr uint32_t kCalculatingTimeMs = 60000;
 constexpr uint32_t kRefusedTimeMs = 20000;
 constexpr uint32_t kSummaryTimeMs = 20000;
 
+VerifyWish WishOf(uint32_t argument) {
+    const auto wish = static_cast<VerifyWish>(argument);
+    return wish == VerifyWish::Yes || wish == VerifyWish::No ? wish : VerifyWish::AsSet;
+}
+
 } // namespace
 
 CMainDlg::CMainDlg(CCDWriter& writer, DriveCatalog& drives, IMainView& view)
@@ -53,11 +58,11 @@ int32_t CMainDlg::ProcessMessage(uint32_t message, uint32_t argument, const std:
         return AddPath();
     case UM_WRITE_DATA:
     case UM_WRITE_DATA_TOO:
-        return WriteDataDisk();
+        return WriteDataDisk(WishOf(argument));
     case UM_WRITE_AUDIO:
-        return WriteAudioDisk();
+        return WriteAudioDisk(WishOf(argument));
     case UM_BURN_IMAGE:
-        return BurnImageFile();
+        return BurnImageFile(WishOf(argument));
     case UM_ERASE_DISK:
         return EraseDiskInDrive();
     case UM_TAKE_OVER_QUEUE:
@@ -164,25 +169,25 @@ int32_t CMainDlg::Guarded(Start start) {
     }
 }
 
-int32_t CMainDlg::WriteDataDisk() {
+int32_t CMainDlg::WriteDataDisk(VerifyWish verify) {
     if (m_writer.IsQueueEmpty()) {
         return kNotStarted;
     }
-    return Guarded([this] { m_writer.StartDataWrite(); });
+    return Guarded([&] { m_writer.StartDataWrite(verify); });
 }
 
-int32_t CMainDlg::WriteAudioDisk() {
+int32_t CMainDlg::WriteAudioDisk(VerifyWish verify) {
     if (m_writer.IsQueueEmpty()) {
         return kNotStarted;
     }
-    return Guarded([this] { m_writer.StartAudioWrite(); });
+    return Guarded([&] { m_writer.StartAudioWrite(verify); });
 }
 
-int32_t CMainDlg::BurnImageFile() {
+int32_t CMainDlg::BurnImageFile(VerifyWish verify) {
     if (m_strStagedPath.empty()) {
         return kNotStarted;
     }
-    return Guarded([this] { m_writer.StartImageBurn(m_strStagedPath); });
+    return Guarded([&] { m_writer.StartImageBurn(m_strStagedPath, verify); });
 }
 
 int32_t CMainDlg::EraseDiskInDrive() {

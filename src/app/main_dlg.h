@@ -45,7 +45,8 @@ class CMainDlg {
     // All references are kept.
     CMainDlg(CCDWriter& writer, DriveCatalog& drives, IMainView& view);
 
-    // `argument` is the tag of a WM_COPYDATA, the command of a WM_COMMAND, else without meaning;
+    // `argument` is the tag of a WM_COPYDATA, the command of a WM_COMMAND, the VerifyWish of a
+    // message that writes (any other number is AsSet), else without meaning;
     // `path` counts for WM_COPYDATA only. An unknown number gives 0.
     int32_t ProcessMessage(uint32_t message, uint32_t argument = 0,
                            const std::u16string& path = {});
@@ -60,9 +61,9 @@ class CMainDlg {
 
   private:
     int32_t AddPath();
-    int32_t WriteDataDisk();
-    int32_t WriteAudioDisk();
-    int32_t BurnImageFile();
+    int32_t WriteDataDisk(VerifyWish verify = VerifyWish::AsSet);
+    int32_t WriteAudioDisk(VerifyWish verify = VerifyWish::AsSet);
+    int32_t BurnImageFile(VerifyWish verify);
     int32_t EraseDiskInDrive();
     int32_t TakeOverQueue();
     int32_t Command(uint32_t command);

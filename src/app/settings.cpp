@@ -20,12 +20,13 @@ struct Row {
     uint32_t defaultValue;
 };
 
-constexpr std::array<Row, 5> kRows = {{
+constexpr std::array<Row, 6> kRows = {{
     {"BufferUnderrunProtection", &Settings::BufferUnderrunProtection, 1},
     {"WriteSpeedControl", &Settings::WriteSpeedControl, 1},
     {"BeepWhenDone", &Settings::BeepWhenDone, 0},
     {"GaplessAudioWrite", &Settings::GaplessAudioWrite, 1},
     {kShowFileIconsValue, &Settings::ShowFileIcons, 1},
+    {"VerifyAfterWriting", &Settings::VerifyAfterWriting, 1},
 }};
 
 } // namespace

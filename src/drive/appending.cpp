@@ -73,28 +73,34 @@ int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
     return m_nNextStart;
 }
 
-void CAspiCD::UpdateVolumeDescriptors() {
+std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
     // With nothing written the old descriptors still tell the truth; the new ones, if a cancelled
     // recording got as far as reading them, would hide the old files behind data that isn't there.
     if (m_nSessionStart == 0 || !m_bMediaWritten)
-        return;
+        return {};
     uint8_t* const older = m_pWriteBuffer.get();
     const uint8_t* const newer = m_pWriteBuffer.get() + kDvdChunkBytes;
     const auto sessionStart = static_cast<uint32_t>(m_nSessionStart);
     if (ReadOverwriteDescriptors(older) == 0)
-        return;
+        return {};
     if (!IsPrimaryDescriptor(newer))
         throw CgrowisofsException("internal error #1023");
     const bool hadUdf = MergeDescriptorSets(
         {older, kDvdChunkBytes}, {newer, kDvdChunkBytes},
         static_cast<uint32_t>(VolumeEnd(*this, newer, m_nSessionStart)), sessionStart);
-    RewriteChunk(*this, older, kFirstDescriptorBlock);
+    std::vector<DvdChunk> rewritten;
+    const auto rewrite = [&](uint32_t block) {
+        RewriteChunk(*this, older, block);
+        rewritten.push_back({block, {older, older + kDvdChunkBytes}});
+    };
+    rewrite(kFirstDescriptorBlock);
     // Some readers go to the anchor without asking whether the disc has a volume of UDF.
     if (hadUdf && sessionStart > kFirstAnchor && ReadBlocks(older, kDvdChunkBlocks, kFirstAnchor) &&
         IsAnchor({older, kDvdBlockBytes})) {
         std::fill_n(older, kDvdBlockBytes, uint8_t{0});
-        RewriteChunk(*this, older, kFirstAnchor);
+        rewrite(kFirstAnchor);
     }
+    return rewritten;
 }
 
 int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {

@@ -74,6 +74,12 @@ class CAspiCD : public IBlockReader {
         std::array<char, 128> m_szText = {};
     };
 
+    // kDvdChunkBytes of a DVD.
+    struct DvdChunk {
+        uint32_t block;
+        std::vector<uint8_t> bytes;
+    };
+
     using Finisher = void (*)(CAspiCD& drive);
 
     // `transport` is not owned and must outlive the object.
@@ -251,6 +257,15 @@ class CAspiCD : public IBlockReader {
     int RestartPlusRwFormat(CScsiCommand& command, int64_t size);
     int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
 
+    // --- reading back what was written (read_back.cpp) ---
+    // Both give 0, an error code, or -1 without an answer. Nothing is tried twice.
+    int ReadData(void* buffer, uint32_t count, uint32_t lba);
+    // Blocks of 2352 bytes of CD audio; the drive may be off by some samples, always the same.
+    int ReadAudio(void* buffer, uint32_t count, int32_t lba);
+    // Takes the disc out and in again, for a drive that looks at it only then, and waits for it.
+    // NoDisc from a drive that can't close its tray itself. The door must not be locked.
+    UnitState ReloadDisc(const GoOn& goOn);
+
     // --- appending (appending.cpp, appending_cd.cpp, open_session.cpp) ---
     // Closes a session that a recording left open when it was cut off, and its track; the disc
     // stays open for another one. A track that is too short for the drive gets zeros first, which a
@@ -270,9 +285,10 @@ class CAspiCD : public IBlockReader {
     // A track that does not begin behind the last session counts as unreadable.
     int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
     // Lays the new descriptors over those at block 16 of a disc that is written in place, as
-    // descriptor_set.h tells. Does nothing on sequential media, or when nothing was appended.
-    void UpdateVolumeDescriptors();                // throws
-    int ReadOverwriteDescriptors(uint8_t* buffer); // throws
+    // descriptor_set.h tells. Does nothing on sequential media, or when nothing was appended. Gives
+    // what it has written, in the order of the disc.
+    std::vector<DvdChunk> UpdateVolumeDescriptors(); // throws
+    int ReadOverwriteDescriptors(uint8_t* buffer);   // throws
 
     // Identity.
     std::u16string m_strName; // vendor and product, with their trailing blanks

@@ -73,7 +73,7 @@ class EventResponder {
 // are read, and of an answer the part that each caller looks at without asking how long it is (SPC,
 // MMC). `length` bytes are asked for.
 uint32_t NeededBytes(uint8_t direction, uint8_t opcode, uint32_t length) {
-    if ((direction & SRB_DIR_IN) == 0 || opcode == mmc::kRead10)
+    if ((direction & SRB_DIR_IN) == 0 || opcode == mmc::kRead10 || opcode == mmc::kReadCd)
         return length;
     static constexpr std::pair<uint8_t, uint32_t> kHeads[] = {
         {mmc::kReadFormatCapacities, 12}, // list header and current capacity

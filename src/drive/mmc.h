@@ -31,6 +31,7 @@ constexpr uint8_t kGetPerformance = 0xAC;
 constexpr uint8_t kReadDvdStructure = 0xAD;
 constexpr uint8_t kSetStreaming = 0xB6;
 constexpr uint8_t kSetCdSpeed = 0xBB;
+constexpr uint8_t kReadCd = 0xBE;
 constexpr uint8_t kSendDvdStructure = 0xBF;
 
 // Results of CScsiCommand::Transport: (sense key << 16) | (ASC << 8) | ASCQ.

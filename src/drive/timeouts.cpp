@@ -27,6 +27,7 @@ constexpr CommandTime kTimes[] = {
     {mmc::kStartStopUnit, kTray},
     {mmc::kPreventAllowMediumRemoval, kReading},
     {mmc::kRead10, kReading},
+    {mmc::kReadCd, kReading},
     {mmc::kReadToc, kReading},
     {mmc::kReadDiscInformation, kReading},
     {mmc::kReadTrackInformation, kReading},

@@ -287,7 +287,8 @@ JobEnd AudioJob(JobEnv& env) {
         return JobEnd::Idle;
     }
     const CopyParametersResult parameters = env.ui.ShowAudioParameters(
-        audioBytes ? env.host.AudioHeaderText(*audioBytes) : kCalculating);
+        audioBytes ? env.host.AudioHeaderText(*audioBytes) : kCalculating,
+        env.host.VerifyAfterWriting());
     if (parameters.bCancelled) {
         return EndOfCancelledDialog(env.host);
     }

@@ -4,6 +4,7 @@
 #include "jobs/generator_thread.h"
 #include "jobs/left_out.h"
 #include "jobs/prompts.h"
+#include "jobs/verification.h"
 #include "platform/text.h"
 #include "volume/iso9660.h"
 
@@ -44,14 +45,16 @@ std::u16string CreationFailedText(const std::u16string& error) {
 class DataWriting {
   public:
     DataWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
-                const VolumeTitle& title, double speed, LeftOut& leftOut)
+                const VolumeTitle& title, double speed, bool verify, LeftOut& leftOut)
         : m_env(env), m_drive(drive), m_dSpeed(speed), m_leftOut(leftOut),
-          m_cancel(CancelOf(env, drive, JobKind::Data)) {
+          m_cancel(CancelOf(env, drive, JobKind::Data)), m_bVerify(verify),
+          m_verification(env, drive, JobKind::Data) {
         m_args.paths = &queue;
         m_args.drive = &drive;
         m_args.title = title;
         m_args.files = &env.files;
         m_args.clock = &env.clock;
+        m_args.record = verify ? &m_record : nullptr;
     }
 
     // CutInPlace: the volume on the disc can't be added to, and there is no earlier one.
@@ -72,8 +75,10 @@ class DataWriting {
     // the disc is to be ejected.
     bool Write() { return m_bDvd ? WriteDvd() : WriteCd(); }
 
+    // Reads back what Write has written, if that is wanted and nothing went wrong.
+    void Verify();
     // What the user has to be told at the end.
-    const std::vector<std::u16string>& Notices() const { return m_notices; }
+    void TellResults();
 
   private:
     void Status(const char16_t* text) { m_env.ui.SetStatus(JobKind::Data, text); }
@@ -86,6 +91,7 @@ class DataWriting {
 
     bool WriteDvd();
     void RecordDvd();
+    void RecordDescriptors(const std::vector<CAspiCD::DvdChunk>& chunks);
     bool WriteCd();
     bool RecordCd();
     bool WriteTrack(int32_t* address, int32_t totalSectors);
@@ -102,6 +108,12 @@ class DataWriting {
     DataRoom m_room;
     GeneratorThreadArgs m_args;
     std::vector<std::u16string> m_notices;
+    const bool m_bVerify;
+    bool m_bWhole = false;  // all that was to be recorded is on the disc, as far as is known
+    WrittenRecord m_record; // of the volume
+    std::vector<WrittenRecord>
+        m_descriptors; // of those that lead to it on a disc that is written in place
+    Verification m_verification;
     std::optional<ProgressScope> m_progress;
     std::unique_ptr<BytePipe> m_pPipe; // outlives the generator: declared first
     std::unique_ptr<ImageGeneratorThread> m_pGenerator;
@@ -255,15 +267,28 @@ void DataWriting::RecordDvd() {
     const std::u16string error = m_pGenerator->Error();
     // A volume that was cut short must not take the place of the one on the disc.
     if (!cancelled && error.empty()) {
-        m_drive.UpdateVolumeDescriptors();
+        RecordDescriptors(m_drive.UpdateVolumeDescriptors());
     }
     Status(u"Finalizing disk...");
-    if (!RunFinisher(m_drive)) {
+    const bool finished = RunFinisher(m_drive);
+    if (!finished) {
         m_notices.push_back(NotFinishedText(m_drive));
     }
+    m_bWhole = finished && !m_cancel() && error.empty();
     // Nothing else would tell this disc from a good one.
     if (!cancelled && !error.empty()) {
         m_notices.push_back(CreationFailedText(error));
+    }
+}
+
+void DataWriting::RecordDescriptors(const std::vector<CAspiCD::DvdChunk>& chunks) {
+    for (const CAspiCD::DvdChunk& chunk : chunks) {
+        const uint64_t position = uint64_t{chunk.block} * kSectorBytes;
+        ExtentList extents;
+        extents.Add({position, chunk.bytes.size()}, u"Volume descriptors");
+        WrittenRecord& record = m_descriptors.emplace_back();
+        record.Expect(std::move(extents), position);
+        record.Take(chunk.bytes);
     }
 }
 
@@ -324,11 +349,14 @@ bool DataWriting::RecordCd() {
         }
         Status(u"Writing lead-in and lead-out...");
         // One that is still busy would take the command's whole time to refuse it.
-        if (!m_drive.m_bGivenUp && m_drive.CloseSession() != 0) {
+        const bool closed = !m_drive.m_bGivenUp && m_drive.CloseSession() == 0;
+        if (!closed && !m_drive.m_bGivenUp) {
             m_notices.push_back(kSessionNotClosed);
         }
+        m_bWhole = closed && !m_drive.m_bCacheLost && !m_cancel();
     }
     if (const std::u16string error = m_pGenerator->Error(); !error.empty()) {
+        m_bWhole = false;
         m_env.ui.ShowMessage(CreationFailedText(error));
     }
     return true;
@@ -381,6 +409,26 @@ bool DataWriting::Abort(const char16_t* message) {
     return Fail(UnlessGivenUp(m_drive, message));
 }
 
+void DataWriting::Verify() {
+    if (!m_bVerify || !m_bWhole || !m_record.IsComplete()) {
+        return;
+    }
+    std::vector<const WrittenRecord*> records;
+    for (const WrittenRecord& descriptors : m_descriptors) {
+        records.push_back(&descriptors);
+    }
+    records.push_back(&m_record);
+    m_verification.CompareData(records);
+}
+
+void DataWriting::TellResults() {
+    ShowClosingNotices(m_env.ui, m_notices);
+    const ExtentList& extents = m_record.Extents();
+    const size_t files = extents.Files();
+    m_verification.Tell(FormatWide("%zu %s, ", files, files == 1 ? "file" : "files") +
+                        FormatSize(static_cast<long long>(extents.FileBytes())));
+}
+
 // Brings the disc, the volume and the room for it together, with the help of the user. Nothing is
 // written but an erase that the user has asked for.
 std::optional<DataWriting::Start> BeginWriting(JobEnv& env, DriveHold& hold, CAspiCD& drive,
@@ -414,7 +462,8 @@ JobEnd DataJob(JobEnv& env) {
         env.clock.Sleep(kLookTime);
         header = env.host.DataHeaderText();
     }
-    const DataParametersResult parameters = env.ui.ShowDataParameters(header);
+    const DataParametersResult parameters =
+        env.ui.ShowDataParameters(header, env.host.VerifyAfterWriting());
     if (parameters.bCancelled) {
         return EndOfCancelledDialog(env.host);
     }
@@ -429,7 +478,8 @@ JobEnd DataJob(JobEnv& env) {
     }
     const VolumeTitle title = MakeVolumeTitle(parameters.strTitle, env.clock.Now());
     DriveHold hold(env.ui, *drive);
-    DataWriting writing(env, *drive, queueCopy, title, parameters.dSpeed, leftOut);
+    DataWriting writing(env, *drive, queueCopy, title, parameters.dSpeed, parameters.bVerify,
+                        leftOut);
     const std::optional<DataWriting::Start> start =
         BeginWriting(env, hold, *drive, writing, HeldSectors(SectorsOfFiles(*list)));
     if (!start) {
@@ -445,13 +495,14 @@ JobEnd DataJob(JobEnv& env) {
             writing.Abandon();
         } else {
             eject = writing.Write();
+            writing.Verify();
         }
     }
     if (eject) {
         drive->EjectDisk();
     }
     hold.Release();
-    ShowClosingNotices(env.ui, writing.Notices());
+    writing.TellResults();
     return JobEnd::Exit;
 }
 

@@ -3,6 +3,7 @@
 #include "platform/text.h"
 #include "volume/iso_gen.h"
 
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -166,6 +167,14 @@ void ImageGeneratorThread::Generate() {
         const std::lock_guard lock(m_mutex);
         m_notices.push_back(notice);
     });
+    std::optional<RecordingSink> recording;
+    if (m_args.record != nullptr) {
+        recording.emplace(*m_args.pipe, *m_args.record);
+        generator.SetExtentsReady([this](ExtentList extents) {
+            m_args.record->Expect(std::move(extents), uint64_t{m_args.nextStart} * kSectorBytes);
+        });
+    }
+    IByteSink& sink = recording ? static_cast<IByteSink&>(*recording) : *m_args.pipe;
     const auto sizeReady = [this](uint32_t totalSectors) {
         m_nTotalSectors = totalSectors;
         {
@@ -176,10 +185,10 @@ void ImageGeneratorThread::Generate() {
     };
     if (m_args.merge) {
         StoppableReader drive(*m_args.drive, m_bStop);
-        generator.MakeMergedVolume(*m_args.paths, *m_args.pipe, m_args.previousStart,
-                                   m_args.nextStart, drive, sizeReady);
+        generator.MakeMergedVolume(*m_args.paths, sink, m_args.previousStart, m_args.nextStart,
+                                   drive, sizeReady);
     } else {
-        generator.MakeVolume(*m_args.paths, *m_args.pipe, m_args.previousStart, m_args.nextStart,
+        generator.MakeVolume(*m_args.paths, sink, m_args.previousStart, m_args.nextStart,
                              sizeReady);
     }
 }

@@ -10,6 +10,7 @@
 #include "jobs/file_list.h"
 #include "jobs/jobs.h"
 #include "jobs/volume_title.h"
+#include "jobs/written_record.h"
 #include "platform/byte_pipe.h"
 #include "platform/event.h"
 #include "volume/options.h"
@@ -35,6 +36,7 @@ struct GeneratorThreadArgs {
     bool hasPrevious = true;    // false: none of the sessions is whole
     std::vector<CutSession> cutSessions; // behind the previous one
     VolumeTitle title;
+    WrittenRecord* record = nullptr; // filled until the generator has been joined; may be null
     IFileSystem* files = nullptr;
     IClock* clock = nullptr;
 };

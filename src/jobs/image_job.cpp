@@ -6,11 +6,14 @@
 #include "jobs/file_list.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
+#include "jobs/verification.h"
 #include "platform/text.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <new>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -46,6 +49,20 @@ std::unique_ptr<ISequentialFile> OpenImage(IFileSystem& files, const std::u16str
     return *bytes >= 0 ? std::move(image) : nullptr;
 }
 
+// An image has no parts that could be named, so that it is told where in it something is wrong.
+ExtentList PiecesOf(int64_t imageBytes) {
+    constexpr uint64_t kPieceBytes = uint64_t{4} << 20;
+    ExtentList pieces;
+    const auto end = static_cast<uint64_t>(imageBytes);
+    for (uint64_t at = 0; at < end; at += kPieceBytes) {
+        const uint64_t bytes = std::min(kPieceBytes, end - at);
+        pieces.Add({at, bytes}, FormatWide("The image from byte %llu to %llu",
+                                           static_cast<unsigned long long>(at),
+                                           static_cast<unsigned long long>(at + bytes - 1)));
+    }
+    return pieces;
+}
+
 // Counts what the DVD logic takes from the image: it knows an end, but not whether it is the right
 // one.
 class CountedSource final : public IByteSource {
@@ -67,14 +84,17 @@ class CountedSource final : public IByteSource {
 class ImageWriting {
   public:
     ImageWriting(JobEnv& env, CAspiCD& drive, const std::u16string& imagePath, int64_t imageBytes,
-                 double speed)
+                 const CopyParametersResult& parameters)
         : m_env(env), m_drive(drive), m_strPath(imagePath), m_nBytes(imageBytes),
           m_nSectors(HeldSectors(static_cast<uint64_t>(imageBytes) / kSectorBytes)),
-          m_dSpeed(speed), m_cancel(CancelOf(env, drive, JobKind::Image)) {}
+          m_dSpeed(parameters.dSpeed), m_bVerify(parameters.bVerify),
+          m_cancel(CancelOf(env, drive, JobKind::Image)) {}
 
     // Both return false when the job has to give up.
     bool CheckDisc();
     bool WriteCopy();
+    // The last copy was, while it was written.
+    bool WasCancelled() const { return m_bCancelled; }
 
   private:
     enum class Verdict { Passed, Again, GiveUp };
@@ -97,7 +117,11 @@ class ImageWriting {
     const int64_t m_nBytes;
     const int32_t m_nSectors; // a last part shorter than a sector is left out
     const double m_dSpeed;
+    const bool m_bVerify;
     const CancelFunctor m_cancel;
+    WrittenRecord m_record; // of this copy, if it is to be verified
+    bool m_bWhole = false;  // this copy is on the disc, as far as is known
+    bool m_bCancelled = false;
     std::vector<std::u16string> m_notices; // what the user has to be told of this copy
 };
 
@@ -165,12 +189,19 @@ ImageWriting::Verdict ImageWriting::CheckCd() {
 }
 
 bool ImageWriting::WriteCopy() {
+    m_bWhole = false;
     if (!(IsDvd(m_drive) ? WriteDvd() : WriteCd())) {
         return false;
+    }
+    m_bCancelled = m_cancel();
+    Verification verification(m_env, m_drive, JobKind::Image);
+    if (m_bVerify && m_bWhole && !m_bCancelled && m_record.IsComplete()) {
+        verification.CompareData(std::array{static_cast<const WrittenRecord*>(&m_record)});
     }
     m_drive.EjectDisk();
     m_hold.Release();
     ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
+    verification.Tell(FormatSize(static_cast<long long>(m_record.Extents().Bytes())));
     return true;
 }
 
@@ -183,7 +214,11 @@ bool ImageWriting::WriteDvd() {
         return Fail(kImageGone);
     }
     Status(u"Writing image...");
-    CountedSource source(*image);
+    if (m_bVerify) {
+        m_record.Expect(PiecesOf(m_nBytes), 0);
+    }
+    RecordingSource recording(*image, m_record);
+    CountedSource source(recording);
     bool told = false;
     try {
         m_drive.ResetDvdState();
@@ -207,11 +242,13 @@ bool ImageWriting::WriteDvd() {
     const bool closed = RunFinisher(m_drive);
     door.Release();
     progress.End();
-    if (!told && m_nBytes < static_cast<int64_t>(kDvdBufferBytes)) {
+    const bool isTooSmall = m_nBytes < static_cast<int64_t>(kDvdBufferBytes);
+    if (!told && isTooSmall) {
         m_notices.push_back(kImageTooSmall);
     } else if (!told && !closed) {
         m_notices.push_back(NotFinishedText(m_drive));
     }
+    m_bWhole = !told && closed && !isTooSmall;
     return true;
 }
 
@@ -237,6 +274,9 @@ bool ImageWriting::WriteCd() {
 
 bool ImageWriting::RecordCd(ISequentialFile& image) {
     std::vector<uint8_t> buffer(size_t{kSectorsPerWrite} * kSectorBytes);
+    if (m_bVerify) {
+        m_record.Expect(PiecesOf(int64_t{m_nSectors} * kSectorBytes), 0);
+    }
     int32_t address = 0;
     int32_t remaining = m_nSectors;
     while (remaining > 0 && !m_cancel()) {
@@ -253,13 +293,15 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
             m_drive.SyncCache();
             return Fail(UnlessGivenUp(m_drive, kWriteFailed));
         }
+        m_record.Take(std::span(buffer).first(static_cast<size_t>(sectors) * kSectorBytes));
         remaining -= sectors;
         m_env.ui.SetProgress(JobKind::Image,
                              static_cast<int>(100 - int64_t{remaining} * 100 / m_nSectors));
     }
     if (!m_cancel()) {
         Status(u"Writing lead-out...");
-        if (m_drive.FinishSaoWrite(&m_cancel) != 0) {
+        m_bWhole = m_drive.FinishSaoWrite(&m_cancel) == 0;
+        if (!m_bWhole) {
             m_notices.push_back(UnlessGivenUp(m_drive, kLeadOutFailed));
         }
         if (remaining > 0) {
@@ -285,7 +327,8 @@ JobEnd ImageJob(JobEnv& env, const std::u16string& imagePath) {
     const CopyParametersResult parameters = env.ui.ShowImageParameters(
         FormatWide("Image to write contains %s of data.",
                    ToNative(FormatSize(imageBytes)).c_str()) +
-        DiscSuffix(static_cast<uint64_t>(imageBytes), u" BluRay disc required."));
+            DiscSuffix(static_cast<uint64_t>(imageBytes), u" BluRay disc required."),
+        env.host.VerifyAfterWriting());
     if (parameters.bCancelled) {
         return JobEnd::Exit;
     }
@@ -294,9 +337,9 @@ JobEnd ImageJob(JobEnv& env, const std::u16string& imagePath) {
         return JobEnd::Exit;
     }
     const uint32_t copies = HeldCopies(parameters.nCopies);
-    ImageWriting writing(env, *drive, imagePath, imageBytes, parameters.dSpeed);
+    ImageWriting writing(env, *drive, imagePath, imageBytes, parameters);
     for (uint32_t written = 1; writing.CheckDisc() && writing.WriteCopy(); ++written) {
-        if (written == copies || env.ui.IsImageCancelled() ||
+        if (written == copies || writing.WasCancelled() ||
             !prompts::NextCopy(env.ui, written, copies)) {
             break;
         }

@@ -43,6 +43,9 @@ CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind);
 uint32_t DiskTypeOf(CAspiCD& drive);
 uint32_t CdTypeOf(CAspiCD& drive);
 
+// The user has cancelled what the progress window of that kind of job shows.
+bool IsCancelled(const CCDWriterUI& ui, JobKind kind);
+
 // A speed from a dialog as SetCdSpeed takes it: -1.0, no wish, gives 0.
 uint32_t WholeSpeed(double speed);
 

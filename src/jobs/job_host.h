@@ -33,10 +33,12 @@ class JobHost {
     virtual std::u16string DataHeaderText() = 0;
     virtual std::u16string AudioHeaderText(uint32_t audioBytes) = 0;
 
-    // Reads the settings anew; the answers of the next two change only by this.
+    // Reads the settings anew; the answers of the next three change only by this.
     virtual void LoadSettings() = 0;
     virtual bool BufferUnderrunProtection() = 0;
     virtual bool WriteSpeedControl() = 0;
+    // What the tick box "Verify" starts with in this job.
+    virtual bool VerifyAfterWriting() = 0;
 };
 
 } // namespace larkspin

@@ -74,13 +74,13 @@ inline bool IsKnown(BalloonIcon icon) {
 }
 
 inline auto Fields(DataParametersResult& record) {
-    auto& [cancelled, drive, speed, title] = record;
-    return std::tie(cancelled, drive, speed, title);
+    auto& [cancelled, drive, speed, title, verify] = record;
+    return std::tie(cancelled, drive, speed, title, verify);
 }
 
 inline auto Fields(CopyParametersResult& record) {
-    auto& [cancelled, drive, speed, copies] = record;
-    return std::tie(cancelled, drive, speed, copies);
+    auto& [cancelled, drive, speed, copies, verify] = record;
+    return std::tie(cancelled, drive, speed, copies, verify);
 }
 
 inline auto Fields(EraseTypeResult& record) {
@@ -168,11 +168,11 @@ inline constexpr Op<std::optional<std::string>()> kOpenWindows{
 inline constexpr Op<void()> kQuit{OpId::Quit};
 
 // CCDWriterUI. Cancel flags and percentages are known to the engine itself.
-inline constexpr Op<DataParametersResult(Text header)> kShowDataParameters{
+inline constexpr Op<DataParametersResult(Text header, bool verify)> kShowDataParameters{
     OpId::ShowDataParameters};
-inline constexpr Op<CopyParametersResult(Text header)> kShowAudioParameters{
+inline constexpr Op<CopyParametersResult(Text header, bool verify)> kShowAudioParameters{
     OpId::ShowAudioParameters};
-inline constexpr Op<CopyParametersResult(Text header)> kShowImageParameters{
+inline constexpr Op<CopyParametersResult(Text header, bool verify)> kShowImageParameters{
     OpId::ShowImageParameters};
 inline constexpr Op<EraseTypeResult(std::vector<double> speeds)> kShowEraseType{
     OpId::ShowEraseType};

@@ -134,16 +134,16 @@ void RemoteUi::TakeWishes() {
 
 // --- CCDWriterUI ---
 
-DataParametersResult RemoteUi::ShowDataParameters(const std::u16string& header) {
-    return m_link.Ask(op::kShowDataParameters, header).value_or(DataParametersResult());
+DataParametersResult RemoteUi::ShowDataParameters(const std::u16string& header, bool verify) {
+    return m_link.Ask(op::kShowDataParameters, header, verify).value_or(DataParametersResult());
 }
 
-CopyParametersResult RemoteUi::ShowAudioParameters(const std::u16string& header) {
-    return m_link.Ask(op::kShowAudioParameters, header).value_or(CopyParametersResult());
+CopyParametersResult RemoteUi::ShowAudioParameters(const std::u16string& header, bool verify) {
+    return m_link.Ask(op::kShowAudioParameters, header, verify).value_or(CopyParametersResult());
 }
 
-CopyParametersResult RemoteUi::ShowImageParameters(const std::u16string& header) {
-    return m_link.Ask(op::kShowImageParameters, header).value_or(CopyParametersResult());
+CopyParametersResult RemoteUi::ShowImageParameters(const std::u16string& header, bool verify) {
+    return m_link.Ask(op::kShowImageParameters, header, verify).value_or(CopyParametersResult());
 }
 
 EraseTypeResult RemoteUi::ShowEraseType(const std::vector<double>& speeds) {

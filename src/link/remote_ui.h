@@ -49,9 +49,9 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     // when none waits any more.
     void ReleaseWaits() { m_link.ReleaseWaits(); }
 
-    DataParametersResult ShowDataParameters(const std::u16string& header) override;
-    CopyParametersResult ShowAudioParameters(const std::u16string& header) override;
-    CopyParametersResult ShowImageParameters(const std::u16string& header) override;
+    DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) override;
+    CopyParametersResult ShowAudioParameters(const std::u16string& header, bool verify) override;
+    CopyParametersResult ShowImageParameters(const std::u16string& header, bool verify) override;
     EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override;
     void StartDataProgress(uint32_t diskType) override { Start(JobKind::Data, diskType); }
     void StartAudioProgress(uint32_t diskType) override { Start(JobKind::Audio, diskType); }

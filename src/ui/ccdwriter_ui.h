@@ -16,6 +16,7 @@ struct DataParametersResult {
     uint32_t nDriveIndex = 0;
     double dSpeed = -1.0; // multiple of the medium's base speed, -1.0 for no wish
     std::u16string strTitle;
+    bool bVerify = false; // read the disc back when it is written
 };
 
 // Also the result of the image dialog.
@@ -24,6 +25,7 @@ struct CopyParametersResult {
     uint32_t nDriveIndex = 0;
     double dSpeed = -1.0;
     uint32_t nCopies = 1;
+    bool bVerify = false;
 };
 
 enum class EraseMode : uint32_t { Quick = 0, Full = 1, Cancelled = 2 };
@@ -57,9 +59,10 @@ class CCDWriterUI {
   public:
     virtual ~CCDWriterUI() = default;
 
-    virtual DataParametersResult ShowDataParameters(const std::u16string& header) = 0;
-    virtual CopyParametersResult ShowAudioParameters(const std::u16string& header) = 0;
-    virtual CopyParametersResult ShowImageParameters(const std::u16string& header) = 0;
+    // `verify`: the tick box to start with.
+    virtual DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) = 0;
+    virtual CopyParametersResult ShowAudioParameters(const std::u16string& header, bool verify) = 0;
+    virtual CopyParametersResult ShowImageParameters(const std::u16string& header, bool verify) = 0;
     virtual EraseTypeResult ShowEraseType(const std::vector<double>& speeds) = 0;
 
     // Progress dialogs. Start: bar to 0, flags cleared, shown and brought to the front, clock and

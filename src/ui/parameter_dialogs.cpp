@@ -70,10 +70,11 @@ double CDriveParameters::Speed(const ParameterInput& input) const {
     return ReadSpeedChoice(m_speeds, input.nSpeedRow);
 }
 
-ParameterContent CDataParameters::Open(const std::u16string& header) {
+ParameterContent CDataParameters::Open(const std::u16string& header, bool verify) {
     ParameterContent content;
     content.kind = JobKind::Data;
     content.strHeader = header;
+    content.bVerify = verify;
     content.drives = DriveTexts(Blanks::Fold);
     content.speeds = SelectDrive(0);
     content.strTitle = FormatDayMonthYear(m_clock.Now());
@@ -87,16 +88,18 @@ DataParametersResult CDataParameters::Accept(const ParameterInput& input) {
     result.bCancelled = false;
     result.nDriveIndex = input.nDriveRow;
     result.dSpeed = Speed(input);
+    result.bVerify = input.bVerify;
     result.strTitle = input.strTitle.substr(0, kTitleLimit);
     m_titles.Add(result.strTitle);
     m_titles.Store(m_store);
     return result;
 }
 
-ParameterContent CCopyParameters::Open(const std::u16string& header) {
+ParameterContent CCopyParameters::Open(const std::u16string& header, bool verify) {
     ParameterContent content;
     content.kind = m_kind;
     content.strHeader = header;
+    content.bVerify = verify;
     content.drives = DriveTexts(Blanks::Keep);
     content.speeds = SelectDrive(0);
     return content;
@@ -107,6 +110,7 @@ CopyParametersResult CCopyParameters::Accept(const ParameterInput& input) const 
     result.bCancelled = false;
     result.nDriveIndex = input.nDriveRow;
     result.dSpeed = Speed(input);
+    result.bVerify = input.bVerify;
     result.nCopies = ParseCopies(input.strCopies.substr(0, kCopiesTextLimit));
     return result;
 }

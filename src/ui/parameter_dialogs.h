@@ -25,6 +25,7 @@ struct ParameterContent {
     std::vector<std::u16string> speeds;     // texts for drive 0, "Max" first
     std::u16string strTitle;                // data only
     std::vector<std::u16string> completion; // data only
+    bool bVerify = false;                   // not in the erase dialog
 };
 
 // What the window held when OK was pressed.
@@ -34,6 +35,7 @@ struct ParameterInput {
     std::u16string strTitle = {};
     std::u16string strCopies = {};
     bool bQuickErase = true;
+    bool bVerify = false;
 };
 
 inline constexpr uint32_t kMinCopies = 1;
@@ -69,7 +71,7 @@ class CDataParameters final : public CDriveParameters {
         : CDriveParameters(drives), m_store(store), m_clock(clock) {}
 
     // Today's date is the title to start with.
-    ParameterContent Open(const std::u16string& header);
+    ParameterContent Open(const std::u16string& header, bool verify);
     // OK was pressed: the title, cut to kTitleLimit units, joins the history.
     DataParametersResult Accept(const ParameterInput& input);
 
@@ -82,7 +84,7 @@ class CDataParameters final : public CDriveParameters {
 // The audio and the image dialog: one design, two pictures.
 class CCopyParameters : public CDriveParameters {
   public:
-    ParameterContent Open(const std::u16string& header);
+    ParameterContent Open(const std::u16string& header, bool verify);
     CopyParametersResult Accept(const ParameterInput& input) const;
 
   protected:

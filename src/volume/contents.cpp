@@ -30,6 +30,7 @@ void AssignFile(VolumeRun& run, IsoEntry& entry, uint32_t padSectors) {
         sector += SectorsOf(section.record.size);
     });
     if (entry.size == 0 && padSectors == 0) {
+        run.empty_files += entry.source_folder != nullptr ? 1 : 0;
         return;
     }
     if (uint64_t{run.plan_sector} + SectorsOf(entry.size) + padSectors > kMostSectors) {

@@ -9,7 +9,14 @@ namespace larkspin {
 class SectorStream;
 
 struct OutputFragment {
+    enum class Kind {
+        Structure, // all of it means something to a reader
+        Contents,  // the files
+        Padding,
+    };
+
     const char* name; // stands in messages
+    Kind kind = Kind::Structure;
 
     // Moves VolumeRun::plan_sector on by the sectors of the fragment. Any of the three may be
     // empty.
@@ -19,7 +26,8 @@ struct OutputFragment {
     // Sends exactly the sectors that `size` took.
     std::function<void(SectorStream&)> write = {};
 
-    uint32_t start = 0; // plan_sector before `size`; 0 for the fragments of the tail
+    uint32_t start = 0;   // plan_sector before `size`
+    uint32_t sectors = 0; // that `size` took
 };
 
 } // namespace larkspin

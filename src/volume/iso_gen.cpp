@@ -65,6 +65,7 @@ struct CCDWriterISOGen::State {
     IClock& clock;
     GenOptions options = {};
     Notice notice = {};
+    ExtentsReady extents_ready = {};
 };
 
 CCDWriterISOGen::CCDWriterISOGen(IFileSystem& files, IClock& clock)
@@ -84,6 +85,10 @@ void CCDWriterISOGen::SetNotice(Notice notice) {
     m_pState->notice = std::move(notice);
 }
 
+void CCDWriterISOGen::SetExtentsReady(ExtentsReady extentsReady) {
+    m_pState->extents_ready = std::move(extentsReady);
+}
+
 void CCDWriterISOGen::MakeVolume(const std::vector<std::u16string>& queue, IByteSink& stream,
                                  uint32_t previousBase, uint32_t sessionBase,
                                  const SizeReady& sizeReady) {
@@ -94,7 +99,7 @@ void CCDWriterISOGen::MakeVolume(const std::vector<std::u16string>& queue, IByte
     if (run.options.el_torito) {
         AddBootCatalog(run);
     }
-    SendVolume(run, stream, sizeReady);
+    SendVolume(run, stream, sizeReady, m_pState->extents_ready);
 }
 
 void CCDWriterISOGen::MakeMergedVolume(const std::vector<std::u16string>& queue, IByteSink& stream,
@@ -108,7 +113,7 @@ void CCDWriterISOGen::MakeMergedVolume(const std::vector<std::u16string>& queue,
         AddBootCatalog(run);
     }
     MergePreviousSession(run, drive);
-    SendVolume(run, stream, sizeReady);
+    SendVolume(run, stream, sizeReady, m_pState->extents_ready);
 }
 
 } // namespace larkspin

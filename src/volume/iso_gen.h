@@ -8,6 +8,7 @@
 #include "platform/byte_stream.h"
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "volume/extent_list.h"
 #include "volume/options.h"
 #include "volume/volume_notice.h"
 
@@ -46,6 +47,8 @@ class CCDWriterISOGen {
     // Called once, on the generator's thread, when the volume's length stands and before the
     // first sector goes out.
     using SizeReady = std::function<void(uint32_t totalSectors)>;
+    // Given, right before SizeReady and on the same thread, what will go out.
+    using ExtentsReady = std::function<void(ExtentList extents)>;
     // Told on the generator's thread: before SizeReady of each name left out of the volume, and
     // after it, before the last sector goes out, of each file that has changed meanwhile.
     using Notice = std::function<void(const VolumeNotice& notice)>;
@@ -60,6 +63,7 @@ class CCDWriterISOGen {
     // The options of the next run; a data disc's own settings are laid over them by MakeVolume.
     GenOptions& Options();
     void SetNotice(Notice notice);
+    void SetExtentsReady(ExtentsReady extentsReady);
 
     // Writes a fresh volume of `queue` that begins at block `sessionBase`. Returns when the last
     // sector has gone out, or as soon as `stream` says that its reader has gone: that is no failure

@@ -23,7 +23,7 @@ namespace {
 constexpr uint32_t kEndPadSectors = 150;
 
 OutputFragment InitialPadFragment(VolumeRun& run) {
-    OutputFragment fragment{.name = "Initial Padblock"};
+    OutputFragment fragment{.name = "Initial Padblock", .kind = OutputFragment::Kind::Padding};
     fragment.size = [&run] { run.plan_sector = run.session_base + kSystemAreaSectors; };
     fragment.write = [&run](SectorStream& stream) {
         stream.WriteZeros(run.session_base + kSystemAreaSectors - stream.WrittenSector());
@@ -32,7 +32,7 @@ OutputFragment InitialPadFragment(VolumeRun& run) {
 }
 
 OutputFragment EndPadFragment(VolumeRun& run) {
-    OutputFragment fragment{.name = "Ending Padblock"};
+    OutputFragment fragment{.name = "Ending Padblock", .kind = OutputFragment::Kind::Padding};
     fragment.size = [&run] { run.plan_sector += kEndPadSectors; };
     fragment.write = [](SectorStream& stream) { stream.WriteZeros(kEndPadSectors); };
     return fragment;
@@ -51,7 +51,7 @@ OutputFragment CleanupFragment(VolumeRun& run) {
 }
 
 OutputFragment ContentsFragment(VolumeRun& run) {
-    OutputFragment fragment{.name = "The File(s)"};
+    OutputFragment fragment{.name = "The File(s)", .kind = OutputFragment::Kind::Contents};
     fragment.generate = [&run] { AssignContents(run); };
     fragment.write = [&run](SectorStream& stream) { StreamContents(run, stream); };
     return fragment;
@@ -123,14 +123,19 @@ void SortTree(VolumeRun& run) {
     root.self = root.entries; // "." stands for the root
 }
 
+void PlaceFragment(VolumeRun& run, OutputFragment& fragment) {
+    fragment.start = run.plan_sector;
+    if (fragment.size) {
+        fragment.size();
+    }
+    fragment.sectors = run.plan_sector - fragment.start;
+}
+
 std::vector<OutputFragment> PlanVolume(VolumeRun& run) {
     std::vector<OutputFragment> fragments = MainFragments(run);
     run.plan_sector = run.session_base;
     for (OutputFragment& fragment : fragments) {
-        fragment.start = run.plan_sector;
-        if (fragment.size) {
-            fragment.size();
-        }
+        PlaceFragment(run, fragment);
     }
     for (OutputFragment& fragment : fragments) {
         if (fragment.generate) {
@@ -138,9 +143,7 @@ std::vector<OutputFragment> PlanVolume(VolumeRun& run) {
         }
     }
     for (OutputFragment& fragment : TailFragments(run)) {
-        if (fragment.size) {
-            fragment.size();
-        }
+        PlaceFragment(run, fragment);
         fragments.push_back(std::move(fragment));
     }
     return fragments;
@@ -148,7 +151,7 @@ std::vector<OutputFragment> PlanVolume(VolumeRun& run) {
 
 void WriteFragments(VolumeRun& run, std::vector<OutputFragment>& fragments, SectorStream& stream) {
     for (OutputFragment& fragment : fragments) {
-        if (fragment.start != 0 && fragment.start != stream.WrittenSector()) {
+        if (fragment.start != stream.WrittenSector()) {
             throw CCDWriterISOGenException(
                 FormatWide("Internal error #910. %s should start at %u but starts at %u.",
                            fragment.name, fragment.start, stream.WrittenSector()));
@@ -166,9 +169,13 @@ void WriteFragments(VolumeRun& run, std::vector<OutputFragment>& fragments, Sect
 
 } // namespace
 
-void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady) {
+void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady,
+                const CCDWriterISOGen::ExtentsReady& extentsReady) {
     SortTree(run);
     std::vector<OutputFragment> fragments = PlanVolume(run);
+    if (extentsReady) {
+        extentsReady(ListExtents(run, fragments));
+    }
     if (sizeReady) {
         sizeReady(run.plan_sector - run.session_base);
     }

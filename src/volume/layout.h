@@ -12,8 +12,10 @@ namespace larkspin {
 struct VolumeRun;
 
 // `run.tree` holds the whole volume. Size and generate pass run first, without any I/O; then
-// `sizeReady` is told the length in sectors; then every sector goes out once, in address order.
+// `extentsReady`, if there is one, is given what goes out, and `sizeReady` is told the length in
+// sectors; then every sector goes out once, in address order.
 // Returns early once the reader of `sink` has gone.
-void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady);
+void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady,
+                const CCDWriterISOGen::ExtentsReady& extentsReady);
 
 } // namespace larkspin

@@ -57,6 +57,7 @@ struct VolumeRun {
     DirectoryRecord root_record;                               // of the primary tree
     DirectoryRecord joliet_root_record;
     std::deque<DeferredFile> contents; // in order of ascending sector
+    size_t empty_files = 0;            // of the queue; they have no place
     UdfPlan udf;
     BootPatches boot_patches;
 

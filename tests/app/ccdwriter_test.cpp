@@ -305,6 +305,21 @@ TEST(Frame, SettingsAreReadAnewForEachJob) {
     bench.writer.Detach();
     EXPECT_FALSE(bench.writer.BufferUnderrunProtection());
     EXPECT_TRUE(bench.writer.WriteSpeedControl());
+    EXPECT_TRUE(bench.ui.VerifyOffered());
+}
+
+TEST(Frame, AWishToVerifyIsForOneJob) {
+    EngineBench bench;
+    bench.ui.data.bCancelled = true;
+    for (const VerifyWish wish : {VerifyWish::No, VerifyWish::AsSet, VerifyWish::Yes}) {
+        bench.store.WriteNumber("Software\\Quernstone Development\\cdwrite", "VerifyAfterWriting",
+                                wish == VerifyWish::Yes ? 0 : 1);
+        bench.writer.StartDataWrite(wish);
+        while (bench.writer.IsBusy()) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(bench.ui.VerifyOffered(), wish != VerifyWish::No);
+    }
 }
 
 } // namespace

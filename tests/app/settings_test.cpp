@@ -11,11 +11,14 @@ TEST(Settings, LoadReadsAnewAndTakesNumbersOnly) {
     MemoryStore store;
     Settings settings(store);
     const auto values = [&settings] {
-        return std::vector<uint32_t>{settings.BufferUnderrunProtection, settings.WriteSpeedControl,
-                                     settings.BeepWhenDone, settings.GaplessAudioWrite,
-                                     settings.ShowFileIcons};
+        return std::vector<uint32_t>{settings.BufferUnderrunProtection,
+                                     settings.WriteSpeedControl,
+                                     settings.BeepWhenDone,
+                                     settings.GaplessAudioWrite,
+                                     settings.ShowFileIcons,
+                                     settings.VerifyAfterWriting};
     };
-    EXPECT_EQ(values(), (std::vector<uint32_t>{1, 1, 0, 1, 1}));
+    EXPECT_EQ(values(), (std::vector<uint32_t>{1, 1, 0, 1, 1, 1}));
     EXPECT_EQ(store.created,
               (std::vector<std::string>{"Software\\Quernstone Development",
                                         "Software\\Quernstone Development\\Tunebarrow",
@@ -24,12 +27,13 @@ TEST(Settings, LoadReadsAnewAndTakesNumbersOnly) {
     store.WriteNumber(kSettingsKey, "BeepWhenDone", 7);
     store.WriteText(kSettingsKey, "WriteSpeedControl", u"0"); // of another type: as if missing
     settings.Load();
-    EXPECT_EQ(values(), (std::vector<uint32_t>{0, 1, 7, 1, 1}));
+    EXPECT_EQ(values(), (std::vector<uint32_t>{0, 1, 7, 1, 1, 1}));
     store.WriteText(kSettingsKey, "BufferUnderrunProtection", u"0"); // back to the default
     store.WriteNumber(kSettingsKey, "GaplessAudioWrite", 0);
     store.WriteNumber(kSettingsKey, "ShowFileIcons", 0);
+    store.WriteNumber(kSettingsKey, "VerifyAfterWriting", 0);
     settings.Load();
-    EXPECT_EQ(values(), (std::vector<uint32_t>{1, 1, 7, 0, 0}));
+    EXPECT_EQ(values(), (std::vector<uint32_t>{1, 1, 7, 0, 0, 0}));
     EXPECT_EQ(store.created.size(), 3U);
 }
 

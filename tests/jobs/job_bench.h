@@ -91,6 +91,7 @@ class FakeHost final : public JobHost {
     void LoadSettings() override { ++settingsLoads; }
     bool BufferUnderrunProtection() override { return true; }
     bool WriteSpeedControl() override { return true; }
+    bool VerifyAfterWriting() override { return false; }
 };
 
 class JobBench {

@@ -218,15 +218,17 @@ struct Bench {
 
 TEST(RemoteUiTest, WhatAJobAsksAndTellsArrivesOnTheOtherSide) {
     Bench bench;
-    bench.fakeUi.data = {false, 3, 4.5, u"T\xDC80itle"};
+    bench.fakeUi.data = {false, 3, 4.5, u"T\xDC80itle", true};
     bench.fakeUi.onBox = [](const FakeUi::Box& box) {
         return box.buttons == BoxButtons::YesNoGuarded;
     };
-    const DataParametersResult data = bench.ui->ShowDataParameters(u"Header");
+    const DataParametersResult data = bench.ui->ShowDataParameters(u"Header", true);
     EXPECT_EQ(data.bCancelled, false);
     EXPECT_EQ(data.nDriveIndex, 3U);
     EXPECT_EQ(data.dSpeed, 4.5);
     EXPECT_EQ(data.strTitle, u"T\xDC80itle");
+    EXPECT_TRUE(data.bVerify);
+    EXPECT_EQ(bench.fakeUi.VerifyOffered(), true);
     bench.fakeUi.erase = {EraseMode::Full, 2.0};
     EXPECT_EQ(bench.ui->ShowEraseType({1.0, 2.0}).mode, EraseMode::Full);
     EXPECT_EQ(bench.fakeUi.EraseSpeeds(), (std::vector<double>{1.0, 2.0}));
@@ -253,7 +255,7 @@ TEST(RemoteUiTest, ADriveIsAskedOnTheThreadOfTheJob) {
         EXPECT_EQ(bench.catalog.Label(0), u"sr0");
         speeds = bench.catalog.WriteSpeeds(0);
     };
-    bench.ui->ShowAudioParameters(u"");
+    bench.ui->ShowAudioParameters(u"", true);
     EXPECT_EQ(bench.drives.askers, std::vector{std::this_thread::get_id()});
     EXPECT_EQ(speeds, (std::vector<double>{1.0, 16.0}));
     // Outside of a job's question there is nobody to ask it.
@@ -289,7 +291,7 @@ TEST(RemoteUiTest, WaitsEndWithTheCancelledAnswerWhenTheWindowsGo) {
             answer.get_future().wait();
         };
         auto job = std::async(std::launch::async,
-                              [&] { return bench.ui->ShowDataParameters(u"").bCancelled; });
+                              [&] { return bench.ui->ShowDataParameters(u"", true).bCancelled; });
         asked.get_future().wait();
         std::thread closing;
         if (released) {

@@ -55,6 +55,8 @@ class FakeUi : public CCDWriterUI {
         }
         return texts;
     }
+    // What the tick box of the last dialog started with.
+    bool VerifyOffered() const { return m_verifyOffered; }
     std::vector<std::u16string> Headers() const { return Locked(m_headers); }
     std::vector<std::u16string> Statuses(JobKind kind) const { return Locked(Of(kind).statuses); }
     std::vector<double> EraseSpeeds() const { return Locked(m_eraseSpeeds); }
@@ -71,13 +73,16 @@ class FakeUi : public CCDWriterUI {
     }
 
     // --- CCDWriterUI ---
-    DataParametersResult ShowDataParameters(const std::u16string& header) override {
+    DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) override {
+        m_verifyOffered = verify;
         return Dialogue(header, data);
     }
-    CopyParametersResult ShowAudioParameters(const std::u16string& header) override {
+    CopyParametersResult ShowAudioParameters(const std::u16string& header, bool verify) override {
+        m_verifyOffered = verify;
         return Dialogue(header, audio);
     }
-    CopyParametersResult ShowImageParameters(const std::u16string& header) override {
+    CopyParametersResult ShowImageParameters(const std::u16string& header, bool verify) override {
+        m_verifyOffered = verify;
         return Dialogue(header, image);
     }
     EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override {
@@ -176,6 +181,7 @@ class FakeUi : public CCDWriterUI {
     }
 
     std::array<Dialog, 4> m_dialogs;
+    std::atomic<bool> m_verifyOffered = false;
     std::atomic<int> m_steps = 0;
     std::atomic<int> m_exits = 0;
     std::atomic<int> m_callbackDepth = 0;

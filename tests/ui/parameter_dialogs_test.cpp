@@ -45,12 +45,12 @@ struct ParameterTest : testing::Test {
     void Use(const std::vector<std::u16string>& titles) {
         for (const std::u16string& title : titles) {
             CDataParameters dialog(drives, store, clock);
-            dialog.Open(u"");
+            dialog.Open(u"", false);
             dialog.Accept({.strTitle = title});
         }
     }
     std::vector<std::u16string> Offered() {
-        return CDataParameters(drives, store, clock).Open(u"").completion;
+        return CDataParameters(drives, store, clock).Open(u"", false).completion;
     }
 
     FakeDrives drives;
@@ -60,7 +60,7 @@ struct ParameterTest : testing::Test {
 
 TEST_F(ParameterTest, SpeedsAreThoseOfTheDriveChosenLast) {
     CBurnImageParameters dialog(drives);
-    dialog.Open(u"");
+    dialog.Open(u"", false);
     EXPECT_EQ(dialog.Accept({.strCopies = u"000000000000001234"}).nCopies, 1U) << "15 count";
     EXPECT_EQ(dialog.Accept({}).dSpeed, 8.0);
     EXPECT_THAT(dialog.SelectDrive(1), ElementsAre(u"Max"));

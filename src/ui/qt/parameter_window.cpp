@@ -5,6 +5,7 @@
 #include "ui/qt/qt_text.h"
 #include "ui/speed_list.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QCompleter>
 #include <QHBoxLayout>
@@ -155,6 +156,7 @@ void CParameterWindow::AddDriveAndSpeed(QBoxLayout& column, const ParameterConte
     auto* inside = new QHBoxLayout(group);
     inside->addWidget(MakeDrives(content), 1);
     inside->addWidget(MakeSpeeds(content));
+    inside->addWidget(MakeVerify(content));
     column.addWidget(group);
 }
 
@@ -174,6 +176,9 @@ void CParameterWindow::AddDriveAndCopies(QBoxLayout& column, const ParameterCont
     inside->addStretch();
     inside->addWidget(MakeLabel(QStringLiteral("Speed"), *speeds));
     inside->addWidget(speeds);
+    if (content.kind == JobKind::Image) {
+        inside->addWidget(MakeVerify(content));
+    }
     column.addWidget(options);
 }
 
@@ -217,6 +222,14 @@ QComboBox* CParameterWindow::MakeSpeeds(const ParameterContent& content) {
     return m_pSpeeds;
 }
 
+QCheckBox* CParameterWindow::MakeVerify(const ParameterContent& content) {
+    m_pVerify = new QCheckBox(QStringLiteral("&Verify"));
+    m_pVerify->setObjectName(QStringLiteral("1020"));
+    m_pVerify->setToolTip(QStringLiteral("Read the disk back and compare it"));
+    m_pVerify->setChecked(content.bVerify);
+    return m_pVerify;
+}
+
 void CParameterWindow::SetSpeeds(uint32_t drive, const std::vector<std::u16string>& texts) {
     if (m_pDrives != nullptr && m_pDrives->currentIndex() == static_cast<int>(drive)) {
         m_pSpeeds->clear();
@@ -237,6 +250,7 @@ ParameterInput CParameterWindow::Input() const {
     if (m_pCopies != nullptr) {
         input.strCopies = FromQt(m_pCopies->text());
     }
+    input.bVerify = m_pVerify != nullptr && m_pVerify->isChecked();
     input.bQuickErase = m_pQuick != nullptr && m_pQuick->isChecked();
     return input;
 }

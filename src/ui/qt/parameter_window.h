@@ -11,6 +11,7 @@
 #include <vector>
 
 class QBoxLayout;
+class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QRadioButton;
@@ -37,11 +38,13 @@ class CParameterWindow final : public QDialog {
     void AddEraseTypes(QBoxLayout& column, const ParameterContent& content);
     QComboBox* MakeDrives(const ParameterContent& content);
     QComboBox* MakeSpeeds(const ParameterContent& content);
+    QCheckBox* MakeVerify(const ParameterContent& content);
 
     QLineEdit* m_pTitle = nullptr;
     QComboBox* m_pDrives = nullptr;
     QComboBox* m_pSpeeds = nullptr;
     QLineEdit* m_pCopies = nullptr;
+    QCheckBox* m_pVerify = nullptr;
     QRadioButton* m_pQuick = nullptr;
     std::function<void(uint32_t)> m_changed;
 };

@@ -259,24 +259,24 @@ void QtUi::ReleaseWaits() {
     m_pImpl->m_main.ReleaseWaits();
 }
 
-DataParametersResult QtUi::ShowDataParameters(const std::u16string& header) {
+DataParametersResult QtUi::ShowDataParameters(const std::u16string& header, bool verify) {
     CDataParameters logic(m_pImpl->m_drives, m_pImpl->m_store, m_pImpl->m_clock);
     const auto input = m_pImpl->AskParameters(
-        logic.Open(header), [&logic](uint32_t drive) { return logic.SelectDrive(drive); });
+        logic.Open(header, verify), [&logic](uint32_t drive) { return logic.SelectDrive(drive); });
     return input ? logic.Accept(*input) : DataParametersResult();
 }
 
-CopyParametersResult QtUi::ShowAudioParameters(const std::u16string& header) {
+CopyParametersResult QtUi::ShowAudioParameters(const std::u16string& header, bool verify) {
     CAudioParameters logic(m_pImpl->m_drives);
     const auto input = m_pImpl->AskParameters(
-        logic.Open(header), [&logic](uint32_t drive) { return logic.SelectDrive(drive); });
+        logic.Open(header, verify), [&logic](uint32_t drive) { return logic.SelectDrive(drive); });
     return input ? logic.Accept(*input) : CopyParametersResult();
 }
 
-CopyParametersResult QtUi::ShowImageParameters(const std::u16string& header) {
+CopyParametersResult QtUi::ShowImageParameters(const std::u16string& header, bool verify) {
     CBurnImageParameters logic(m_pImpl->m_drives);
     const auto input = m_pImpl->AskParameters(
-        logic.Open(header), [&logic](uint32_t drive) { return logic.SelectDrive(drive); });
+        logic.Open(header, verify), [&logic](uint32_t drive) { return logic.SelectDrive(drive); });
     return input ? logic.Accept(*input) : CopyParametersResult();
 }
 

@@ -38,9 +38,9 @@ class QtUi final : public CCDWriterUI, public IMainView {
     // main loop no longer runs; Quit does it too.
     void ReleaseWaits();
 
-    DataParametersResult ShowDataParameters(const std::u16string& header) override;
-    CopyParametersResult ShowAudioParameters(const std::u16string& header) override;
-    CopyParametersResult ShowImageParameters(const std::u16string& header) override;
+    DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) override;
+    CopyParametersResult ShowAudioParameters(const std::u16string& header, bool verify) override;
+    CopyParametersResult ShowImageParameters(const std::u16string& header, bool verify) override;
     EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override;
     void StartDataProgress(uint32_t diskType) override;
     void StartAudioProgress(uint32_t diskType) override;

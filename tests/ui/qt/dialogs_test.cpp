@@ -4,6 +4,7 @@
 #include "platform/settings_keys.h"
 
 #include <QAbstractEventDispatcher>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QKeyEvent>
@@ -33,7 +34,7 @@ TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
     std::thread::id jobThread;
     auto job = Job([&] {
         jobThread = std::this_thread::get_id();
-        return ui->ShowDataParameters(u"head <b>line</b>");
+        return ui->ShowDataParameters(u"head <b>line</b>", true);
     });
     auto* title = Await<QLineEdit>("1011");
     ASSERT_NE(title, nullptr);
@@ -50,6 +51,7 @@ TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
     EXPECT_EQ(result.nDriveIndex, 0U);
     EXPECT_EQ(result.dSpeed, 8.0);
     EXPECT_EQ(result.strTitle, date.toStdU16String());
+    EXPECT_TRUE(result.bVerify) << "as it was to start with";
     EXPECT_EQ(store.ReadText(kTitlesKey, "0"), result.strTitle);
     EXPECT_EQ(drives.askers, std::vector{jobThread});
     EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
@@ -59,7 +61,7 @@ TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
     std::thread::id jobThread;
     const auto show = [&] {
         jobThread = std::this_thread::get_id();
-        return ui->ShowImageParameters(u"");
+        return ui->ShowImageParameters(u"", true);
     };
     auto job = Job(show);
     auto* drive = Await<QComboBox>("1003");
@@ -72,8 +74,10 @@ TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
     EXPECT_EQ(speed->itemText(1), "2.4x");
     EXPECT_EQ(speed->currentIndex(), 0);
     speed->setCurrentIndex(2);
+    Find<QCheckBox>("1020")->click();
     QTest::mouseClick(Button(drive, "1"), Qt::LeftButton);
     CopyParametersResult result = Finish(job);
+    EXPECT_FALSE(result.bVerify);
     EXPECT_EQ(result.nDriveIndex, 1U);
     EXPECT_EQ(result.dSpeed, 1.0);
     EXPECT_EQ(drives.askers, (std::vector{jobThread, jobThread}));
@@ -89,7 +93,7 @@ TEST_F(DialogsTest, AnotherDriveIsAskedForItsSpeedsOnTheJobsThread) {
 
 TEST_F(DialogsTest, TypedCopiesPassThroughAndArrowsKeepTheirLimits) {
     const auto expect = [this](const char* keys, int steps, uint32_t expected) {
-        auto job = Job([&] { return ui->ShowAudioParameters(u""); });
+        auto job = Job([&] { return ui->ShowAudioParameters(u"", true); });
         auto* copies = Await<QSpinBox>("1006");
         auto* edit = copies->findChild<QLineEdit*>("1005");
         ASSERT_NE(edit, nullptr);
@@ -142,11 +146,13 @@ TEST_F(DialogsTest, TabVisitsEveryControlAndEachHasAName) {
         first->window()->close();
         Finish(job);
     };
-    expect([&] { ui->ShowDataParameters(u""); }, "1011",
-           {"1011 Disk title", "1003 Drive", "1004 Speed", "1 OK", "2 Cancel"});
-    const Stops copies = {"1003 Drive", "1006 Copies", "1004 Speed", "1 OK", "2 Cancel"};
-    expect([&] { ui->ShowAudioParameters(u""); }, "1003", copies);
-    expect([&] { ui->ShowImageParameters(u""); }, "1003", copies);
+    expect([&] { ui->ShowDataParameters(u"", true); }, "1011",
+           {"1011 Disk title", "1003 Drive", "1004 Speed", "1020 Verify", "1 OK", "2 Cancel"});
+    const Stops audio = {"1003 Drive", "1006 Copies", "1004 Speed", "1 OK", "2 Cancel"};
+    const Stops image = {"1003 Drive",  "1006 Copies", "1004 Speed",
+                         "1020 Verify", "1 OK",        "2 Cancel"};
+    expect([&] { ui->ShowAudioParameters(u"", true); }, "1003", audio);
+    expect([&] { ui->ShowImageParameters(u"", true); }, "1003", image);
     expect([&] { ui->ShowEraseType({4}); }, "1001",
            {"1001 Quick erase (quickly clean the disk)", "1004 Speed", "1 OK", "2 Cancel"});
 }
@@ -174,7 +180,7 @@ TEST_F(DialogsTest, EveryWayOutCancels) {
         [](QWidget* control) { control->window()->close(); },
     };
     for (const auto& leave : waysOut) {
-        auto job = Job([&] { return ui->ShowDataParameters(u""); });
+        auto job = Job([&] { return ui->ShowDataParameters(u"", true); });
         leave(Await<QLineEdit>("1011"));
         EXPECT_TRUE(Finish(job).bCancelled);
     }
@@ -206,7 +212,7 @@ TEST_F(DialogsTest, SeveralBoxesAreAnsweredInAnyOrder) {
 }
 
 TEST_F(DialogsTest, ReleaseEndsEveryWaitWithTheCancelledAnswer) {
-    auto dialog = Job([&] { return ui->ShowDataParameters(u""); });
+    auto dialog = Job([&] { return ui->ShowDataParameters(u"", true); });
     Await<QLineEdit>("1011");
     auto box = Job([&] { return ui->AskUser(u"box", u"t", BoxButtons::Ok, BoxIcon::None); });
     AwaitBox("box");
@@ -215,7 +221,7 @@ TEST_F(DialogsTest, ReleaseEndsEveryWaitWithTheCancelledAnswer) {
     EXPECT_TRUE(dialog.get().bCancelled);
     EXPECT_FALSE(box.get());
     EXPECT_EQ(neverShown.get().mode, EraseMode::Cancelled);
-    EXPECT_TRUE(ui->ShowAudioParameters(u"").bCancelled) << "and no wait begins any more";
+    EXPECT_TRUE(ui->ShowAudioParameters(u"", true).bCancelled) << "and no wait begins any more";
     Find<QLineEdit>("1011")->window()->close(); // an answer that nobody waits for does no harm
     ui.reset();
     EXPECT_EQ(Find<QLineEdit>("1011"), nullptr);
@@ -240,7 +246,7 @@ TEST_F(DialogsTest, CancelledQuestionsEndAndNoOtherComesUp) {
         return Job(
             [this, text, buttons] { return ui->AskUser(text, u"t", buttons, BoxIcon::None); });
     };
-    auto dialog = Job([&] { return ui->ShowDataParameters(u""); });
+    auto dialog = Job([&] { return ui->ShowDataParameters(u"", true); });
     Await<QLineEdit>("1011");
     auto question = ask(u"yes?", BoxButtons::YesNo);
     auto told = ask(u"told", BoxButtons::Ok);

@@ -1,0 +1,69 @@
+// Reading back what a job has written, and telling whether it is there: between the end of the
+// recording and the eject, through the drive. Nothing is written, and no source is looked at.
+//
+// Used by the job's thread.
+#pragma once
+
+#include "jobs/disc_window.h"
+#include "jobs/job_frame.h"
+#include "jobs/written_record.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace larkspin {
+
+// What became of it.
+struct VerifyResult {
+    enum class End {
+        Whole,
+        Cancelled,
+        BrokenOff,  // the drive or the disc went away; `reason` tells
+        Impossible, // nothing could be compared; `reason` tells
+    };
+
+    End end = End::Whole;
+    std::u16string reason;
+    int percent = 0;                      // that was read
+    size_t bad = 0;                       // extents that differ or can't be read
+    std::vector<std::u16string> firstBad; // a line for each of the first of them
+};
+
+class Verification {
+  public:
+    // Works with the windows of a job of that kind, which must be down.
+    Verification(JobEnv& env, CAspiCD& drive, JobKind kind)
+        : m_env(env), m_drive(drive), m_kind(kind) {}
+
+    // Compares the data that `records` tell of; they are complete and in the order of the disc. The
+    // drive must be held. The user may cancel it, which costs nothing but the certainty.
+    void CompareData(std::span<const WrittenRecord* const> records);
+
+    // One box that says how good the disc is, if a comparison was begun. `contents` names what has
+    // been written: "3 files, 1.20 Mb".
+    void Tell(const std::u16string& contents) const;
+
+  private:
+    CAspiCD::GoOn GoOn() const;
+    bool BringUp(std::span<const WrittenRecord* const> records);
+    bool IsShown(std::span<const WrittenRecord* const> records) const;
+    void Compare(const WrittenRecord& record, DiscWindow& window);
+    bool ReadExtent(const ExtentList::Extent& extent, DiscWindow& window);
+    void AddBad(std::u16string line);
+    void Count(uint64_t bytes);
+    void End(CAspiCD::UnitState state);
+    bool IsOver() const { return m_result->end != VerifyResult::End::Whole; }
+
+    JobEnv& m_env;
+    CAspiCD& m_drive;
+    const JobKind m_kind;
+    std::optional<VerifyResult> m_result;
+    Hash m_hash;
+    uint64_t m_nTotal = 0; // bytes
+    uint64_t m_nDone = 0;
+};
+
+} // namespace larkspin

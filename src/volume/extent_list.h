@@ -1,0 +1,70 @@
+// What goes on the disc, extent by extent, for whoever reads it back: places and names, a few dozen
+// bytes for each.
+//
+// Padding (in front of the descriptors, behind a file's last byte, behind the files) belongs to no
+// extent. Not locked.
+#pragma once
+
+#include "volume/sectors.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace larkspin {
+
+struct OutputFragment;
+struct VolumeRun;
+
+class ExtentList {
+  public:
+    // Bytes from block 0 of the disc on.
+    struct Extent {
+        uint64_t begin = 0;
+        uint64_t bytes = 0;
+
+        uint64_t End() const { return begin + bytes; }
+    };
+
+    // Extents are added in the order of the disc, each behind the end of the one before. One
+    // without bytes is left out.
+    void Add(const Extent& extent, const std::u16string& name);
+    // A file on disk. Files of one folder that follow one another share its path.
+    void AddFile(const Extent& extent, const std::u16string& folder, const std::u16string& name);
+    void AddEmptyFiles(size_t count) { m_nFiles += count; }
+    void Reserve(size_t extents) { m_rows.reserve(extents); }
+
+    size_t Count() const { return m_rows.size(); }
+    size_t Files() const { return m_nFiles; }
+    uint64_t FileBytes() const { return m_nFileBytes; }
+    // Sum of all.
+    uint64_t Bytes() const { return m_nBytes; }
+    Extent At(size_t index) const { return m_rows[index].extent; }
+    // The path of a file, or the name as it was given.
+    std::u16string NameOf(size_t index) const;
+
+  private:
+    static constexpr uint32_t kNoFolder = UINT32_MAX;
+
+    struct Row {
+        Extent extent;
+        uint32_t folder;
+        uint32_t nameEnd; // in m_strNames; it begins where that of the row before ends
+    };
+
+    void AddRow(const Extent& extent, uint32_t folder, const std::u16string& name);
+
+    std::vector<Row> m_rows;
+    std::vector<std::u16string> m_folders;
+    std::string m_strNames; // native
+    size_t m_nFiles = 0;
+    uint64_t m_nFileBytes = 0;
+    uint64_t m_nBytes = 0;
+};
+
+// The extents of a volume whose fragments and files all have their places: what the fragments send,
+// and each file that this run sends.
+ExtentList ListExtents(const VolumeRun& run, const std::vector<OutputFragment>& fragments);
+
+} // namespace larkspin

@@ -1,0 +1,310 @@
+#include "drive/sense.h"
+#include "job_bench.h"
+
+#include <fstream>
+
+namespace larkspin {
+namespace {
+
+// A bench whose jobs verify. `damage` is done to the disc between the writing and the reading.
+struct VerifyBench : JobBench {
+    explicit VerifyBench(const std::string& newKind = "cd-r", IFileSystem& files = PosixFiles())
+        : JobBench(newKind, 0, files) {
+        ui.data.bVerify = ui.audio.bVerify = ui.image.bVerify = true;
+        ui.onStatus = [this](JobKind, const std::u16string& text) {
+            if (text == u"Verifying...") {
+                ++verifies;
+                commandsBefore = commands;
+                if (damage) {
+                    damage();
+                }
+            }
+        };
+    }
+    void Flip(const std::string& file, uint64_t byte) const {
+        std::fstream stream(disc + "/" + file, std::ios::binary | std::ios::in | std::ios::out);
+        stream.seekg(static_cast<std::streamoff>(byte));
+        const int found = stream.get();
+        stream.seekp(static_cast<std::streamoff>(byte));
+        stream.put(static_cast<char>(found ^ 0x10));
+    }
+    int SentSince(uint8_t opcode) { return commands[opcode] - commandsBefore[opcode]; }
+    std::u16string Verdict() const {
+        return ui.Texts().empty() ? std::u16string() : ui.Texts().back();
+    }
+
+    std::function<void()> damage;
+    int verifies = 0;
+    std::map<uint8_t, int> commandsBefore; // the reading
+};
+
+constexpr const char16_t* kGood = u"The disk has been written and verified: ";
+
+TEST(Verify, AGoodDiscIsToldAndOnlyRead) {
+    for (const char* kind : {"cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r",
+                             "dvd+rw", "dvd+r-dl"}) {
+        SCOPED_TRACE(kind);
+        VerifyBench bench(kind);
+        // The sources are gone by then: nobody may look at them.
+        bench.damage = [&] { fs::remove_all(bench.Source()); };
+        for (const char* name : {"first", "second"}) {
+            bench.AddFile(std::string(name) + "/a", Payload(3'000'001, 1));
+            bench.AddFile(std::string(name) + "/deep/b", Payload(5, 2));
+            bench.AddFile(std::string(name) + "/empty", {});
+            bench.host.queue = {ToWide((bench.Source() / name).string())};
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            EXPECT_EQ(bench.Verdict().substr(0, 60), std::u16string(kGood) + u"3 files, 2.86 Mb.")
+                << ToNative(bench.Verdict());
+            EXPECT_EQ(bench.ui.Progress(JobKind::Data), 100);
+            EXPECT_EQ(bench.ui.DiskTypes().back(), kNothingAtStake) << "a cancel costs no disc";
+            for (const uint8_t opcode : {mmc::kWrite10, mmc::kCloseTrackSession, mmc::kBlank,
+                                         mmc::kFormatUnit, mmc::kSynchronizeCache}) {
+                EXPECT_EQ(bench.SentSince(opcode), 0);
+            }
+            EXPECT_GT(bench.SentSince(mmc::kRead10), 0);
+            EXPECT_TRUE(bench.WasEjected());
+            bench.Reload();
+        }
+        EXPECT_EQ(bench.verifies, 2);
+    }
+}
+
+TEST(Verify, EveryFlippedBitOutsidePaddingIsNamed) {
+    const std::string longName(240, 'n'); // its Rock Ridge entries take a continuation area
+    const Bytes contents = Payload(70'001, 7);
+    VerifyBench bench;
+    const auto run = [&](std::optional<uint64_t> flipped) {
+        const std::u16string file = bench.AddFile("folder/" + longName, contents);
+        bench.host.queue = {ToWide((bench.Source() / "folder").string())};
+        bench.InsertNew("cd-r");
+        bench.damage = [&, flipped] {
+            if (flipped) {
+                bench.Flip("track-01.iso", *flipped);
+            }
+        };
+        EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+        return file;
+    };
+    const std::u16string file = run({});
+    const Bytes track = bench.Track();
+    const uint64_t descriptor = 16 * 2048;
+    const auto at = [&](uint64_t offset) { return uint64_t{LoadLe32(&track[offset])} * 2048; };
+    const auto find = [&](std::string_view text, uint64_t from) {
+        const auto found = std::search(track.begin() + static_cast<std::ptrdiff_t>(from),
+                                       track.end(), text.begin(), text.end());
+        return static_cast<uint64_t>(found - track.begin());
+    };
+    const uint64_t name = find("FOLDER", at(descriptor + 158));
+    const uint64_t area = find(longName.substr(0, 200), at(descriptor + 158));
+    ASSERT_LT(area, track.size()) << "no record has room for that many";
+    const uint64_t ce = find("CE\x1c\x01", at(descriptor + 158));
+    ASSERT_LT(ce, track.size());
+    const auto begin = static_cast<uint64_t>(
+        std::search(track.begin(), track.end(), contents.begin(), contents.end()) - track.begin());
+    ASSERT_LT(begin, track.size());
+    const struct {
+        const char* what;
+        uint64_t byte;
+        std::u16string named; // nothing: padding
+    } places[] = {
+        {"volume title", descriptor + 40, u"Primary Volume Descriptor"},
+        {"last byte of the descriptor", descriptor + 2047, u"Primary Volume Descriptor"},
+        {"Joliet descriptor", descriptor + 2048 + 40, u"Joliet Volume Descriptor"},
+        {"path table", at(descriptor + 140), u"ath table"},
+        {"root directory", at(descriptor + 158), u"Directory tree"},
+        {"name", name, u"Directory tree"},
+        {"continuation area", area, u"Directory tree"},
+        {"first continuation area", at(ce + 4) + LoadLe32(&track[ce + 12]), u"Extension record"},
+        {"first byte of the file", begin, file},
+        {"inside the file", begin + 35'000, file},
+        {"last byte of the file", begin + 70'000, file},
+        {"system area", 100, u""},
+        {"behind the file", begin + 70'001, u""},
+        {"end of the track", track.size() - 1, u""},
+    };
+    for (const auto& place : places) {
+        SCOPED_TRACE(place.what);
+        run(place.byte);
+        EXPECT_EQ(bench.Verdict().starts_with(kGood), place.named.empty());
+        EXPECT_NE(bench.Verdict().find(place.named), std::u16string::npos)
+            << ToNative(bench.Verdict());
+        if (!place.named.empty()) {
+            EXPECT_NE(bench.Verdict().find(u": differs (block"), std::u16string::npos);
+            EXPECT_EQ(bench.ui.Boxes().back().icon, BoxIcon::Stop);
+        }
+    }
+}
+
+// An old file is not what this job answers for; what leads to the new ones is.
+TEST(Verify, AnAddedSessionAnswersForItself) {
+    for (const char* kind : {"cd-r", "dvd+rw", "dvd-rw-ow", "dvd-ram"}) {
+        SCOPED_TRACE(kind);
+        VerifyBench bench(kind);
+        const Bytes old = Payload(50'000, 1);
+        bench.host.queue = {bench.AddFile("old", old)};
+        bench.RunData();
+        const bool isCd = std::string(kind) == "cd-r";
+        const Bytes track = bench.Track();
+        const auto oldAt = static_cast<uint64_t>(
+            std::search(track.begin(), track.end(), old.begin(), old.end()) - track.begin());
+        for (const bool descriptor : {false, true}) {
+            bench.Reload();
+            bench.host.queue = {bench.AddFile(descriptor ? "b" : "a", Payload(50'000, 2))};
+            bench.damage = [&] {
+                bench.Flip("track-01.iso", descriptor ? 16 * 2048 + 81 : oldAt + 49'000);
+            };
+            EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+            const bool isNoticed = descriptor && !isCd;
+            EXPECT_EQ(bench.Verdict().starts_with(kGood), !isNoticed) << ToNative(bench.Verdict());
+            EXPECT_EQ(bench.Verdict().find(u"Volume descriptors: differs (blocks 16 to 31)") !=
+                          std::u16string::npos,
+                      isNoticed);
+            if (isNoticed) {
+                bench.Flip("track-01.iso", 16 * 2048 + 81);
+            }
+        }
+    }
+}
+
+TEST(Verify, WhatCannotBeReadIsNamedOnceAndTheRestIsRead) {
+    VerifyBench bench;
+    for (const char* name : {"a", "b", "c"}) {
+        bench.host.queue.push_back(bench.AddFile(name, Payload(400'000, 3)));
+    }
+    const std::u16string bad = bench.host.queue[1];
+    bool isReading = false;
+    uint32_t first = 0;
+    int tries = 0;
+    bench.damage = [&] {
+        isReading = true;
+        // "b" follows the 196 blocks of "a"; block 10 of it and what follows is scratched.
+        const Bytes track = bench.Track();
+        const Bytes contents = Payload(400'000, 3);
+        first = static_cast<uint32_t>(
+            (std::search(track.begin(), track.end(), contents.begin(), contents.end()) -
+             track.begin()) /
+                2048 +
+            196 + 10);
+    };
+    bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+        if (!isReading || request.cdb[0] != mmc::kRead10) {
+            return std::nullopt;
+        }
+        const uint32_t begin = LoadBe32(&request.cdb[2]);
+        const uint32_t end = begin + LoadBe16(&request.cdb[7]);
+        if (begin < first + 100 && end > first) {
+            ++tries;
+            return FailWith(kKeyMediumError, 0x11, 0);
+        }
+        return std::nullopt;
+    };
+    EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+    EXPECT_EQ(
+        bench.Verdict(),
+        u"The disk is not good. This is not on it as it was written:\n\n" + bad +
+            FormatWide(": cannot be read (block %u)", first) +
+            u"\n\nYour own files are as they were. Please write them again, on another disk.");
+    EXPECT_LE(tries, 3) << "one damaged block is enough to tell";
+    EXPECT_TRUE(bench.WasEjected());
+}
+
+TEST(Verify, WhatStopsItIsTold) {
+    const struct {
+        const char* name;
+        std::function<void(VerifyBench&)> damage;
+        std::u16string verdict;
+    } cases[] = {
+        {"cancelled", [](VerifyBench& bench) { bench.ui.Cancel(JobKind::Data); },
+         u"The disk has been written. You cancelled its verification after 0%."},
+        {"taken out", [](VerifyBench& bench) { bench.drive.Remove(); },
+         u"The disk has been written. Its verification broke off after 0%. There is no disk in "
+         u"the drive any more."},
+        {"never shown",
+         [](VerifyBench& bench) {
+             bench.onCommand = [](const PortRequest& request) {
+                 // A drive that also puts the disc back in by itself.
+                 return request.cdb[0] == mmc::kRead10 ? std::optional(FailWith(5, 0x21, 0))
+                        : request.cdb[0] == mmc::kStartStopUnit ? std::optional(InjectedAnswer())
+                                                                : std::nullopt;
+             };
+         },
+         u"The disk has been written, but could not be verified. The drive cannot read what it "
+         u"has written on this kind of disk."},
+        {"shown after a reload",
+         [](VerifyBench& bench) {
+             bench.onCommand = [&bench](const PortRequest& request) {
+                 const bool reloaded = bench.SentSince(mmc::kStartStopUnit) >= 2;
+                 return request.cdb[0] == mmc::kRead10 && !reloaded
+                            ? std::optional(FailWith(5, 0x21, 0))
+                        : request.cdb[0] == mmc::kStartStopUnit && bench.ejects == 0 && !reloaded
+                            ? std::optional(InjectedAnswer())
+                            : std::nullopt;
+             };
+         },
+         u"The disk has been written and verified: 1 file, 292.97 kb."},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        VerifyBench bench;
+        bench.host.queue = {bench.AddFile("a", Payload(300'000, 1))};
+        bench.damage = [&] { test.damage(bench); };
+        EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+        EXPECT_EQ(ToNative(bench.Verdict().substr(0, 60)), ToNative(test.verdict.substr(0, 60)));
+    }
+}
+
+TEST(Verify, EachCopyOfAnImageIsComparedBeforeTheNextIsAskedFor) {
+    for (const char* kind : {"cd-r", "dvd+r"}) {
+        SCOPED_TRACE(kind);
+        VerifyBench bench(kind);
+        // A CD leaves out what is less than a sector at the end.
+        const Bytes image = Payload(5'000'100, 4);
+        const std::u16string path = bench.AddFile("image.iso", image);
+        const bool isCd = std::string(kind) == "cd-r";
+        bench.ui.image.nCopies = 2;
+        bench.ui.onBox = [&](const FakeUi::Box&) {
+            bench.InsertNew(kind);
+            bench.damage = {};
+            return true;
+        };
+        bench.damage = [&] { bench.Flip("track-01.iso", isCd ? 4'999'167 : 5'000'099); };
+        EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
+        const Texts texts = bench.ui.Texts();
+        ASSERT_EQ(texts.size(), 3U);
+        EXPECT_NE(texts[0].find(FormatWide("\nThe image from byte 4194304 to %d: differs (blocks "
+                                           "2048 to 2441)\n",
+                                           isCd ? 4'999'167 : 5'000'099)),
+                  std::u16string::npos)
+            << ToNative(texts[0]);
+        EXPECT_EQ(texts[1], NextCopyText(1, 2));
+        EXPECT_EQ(texts[2], std::u16string(kGood) + u"4.77 Mb.");
+        EXPECT_EQ(bench.verifies, 2);
+    }
+}
+
+// A disc that is known to be bad, or is none of what was wanted, is not looked at.
+TEST(Verify, OnlyAWholeRecordingIsReadBack) {
+    const std::function<void(VerifyBench&)> faults[] = {
+        [](VerifyBench& bench) { bench.ui.data.bVerify = false; },
+        [](VerifyBench& bench) {
+            bench.ui.onProgress = [&bench](JobKind kind, int) { bench.ui.Cancel(kind); };
+        },
+        [](VerifyBench& bench) {
+            bench.FailCommand(mmc::kCloseTrackSession, 1, FailWith(3, 0x0C, 0));
+        },
+        [](VerifyBench& bench) {
+            bench.FailCommand(mmc::kSynchronizeCache, 1, FailWith(3, 0x0C, 0));
+        },
+    };
+    for (const auto& fault : faults) {
+        VerifyBench bench;
+        bench.host.queue = {bench.AddFile("a", Payload(1'000'000, 1))};
+        fault(bench);
+        EXPECT_EQ(bench.RunData(), JobEnd::Exit);
+        EXPECT_EQ(bench.verifies, 0);
+        EXPECT_FALSE(bench.Verdict().starts_with(u"The disk has been written"));
+    }
+}
+
+} // namespace
+} // namespace larkspin
