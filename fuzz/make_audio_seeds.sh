@@ -5,7 +5,7 @@ set -euo pipefail
 
 bin=$1
 folder=$2
-mkdir -p "$folder"/{wav,mp3,ogg,flac,wma,ape}
+mkdir -p "$folder"/{wav,mp3,ogg,flac,wma,ape,libav}
 
 seed() { # channels rate bits name
     local wav=$folder/wav/$4.wav
@@ -15,6 +15,12 @@ seed() { # channels rate bits name
     oggenc -Q --serial 1 -q 0 -o "$folder/ogg/$4" "$wav"
     ffmpeg -v error -y -i "$wav" -c:a wmav2 -f asf "$folder/wma/$4-v2"
     ffmpeg -v error -y -i "$wav" -c:a wmav1 -f asf "$folder/wma/$4-v1"
+    local containers=(m4a aac opus aiff wv) # the order of the fuzzer
+    for i in "${!containers[@]}"; do
+        local file=$folder/libav/$4.${containers[i]}
+        ffmpeg -v error -y -i "$wav" "$file"
+        printf '%b' "\\x0$i" >> "$file"
+    done
 }
 
 seed 2 44100 16 stereo
