@@ -118,20 +118,6 @@ uint32_t CdTypeOf(CAspiCD& drive) {
     return drive.IsDiskErasable() ? mmc::kProfileCdRw : mmc::kProfileCdR;
 }
 
-bool IsCancelled(const CCDWriterUI& ui, JobKind kind) {
-    switch (kind) {
-    case JobKind::Data:
-        return ui.IsDataCancelled();
-    case JobKind::Audio:
-        return ui.IsAudioCancelled();
-    case JobKind::Image:
-        return ui.IsImageCancelled();
-    case JobKind::Erase:
-        break;
-    }
-    return ui.IsEraseCancelled();
-}
-
 uint32_t WholeSpeed(double speed) {
     return speed > 0.0 ? static_cast<uint32_t>(speed) : 0;
 }

@@ -33,6 +33,7 @@ bool IsKnown(const CAspiCD& drive, DiskStateBits bit);
 // Lead-out start of the last disc report, if it is valid.
 std::optional<int32_t> KnownCapacity(const CAspiCD& drive);
 
+// The user has cancelled what the progress window of that kind of job shows.
 bool IsCancelled(const CCDWriterUI& ui, JobKind kind);
 // What ends a job early: its Cancel, and as long as nothing on the disc has been changed, the wish
 // to leave the program.
@@ -42,9 +43,6 @@ CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind);
 // CD-R, as the disc can be erased or not.
 uint32_t DiskTypeOf(CAspiCD& drive);
 uint32_t CdTypeOf(CAspiCD& drive);
-
-// The user has cancelled what the progress window of that kind of job shows.
-bool IsCancelled(const CCDWriterUI& ui, JobKind kind);
 
 // A speed from a dialog as SetCdSpeed takes it: -1.0, no wish, gives 0.
 uint32_t WholeSpeed(double speed);

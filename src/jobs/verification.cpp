@@ -37,10 +37,13 @@ std::u16string UnreadableLine(const std::u16string& name, uint64_t position) {
 } // namespace
 
 CAspiCD::GoOn Verification::GoOn() const {
-    return [this] { return !IsCancelled(m_env.ui, m_kind); };
+    return [this] { return !IsGivenUp(m_env, m_kind); };
 }
 
 void Verification::CompareData(std::span<const WrittenRecord* const> records) {
+    if (m_env.host.IsLeaving()) {
+        return; // the disc is finished, and the program is to end
+    }
     m_result.emplace();
     m_nDone = m_nTotal = 0;
     uint64_t end = 0;
@@ -115,7 +118,7 @@ void Verification::Compare(const WrittenRecord& record, DiscWindow& window) {
 // False if it can't be read as a whole, or if it is over.
 bool Verification::ReadExtent(const ExtentList::Extent& extent, DiscWindow& window) {
     for (uint64_t position = extent.begin; position < extent.End();) {
-        if (IsCancelled(m_env.ui, m_kind)) {
+        if (IsGivenUp(m_env, m_kind)) {
             End(CAspiCD::UnitState::Cancelled);
             return false;
         }
@@ -162,7 +165,9 @@ void Verification::End(CAspiCD::UnitState state) {
 }
 
 void Verification::Tell(const std::u16string& contents) const {
-    if (!m_result) {
+    const bool isLeft = m_result && m_result->end == VerifyResult::End::Cancelled &&
+                        m_result->bad == 0 && m_env.host.IsLeaving();
+    if (!m_result || isLeft) {
         return;
     }
     std::u16string text;

@@ -39,7 +39,8 @@ class Verification {
         : m_env(env), m_drive(drive), m_kind(kind) {}
 
     // Compares the data that `records` tell of; they are complete and in the order of the disc. The
-    // drive must be held. The user may cancel it, which costs nothing but the certainty.
+    // drive must be held. The user may cancel it, which costs nothing but the certainty; nothing is
+    // compared, or told, when the program is to end.
     void CompareData(std::span<const WrittenRecord* const> records);
 
     // One box that says how good the disc is, if a comparison was begun. `contents` names what has

@@ -34,6 +34,45 @@ Forms FormsOf(NoticeReason reason) {
         return {"The last session on the disk was interrupted before its folders were written. "
                 "What only that session had is left out; what was there before it is kept.",
                 ""};
+    case NoticeReason::FolderUnreadable:
+        return {"Folder %s cannot be read.", "Folders that cannot be read"};
+    case NoticeReason::FolderIncomplete:
+        return {"Folder %s could not be read to its end. What was not read is not on the disc.",
+                "Folders that could not be read to their end"};
+    case NoticeReason::FolderTaken:
+        return {"Folder %s is empty on the disc, for its contents are there in another place.",
+                "Empty on the disc, for their contents are there in another place"};
+    case NoticeReason::LeadsBack:
+        return {"Folder %s is empty on the disc, for it leads out to a folder around itself.",
+                "Empty on the disc, for they lead out to a folder around themselves"};
+    case NoticeReason::HidesFolder:
+        return {"File %s would hide the folder of that name on the disc.",
+                "Files that would hide a folder of their name on the disc"};
+    case NoticeReason::DvdBroken:
+        return {
+            "Folder %s is not laid out for players, for its IFO files are broken or do not fit.",
+            "Not laid out for players, for the IFO files are broken or do not fit"};
+    case NoticeReason::NoDvd:
+        return {"There is no folder %s to lay out for players.",
+                "Missing, so that nothing is laid out for players"};
+    case NoticeReason::Renamed:
+        return {"File %s is on the disc as \"%s\", for another file has its name.",
+                "On the disc under another name, for another file has theirs"};
+    case NoticeReason::Shrank:
+        return {"File %s became shorter during the writing. Zeros stand for what is missing.",
+                "Shorter than before"};
+    case NoticeReason::Grew:
+        return {"File %s became longer during the writing. What was added is not on the disc.",
+                "Longer than before"};
+    case NoticeReason::Changed:
+        return {"File %s changed during the writing. Old and new parts may be mixed on the disc.",
+                "Changed"};
+    case NoticeReason::Vanished:
+        return {"File %s was removed during the writing. It may not be whole on the disc.",
+                "Removed"};
+    case NoticeReason::OtherKind:
+        return {"%s is no longer a file. What is on the disc in its place is not what was there.",
+                "No longer files"};
     }
     return {"%s", ""};
 }
@@ -81,9 +120,9 @@ std::u16string ListOf(const std::vector<VolumeNotice>& notices) {
         }
         text += FormatWide("%s (%zu):", FormsOf(reason).head, group.size());
         for (size_t i = 0; i < std::min(group.size(), most); ++i) {
-            text += u"\n" + Shown(group[i]->path);
+            text.append(u"\n").append(Shown(group[i]->path));
             if (reason == NoticeReason::Renamed) {
-                text += u" -> " + Shown(group[i]->shown_as);
+                text.append(u" -> ").append(Shown(group[i]->shown_as));
             }
         }
         if (group.size() > most) {

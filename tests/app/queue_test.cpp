@@ -103,7 +103,6 @@ TEST(FileList, EachFolderIsEnteredOnceWhateverLinksLeadToIt) {
     fs::create_directory_symlink("/", root / "0 out");
     fs::create_directory_symlink(folder.Path(), outside / "deep/back");
     fs::create_directory_symlink(outside, root / "in");
-    fs::create_directory_symlink(outside / "deep", root / "a/in again");
     ASSERT_EQ(::mkfifo((root / "pipe").c_str(), 0600), 0);
     const auto wide = [&](const char* name) { return ToWide((root / name).string()); };
 
@@ -123,7 +122,6 @@ TEST(FileList, EachFolderIsEnteredOnceWhateverLinksLeadToIt) {
                                                       {wide("in/deep/back"), Reason::LeadsBack},
                                                       {wide("0 sideways"), Reason::FolderTaken},
                                                       {wide("a/self"), Reason::FolderTaken},
-                                                      {wide("a/in again"), Reason::FolderTaken},
                                                       {wide("a/b/up"), Reason::FolderTaken}}));
 }
 

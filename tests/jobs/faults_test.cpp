@@ -124,7 +124,8 @@ std::string AllOf(const Texts& texts) {
 }
 
 bool ChangesDisc(uint8_t opcode) {
-    return opcode == mmc::kWrite10 || opcode == mmc::kBlank || opcode == mmc::kFormatUnit;
+    return opcode == mmc::kWrite10 || opcode == mmc::kBlank || opcode == mmc::kFormatUnit ||
+           opcode == mmc::kReserveTrack;
 }
 
 struct Outcome {
@@ -318,7 +319,8 @@ const Texts kDataTexts = {kNotSuitable,
                           kNotGotReady,
                           u"The drive cannot read what is on the disk.",
                           u"The last session on the disk is not finished",
-                          u"The last session on the disk was interrupted before its folders",
+                          u"The drive does not take the settings for a disk that files can be",
+                          u"Not everything that you have picked can be written as it is.",
                           u"The drive could not close the session that was interrupted",
                           u"The disk holds something that files cannot be added to",
                           u"Disk capacity is not enough",
@@ -362,6 +364,7 @@ Road DataRoad(const std::string& name, const std::string& kind, const Bytes& fil
     };
     road.texts = kDataTexts;
     road.reasons = kReasons;
+    road.mayStayIdle = true; // a list of what is left out is refused
     return road;
 }
 

@@ -96,13 +96,13 @@ TEST(Scan, LeavesOutWhatHasNoContents) {
     files.AddFile(u"/f/half/read");
     files.AddFile(u"/f/half/not read");
     files.At(u"/f/half").lists = 1; // then an error
-    files.AddFolder(u"/f/..");
-    const VolumeResult result = MakeVolume(files, {u"/gone", u"/f/..", u"/f"});
+    files.AddFolder(u"/x/..");
+    const VolumeResult result = MakeVolume(files, {u"/gone", u"/x/..", u"/f"});
     EXPECT_THAT(NamesOf(result),
                 ElementsAre("/f", "/f/half", "/f/half/read", "/f/kept", "/f/locked"));
     EXPECT_THAT(
         result.notices,
-        ElementsAre(u"File /gone cannot be found.", u"/f/.. has no name that a disc could show.",
+        ElementsAre(u"File /gone cannot be found.", u"/x/.. has no name that a disc could show.",
                     u"File /f/vanished cannot be found.", u"File /f/secret cannot be read.",
                     u"/f/socket is neither a file nor a folder.", u"File /f/huge is too large.",
                     u"/f/null is neither a file nor a folder.", u"Folder /f/locked cannot be read.",
@@ -172,9 +172,10 @@ TEST(Scan, ALoopOfLinksEnds) {
     up.status.inode = files.At(u"/f").status.inode;
     up.names = files.At(u"/f").names;
     files.AddFolder(u"/f/sub/up/sub");
+    files.AddFile(u"/f/sub/file");
     const VolumeResult result = MakeVolume(files, {u"/f"});
     EXPECT_EQ(result.error, u"");
-    EXPECT_THAT(NamesOf(result), ElementsAre("/f", "/f/sub", "/f/sub/up"));
+    EXPECT_THAT(NamesOf(result), ElementsAre("/f", "/f/sub", "/f/sub/file", "/f/sub/up"));
     EXPECT_THAT(result.notices,
                 ElementsAre(u"Folder /f/sub/up is empty on the disc, for its contents are there in "
                             u"another place."));
