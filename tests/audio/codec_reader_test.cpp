@@ -235,35 +235,6 @@ TEST(PositionedReader, MovesToASecond) {
     ExpectMoveToASecond<CFLACReader>(".flac");
 }
 
-// A reader that goes while its decoder waits for a slow disk lets it read no more.
-TEST(ApeReader, LeavesAFileThatIsBeingRead) {
-    MemoryFiles files(Encoded(".ape", MakeTones(100000)));
-    files.m_nMost = 4;
-    std::atomic<bool> armed = false;
-    std::atomic<bool> waits = false;
-    std::atomic<bool> goes = false;
-    std::atomic<int> reads = 0; // behind that
-    files.m_onRead = [&] {
-        if (!armed) {
-            return;
-        }
-        waits = true;
-        while (!goes) {
-            std::this_thread::yield();
-        }
-        ++reads;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    };
-    auto reader = std::make_unique<CAPEReader>(u"/a.ape", files);
-    armed = true;
-    for (Bytes buffer(4096); !waits;) {
-        reader->Read(buffer.data(), 4096, nullptr);
-    }
-    goes = true;
-    reader.reset();
-    EXPECT_LT(reads, 2000); // of some 7000 that a frame takes
-}
-
 // An APEv2 tag with a picture: the item and the tag's footer, which is all that is asked for.
 TEST(ApeReader, PlaysAFileWithTagsAroundIt) {
     const Sound sound = MakeTones(30000);
