@@ -31,7 +31,7 @@ constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
   write-data     write the queue to a data disc
   write-audio    write the queue as an audio CD
   burn IMAGE     copy an image file to a disc
-  erase DRIVE    erase the disc in a drive, such as sr0
+  erase [DRIVE]  erase the disc in a drive, such as sr0; it may be left out if there is but one
   query          tell what Larkspin is doing
   take-over      take the queue over: it is cleared, and Larkspin stays quiet about it
   quit           end Larkspin; a job that runs is finished first
@@ -178,8 +178,8 @@ int Burn(const std::vector<std::string>& image, uint verify) {
 int Erase(const std::vector<std::string>& drive, uint) {
     CLarkspinClient client;
     client.Start();
-    return Started(client.Call("EraseDisk", {QString::fromLocal8Bit(drive.front().c_str())}),
-                   "there is no such drive, or a job runs");
+    const QString name = drive.empty() ? QString() : QString::fromLocal8Bit(drive.front().c_str());
+    return Started(client.Call("EraseDisk", {name}), "there is no such drive, or a job runs");
 }
 
 int Query(const std::vector<std::string>&, uint) {
@@ -229,7 +229,7 @@ constexpr std::array<Command, 8> kCommands = {{
     {"write-data", 0, 0, WriteData, true},
     {"write-audio", 0, 0, WriteAudio},
     {"burn", 1, 1, Burn, true},
-    {"erase", 1, 1, Erase},
+    {"erase", 0, 1, Erase},
     {"query", 0, 0, Query},
     {"take-over", 0, 0, TakeOver},
     {"quit", 0, 0, Quit},

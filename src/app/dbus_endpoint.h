@@ -42,7 +42,7 @@ class CDbusEndpoint final : public QObject {
     int WriteData(uint verify);
     int WriteAudio(uint verify);
     int BurnImage(const QByteArray& path, uint verify);
-    // "sr0", "/dev/sr0", or the drive's letter.
+    // "sr0", "/dev/sr0", or the drive's letter; empty for the only drive.
     int EraseDisk(const QString& drive);
     int QueryQueue();
     int QueryBusy();

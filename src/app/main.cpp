@@ -105,6 +105,10 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     writer.Attach(WantsProgressOnTerminal() ? static_cast<CCDWriterUI&>(echo) : ui, ui);
     ui.SetIdleTrayCallbacks([&dialog] { dialog->OnTrayLeftClick(); },
                             [&dialog] { dialog->OnTrayRightClick(); });
+    ui.SetPathDropped([&dialog](const std::u16string& path) {
+        dialog->ProcessMessage(WM_COPYDATA, COPYDATA_PATH_TAG, path);
+        dialog->ProcessMessage(UM_ADD_PATH);
+    });
     int lost = kExitNormal;
     desk.gone = [&] {
         if (!writer.IsLeaving()) {
@@ -124,6 +128,7 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     }
     desk.gone = {};
     ui.SetIdleTrayCallbacks({}, {});
+    ui.SetPathDropped({});
     ui.ReleaseWaits();
     writer.Detach();
     return lost != kExitNormal ? lost : code;

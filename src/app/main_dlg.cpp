@@ -19,9 +19,11 @@ constexpr uint32_t kLongestClickMs = 500;
 constexpr const char16_t* kErrorBoxTitle = u"Larkspin";
 constexpr const char16_t* kFirstFiles =
     u"You have added first files to writing queue.\n\n"
-    u"To add more files to queue use Windows Explorer right-click menu.\n"
+    u"To add more files to queue use the file manager's right-click menu.\n"
     u"To start writing Data CD quickly double-click this icon.";
 constexpr uint32_t kFirstFilesTimeMs = 5000;
+constexpr const char16_t* kWhichDrive =
+    u"There is more than one drive. Please choose one in the menu of Larkspin's icon.";
 constexpr uint32_t kCalculatingTimeMs = 60000;
 constexpr uint32_t kRefusedTimeMs = 20000;
 constexpr uint32_t kSummaryTimeMs = 20000;
@@ -99,6 +101,10 @@ int32_t CMainDlg::Command(uint32_t command) {
         m_writer.ClearQueue();
         break;
     default:
+        if (command >= CMD_ERASE_FIRST_DRIVE &&
+            command - CMD_ERASE_FIRST_DRIVE < m_menuDrives.size()) {
+            EraseDisk(m_menuDrives[command - CMD_ERASE_FIRST_DRIVE]);
+        }
         break;
     }
     return 0;
@@ -207,7 +213,13 @@ int32_t CMainDlg::EraseDisk(std::u16string_view drive) {
     if (!m_writer.IsBusy()) {
         m_drives.LookAgain(); // it may have been plugged in just now
     }
-    const char16_t letter = m_drives.LetterOf(drive);
+    if (drive.empty() && m_drives.Count() > 1) {
+        m_view.ShowErrorBox(kWhichDrive, kBoxTitle);
+        return kNotStarted;
+    }
+    const std::u16string only =
+        drive.empty() && m_drives.Count() == 1 ? m_drives.Label(0) : std::u16string(drive);
+    const char16_t letter = m_drives.LetterOf(only);
     m_strStagedPath = letter != 0 ? std::u16string(1, letter) : std::u16string();
     return EraseDiskInDrive();
 }
@@ -249,6 +261,10 @@ void CMainDlg::OnTrayRightClick() {
     IdleMenuState state;
     state.bQueueHasItems = !m_writer.IsQueueEmpty();
     state.bAllAudio = m_writer.IsAllAudio();
+    for (size_t drive = 0; drive < m_drives.Count(); ++drive) {
+        state.drives.push_back(m_drives.Label(drive));
+    }
+    m_menuDrives = state.drives;
     m_view.TrackIdleMenu(state, [this](uint32_t command) { ProcessMessage(WM_COMMAND, command); });
 }
 

@@ -52,7 +52,8 @@ class CMainDlg {
                            const std::u16string& path = {});
 
     // Erases the disc in a drive by its Linux name ("sr0", "/dev/sr0") or letter; the staged path
-    // becomes that drive's letter, as UM_ERASE_DISK wants it. Result as of UM_ERASE_DISK.
+    // becomes that drive's letter, as UM_ERASE_DISK wants it. Without a name the only drive is
+    // taken, and of several the user is told how to choose. Result as of UM_ERASE_DISK.
     int32_t EraseDisk(std::u16string_view drive);
 
     // Each left button release on the icon. A click and a double click are told apart here.
@@ -81,6 +82,7 @@ class CMainDlg {
     bool m_bQueueTakenOver = false;
     bool m_bFirstFilesNoticeShown = false;
     std::u16string m_strStagedPath;
+    std::vector<std::u16string> m_menuDrives; // labels in the idle menu that was shown last
     bool m_bClickPending = false;
     std::u16string m_strRefusedTold;    // of drives that can't be used
     std::optional<int32_t> m_nQuitCode; // of a quit that waits for a job

@@ -89,8 +89,8 @@ inline auto Fields(EraseTypeResult& record) {
 }
 
 inline auto Fields(IdleMenuState& record) {
-    auto& [queueHasItems, allAudio] = record;
-    return std::tie(queueHasItems, allAudio);
+    auto& [queueHasItems, allAudio, drives] = record;
+    return std::tie(queueHasItems, allAudio, drives);
 }
 
 // A drive as the dialogs name it.
@@ -138,6 +138,7 @@ enum class OpId : uint16_t {
     TrayLeftClick,
     AskIdleMenu,
     MenuChoice,
+    PathDropped,
     ClickTick,
     Painted,
     DesktopQuits,
@@ -203,6 +204,7 @@ inline constexpr Op<void(JobKind, uint32_t run)> kCancelled{OpId::Cancelled};
 inline constexpr Op<void(uint32_t doubleClickMs)> kTrayLeftClick{OpId::TrayLeftClick};
 inline constexpr Op<void()> kAskIdleMenu{OpId::AskIdleMenu}; // told in turn: kIdleMenu
 inline constexpr Op<void(uint32_t command)> kMenuChoice{OpId::MenuChoice};
+inline constexpr Op<void(Text path)> kPathDropped{OpId::PathDropped};
 inline constexpr Op<void(uint32_t number)> kClickTick{OpId::ClickTick};
 inline constexpr Op<void(uint32_t number)> kPainted{OpId::Painted};
 inline constexpr Op<void()> kDesktopQuits{OpId::DesktopQuits}; // the session's end

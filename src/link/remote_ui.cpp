@@ -115,6 +115,11 @@ void RemoteUi::TakeWishes() {
             chosen(command);
         }
     });
+    m_link.On(op::kPathDropped, Where::Main, [this](const std::u16string& path) {
+        if (m_dropped) {
+            m_dropped(path);
+        }
+    });
     m_link.On(op::kClickTick, Where::Main, [this](uint32_t number) {
         const std::function<void()> tick = m_tick;
         if (tick && number == m_nTick) {
@@ -236,6 +241,10 @@ void RemoteUi::ShowBalloon(const std::u16string& text, const std::u16string& tit
 void RemoteUi::SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) {
     m_left = std::move(left);
     m_right = std::move(right);
+}
+
+void RemoteUi::SetPathDropped(std::function<void(const std::u16string&)> dropped) {
+    m_dropped = std::move(dropped);
 }
 
 void RemoteUi::StartClickTimer(uint32_t ms, std::function<void()> tick) {

@@ -82,6 +82,7 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     void ShowBalloon(const std::u16string& text, const std::u16string& title, BalloonIcon icon,
                      uint32_t timeoutMs) override;
     void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) override;
+    void SetPathDropped(std::function<void(const std::u16string&)> dropped) override;
     void StartClickTimer(uint32_t ms, std::function<void()> tick) override;
     void KillClickTimer() override;
     void AfterPainting(std::function<void()> work) override;
@@ -115,6 +116,7 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     // Main thread.
     std::function<void()> m_left;
     std::function<void()> m_right;
+    std::function<void(const std::u16string&)> m_dropped;
     std::function<void(uint32_t)> m_menuCommand;
     std::function<void()> m_tick;
     std::function<void()> m_painted;

@@ -20,6 +20,8 @@ UiHost::UiHost(Link& link, CCDWriterUI& ui, IMainView& view)
     m_view.SetIdleTrayCallbacks(
         [this] { m_link.Tell(op::kTrayLeftClick, m_view.DoubleClickTimeMs()); },
         [this] { OnRightClick(); });
+    m_view.SetPathDropped(
+        [this](const std::u16string& path) { m_link.Tell(op::kPathDropped, path); });
 }
 
 void UiHost::TakeJobs() {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace larkspin {
 
@@ -24,12 +25,14 @@ enum MenuCommand : uint32_t {
     CMD_CLEAR_QUEUE = 32777,
     CMD_EXIT = 32778,
     CMD_REMOVE_FROM_QUEUE = 32779,
+    CMD_ERASE_FIRST_DRIVE = 33024, // and the numbers behind it: the drives in their order
 };
 
 // Which items of the idle menu are enabled; "Exit" always is.
 struct IdleMenuState {
     bool bQueueHasItems = false;
     bool bAllAudio = false;
+    std::vector<std::u16string> drives = {}; // labels; each has an item to erase its disc
 };
 
 class IMainView {
@@ -41,6 +44,8 @@ class IMainView {
     // The idle pair of tray callbacks, at the bottom of the stack that jobs push theirs on. Empty
     // functions do nothing.
     virtual void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) = 0;
+    // `dropped` gets each file or folder that the user drops on a window, on the main thread.
+    virtual void SetPathDropped(std::function<void(const std::u16string& path)> dropped) = 0;
     // Calls `tick` on the main thread after `ms`, and again every `ms` until killed.
     virtual void StartClickTimer(uint32_t ms, std::function<void()> tick) = 0;
     virtual void KillClickTimer() = 0;

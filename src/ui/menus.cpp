@@ -4,26 +4,23 @@
 
 namespace larkspin {
 
-namespace {
-
-constexpr MenuItem kSeparator = {};
-constexpr MenuItem kCancel = {CMD_CANCEL, u"Cancel"};
-
-} // namespace
+namespace {} // namespace
 
 std::vector<MenuItem> MenuItems(MenuId menu) {
+    const MenuItem separator = {};
+    const MenuItem cancel = {CMD_CANCEL, u"Cancel"};
     switch (menu) {
     case MenuId::RunningShown:
-        return {{CMD_HIDE, u"Hide"}, kSeparator, kCancel};
+        return {{CMD_HIDE, u"Hide"}, separator, cancel};
     case MenuId::RunningHidden:
-        return {{CMD_SHOW, u"Show"}, kSeparator, kCancel};
+        return {{CMD_SHOW, u"Show"}, separator, cancel};
     case MenuId::Idle:
         return {{CMD_WRITE_DATA, u"Write Data CD", true, true},
                 {CMD_WRITE_AUDIO, u"Write Audio CD"},
-                kSeparator,
+                separator,
                 {CMD_EDIT_QUEUE, u"Edit queue..."},
                 {CMD_CLEAR_QUEUE, u"Clear queue"},
-                kSeparator,
+                separator,
                 {CMD_EXIT, u"Exit"}};
     case MenuId::QueueContext:
         return {{CMD_REMOVE_FROM_QUEUE, u"Remove from queue"}};
@@ -46,6 +43,13 @@ std::vector<MenuItem> IdleMenuItems(const IdleMenuState& state) {
         default:
             break;
         }
+    }
+    uint32_t command = CMD_ERASE_FIRST_DRIVE;
+    for (const std::u16string& drive : state.drives) {
+        if (command == CMD_ERASE_FIRST_DRIVE) {
+            items.emplace_back();
+        }
+        items.push_back({command++, u"Erase disk in " + drive + u"..."});
     }
     return items;
 }

@@ -7,13 +7,14 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace larkspin {
 
 struct MenuItem {
     uint32_t nCommand = 0; // 0 for a separator
-    const char16_t* szText = u"";
+    std::u16string strText = {};
     bool bEnabled = true;
     bool bDefault = false; // drawn as the command of a double click
 
@@ -31,7 +32,7 @@ enum class MenuId : uint32_t {
 std::vector<MenuItem> MenuItems(MenuId menu);
 
 // The idle menu with "Write Data CD" as default item and grayed by the state of the queue: an
-// empty queue leaves only "Exit".
+// empty queue leaves only "Exit". Behind it an item for each drive that erases its disc.
 std::vector<MenuItem> IdleMenuItems(const IdleMenuState& state);
 
 // Left and right edge of a monitor's work area; x runs from left to right - 1.

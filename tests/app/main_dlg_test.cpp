@@ -61,10 +61,11 @@ TEST(MessageTable, NumbersAreTheOnesTheOutsideUses) {
     ASSERT_EQ(bench.view.Balloons().size(), 1U) << "the first files are told once";
     const FakeMainView::Balloon balloon = bench.view.Balloons()[0];
     EXPECT_EQ(balloon.title, u"Larkspin 1.4");
-    EXPECT_EQ(balloon.text,
-              u"You have added first files to writing queue.\n\nTo add more files to queue use "
-              u"Windows Explorer right-click menu.\nTo start writing Data CD quickly double-click "
-              u"this icon.");
+    EXPECT_EQ(
+        balloon.text,
+        u"You have added first files to writing queue.\n\nTo add more files to queue use "
+        u"the file manager's right-click menu.\nTo start writing Data CD quickly double-click "
+        u"this icon.");
     EXPECT_EQ(balloon.icon, BalloonIcon::Information);
     EXPECT_EQ(balloon.timeoutMs, 5000U);
 }
@@ -152,9 +153,20 @@ TEST(MessageTable, EraseTakesTheStagedPathAwayAndEraseDiskTranslates) {
         bench.EndJob();
         EXPECT_EQ(bench.ui.Exits(), 0) << "a cancelled dialog leaves the program idle";
     }
-    for (const char16_t* drive : {u"", u"sr", u"sr2", u"E", u"d", u"/home/sr1", u"Dx"}) {
+    for (const char16_t* drive : {u"sr", u"sr2", u"E", u"d", u"/home/sr1", u"Dx"}) {
         EXPECT_EQ(bench.dlg.EraseDisk(drive), -1) << ToNative(drive);
     }
+    EXPECT_EQ(bench.view.errors.size(), 0U);
+    EXPECT_EQ(bench.dlg.EraseDisk(u""), -1);
+    EXPECT_EQ(bench.view.errors.size(), 1U) << "there are two drives: the user must choose";
+    bench.dlg.OnTrayRightClick();
+    const std::vector<std::u16string> drives = {u"sr0", u"sr1"};
+    ASSERT_EQ(bench.view.menus.back().drives, drives);
+    bench.view.menuCommand(CMD_ERASE_FIRST_DRIVE + 2);
+    EXPECT_FALSE(bench.writer.IsBusy());
+    bench.view.menuCommand(CMD_ERASE_FIRST_DRIVE + 1);
+    EXPECT_TRUE(bench.AJobWasStarted());
+    bench.EndJob();
 }
 
 TEST(Drives, AreLookedForWheneverAJobStarts) {

@@ -31,6 +31,7 @@ class FakeMainView final : public IMainView {
     std::function<void()> onCancelQuestions = [] {};
     std::function<void()> idleLeft;
     std::function<void()> idleRight;
+    std::function<void(const std::u16string&)> pathDropped;
     std::optional<uint32_t> clickTimerMs; // set while the timer runs
     std::function<void()> clickTick;
     std::function<void()> afterPainting; // the test calls it
@@ -55,6 +56,9 @@ class FakeMainView final : public IMainView {
     void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) override {
         idleLeft = std::move(left);
         idleRight = std::move(right);
+    }
+    void SetPathDropped(std::function<void(const std::u16string&)> dropped) override {
+        pathDropped = std::move(dropped);
     }
     void StartClickTimer(uint32_t ms, std::function<void()> tick) override {
         clickTimerMs = ms;

@@ -34,6 +34,7 @@ QPushButton* MakeButton(int id, const QString& text, const QIcon& icon) {
 
 QGroupBox* MakeGroup(const QString& title) {
     auto* group = new CGroup(title);
+    group->setAccessibleName(title.trimmed()); // the blanks are for the eye
     group->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     return group;
 }

@@ -42,7 +42,7 @@ void FillMenu(QMenu& menu, const std::vector<MenuItem>& items,
             menu.addSeparator();
             continue;
         }
-        QAction* action = menu.addAction(ToQt(item.szText));
+        QAction* action = menu.addAction(ToQt(item.strText));
         action->setObjectName(QString::number(item.nCommand));
         action->setEnabled(item.bEnabled);
         if (item.bDefault) {

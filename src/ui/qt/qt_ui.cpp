@@ -103,6 +103,7 @@ class QtUi::Impl {
     CTrayView m_trayView;
     CCDWriterUITrayIcon m_tray;
     std::atomic<bool> m_bNoProgressReport = false;
+    std::function<void(const std::u16string&)> m_pathDropped;
     std::function<void()> m_clickTick;
     QTimer m_clickTimer;
     QTimer m_refreshTimer;
@@ -114,17 +115,26 @@ QtUi::Impl::Impl(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& stor
     : m_drives(drives), m_store(store), m_clock(clock), m_onQuit(std::move(onQuit)),
       m_queueLogic(queue),
       m_queueModel(files, clock, m_main, CEditQueueDialog::ShowFileIcons(store)),
-      m_queueWindow(m_queueLogic, m_queueModel), m_tray(m_trayView) {
+      m_queueWindow(m_queueLogic, m_queueModel,
+                    [this](const std::u16string& path) {
+                        if (m_pathDropped) {
+                            m_pathDropped(path);
+                        }
+                    }),
+      m_tray(m_trayView) {
     for (const JobKind kind : {JobKind::Data, JobKind::Audio, JobKind::Image, JobKind::Erase}) {
         auto& job = m_jobs.at(static_cast<size_t>(kind));
         job = std::make_unique<JobDialog>(kind, onCancel);
         job->window = std::make_unique<CProgressWindow>(job->logic, clock, m_windows,
                                                         [this] { m_trayView.RefreshMenu(); });
     }
-    m_trayView.Connect(m_tray,
-                       {[this](const QIcon& icon) { m_queueWindow.SetStandInIcon(icon); },
-                        [this](const Balloon& balloon) { m_queueWindow.ShowNotice(balloon); }});
-    m_queueWindow.ConnectStandIn(m_trayView.Menu(), [this] { m_tray.OnLeftButtonUp(); });
+    m_trayView.Connect(
+        m_tray, {[this](const QIcon& icon) { m_queueWindow.StandIn().SetIcon(icon); },
+                 [this](const Balloon& balloon) { m_queueWindow.StandIn().ShowNotice(balloon); },
+                 [this](const std::vector<MenuItem>& items, std::function<void(uint32_t)> command) {
+                     m_queueWindow.StandIn().SetMenu(items, std::move(command));
+                 }});
+    m_queueWindow.StandIn().Connect(m_trayView.Menu(), [this] { m_tray.OnLeftButtonUp(); });
     QObject::connect(&m_clickTimer, &QTimer::timeout, &m_clickTimer, [this] {
         const std::function<void()> tick = m_clickTick; // it may kill the timer
         if (tick) {
@@ -416,6 +426,10 @@ void QtUi::SetIdleTrayCallbacks(std::function<void()> left, std::function<void()
     m_pImpl->m_tray.SetIdleCallbacks(ToCallback(std::move(left)), ToCallback(std::move(right)));
     // Later, as the caller may not be ready for its callbacks yet.
     m_pImpl->m_main.Post([impl = m_pImpl.get()] { impl->m_trayView.RefreshMenu(); });
+}
+
+void QtUi::SetPathDropped(std::function<void(const std::u16string&)> dropped) {
+    m_pImpl->m_pathDropped = std::move(dropped);
 }
 
 void QtUi::StartClickTimer(uint32_t ms, std::function<void()> tick) {

@@ -71,6 +71,7 @@ class QtUi final : public CCDWriterUI, public IMainView {
     void ShowBalloon(const std::u16string& text, const std::u16string& title, BalloonIcon icon,
                      uint32_t timeoutMs) override;
     void SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) override;
+    void SetPathDropped(std::function<void(const std::u16string&)> dropped) override;
     void StartClickTimer(uint32_t ms, std::function<void()> tick) override;
     void KillClickTimer() override;
     void AfterPainting(std::function<void()> work) override;

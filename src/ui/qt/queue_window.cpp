@@ -10,20 +10,23 @@
 
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QHBoxLayout>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QHeaderView>
 #include <QItemSelection>
 #include <QLabel>
+#include <QMimeData>
 #include <QPushButton>
 #include <QScreen>
 #include <QShortcut>
 #include <QSizeGrip>
 #include <QStyle>
-#include <QToolButton>
 #include <QTreeView>
+#include <QUrl>
 #include <QtMath>
 
 #include <algorithm>
+#include <utility>
 
 namespace larkspin {
 
@@ -31,16 +34,23 @@ namespace {
 
 constexpr int kWidthUnits = 253;
 constexpr int kHeightUnits = 177;
-constexpr int kHeadIconSize = 32;
 
 } // namespace
 
-CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model)
-    : m_logic(logic), m_model(model) {
+CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model,
+                           std::function<void(const std::u16string& path)> dropped)
+    : m_logic(logic), m_model(model), m_dropped(std::move(dropped)) {
     setWindowTitle(QStringLiteral("Larkspin Queue"));
     setWindowIcon(AppIcon());
-    MakeHead();
+    setAcceptDrops(true);
+    m_pHead = new CStandIn(this);
+    m_pHead->hide();
+    connect(m_pHead, &CStandIn::HeightChanged, this, [this] {
+        MeasureControls();
+        LayOut();
+    });
     MakeList();
+    MakeHint();
 
     m_pReport = new QCheckBox(QStringLiteral("&Show additional information"), this);
     m_pReport->setObjectName(QStringLiteral("1015"));
@@ -56,13 +66,15 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model)
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
     connect(escape, &QShortcut::activated, this, [this] { CloseCommand(); });
 
-    m_noticeTimer.setSingleShot(true);
-    connect(&m_noticeTimer, &QTimer::timeout, this, [this] { SetNotice({}); });
+    SetReportStyle(true); // the columns get their widths
+    const QRect desktop = screen()->availableGeometry();
+    const int width = std::clamp(ColumnsWidth(), DialogWidth(*this, kWidthUnits),
+                                 std::max(DialogWidth(*this, kWidthUnits), desktop.width() / 2));
     SetReportStyle(false);
     MeasureControls();
-    resize(DialogWidth(*this, kWidthUnits), DialogHeight(*this, kHeightUnits));
-    setGeometry(QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, size(),
-                                    screen()->availableGeometry()));
+    resize(width, DialogHeight(*this, kHeightUnits));
+    setGeometry(QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, size(), desktop));
+    ShowState();
     m_pList->setFocus();
 }
 
@@ -88,6 +100,16 @@ void CQueueWindow::MakeList() {
         m_pList->setColumnWidth(column, CEditQueueDialog::ColumnAt(column).nWidth);
     }
     m_pList->viewport()->installEventFilter(this);
+    connect(m_pList->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { ShowState(); });
+}
+
+// What the list needs to show its columns whole, and what stands beside it.
+int CQueueWindow::ColumnsWidth() const {
+    const QueueControlSizes sizes;
+    const int outside = width() - LayOutQueueEditor(width(), height(), sizes).list.width;
+    return m_pList->header()->length() + 2 * m_pList->frameWidth() +
+           m_pList->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, m_pList) + outside;
 }
 
 // A large font, or a locale that writes dates at length, needs more than the usual width. A date or
@@ -121,59 +143,23 @@ void CQueueWindow::FitName(int widthBefore) {
 bool CQueueWindow::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Resize) {
         FitName(static_cast<const QResizeEvent*>(event)->oldSize().width());
+        m_pHint->setGeometry(m_pList->viewport()->rect());
     }
     return QWidget::eventFilter(watched, event);
 }
 
-void CQueueWindow::MakeHead() {
-    m_pHead = new QWidget(this);
-    m_pStandIn = new QToolButton(m_pHead);
-    m_pStandIn->setObjectName(QStringLiteral("tray"));
-    m_pStandIn->setText(ToQt(CCDWriterUITrayIcon::kTip));
-    m_pStandIn->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    m_pStandIn->setIconSize(QSize(kHeadIconSize, kHeadIconSize));
-    m_pStandIn->setPopupMode(QToolButton::MenuButtonPopup);
-    m_pNotice = new QLabel(m_pHead);
-    m_pNotice->setObjectName(QStringLiteral("notice"));
-    m_pNotice->setAccessibleName(QStringLiteral("Notice"));
-    m_pNotice->setTextFormat(Qt::PlainText);
-    m_pNotice->setWordWrap(true);
-    auto* inside = new QHBoxLayout(m_pHead);
-    inside->setContentsMargins(0, 0, 0, 0);
-    inside->addWidget(m_pStandIn);
-    inside->addWidget(m_pNotice, 1);
-    m_pHead->hide();
-}
-
-void CQueueWindow::ConnectStandIn(QMenu& menu, std::function<void()> clicked) {
-    m_pStandIn->setMenu(&menu);
-    connect(m_pStandIn, &QToolButton::clicked, this, std::move(clicked));
-    m_pStandIn->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(m_pStandIn, &QWidget::customContextMenuRequested, m_pStandIn, &QToolButton::showMenu);
+void CQueueWindow::MakeHint() {
+    m_pHint = new QLabel(QStringLiteral("Drop files here, or use the file manager's menu."),
+                         m_pList->viewport());
+    m_pHint->setObjectName(QStringLiteral("hint"));
+    m_pHint->setAlignment(Qt::AlignCenter);
+    m_pHint->setWordWrap(true);
+    m_pHint->setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 
 void CQueueWindow::SetStandIn(bool on) {
     m_bStandIn = on;
     m_pHead->setVisible(on);
-    MeasureControls();
-    LayOut();
-}
-
-void CQueueWindow::SetStandInIcon(const QIcon& icon) {
-    m_pStandIn->setIcon(icon);
-}
-
-void CQueueWindow::ShowNotice(const Balloon& balloon) {
-    QString text = ToQt(balloon.strText);
-    if (!balloon.strTitle.empty()) {
-        text.prepend(ToQt(balloon.strTitle) + QLatin1Char('\n'));
-    }
-    SetNotice(text);
-    m_noticeTimer.start(static_cast<int>(balloon.nTimeoutMs));
-}
-
-void CQueueWindow::SetNotice(const QString& text) {
-    m_pNotice->setText(text);
     MeasureControls();
     LayOut();
 }
@@ -193,6 +179,7 @@ void CQueueWindow::RefreshRows() {
     const std::u16string top = pathAt(m_pList->indexAt(QPoint(0, 0)));
 
     m_model.SetRows(std::move(*rows));
+    ShowState();
     if (m_model.Rows().empty()) {
         return;
     }
@@ -232,9 +219,41 @@ std::vector<std::u16string> CQueueWindow::SelectedPaths() const {
     return paths;
 }
 
+// The cursor has gone on to what follows; it is selected, so that the next Delete takes it.
 void CQueueWindow::RemoveSelected() {
-    m_logic.RemoveSelected(SelectedPaths());
+    const std::vector<std::u16string> selected = SelectedPaths();
+    if (selected.empty()) {
+        return;
+    }
+    m_logic.RemoveSelected(selected);
     RefreshRows();
+    if (m_pList->currentIndex().isValid() && !m_pList->selectionModel()->hasSelection()) {
+        m_pList->selectionModel()->select(m_pList->currentIndex(),
+                                          QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    }
+}
+
+void CQueueWindow::ShowState() {
+    m_pHint->setVisible(m_model.Rows().empty());
+    m_pDelete->setEnabled(m_pList->selectionModel()->hasSelection());
+}
+
+void CQueueWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) {
+        event->acceptProposedAction();
+    }
+}
+
+void CQueueWindow::dropEvent(QDropEvent* event) {
+    for (const QUrl& url : event->mimeData()->urls()) {
+        if (url.isLocalFile()) {
+            // The bytes as they are: not every name is UTF-8.
+            const QByteArray path = url.path(QUrl::FullyEncoded).toLatin1();
+            m_dropped(ToWide(QByteArray::fromPercentEncoding(path).toStdString()));
+        }
+    }
+    event->setDropAction(Qt::CopyAction); // the files stay where they are
+    event->accept();
 }
 
 void CQueueWindow::ShowContextMenu(QPoint position) {
@@ -285,11 +304,7 @@ void CQueueWindow::MeasureControls() {
     m_sizes.nButtonHeight = std::max({least.nButtonHeight, close.height(), remove.height()});
     m_sizes.nCheckWidth = std::max(least.nCheckWidth, report.width());
     m_sizes.nCheckHeight = std::max(least.nCheckHeight, report.height());
-    // The second is -1 where no text is wrapped.
-    m_sizes.nHeadHeight = m_bStandIn
-                              ? std::max(m_pHead->sizeHint().height(),
-                                         m_pHead->layout()->totalHeightForWidth(m_pList->width()))
-                              : 0;
+    m_sizes.nHeadHeight = m_bStandIn ? m_pHead->HeightFor(m_pList->width()) : 0;
     const QueueMinimum minimum = MinimumQueueEditor(m_sizes);
     setMinimumSize(minimum.width, minimum.height);
 }

@@ -70,10 +70,12 @@ void CTrayView::FillIconMenu() {
     m_pFilling = nullptr;
     if (wanted != m_items) { // each change is sent to the desktop
         m_items = std::move(wanted);
-        FillMenu(m_menu, m_items, [this](uint32_t chosen) {
+        const auto choose = [this](uint32_t chosen) {
             const std::function<void(uint32_t)> command = m_command; // it may be replaced
             command(chosen);
-        });
+        };
+        FillMenu(m_menu, m_items, choose);
+        m_standIn.setMenu(m_items, choose);
     }
 }
 

@@ -23,6 +23,7 @@ class CTrayView final : public ITrayView {
     struct StandIn {
         std::function<void(const QIcon&)> setIcon;
         std::function<void(const Balloon&)> showBalloon;
+        std::function<void(const std::vector<MenuItem>&, std::function<void(uint32_t)>)> setMenu;
     };
 
     CTrayView();

@@ -1,12 +1,17 @@
 // The queue editor's window: long queues, changes underneath, removing.
+#include "platform/text.h"
 #include "ui/qt/ui_bench.h"
 
 #include <QCheckBox>
+#include <QDropEvent>
 #include <QHeaderView>
+#include <QLabel>
 #include <QMenu>
+#include <QMimeData>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTreeView>
+#include <QUrl>
 
 #include <gmock/gmock.h>
 
@@ -174,6 +179,8 @@ TEST_F(QueueWindowTest, SelectionAndPlaceStayWhenTheQueueChangesUnderneath) {
 
 TEST_F(QueueWindowTest, RemovesByKeyButtonAndMenuWhatIsSelectedAndNothingElse) {
     Open(6);
+    auto* remove = window->findChild<QPushButton*>("1014");
+    EXPECT_FALSE(remove->isEnabled());
     QTest::keyClick(list, Qt::Key_Delete); // nothing selected
     EXPECT_EQ(queue.Paths().size(), 6U);
     emit list->customContextMenuRequested(QPoint(5, 5));
@@ -181,16 +188,18 @@ TEST_F(QueueWindowTest, RemovesByKeyButtonAndMenuWhatIsSelectedAndNothingElse) {
 
     Select(1);
     Select(3);
+    list->setCurrentIndex(list->model()->index(3, 0));
+    Select(1);
     QTest::keyClick(list, Qt::Key_Delete);
     EXPECT_THAT(queue.Paths(), ElementsAre(PathOf(0), PathOf(2), PathOf(4), PathOf(5)));
     EXPECT_EQ(list->model()->rowCount(), 4);
-    EXPECT_TRUE(Selected().empty());
+    EXPECT_THAT(Selected(), ElementsAre(PathOf(4))) << "what follows is next";
 
-    Select(3);
-    window->findChild<QPushButton*>("1014")->click();
+    list->setCurrentIndex(list->model()->index(3, 0));
+    remove->click();
     EXPECT_THAT(queue.Paths(), ElementsAre(PathOf(0), PathOf(2), PathOf(4)));
 
-    Select(0);
+    list->setCurrentIndex(list->model()->index(0, 0));
     emit list->customContextMenuRequested(QPoint(5, 5));
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     ASSERT_NE(menu, nullptr);
@@ -202,7 +211,7 @@ TEST_F(QueueWindowTest, RemovesByKeyButtonAndMenuWhatIsSelectedAndNothingElse) {
 TEST_F(QueueWindowTest, KeepsItsMinimumAndAllItsControlsInReach) {
     Open(1);
     EXPECT_THAT(TabStops(list), ElementsAre("1012 Queue", "1015 Show additional information",
-                                            "1014 Delete selected", "2 Close", "tray Larkspin"));
+                                            "2 Close", "tray Larkspin"));
     window->resize(10, 10);
     EXPECT_GE(window->width(), 300);
     EXPECT_GE(window->height(), 200);
@@ -222,11 +231,46 @@ TEST_F(QueueWindowTest, WhereItStandsInForTheTrayItIsNeverOutOfReach) {
     RunJob([&] { ui->HideQueueDialog(); }); // hides the editor, but not the program's only window
     EXPECT_TRUE(window->isVisible());
 
-    // The list gets back what a notice took, when its time is over.
+    // The buttons follow the icon's menu.
+    uint32_t chosen = 0;
+    ui->SetIdleTrayCallbacks([] {},
+                             [&] {
+                                 ui->TrackIdleMenu({.bQueueHasItems = true},
+                                                   [&](uint32_t command) { chosen = command; });
+                             });
+    auto* write = window->findChild<QPushButton*>(QString::number(CMD_WRITE_DATA));
+    Pump([&] { return write->isEnabled(); });
+    EXPECT_FALSE(window->findChild<QPushButton*>(QString::number(CMD_WRITE_AUDIO))->isEnabled());
+    write->click();
+    EXPECT_EQ(chosen, uint32_t{CMD_WRITE_DATA});
+
+    // What is usual does not move the list, and what is longer gives its room back., when its time
+    // is over.
     const int height = list->height();
+    ui->ShowBalloon(u"one", u"two", BalloonIcon::None, 50);
+    EXPECT_EQ(list->height(), height);
     ui->ShowBalloon(u"one\ntwo\nthree\nfour\nfive", u"six", BalloonIcon::None, 50);
     EXPECT_LT(list->height(), height);
     Pump([&] { return list->height() == height; });
+}
+
+TEST_F(QueueWindowTest, TakesFilesThatAreDropped) {
+    Open(0);
+    auto* hint = window->findChild<QLabel*>("hint");
+    EXPECT_TRUE(hint->isVisible());
+    std::vector<std::u16string> dropped;
+    ui->SetPathDropped([&](const std::u16string& path) { dropped.push_back(path); });
+    QMimeData data;
+    data.setUrls({QUrl("file:///tmp/a%20b%25%0A%FF"), QUrl("https://example.org/x"),
+                  QUrl("file:///tmp/folder")});
+    QDropEvent event(QPointF(5, 5), Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton,
+                     Qt::NoModifier);
+    static_cast<QObject*>(window)->event(&event); // no drag of this process is under way
+    EXPECT_THAT(dropped, ElementsAre(ToWide("/tmp/a b%\n\xFF"), u"/tmp/folder"));
+    EXPECT_EQ(event.dropAction(), Qt::CopyAction) << "the files stay where they are";
+
+    queue.Set({u"/a"});
+    Pump([&] { return !hint->isVisible(); });
 }
 
 } // namespace

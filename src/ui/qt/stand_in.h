@@ -1,0 +1,53 @@
+// What stands in for the tray icon where the desktop has no tray: a button that takes its clicks
+// and has its menu, buttons with words for what people come for, and a line for its balloons.
+// Main thread.
+#pragma once
+
+#include "ui/menus.h"
+#include "ui/tray_icon.h"
+
+#include <QMenu>
+#include <QTimer>
+#include <QWidget>
+
+#include <functional>
+#include <vector>
+
+class QLabel;
+class QPushButton;
+class QToolButton;
+
+namespace larkspin {
+
+class CStandIn final : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit CStandIn(QWidget* parent);
+
+    // Left clicks call `clicked`; right clicks and the arrow show `menu`, which is kept.
+    void Connect(QMenu& menu, std::function<void()> clicked);
+    // What the icon's menu holds now. The buttons are enabled as its items are, and disabled where
+    // it has no such item; what they do comes through `command`.
+    void SetMenu(const std::vector<MenuItem>& items, std::function<void(uint32_t)> command);
+    void SetIcon(const QIcon& icon);
+    void ShowNotice(const Balloon& balloon);
+
+    // The usual notice fits, so that nothing moves when one comes or goes.
+    int HeightFor(int width) const;
+
+  signals:
+    void HeightChanged();
+
+  private:
+    QPushButton* MakeButton(uint32_t command, const QString& text);
+    void SetNotice(const QString& text);
+
+    QToolButton* m_pIcon = nullptr;
+    std::vector<QPushButton*> m_buttons; // named by their commands
+    QLabel* m_pNotice = nullptr;
+    QTimer m_noticeTimer;
+    std::function<void(uint32_t)> m_command;
+};
+
+} // namespace larkspin
