@@ -121,8 +121,7 @@ class LateProgress {
     bool m_bCancelled = false;
 };
 
-// Of a job that has not begun to write: its progress window was cancelled, or the program is to
-// end.
+// Of a job that is not writing: its progress window was cancelled, or the program is to end.
 bool IsGivenUp(JobEnv& env, JobKind kind);
 
 // The drive, kept from everybody else (CAspiCD::LockAndDismount): held before the last look at the

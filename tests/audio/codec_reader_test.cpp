@@ -10,11 +10,8 @@
 #include "audio/readers/wma_reader.h"
 #include "support/memory_files.h"
 
-#include <atomic>
-#include <chrono>
 #include <gtest/gtest.h>
 #include <random>
-#include <thread>
 
 namespace larkspin {
 
