@@ -38,7 +38,7 @@ constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
   --help         this text
   --version      the version of the program
 
-Options of write-data and burn, in front of what else they take:
+Options of write-data, write-audio and burn, in front of what else they take:
   --verify       tick "Verify" in the dialog: the disc is read back when it is written
   --no-verify    untick it
 
@@ -162,10 +162,10 @@ int WriteData(const std::vector<std::string>&, uint verify) {
     return Started(client.Call("WriteData", {verify}), "the queue is empty, or a job runs");
 }
 
-int WriteAudio(const std::vector<std::string>&, uint) {
+int WriteAudio(const std::vector<std::string>&, uint verify) {
     CLarkspinClient client;
     client.Start();
-    return Started(client.Call("WriteAudio"), "the queue is empty, or a job runs");
+    return Started(client.Call("WriteAudio", {verify}), "the queue is empty, or a job runs");
 }
 
 int Burn(const std::vector<std::string>& image, uint verify) {
@@ -227,7 +227,7 @@ struct Command {
 constexpr std::array<Command, 8> kCommands = {{
     {"add", 1, SIZE_MAX, Add},
     {"write-data", 0, 0, WriteData, true},
-    {"write-audio", 0, 0, WriteAudio},
+    {"write-audio", 0, 0, WriteAudio, true},
     {"burn", 1, 1, Burn, true},
     {"erase", 0, 1, Erase},
     {"query", 0, 0, Query},

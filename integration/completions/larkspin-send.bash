@@ -8,6 +8,10 @@ _larkspin_send()
             quit --help --version" -- "$cur")
         return
     fi
+    if [[ $cur == -* && $command =~ ^(write-data|write-audio|burn)$ ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "--verify --no-verify" -- "$cur")
+        return
+    fi
     case $command in
         add | burn)
             compopt -o filenames

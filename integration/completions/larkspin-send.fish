@@ -10,6 +10,10 @@ complete -c larkspin-send -n __fish_use_subcommand -a take-over -d 'Take the que
 complete -c larkspin-send -n __fish_use_subcommand -a quit -d 'End Larkspin; a job is finished first'
 complete -c larkspin-send -n __fish_use_subcommand -l help -d 'Tell the usage'
 complete -c larkspin-send -n __fish_use_subcommand -l version -d 'Tell the version'
+complete -c larkspin-send -n '__fish_seen_subcommand_from write-data write-audio burn' \
+    -l verify -d 'Read the disc back when it is written'
+complete -c larkspin-send -n '__fish_seen_subcommand_from write-data write-audio burn' \
+    -l no-verify -d 'Do not read it back'
 complete -c larkspin-send -n '__fish_seen_subcommand_from add burn' -F
 complete -c larkspin-send -n '__fish_seen_subcommand_from erase' \
     -a '(string replace /sys/block/ "" /sys/block/sr*)'

@@ -5,11 +5,13 @@
 #include "jobs/in_job_erase.h"
 #include "jobs/left_out.h"
 #include "jobs/prompts.h"
+#include "jobs/verification.h"
 #include "platform/text.h"
 
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -36,9 +38,10 @@ enum class CopyEnd { Written, Cancelled, GiveUp };
 
 class AudioWriting {
   public:
-    AudioWriting(JobEnv& env, CAspiCD& drive, const FileList& list, double speed)
-        : m_env(env), m_drive(drive), m_list(list), m_dSpeed(speed),
-          m_cancel(CancelOf(env, drive, JobKind::Audio)) {}
+    AudioWriting(JobEnv& env, CAspiCD& drive, const FileList& list,
+                 const CopyParametersResult& parameters)
+        : m_env(env), m_drive(drive), m_list(list), m_dSpeed(parameters.dSpeed),
+          m_bVerify(parameters.bVerify), m_cancel(CancelOf(env, drive, JobKind::Audio)) {}
 
     CopyEnd WriteCopy();
 
@@ -57,8 +60,10 @@ class AudioWriting {
     DriveHold m_hold{m_env.ui, m_drive};
     const FileList& m_list;
     const double m_dSpeed;
+    const bool m_bVerify;
     const CancelFunctor m_cancel;
     std::set<std::u16string> m_leftOut;    // files, by the user's word
+    AudioRecord m_record;                  // of this copy, if it is to be verified
     std::vector<std::u16string> m_notices; // what the user has to be told of this copy
     int m_nLastPercent = 0;                // the bar is touched only when the percentage changes
 };
@@ -171,6 +176,7 @@ CopyEnd AudioWriting::WriteCopy() {
     ProgressScope progress(m_env, JobKind::Audio, CdTypeOf(m_drive));
     m_drive.SetCdSpeed(WholeSpeed(m_dSpeed));
     DoorLock door(m_drive);
+    m_record.Expect(m_bVerify ? tracks.bytes : std::vector<uint32_t>());
     Status(u"Writing lead-in...");
     const std::vector<uint8_t> cueSheet = BuildAudioCueSheet(tracks.bytes);
     if (m_drive.PrepareSaoWrite(m_env.host.BufferUnderrunProtection(),
@@ -192,12 +198,18 @@ CopyEnd AudioWriting::WriteCopy() {
     const bool cancelled = m_cancel();
     door.Release();
     progress.End();
+    Verification verification(m_env, m_drive, JobKind::Audio);
+    if (finished && !cancelled && m_record.Written().IsComplete()) {
+        verification.CompareAudio(m_record);
+    }
     m_drive.EjectDisk();
     m_hold.Release();
     if (!finished) {
         m_notices.push_back(UnlessGivenUp(m_drive, kLeadOutFailed));
     }
     ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
+    const size_t count = tracks.readers.size();
+    verification.Tell(FormatWide("%zu %s", count, count == 1 ? "track" : "tracks"));
     return cancelled ? CopyEnd::Cancelled : CopyEnd::Written;
 }
 
@@ -242,6 +254,7 @@ bool AudioWriting::WriteTrack(CReader& reader, int32_t* address, uint64_t totalB
                                 &m_cancel, kCdBlockBytes) != 0) {
             return false;
         }
+        m_record.Take(std::span(buffer).first(count));
         *written += count;
         const int percent = static_cast<int>(*written * 100 / totalBytes);
         if (percent != m_nLastPercent) {
@@ -311,7 +324,7 @@ JobEnd AudioJob(JobEnv& env) {
         return EndOfCancelledDialog(env.host);
     }
     const uint32_t copies = HeldCopies(parameters.nCopies);
-    AudioWriting writing(env, *drive, *list, parameters.dSpeed);
+    AudioWriting writing(env, *drive, *list, parameters);
     for (uint32_t written = 1; writing.WriteCopy() == CopyEnd::Written; ++written) {
         if (written == copies || !prompts::NextCopy(env.ui, written, copies)) {
             break;

@@ -30,11 +30,12 @@ bool ConcernsTheBlocks(int code) {
 
 } // namespace
 
-DiscWindow::DiscWindow(CAspiCD& drive, Format format, int64_t endBlock, CAspiCD::GoOn goOn)
+DiscWindow::DiscWindow(CAspiCD& drive, Format format, uint64_t end, CAspiCD::GoOn goOn)
     : m_drive(drive), m_format(format),
-      m_nBlockBytes(format == Format::Data ? kSectorBytes : kCdBlockBytes), m_nEnd(endBlock),
-      m_goOn(std::move(goOn)), m_nPieceBlocks(kPieceBytes / m_nBlockBytes),
-      m_buffer(size_t{m_nPieceBlocks} * m_nBlockBytes), m_nSinglyUntil(INT64_MIN) {}
+      m_nBlockBytes(format == Format::Data ? kSectorBytes : kCdBlockBytes),
+      m_nEnd(BlockOf(static_cast<int64_t>(end) - 1, m_nBlockBytes) + 1), m_goOn(std::move(goOn)),
+      m_nPieceBlocks(kPieceBytes / m_nBlockBytes), m_buffer(size_t{m_nPieceBlocks} * m_nBlockBytes),
+      m_nSinglyUntil(INT64_MIN) {}
 
 std::span<const uint8_t> DiscWindow::From(int64_t position) {
     const int64_t block = BlockOf(position, m_nBlockBytes);

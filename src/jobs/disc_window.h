@@ -16,8 +16,8 @@ class DiscWindow {
   public:
     enum class Format { Data, Audio }; // READ(10), READ CD
 
-    // Asks `goOn` where it waits for the drive. No block at or behind `endBlock` is read.
-    DiscWindow(CAspiCD& drive, Format format, int64_t endBlock, CAspiCD::GoOn goOn);
+    // Asks `goOn` where it waits for the drive. No block at or behind byte `end` is read ahead.
+    DiscWindow(CAspiCD& drive, Format format, uint64_t end, CAspiCD::GoOn goOn);
 
     uint32_t BlockBytes() const { return m_nBlockBytes; }
     // The bytes from byte `position` of the disc on, one at least. They hold until the next call.
@@ -35,7 +35,7 @@ class DiscWindow {
     CAspiCD& m_drive;
     const Format m_format;
     const uint32_t m_nBlockBytes;
-    const int64_t m_nEnd;
+    const int64_t m_nEnd; // block
     const CAspiCD::GoOn m_goOn;
     uint32_t m_nPieceBlocks;
     std::vector<uint8_t> m_buffer;

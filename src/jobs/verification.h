@@ -4,11 +4,13 @@
 // Used by the job's thread.
 #pragma once
 
+#include "jobs/audio_record.h"
 #include "jobs/disc_window.h"
 #include "jobs/job_frame.h"
 #include "jobs/written_record.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,6 +32,7 @@ struct VerifyResult {
     int percent = 0;                      // that was read
     size_t bad = 0;                       // extents that differ or can't be read
     std::vector<std::u16string> firstBad; // a line for each of the first of them
+    bool edgesLeftOut = false; // of an audio CD, what the drive can't read for its offset
 };
 
 class Verification {
@@ -43,16 +46,25 @@ class Verification {
     // compared, or told, when the program is to end.
     void CompareData(std::span<const WrittenRecord* const> records);
 
+    // The same for an audio CD. The offset of the drive is found from the first sound.
+    void CompareAudio(const AudioRecord& record);
+
     // One box that says how good the disc is, if a comparison was begun. `contents` names what has
     // been written: "3 files, 1.20 Mb".
     void Tell(const std::u16string& contents) const;
 
   private:
+    using Records = std::span<const WrittenRecord* const>;
+
     CAspiCD::GoOn GoOn() const;
-    bool BringUp(std::span<const WrittenRecord* const> records);
-    bool IsShown(std::span<const WrittenRecord* const> records) const;
+    // Runs `compare` with the disc readable and the windows up.
+    void Run(Records records, const std::function<void(DiscWindow& window)>& compare);
+    bool BringUp(Records records, DiscWindow& window);
+    static bool IsShown(Records records, DiscWindow& window);
     void Compare(const WrittenRecord& record, DiscWindow& window);
+    bool IsOutOfReach(const ExtentList& extents, const ExtentList::Extent& extent) const;
     bool ReadExtent(const ExtentList::Extent& extent, DiscWindow& window);
+    void FindOffset(const AudioRecord& record, DiscWindow& window);
     void AddBad(std::u16string line);
     void Count(uint64_t bytes);
     void End(CAspiCD::UnitState state);
@@ -63,6 +75,7 @@ class Verification {
     const JobKind m_kind;
     std::optional<VerifyResult> m_result;
     Hash m_hash;
+    int64_t m_nOffset = 0; // bytes that the drive is off by; 0 with data
     uint64_t m_nTotal = 0; // bytes
     uint64_t m_nDone = 0;
 };

@@ -282,6 +282,91 @@ TEST(Verify, EachCopyOfAnImageIsComparedBeforeTheNextIsAskedFor) {
     }
 }
 
+// A drive that reads audio `offset` samples off, with silence around it, and no block outside of
+// the tracks. Without an offset it has no command for that.
+void ReadOff(VerifyBench& bench, std::optional<int64_t> offset) {
+    bench.onCommand = [&bench,
+                       offset](const PortRequest& request) -> std::optional<InjectedAnswer> {
+        if (!offset && request.cdb[0] == mmc::kStartStopUnit) {
+            return InjectedAnswer(); // the disc stays in
+        }
+        if (request.cdb[0] != mmc::kReadCd) {
+            return std::nullopt;
+        }
+        const Bytes disc = bench.AudioTracks();
+        const auto end = static_cast<int64_t>(disc.size());
+        const int64_t begin = int64_t{2352} * static_cast<int32_t>(LoadBe32(&request.cdb[2]));
+        if (!offset || begin < 0 || begin + request.length > end) {
+            return FailWith(kKeyIllegalRequest, offset ? 0x21 : 0x20, 0);
+        }
+        for (int64_t i = 0; i < request.length; ++i) {
+            const int64_t from = begin + i - *offset * 4;
+            static_cast<uint8_t*>(request.data)[i] =
+                from < 0 || from >= end ? uint8_t{0} : disc[static_cast<size_t>(from)];
+        }
+        return InjectedAnswer();
+    };
+}
+
+TEST(Verify, AnAudioDiscIsComparedWhateverTheOffsetOfTheDrive) {
+    const struct {
+        const char* name;
+        std::optional<int64_t> offset; // samples
+        int64_t flipped;
+        std::u16string verdict;
+        size_t period = 0; // bytes after which the sound is the same again; 0: never
+    } cases[] = {
+        {"none", 0, -1, u"verified: 3 tracks."},
+        {"behind", 667, -1, u"3 tracks. A few"},
+        {"before", -1176, -1, u"3 tracks. A few"},
+        {"too far", 1177, -1, u"Track 1: differs (blocks 2 to"},
+        {"flipped", 6, 1'000'000, u"\n\nTrack 2: differs (blocks 400 to 799)"},
+        {"flipped where the sound begins", 667, 30'005,
+         u"\n\nTrack 1: differs (blocks 2 to 399)\n\n"},
+        {"flipped at the edge", 667, 0, u"\n\nTrack 1: differs (blocks 0 to 1)\n\n"},
+        {"flipped at the edge out of reach", -667, 0, u"3 tracks. A few"},
+        {"a tone", 667, -1, u"3 tracks. A few", 400},
+        {"silence", 667, -1, u"3 tracks", 1},
+        {"no command for it", {}, -1, u"could not be verified. The drive cannot"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        VerifyBench bench;
+        for (uint32_t i = 0; i < 3; ++i) {
+            Bytes pcm = Payload(400 * 2352, i);
+            for (size_t at = 0; test.period > 0 && at < pcm.size(); ++at) {
+                pcm[at] = static_cast<uint8_t>(at % test.period);
+            }
+            std::fill_n(pcm.begin(), 30'000, uint8_t{0}); // the first sound comes late
+            bench.host.queue.push_back(bench.AddWav(Format("%u.wav", i), pcm));
+        }
+        bench.damage = [&] {
+            if (test.flipped >= 0) {
+                bench.Flip("disc.bin", static_cast<uint64_t>(test.flipped));
+            }
+            ReadOff(bench, test.offset);
+        };
+        EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+        EXPECT_NE(bench.Verdict().find(test.verdict), std::u16string::npos)
+            << ToNative(bench.Verdict());
+        EXPECT_EQ(bench.SentSince(mmc::kWrite10), 0);
+    }
+}
+
+TEST(Verify, AudioOf99Tracks) {
+    VerifyBench bench;
+    for (int i = 0; i < 99; ++i) {
+        bench.host.queue.push_back(
+            bench.AddWav(Format("%02d.wav", i), Payload(300 * 2352, static_cast<uint32_t>(i))));
+    }
+    bench.damage = [&] { bench.Flip("disc.bin", size_t{98} * 300 * 2352 + 5); };
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_NE(
+        bench.Verdict().find(u"written:\n\nTrack 99: differs (blocks 29400 to 29697)\n\nYour"),
+        std::u16string::npos)
+        << ToNative(bench.Verdict());
+}
+
 // A disc that is known to be bad, or is none of what was wanted, is not looked at.
 TEST(Verify, OnlyAWholeRecordingIsReadBack) {
     const std::function<void(VerifyBench&)> faults[] = {

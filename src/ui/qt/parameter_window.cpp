@@ -176,9 +176,7 @@ void CParameterWindow::AddDriveAndCopies(QBoxLayout& column, const ParameterCont
     inside->addStretch();
     inside->addWidget(MakeLabel(QStringLiteral("Speed"), *speeds));
     inside->addWidget(speeds);
-    if (content.kind == JobKind::Image) {
-        inside->addWidget(MakeVerify(content));
-    }
+    inside->addWidget(MakeVerify(content));
     column.addWidget(options);
 }
 

@@ -148,11 +148,10 @@ TEST_F(DialogsTest, TabVisitsEveryControlAndEachHasAName) {
     };
     expect([&] { ui->ShowDataParameters(u"", true); }, "1011",
            {"1011 Disk title", "1003 Drive", "1004 Speed", "1020 Verify", "1 OK", "2 Cancel"});
-    const Stops audio = {"1003 Drive", "1006 Copies", "1004 Speed", "1 OK", "2 Cancel"};
-    const Stops image = {"1003 Drive",  "1006 Copies", "1004 Speed",
-                         "1020 Verify", "1 OK",        "2 Cancel"};
-    expect([&] { ui->ShowAudioParameters(u"", true); }, "1003", audio);
-    expect([&] { ui->ShowImageParameters(u"", true); }, "1003", image);
+    const Stops copies = {"1003 Drive",  "1006 Copies", "1004 Speed",
+                          "1020 Verify", "1 OK",        "2 Cancel"};
+    expect([&] { ui->ShowAudioParameters(u"", true); }, "1003", copies);
+    expect([&] { ui->ShowImageParameters(u"", true); }, "1003", copies);
     expect([&] { ui->ShowEraseType({4}); }, "1001",
            {"1001 Quick erase (quickly clean the disk)", "1004 Speed", "1 OK", "2 Cancel"});
 }
