@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <vector>
 
 namespace larkspin {
 
@@ -28,8 +29,12 @@ SenseCode CDrive::ReadBlocks(const CCommand& command, uint32_t count) {
     if (command.Room().size() < bytes)
         return sense::kDataPhaseError;
     command.Gave(bytes);
-    return m_medium->Read(static_cast<int32_t>(command.Be32(2)), count,
-                          command.Room().first(bytes));
+    return ReadMedium(static_cast<int32_t>(command.Be32(2)), count, command.Room().first(bytes));
+}
+
+SenseCode CDrive::ReadMedium(int32_t block, uint32_t count, std::span<uint8_t> data) {
+    const SenseCode code = m_medium->Read(block, count, data);
+    return code.IsGood() ? m_defects.Read(block, data, kDataBlockBytes, &m_waitMs) : code;
 }
 
 SenseCode CDrive::Read10(const CCommand& command) {
@@ -56,7 +61,7 @@ SenseCode CDrive::ReadCdBlocks(const CCommand& command, int32_t block, uint32_t 
     if (command.Room().size() < bytes)
         return sense::kDataPhaseError;
     command.Gave(bytes);
-    return sense::kGood;
+    return m_defects.Read(block, command.Room().first(bytes), bytesPerBlock, &m_waitMs);
 }
 
 SenseCode CDrive::ReadCd(const CCommand& command) {
@@ -91,7 +96,7 @@ SenseCode CDrive::SetReadAhead(const CCommand& command) {
 SenseCode CDrive::VerifyBlocks(int32_t block, uint32_t count, std::span<const uint8_t> bytes) {
     std::array<uint8_t, kDataBlockBytes> found = {};
     for (uint32_t i = 0; i < count; ++i) {
-        const SenseCode code = m_medium->Read(block + static_cast<int32_t>(i), 1, found);
+        const SenseCode code = ReadMedium(block + static_cast<int32_t>(i), 1, found);
         if (!code.IsGood())
             return code;
         if (!bytes.empty() && !std::equal(found.begin(), found.end(),
@@ -124,11 +129,31 @@ SenseCode CDrive::WriteBlocks(const CCommand& command, uint32_t count) {
     const auto bytes = static_cast<uint32_t>(data.size());
     if (count > 0 && !m_speed.HasRoomFor(bytes))
         return sense::kLongWriteInProgress;
-    const SenseCode code = m_medium->Write(m_pages.CurrentWriteParameters(),
-                                           static_cast<int32_t>(command.Be32(2)), count, data);
+    const auto block = static_cast<int32_t>(command.Be32(2));
+    const std::vector<uint8_t> instead = WithoutLost(block, count, data);
+    const SenseCode code = m_medium->Write(m_pages.CurrentWriteParameters(), block, count,
+                                           instead.empty() ? data : instead);
     if (code.IsGood())
         m_speed.Take(bytes);
     return code;
+}
+
+// `data` with what the medium holds in place of the blocks that are lost; empty if none is.
+std::vector<uint8_t> CDrive::WithoutLost(int32_t first, uint32_t count,
+                                         std::span<const uint8_t> data) {
+    std::vector<uint8_t> instead;
+    const size_t blockBytes = count > 0 ? data.size() / count : 0;
+    for (size_t i = 0; i < count; ++i) {
+        const int32_t block = first + static_cast<int32_t>(i);
+        if (!m_defects.IsLost(block))
+            continue;
+        if (instead.empty())
+            instead.assign(data.begin(), data.end());
+        const std::span<uint8_t> lost = std::span(instead).subspan(i * blockBytes, blockBytes);
+        if (blockBytes != kDataBlockBytes || !m_medium->Read(block, 1, lost).IsGood())
+            std::fill(lost.begin(), lost.end(), uint8_t{0});
+    }
+    return instead;
 }
 
 SenseCode CDrive::Write10(const CCommand& command) {

@@ -1,6 +1,7 @@
 #include "virtualdrive/disc_store.h"
 
 #include "platform/text.h"
+#include "virtualdrive/defects.h"
 #include "virtualdrive/msf.h"
 
 #include <boost/property_tree/ini_parser.hpp>
@@ -181,7 +182,11 @@ CDiscStore::~CDiscStore() {
 bool CDiscStore::Create(const std::string& folder, const DiscState& state) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
-    if (error || !std::filesystem::is_empty(folder, error) || error)
+    const auto isOther = [](const std::filesystem::directory_entry& entry) {
+        return entry.path().filename() != kDefectsName;
+    };
+    if (error || std::any_of(std::filesystem::directory_iterator(folder, error), {}, isOther) ||
+        error)
         return false;
     return ReplaceFile(folder + "/" + kStateName, ToText(state));
 }

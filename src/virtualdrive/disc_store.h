@@ -67,7 +67,8 @@ class CDiscStore {
     CDiscStore& operator=(const CDiscStore&) = delete;
     ~CDiscStore();
 
-    // Makes a disc in a new or empty folder. False if that fails.
+    // Makes a disc in a folder that is new, or holds nothing but the file of its defects. False if
+    // that fails.
     static bool Create(const std::string& folder, const DiscState& state);
 
     // False if the folder holds no disc that can be understood.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <utility>
 
 namespace larkspin {
@@ -172,6 +173,10 @@ bool CDrive::Insert(const std::string& folder) {
     const MediumKind* kind = FindMediumKind(store->State().kind);
     if (kind == nullptr)
         return false;
+    if (std::string problem; !m_defects.Load(folder, &problem)) {
+        std::fprintf(stderr, "%s/%s: %s\n", folder.c_str(), kDefectsName, problem.c_str());
+        return false;
+    }
     m_medium.reset();
     m_store = std::move(store);
     m_medium = kind->make(*m_store);

@@ -8,6 +8,7 @@
 
 #include "platform/clock.h"
 #include "virtualdrive/command.h"
+#include "virtualdrive/defects.h"
 #include "virtualdrive/drive_timing.h"
 #include "virtualdrive/medium.h"
 #include "virtualdrive/mode_pages.h"
@@ -17,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace larkspin {
 
@@ -107,6 +109,8 @@ class CDrive {
     SenseCode ReadBlocks(const CCommand& command, uint32_t count);
     SenseCode ReadCdBlocks(const CCommand& command, int32_t block, uint32_t count);
     // Reads blocks back, and compares them with `bytes` unless there are none.
+    SenseCode ReadMedium(int32_t block, uint32_t count, std::span<uint8_t> data);
+    std::vector<uint8_t> WithoutLost(int32_t first, uint32_t count, std::span<const uint8_t> data);
     SenseCode VerifyBlocks(int32_t block, uint32_t count, std::span<const uint8_t> bytes);
     SenseCode WriteBlocks(const CCommand& command, uint32_t count);
 
@@ -167,6 +171,7 @@ class CDrive {
 
     std::string m_folder;
     std::unique_ptr<CDiscStore> m_store;
+    CDefects m_defects; // of the disc in m_store
     std::unique_ptr<IMedium> m_medium;
     std::string m_kind; // of m_medium
     uint64_t m_backgroundTick = 0;

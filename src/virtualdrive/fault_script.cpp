@@ -1,23 +1,20 @@
 #include "virtualdrive/fault_script.h"
 
-#include "platform/text.h"
+#include "virtualdrive/script_text.h"
 #include "virtualdrive/sense_data.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <fstream>
+#include <istream>
 #include <iterator>
 #include <memory>
-#include <sstream>
 #include <utility>
 
 namespace larkspin {
 
 namespace {
 
-constexpr int kHex = 16;
-constexpr int kDecimal = 10;
 constexpr uint64_t kMostTimes = 1'000'000;
 
 // REQUEST SENSE, INQUIRY, GET CONFIGURATION, GET EVENT STATUS NOTIFICATION, REPORT LUNS: they tell
@@ -54,24 +51,6 @@ class RunningRule {
     size_t m_next = 0;
     bool m_hasBegun = false;
 };
-
-// Takes a number off the front of `text`, and `delimiter` behind it unless that is 0. False if
-// there is something else, or if it is above `most`.
-template <class Number>
-bool TakeNumber(std::string_view& text, int base, uint64_t most, char delimiter, Number* number) {
-    uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc() || value > most)
-        return false;
-    text.remove_prefix(static_cast<size_t>(end - text.data()));
-    *number = static_cast<Number>(value);
-    if (delimiter == 0)
-        return true;
-    if (!text.starts_with(delimiter))
-        return false;
-    text.remove_prefix(1);
-    return true;
-}
 
 // "28@2:" or "*@40>".
 bool ParseHead(std::string_view text, FaultRule* rule) {
@@ -166,25 +145,16 @@ VirtualDrive::Script MakeScript(std::vector<FaultRule> rules) {
 }
 
 bool ParseFaults(std::string_view text, std::vector<FaultRule>* rules, std::string* problem) {
-    std::istringstream lines{std::string(text)};
-    int number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        ++number;
-        std::istringstream words(line.substr(0, line.find('#')));
-        std::string word;
-        if (!(words >> word))
-            continue;
+    return ParseRules(text, problem, [rules](std::string& word, std::istream& words) {
         FaultRule rule;
         bool isRule = ParseHead(word, &rule);
         while (isRule && words >> word)
             isRule = ParseAnswer(word, &rule);
-        if (!isRule || rule.answers.empty()) {
-            *problem = Format("line %d: not understood at \"%s\"", number, word.c_str());
+        if (!isRule || rule.answers.empty())
             return false;
-        }
         rules->push_back(std::move(rule));
-    }
-    return true;
+        return true;
+    });
 }
 
 bool LoadFaults(VirtualDrive& drive, const std::string& path, std::string* problem) {

@@ -3,9 +3,10 @@
 // It models a strict MMC drive: what a real one refuses is refused here with the sense a real one
 // gives. A disc folder holds data tracks as plain .iso sectors, audio as .bin with a .cue, and the
 // state beside them in a small text file, written so that a killed process leaves a disc that
-// opens. All calls may come from any thread; commands run one at a time, and a call that waits for
-// nothing else never waits for a command that takes its time. A command whose modelled duration
-// exceeds its time-out ends as timed out and the drive is reset, while what it began goes on.
+// opens, and may hold a file of defects (defects.h). All calls may come from any thread; commands
+// run one at a time, and a call that waits for nothing else never waits for a command that takes
+// its time. A command whose modelled duration exceeds its time-out ends as timed out and the drive
+// is reset, while what it began goes on.
 #pragma once
 
 #include "drive/port.h"
@@ -49,7 +50,8 @@ class VirtualDrive final : public IScsiPort {
     VirtualDrive& operator=(const VirtualDrive&) = delete;
     ~VirtualDrive() override;
 
-    // Makes a blank disc of a kind in a new or empty folder. Kinds: "cd-r", "cd-rw", "dvd-r",
+    // Makes a blank disc of a kind in a folder that is new, or holds nothing but the file of its
+    // defects (defects.h). Kinds: "cd-r", "cd-rw", "dvd-r",
     // "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r", "dvd+rw", "dvd+r-dl", "dvd-r-dl".
     // `capacityBlocks` 0 takes the kind's usual one. False if the folder can't be used.
     static bool CreateDisc(const std::string& folder, const std::string& kind,

@@ -54,6 +54,23 @@ TEST_F(TimingTest, ScriptDecidesWhatBecomesOfACommand) {
     }
 }
 
+TEST_F(TimingTest, DefectsComeWithTheDiscIfTheyAreUnderstood) {
+    const std::string disc = folder.Path() + "/spoiled";
+    const auto spoil = [&](const std::string& rules) {
+        std::filesystem::create_directories(disc);
+        WriteFileBytes(disc + "/defects.txt", Bytes(rules.begin(), rules.end()));
+    };
+    spoil("0: lost # and more\n\n1-2: flip=1\n");
+    ASSERT_TRUE(VirtualDrive::CreateDisc(disc, "dvd-ram"));
+    ASSERT_TRUE(drive.Insert(disc));
+    for (const char* line :
+         {"1", "1 unreadable", "x: lost", "1: gone", "1: flip", "1: flip=", "1: flip=18816",
+          "1: slow=x", "2-1: lost", "1: lost=3", "1: lost@2", "1: slow=1@0", "1: lost lost"}) {
+        spoil("1: lost\n" + std::string(line));
+        EXPECT_FALSE(drive.Insert(disc)) << line;
+    }
+}
+
 TEST_F(TimingTest, FullBufferRefusesAndLosesNothing) {
     Load("cd-r");
     drive.SetSpeed({.bufferKB = 128, .speedFactor = 1.0});

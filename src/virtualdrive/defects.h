@@ -1,0 +1,61 @@
+// Defects of a medium by the addresses of its blocks, from the file defects.txt in the disc's
+// folder.
+//
+// As text, a rule a line; "#" begins a comment:
+//     100: unreadable         a read that needs this block fails
+//     100-199: unreadable     and so with each of these
+//     200: flip=5             bit 5 of the block reads back flipped (bit 0 is the lowest of its
+//     first
+//                             byte); with a range, that of each block
+//     300: lost               what is written there never reaches the medium, which keeps the bytes
+//                             that it had, or zeros
+//     400-499: slow=20        each of these blocks takes 20 ms more to read
+// "@N" behind it ("unreadable@2", "flip=5@2") means the Nth read that needs any of these blocks,
+// counted from when the disc came in, and no other.
+//
+// Not locked: the drive runs one command at a time.
+#pragma once
+
+#include "virtualdrive/sense_code.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace larkspin {
+
+inline constexpr const char* kDefectsName = "defects.txt";
+
+class CDefects {
+  public:
+    // Those of the disc in a folder; without the file there are none. False, with what is wrong in
+    // `problem`, if the file is not understood.
+    bool Load(const std::string& folder, std::string* problem);
+
+    // Spoils what was read, blocks of `blockBytes` from `block` on, and adds the time that it took
+    // to `waitMs`. Not good if a block can't be read.
+    SenseCode Read(int32_t block, std::span<uint8_t> data, size_t blockBytes, uint64_t* waitMs);
+    // What is written to the block is lost.
+    bool IsLost(int32_t block) const;
+
+  private:
+    enum class Kind { Unreadable, Flip, Lost, Slow };
+
+    struct Rule {
+        int32_t first = 0;
+        int32_t last = 0;
+        Kind kind = Kind::Unreadable;
+        uint32_t value = 0;  // bit of the block, or milliseconds
+        uint64_t onlyAt = 0; // the read that it shows at, from 1; 0: all
+        uint64_t reads = 0;  // so far
+    };
+
+    static bool ParseBlocks(std::string_view text, Rule* rule);
+    static bool ParseKind(std::string_view text, Rule* rule);
+
+    std::vector<Rule> m_rules;
+};
+
+} // namespace larkspin
