@@ -250,6 +250,8 @@ void CDrive::Remove() {
 }
 
 void CDrive::TakeOut(bool openTray) {
+    if (openTray && m_isTrayOpen)
+        return; // what lies in it stays there
     if (m_medium != nullptr) {
         m_mediaEvent = MediaEvent::Removal;
         m_hasProfileEvent = true;

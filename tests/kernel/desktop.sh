@@ -42,6 +42,7 @@ step_open_file_on_the_disc() {
 # During a write that takes its time: the button, a reload of udev's rules, and programs that look
 # at the drive again and again.
 step_button_and_others_during_a_write() {
+    local others
     drive_options=(--speed 4)
     plug a cd-r
     make_tree "$here/first" 1 24000
@@ -55,10 +56,13 @@ step_button_and_others_during_a_write() {
         hands a eject
         sleep 1
     done >/dev/null 2>&1 &
+    others=$!
     end_job
+    wait "$others" # its last press would open the tray again
     [[ -z $said ]] || fail "Larkspin said: $said"
     grep -q 'the door is locked' "$kept/a.out" || fail "the button was never pressed in time"
     (($(grep -cE '^(12|4a|43|51) ' "$kept/a.log") > 10)) || fail "nobody else came to the drive"
+    udevadm settle --timeout=180 # with the button, to which it may answer now
     load a
     same_tree iso9660 "$here/first"
 }

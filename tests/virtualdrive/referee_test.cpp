@@ -110,6 +110,7 @@ TEST_F(RefereeTest, OfALockedDoor) {
     EXPECT_EQ(ejected, Disc());
     // A person's hands at the drive: the disc that lies in the tray comes in as it is closed.
     EXPECT_TRUE(drive.LayOnTray(Disc()));
+    EXPECT_TRUE(drive.PressEject()) << "changes nothing in an open tray";
     EXPECT_EQ(host.In({0x1B, 0, 0, 0, 3, 0}), kGood);
     EXPECT_FALSE(drive.CloseTray() || drive.LayOnTray(Disc())) << "it is closed";
     EXPECT_EQ(host.TestUnitReady(), kNewMedium);
