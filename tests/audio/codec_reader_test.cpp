@@ -10,8 +10,11 @@
 #include "audio/readers/wma_reader.h"
 #include "support/memory_files.h"
 
+#include <atomic>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <random>
+#include <thread>
 
 namespace larkspin {
 
@@ -230,6 +233,28 @@ void ExpectMoveToASecond(const char* suffix) {
 TEST(PositionedReader, MovesToASecond) {
     ExpectMoveToASecond<CAPEReader>(".ape");
     ExpectMoveToASecond<CFLACReader>(".flac");
+}
+
+// A reader that goes while its decoder reads from a slow disk does not see the frame to its end.
+TEST(ApeReader, LeavesAFileThatIsBeingRead) {
+    MemoryFiles files(Encoded(".ape", MakeTones(100000)));
+    files.m_nMost = 4; // some 7000 reads a frame
+    std::atomic<int> reads = -1;
+    files.m_onRead = [&reads] {
+        if (reads >= 0) {
+            ++reads;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    };
+    auto reader = std::make_unique<CAPEReader>(u"/a.ape", files);
+    reads = 0;
+    for (Bytes buffer(4096); reads < 10;) {
+        reader->Read(buffer.data(), 4096, nullptr);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    const int before = reads;
+    reader.reset();
+    EXPECT_LT(reads - before, 1000);
 }
 
 // An APEv2 tag with a picture: the item and the tag's footer, which is all that is asked for.

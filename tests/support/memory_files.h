@@ -4,6 +4,7 @@
 #include "platform/files.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -16,6 +17,7 @@ struct MemoryFileData {
     size_t m_nMost = SIZE_MAX;    // bytes that one read gives
     size_t m_nFailsAt = SIZE_MAX; // no byte from here on can be read
     bool m_bEndless = false;      // zeros without an end follow the bytes
+    std::function<void()> m_onRead = [] {};
 };
 
 // Borrows the data.
@@ -24,6 +26,7 @@ class MemoryFile final : public ISequentialFile {
     explicit MemoryFile(const MemoryFileData& data) : m_data(data) {}
 
     std::ptrdiff_t Read(void* buffer, size_t bytes) override {
+        m_data.m_onRead();
         const size_t left = m_data.m_bytes.size() - m_nAt;
         if (left == 0 && m_data.m_bEndless) {
             std::fill_n(static_cast<uint8_t*>(buffer), bytes, uint8_t{0});

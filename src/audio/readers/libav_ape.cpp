@@ -3,6 +3,7 @@
 #include "audio/readers/libav_decoder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -54,15 +55,14 @@ class CLibavApe final : public IAPEDecompress {
 
   private:
     size_t DecodedAlign() const {
-        return static_cast<size_t>(m_nChannels) *
-               static_cast<size_t>(av_get_bytes_per_sample(DecodedForm(m_nBits)));
+        return static_cast<size_t>(m_nChannels) * static_cast<size_t>(m_pDecoder->SampleBytes());
     }
     int64_t BlockAlign() const { return int64_t{m_nChannels} * (m_nBits / 8); }
     int64_t Milliseconds(int64_t blocks) const { return blocks * 1000 / m_nSampleRate; }
     void CopyBlocks(char* to, size_t blocks);
 
     CIoFile m_file;
-    std::unique_ptr<CLibavDecoder> m_pDecoder;
+    std::unique_ptr<ILibavDecoder> m_pDecoder;
     int m_nBits = 0;
     int m_nChannels = 0;
     int m_nSampleRate = 0;
@@ -72,7 +72,7 @@ class CLibavApe final : public IAPEDecompress {
 };
 
 bool CLibavApe::Open() {
-    m_pDecoder = CLibavDecoder::Open(m_file, "ape");
+    m_pDecoder = GetLibavModule().open(m_file, "ape");
     if (m_pDecoder == nullptr) {
         return false;
     }
@@ -84,16 +84,13 @@ bool CLibavApe::Open() {
     if (found == streams.end()) {
         return false;
     }
-    const AVStream& stream = **found;
-    m_nBits = stream.codecpar->bits_per_coded_sample;
+    m_nBits = (*found)->codecpar->bits_per_coded_sample;
     if (!m_pDecoder->Select(static_cast<size_t>(found - streams.begin()), DecodedForm(m_nBits))) {
         return false;
     }
     m_nChannels = m_pDecoder->Channels();
     m_nSampleRate = m_pDecoder->SampleRate();
-    m_nTotalBlocks = stream.duration <= 0 ? 0
-                                          : av_rescale_q(stream.duration, stream.time_base,
-                                                         AVRational{1, m_nSampleRate});
+    m_nTotalBlocks = static_cast<int64_t>(m_pDecoder->ClaimedFrames());
     return true;
 }
 

@@ -53,7 +53,8 @@ class IAPEDecompress {
     virtual void RequestStop() = 0;
 };
 
-// Null if `io` holds no Monkey's Audio file. `io` is borrowed and must outlive the result.
+// Null if `io` holds no Monkey's Audio file. `io` is borrowed and must outlive the result. Throws
+// what GetLibavModule does.
 std::unique_ptr<IAPEDecompress> CreateIAPEDecompressEx(CIO& io);
 
 } // namespace larkspin

@@ -13,24 +13,24 @@ constexpr size_t kSilenceBytes = 65536; // at once
 
 // Samples leave in this form; none if it isn't one that a chain takes.
 AVSampleFormat FormOf(const AVCodecParameters& stream) {
-    switch (av_get_packed_sample_fmt(static_cast<AVSampleFormat>(stream.format))) {
+    switch (stream.format) {
     case AV_SAMPLE_FMT_U8:
+    case AV_SAMPLE_FMT_U8P:
         return AV_SAMPLE_FMT_U8;
     case AV_SAMPLE_FMT_S16:
+    case AV_SAMPLE_FMT_S16P:
         return AV_SAMPLE_FMT_S16;
     case AV_SAMPLE_FMT_S32:
+    case AV_SAMPLE_FMT_S32P:
         return AV_SAMPLE_FMT_S32;
     case AV_SAMPLE_FMT_FLT:
+    case AV_SAMPLE_FMT_FLTP:
     case AV_SAMPLE_FMT_DBL:
+    case AV_SAMPLE_FMT_DBLP:
         return AV_SAMPLE_FMT_FLT;
     default:
         return AV_SAMPLE_FMT_NONE;
     }
-}
-
-bool IsLossless(const AVCodecParameters& stream) {
-    const AVCodecDescriptor* codec = avcodec_descriptor_get(stream.codec_id);
-    return codec != nullptr && (codec->props & AV_CODEC_PROP_LOSSLESS) != 0;
 }
 
 } // namespace
@@ -43,7 +43,7 @@ CLibavReader::CLibavReader(HeaderOnly /*tag*/, const char* demuxer, const std::u
     uint64_t frames = claimed;
     // Headers tell the length of lossy sound with what an encoder added, or in fractions of a
     // second, or not at all. A file that breaks off long before the end that it claims keeps that.
-    if (claimed == 0 || !IsLossless(stream)) {
+    if (claimed == 0 || !GetLibavModule().isLossless(stream.codec_id)) {
         frames = m_pDecoder->CountFrames();
         if (claimed > frames + static_cast<uint64_t>(m_nSampleRate)) {
             frames = claimed;
@@ -71,7 +71,7 @@ CLibavReader::~CLibavReader() {
 const AVCodecParameters& CLibavReader::Open(const char* demuxer, const std::u16string& name) {
     m_pDecoder.reset();
     if (m_hFile != nullptr && m_hFile->Seek(0)) {
-        m_pDecoder = CLibavDecoder::Open(*m_hFile, demuxer);
+        m_pDecoder = GetLibavModule().open(*m_hFile, demuxer);
     }
     if (m_pDecoder == nullptr || !m_pDecoder->CompleteStreamInfo()) {
         throw CNotOpened(TextWithName("Cannot open ", name, "."));
@@ -92,7 +92,7 @@ const AVCodecParameters& CLibavReader::Open(const char* demuxer, const std::u16s
     }
     m_nChannels = m_pDecoder->Channels();
     m_nSampleRate = m_pDecoder->SampleRate();
-    m_nBits = av_get_bytes_per_sample(form) * 8;
+    m_nBits = m_pDecoder->SampleBytes() * 8;
     m_bFloat = form == AV_SAMPLE_FMT_FLT;
     return stream;
 }

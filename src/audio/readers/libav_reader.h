@@ -20,7 +20,7 @@ class CLibavReader : public CPipedReader {
   public:
     // `demuxer` is the library's name of the container. Throws
     // CReaderException: "Cannot open %s.", "it holds no sound.", "it holds a kind of sound that
-    // cannot be decoded.", and what CheckedLength and StartTriedDecoder have.
+    // cannot be decoded.", and what GetLibavModule, CheckedLength and StartTriedDecoder have.
     CLibavReader(const char* demuxer, const std::u16string& name, IFileSystem& files);
     CLibavReader(HeaderOnly tag, const char* demuxer, const std::u16string& name,
                  IFileSystem& files);
@@ -36,7 +36,7 @@ class CLibavReader : public CPipedReader {
     bool WriteSilence(uint64_t frames);
 
     std::unique_ptr<ISequentialFile> m_hFile; // outlives m_pDecoder, which reads it
-    std::unique_ptr<CLibavDecoder> m_pDecoder;
+    std::unique_ptr<ILibavDecoder> m_pDecoder;
     uint64_t m_nPcmBytes = 0;
 };
 

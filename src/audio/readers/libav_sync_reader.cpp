@@ -34,7 +34,7 @@ class CLibavSyncReader final : public ISyncReader {
         }
         m_duration = header->duration;
         if (file.Seek(0)) {
-            m_pDecoder = CLibavDecoder::Open(file, kDemuxer);
+            m_pDecoder = GetLibavModule().open(file, kDemuxer);
         }
         return m_pDecoder == nullptr ? OpenResult::Failed : OpenResult::Opened;
     }
@@ -73,7 +73,7 @@ class CLibavSyncReader final : public ISyncReader {
         *output = static_cast<uint32_t>(found - streams.begin());
         const AVCodecID codec = (*found)->codecpar->codec_id;
         return std::find(kCodecs.begin(), kCodecs.end(), codec) != kCodecs.end() &&
-               avcodec_find_decoder(codec) != nullptr;
+               GetLibavModule().hasDecoder(codec);
     }
 
     bool GetOutputProps(uint32_t output, WaveFormat* format) override {
@@ -83,7 +83,7 @@ class CLibavSyncReader final : public ISyncReader {
         }
         format->channels = static_cast<uint16_t>(m_pDecoder->Channels());
         format->samplesPerSecond = static_cast<uint32_t>(m_pDecoder->SampleRate());
-        format->bitsPerSample = static_cast<uint16_t>(av_get_bytes_per_sample(form) * 8);
+        format->bitsPerSample = static_cast<uint16_t>(m_pDecoder->SampleBytes() * 8);
         format->isFloat = form == AV_SAMPLE_FMT_FLT;
         return true;
     }
@@ -97,16 +97,15 @@ class CLibavSyncReader final : public ISyncReader {
 
   private:
     std::optional<uint64_t> m_duration;
-    std::unique_ptr<CLibavDecoder> m_pDecoder;
+    std::unique_ptr<ILibavDecoder> m_pDecoder;
 };
 
 } // namespace
 
 SyncReaderResult CreateSyncReader(std::unique_ptr<ISyncReader>* reader) {
-    const bool anyCodec = std::any_of(kCodecs.begin(), kCodecs.end(), [](AVCodecID codec) {
-        return avcodec_find_decoder(codec) != nullptr;
-    });
-    if (!anyCodec || av_find_input_format(kDemuxer) == nullptr) {
+    const LibavModule* module = FindLibavModule();
+    if (module == nullptr || !module->hasDemuxer(kDemuxer) ||
+        std::none_of(kCodecs.begin(), kCodecs.end(), module->hasDecoder)) {
         return SyncReaderResult::NotInstalled;
     }
     *reader = std::make_unique<CLibavSyncReader>();

@@ -51,7 +51,8 @@ enum class SyncReaderResult { Created, NotInstalled, Failed };
 
 using CreateSyncReaderFunction = SyncReaderResult (*)(std::unique_ptr<ISyncReader>* reader);
 
-// NotInstalled if the libraries on this machine were built without ASF or Windows Media audio.
+// NotInstalled if the libraries on this machine can't be loaded, or were built without ASF or
+// Windows Media audio.
 // Samples come out with 16 bits; those of an encoder that was given more with 32, or as floats
 // where its decoder gives such.
 SyncReaderResult CreateSyncReader(std::unique_ptr<ISyncReader>* reader);
