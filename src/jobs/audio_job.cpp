@@ -141,17 +141,18 @@ std::u16string AudioWriting::OpenTrack(const std::u16string& file, Tracks* track
 // made good later, so No is the default.
 bool AudioWriting::AskToLeaveOut(const std::vector<std::u16string>& refusals, size_t files,
                                  size_t others) {
-    std::u16string text = FormatWide("%zu of %zu files cannot be written to an audio disk:\n",
-                                     refusals.size(), files);
+    std::u16string text =
+        FormatWide("%zu of %zu files cannot be written to an audio disk.", refusals.size(), files);
+    if (others > 0) {
+        // In front, for a list that is longer than the box.
+        text += FormatWide(" Should Larkspin write the other %zu without them?", others);
+    }
+    text += u"\n";
     for (const std::u16string& refusal : refusals) {
         text += u"\n" + refusal;
     }
-    if (others == 0) {
-        m_env.ui.AskUser(text, kReaderBoxTitle, BoxButtons::Ok, BoxIcon::Stop);
-        return false;
-    }
-    text += FormatWide("\n\nShould Larkspin write the other %zu without them?", others);
-    return m_env.ui.AskUser(text, kReaderBoxTitle, BoxButtons::YesNoGuarded, BoxIcon::Stop);
+    const BoxButtons buttons = others > 0 ? BoxButtons::YesNoGuarded : BoxButtons::Ok;
+    return m_env.ui.AskUser(text, kReaderBoxTitle, buttons, BoxIcon::Stop) && others > 0;
 }
 
 bool AudioWriting::FitsDisc(const Tracks& tracks) {

@@ -90,7 +90,7 @@ TEST_F(AudioJobTest, TakesFoldersOfSoundAlone) {
     bench.ejects = bench.host.clears = 0;
     EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
     EXPECT_EQ(bench.ui.Texts(),
-              Texts{u"1 of 1 files cannot be written to an audio disk:\n\n1. Error: cannot write " +
+              Texts{u"1 of 1 files cannot be written to an audio disk.\n\n1. Error: cannot write " +
                     words + u". It's not an audio or this format is not supported."});
     EXPECT_FALSE(bench.WasEjected() || bench.host.clears > 0);
     EXPECT_FALSE(fs::exists(bench.disc + "/disc.bin"));
@@ -151,13 +151,14 @@ TEST_F(AudioJobTest, ListsAllRefusedFilesAndWritesTheOthersIfToldTo) {
         words, bench.AddFile("page.wma", Payload(1000, 5)),
     };
     const std::u16string box =
-        u"4 of 6 files cannot be written to an audio disk:\n\n2. " + ToWide(name) +
+        u"4 of 6 files cannot be written to an audio disk. Should Larkspin write the other 2 "
+        u"without them?\n\n2. " +
+        ToWide(name) +
         u" (WAV): it has 6 channels, an audio CD takes at most 2.\n"
         u"4. torn.flac (FLAC): not a FLAC file\n5. Error: cannot write " +
         words +
         u". It's not an audio or this format is not supported.\n6. page.wma (WMA): Cannot open "
-        u"page.wma. The file is damaged or of another format.\n\n"
-        u"Should Larkspin write the other 2 without them?";
+        u"page.wma. The file is damaged or of another format.";
     bench.host.queue = queue;
     bench.ui.audio.nCopies = 2;
     EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);

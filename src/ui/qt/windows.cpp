@@ -5,8 +5,11 @@
 #include "ui/qt/qt_text.h"
 
 #include <QGridLayout>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QTimer>
 
 #include <algorithm>
@@ -17,6 +20,7 @@ namespace larkspin {
 namespace {
 
 constexpr int kLeastBoxUnits = 140;
+constexpr int kLongTextUnits = 320;
 constexpr std::chrono::seconds kHoldTime{1}; // of a guarded box
 
 QMessageBox::StandardButtons ButtonsOf(BoxButtons buttons) {
@@ -78,6 +82,23 @@ void HoldAnswers(QMessageBox& box) {
     });
 }
 
+// A text that would take the box beyond the screen scrolls, so that the buttons are in reach.
+void LetLongTextScroll(QMessageBox& box) {
+    auto* label = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    const int most = box.screen()->availableGeometry().height() / 2;
+    if (label == nullptr || label->sizeHint().height() <= most) {
+        return;
+    }
+    auto* area = new QScrollArea(&box);
+    delete box.layout()->replaceWidget(label, area);
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    area->setWidget(label);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setMinimumSize(DialogWidth(box, kLongTextUnits), most);
+}
+
 } // namespace
 
 void BringToFront(QWidget& window) {
@@ -120,6 +141,7 @@ QDialog* OpenMessageBox(CWindowSet& windows, const std::u16string& text,
         HoldAnswers(*box);
     }
     box->setWindowModality(Qt::NonModal);
+    LetLongTextScroll(*box);
     // Room for the title beside the window's buttons, however short the text is.
     if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
         grid->addItem(new QSpacerItem(DialogWidth(*box, kLeastBoxUnits), 0), grid->rowCount(), 0, 1,

@@ -190,7 +190,7 @@ TEST_F(DialogsTest, SeveralBoxesAreAnsweredInAnyOrder) {
     auto first = Job([&] { return ui->AskUser(u"first", u"t", BoxButtons::YesNo, BoxIcon::None); });
     auto second =
         Job([&] { return ui->AskUser(u"second", u"t", BoxButtons::OkCancel, BoxIcon::Question); });
-    auto third = Job([&] { ui->ShowMessage(u"third"); });
+    auto third = Job([&] { ui->ShowMessage(u"third" + std::u16string(300, u'\n')); });
     QMessageBox* firstBox = AwaitBox("first");
     QMessageBox* secondBox = AwaitBox("second");
     QMessageBox* thirdBox = AwaitBox("third");
@@ -205,6 +205,7 @@ TEST_F(DialogsTest, SeveralBoxesAreAnsweredInAnyOrder) {
     firstBox->close();
     EXPECT_FALSE(Finish(first));
     EXPECT_TRUE(thirdBox->isVisible());
+    EXPECT_LT(thirdBox->height(), thirdBox->screen()->availableGeometry().height());
     thirdBox->close();
     Finish(third);
     EXPECT_TRUE(errorBox->isVisible());
