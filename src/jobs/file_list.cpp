@@ -12,7 +12,7 @@ namespace {
 class Lister final : public IWalkVisitor {
   public:
     Lister(IFileSystem& files, const GoOn& goOn)
-        : m_files(files), m_goOn(goOn), m_walk(files, *this) {}
+        : m_files(files), m_goOn(goOn), m_walk(files, *this, FolderWalk::Order::ByName) {}
 
     void Add(const std::u16string& item) {
         FileStatus status;

@@ -30,8 +30,9 @@ using GoOn = std::function<bool(size_t count, const std::u16string& folder)>;
 // True for a path that counts as a folder by its text (paths.h) and for one that is a folder.
 bool IsFolder(IFileSystem& files, const std::u16string& path);
 
-// The files below `folder`: first its own in the order of the file system, then those of each
-// sub-folder. What is walked is told in folder_walk.h.
+// The files below `folder`: first its own, then those of each sub-folder, both in the order of
+// ReadsBefore, which Linux file systems don't give by themselves: the songs of an album become
+// tracks in it. What is walked is told in folder_walk.h.
 FileList ExpandFolder(IFileSystem& files, const std::u16string& folder, const GoOn& goOn = {});
 
 // The files of `paths` in their order, then those of the folders among them. A file met twice is

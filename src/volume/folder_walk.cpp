@@ -1,7 +1,9 @@
 #include "volume/folder_walk.h"
 
+#include "platform/natural_order.h"
 #include "platform/paths.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace larkspin {
@@ -59,7 +61,11 @@ void FolderWalk::FollowLinks() {
 // Reads the names in a folder. False if it has become something else since its status was taken.
 // One that can't be read is told; what could be read of it counts.
 bool FolderWalk::List(const std::u16string& path, std::vector<std::u16string>* names) {
-    if (m_files.Enumerate(path, names)) {
+    const bool whole = m_files.Enumerate(path, names);
+    if (m_order == Order::ByName) {
+        std::ranges::sort(*names, ReadsBefore);
+    }
+    if (whole) {
         return true;
     }
     if (!names->empty()) {

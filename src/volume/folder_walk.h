@@ -57,7 +57,11 @@ class IWalkVisitor {
 class FolderWalk {
   public:
     // The references are kept.
-    FolderWalk(IFileSystem& files, IWalkVisitor& visitor) : m_files(files), m_visitor(visitor) {}
+    // What a folder holds comes as its file system gives it, or in the order of ReadsBefore.
+    enum class Order { AsFound, ByName };
+
+    FolderWalk(IFileSystem& files, IWalkVisitor& visitor, Order order = Order::AsFound)
+        : m_files(files), m_visitor(visitor), m_order(order) {}
 
     // Walks an item of that status, but for links to folders. The names of one that counts as a
     // folder by its text (paths.h) come straight into `directory`.
@@ -98,6 +102,7 @@ class FolderWalk {
 
     IFileSystem& m_files;
     IWalkVisitor& m_visitor;
+    const Order m_order;
     Identities m_inItem;              // folders entered below the present item
     Identities m_taken;               // folders entered below earlier items, then behind links too
     Identities* m_pEntered = nullptr; // which of the two counts now

@@ -71,13 +71,15 @@ Paths PathsOf(const FileList& list) {
 TEST(FileList, FilesComeBeforeThoseOfSubFolders) {
     FakeFiles files;
     files.AddFile(u"/d/sub/deep/4", 1);
-    files.AddFile(u"/d/1", 2048);
+    files.AddFile(u"/d/a 10", 0);
     files.AddFile(u"/d/sub/3", 2049);
-    files.AddFile(u"/d/2", 0);
+    files.AddFile(u"/d/A 009b", 0);
+    files.AddFile(u"/d/a", 0);
+    files.AddFile(u"/d/a 9", 2048);
     files.AddFile(u"/single", 1);
-    const FileList list = ExpandPaths(files, {u"/d", u"/single", u"/gone", u"/d/1"});
-    EXPECT_EQ(PathsOf(list),
-              (Paths{u"/single", u"/d/1", u"/d/1", u"/d/2", u"/d/sub/3", u"/d/sub/deep/4"}));
+    const FileList list = ExpandPaths(files, {u"/d", u"/single", u"/gone", u"/d/a 9"});
+    EXPECT_EQ(PathsOf(list), (Paths{u"/single", u"/d/a 9", u"/d/a", u"/d/a 9", u"/d/A 009b",
+                                    u"/d/a 10", u"/d/sub/3", u"/d/sub/deep/4"}));
     EXPECT_EQ(ListOf(list.leftOut), u"Not found or not accessible (1):\n/gone");
     EXPECT_EQ(SectorsOfFiles(list), 6U);
     EXPECT_TRUE(IsFolder(files, u"C:\\"));

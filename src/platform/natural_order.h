@@ -1,0 +1,13 @@
+// The order in which people expect names.
+#pragma once
+
+#include <string_view>
+
+namespace larkspin {
+
+// Whether `left` comes before `right` in a list for people: numbers by their value, so that "2" is
+// in front of "10", and the letters A to Z without regard to case. A strict order of different
+// texts.
+bool ReadsBefore(std::u16string_view left, std::u16string_view right);
+
+} // namespace larkspin
