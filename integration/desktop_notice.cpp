@@ -1,10 +1,6 @@
 #include "desktop_notice.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QString>
-#include <QStringList>
-#include <QVariantMap>
+#include "app/notification.h"
 
 #include <cstdio>
 #include <unistd.h>
@@ -13,30 +9,9 @@ namespace larkspin {
 
 namespace {
 
-constexpr int kNotifyTimeMs = 5000;
-constexpr int kServersOwnTime = -1; // org.freedesktop.Notifications: the server decides
-
 bool HasTerminal() {
     return ::isatty(STDIN_FILENO) != 0 || ::isatty(STDOUT_FILENO) != 0 ||
            ::isatty(STDERR_FILENO) != 0;
-}
-
-// Servers may read markup in the body (Desktop Notifications Specification, body-markup).
-QString Plain(const std::string& text) {
-    return QString::fromLocal8Bit(text.c_str()).toHtmlEscaped();
-}
-
-void Notify(const std::string& text) {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        return;
-    }
-    QDBusMessage call = QDBusMessage::createMethodCall("org.freedesktop.Notifications",
-                                                       "/org/freedesktop/Notifications",
-                                                       "org.freedesktop.Notifications", "Notify");
-    call.setArguments({QString("Larkspin"), 0U, QString("larkspin"), QString("Larkspin"),
-                       Plain(text), QStringList(), QVariantMap(), kServersOwnTime});
-    bus.call(call, QDBus::Block, kNotifyTimeMs);
 }
 
 } // namespace
@@ -44,7 +19,7 @@ void Notify(const std::string& text) {
 void TellUser(const std::string& text) {
     std::fprintf(stderr, "larkspin-send: %s\n", text.c_str());
     if (!HasTerminal()) {
-        Notify(text);
+        Notify({text});
     }
 }
 

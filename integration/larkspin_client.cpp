@@ -1,5 +1,7 @@
 #include "larkspin_client.h"
 
+#include "job_waiter.h"
+
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -13,7 +15,9 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <optional>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,8 +46,15 @@ QString FindProgram() {
     return QStandardPaths::findExecutable("larkspin");
 }
 
-// Starts the program in a session of its own, so that it outlives this one and its terminal.
-// Its output goes where ours goes.
+// Output that a program which stays may keep: a file, or a terminal. Somebody waits for the end of
+// a pipe.
+bool MayKeep(int output) {
+    struct stat st = {};
+    return ::fstat(output, &st) == 0 && (S_ISREG(st.st_mode) || ::isatty(output) != 0);
+}
+
+// Starts the program in a session of its own, so that it outlives this one and its terminal. Of
+// what we have open it gets no more than the output.
 pid_t Spawn(const QString& program) {
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
@@ -51,6 +62,12 @@ pid_t Spawn(const QString& program) {
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (!MayKeep(output)) {
+            ::posix_spawn_file_actions_addopen(&actions, output, "/dev/null", O_WRONLY, 0);
+        }
+    }
+    ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     std::string path = program.toLocal8Bit().toStdString();
     const std::array<char*, 2> arguments = {path.data(), nullptr};
     pid_t pid = -1;
@@ -152,16 +169,30 @@ bool CLarkspinClient::WaitForEnd() {
     return true;
 }
 
-int CLarkspinClient::Call(const char* method, const QVariantList& arguments) {
+QVariantList CLarkspinClient::Ask(const char* method, const QVariantList& arguments) {
     QDBusMessage call =
         QDBusMessage::createMethodCall(kServiceName, kObjectPath, kInterface, method);
     call.setAutoStartService(false);
     call.setArguments(arguments);
-    const QDBusReply<int> reply = m_bus.call(call, QDBus::Block, kCallTimeMs);
-    if (!reply.isValid()) {
-        throw SendError("Larkspin does not answer: " + reply.error().message().toStdString());
+    const QDBusMessage reply = m_bus.call(call, QDBus::Block, kCallTimeMs);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+        throw SendError("Larkspin does not answer: " + reply.errorMessage().toStdString());
     }
-    return reply.value();
+    return reply.arguments();
+}
+
+QString CLarkspinClient::WaitForJob() {
+    CJobWaiter waiter(m_bus, kServiceName, kObjectPath, kInterface); // before the question
+    if (!IsRunning()) {
+        throw SendError("Larkspin does not run, so there is no job to wait for");
+    }
+    if (Ask("JobStatus").first().toString().isEmpty()) {
+        return Ask("LastJobResult").first().toString();
+    }
+    if (const std::optional<QString> result = waiter.Wait()) {
+        return *result;
+    }
+    throw SendError("Larkspin ended before it told how the job went");
 }
 
 } // namespace larkspin

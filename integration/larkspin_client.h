@@ -30,8 +30,17 @@ class CLarkspinClient {
     // Waits until the program has gone. False if it is still there after ten seconds: it has a job
     // to finish.
     bool WaitForEnd();
-    // Calls a method that takes `arguments` and gives a number. Throws SendError.
-    int Call(const char* method, const QVariantList& arguments = {});
+    // Calls a method that takes `arguments`; all that it gives, at least one value. Throws
+    // SendError.
+    QVariantList Ask(const char* method, const QVariantList& arguments = {});
+    // The same for one that gives a number.
+    int Call(const char* method, const QVariantList& arguments = {}) {
+        return Ask(method, arguments).first().toInt();
+    }
+    // Waits for the end of the job that runs. How it ended, or the last one if none runs: "done",
+    // "failed", "cancelled"; empty if none has ended yet. Throws SendError if the program goes
+    // before it has told.
+    QString WaitForJob();
 
   private:
     void StartByBus();

@@ -3,7 +3,9 @@
 #include "larkspin_client.h"
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QCoreApplication>
+#include <QDBusArgument>
 
 #include <algorithm>
 #include <array>
@@ -23,7 +25,15 @@ namespace larkspin {
 
 namespace {
 
-enum ExitCode { kDone = 0, kRefused = 1, kUsage = 2, kNoPath = 3, kNoProgram = 4 };
+enum ExitCode {
+    kDone = 0,
+    kRefused = 1,
+    kUsage = 2,
+    kNoPath = 3,
+    kNoProgram = 4,
+    kJobFailed = 5,
+    kCancelled = 6
+};
 
 constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
 
@@ -32,7 +42,11 @@ constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
   write-audio    write the queue as an audio CD
   burn IMAGE     copy an image file to a disc
   erase [DRIVE]  erase the disc in a drive, such as sr0; it may be left out if there is but one
-  query          tell what Larkspin is doing
+  list [-0]      print the paths in the queue, one a line; -0: with a NUL behind each
+  status         tell which job runs, how far it is, and what it does now
+  wait           wait until the job that runs has ended; the exit code tells how it, or if none
+                 runs the last one, has ended
+  query          tell whether the queue holds something, and whether a job runs
   take-over      take the queue over: it is cleared, and Larkspin stays quiet about it
   quit           end Larkspin; a job that runs is finished first
   --help         this text
@@ -42,8 +56,8 @@ Options of write-data, write-audio and burn, in front of what else they take:
   --verify       tick "Verify" in the dialog: the disc is read back when it is written
   --no-verify    untick it
 
-Larkspin is started if it does not run; query and quit never start it. What is written, where and
-how fast is asked by Larkspin itself.
+Larkspin is started if it does not run; list, status, wait, query and quit never start it. What is
+written, where and how fast is asked by Larkspin itself.
 
 Exit codes:
   0  done
@@ -51,6 +65,8 @@ Exit codes:
   2  wrong usage
   3  a file or folder cannot be found
   4  Larkspin cannot be started or reached
+  5  wait: the job has failed
+  6  wait: the job was cancelled
 )";
 
 class PathError : public SendError {
@@ -194,6 +210,57 @@ int Query(const std::vector<std::string>&, uint) {
     return kDone;
 }
 
+int List(const std::vector<std::string>& option, uint) {
+    CLarkspinClient client;
+    if (!option.empty() && option.front() != "-0") {
+        TellUser("unknown option " + option.front() + "; see larkspin-send --help");
+        return kUsage;
+    }
+    if (!client.IsRunning()) {
+        return kDone; // an empty queue
+    }
+    for (const QByteArray& path : qdbus_cast<QByteArrayList>(client.Ask("ListQueue").first())) {
+        std::fwrite(path.constData(), 1, static_cast<size_t>(path.size()), stdout);
+        std::putchar(option.empty() ? '\n' : '\0');
+    }
+    return kDone;
+}
+
+int Status(const std::vector<std::string>&, uint) {
+    CLarkspinClient client;
+    if (!client.IsRunning()) {
+        std::puts("Larkspin does not run.");
+        return kDone;
+    }
+    const QVariantList status = client.Ask("JobStatus");
+    const QString job = status.value(0).toString();
+    if (job.isEmpty()) {
+        std::puts("job: none");
+        return kDone;
+    }
+    std::printf("job: %s\n", qPrintable(job));
+    if (const int percent = status.value(1).toInt(); percent >= 0) {
+        std::printf("done: %d%%\n", percent);
+    }
+    if (const QString text = status.value(2).toString(); !text.isEmpty()) {
+        std::printf("now: %s\n", qPrintable(text));
+    }
+    return kDone;
+}
+
+int Wait(const std::vector<std::string>&, uint) {
+    const QString result = CLarkspinClient().WaitForJob();
+    if (result == "failed") {
+        TellUser("the job has failed");
+        return kJobFailed;
+    }
+    if (result == "cancelled") {
+        TellUser("the job was cancelled");
+        return kCancelled;
+    }
+    return kDone; // or there was no job
+}
+
 int TakeOver(const std::vector<std::string>&, uint) {
     CLarkspinClient client;
     client.Start();
@@ -224,12 +291,15 @@ struct Command {
     bool writes = false; // takes the options
 };
 
-constexpr std::array<Command, 8> kCommands = {{
+constexpr std::array<Command, 11> kCommands = {{
     {"add", 1, SIZE_MAX, Add},
     {"write-data", 0, 0, WriteData, true},
     {"write-audio", 0, 0, WriteAudio, true},
     {"burn", 1, 1, Burn, true},
     {"erase", 0, 1, Erase},
+    {"list", 0, 1, List},
+    {"status", 0, 0, Status},
+    {"wait", 0, 0, Wait},
     {"query", 0, 0, Query},
     {"take-over", 0, 0, TakeOver},
     {"quit", 0, 0, Quit},

@@ -4,8 +4,8 @@ _larkspin_send()
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W "add write-data write-audio burn erase query take-over
-            quit --help --version" -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W "add write-data write-audio burn erase list status wait
+            query take-over quit --help --version" -- "$cur")
         return
     fi
     if [[ $cur == -* && $command =~ ^(write-data|write-audio|burn)$ ]]; then
@@ -17,6 +17,7 @@ _larkspin_send()
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             ;;
+        list) COMPREPLY=(-0) ;;
         erase)
             mapfile -t COMPREPLY < <(compgen -W "$(cd /sys/block 2>/dev/null && echo sr*)" -- "$cur")
             ;;

@@ -5,7 +5,10 @@ complete -c larkspin-send -n __fish_use_subcommand -a write-data -d 'Write the q
 complete -c larkspin-send -n __fish_use_subcommand -a write-audio -d 'Write the queue as an audio CD'
 complete -c larkspin-send -n __fish_use_subcommand -a burn -d 'Copy an image file to a disc'
 complete -c larkspin-send -n __fish_use_subcommand -a erase -d 'Erase the disc in a drive'
-complete -c larkspin-send -n __fish_use_subcommand -a query -d 'Tell what Larkspin is doing'
+complete -c larkspin-send -n __fish_use_subcommand -a list -d 'Print the paths in the queue'
+complete -c larkspin-send -n __fish_use_subcommand -a status -d 'Tell how far the job is'
+complete -c larkspin-send -n __fish_use_subcommand -a wait -d 'Wait until the job has ended'
+complete -c larkspin-send -n __fish_use_subcommand -a query -d 'Tell whether a job runs'
 complete -c larkspin-send -n __fish_use_subcommand -a take-over -d 'Take the queue over and clear it'
 complete -c larkspin-send -n __fish_use_subcommand -a quit -d 'End Larkspin; a job is finished first'
 complete -c larkspin-send -n __fish_use_subcommand -l help -d 'Tell the usage'
@@ -15,5 +18,6 @@ complete -c larkspin-send -n '__fish_seen_subcommand_from write-data write-audio
 complete -c larkspin-send -n '__fish_seen_subcommand_from write-data write-audio burn' \
     -l no-verify -d 'Do not read it back'
 complete -c larkspin-send -n '__fish_seen_subcommand_from add burn' -F
+complete -c larkspin-send -n '__fish_seen_subcommand_from list' -s 0 -d 'A NUL behind each path'
 complete -c larkspin-send -n '__fish_seen_subcommand_from erase' \
     -a '(string replace /sys/block/ "" /sys/block/sr*)'

@@ -59,6 +59,7 @@ CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& file
                      Options options)
     : m_drives(drives), m_files(files), m_clock(clock),
       m_startThread(std::move(options.startThread)), m_pSystemBus(options.systemBus),
+      m_notify(std::move(options.notify)),
       m_measures(files, options.audioLength ? std::move(options.audioLength)
                                             : ItemMeasures::AudioLength(GetAudioFileLength)),
       m_watcher([this](const std::stop_token& stop) { return MeasureQueue(stop); },
@@ -66,7 +67,7 @@ CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& file
       m_queue([this] { m_watcher.QueueChanged(); }), m_settings(store) {}
 
 void CCDWriter::Attach(CCDWriterUI& ui, IMainView& view) {
-    m_pUi = &ui;
+    m_ui.emplace(ui, m_monitor);
     m_pView = &view;
     m_watcher.Start([&view](const QueueNotice& notice) {
         view.ShowBalloon(notice.text, notice.title, notice.icon, kNoticeTimeMs);
@@ -203,19 +204,20 @@ std::optional<std::u16string> CCDWriter::HeaderText(JobKind kind) {
 // --- the jobs ---
 
 void CCDWriter::StartErase(uint32_t driveIndex) {
-    StartJob([driveIndex](JobEnv& env) { return EraseJob(env, driveIndex); });
+    StartJob(JobKind::Erase, [driveIndex](JobEnv& env) { return EraseJob(env, driveIndex); });
 }
 
 void CCDWriter::StartImageBurn(const std::u16string& path, VerifyWish verify) {
-    StartJob([path](JobEnv& env) { return ImageJob(env, path); }, verify);
+    StartJob(
+        JobKind::Image, [path](JobEnv& env) { return ImageJob(env, path); }, verify);
 }
 
 void CCDWriter::StartAudioWrite(VerifyWish verify) {
-    StartJob(AudioJob, verify);
+    StartJob(JobKind::Audio, AudioJob, verify);
 }
 
 void CCDWriter::StartDataWrite(VerifyWish verify) {
-    StartJob(DataJob, verify);
+    StartJob(JobKind::Data, DataJob, verify);
 }
 
 bool CCDWriter::VerifyAfterWriting() {
@@ -223,7 +225,15 @@ bool CCDWriter::VerifyAfterWriting() {
     return wish == VerifyWish::AsSet ? m_settings.VerifyAfterWriting != 0 : wish == VerifyWish::Yes;
 }
 
-void CCDWriter::StartJob(JobBody body, VerifyWish verify) {
+void CCDWriter::TellSuccess(const std::u16string& what) {
+    const bool isTold = m_notify && m_notify(what, m_settings.BeepWhenDone != 0);
+    if (!isTold && !IsLeaving()) { // nobody waits for a box when the program is to end
+        m_ui->ShowMessage(what);
+    }
+    m_monitor.Succeed();
+}
+
+void CCDWriter::StartJob(JobKind kind, JobBody body, VerifyWish verify) {
     const std::lock_guard lock(m_gate);
     if (m_bBusy || m_bLeaving) {
         throw CCDWriterError(kBusy);
@@ -235,15 +245,18 @@ void CCDWriter::StartJob(JobBody body, VerifyWish verify) {
     m_bBusy = true;
     m_verify = verify;
     try {
+        m_monitor.Begin(kind);
         m_hJobThread = m_startThread([this, work = std::move(body)] { JobThread(work); });
     } catch (const std::exception&) { // no thread, or no memory for one
         m_bBusy = false;
+        m_monitor.Fail();
+        Insist([this] { m_monitor.End(); });
         throw CCDWriterError(kNoThread);
     }
 }
 
 void CCDWriter::JobThread(const JobBody& body) {
-    JobEnv env{*this, *m_pUi, m_drives, m_files, m_clock, m_startThread};
+    JobEnv env{*this, *m_ui, m_drives, m_files, m_clock, m_startThread};
     JobEnd end = JobEnd::Exit;
     {
         const StayAwake awake(m_pSystemBus);
@@ -260,8 +273,9 @@ void CCDWriter::EndJob(JobEnd end) {
         leave = m_bLeaving;
         m_bBusy = false;
     }
+    Insist([this] { m_monitor.End(); }); // when another job may be started, and before the end
     if (leave) {
-        Insist([this] { m_pUi->RequestExit(); });
+        Insist([this] { m_ui->RequestExit(); });
     } else if (end == JobEnd::Exit) {
         Insist([this] {
             // It may have been cleared by now.

@@ -14,6 +14,7 @@
 #pragma once
 
 #include "app/errors.h"
+#include "app/job_monitor.h"
 #include "app/measures.h"
 #include "app/queue.h"
 #include "app/queue_watcher.h"
@@ -47,6 +48,9 @@ class CCDWriter final : public JobHost, public IQueueModel {
         ItemMeasures::AudioLength audioLength;
         // Where the machine is asked to stay awake while a job runs; null asks nobody. Kept.
         ISystemBus* systemBus = nullptr;
+        // Shows a notification of the desktop that stays when the program has gone, with a sound if
+        // `beep`. False if the desktop has none; empty for such a desktop. On the job's thread.
+        std::function<bool(const std::u16string& text, bool beep)> notify;
     };
 
     // All references are kept.
@@ -85,6 +89,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     void StartAudioWrite(VerifyWish verify = VerifyWish::AsSet);
     void StartDataWrite(VerifyWish verify = VerifyWish::AsSet);
     bool IsBusy() const { return m_bBusy; }
+    JobMonitor& Monitor() { return m_monitor; }
     // True when the program may end now. False while a job runs: the user interface is asked to
     // end the program (RequestExit) when the job is over.
     bool BeginQuit();
@@ -102,6 +107,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     bool BufferUnderrunProtection() override { return m_settings.BufferUnderrunProtection != 0; }
     bool WriteSpeedControl() override { return m_settings.WriteSpeedControl != 0; }
     bool VerifyAfterWriting() override;
+    void TellSuccess(const std::u16string& what) override;
 
     // IQueueModel
     std::vector<std::u16string> Paths() override { return m_queue.Paths(); }
@@ -113,7 +119,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
 
     std::optional<uint64_t> QueueBytes();
     std::optional<QueueTotals> MeasureQueue(const std::stop_token& stop);
-    void StartJob(JobBody body, VerifyWish verify = VerifyWish::AsSet);
+    void StartJob(JobKind kind, JobBody body, VerifyWish verify = VerifyWish::AsSet);
     void JobThread(const JobBody& body);
     void EndJob(JobEnd end);
 
@@ -122,7 +128,9 @@ class CCDWriter final : public JobHost, public IQueueModel {
     IClock& m_clock;
     const ThreadStarter m_startThread;
     ISystemBus* const m_pSystemBus;
-    CCDWriterUI* m_pUi = nullptr;
+    const std::function<bool(const std::u16string&, bool)> m_notify;
+    JobMonitor m_monitor;
+    std::optional<ObservedUi> m_ui; // by the monitor
     IMainView* m_pView = nullptr;
 
     ItemMeasures m_measures;

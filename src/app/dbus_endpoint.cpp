@@ -2,6 +2,10 @@
 #include "platform/text.h"
 
 #include <QDBusConnection>
+#include <QDBusMetaType>
+
+#include <new>
+#include <utility>
 
 namespace larkspin {
 
@@ -10,9 +14,55 @@ namespace {
 constexpr const char* kServiceName = "org.larkspin.Larkspin";
 constexpr const char* kObjectPath = "/org/larkspin/Larkspin";
 
+QString NameOf(JobKind kind) {
+    switch (kind) {
+    case JobKind::Data:
+        return QStringLiteral("data");
+    case JobKind::Audio:
+        return QStringLiteral("audio");
+    case JobKind::Image:
+        return QStringLiteral("image");
+    case JobKind::Erase:
+        return QStringLiteral("erase");
+    }
+    return {};
+}
+
+QString NameOf(JobResult result) {
+    switch (result) {
+    case JobResult::None:
+        return {};
+    case JobResult::Done:
+        return QStringLiteral("done");
+    case JobResult::Failed:
+        return QStringLiteral("failed");
+    case JobResult::Cancelled:
+        return QStringLiteral("cancelled");
+    }
+    return {};
+}
+
 } // namespace
 
+CDbusEndpoint::CDbusEndpoint(CMainDlg& dialog, CCDWriter& writer, Post post)
+    : m_dialog(dialog), m_writer(writer), m_post(std::move(post)) {
+    qDBusRegisterMetaType<QByteArrayList>();
+    m_writer.Monitor().OnChange([this] {
+        if (m_bNewsPending.exchange(true)) { // a job may report thousands of times a second
+            return;
+        }
+        try {
+            m_post([this] { TellNews(); });
+        } catch (const std::bad_alloc&) {
+            m_bNewsPending = false;
+            throw;
+        }
+    });
+}
+
 CDbusEndpoint::~CDbusEndpoint() {
+    m_writer.Monitor().OnChange({});
+    TellNews(); // the end of the last job goes out before the name
     if (m_bRegistered) {
         QDBusConnection bus = QDBusConnection::sessionBus();
         bus.unregisterService(kServiceName);
@@ -23,8 +73,10 @@ CDbusEndpoint::~CDbusEndpoint() {
 bool CDbusEndpoint::Register() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     // The object first: whoever waits for the name may call at once.
-    m_bRegistered = bus.registerObject(kObjectPath, this, QDBusConnection::ExportAllSlots) &&
-                    bus.registerService(kServiceName);
+    m_bRegistered =
+        bus.registerObject(kObjectPath, this,
+                           QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals) &&
+        bus.registerService(kServiceName);
     return m_bRegistered;
 }
 
@@ -85,6 +137,43 @@ int CDbusEndpoint::TakeOverQueue() {
 
 int CDbusEndpoint::Quit() {
     return m_dialog.ProcessMessage(UM_QUIT);
+}
+
+QByteArrayList CDbusEndpoint::ListQueue() {
+    QByteArrayList paths;
+    for (const std::u16string& path : m_writer.Paths()) {
+        paths << QByteArray::fromStdString(ToNative(path));
+    }
+    return paths;
+}
+
+QString CDbusEndpoint::JobStatus(int& percent, QString& text) {
+    const JobNews news = m_writer.Monitor().News();
+    percent = news.bRunning ? news.nPercent : kNoPercentage;
+    text = news.bRunning ? QString::fromStdU16String(news.strStatus) : QString();
+    return news.bRunning ? NameOf(news.kind) : QString();
+}
+
+QString CDbusEndpoint::LastJobResult() {
+    return NameOf(m_writer.Monitor().News().result);
+}
+
+void CDbusEndpoint::TellNews() {
+    m_bNewsPending = false;
+    JobNews news = m_writer.Monitor().News();
+    const bool isNew = news.nRun != m_told.nRun;
+    if (isNew) {
+        emit JobStarted(NameOf(news.kind));
+    }
+    if (news.bRunning &&
+        (isNew || news.nPercent != m_told.nPercent || news.strStatus != m_told.strStatus)) {
+        emit JobProgress(NameOf(news.kind), news.nPercent,
+                         QString::fromStdU16String(news.strStatus));
+    }
+    if (!news.bRunning && (isNew || m_told.bRunning)) {
+        emit JobEnded(NameOf(news.kind), NameOf(news.result));
+    }
+    m_told = std::move(news);
 }
 
 } // namespace larkspin

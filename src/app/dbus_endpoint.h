@@ -4,13 +4,19 @@
 // Paths are byte strings ("ay"), so that every name a file can have survives the trip. A result is
 // that of the message: 0 or -1 for the starts of jobs, 1 or 2 for the queries, 1 for the others,
 // and 0 for a path that was not taken because the program is on its way out.
+//
+// integration/desktop/org.larkspin.Larkspin1.xml tells the outside of all this, and is installed.
 #pragma once
 
 #include "app/main_dlg.h"
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QObject>
 #include <QString>
+
+#include <atomic>
+#include <functional>
 
 namespace larkspin {
 
@@ -19,8 +25,11 @@ class CDbusEndpoint final : public QObject {
     Q_CLASSINFO("D-Bus Interface", "org.larkspin.Larkspin1")
 
   public:
-    // `dialog` must outlive the object.
-    explicit CDbusEndpoint(CMainDlg& dialog) : m_dialog(dialog) {}
+    using Post = std::function<void(std::function<void()>)>;
+
+    // The two must outlive the object. `post` runs functions on the main thread, as long as the
+    // object is there.
+    CDbusEndpoint(CMainDlg& dialog, CCDWriter& writer, Post post);
     // Gives the bus back its name.
     ~CDbusEndpoint() override;
 
@@ -49,8 +58,27 @@ class CDbusEndpoint final : public QObject {
     int TakeOverQueue();
     int Quit();
 
+    // The paths in the queue, in order of arrival.
+    QByteArrayList ListQueue();
+    // "data", "audio", "image" or "erase", or empty if no job runs; `percent` is -1 where there is
+    // none to tell, `text` what is done now.
+    QString JobStatus(int& percent, QString& text);
+    // "done", "failed", "cancelled", or empty if no job has ended yet.
+    QString LastJobResult();
+
+  signals:
+    void JobStarted(const QString& job);
+    void JobProgress(const QString& job, int percent, const QString& text);
+    void JobEnded(const QString& job, const QString& result);
+
   private:
+    void TellNews();
+
     CMainDlg& m_dialog;
+    CCDWriter& m_writer;
+    const Post m_post;
+    std::atomic<bool> m_bNewsPending = false;
+    JobNews m_told; // what the signals have told
     bool m_bRegistered = false;
 };
 

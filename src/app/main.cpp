@@ -13,11 +13,12 @@
 #include "app/child_process.h"
 #include "app/dbus_endpoint.h"
 #include "app/drive_port.h"
-#include "app/echo_ui.h"
 #include "app/guarded.h"
 #include "app/main_dlg.h"
+#include "app/notification.h"
 #include "app/qt_system_bus.h"
 #include "app/quit_signals.h"
+#include "app/terminal_echo.h"
 #include "app/windows_process.h"
 #include "link/link.h"
 #include "link/protocol.h"
@@ -89,6 +90,9 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     DriveCatalog catalog(drives);
     CCDWriter::Options options;
     options.systemBus = &QtSystemBus();
+    options.notify = [](const std::u16string& text, bool beep) {
+        return Notify({ToNative(text), true, beep});
+    };
     CCDWriter writer(drives, store, PosixFiles(), clock, std::move(options));
     std::optional<CMainDlg> dialog;
     const auto quit = [&dialog] {
@@ -99,7 +103,8 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     RemoteUi ui(desk.link, catalog, writer, store,
                 {[&desk](std::function<void()> work) { desk.main.Post(std::move(work)); }, quit,
                  [](int code) { QCoreApplication::exit(code); }});
-    EchoUi echo(ui);
+    TerminalEcho terminal;
+    ObservedUi echo(ui, terminal);
     dialog.emplace(writer, catalog, ui);
     dialog->ProcessMessage(WM_INITDIALOG);
     writer.Attach(WantsProgressOnTerminal() ? static_cast<CCDWriterUI&>(echo) : ui, ui);
@@ -122,7 +127,9 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     const CQuitSignals quitSignals(quit);
     int code = kExitNormal;
     {
-        CDbusEndpoint endpoint(*dialog);
+        CDbusEndpoint endpoint(*dialog, writer, [&desk](std::function<void()> work) {
+            desk.main.Post(std::move(work));
+        });
         endpoint.Register();
         code = QCoreApplication::exec();
     }

@@ -18,7 +18,7 @@ struct Settings {
 
     uint32_t BufferUnderrunProtection = 1;
     uint32_t WriteSpeedControl = 1;
-    uint32_t BeepWhenDone = 0;      // nothing depends on it
+    uint32_t BeepWhenDone = 0;      // a sound with the notice of a finished disc
     uint32_t GaplessAudioWrite = 1; // nothing depends on it: audio discs are always gapless
     uint32_t ShowFileIcons = 1;
     uint32_t VerifyAfterWriting = 1; // a disc is read back unless the user unticks it

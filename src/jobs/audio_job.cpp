@@ -34,6 +34,15 @@ struct Tracks {
     uint64_t totalBytes = 0;
 };
 
+// "7 tracks, 61:05 (min:sec)"
+std::u16string ContentsText(const Tracks& tracks) {
+    const size_t count = tracks.readers.size();
+    const uint64_t seconds = tracks.totalBytes / kPcmBytesPerSecond;
+    return FormatWide("%zu %s, %llu:%02llu (min:sec)", count, count == 1 ? "track" : "tracks",
+                      static_cast<unsigned long long>(seconds / 60),
+                      static_cast<unsigned long long>(seconds % 60));
+}
+
 enum class CopyEnd { Written, Cancelled, GiveUp };
 
 class AudioWriting {
@@ -65,6 +74,7 @@ class AudioWriting {
     std::set<std::u16string> m_leftOut;    // files, by the user's word
     AudioRecord m_record;                  // of this copy, if it is to be verified
     std::vector<std::u16string> m_notices; // what the user has to be told of this copy
+    bool m_bBrokenOff = false;             // a track of this copy has silence in it
     int m_nLastPercent = 0;                // the bar is touched only when the percentage changes
 };
 
@@ -208,9 +218,15 @@ CopyEnd AudioWriting::WriteCopy() {
     if (!finished) {
         m_notices.push_back(UnlessGivenUp(m_drive, kLeadOutFailed));
     }
+    if (!m_bBrokenOff) {
+        ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
+    }
+    if (verification.WasBegun()) {
+        verification.Tell(ContentsText(tracks));
+    } else if (finished && !cancelled && !m_bBrokenOff) {
+        m_env.host.TellSuccess(kDiscWritten + ContentsText(tracks));
+    }
     ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
-    const size_t count = tracks.readers.size();
-    verification.Tell(FormatWide("%zu %s", count, count == 1 ? "track" : "tracks"));
     return cancelled ? CopyEnd::Cancelled : CopyEnd::Written;
 }
 
@@ -218,6 +234,7 @@ bool AudioWriting::WriteTracks(Tracks& tracks) {
     int32_t address = 0;
     uint64_t written = 0;
     std::u16string clipped; // the tracks, in one notice
+    m_bBrokenOff = false;
     for (size_t i = 0; i < tracks.readers.size() && !m_cancel(); ++i) {
         Status(FormatWide("Writing track %zu...", i + 1));
         if (!WriteTrack(*tracks.readers[i], &address, tracks.totalBytes, &written)) {
@@ -230,6 +247,7 @@ bool AudioWriting::WriteTracks(Tracks& tracks) {
             clipped += FormatWide("track %zu (%llu samples)", i + 1,
                                   static_cast<unsigned long long>(loss.clippedSamples));
         }
+        m_bBrokenOff = m_bBrokenOff || loss.brokeOff;
         if (!m_cancel() && loss.brokeOff) {
             m_notices.push_back(FormatWide("Track %zu is not complete: ", i + 1) + tracks.paths[i] +
                                 u" is damaged or could not be read to its end. Silence stands for "

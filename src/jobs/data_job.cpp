@@ -54,7 +54,7 @@ class DataWriting {
         m_args.title = title;
         m_args.files = &env.files;
         m_args.clock = &env.clock;
-        m_args.record = verify ? &m_record : nullptr;
+        m_args.record = &m_record; // also for what is told at the end
     }
 
     // CutInPlace: the volume on the disc can't be added to, and there is no earlier one.
@@ -422,11 +422,17 @@ void DataWriting::Verify() {
 }
 
 void DataWriting::TellResults() {
-    ShowClosingNotices(m_env.ui, m_notices);
     const ExtentList& extents = m_record.Extents();
     const size_t files = extents.Files();
-    m_verification.Tell(FormatWide("%zu %s, ", files, files == 1 ? "file" : "files") +
-                        FormatSize(static_cast<long long>(extents.FileBytes())));
+    std::u16string contents = m_args.title.wide.empty() ? u"" : m_args.title.wide + u", ";
+    contents += FormatWide("%zu %s, ", files, files == 1 ? "file" : "files") +
+                FormatSize(static_cast<long long>(extents.FileBytes()));
+    if (m_verification.WasBegun()) {
+        m_verification.Tell(contents);
+    } else if (m_bWhole && m_notices.empty()) {
+        m_env.host.TellSuccess(kDiscWritten + contents);
+    }
+    ShowClosingNotices(m_env.ui, m_notices);
 }
 
 // Brings the disc, the volume and the room for it together, with the help of the user. Nothing is

@@ -153,7 +153,9 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
                                                     : EraseByBlanking(env, *drive, choice);
     drive->EjectDisk();
     hold.Release();
-    if (outcome) {
+    if (outcome && outcome->IsEmpty() && outcome->reason.empty()) {
+        env.host.TellSuccess(TextOf(*outcome));
+    } else if (outcome) {
         env.ui.ShowMessage(TextOf(*outcome));
     }
     return JobEnd::Exit;

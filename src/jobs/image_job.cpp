@@ -7,6 +7,7 @@
 #include "jobs/in_job_erase.h"
 #include "jobs/prompts.h"
 #include "jobs/verification.h"
+#include "platform/paths.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -200,8 +201,14 @@ bool ImageWriting::WriteCopy() {
     }
     m_drive.EjectDisk();
     m_hold.Release();
+    const std::u16string contents =
+        std::u16string(LeafName(m_strPath)) + u", " + FormatSize(m_nBytes);
+    if (verification.WasBegun()) {
+        verification.Tell(contents);
+    } else if (m_bWhole && !m_bCancelled && m_notices.empty()) {
+        m_env.host.TellSuccess(kDiscWritten + contents);
+    }
     ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
-    verification.Tell(FormatSize(static_cast<long long>(m_record.Extents().Bytes())));
     return true;
 }
 

@@ -65,6 +65,8 @@ std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
 // short. Nothing is shown for an empty list; a long one is told in part.
 void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& notices);
 
+// What is told of a disc that is as it was asked for, with what is on it behind.
+inline constexpr const char16_t* kDiscWritten = u"Disc written: ";
 inline constexpr const char16_t* kOutOfMemory = u"Out of memory";
 // Told of a recording that was not closed: nothing else tells its disc from a good one.
 inline constexpr const char16_t* kSessionNotClosed =

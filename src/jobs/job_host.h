@@ -39,6 +39,11 @@ class JobHost {
     virtual bool WriteSpeedControl() = 0;
     // What the tick box "Verify" starts with in this job.
     virtual bool VerifyAfterWriting() = 0;
+
+    // Tells the user that one disc has been made as it was asked for: by a notification that stays,
+    // or in a box that is waited for where the desktop has none. What is told of
+    // this disc after it spoils it.
+    virtual void TellSuccess(const std::u16string& what) = 0;
 };
 
 } // namespace larkspin

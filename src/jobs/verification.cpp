@@ -238,9 +238,9 @@ void Verification::Tell(const std::u16string& contents) const {
     std::u16string text;
     switch (m_result->end) {
     case VerifyResult::End::Whole:
-        text = u"The disk has been written and verified: " + contents + u".";
+        text = kDiscWritten + contents + u", verified";
         if (m_result->edgesLeftOut) {
-            text += u" A few hundredths of a second at its beginning or end are out of this "
+            text += u". A few hundredths of a second at its beginning or end are out of this "
                     u"drive's reach.";
         }
         break;
@@ -258,7 +258,13 @@ void Verification::Tell(const std::u16string& contents) const {
         break;
     }
     if (m_result->bad == 0) {
-        m_env.ui.ShowMessage(text);
+        const bool isFailure = m_result->end == VerifyResult::End::BrokenOff ||
+                               m_result->end == VerifyResult::End::Impossible;
+        if (isFailure) {
+            m_env.ui.ShowMessage(text);
+        } else {
+            m_env.host.TellSuccess(text);
+        }
         return;
     }
     text = m_result->end == VerifyResult::End::Whole ? u"" : text + u"\n\n";

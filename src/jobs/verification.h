@@ -49,8 +49,9 @@ class Verification {
     // The same for an audio CD. The offset of the drive is found from the first sound.
     void CompareAudio(const AudioRecord& record);
 
-    // One box that says how good the disc is, if a comparison was begun. `contents` names what has
-    // been written: "3 files, 1.20 Mb".
+    bool WasBegun() const { return m_result.has_value(); }
+    // How good the disc is, if a comparison was begun: told as a success, or in a box. `contents`
+    // names what has been written: "3 files, 1.20 Mb".
     void Tell(const std::u16string& contents) const;
 
   private:

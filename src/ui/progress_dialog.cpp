@@ -10,7 +10,6 @@ namespace larkspin {
 namespace {
 
 constexpr int kFull = 100;
-constexpr const char16_t* kEraseStatus = u"Erasing disk...";
 constexpr const char16_t* kSure = u"Are you sure?";
 
 // MMC profiles that can be written again after an erase: CD-RW, DVD-RAM, the two DVD-RW, DVD+RW,

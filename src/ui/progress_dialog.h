@@ -17,6 +17,9 @@
 
 namespace larkspin {
 
+// The fixed text of the erase dialog.
+inline constexpr const char16_t* kEraseStatus = u"Erasing disk...";
+
 class CProgressDialog {
   public:
     static constexpr uint32_t kTimerPeriodMs = 220;

@@ -39,6 +39,7 @@ TEST_F(AudioJobTest, HoldsTheTracksOfAllFormatsAndConversions) {
     statuses.push_back(u"Writing lead-out...");
     EXPECT_EQ(bench.ui.Statuses(JobKind::Audio), statuses);
     EXPECT_EQ(bench.ui.Progress(JobKind::Audio), 100);
+    EXPECT_TRUE(bench.host.successes.at(0).starts_with(u"Disc written: 7 tracks, 0:"));
     EXPECT_EQ(bench.host.clears, 1);
     EXPECT_TRUE(bench.WasEjected());
     EXPECT_TRUE(bench.IsClosed());
@@ -135,6 +136,7 @@ TEST_F(AudioJobTest, NamesTheTracksThatLostSound) {
     ASSERT_EQ(tracks.size(), 3 * track);
     EXPECT_TRUE(std::equal(pcm.begin(), pcm.end(), tracks.end() - std::ptrdiff_t(track)));
     EXPECT_TRUE(bench.WasEjected() && bench.IsClosed());
+    EXPECT_EQ(bench.host.successes, Texts{});
 }
 
 // All that is refused stands in one box, before anything is asked of the disc; the rest can be

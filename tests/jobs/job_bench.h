@@ -92,6 +92,11 @@ class FakeHost final : public JobHost {
     bool BufferUnderrunProtection() override { return true; }
     bool WriteSpeedControl() override { return true; }
     bool VerifyAfterWriting() override { return false; }
+    std::vector<std::u16string> successes;
+    std::function<void(const std::u16string& what)> onSuccess = [this](const std::u16string& what) {
+        successes.push_back(what);
+    };
+    void TellSuccess(const std::u16string& what) override { onSuccess(what); }
 };
 
 class JobBench {

@@ -11,6 +11,7 @@ struct VerifyBench : JobBench {
     explicit VerifyBench(const std::string& newKind = "cd-r", IFileSystem& files = PosixFiles())
         : JobBench(newKind, 0, files) {
         ui.data.bVerify = ui.audio.bVerify = ui.image.bVerify = true;
+        host.onSuccess = [this](const std::u16string& what) { ui.ShowMessage(what); };
         ui.onStatus = [this](JobKind, const std::u16string& text) {
             if (text == u"Verifying...") {
                 ++verifies;
@@ -43,7 +44,7 @@ struct VerifyBench : JobBench {
     std::map<uint8_t, int> commandsBefore; // the reading
 };
 
-constexpr const char16_t* kGood = u"The disk has been written and verified: ";
+constexpr const char16_t* kGood = u"Disc written: ";
 
 TEST(Verify, AGoodDiscIsToldAndOnlyRead) {
     for (const char* kind : {"cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r",
@@ -58,8 +59,8 @@ TEST(Verify, AGoodDiscIsToldAndOnlyRead) {
             bench.AddFile(std::string(name) + "/empty", {});
             bench.host.queue = {ToWide((bench.Source() / name).string())};
             EXPECT_EQ(bench.RunData(), JobEnd::Exit);
-            EXPECT_EQ(bench.Verdict().substr(0, 60), std::u16string(kGood) + u"3 files, 2.86 Mb.")
-                << ToNative(bench.Verdict());
+            EXPECT_EQ(ToNative(bench.Verdict()),
+                      "Disc written: Test disc, 3 files, 2.86 Mb, verified");
             EXPECT_EQ(bench.ui.Progress(JobKind::Data), 100);
             EXPECT_EQ(bench.ui.DiskTypes().back(), kNothingAtStake) << "a cancel costs no disc";
             for (const uint8_t opcode : {mmc::kWrite10, mmc::kCloseTrackSession, mmc::kBlank,
@@ -263,7 +264,7 @@ TEST(Verify, WhatStopsItIsTold) {
                             : std::nullopt;
              };
          },
-         u"The disk has been written and verified: 1 file, 292.97 kb."},
+         u"Disc written: Test disc, 1 file, 292.97 kb, verified"},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
@@ -299,7 +300,7 @@ TEST(Verify, EachCopyOfAnImageIsComparedBeforeTheNextIsAskedFor) {
                   std::u16string::npos)
             << ToNative(texts[0]);
         EXPECT_EQ(texts[1], NextCopyText(1, 2));
-        EXPECT_EQ(texts[2], std::u16string(kGood) + u"4.77 Mb.");
+        EXPECT_EQ(texts[2], std::u16string(kGood) + u"image.iso, 4.77 Mb, verified");
         EXPECT_EQ(bench.verifies, 2);
     }
 }
@@ -338,16 +339,16 @@ TEST(Verify, AnAudioDiscIsComparedWhateverTheOffsetOfTheDrive) {
         std::u16string verdict;
         size_t period = 0; // bytes after which the sound is the same again; 0: never
     } cases[] = {
-        {"none", 0, -1, u"verified: 3 tracks."},
-        {"behind", 667, -1, u"3 tracks. A few"},
-        {"before", -1176, -1, u"3 tracks. A few"},
+        {"none", 0, -1, u"3 tracks, 0:16 (min:sec), verified"},
+        {"behind", 667, -1, u", verified. A few"},
+        {"before", -1176, -1, u", verified. A few"},
         {"too far", 1177, -1, u"Track 1: differs (blocks 2 to"},
         {"flipped", 6, 1'000'000, u"\n\nTrack 2: differs (blocks 400 to 799)"},
         {"flipped where the sound begins", 667, 30'005,
          u"\n\nTrack 1: differs (blocks 2 to 399)\n\n"},
         {"flipped at the edge", 667, 0, u"\n\nTrack 1: differs (blocks 0 to 1)\n\n"},
-        {"flipped at the edge out of reach", -667, 0, u"3 tracks. A few"},
-        {"a tone", 667, -1, u"3 tracks. A few", 400},
+        {"flipped at the edge out of reach", -667, 0, u", verified. A few"},
+        {"a tone", 667, -1, u", verified. A few", 400},
         {"silence", 667, -1, u"3 tracks", 1},
         {"no command for it", {}, -1, u"could not be verified. The drive cannot"},
     };
@@ -409,7 +410,8 @@ TEST(Verify, OnlyAWholeRecordingIsReadBack) {
         fault(bench);
         EXPECT_EQ(bench.RunData(), JobEnd::Exit);
         EXPECT_EQ(bench.verifies, 0);
-        EXPECT_FALSE(bench.Verdict().starts_with(u"The disk has been written"));
+        EXPECT_EQ(bench.Verdict().starts_with(kGood), !bench.ui.data.bVerify);
+        EXPECT_EQ(bench.Verdict().find(u"verified"), std::u16string::npos);
     }
 }
 

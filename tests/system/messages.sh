@@ -1,12 +1,14 @@
 # shellcheck shell=bash
 # The program from outside: started on demand, told what to do over the message bus, and a disc at
-# the end. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send.
+# the end. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send,
+# the description of the interface.
 set -euo pipefail
 # shellcheck source=tests/system/lib.sh
 source "$(dirname "$0")/lib.sh"
 
 larkspin=$1
 send=$2
+description=$3
 work=$(mktemp -d)
 export XDG_RUNTIME_DIR=$work/runtime XDG_CONFIG_HOME=$work/config
 export LARKSPIN_VIRTUAL_DRIVE=$work/disc:$work/next LARKSPIN_PROGRESS=1
@@ -59,6 +61,9 @@ expect 2 add
 expect 2 write-data now
 expect 3 add "$work/missing"
 expect 3 burn "$work/missing"
+expect 0 list
+expect 0 status
+expect 4 wait
 not_running || fail 'a wrong word started the program'
 
 # --- two at once, when the program has to be started first: it starts once, and both are heard ---
@@ -93,6 +98,11 @@ expect_message 2 1123 0
 "$send" quit
 within 30 not_running
 
+# --- who starts it by a pipe sees the end of that ---
+: "$(timeout 60 "$send" add "$work/early.txt" 2>&1 3>&1)" || fail 'the pipe stays open'
+"$send" quit
+within 30 not_running
+
 # --- nobody has to answer a dialog before the program can end, and no disc is written then ---
 window_is_up() {
     xdotool search --onlyvisible --name '^Larkspin' >/dev/null
@@ -103,8 +113,14 @@ ask_to_write() {
     within 20 window_is_up
 }
 ask_to_write
+"$send" wait >>"$work/output" 2>&1 &
+waiting=$!
+sleep 0.5
 "$send" quit
 within 30 not_running
+code=0
+wait "$waiting" || code=$?
+((code == 6)) || fail "wait ended with $code for a job that was cancelled"
 ask_to_write
 kill "$(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus / \
     org.freedesktop.DBus.GetConnectionUnixProcessID string:org.larkspin.Larkspin |
@@ -151,6 +167,21 @@ code=0
 second=$("$larkspin" 2>&1) || code=$?
 [[ $code == 254 && -z $second ]] || fail "a second instance: $code, '$second'"
 
+# --- the description tells what there is ---
+interface() {
+    sed -n '/<interface name="org.larkspin.Larkspin1">/,/<\/interface>/p' "$1" |
+        sed -e '/<annotation /d' -e '/<!--.*-->/d' -e '/<!--/,/-->/d' -e 's/^ *//'
+}
+dbus-send --session --print-reply=literal --dest=org.larkspin.Larkspin /org/larkspin/Larkspin \
+    org.freedesktop.DBus.Introspectable.Introspect >"$work/introspected"
+diff <(interface "$work/introspected") <(interface "$description") ||
+    fail 'the interface is not as described'
+
+# --- the queue, to the byte ---
+"$send" list -0 | cmp - <(printf '%s\0' "$work/source/$odd" "$work/source" "$work/link") ||
+    fail 'the queue is not what was added'
+expect 2 list -x
+
 # --- the table by number ---
 expect_message 2 1123 0
 expect_message 1 1125 0
@@ -171,6 +202,10 @@ expect 1 write-audio
 expect 0 add "$work/source/$odd" "$work/link"
 expect 0 write-data
 "$send" query | grep -qx 'job: runs' || fail 'the job does not run'
+[[ $("$send" status) == 'job: data'*'now: Waiting for an answer' ]] || fail 'status says otherwise'
+wait_code=0
+"$send" wait >>"$work/output" 2>&1 &
+waiting=$!
 expect 1 write-data
 expect 0 add "$work/early.txt"
 press_return_until() {
@@ -181,6 +216,9 @@ job_has_ended() {
     "$send" query | grep -qx 'job: none'
 }
 within 60 press_return_until job_has_ended
+wait "$waiting" || wait_code=$?
+((wait_code == 0)) || fail "wait ended with $wait_code for a disc that is good"
+expect 0 wait
 expect_message 2 1123 0
 expect 0 write-data
 within 60 press_return_until not_running

@@ -1,0 +1,114 @@
+// A user interface that lets somebody look on: everything goes on to the user interface behind it,
+// and what a job tells and asks is shown to an observer on the way.
+//
+// Called on the threads that call the one behind it.
+#pragma once
+
+#include "ui/ccdwriter_ui.h"
+
+#include <type_traits>
+
+namespace larkspin {
+
+// Called on the job's threads, more than one at a time where a job asks two things at once. What
+// has no interest may be left out.
+class IJobObserver {
+  public:
+    virtual ~IJobObserver() = default;
+
+    // A progress window comes up, with its bar at 0.
+    virtual void OnStart(JobKind) {}
+    virtual void OnStatus(const std::u16string&) {}
+    virtual void OnProgress(int) {} // per cent
+    // The drive gives no percentage; what OnProgress tells means nothing.
+    virtual void OnNoPercentage() {}
+    // A dialog or a box is about to open, and has been answered. A dialog has no text.
+    virtual void OnQuestion(const std::u16string&, BoxButtons) {}
+    virtual void OnAnswer() {}
+};
+
+class ObservedUi final : public CCDWriterUI {
+  public:
+    // Both are kept.
+    ObservedUi(CCDWriterUI& ui, IJobObserver& observer) : m_ui(ui), m_observer(observer) {}
+
+    DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) override {
+        return AskDialog([&] { return m_ui.ShowDataParameters(header, verify); });
+    }
+    CopyParametersResult ShowAudioParameters(const std::u16string& header, bool verify) override {
+        return AskDialog([&] { return m_ui.ShowAudioParameters(header, verify); });
+    }
+    CopyParametersResult ShowImageParameters(const std::u16string& header, bool verify) override {
+        return AskDialog([&] { return m_ui.ShowImageParameters(header, verify); });
+    }
+    EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override {
+        return AskDialog([&] { return m_ui.ShowEraseType(speeds); });
+    }
+    void StartDataProgress(uint32_t diskType) override {
+        m_observer.OnStart(JobKind::Data);
+        m_ui.StartDataProgress(diskType);
+    }
+    void StartAudioProgress(uint32_t diskType) override {
+        m_observer.OnStart(JobKind::Audio);
+        m_ui.StartAudioProgress(diskType);
+    }
+    void StartImageProgress(uint32_t diskType) override {
+        m_observer.OnStart(JobKind::Image);
+        m_ui.StartImageProgress(diskType);
+    }
+    void StartEraseProgress() override {
+        m_observer.OnStart(JobKind::Erase);
+        m_ui.StartEraseProgress();
+    }
+    void StopDataProgress() override { m_ui.StopDataProgress(); }
+    void StopAudioProgress() override { m_ui.StopAudioProgress(); }
+    void StopImageProgress() override { m_ui.StopImageProgress(); }
+    void StopEraseProgress() override { m_ui.StopEraseProgress(); }
+    bool IsDataCancelled() const override { return m_ui.IsDataCancelled(); }
+    bool IsAudioCancelled() const override { return m_ui.IsAudioCancelled(); }
+    bool IsImageCancelled() const override { return m_ui.IsImageCancelled(); }
+    bool IsEraseCancelled() const override { return m_ui.IsEraseCancelled(); }
+    void SetStatus(JobKind kind, const std::u16string& text) override {
+        m_observer.OnStatus(text);
+        m_ui.SetStatus(kind, text);
+    }
+    void SetProgress(JobKind kind, int percent) override {
+        m_observer.OnProgress(percent);
+        m_ui.SetProgress(kind, percent);
+    }
+    int Progress(JobKind kind) const override { return m_ui.Progress(kind); }
+    void StepEraseProgress() override { m_ui.StepEraseProgress(); }
+    void PushJobTrayCallbacks(JobKind kind) override { m_ui.PushJobTrayCallbacks(kind); }
+    void PopJobTrayCallbacks() override { m_ui.PopJobTrayCallbacks(); }
+    void StartTrayAnimation() override { m_ui.StartTrayAnimation(); }
+    void StopTrayAnimation() override { m_ui.StopTrayAnimation(); }
+    void SetNoProgressReport(bool noReport) override {
+        if (noReport) {
+            m_observer.OnNoPercentage();
+        }
+        m_ui.SetNoProgressReport(noReport);
+    }
+    bool AskUser(const std::u16string& text, const std::u16string& title, BoxButtons buttons,
+                 BoxIcon icon) override {
+        m_observer.OnQuestion(text, buttons);
+        const bool answer = m_ui.AskUser(text, title, buttons, icon);
+        m_observer.OnAnswer();
+        return answer;
+    }
+    void HideQueueDialog() override { m_ui.HideQueueDialog(); }
+    void RequestExit() override { m_ui.RequestExit(); }
+
+  private:
+    template <typename Ask>
+    std::invoke_result_t<Ask> AskDialog(const Ask& ask) {
+        m_observer.OnQuestion({}, BoxButtons::OkCancel);
+        const auto answer = ask();
+        m_observer.OnAnswer();
+        return answer;
+    }
+
+    CCDWriterUI& m_ui;
+    IJobObserver& m_observer;
+};
+
+} // namespace larkspin

@@ -1,0 +1,25 @@
+// Tells a terminal what a job tells the user: status lines, percentages and message boxes go to
+// standard output.
+#pragma once
+
+#include "app/observed_ui.h"
+
+#include <atomic>
+
+namespace larkspin {
+
+// Tells the terminal of a message box.
+void EchoMessage(const std::u16string& text);
+
+class TerminalEcho final : public IJobObserver {
+  public:
+    void OnStart(JobKind kind) override;
+    void OnStatus(const std::u16string& text) override;
+    void OnProgress(int percent) override;
+    void OnQuestion(const std::u16string& text, BoxButtons buttons) override;
+
+  private:
+    std::atomic<int> m_nLastPercent = -1;
+};
+
+} // namespace larkspin
