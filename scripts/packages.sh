@@ -4,7 +4,7 @@
 
 LARKSPIN_BUILD_PACKAGES=(
     ca-certificates g++ cmake ninja-build pkg-config
-    qt6-base-dev libqt6svg6-dev librsvg2-bin
+    qt6-base-dev librsvg2-bin
     libmad0-dev libvorbis-dev libflac-dev libsndfile1-dev libsoxr-dev
     libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
     libloki-dev libboost-dev libxxhash-dev

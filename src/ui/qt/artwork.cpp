@@ -6,19 +6,25 @@ namespace larkspin {
 
 namespace {
 
-// Trays and window managers want pixels; these are the sizes they ask for.
+// The drawings in pixels, in the sizes that the build has made of them.
+QPixmap LoadPixels(const QString& name, int side) {
+    return QPixmap(QStringLiteral(":/artwork/%1_%2.png").arg(name).arg(side));
+}
+
 QIcon Load(const QString& name) {
-    const QIcon drawing(QStringLiteral(":/artwork/%1.svg").arg(name));
     QIcon icon;
-    for (const int side : {16, 22, 24, 32, 48, 64, 128}) {
-        icon.addPixmap(drawing.pixmap(QSize(side, side), 1.0));
+    for (const int side : {16, 22, 24, 32, 48, 64, 128, 256}) {
+        icon.addPixmap(LoadPixels(name, side));
     }
     return icon;
 }
 
 QPixmap LoadPicture(const QString& name, const QWidget& shownOn) {
-    return QIcon(QStringLiteral(":/artwork/%1.svg").arg(name))
-        .pixmap(QSize(kPictureSize, kPictureSize), shownOn.devicePixelRatioF());
+    QIcon sizes;
+    for (const int scale : {1, 2, 3}) {
+        sizes.addPixmap(LoadPixels(name, scale * kPictureSize));
+    }
+    return sizes.pixmap(QSize(kPictureSize, kPictureSize), shownOn.devicePixelRatioF());
 }
 
 QString PictureName(JobKind kind) {

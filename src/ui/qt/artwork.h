@@ -1,4 +1,5 @@
-// The program's own pictures, from vector drawings that are part of the executable. Main thread.
+// The program's own pictures. They are drawn as vectors; the build makes pixels of them, which are
+// part of the executable, so that no plug-in of the toolkit is needed. Main thread.
 #pragma once
 
 #include <QIcon>
