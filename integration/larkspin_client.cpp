@@ -29,8 +29,12 @@ constexpr const char* kServiceName = "org.larkspin.Larkspin";
 constexpr const char* kObjectPath = "/org/larkspin/Larkspin";
 constexpr const char* kInterface = "org.larkspin.Larkspin1";
 
-// How the program ends when another instance is there: one that runs, or is on its way up or out.
+// How the program ends: there is no drive, which it has told; no display; another instance that
+// runs, or is on its way up or out; no lock.
+constexpr int kNormalExit = 0;
+constexpr int kNoDisplayExit = 253;
 constexpr int kSecondInstanceExit = 254;
+constexpr int kNoLockExit = 255;
 
 constexpr int kStartTimeMs = 30000;
 constexpr int kEndTimeMs = 10000;
@@ -81,10 +85,30 @@ pid_t Spawn(const QString& program) {
     return pid;
 }
 
-// The bus has the exit code in its words alone.
-bool IsSecondInstance(const QDBusError& error) {
-    return error.name() == "org.freedesktop.DBus.Error.Spawn.ChildExited" &&
-           error.message().endsWith(QString::number(kSecondInstanceExit));
+// The exit code that an error of the bus tells of, which has it in its words alone.
+std::optional<int> ExitOf(const QDBusError& error) {
+    if (error.name() != "org.freedesktop.DBus.Error.Spawn.ChildExited") {
+        return std::nullopt;
+    }
+    bool isNumber = false;
+    const int code = error.message().section(QLatin1Char(' '), -1).toInt(&isNumber);
+    return isNumber ? std::optional(code) : std::nullopt;
+}
+
+// Why a program that has been started is not there.
+SendError NotStarted(std::optional<int> code, const std::string& otherwise) {
+    switch (code.value_or(-1)) {
+    case kNormalExit:
+        return SendError("Larkspin has ended, as there is no drive that it can use");
+    case kNoDisplayExit:
+        return SendError("Larkspin needs a display for its windows, and there is none (is DISPLAY "
+                         "or WAYLAND_DISPLAY set?)");
+    case kNoLockExit:
+        return SendError("Larkspin cannot make the lock that keeps a second instance away (can "
+                         "you write to XDG_RUNTIME_DIR?)");
+    default:
+        return SendError(otherwise);
+    }
 }
 
 } // namespace
@@ -120,9 +144,10 @@ void CLarkspinClient::StartByBus() {
         if (started.isValid() || IsRunning()) {
             return;
         }
-        if (!IsSecondInstance(started.error()) || deadline.hasExpired()) {
-            throw SendError("Larkspin could not be started: " +
-                            started.error().message().toStdString());
+        const std::optional<int> code = ExitOf(started.error());
+        if (code != kSecondInstanceExit || deadline.hasExpired()) {
+            throw NotStarted(code, "Larkspin could not be started: " +
+                                       started.error().message().toStdString());
         }
         QThread::msleep(kLookTimeMs);
     }
@@ -138,15 +163,19 @@ void CLarkspinClient::StartByFile() {
     while (!IsRunning()) {
         int status = 0;
         if (::waitpid(pid, &status, WNOHANG) == pid) {
-            if (!WIFEXITED(status) || WEXITSTATUS(status) != kSecondInstanceExit) {
-                throw SendError("Larkspin ended before it could be reached");
+            const std::optional<int> code =
+                WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
+            if (code != kSecondInstanceExit) {
+                throw NotStarted(code, "Larkspin ended before it could be reached");
             }
             // The other instance is on its way up, or on its way out: then one is needed again.
             QThread::msleep(kLookTimeMs);
             pid = Spawn(program);
         }
         if (deadline.hasExpired()) {
-            throw SendError("Larkspin was started, but does not answer");
+            throw SendError(
+                "Larkspin was started, but does not answer; perhaps a window of its waits "
+                "for you");
         }
         QThread::msleep(kLookTimeMs);
     }

@@ -48,6 +48,13 @@ namespace {
 
 constexpr const char* kMutexName = "Larkspin-Main-Module-Mutex";
 
+constexpr const char* kRunsAlready =
+    "Larkspin runs already. Its icon is in the tray; larkspin-send adds files to its queue.";
+constexpr const char16_t* kNoBus =
+    u"There is no session bus, so the file manager's menu and larkspin-send do not reach Larkspin. "
+    u"Please drop files on the window \"Larkspin Queue\".";
+constexpr uint32_t kNoBusTimeMs = 60000;
+
 constexpr int kExitNormal = 0;
 constexpr int kExitNoMutex = -1;
 constexpr int kExitSecondInstance = -2;
@@ -130,7 +137,9 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
         CDbusEndpoint endpoint(*dialog, writer, [&desk](std::function<void()> work) {
             desk.main.Post(std::move(work));
         });
-        endpoint.Register();
+        if (!endpoint.Register()) {
+            ui.ShowBalloon(kNoBus, kBoxTitle, BalloonIcon::Warning, kNoBusTimeMs);
+        }
         code = QCoreApplication::exec();
     }
     desk.gone = {};
@@ -177,6 +186,7 @@ int RunWithDrives(IClock& clock, Desk& desk) {
 int RunEngine(ChildProcess& windows, int& argc, char** argv) {
     const NamedMutex mutex(kMutexName);
     if (mutex.Outcome() == NamedMutex::Result::AlreadyExists) {
+        std::fprintf(stderr, "larkspin: %s\n", kRunsAlready);
         return kExitSecondInstance;
     }
     const Guarded<QCoreApplication> application(argc, argv);
@@ -187,7 +197,8 @@ int RunEngine(ChildProcess& windows, int& argc, char** argv) {
     CMainThread main;
     Desk desk(windows.TakeSocket(), main);
     if (!desk.link.Ask(op::kOpenDisplay)) {
-        return NoDisplay("there is no display to show windows on");
+        return NoDisplay(
+            "there is no display to show windows on; please start Larkspin on a desktop");
     }
     if (mutex.Outcome() == NamedMutex::Result::Failed) {
         desk.link.Ask(op::kShowStopBox, ToWide(mutex.ErrorText()), u"Error");

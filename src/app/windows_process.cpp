@@ -36,7 +36,9 @@ constexpr const char16_t* kWindowErrorTitle = u"Larkspin";
 
 // For failures that end the program before or instead of its main loop.
 void ShowStopBox(const std::u16string& text, const std::u16string& title) {
-    QMessageBox(QMessageBox::Critical, ToQt(title), ToQt(text), QMessageBox::Ok).exec();
+    QMessageBox box(QMessageBox::Critical, ToQt(title), ToQt(text), QMessageBox::Ok);
+    box.setTextFormat(Qt::PlainText); // it may name a device
+    box.exec();
 }
 
 // False if the engine has gone without a word: then there was nothing to show.

@@ -59,9 +59,8 @@ std::vector<std::u16string> CDriveParameters::SelectDrive(uint32_t index) {
 std::vector<std::u16string> CDriveParameters::DriveTexts(Blanks blanks) {
     std::vector<std::u16string> texts;
     for (size_t i = 0; i < m_drives.Count(); ++i) {
-        const std::u16string name = m_drives.Name(i);
-        texts.push_back((blanks == Blanks::Fold ? FoldBlanks(name) : name) + u" (" +
-                        m_drives.Label(i) + u")");
+        const std::u16string text = m_drives.Name(i) + u" (" + m_drives.Label(i) + u")";
+        texts.push_back(blanks == Blanks::Fold ? FoldBlanks(text) : text);
     }
     return texts;
 }

@@ -66,9 +66,23 @@ expect 0 status
 expect 4 wait
 not_running || fail 'a wrong word started the program'
 
+# --- what keeps the program from starting is told, with what to do ---
+told() { # CODE WORDS COMMAND...
+    local wanted=$1 words=$2 got=0 text
+    shift 2
+    text=$("$@" 2>&1) || got=$?
+    [[ $got == "$wanted" && $text == *"$words"* ]] || fail "$*: $got, '$text'"
+}
+echo 'plain' >"$work/plain.txt"
+blind=(env -u DISPLAY -u WAYLAND_DISPLAY)
+told 4 'is DISPLAY or WAYLAND_DISPLAY set?' "${blind[@]}" "$send" add "$work/plain.txt"
+told 253 'please start Larkspin on a desktop' "${blind[@]}" "$larkspin"
+told 4 'is DBUS_SESSION_BUS_ADDRESS set?' \
+    env DBUS_SESSION_BUS_ADDRESS=unix:path=/none "$send" status
+not_running || fail 'it runs all the same'
+
 # --- two at once, when the program has to be started first: it starts once, and both are heard ---
 mkdir "$work/source"
-echo 'plain' >"$work/plain.txt"
 echo 'early' >"$work/early.txt"
 "$send" add "$work/plain.txt" >>"$work/output" 2>&1 &
 first=$!
@@ -162,10 +176,8 @@ expect 0 add "file://$work/source/b%FF%FE%20%C3%9C%0A.txt"
 expect 3 add "file://elsewhere$work/source/plain.txt"
 expect 0 add "$work/link"
 
-# --- a second instance says nothing and goes ---
-code=0
-second=$("$larkspin" 2>&1) || code=$?
-[[ $code == 254 && -z $second ]] || fail "a second instance: $code, '$second'"
+# --- a second instance shows no window and goes ---
+told 254 'Larkspin runs already.' "$larkspin"
 
 # --- the description tells what there is ---
 interface() {

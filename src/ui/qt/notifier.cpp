@@ -36,7 +36,7 @@ CNotifier::CNotifier(std::function<void(const Balloon&)> refused)
     : m_refused(std::move(refused)), m_bus(QDBusConnection::sessionBus()) {}
 
 bool CNotifier::Show(const Balloon& balloon) {
-    if (!m_bus.isConnected() || !m_bus.interface()->isServiceRegistered(kService)) {
+    if (!m_bus.isConnected() || !IsThere()) {
         return false;
     }
     if (m_bWaiting) {
@@ -45,6 +45,12 @@ bool CNotifier::Show(const Balloon& balloon) {
         Send(balloon);
     }
     return true;
+}
+
+// One that the message bus starts when it is called is there too.
+bool CNotifier::IsThere() const {
+    return m_bus.interface()->isServiceRegistered(kService) ||
+           m_bus.interface()->activatableServiceNames().value().contains(kService);
 }
 
 void CNotifier::Send(const Balloon& balloon) {

@@ -21,10 +21,12 @@ class CNotifier final : public QObject {
     // not at all.
     explicit CNotifier(std::function<void(const Balloon&)> refused);
 
-    // False if the desktop has no such service. A balloon replaces the one before.
+    // False if the desktop has no such service; one that has to be started first is started. A
+    // balloon replaces the one before.
     bool Show(const Balloon& balloon);
 
   private:
+    bool IsThere() const;
     void Send(const Balloon& balloon);
 
     std::function<void(const Balloon&)> m_refused;
