@@ -201,6 +201,33 @@ std::optional<std::u16string> CCDWriter::HeaderText(JobKind kind) {
            DiscSuffix(*bytes, u" BluRay or HD DVD disc required.");
 }
 
+std::u16string CCDWriter::TotalText() {
+    const std::lock_guard lock(m_totalMutex);
+    const uint64_t version = m_queue.Version();
+    if (m_totalOf == version) {
+        return m_strTotal;
+    }
+    const bool allAudio = m_queue.IsAllAudio();
+    const std::optional<std::u16string> data = HeaderText(JobKind::Data);
+    const std::optional<std::u16string> audio =
+        allAudio ? HeaderText(JobKind::Audio) : std::u16string();
+    if (!data || !audio) {
+        return kCalculating;
+    }
+    m_totalOf = version;
+    m_strTotal = *data + (allAudio ? u" " + *audio : std::u16string());
+    return m_strTotal;
+}
+
+QueueState CCDWriter::State() {
+    // The version first: a change that comes meanwhile is seen next time.
+    QueueState state = {m_queue.Version(), m_queue.IsAllAudio(), {}};
+    if (!m_queue.IsEmpty()) {
+        state.strTotal = TotalText();
+    }
+    return state;
+}
+
 // --- the jobs ---
 
 void CCDWriter::StartErase(uint32_t driveIndex) {

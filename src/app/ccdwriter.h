@@ -112,12 +112,16 @@ class CCDWriter final : public JobHost, public IQueueModel {
     // IQueueModel
     std::vector<std::u16string> Paths() override { return m_queue.Paths(); }
     void Remove(const std::vector<std::u16string>& paths) override { m_queue.Remove(paths); }
-    uint64_t Version() override { return m_queue.Version(); }
+    void Move(const std::vector<std::u16string>& paths, const std::u16string& before) override {
+        m_queue.Move(paths, before);
+    }
+    QueueState State() override;
 
   private:
     using JobBody = std::function<JobEnd(JobEnv& env)>;
 
     std::optional<uint64_t> QueueBytes();
+    std::u16string TotalText();
     std::optional<QueueTotals> MeasureQueue(const std::stop_token& stop);
     void StartJob(JobKind kind, JobBody body, VerifyWish verify = VerifyWish::AsSet);
     void JobThread(const JobBody& body);
@@ -138,6 +142,9 @@ class CCDWriter final : public JobHost, public IQueueModel {
     WriteQueue m_queue;
     std::atomic<bool> m_bAudioWanted = false; // the playing time of a queue that isn't all audio
     std::atomic<bool> m_bExclusiveQueue = false;
+    std::mutex m_totalMutex;           // guards the next two
+    std::optional<uint64_t> m_totalOf; // version of the queue that has this total
+    std::u16string m_strTotal;
     uint64_t m_nCopied = 0; // latest arrival that the job has; the job thread's
     Settings m_settings;    // after the construction, the job thread's
 

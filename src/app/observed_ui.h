@@ -77,6 +77,7 @@ class ObservedUi final : public CCDWriterUI {
         m_ui.SetProgress(kind, percent);
     }
     int Progress(JobKind kind) const override { return m_ui.Progress(kind); }
+    void SetAmount(JobKind kind, uint64_t bytes) override { m_ui.SetAmount(kind, bytes); }
     void StepEraseProgress() override { m_ui.StepEraseProgress(); }
     void PushJobTrayCallbacks(JobKind kind) override { m_ui.PushJobTrayCallbacks(kind); }
     void PopJobTrayCallbacks() override { m_ui.PopJobTrayCallbacks(); }

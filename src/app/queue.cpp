@@ -2,7 +2,9 @@
 #include "audio/factory.h"
 
 #include <algorithm>
+#include <functional>
 #include <new>
+#include <unordered_set>
 #include <utility>
 
 namespace larkspin {
@@ -50,6 +52,22 @@ void WriteQueue::Remove(const std::vector<std::u16string>& paths) {
             m_known.erase(path);
         }
         DropUnknownLocked();
+    }
+    m_onChanged();
+}
+
+void WriteQueue::Move(const std::vector<std::u16string>& paths, const std::u16string& before) {
+    {
+        const std::lock_guard lock(m_mutex);
+        const std::unordered_set<std::u16string> moved(paths.begin(), paths.end());
+        // What comes next and stays is what they go in front of.
+        const auto target =
+            std::find_if(std::find(m_paths.begin(), m_paths.end(), before), m_paths.end(),
+                         [&](const std::u16string& path) { return !moved.contains(path); });
+        const auto isMoved = [&](const std::u16string& path) { return moved.contains(path); };
+        std::stable_partition(m_paths.begin(), target, std::not_fn(isMoved));
+        std::stable_partition(target, m_paths.end(), isMoved);
+        ++m_nVersion;
     }
     m_onChanged();
 }

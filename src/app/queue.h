@@ -1,4 +1,5 @@
-// The write queue: the paths picked for the next disc, in order of arrival, no two equal.
+// The write queue: the paths picked for the next disc, no two equal, in order of arrival unless the
+// user moves them. The order is that of the tracks of an audio disc.
 //
 // It lives in memory only. All operations may be called on any thread; each is one step, and those
 // that change the queue call back once when the lock is free again.
@@ -26,6 +27,9 @@ class WriteQueue {
     // back even if none did.
     void Remove(const std::vector<std::u16string>& paths);
     void RecheckAllAudio();
+    // Puts those of `paths` that are there, in the order that they have, in front of `before`, or
+    // at the end if that is not there.
+    void Move(const std::vector<std::u16string>& paths, const std::u16string& before);
 
     std::vector<std::u16string> Paths();
     // The same, for one who removes them later: *last gets the number of the latest arrival.

@@ -235,6 +235,7 @@ bool AudioWriting::WriteTracks(Tracks& tracks) {
     uint64_t written = 0;
     std::u16string clipped; // the tracks, in one notice
     m_bBrokenOff = false;
+    m_env.ui.SetAmount(JobKind::Audio, tracks.totalBytes);
     for (size_t i = 0; i < tracks.readers.size() && !m_cancel(); ++i) {
         Status(FormatWide("Writing track %zu...", i + 1));
         if (!WriteTrack(*tracks.readers[i], &address, tracks.totalBytes, &written)) {

@@ -259,9 +259,8 @@ bool DataWriting::WriteDvd() {
 
 void DataWriting::RecordDvd() {
     Status(u"Writing data...");
-    m_drive.WriteDvdFromHandle(
-        *m_pPipe, int64_t{m_drive.m_nNextStart} * kSectorBytes,
-        [this](int percent) { m_env.ui.SetProgress(JobKind::Data, percent); }, &m_cancel);
+    m_drive.WriteDvdFromHandle(*m_pPipe, int64_t{m_drive.m_nNextStart} * kSectorBytes,
+                               DvdProgress(m_env.ui, m_drive, JobKind::Data), &m_cancel);
     const bool cancelled = m_cancel();
     // The stream has just ended early if there is one.
     const std::u16string error = m_pGenerator->Error();
@@ -337,6 +336,7 @@ bool DataWriting::RecordCd() {
     m_env.host.TakePaths();
     m_drive.SendOpc();
     Status(u"Writing data...");
+    m_env.ui.SetAmount(JobKind::Data, static_cast<uint64_t>(m_room.sectors) * kSectorBytes);
     auto address = static_cast<int32_t>(m_room.start);
     if (!WriteTrack(&address, static_cast<int32_t>(m_room.sectors)) || !PadTrack(&address)) {
         return false;

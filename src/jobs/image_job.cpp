@@ -230,9 +230,8 @@ bool ImageWriting::WriteDvd() {
     try {
         m_drive.ResetDvdState();
         m_drive.OpenDvdForWriting(true, m_dSpeed);
-        m_drive.WriteDvdFromHandle(
-            source, int64_t{m_drive.m_nNextStart} * kSectorBytes,
-            [this](int percent) { m_env.ui.SetProgress(JobKind::Image, percent); }, &m_cancel);
+        m_drive.WriteDvdFromHandle(source, int64_t{m_drive.m_nNextStart} * kSectorBytes,
+                                   DvdProgress(m_env.ui, m_drive, JobKind::Image), &m_cancel);
         if (!m_cancel() && source.Bytes() < m_nBytes) {
             m_notices.push_back(kImageShorter);
         }
@@ -284,6 +283,7 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
     if (m_bVerify) {
         m_record.Expect(PiecesOf(int64_t{m_nSectors} * kSectorBytes), 0);
     }
+    m_env.ui.SetAmount(JobKind::Image, uint64_t(m_nSectors) * kSectorBytes);
     int32_t address = 0;
     int32_t remaining = m_nSectors;
     while (remaining > 0 && !m_cancel()) {

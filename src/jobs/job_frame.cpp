@@ -242,6 +242,13 @@ void DoorLock::Release() {
     }
 }
 
+ProgressFunctor DvdProgress(CCDWriterUI& ui, const CAspiCD& drive, JobKind kind) {
+    return [&ui, &drive, kind](int percent) {
+        ui.SetAmount(kind, static_cast<uint64_t>(drive.m_nFinalOffset - drive.m_nStartOffset));
+        ui.SetProgress(kind, percent);
+    };
+}
+
 std::ptrdiff_t ReadFully(IByteSource& source, void* buffer, size_t bytes) {
     size_t filled = 0;
     while (filled < bytes) {

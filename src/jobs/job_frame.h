@@ -174,6 +174,10 @@ class DoorLock {
     CAspiCD* m_pDrive;
 };
 
+// Shows how far the DVD logic is, and how much it has to write, in the progress window of that kind
+// of job. The references outlive it.
+ProgressFunctor DvdProgress(CCDWriterUI& ui, const CAspiCD& drive, JobKind kind);
+
 // Reads until `bytes` bytes are there or the source ends. Returns the count, or -1 after a failed
 // read.
 std::ptrdiff_t ReadFully(IByteSource& source, void* buffer, size_t bytes);

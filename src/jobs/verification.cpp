@@ -68,6 +68,7 @@ void Verification::Run(Records records, const std::function<void(DiscWindow& win
         end = std::max(end, extents.At(extents.Count() - 1).End());
     }
     const ProgressScope progress(m_env, m_kind, kNothingAtStake);
+    m_env.ui.SetAmount(m_kind, m_nTotal);
     m_env.ui.SetStatus(m_kind, u"Verifying...");
     DiscWindow window(
         m_drive, m_kind == JobKind::Audio ? DiscWindow::Format::Audio : DiscWindow::Format::Data,

@@ -9,6 +9,7 @@
 #include "link/link.h"
 #include "ui/ccdwriter_ui.h"
 #include "ui/main_view.h"
+#include "ui/models.h"
 
 #include <cstdint>
 #include <optional>
@@ -93,6 +94,11 @@ inline auto Fields(IdleMenuState& record) {
     return std::tie(queueHasItems, allAudio, drives);
 }
 
+inline auto Fields(QueueState& record) {
+    auto& [version, allAudio, total] = record;
+    return std::tie(version, allAudio, total);
+}
+
 // A drive as the dialogs name it.
 struct DriveNames {
     std::u16string strName;
@@ -146,7 +152,8 @@ enum class OpId : uint16_t {
     WriteSpeeds,
     QueuePaths,
     QueueRemove,
-    QueueVersion,
+    QueueMove,
+    QueueState,
     StoreHasKey,
     StoreCreateKey,
     StoreReadNumber,
@@ -180,7 +187,8 @@ inline constexpr Op<EraseTypeResult(std::vector<double> speeds)> kShowEraseType{
 inline constexpr Op<bool(Text text, Text title, BoxButtons, BoxIcon)> kAskUser{OpId::AskUser};
 inline constexpr Op<void(JobKind, uint32_t diskType)> kStartProgress{OpId::StartProgress};
 inline constexpr Op<void(JobKind)> kStopProgress{OpId::StopProgress};
-inline constexpr Op<void(JobKind, Text status, int percent)> kShowProgress{OpId::ShowProgress};
+inline constexpr Op<void(JobKind, Text status, uint64_t bytes, int percent)> kShowProgress{
+    OpId::ShowProgress};
 inline constexpr Op<void(JobKind)> kPushJobTrayCallbacks{OpId::PushJobTrayCallbacks};
 inline constexpr Op<void()> kPopJobTrayCallbacks{OpId::PopJobTrayCallbacks};
 inline constexpr Op<void()> kStartTrayAnimation{OpId::StartTrayAnimation};
@@ -214,7 +222,8 @@ inline constexpr Op<std::vector<DriveNames>()> kDriveNames{OpId::DriveNames};
 inline constexpr Op<std::vector<double>(uint32_t drive)> kWriteSpeeds{OpId::WriteSpeeds};
 inline constexpr Op<Texts()> kQueuePaths{OpId::QueuePaths};
 inline constexpr Op<bool(Texts paths)> kQueueRemove{OpId::QueueRemove};
-inline constexpr Op<uint64_t()> kQueueVersion{OpId::QueueVersion};
+inline constexpr Op<bool(Texts paths, Text before)> kQueueMove{OpId::QueueMove};
+inline constexpr Op<QueueState()> kQueueState{OpId::QueueState};
 inline constexpr Op<bool(Key key)> kStoreHasKey{OpId::StoreHasKey};
 inline constexpr Op<bool(Key key)> kStoreCreateKey{OpId::StoreCreateKey};
 inline constexpr Op<std::optional<uint32_t>(Key key, Key name)> kStoreReadNumber{

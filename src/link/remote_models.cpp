@@ -29,8 +29,12 @@ void RemoteQueue::Remove(const std::vector<std::u16string>& paths) {
     m_link.Ask(op::kQueueRemove, paths);
 }
 
-uint64_t RemoteQueue::Version() {
-    return m_link.Ask(op::kQueueVersion).value_or(0);
+void RemoteQueue::Move(const std::vector<std::u16string>& paths, const std::u16string& before) {
+    m_link.Ask(op::kQueueMove, paths, before);
+}
+
+QueueState RemoteQueue::State() {
+    return m_link.Ask(op::kQueueState).value_or(QueueState());
 }
 
 bool RemoteStore::HasKey(const std::string& key) {

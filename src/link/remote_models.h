@@ -38,7 +38,8 @@ class RemoteQueue final : public IQueueModel {
 
     std::vector<std::u16string> Paths() override;
     void Remove(const std::vector<std::u16string>& paths) override;
-    uint64_t Version() override;
+    void Move(const std::vector<std::u16string>& paths, const std::u16string& before) override;
+    QueueState State() override;
 
   private:
     Link& m_link;

@@ -76,7 +76,12 @@ void RemoteUi::TakeModels(IDriveCatalog& drives, IQueueModel& queue, ISettingsSt
     m_link.On(op::kWriteSpeeds, Where::Caller,
               [&drives](uint32_t drive) { return drives.WriteSpeeds(drive); });
     m_link.On(op::kQueuePaths, Where::Reader, [&queue] { return FittingPaths(queue.Paths()); });
-    m_link.On(op::kQueueVersion, Where::Reader, queue, &IQueueModel::Version);
+    m_link.On(op::kQueueState, Where::Reader, queue, &IQueueModel::State);
+    m_link.On(op::kQueueMove, Where::Reader,
+              [&queue](const std::vector<std::u16string>& paths, const std::u16string& before) {
+                  queue.Move(paths, before);
+                  return true;
+              });
     m_link.On(op::kQueueRemove, Where::Reader, [&queue](const std::vector<std::u16string>& paths) {
         queue.Remove(paths);
         return true;
@@ -170,7 +175,8 @@ void RemoteUi::Show(JobKind kind) {
     if (!job->bShowPending.exchange(true)) {
         m_link.TellLater(op::kShowProgress, [job] {
             job->bShowPending = false;
-            return std::tuple(job->logic.Kind(), job->logic.Status(), job->logic.Progress());
+            return std::tuple(job->logic.Kind(), job->logic.Status(), job->logic.Amount(),
+                              job->logic.Progress());
         });
     }
 }

@@ -68,6 +68,7 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     void SetStatus(JobKind kind, const std::u16string& text) override;
     void SetProgress(JobKind kind, int percent) override;
     int Progress(JobKind kind) const override { return Of(kind).logic.Progress(); }
+    void SetAmount(JobKind kind, uint64_t bytes) override { Of(kind).logic.SetAmount(bytes); }
     void StepEraseProgress() override;
     void PushJobTrayCallbacks(JobKind kind) override;
     void PopJobTrayCallbacks() override;

@@ -33,8 +33,9 @@ void UiHost::TakeJobs() {
     m_link.On(op::kStartProgress, Where::Reader, *this, &UiHost::StartProgress);
     m_link.On(op::kStopProgress, Where::Reader, *this, &UiHost::StopProgress);
     m_link.On(op::kShowProgress, Where::Reader,
-              [this](JobKind kind, const std::u16string& status, int percent) {
+              [this](JobKind kind, const std::u16string& status, uint64_t bytes, int percent) {
                   m_ui.SetStatus(kind, status);
+                  m_ui.SetAmount(kind, bytes);
                   m_ui.SetProgress(kind, percent);
               });
     m_link.On(op::kPushJobTrayCallbacks, Where::Reader, m_ui, &CCDWriterUI::PushJobTrayCallbacks);

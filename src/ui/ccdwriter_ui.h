@@ -84,6 +84,8 @@ class CCDWriterUI {
     virtual void SetStatus(JobKind kind, const std::u16string& text) = 0;
     virtual void SetProgress(JobKind kind, int percent) = 0; // held in 0 to 100
     virtual int Progress(JobKind kind) const = 0;
+    // How many bytes the whole bar stands for, once they are known; each start forgets them.
+    virtual void SetAmount(JobKind kind, uint64_t bytes) = 0;
     void SetEraseProgress(int percent) { SetProgress(JobKind::Erase, percent); }
     virtual void StepEraseProgress() = 0;
 

@@ -2,25 +2,67 @@
 
 #include "platform/settings_keys.h"
 
+#include <algorithm>
 #include <array>
+#include <iterator>
+#include <unordered_set>
 
 namespace larkspin {
 
 const CEditQueueDialog::Column& CEditQueueDialog::ColumnAt(int index) {
     static constexpr std::array<Column, kColumns> kTable = {
         Column{u"Name", 250, false}, Column{u"Size", 80, true}, Column{u"Type", 150, false},
-        Column{u"Changed", 100, false}};
+        Column{u"Changed", 100, false}, Column{u"Track", 50, true}};
     return kTable.at(static_cast<size_t>(index));
 }
 
 std::optional<std::vector<QueueRow>> CEditQueueDialog::Refresh() {
     // The version first: a change that comes between the two reads is seen next time.
-    const uint64_t version = m_queue.Version();
-    if (version == m_version) {
+    const uint64_t version = m_state.nVersion;
+    m_state = m_queue.State();
+    if (!m_bStale && m_state.nVersion == version) {
         return std::nullopt;
     }
-    m_version = version;
-    return SortedRows(m_queue.Paths());
+    m_bStale = false;
+    if (!m_state.bAllAudio) {
+        m_order = QueueOrder::ByName;
+    }
+    return MakeRows(m_queue.Paths(), m_order);
+}
+
+void CEditQueueDialog::SetOrder(QueueOrder order) {
+    if (m_state.bAllAudio && order != m_order) {
+        m_order = order;
+        m_bStale = true;
+    }
+}
+
+void CEditQueueDialog::Move(const std::vector<std::u16string>& selected,
+                            const std::u16string& before) {
+    if (m_order == QueueOrder::ByTrack && !selected.empty()) {
+        m_queue.Move(selected, before);
+    }
+}
+
+void CEditQueueDialog::MoveBy(const std::vector<std::u16string>& selected, bool up) {
+    if (m_order != QueueOrder::ByTrack) {
+        SetOrder(QueueOrder::ByTrack);
+        return;
+    }
+    const std::vector<std::u16string> paths = m_queue.Paths();
+    const std::unordered_set<std::u16string> chosen(selected.begin(), selected.end());
+    const auto isChosen = [&](const std::u16string& path) { return chosen.contains(path); };
+    if (up) {
+        const auto first = std::find_if(paths.begin(), paths.end(), isChosen);
+        if (first != paths.begin() && first != paths.end()) {
+            Move(selected, *std::prev(first));
+        }
+        return;
+    }
+    const auto behind = std::find_if(paths.rbegin(), paths.rend(), isChosen).base();
+    if (behind != paths.begin() && behind != paths.end()) {
+        Move(selected, std::next(behind) != paths.end() ? *std::next(behind) : std::u16string());
+    }
 }
 
 void CEditQueueDialog::RemoveSelected(const std::vector<std::u16string>& selected) {

@@ -25,6 +25,8 @@ enum MenuCommand : uint32_t {
     CMD_CLEAR_QUEUE = 32777,
     CMD_EXIT = 32778,
     CMD_REMOVE_FROM_QUEUE = 32779,
+    CMD_TRACK_UP = 33000,
+    CMD_TRACK_DOWN = 33001,
     CMD_ERASE_FIRST_DRIVE = 33024, // and the numbers behind it: the drives in their order
 };
 

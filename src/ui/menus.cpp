@@ -4,8 +4,6 @@
 
 namespace larkspin {
 
-namespace {} // namespace
-
 std::vector<MenuItem> MenuItems(MenuId menu) {
     const MenuItem separator = {};
     const MenuItem cancel = {CMD_CANCEL, u"Cancel"};
@@ -50,6 +48,16 @@ std::vector<MenuItem> IdleMenuItems(const IdleMenuState& state) {
             items.emplace_back();
         }
         items.push_back({command++, u"Erase disk in " + drive + u"..."});
+    }
+    return items;
+}
+
+std::vector<MenuItem> QueueMenuItems(bool allAudio) {
+    std::vector<MenuItem> items = MenuItems(MenuId::QueueContext);
+    if (allAudio) {
+        items.insert(items.end(), {{},
+                                   {CMD_TRACK_UP, u"Move track up\tAlt+Up"},
+                                   {CMD_TRACK_DOWN, u"Move track down\tAlt+Down"}});
     }
     return items;
 }

@@ -35,6 +35,9 @@ std::vector<MenuItem> MenuItems(MenuId menu);
 // empty queue leaves only "Exit". Behind it an item for each drive that erases its disc.
 std::vector<MenuItem> IdleMenuItems(const IdleMenuState& state);
 
+// The menu of the queue editor's list; with what moves tracks if all is audio.
+std::vector<MenuItem> QueueMenuItems(bool allAudio);
+
 // Left and right edge of a monitor's work area; x runs from left to right - 1.
 struct WorkArea {
     int left = 0;

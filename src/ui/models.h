@@ -21,16 +21,26 @@ class IDriveCatalog {
     virtual std::u16string DiskTypeName(uint32_t profile) = 0;
 };
 
+// What the queue comes to.
+struct QueueState {
+    uint64_t nVersion = 0;   // changes whenever the queue does
+    bool bAllAudio = false;  // its order is the order of the tracks then
+    std::u16string strTotal; // how much it is, for the user; empty for an empty queue
+};
+
 // The queue as the editor sees it. Calls are safe on any thread.
 class IQueueModel {
   public:
     virtual ~IQueueModel() = default;
 
+    // In the order in which an audio job writes them.
     virtual std::vector<std::u16string> Paths() = 0;
     // Removes every path that equals one of `paths`, then rechecks whether all is audio.
     virtual void Remove(const std::vector<std::u16string>& paths) = 0;
-    // Changes whenever the queue does.
-    virtual uint64_t Version() = 0;
+    // Puts `paths`, in the order that they have, in front of `before`, or at the end if that is not
+    // in the queue.
+    virtual void Move(const std::vector<std::u16string>& paths, const std::u16string& before) = 0;
+    virtual QueueState State() = 0;
 };
 
 } // namespace larkspin

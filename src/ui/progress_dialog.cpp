@@ -27,6 +27,7 @@ void CProgressDialog::Start(uint32_t diskType, const std::u16string& diskName, u
     m_bHidden = false;
     m_bCancelled = false;
     m_nStartTick = tickMs;
+    m_nBytes = 0;
     ++m_nRun;
 }
 
@@ -74,7 +75,12 @@ void CProgressDialog::AnswerCancel(uint32_t run, bool yes) {
 
 CProgressDialog::TimerStep CProgressDialog::OnTimer(uint64_t tickMs) {
     m_nCounter = (m_nCounter + 1) % 2;
-    return {m_nCounter, ElapsedText(tickMs - m_nStartTick)};
+    if (m_nEstimatedRun != m_nRun) {
+        m_nEstimatedRun = m_nRun;
+        m_estimate.Start();
+    }
+    m_estimate.Look(m_nPercent, tickMs);
+    return {m_nCounter, ElapsedText(tickMs - m_nStartTick), m_estimate.Text(m_nBytes, tickMs)};
 }
 
 std::u16string ElapsedText(uint64_t elapsedMs) {

@@ -1,5 +1,5 @@
-// What a progress dialog knows and decides: bar, status line, elapsed time, picture, the cancel
-// question and the two flags.
+// What a progress dialog knows and decides: bar, status line, elapsed time, time left, picture, the
+// cancel question and the two flags.
 //
 // A job's thread starts it, feeds it and reads the cancel flag; the main thread runs its timer and
 // its buttons. Operations say which of the two they are for; those that say nothing are for both.
@@ -7,6 +7,7 @@
 
 #include "ui/ccdwriter_ui.h"
 #include "ui/main_view.h"
+#include "ui/progress_estimate.h"
 
 #include <atomic>
 #include <cstdint>
@@ -39,6 +40,10 @@ class CProgressDialog {
     void StepProgress();
     int Progress() const { return m_nPercent; }
 
+    // Job: how many bytes the whole bar stands for; 0 for what has no speed. A start forgets it.
+    void SetAmount(uint64_t bytes) { m_nBytes = bytes; }
+    uint64_t Amount() const { return m_nBytes; }
+
     // The erase dialog has a fixed status text, which nothing changes.
     void SetStatus(const std::u16string& text);
     std::u16string Status() const;
@@ -61,6 +66,7 @@ class CProgressDialog {
     struct TimerStep {
         int nFrame = 0; // 0 or 1, which of the two pictures is shown next
         std::u16string strElapsed;
+        std::u16string strLeft; // empty as long as nothing sane can be said
     };
     // Main: one step of picture and clock.
     TimerStep OnTimer(uint64_t tickMs);
@@ -73,11 +79,14 @@ class CProgressDialog {
     std::atomic<bool> m_bCancelled = false;
     std::atomic<uint32_t> m_nRun = 0;
     std::atomic<uint64_t> m_nStartTick = 0;
+    std::atomic<uint64_t> m_nBytes = 0;
     mutable std::mutex m_mutex; // the next three, and the order of a start and an answer
     std::u16string m_strStatus;
     uint32_t m_nDiskType = 0;
     std::u16string m_strDiskName;
-    int m_nCounter = 1; // main; lives on from run to run
+    int m_nCounter = 1; // main, as the next two; lives on from run to run
+    CProgressEstimate m_estimate;
+    uint32_t m_nEstimatedRun = 0;
 };
 
 class CDataProgressDialog final : public CProgressDialog {

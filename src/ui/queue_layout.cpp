@@ -10,6 +10,7 @@ constexpr int kMargin = 11;    // left, top, and right of "Close"
 constexpr int kListRight = 10; // right of the list
 constexpr int kBottom = 21;    // under the buttons, clear of the size grip
 constexpr int kListGap = 9;    // between list and buttons
+constexpr int kTotalGap = 4;   // between list and total
 constexpr int kButtonGap = 18; // between the two buttons
 constexpr int kCheckGap = 8;   // around the check box
 constexpr int kListMinHeight = 48;
@@ -24,6 +25,10 @@ bool CheckInOwnRow(int cx, const QueueControlSizes& sizes) {
 
 int ListTop(const QueueControlSizes& sizes) {
     return kMargin + (sizes.nHeadHeight > 0 ? sizes.nHeadHeight + kListGap : 0);
+}
+
+int TotalSpace(const QueueControlSizes& sizes) {
+    return sizes.nTotalHeight > 0 ? sizes.nTotalHeight + kTotalGap : 0;
 }
 
 } // namespace
@@ -42,8 +47,11 @@ QueueLayout LayOutQueueEditor(int cx, int cy, const QueueControlSizes& sizes) {
                                 : buttonTop + (sizes.nButtonHeight - sizes.nCheckHeight) / 2;
     layout.check = {kMargin, checkTop, sizes.nCheckWidth, sizes.nCheckHeight};
 
-    const int listBottom = (ownRow ? checkTop : buttonTop) - kListGap;
+    const int totalBottom = (ownRow ? checkTop : buttonTop) - kListGap;
+    const int listBottom = totalBottom - TotalSpace(sizes);
     const int listTop = ListTop(sizes);
+    layout.total = {kMargin, totalBottom - sizes.nTotalHeight, cx - kMargin - kListRight,
+                    sizes.nTotalHeight};
     layout.list = {kMargin, listTop, cx - kMargin - kListRight, std::max(0, listBottom - listTop)};
     layout.head = {kMargin, kMargin, cx - kMargin - kListRight, sizes.nHeadHeight};
     return layout;
@@ -51,8 +59,8 @@ QueueLayout LayOutQueueEditor(int cx, int cy, const QueueControlSizes& sizes) {
 
 QueueMinimum MinimumQueueEditor(const QueueControlSizes& sizes) {
     const int width = kMargin + std::max(ButtonsWidth(sizes), sizes.nCheckWidth + kMargin);
-    const int height = ListTop(sizes) + kListMinHeight + kListGap + sizes.nCheckHeight + kCheckGap +
-                       sizes.nButtonHeight + kBottom;
+    const int height = ListTop(sizes) + kListMinHeight + TotalSpace(sizes) + kListGap +
+                       sizes.nCheckHeight + kCheckGap + sizes.nButtonHeight + kBottom;
     return {std::max(kQueueMinWidth, width), std::max(kQueueMinHeight, height)};
 }
 

@@ -27,12 +27,14 @@ struct QueueControlSizes {
     int nCheckWidth = 155;
     int nCheckHeight = 13;
     int nGrip = 16;
-    int nHeadHeight = 0; // above the list: the stand-in for the tray icon, where there is no tray
+    int nTotalHeight = 0; // the line under the list
+    int nHeadHeight = 0;  // above the list: the stand-in for the tray icon, where there is no tray
 };
 
 struct QueueLayout {
     QueueRect head;
     QueueRect list;
+    QueueRect total;
     QueueRect close;
     QueueRect deleteSelected;
     QueueRect check;

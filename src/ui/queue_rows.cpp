@@ -1,7 +1,10 @@
 #include "ui/queue_rows.h"
 
 #include <algorithm>
+#include <iterator>
 #include <locale.h>
+#include <numeric>
+#include <utility>
 #include <wctype.h>
 
 namespace larkspin {
@@ -17,49 +20,33 @@ locale_t UnicodeLocale() {
     return locale;
 }
 
-QueueRow MakeRow(std::u16string path) {
-    QueueRow row;
-    row.strSortKey = path;
-    for (char16_t& unit : row.strSortKey) {
+std::u16string SortKey(std::u16string path) {
+    for (char16_t& unit : path) {
         unit = static_cast<char16_t>(::towlower_l(unit, UnicodeLocale()));
     }
-    row.strPath = std::move(path);
-    return row;
-}
-
-bool RowLess(const QueueRow& a, const QueueRow& b) {
-    const int order = a.strSortKey.compare(b.strSortKey);
-    return order != 0 ? order < 0 : a.strPath < b.strPath;
+    return path;
 }
 
 } // namespace
 
-std::vector<QueueRow> SortedRows(std::vector<std::u16string> paths) {
+std::vector<QueueRow> MakeRows(std::vector<std::u16string> paths, QueueOrder order) {
+    std::vector<std::u16string> keys;
+    std::vector<size_t> places(paths.size());
+    std::iota(places.begin(), places.end(), size_t{0});
+    if (order == QueueOrder::ByName) {
+        keys.reserve(paths.size());
+        std::transform(paths.begin(), paths.end(), std::back_inserter(keys), SortKey);
+        std::sort(places.begin(), places.end(), [&](size_t a, size_t b) {
+            const int difference = keys[a].compare(keys[b]);
+            return difference != 0 ? difference < 0 : paths[a] < paths[b];
+        });
+    }
     std::vector<QueueRow> rows;
     rows.reserve(paths.size());
-    for (std::u16string& path : paths) {
-        rows.push_back(MakeRow(std::move(path)));
+    for (const size_t place : places) {
+        rows.push_back({std::move(paths[place]), place + 1});
     }
-    std::sort(rows.begin(), rows.end(), RowLess);
     return rows;
-}
-
-size_t RowAtOrAfter(const std::vector<QueueRow>& rows, const std::u16string& path) {
-    const auto found = std::lower_bound(rows.begin(), rows.end(), MakeRow(path), RowLess);
-    return static_cast<size_t>(found - rows.begin());
-}
-
-std::vector<size_t> RowsOf(const std::vector<QueueRow>& rows,
-                           const std::vector<std::u16string>& paths) {
-    std::vector<size_t> found;
-    for (const std::u16string& path : paths) {
-        const size_t row = RowAtOrAfter(rows, path);
-        if (row < rows.size() && rows[row].strPath == path) {
-            found.push_back(row);
-        }
-    }
-    std::sort(found.begin(), found.end());
-    return found;
 }
 
 } // namespace larkspin

@@ -1,5 +1,5 @@
-// The rows of the queue editor: the queue's paths in the order of their names. Free of state; any
-// thread.
+// The rows of the queue editor: the queue's paths in the order of their names, or as they are. Free
+// of state; any thread.
 #pragma once
 
 #include <cstddef>
@@ -8,20 +8,16 @@
 
 namespace larkspin {
 
-// A path with the key it is sorted by.
 struct QueueRow {
     std::u16string strPath;
-    std::u16string strSortKey;
+    size_t nTrack = 0; // place in the queue, from 1
 };
 
-// Ascending, letters without regard to case; paths that differ in case alone by their units.
-std::vector<QueueRow> SortedRows(std::vector<std::u16string> paths);
+enum class QueueOrder {
+    ByName,  // ascending, letters without regard to case; names that differ in case alone by units
+    ByTrack, // that of the queue
+};
 
-// Index of `path` in `rows`, or of the row that stands where it would: rows.size() at the end.
-size_t RowAtOrAfter(const std::vector<QueueRow>& rows, const std::u16string& path);
-
-// Which rows hold one of `paths`, ascending; paths that are gone are left out.
-std::vector<size_t> RowsOf(const std::vector<QueueRow>& rows,
-                           const std::vector<std::u16string>& paths);
+std::vector<QueueRow> MakeRows(std::vector<std::u16string> paths, QueueOrder order);
 
 } // namespace larkspin

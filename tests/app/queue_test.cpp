@@ -45,6 +45,36 @@ TEST(WriteQueue, KeepsArrivalOrderAndNoPathTwice) {
     EXPECT_TRUE(queue.Add(u"/b"));
 }
 
+TEST(WriteQueue, MovesWhatIsThereInTheOrderThatItHas) {
+    const struct {
+        Paths moved;
+        std::u16string before;
+        Paths result;
+    } cases[] = {
+        {{u"/d", u"/b"}, u"/a", {u"/b", u"/d", u"/a", u"/c", u"/e"}},
+        {{u"/a", u"/c"}, u"", {u"/b", u"/d", u"/e", u"/a", u"/c"}},
+        {{u"/a", u"/e"}, u"/d", {u"/b", u"/c", u"/a", u"/e", u"/d"}},
+        {{u"/b", u"/c"}, u"/b", {u"/a", u"/b", u"/c", u"/d", u"/e"}},
+        {{u"/a", u"/gone"}, u"/gone too", {u"/b", u"/c", u"/d", u"/e", u"/a"}},
+    };
+    for (const auto& test : cases) {
+        WriteQueue queue([] {});
+        for (const char16_t* path : {u"/a", u"/b", u"/c", u"/d", u"/e"}) {
+            queue.Add(path);
+        }
+        uint64_t last = 0;
+        queue.Paths(&last);
+        queue.Add(u"/late");
+        queue.Move({u"/late"}, u"/a");
+        queue.Move(test.moved, test.before);
+        Paths result = test.result;
+        result.insert(result.begin(), u"/late");
+        EXPECT_EQ(queue.Paths(), result);
+        queue.RemoveUpTo(last);
+        EXPECT_EQ(queue.Paths(), Paths{u"/late"}) << "what a job has not seen";
+    }
+}
+
 TEST(WriteQueue, KnowsWhetherAllIsAudio) {
     WriteQueue queue([] {});
     EXPECT_TRUE(queue.IsAllAudio()) << "an empty queue";

@@ -350,7 +350,12 @@ TEST(RemoteUiTest, QueueAndSettingsAreTheEngines) {
     RemoteQueue queue(bench.windows);
     bench.queue.Set({u"/a", u"/b\xDCFF"});
     EXPECT_EQ(queue.Paths(), bench.queue.Paths());
-    EXPECT_EQ(queue.Version(), bench.queue.Version());
+    bench.queue.bAllAudio = true;
+    EXPECT_EQ(queue.State().nVersion, bench.queue.State().nVersion);
+    EXPECT_TRUE(queue.State().bAllAudio);
+    EXPECT_EQ(queue.State().strTotal, u"total");
+    queue.Move({u"/a"}, u"");
+    EXPECT_EQ(queue.Paths().back(), u"/a");
     queue.Remove({u"/a"});
     EXPECT_EQ(queue.Paths(), (std::vector<std::u16string>{u"/b\xDCFF"}));
     RemoteStore store(bench.windows);

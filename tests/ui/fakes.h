@@ -49,7 +49,13 @@ class FakeQueue final : public IQueueModel {
         });
         ++m_version;
     }
-    uint64_t Version() override { return m_version; }
+    void Move(const std::vector<std::u16string>& paths, const std::u16string& before) override {
+        Remove(paths);
+        m_paths.insert(std::find(m_paths.begin(), m_paths.end(), before), paths.begin(),
+                       paths.end());
+    }
+    QueueState State() override { return {m_version, bAllAudio, u"total"}; }
+    bool bAllAudio = false;
     void Set(std::vector<std::u16string> paths) {
         m_paths = std::move(paths);
         ++m_version;

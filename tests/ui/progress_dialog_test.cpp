@@ -28,6 +28,34 @@ TEST(ProgressDialog, PictureAlternatesOnFromRunToRunAndTheClockStartsAnew) {
     EXPECT_EQ(step.strElapsed, u"Elapsed time: 1:01");
 }
 
+TEST(ProgressEstimate, ToldOnceThePaceHasSettledAndTrueToIt) {
+    CProgressEstimate estimate;
+    constexpr uint64_t kBytes = 100ULL << 20;
+    uint64_t now = 0;
+    const auto text = [&] { return estimate.Text(kBytes, now); };
+    const auto runTo = [&](int from, int to, uint64_t stepMs) {
+        for (int percent = from; percent <= to; ++percent, now += stepMs) {
+            estimate.Look(percent, now);
+        }
+        now -= stepMs;
+    };
+    runTo(0, 10, 10); // into a buffer
+    EXPECT_EQ(text(), u"");
+    runTo(10, 50, 1000);
+    EXPECT_EQ(text(), u"Time left: 0:50, speed: 1.00 Mb/s");
+    EXPECT_EQ(estimate.Text(0, now + 500), u"Time left: 0:50");
+    now += 20'000;
+    EXPECT_EQ(text(), u"Time left: 2:14, speed: 375.47 kb/s") << "it stands still";
+    runTo(51, 75, 500);
+    EXPECT_EQ(text(), u"Time left: 0:13, speed: 2.00 Mb/s");
+    estimate.Look(0, now);
+    EXPECT_EQ(text(), u"") << "it is read back now";
+    runTo(1, 4, 900'000);
+    EXPECT_EQ(text(), u"") << "nobody waits so long";
+    runTo(90, 100, 1000);
+    EXPECT_EQ(text(), u"") << "only the end is left";
+}
+
 TEST(ProgressDialog, StartSetsEverythingBackAndForgetsOldAnswers) {
     CAudioProgressDialog dialog;
     dialog.Start(0x0A, u"CD-RW", 0);

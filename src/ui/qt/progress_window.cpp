@@ -67,6 +67,7 @@ CProgressWindow::CProgressWindow(CProgressDialog& logic, IClock& clock, CWindowS
     buttons->addStretch();
 
     m_pElapsed = MakeLine(1016, QString());
+    m_pLeft = MakeLine(1021, QString());
     auto* upper = new QHBoxLayout;
     upper->addWidget(m_pPicture);
     upper->addLayout(column, 1);
@@ -74,6 +75,7 @@ CProgressWindow::CProgressWindow(CProgressDialog& logic, IClock& clock, CWindowS
     auto* all = new QVBoxLayout(this);
     all->addLayout(upper);
     all->addWidget(m_pElapsed);
+    all->addWidget(m_pLeft);
     KeepWide(*this, *all, kWidthUnits);
 
     connect(&m_timer, &QTimer::timeout, this, [this] { OnTimer(); });
@@ -82,6 +84,7 @@ CProgressWindow::CProgressWindow(CProgressDialog& logic, IClock& clock, CWindowS
 void CProgressWindow::Start() {
     CloseQuestion();
     m_pElapsed->setText(ToQt(ElapsedText(0)));
+    m_pLeft->clear();
     BringToFront(*this);
     Refresh();
     m_timer.start(static_cast<int>(CProgressDialog::kTimerPeriodMs));
@@ -100,7 +103,7 @@ void CProgressWindow::Refresh() {
     m_pStatus->setText(
         m_pStatus->fontMetrics().elidedText(status, Qt::ElideMiddle, m_pStatus->width()));
     m_pStatus->setAccessibleName(status);
-    m_pStatus->setToolTip(status);
+    m_pStatus->setToolTip(PlainToolTip(status));
 }
 
 void CProgressWindow::Command(uint32_t command) {
@@ -159,6 +162,7 @@ void CProgressWindow::OnTimer() {
     const CProgressDialog::TimerStep step = m_logic.OnTimer(m_clock.TickMs());
     m_pPicture->setPixmap(m_pictures.at(static_cast<size_t>(step.nFrame)));
     m_pElapsed->setText(ToQt(step.strElapsed));
+    m_pLeft->setText(ToQt(step.strLeft));
 }
 
 } // namespace larkspin

@@ -57,6 +57,7 @@ class CProgressWindow final : public QDialog {
     QLabel* m_pStatus = nullptr;
     QProgressBar* m_pBar = nullptr;
     QLabel* m_pElapsed = nullptr;
+    QLabel* m_pLeft = nullptr; // time left and speed
     QTimer m_timer;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <QTextDocument>
 
 #include <string>
 #include <string_view>
@@ -11,6 +12,11 @@ namespace larkspin {
 inline QString ToQt(std::u16string_view text) {
     return QString(reinterpret_cast<const QChar*>(text.data()),
                    static_cast<qsizetype>(text.size()));
+}
+
+// A tool tip is read as markup if it looks like that, and a file may have such a name.
+inline QString PlainToolTip(const QString& text) {
+    return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
 }
 
 inline std::u16string FromQt(const QString& text) {

@@ -348,6 +348,10 @@ int QtUi::Progress(JobKind kind) const {
     return m_pImpl->Dialog(kind).logic.Progress();
 }
 
+void QtUi::SetAmount(JobKind kind, uint64_t bytes) {
+    m_pImpl->Dialog(kind).logic.SetAmount(bytes);
+}
+
 void QtUi::StepEraseProgress() {
     m_pImpl->Dialog(JobKind::Erase).logic.StepProgress();
     m_pImpl->PostRefresh(JobKind::Erase);

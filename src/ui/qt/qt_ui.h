@@ -57,6 +57,7 @@ class QtUi final : public CCDWriterUI, public IMainView {
     void SetStatus(JobKind kind, const std::u16string& text) override;
     void SetProgress(JobKind kind, int percent) override;
     int Progress(JobKind kind) const override;
+    void SetAmount(JobKind kind, uint64_t bytes) override;
     void StepEraseProgress() override;
     void PushJobTrayCallbacks(JobKind kind) override;
     void PopJobTrayCallbacks() override;

@@ -1,5 +1,5 @@
-// The queue editor's table: rows by name, the other columns read when they are looked at. Main
-// thread.
+// The queue editor's table: the columns but the name and the track are read when they are looked
+// at. Rows can be dragged within it if that is allowed. Main thread.
 #pragma once
 
 #include "ui/qt/queue_loader.h"
@@ -9,6 +9,7 @@
 #include <QAbstractTableModel>
 #include <QIcon>
 
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -22,14 +23,30 @@ class CQueueModel final : public QAbstractTableModel {
     // All references are kept.
     CQueueModel(IFileSystem& files, IClock& clock, CMainThread& main, bool showFileIcons);
 
-    // All rows anew. What was read of a path stays on show until it has been read again.
-    void SetRows(std::vector<QueueRow> rows);
+    // All rows anew; gives those that were there. What was read of a path stays on show until it
+    // has been read again.
+    std::vector<QueueRow> SetRows(std::vector<QueueRow> rows);
     const std::vector<QueueRow>& Rows() const { return m_rows; }
+    // Empty for a path that is in no row.
+    std::optional<int> RowOf(const std::u16string& path) const;
+
+    void AllowDragging(bool allow) { m_bDragging = allow; }
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    Qt::DropActions supportedDropActions() const override { return Qt::MoveAction; }
+    QStringList mimeTypes() const override;
+    QMimeData* mimeData(const QModelIndexList& indexes) const override;
+    // Moves nothing itself, see Dropped.
+    bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
+                      const QModelIndex& parent) override;
+
+  signals:
+    // These paths were dropped in front of that one, or behind the last if that is empty.
+    void Dropped(const std::vector<std::u16string>& paths, const std::u16string& before);
 
   private:
     struct Known {
@@ -42,6 +59,8 @@ class CQueueModel final : public QAbstractTableModel {
     int AddIcon(std::u16string_view suffix);
 
     std::vector<QueueRow> m_rows;
+    std::unordered_map<std::u16string, int> m_rowOf;
+    bool m_bDragging = false;
     std::vector<QIcon> m_icons; // the image list, see CQueueIcons
     mutable CQueueIcons m_iconIndexes;
     mutable std::unordered_map<std::u16string, Known> m_known;

@@ -26,6 +26,7 @@
 #include <QtMath>
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace larkspin {
@@ -34,6 +35,7 @@ namespace {
 
 constexpr int kWidthUnits = 253;
 constexpr int kHeightUnits = 177;
+constexpr int kLastColumn = CEditQueueDialog::kColumns - 1;
 
 } // namespace
 
@@ -51,6 +53,9 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model,
     });
     MakeList();
     MakeHint();
+    m_pTotal = new QLabel(this);
+    m_pTotal->setObjectName(QStringLiteral("1022"));
+    m_pTotal->setTextFormat(Qt::PlainText);
 
     m_pReport = new QCheckBox(QStringLiteral("&Show additional information"), this);
     m_pReport->setObjectName(QStringLiteral("1015"));
@@ -81,7 +86,7 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model,
 void CQueueWindow::MakeList() {
     m_pList = new QTreeView(this);
     m_pList->setObjectName(QStringLiteral("1012"));
-    m_pList->setAccessibleName(QStringLiteral("Queue"));
+    m_pList->setAccessibleName(QStringLiteral("Files and folders to be written"));
     m_pList->setModel(&m_model);
     m_pList->setRootIsDecorated(false);
     m_pList->setItemsExpandable(false);
@@ -99,9 +104,50 @@ void CQueueWindow::MakeList() {
     for (int column = 0; column < CEditQueueDialog::kColumns; ++column) {
         m_pList->setColumnWidth(column, CEditQueueDialog::ColumnAt(column).nWidth);
     }
+    QHeaderView* header = m_pList->header();
+    header->moveSection(CEditQueueDialog::kTrack, 0);
+    header->setSectionsClickable(true);
+    connect(header, &QHeaderView::sectionClicked, this, [this](int column) {
+        if (column == CEditQueueDialog::kTrack || column == CEditQueueDialog::kName) {
+            m_logic.SetOrder(column == CEditQueueDialog::kTrack ? QueueOrder::ByTrack
+                                                                : QueueOrder::ByName);
+            RefreshRows();
+        }
+    });
+    AddTrackKeys();
     m_pList->viewport()->installEventFilter(this);
     connect(m_pList->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { ShowState(); });
+}
+
+void CQueueWindow::AddTrackKeys() {
+    for (const bool up : {true, false}) {
+        auto* key =
+            new QShortcut(QKeySequence(Qt::ALT | (up ? Qt::Key_Up : Qt::Key_Down)), m_pList);
+        key->setContext(Qt::WidgetShortcut);
+        connect(key, &QShortcut::activated, this, [this, up] { MoveTracks(up); });
+    }
+    // When the drag is over: the rows change with it.
+    connect(
+        &m_model, &CQueueModel::Dropped, this,
+        [this](const std::vector<std::u16string>& paths, const std::u16string& before) {
+            m_logic.Move(paths, before);
+            RefreshRows();
+        },
+        Qt::QueuedConnection);
+}
+
+void CQueueWindow::MoveTracks(bool up) {
+    const std::vector<std::u16string> selected = SelectedPaths();
+    if (!selected.empty()) {
+        if (up) {
+            m_logic.MoveUp(selected);
+        } else {
+            m_logic.MoveDown(selected);
+        }
+        RefreshRows();
+        m_pList->scrollTo(m_pList->currentIndex());
+    }
 }
 
 // What the list needs to show its columns whole, and what stands beside it.
@@ -166,45 +212,52 @@ void CQueueWindow::SetStandIn(bool on) {
 
 void CQueueWindow::RefreshRows() {
     std::optional<std::vector<QueueRow>> rows = m_logic.Refresh();
+    m_pTotal->setText(ToQt(m_logic.Total()));
     if (!rows) {
         return;
     }
     // The user's place: what is selected, where the cursor is and what stands at the top.
-    const auto pathAt = [this](const QModelIndex& index) {
-        return index.isValid() ? m_model.Rows().at(static_cast<size_t>(index.row())).strPath
-                               : std::u16string();
-    };
     const std::vector<std::u16string> selected = SelectedPaths();
-    const std::u16string current = pathAt(m_pList->currentIndex());
-    const std::u16string top = pathAt(m_pList->indexAt(QPoint(0, 0)));
+    const int current = m_pList->currentIndex().row();
+    const int top = m_pList->indexAt(QPoint(0, 0)).row();
 
-    m_model.SetRows(std::move(*rows));
+    const std::vector<QueueRow> before = m_model.SetRows(std::move(*rows));
+    ShowOrder();
     ShowState();
     if (m_model.Rows().empty()) {
         return;
     }
-    const int last = static_cast<int>(m_model.Rows().size()) - 1;
-    const auto nearest = [&](const std::u16string& path) {
-        return m_model.index(std::min(last, static_cast<int>(RowAtOrAfter(m_model.Rows(), path))),
-                             0);
+    // Where what stood in a row is now, or else what stood behind it.
+    const auto nearest = [&](int row) {
+        for (auto at = static_cast<size_t>(row); at < before.size(); ++at) {
+            if (const std::optional<int> now = m_model.RowOf(before[at].strPath)) {
+                return m_model.index(*now, 0);
+            }
+        }
+        return m_model.index(m_model.rowCount() - 1, 0);
     };
+    std::set<int> selectedRows;
+    for (const std::u16string& path : selected) {
+        if (const std::optional<int> row = m_model.RowOf(path)) {
+            selectedRows.insert(*row);
+        }
+    }
     QItemSelection selection;
-    for (const size_t row : RowsOf(m_model.Rows(), selected)) {
-        const int at = static_cast<int>(row);
+    for (const int at : selectedRows) {
         if (!selection.isEmpty() && selection.back().bottom() == at - 1) {
-            selection.back() = QItemSelectionRange(selection.back().topLeft(),
-                                                   m_model.index(at, CEditQueueDialog::kChanged));
+            selection.back() =
+                QItemSelectionRange(selection.back().topLeft(), m_model.index(at, kLastColumn));
         } else {
-            selection.append(QItemSelectionRange(m_model.index(at, 0),
-                                                 m_model.index(at, CEditQueueDialog::kChanged)));
+            selection.append(
+                QItemSelectionRange(m_model.index(at, 0), m_model.index(at, kLastColumn)));
         }
     }
     m_pList->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
-    if (!current.empty()) {
+    if (current >= 0) {
         // The cursor moves on to a neighbour of a row that is gone, but selects nothing.
         m_pList->selectionModel()->setCurrentIndex(nearest(current), QItemSelectionModel::NoUpdate);
     }
-    if (!top.empty()) {
+    if (top >= 0) {
         m_pList->scrollTo(nearest(top), QAbstractItemView::PositionAtTop);
     }
 }
@@ -260,16 +313,43 @@ void CQueueWindow::ShowContextMenu(QPoint position) {
     if (!m_pList->selectionModel()->hasSelection()) {
         return;
     }
-    FillMenu(m_contextMenu, MenuItems(MenuId::QueueContext),
-             [this](uint32_t) { RemoveSelected(); });
+    FillMenu(m_contextMenu, QueueMenuItems(m_logic.IsAllAudio()), [this](uint32_t command) {
+        if (command == CMD_REMOVE_FROM_QUEUE) {
+            RemoveSelected();
+        } else {
+            MoveTracks(command == CMD_TRACK_UP);
+        }
+    });
     TrackMenuOnMonitor(m_contextMenu, m_pList->viewport()->mapToGlobal(position));
 }
 
-void CQueueWindow::SetReportStyle(bool on) {
+// The track stands in both styles, and its head, which tells the order and changes it.
+void CQueueWindow::ShowColumns() {
+    const bool tracks = m_logic.IsAllAudio() && !m_model.Rows().empty();
     for (int column = 1; column < CEditQueueDialog::kColumns; ++column) {
-        m_pList->setColumnHidden(column, !on);
+        m_pList->setColumnHidden(column, column == CEditQueueDialog::kTrack ? !tracks : !m_bReport);
     }
-    m_pList->setHeaderHidden(!on);
+    m_pList->setHeaderHidden(!m_bReport && !tracks);
+    m_pList->header()->setSortIndicatorShown(tracks);
+}
+
+void CQueueWindow::ShowOrder() {
+    const bool byTrack = m_logic.Order() == QueueOrder::ByTrack;
+    const bool isFilled = m_pList->header()->length() == m_pList->viewport()->width();
+    ShowColumns();
+    if (isFilled) {
+        FitName(m_pList->header()->length());
+    }
+    m_pList->header()->setSortIndicator(
+        byTrack ? CEditQueueDialog::kTrack : CEditQueueDialog::kName, Qt::AscendingOrder);
+    m_model.AllowDragging(byTrack);
+    m_pList->setDragDropMode(byTrack ? QAbstractItemView::InternalMove
+                                     : QAbstractItemView::NoDragDrop);
+}
+
+void CQueueWindow::SetReportStyle(bool on) {
+    m_bReport = on;
+    ShowColumns();
     QHeaderView* header = m_pList->header();
     header->setSectionResizeMode(CEditQueueDialog::kName,
                                  on ? QHeaderView::Interactive : QHeaderView::Stretch);
@@ -304,6 +384,7 @@ void CQueueWindow::MeasureControls() {
     m_sizes.nButtonHeight = std::max({least.nButtonHeight, close.height(), remove.height()});
     m_sizes.nCheckWidth = std::max(least.nCheckWidth, report.width());
     m_sizes.nCheckHeight = std::max(least.nCheckHeight, report.height());
+    m_sizes.nTotalHeight = m_pTotal->fontMetrics().height();
     m_sizes.nHeadHeight = m_bStandIn ? m_pHead->HeightFor(m_pList->width()) : 0;
     const QueueMinimum minimum = MinimumQueueEditor(m_sizes);
     setMinimumSize(minimum.width, minimum.height);
@@ -316,6 +397,7 @@ void CQueueWindow::LayOut() {
     };
     place(m_pHead, layout.head);
     place(m_pList, layout.list);
+    place(m_pTotal, layout.total);
     place(m_pReport, layout.check);
     place(m_pDelete, layout.deleteSelected);
     place(m_pClose, layout.close);

@@ -50,12 +50,16 @@ class CQueueWindow final : public QWidget {
   private:
     void MakeList();
     void MakeHint();
+    void AddTrackKeys();
     int ColumnsWidth() const;
     void MeasureControls();
     void WidenColumns();
     void FitName(int widthBefore);
     void LayOut();
     void SetReportStyle(bool on);
+    void ShowColumns();
+    void ShowOrder();
+    void MoveTracks(bool up);
     void CloseCommand();
     void RemoveSelected();
     void ShowState(); // what depends on the rows and on the selection
@@ -66,9 +70,11 @@ class CQueueWindow final : public QWidget {
     CQueueModel& m_model;
     QueueControlSizes m_sizes;
     bool m_bStandIn = false;
+    bool m_bReport = false; // the columns are shown
     const std::function<void(const std::u16string& path)> m_dropped;
     CStandIn* m_pHead = nullptr;
-    QLabel* m_pHint = nullptr; // over the empty list
+    QLabel* m_pHint = nullptr;  // over the empty list
+    QLabel* m_pTotal = nullptr; // under the list
     QTreeView* m_pList = nullptr;
     QCheckBox* m_pReport = nullptr;
     QPushButton* m_pDelete = nullptr;

@@ -208,14 +208,62 @@ TEST_F(QueueWindowTest, RemovesByKeyButtonAndMenuWhatIsSelectedAndNothingElse) {
     EXPECT_THAT(queue.Paths(), ElementsAre(PathOf(2), PathOf(4)));
 }
 
+TEST_F(QueueWindowTest, TracksAreMovedByKeysAndByDragging) {
+    constexpr int kTrack = 4;
+    queue.bAllAudio = true;
+    paths = {u"/c.mp3", u"/a.mp3"};
+    Open(0);
+    EXPECT_EQ(window->findChild<QLabel*>("1022")->text(), "total");
+    EXPECT_FALSE(list->isColumnHidden(kTrack));
+    EXPECT_EQ(Text(0), u"/a.mp3") << "by name at first";
+    EXPECT_EQ(Text(0, kTrack), u"2");
+    queue.Set({u"/c.mp3", u"/a.mp3", u"/d.mp3", u"/b.mp3"});
+    Pump([&] { return list->model()->rowCount() == 4; });
+
+    emit list->header()->sectionClicked(kTrack);
+    EXPECT_EQ(Text(0), u"/c.mp3");
+    list->setCurrentIndex(list->model()->index(1, 0));
+    Select(2);
+    QTest::keyClick(list, Qt::Key_Down, Qt::AltModifier);
+    EXPECT_THAT(queue.Paths(), ElementsAre(u"/c.mp3", u"/b.mp3", u"/a.mp3", u"/d.mp3"));
+    EXPECT_THAT(Selected(), ElementsAre(u"/a.mp3", u"/d.mp3")) << "they can be moved on";
+    QTest::keyClick(list, Qt::Key_Down, Qt::AltModifier);
+    EXPECT_EQ(Text(3), u"/d.mp3") << "there is nothing behind";
+    QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
+    QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
+    QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
+    EXPECT_THAT(queue.Paths(), ElementsAre(u"/a.mp3", u"/d.mp3", u"/c.mp3", u"/b.mp3"));
+
+    QAbstractItemModel* model = list->model();
+    const auto drag = [&](int row, int to) {
+        const std::unique_ptr<QMimeData> data(
+            model->mimeData({model->index(row, 0), model->index(row, kTrack)}));
+        EXPECT_TRUE(model->dropMimeData(data.get(), Qt::MoveAction, to, 0, {}));
+        PumpOnce();
+    };
+    drag(3, 0);
+    EXPECT_EQ(Text(0), u"/b.mp3");
+    drag(1, -1);
+    EXPECT_THAT(queue.Paths(), ElementsAre(u"/b.mp3", u"/d.mp3", u"/c.mp3", u"/a.mp3"));
+
+    emit list->header()->sectionClicked(0);
+    EXPECT_EQ(Text(0), u"/a.mp3");
+    EXPECT_FALSE(model->flags(model->index(0, 0)).testFlag(Qt::ItemIsDragEnabled));
+    queue.bAllAudio = false;
+    queue.Set({u"/c.mp3", u"/a"});
+    Pump([&] { return list->isColumnHidden(kTrack); });
+    EXPECT_TRUE(list->isHeaderHidden());
+}
+
 TEST_F(QueueWindowTest, KeepsItsMinimumAndAllItsControlsInReach) {
     Open(1);
-    EXPECT_THAT(TabStops(list), ElementsAre("1012 Queue", "1015 Show additional information",
-                                            "2 Close", "tray Larkspin"));
+    EXPECT_THAT(TabStops(list),
+                ElementsAre("1012 Files and folders to be written",
+                            "1015 Show additional information", "2 Close", "tray Larkspin"));
     window->resize(10, 10);
     EXPECT_GE(window->width(), 300);
     EXPECT_GE(window->height(), 200);
-    for (const char* id : {"1012", "1013", "1014", "1015", "2"}) {
+    for (const char* id : {"1012", "1013", "1014", "1015", "1022", "2"}) {
         const auto* control = window->findChild<QWidget*>(id);
         EXPECT_TRUE(window->rect().contains(control->geometry())) << id;
     }
