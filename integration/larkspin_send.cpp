@@ -42,6 +42,7 @@ constexpr const char* kHelp = R"(Usage: larkspin-send COMMAND [ARGUMENT...]
   write-audio    write the queue as an audio CD
   burn IMAGE     copy an image file to a disc
   erase [DRIVE]  erase the disc in a drive, such as sr0; it may be left out if there is but one
+  verify [DRIVE] read all of the disc in a drive, and tell which files cannot be read
   list [-0]      print the paths in the queue, one a line; -0: with a NUL behind each
   status         tell which job runs, how far it is, and what it does now
   wait           wait until the job that runs has ended; the exit code tells how it, or if none
@@ -191,11 +192,19 @@ int Burn(const std::vector<std::string>& image, uint verify) {
     return Started(client.Call("BurnImage", {path, verify}), "a job runs");
 }
 
-int Erase(const std::vector<std::string>& drive, uint) {
+int CallForDrive(const char* method, const std::vector<std::string>& drive) {
     CLarkspinClient client;
     client.Start();
     const QString name = drive.empty() ? QString() : QString::fromLocal8Bit(drive.front().c_str());
-    return Started(client.Call("EraseDisk", {name}), "there is no such drive, or a job runs");
+    return Started(client.Call(method, {name}), "there is no such drive, or a job runs");
+}
+
+int Erase(const std::vector<std::string>& drive, uint) {
+    return CallForDrive("EraseDisk", drive);
+}
+
+int Verify(const std::vector<std::string>& drive, uint) {
+    return CallForDrive("VerifyDisk", drive);
 }
 
 int Query(const std::vector<std::string>&, uint) {
@@ -291,12 +300,13 @@ struct Command {
     bool writes = false; // takes the options
 };
 
-constexpr std::array<Command, 11> kCommands = {{
+constexpr std::array<Command, 12> kCommands = {{
     {"add", 1, SIZE_MAX, Add},
     {"write-data", 0, 0, WriteData, true},
     {"write-audio", 0, 0, WriteAudio, true},
     {"burn", 1, 1, Burn, true},
     {"erase", 0, 1, Erase},
+    {"verify", 0, 1, Verify},
     {"list", 0, 1, List},
     {"status", 0, 0, Status},
     {"wait", 0, 0, Wait},

@@ -4,8 +4,8 @@ _larkspin_send()
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W "add write-data write-audio burn erase list status wait
-            query take-over quit --help --version" -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W "add write-data write-audio burn erase verify list status
+            wait query take-over quit --help --version" -- "$cur")
         return
     fi
     if [[ $cur == -* && $command =~ ^(write-data|write-audio|burn)$ ]]; then
@@ -18,7 +18,7 @@ _larkspin_send()
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             ;;
         list) COMPREPLY=(-0) ;;
-        erase)
+        erase | verify)
             mapfile -t COMPREPLY < <(compgen -W "$(cd /sys/block 2>/dev/null && echo sr*)" -- "$cur")
             ;;
     esac

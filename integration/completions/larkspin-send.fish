@@ -5,6 +5,7 @@ complete -c larkspin-send -n __fish_use_subcommand -a write-data -d 'Write the q
 complete -c larkspin-send -n __fish_use_subcommand -a write-audio -d 'Write the queue as an audio CD'
 complete -c larkspin-send -n __fish_use_subcommand -a burn -d 'Copy an image file to a disc'
 complete -c larkspin-send -n __fish_use_subcommand -a erase -d 'Erase the disc in a drive'
+complete -c larkspin-send -n __fish_use_subcommand -a verify -d 'Read all of the disc in a drive'
 complete -c larkspin-send -n __fish_use_subcommand -a list -d 'Print the paths in the queue'
 complete -c larkspin-send -n __fish_use_subcommand -a status -d 'Tell how far the job is'
 complete -c larkspin-send -n __fish_use_subcommand -a wait -d 'Wait until the job has ended'
@@ -19,5 +20,5 @@ complete -c larkspin-send -n '__fish_seen_subcommand_from write-data write-audio
     -l no-verify -d 'Do not read it back'
 complete -c larkspin-send -n '__fish_seen_subcommand_from add burn' -F
 complete -c larkspin-send -n '__fish_seen_subcommand_from list' -s 0 -d 'A NUL behind each path'
-complete -c larkspin-send -n '__fish_seen_subcommand_from erase' \
+complete -c larkspin-send -n '__fish_seen_subcommand_from erase verify' \
     -a '(string replace /sys/block/ "" /sys/block/sr*)'

@@ -234,6 +234,10 @@ void CCDWriter::StartErase(uint32_t driveIndex) {
     StartJob(JobKind::Erase, [driveIndex](JobEnv& env) { return EraseJob(env, driveIndex); });
 }
 
+void CCDWriter::StartVerify(uint32_t driveIndex) {
+    StartJob(JobKind::Verify, [driveIndex](JobEnv& env) { return VerifyJob(env, driveIndex); });
+}
+
 void CCDWriter::StartImageBurn(const std::u16string& path, VerifyWish verify) {
     StartJob(
         JobKind::Image, [path](JobEnv& env) { return ImageJob(env, path); }, verify);

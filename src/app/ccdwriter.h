@@ -85,6 +85,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     // --- the jobs ---
     // Throw CCDWriterError when a job runs already or no thread can be had.
     void StartErase(uint32_t driveIndex);
+    void StartVerify(uint32_t driveIndex);
     void StartImageBurn(const std::u16string& path, VerifyWish verify = VerifyWish::AsSet);
     void StartAudioWrite(VerifyWish verify = VerifyWish::AsSet);
     void StartDataWrite(VerifyWish verify = VerifyWish::AsSet);

@@ -24,6 +24,8 @@ QString NameOf(JobKind kind) {
         return QStringLiteral("image");
     case JobKind::Erase:
         return QStringLiteral("erase");
+    case JobKind::Verify:
+        return QStringLiteral("verify");
     }
     return {};
 }
@@ -121,6 +123,10 @@ int CDbusEndpoint::BurnImage(const QByteArray& path, uint verify) {
 
 int CDbusEndpoint::EraseDisk(const QString& drive) {
     return m_dialog.EraseDisk(drive.toStdU16String());
+}
+
+int CDbusEndpoint::VerifyDisk(const QString& drive) {
+    return m_dialog.VerifyDisk(drive.toStdU16String());
 }
 
 int CDbusEndpoint::QueryQueue() {

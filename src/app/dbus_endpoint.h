@@ -53,6 +53,7 @@ class CDbusEndpoint final : public QObject {
     int BurnImage(const QByteArray& path, uint verify);
     // "sr0", "/dev/sr0", or the drive's letter; empty for the only drive.
     int EraseDisk(const QString& drive);
+    int VerifyDisk(const QString& drive);
     int QueryQueue();
     int QueryBusy();
     int TakeOverQueue();
@@ -60,8 +61,8 @@ class CDbusEndpoint final : public QObject {
 
     // The paths in the queue, in order of arrival.
     QByteArrayList ListQueue();
-    // "data", "audio", "image" or "erase", or empty if no job runs; `percent` is -1 where there is
-    // none to tell, `text` what is done now.
+    // "data", "audio", "image", "erase" or "verify", or empty if no job runs; `percent` is -1 where
+    // there is none to tell, `text` what is done now.
     QString JobStatus(int& percent, QString& text);
     // "done", "failed", "cancelled", or empty if no job has ended yet.
     QString LastJobResult();

@@ -101,9 +101,11 @@ int32_t CMainDlg::Command(uint32_t command) {
         m_writer.ClearQueue();
         break;
     default:
-        if (command >= CMD_ERASE_FIRST_DRIVE &&
-            command - CMD_ERASE_FIRST_DRIVE < m_menuDrives.size()) {
-            EraseDisk(m_menuDrives[command - CMD_ERASE_FIRST_DRIVE]);
+        if (const uint32_t drive = command - CMD_ERASE_FIRST_DRIVE; drive < m_menuDrives.size()) {
+            EraseDisk(m_menuDrives[drive]);
+        } else if (const uint32_t other = command - CMD_VERIFY_FIRST_DRIVE;
+                   other < m_menuDrives.size()) {
+            VerifyDisk(m_menuDrives[other]);
         }
         break;
     }
@@ -209,19 +211,32 @@ int32_t CMainDlg::EraseDiskInDrive() {
     return Guarded([&] { m_writer.StartErase(*index); });
 }
 
-int32_t CMainDlg::EraseDisk(std::u16string_view drive) {
+// The letter of a drive by its name, 0 if there is none; nothing, and told, if it needs a name.
+std::optional<char16_t> CMainDlg::ChooseDrive(std::u16string_view drive) {
     if (!m_writer.IsBusy()) {
         m_drives.LookAgain(); // it may have been plugged in just now
     }
     if (drive.empty() && m_drives.Count() > 1) {
         m_view.ShowErrorBox(kWhichDrive, kBoxTitle);
+        return std::nullopt;
+    }
+    return m_drives.LetterOf(drive.empty() && m_drives.Count() == 1 ? m_drives.Label(0)
+                                                                    : std::u16string(drive));
+}
+
+int32_t CMainDlg::EraseDisk(std::u16string_view drive) {
+    const std::optional<char16_t> letter = ChooseDrive(drive);
+    if (!letter) {
         return kNotStarted;
     }
-    const std::u16string only =
-        drive.empty() && m_drives.Count() == 1 ? m_drives.Label(0) : std::u16string(drive);
-    const char16_t letter = m_drives.LetterOf(only);
-    m_strStagedPath = letter != 0 ? std::u16string(1, letter) : std::u16string();
+    m_strStagedPath = *letter != 0 ? std::u16string(1, *letter) : std::u16string();
     return EraseDiskInDrive();
+}
+
+int32_t CMainDlg::VerifyDisk(std::u16string_view drive) {
+    const std::optional<char16_t> letter = ChooseDrive(drive);
+    const std::optional<uint32_t> index = letter ? m_drives.FindLetter(*letter) : std::nullopt;
+    return index ? Guarded([&] { m_writer.StartVerify(*index); }) : kNotStarted;
 }
 
 void CMainDlg::OnTrayLeftClick() {

@@ -55,6 +55,8 @@ class CMainDlg {
     // becomes that drive's letter, as UM_ERASE_DISK wants it. Without a name the only drive is
     // taken, and of several the user is told how to choose. Result as of UM_ERASE_DISK.
     int32_t EraseDisk(std::u16string_view drive);
+    // The same for the job that reads all of a disc. Nothing is staged.
+    int32_t VerifyDisk(std::u16string_view drive);
 
     // Each left button release on the icon. A click and a double click are told apart here.
     void OnTrayLeftClick();
@@ -66,6 +68,7 @@ class CMainDlg {
     int32_t WriteAudioDisk(VerifyWish verify = VerifyWish::AsSet);
     int32_t BurnImageFile(VerifyWish verify);
     int32_t EraseDiskInDrive();
+    std::optional<char16_t> ChooseDrive(std::u16string_view drive);
     int32_t TakeOverQueue();
     int32_t Command(uint32_t command);
     int32_t Quit(int32_t code);

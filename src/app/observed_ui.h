@@ -60,14 +60,20 @@ class ObservedUi final : public CCDWriterUI {
         m_observer.OnStart(JobKind::Erase);
         m_ui.StartEraseProgress();
     }
+    void StartVerifyProgress() override {
+        m_observer.OnStart(JobKind::Verify);
+        m_ui.StartVerifyProgress();
+    }
     void StopDataProgress() override { m_ui.StopDataProgress(); }
     void StopAudioProgress() override { m_ui.StopAudioProgress(); }
     void StopImageProgress() override { m_ui.StopImageProgress(); }
     void StopEraseProgress() override { m_ui.StopEraseProgress(); }
+    void StopVerifyProgress() override { m_ui.StopVerifyProgress(); }
     bool IsDataCancelled() const override { return m_ui.IsDataCancelled(); }
     bool IsAudioCancelled() const override { return m_ui.IsAudioCancelled(); }
     bool IsImageCancelled() const override { return m_ui.IsImageCancelled(); }
     bool IsEraseCancelled() const override { return m_ui.IsEraseCancelled(); }
+    bool IsVerifyCancelled() const override { return m_ui.IsVerifyCancelled(); }
     void SetStatus(JobKind kind, const std::u16string& text) override {
         m_observer.OnStatus(text);
         m_ui.SetStatus(kind, text);

@@ -257,7 +257,17 @@ class CAspiCD : public IBlockReader {
     int RestartPlusRwFormat(CScsiCommand& command, int64_t size);
     int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
 
-    // --- reading back what was written (read_back.cpp) ---
+    // --- reading what is on a disc (read_back.cpp) ---
+    struct RecordedTrack {
+        uint32_t number = 0;
+        uint32_t session = 0;
+        bool isData = false;
+        uint32_t begin = 0; // block
+        uint32_t end = 0;   // behind the last; on a CD it may count two that can't be read
+    };
+    // Adds the tracks of the closed sessions that hold something, in their order. False if the
+    // drive does not tell them, as of a blank disc.
+    bool ReadTracks(std::vector<RecordedTrack>* tracks);
     // Both give 0, an error code, or -1 without an answer. Nothing is tried twice.
     int ReadData(void* buffer, uint32_t count, uint32_t lba);
     // Blocks of 2352 bytes of CD audio; the drive may be off by some samples, always the same.

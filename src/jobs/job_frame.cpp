@@ -30,6 +30,8 @@ ProgressOperations OperationsOf(JobKind kind) {
         return {&CCDWriterUI::StartAudioProgress, &CCDWriterUI::StopAudioProgress};
     case JobKind::Image:
         return {&CCDWriterUI::StartImageProgress, &CCDWriterUI::StopImageProgress};
+    case JobKind::Verify:
+        return {nullptr, &CCDWriterUI::StopVerifyProgress};
     case JobKind::Erase:
         break;
     }
@@ -98,6 +100,8 @@ bool IsCancelled(const CCDWriterUI& ui, JobKind kind) {
         return ui.IsAudioCancelled();
     case JobKind::Image:
         return ui.IsImageCancelled();
+    case JobKind::Verify:
+        return ui.IsVerifyCancelled();
     case JobKind::Erase:
         break;
     }
@@ -173,6 +177,8 @@ ProgressScope::ProgressScope(JobEnv& env, JobKind kind, uint32_t diskType)
     : m_ui(env.ui), m_kind(kind) {
     if (const ProgressOperations operations = OperationsOf(kind); operations.start != nullptr) {
         (m_ui.*operations.start)(diskType);
+    } else if (kind == JobKind::Verify) {
+        m_ui.StartVerifyProgress();
     } else {
         m_ui.StartEraseProgress();
     }

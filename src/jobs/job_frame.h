@@ -86,7 +86,7 @@ inline constexpr const char16_t* kLeadOutFailed =
 // Progress dialog, tray callbacks and tray animation of a job while it works.
 class ProgressScope {
   public:
-    // `diskType` is of no use to an erase job.
+    // `diskType` is of no use to a job that erases or verifies.
     ProgressScope(JobEnv& env, JobKind kind, uint32_t diskType = 0);
     ProgressScope(const ProgressScope&) = delete;
     ProgressScope& operator=(const ProgressScope&) = delete;

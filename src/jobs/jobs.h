@@ -1,4 +1,4 @@
-// The four jobs: one disc operation each, run on the job's thread.
+// The five jobs: one disc operation each, run on the job's thread.
 //
 // A job asks for its parameters, brings the right disc into the drive by prompts, and works. It
 // reports everything to the user itself; what is left for its caller is what becomes of the
@@ -77,6 +77,10 @@ JobEnd ImageJob(JobEnv& env, const std::u16string& imagePath);
 
 // Erases the disc in the drive of that index.
 JobEnd EraseJob(JobEnv& env, uint32_t driveIndex);
+
+// Reads all of the disc in the drive of that index, whoever made it, and tells what can't be read:
+// files by the directories of the last session's volume, sound by track. The disc stays in.
+JobEnd VerifyJob(JobEnv& env, uint32_t driveIndex);
 
 // The frame around each job: settings read anew, queue editor hidden, and an answer for what a
 // body lets escape.

@@ -70,6 +70,11 @@ bool CannotEraseThisDisk(CCDWriterUI& ui) {
                         u"press \"OK\".");
 }
 
+bool NothingToVerify(CCDWriterUI& ui) {
+    return OkCancel(ui, u"There is nothing on the disk that could be verified, or there is no disk "
+                        u"in the drive.\n\nPlease insert another disk and press \"OK\".");
+}
+
 bool DriveNotReady(CCDWriterUI& ui) {
     return OkCancel(ui, u"The drive has not got the disk ready for a minute.\n\n"
                         u"Please take the disk out and insert it again, or insert another disk, "

@@ -22,6 +22,7 @@ bool NotSuitableForAudio(CCDWriterUI& ui);
 bool NotSuitableForImage(CCDWriterUI& ui);
 bool ImageTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
 bool CannotEraseThisDisk(CCDWriterUI& ui);
+bool NothingToVerify(CCDWriterUI& ui);
 bool DriveNotReady(CCDWriterUI& ui);
 bool CannotLookAtDisk(CCDWriterUI& ui);
 bool NothingToAddTo(CCDWriterUI& ui);

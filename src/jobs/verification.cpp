@@ -11,8 +11,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr size_t kMostLines = 10;
-
 // How a drive answers for blocks that it does not know of: a session that it has not looked at yet.
 bool IsHidden(int code) {
     const int key = code >> 16;
@@ -27,16 +25,7 @@ std::u16string DiffersLine(const std::u16string& name, const ExtentList::Extent&
                              static_cast<unsigned long long>((extent.End() - 1) / blockBytes));
 }
 
-std::u16string UnreadableLine(const std::u16string& name, uint64_t position, uint32_t blockBytes) {
-    return name + FormatWide(": cannot be read (block %llu)",
-                             static_cast<unsigned long long>(position / blockBytes));
-}
-
 } // namespace
-
-CAspiCD::GoOn Verification::GoOn() const {
-    return [this] { return !IsGivenUp(m_env, m_kind); };
-}
 
 void Verification::CompareData(Records records) {
     m_nOffset = 0;
@@ -59,20 +48,21 @@ void Verification::Run(Records records, const std::function<void(DiscWindow& win
     if (m_env.host.IsLeaving()) {
         return; // the disc is finished, and the program is to end
     }
-    m_result.emplace();
-    m_nDone = m_nTotal = 0;
+    uint64_t total = 0;
     uint64_t end = 0;
     for (const WrittenRecord* record : records) {
         const ExtentList& extents = record->Extents();
-        m_nTotal += extents.Bytes();
+        total += extents.Bytes();
         end = std::max(end, extents.At(extents.Count() - 1).End());
     }
+    m_reading.emplace(m_env, m_kind, total);
+    m_bEdgesLeftOut = false;
     const ProgressScope progress(m_env, m_kind, kNothingAtStake);
     m_env.ui.SetAmount(m_kind, m_nTotal);
     m_env.ui.SetStatus(m_kind, u"Verifying...");
     DiscWindow window(
         m_drive, m_kind == JobKind::Audio ? DiscWindow::Format::Audio : DiscWindow::Format::Data,
-        end, GoOn());
+        end, [this] { return !IsGivenUp(m_env, m_kind); });
     if (!BringUp(records, window)) {
         return;
     }
@@ -83,19 +73,19 @@ void Verification::Run(Records records, const std::function<void(DiscWindow& win
 
 // Some drives show a new session only when they have looked at the disc anew.
 bool Verification::BringUp(Records records, DiscWindow& window) {
-    CAspiCD::UnitState state = m_drive.AwaitUnit(GoOn());
+    const CAspiCD::GoOn goOn = [this] { return !IsGivenUp(m_env, m_kind); };
+    CAspiCD::UnitState state = m_drive.AwaitUnit(goOn);
     if (state == CAspiCD::UnitState::Ready && !IsShown(records, window)) {
-        state = m_drive.ReloadDisc(GoOn());
+        state = m_drive.ReloadDisc(goOn);
         if (state == CAspiCD::UnitState::Ready && !IsShown(records, window)) {
-            m_result->end = VerifyResult::End::Impossible;
-            m_result->reason = u"The drive cannot read what it has written on this kind of disk.";
-            return false;
+            m_reading->TellImpossible(
+                u"The drive cannot read what it has written on this kind of disk.");
         }
     }
     if (state != CAspiCD::UnitState::Ready) {
-        End(state);
+        m_reading->Stop(state);
     }
-    return !IsOver();
+    return !m_reading->IsOver();
 }
 
 // False if the drive refuses the beginnings of the first and of the last extent as blocks that it
@@ -159,108 +149,40 @@ bool Verification::IsOutOfReach(const ExtentList& extents, const ExtentList::Ext
 
 void Verification::Compare(const WrittenRecord& record, DiscWindow& window) {
     const ExtentList& extents = record.Extents();
-    const uint32_t blockBytes = window.BlockBytes();
-    for (size_t i = 0; i < extents.Count() && !IsOver(); ++i) {
+    const DiscReading::Sink hash = [this](std::span<const uint8_t> bytes) { m_hash.Add(bytes); };
+    for (size_t i = 0; i < extents.Count() && !m_reading->IsOver(); ++i) {
         const ExtentList::Extent extent = extents.At(i);
-        const uint64_t before = m_nDone;
-        const bool isRead = ReadExtent(extent, window);
+        const uint64_t read = m_reading->Read(extent, window, m_nOffset, hash);
         const bool isSame = m_hash.Take() == record.Digests()[i]; // of what could be read
-        if ((isRead && isSame) || IsOver()) {
+        if ((read == extent.bytes && isSame) || m_reading->IsOver()) {
             continue;
         }
-        const uint64_t read = m_nDone - before;
-        Count(extent.bytes - read); // one block that can't be read is enough to tell
         if (IsOutOfReach(extents, extent)) {
-            m_result->edgesLeftOut = true;
-        } else if (isRead) {
-            AddBad(DiffersLine(extents.NameOf(i), extent, blockBytes));
+            m_bEdgesLeftOut = true;
+        } else if (read == extent.bytes) {
+            m_reading->AddBad(DiffersLine(extents.NameOf(i), extent, window.BlockBytes()));
         } else {
-            AddBad(UnreadableLine(extents.NameOf(i), extent.begin + read, blockBytes));
+            m_reading->AddUnreadable(extents.NameOf(i), extent, read, window);
         }
     }
-}
-
-// False if it can't be read as a whole, or if it is over.
-bool Verification::ReadExtent(const ExtentList::Extent& extent, DiscWindow& window) {
-    for (uint64_t position = extent.begin; position < extent.End();) {
-        if (IsGivenUp(m_env, m_kind)) {
-            End(CAspiCD::UnitState::Cancelled);
-            return false;
-        }
-        const std::span<const uint8_t> found =
-            window.From(static_cast<int64_t>(position) + m_nOffset);
-        if (found.empty()) {
-            if (window.State() != CAspiCD::UnitState::Ready) {
-                End(window.State());
-            }
-            return false;
-        }
-        const size_t count = std::min<uint64_t>(found.size(), extent.End() - position);
-        m_hash.Add(found.first(count));
-        position += count;
-        Count(count);
-    }
-    return true;
-}
-
-void Verification::AddBad(std::u16string line) {
-    ++m_result->bad;
-    if (m_result->firstBad.size() < kMostLines) {
-        m_result->firstBad.push_back(std::move(line));
-    }
-}
-
-void Verification::Count(uint64_t bytes) {
-    m_nDone += bytes;
-    const int percent = static_cast<int>(m_nDone * 100 / m_nTotal);
-    if (percent != m_result->percent) {
-        m_result->percent = percent;
-        m_env.ui.SetProgress(m_kind, percent);
-    }
-}
-
-void Verification::End(CAspiCD::UnitState state) {
-    if (state == CAspiCD::UnitState::Cancelled) {
-        m_result->end = VerifyResult::End::Cancelled;
-        return;
-    }
-    m_result->end = VerifyResult::End::BrokenOff;
-    m_result->reason = state == CAspiCD::UnitState::NoDisc
-                           ? u"There is no disk in the drive any more."
-                           : u"The drive does not get ready any more.";
 }
 
 void Verification::Tell(const std::u16string& contents) const {
-    const bool isLeft = m_result && m_result->end == VerifyResult::End::Cancelled &&
-                        m_result->bad == 0 && m_env.host.IsLeaving();
-    if (!m_result || isLeft) {
+    if (!m_reading || (m_reading->Ended() == DiscReading::End::Cancelled && !m_reading->IsBad() &&
+                       m_env.host.IsLeaving())) {
         return;
     }
-    std::u16string text;
-    switch (m_result->end) {
-    case VerifyResult::End::Whole:
+    std::u16string text = u"The disk has been written. " + m_reading->EndText();
+    if (!m_reading->IsOver()) {
         text = kDiscWritten + contents + u", verified";
-        if (m_result->edgesLeftOut) {
+        if (m_bEdgesLeftOut) {
             text += u". A few hundredths of a second at its beginning or end are out of this "
                     u"drive's reach.";
         }
-        break;
-    case VerifyResult::End::Cancelled:
-        text = FormatWide("The disk has been written. You cancelled its verification after %d%%.",
-                          m_result->percent);
-        break;
-    case VerifyResult::End::BrokenOff:
-        text = FormatWide("The disk has been written. Its verification broke off after %d%%. ",
-                          m_result->percent) +
-               m_result->reason;
-        break;
-    case VerifyResult::End::Impossible:
-        text = u"The disk has been written, but could not be verified. " + m_result->reason;
-        break;
     }
-    if (m_result->bad == 0) {
-        const bool isFailure = m_result->end == VerifyResult::End::BrokenOff ||
-                               m_result->end == VerifyResult::End::Impossible;
+    if (!m_reading->IsBad()) {
+        const bool isFailure =
+            m_reading->IsOver() && m_reading->Ended() != DiscReading::End::Cancelled;
         if (isFailure) {
             m_env.ui.ShowMessage(text);
         } else {
@@ -268,15 +190,10 @@ void Verification::Tell(const std::u16string& contents) const {
         }
         return;
     }
-    text = m_result->end == VerifyResult::End::Whole ? u"" : text + u"\n\n";
-    text += u"The disk is not good. This is not on it as it was written:\n";
-    for (const std::u16string& line : m_result->firstBad) {
-        text += u"\n" + line;
-    }
-    if (m_result->bad > m_result->firstBad.size()) {
-        text += FormatWide("\n...and %zu more.", m_result->bad - m_result->firstBad.size());
-    }
-    text += u"\n\nYour own files are as they were. Please write them again, on another disk.";
+    text = m_reading->IsOver() ? text + u"\n\n" : u"";
+    text += u"The disk is not good. This is not on it as it was written:\n" +
+            m_reading->BadLines() +
+            u"\n\nYour own files are as they were. Please write them again, on another disk.";
     m_env.ui.AskUser(text, kBoxTitle, BoxButtons::Ok, BoxIcon::Stop);
 }
 

@@ -5,8 +5,7 @@
 #pragma once
 
 #include "jobs/audio_record.h"
-#include "jobs/disc_window.h"
-#include "jobs/job_frame.h"
+#include "jobs/disc_reading.h"
 #include "jobs/written_record.h"
 
 #include <cstdint>
@@ -14,26 +13,8 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <vector>
 
 namespace larkspin {
-
-// What became of it.
-struct VerifyResult {
-    enum class End {
-        Whole,
-        Cancelled,
-        BrokenOff,  // the drive or the disc went away; `reason` tells
-        Impossible, // nothing could be compared; `reason` tells
-    };
-
-    End end = End::Whole;
-    std::u16string reason;
-    int percent = 0;                      // that was read
-    size_t bad = 0;                       // extents that differ or can't be read
-    std::vector<std::u16string> firstBad; // a line for each of the first of them
-    bool edgesLeftOut = false; // of an audio CD, what the drive can't read for its offset
-};
 
 class Verification {
   public:
@@ -49,7 +30,7 @@ class Verification {
     // The same for an audio CD. The offset of the drive is found from the first sound.
     void CompareAudio(const AudioRecord& record);
 
-    bool WasBegun() const { return m_result.has_value(); }
+    bool WasBegun() const { return m_reading.has_value(); }
     // How good the disc is, if a comparison was begun: told as a success, or in a box. `contents`
     // names what has been written: "3 files, 1.20 Mb".
     void Tell(const std::u16string& contents) const;
@@ -57,28 +38,21 @@ class Verification {
   private:
     using Records = std::span<const WrittenRecord* const>;
 
-    CAspiCD::GoOn GoOn() const;
     // Runs `compare` with the disc readable and the windows up.
     void Run(Records records, const std::function<void(DiscWindow& window)>& compare);
     bool BringUp(Records records, DiscWindow& window);
     static bool IsShown(Records records, DiscWindow& window);
     void Compare(const WrittenRecord& record, DiscWindow& window);
     bool IsOutOfReach(const ExtentList& extents, const ExtentList::Extent& extent) const;
-    bool ReadExtent(const ExtentList::Extent& extent, DiscWindow& window);
     void FindOffset(const AudioRecord& record, DiscWindow& window);
-    void AddBad(std::u16string line);
-    void Count(uint64_t bytes);
-    void End(CAspiCD::UnitState state);
-    bool IsOver() const { return m_result->end != VerifyResult::End::Whole; }
 
     JobEnv& m_env;
     CAspiCD& m_drive;
     const JobKind m_kind;
-    std::optional<VerifyResult> m_result;
+    std::optional<DiscReading> m_reading;
     Hash m_hash;
-    int64_t m_nOffset = 0; // bytes that the drive is off by; 0 with data
-    uint64_t m_nTotal = 0; // bytes
-    uint64_t m_nDone = 0;
+    int64_t m_nOffset = 0;        // bytes that the drive is off by; 0 with data
+    bool m_bEdgesLeftOut = false; // of an audio CD, what the drive can't read for its offset
 };
 
 } // namespace larkspin

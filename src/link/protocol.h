@@ -27,6 +27,7 @@ inline bool IsKnown(JobKind kind) {
     case JobKind::Audio:
     case JobKind::Image:
     case JobKind::Erase:
+    case JobKind::Verify:
         return true;
     }
     return false;

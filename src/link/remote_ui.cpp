@@ -43,7 +43,7 @@ std::vector<std::u16string> FittingPaths(std::vector<std::u16string> paths) {
 RemoteUi::RemoteUi(Link& link, IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store,
                    Loop loop)
     : m_link(link), m_loop(std::move(loop)) {
-    for (const JobKind kind : {JobKind::Data, JobKind::Audio, JobKind::Image, JobKind::Erase}) {
+    for (const JobKind kind : kJobKinds) {
         m_jobs.at(static_cast<size_t>(kind)) = std::make_shared<Job>(kind);
     }
     TakeModels(drives, queue, store);

@@ -57,14 +57,17 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     void StartAudioProgress(uint32_t diskType) override { Start(JobKind::Audio, diskType); }
     void StartImageProgress(uint32_t diskType) override { Start(JobKind::Image, diskType); }
     void StartEraseProgress() override { Start(JobKind::Erase, 0); }
+    void StartVerifyProgress() override { Start(JobKind::Verify, kNothingAtStake); }
     void StopDataProgress() override { Stop(JobKind::Data); }
     void StopAudioProgress() override { Stop(JobKind::Audio); }
     void StopImageProgress() override { Stop(JobKind::Image); }
     void StopEraseProgress() override { Stop(JobKind::Erase); }
+    void StopVerifyProgress() override { Stop(JobKind::Verify); }
     bool IsDataCancelled() const override { return Of(JobKind::Data).logic.IsCancelled(); }
     bool IsAudioCancelled() const override { return Of(JobKind::Audio).logic.IsCancelled(); }
     bool IsImageCancelled() const override { return Of(JobKind::Image).logic.IsCancelled(); }
     bool IsEraseCancelled() const override { return Of(JobKind::Erase).logic.IsCancelled(); }
+    bool IsVerifyCancelled() const override { return Of(JobKind::Verify).logic.IsCancelled(); }
     void SetStatus(JobKind kind, const std::u16string& text) override;
     void SetProgress(JobKind kind, int percent) override;
     int Progress(JobKind kind) const override { return Of(kind).logic.Progress(); }
@@ -112,7 +115,7 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
 
     Link& m_link;
     const Loop m_loop;
-    std::array<std::shared_ptr<Job>, 4> m_jobs; // by JobKind
+    std::array<std::shared_ptr<Job>, kJobKinds.size()> m_jobs; // by JobKind
 
     // Main thread.
     std::function<void()> m_left;

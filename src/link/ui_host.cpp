@@ -80,6 +80,9 @@ void UiHost::StartProgress(JobKind kind, uint32_t diskType) {
     case JobKind::Erase:
         m_ui.StartEraseProgress();
         break;
+    case JobKind::Verify:
+        m_ui.StartVerifyProgress();
+        break;
     }
 }
 
@@ -96,6 +99,9 @@ void UiHost::StopProgress(JobKind kind) {
         break;
     case JobKind::Erase:
         m_ui.StopEraseProgress();
+        break;
+    case JobKind::Verify:
+        m_ui.StopVerifyProgress();
         break;
     }
 }

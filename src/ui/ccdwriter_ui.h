@@ -5,6 +5,7 @@
 // waits end by themselves with the cancelled answer.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -35,7 +36,9 @@ struct EraseTypeResult {
     double dSpeed = -1.0;
 };
 
-enum class JobKind { Data, Audio, Image, Erase };
+enum class JobKind { Data, Audio, Image, Erase, Verify };
+inline constexpr std::array kJobKinds = {JobKind::Data, JobKind::Audio, JobKind::Image,
+                                         JobKind::Erase, JobKind::Verify};
 
 // A message box's buttons and icon. The first button is the default one, but for a guarded box.
 enum class BoxButtons {
@@ -71,15 +74,18 @@ class CCDWriterUI {
     virtual void StartAudioProgress(uint32_t diskType) = 0;
     virtual void StartImageProgress(uint32_t diskType) = 0;
     virtual void StartEraseProgress() = 0;
+    virtual void StartVerifyProgress() = 0;
     virtual void StopDataProgress() = 0;
     virtual void StopAudioProgress() = 0;
     virtual void StopImageProgress() = 0;
     virtual void StopEraseProgress() = 0;
+    virtual void StopVerifyProgress() = 0;
 
     virtual bool IsDataCancelled() const = 0;
     virtual bool IsAudioCancelled() const = 0;
     virtual bool IsImageCancelled() const = 0;
     virtual bool IsEraseCancelled() const = 0;
+    virtual bool IsVerifyCancelled() const = 0;
 
     virtual void SetStatus(JobKind kind, const std::u16string& text) = 0;
     virtual void SetProgress(JobKind kind, int percent) = 0; // held in 0 to 100

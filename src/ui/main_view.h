@@ -27,14 +27,16 @@ enum MenuCommand : uint32_t {
     CMD_REMOVE_FROM_QUEUE = 32779,
     CMD_TRACK_UP = 33000,
     CMD_TRACK_DOWN = 33001,
-    CMD_ERASE_FIRST_DRIVE = 33024, // and the numbers behind it: the drives in their order
+    CMD_ERASE_FIRST_DRIVE = 33024,  // and the numbers behind it: the drives in their order
+    CMD_VERIFY_FIRST_DRIVE = 33280, // the same
 };
 
 // Which items of the idle menu are enabled; "Exit" always is.
 struct IdleMenuState {
     bool bQueueHasItems = false;
     bool bAllAudio = false;
-    std::vector<std::u16string> drives = {}; // labels; each has an item to erase its disc
+    std::vector<std::u16string> drives =
+        {}; // labels; each has an item to verify its disc, and to erase it
 };
 
 class IMainView {

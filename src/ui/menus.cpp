@@ -42,13 +42,16 @@ std::vector<MenuItem> IdleMenuItems(const IdleMenuState& state) {
             break;
         }
     }
-    uint32_t command = CMD_ERASE_FIRST_DRIVE;
-    for (const std::u16string& drive : state.drives) {
-        if (command == CMD_ERASE_FIRST_DRIVE) {
-            items.emplace_back();
+    const auto addForDrives = [&](uint32_t command, const std::u16string& text) {
+        for (const std::u16string& drive : state.drives) {
+            items.push_back({command++, text + drive + u"..."});
         }
-        items.push_back({command++, u"Erase disk in " + drive + u"..."});
+    };
+    if (!state.drives.empty()) {
+        items.emplace_back();
     }
+    addForDrives(CMD_VERIFY_FIRST_DRIVE, u"Verify disk in ");
+    addForDrives(CMD_ERASE_FIRST_DRIVE, u"Erase disk in ");
     return items;
 }
 

@@ -32,7 +32,7 @@ enum class MenuId : uint32_t {
 std::vector<MenuItem> MenuItems(MenuId menu);
 
 // The idle menu with "Write Data CD" as default item and grayed by the state of the queue: an
-// empty queue leaves only "Exit". Behind it an item for each drive that erases its disc.
+// empty queue leaves only "Exit". Behind it the items that verify and erase the disc of a drive.
 std::vector<MenuItem> IdleMenuItems(const IdleMenuState& state);
 
 // The menu of the queue editor's list; with what moves tracks if all is audio.

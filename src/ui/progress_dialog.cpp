@@ -117,6 +117,9 @@ ProgressBalloonText ProgressBalloon(JobKind kind, int percent, bool noReport) {
             balloon.strText = u"Drive doesn't report operation progress";
         }
         break;
+    case JobKind::Verify:
+        balloon.szTitle = u"Verifying...";
+        break;
     }
     return balloon;
 }

@@ -105,6 +105,10 @@ class CEraseProgressDialog final : public CProgressDialog {
   public:
     CEraseProgressDialog() : CProgressDialog(JobKind::Erase) {}
 };
+class CVerifyProgressDialog final : public CProgressDialog {
+  public:
+    CVerifyProgressDialog() : CProgressDialog(JobKind::Verify) {}
+};
 
 // "Elapsed time: 61:05"; minutes are never turned into hours.
 std::u16string ElapsedText(uint64_t elapsedMs);

@@ -70,8 +70,10 @@ OldExtent PreviousDisc::FindPreviousRoot(uint32_t start) {
             CheckKind(sector);
             // Some volumes count from the start of their session, some from that of the disc.
             const uint64_t space = LoadLe32(&sector[kVdAtVolumeSpace]);
-            m_bIsCut = (space > start ? space : start + space) > m_nEnd;
+            const uint64_t end = space > start ? space : start + space;
+            m_bIsCut = end > m_nEnd;
             m_nEnd -= m_bIsCut ? kRunOutSectors : 0;
+            m_nVolumeEnd = static_cast<uint32_t>(std::min<uint64_t>(end, m_nEnd));
             const auto root = DirectoryRecord::Read(
                 std::span<const uint8_t>(sector).subspan(kVdAtRootRecord, kRootRecordBytes));
             if (!root) {

@@ -48,6 +48,9 @@ class PreviousDisc {
 
     // True if the volume that FindPreviousRoot has found claims more than the disc has.
     bool IsCut() const { return m_bIsCut; }
+    // The first sector behind the volume that FindPreviousRoot has found, by its own word, but none
+    // that the disc doesn't have.
+    uint32_t VolumeEnd() const { return m_nVolumeEnd; }
 
     // Reads these sectors, neighbours at one go, for the calls of Sector that follow, and forgets
     // those before. Sectors that the disc doesn't have are passed over.
@@ -62,6 +65,7 @@ class PreviousDisc {
 
     IBlockReader& m_drive;
     uint32_t m_nEnd;
+    uint32_t m_nVolumeEnd = 0;
     bool m_bIsCut = false;
     uint64_t m_nSectorsLeft; // that may still be read
     std::map<uint32_t, SectorBytes> m_sectors;

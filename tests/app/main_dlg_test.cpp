@@ -162,11 +162,18 @@ TEST(MessageTable, EraseTakesTheStagedPathAwayAndEraseDiskTranslates) {
     bench.dlg.OnTrayRightClick();
     const std::vector<std::u16string> drives = {u"sr0", u"sr1"};
     ASSERT_EQ(bench.view.menus.back().drives, drives);
-    bench.view.menuCommand(CMD_ERASE_FIRST_DRIVE + 2);
-    EXPECT_FALSE(bench.writer.IsBusy());
-    bench.view.menuCommand(CMD_ERASE_FIRST_DRIVE + 1);
-    EXPECT_TRUE(bench.AJobWasStarted());
-    bench.EndJob();
+    bench.ui.onBox = [&](const FakeUi::Box&) { // there is nothing to verify
+        bench.ui.onDialog();
+        return false;
+    };
+    for (const uint32_t first : {CMD_ERASE_FIRST_DRIVE, CMD_VERIFY_FIRST_DRIVE}) {
+        bench.view.menuCommand(first + 2);
+        EXPECT_FALSE(bench.writer.IsBusy());
+        bench.view.menuCommand(first + 1);
+        EXPECT_TRUE(bench.AJobWasStarted());
+        bench.EndJob();
+    }
+    EXPECT_EQ(bench.dlg.VerifyDisk(u"sr2"), -1);
 }
 
 TEST(Drives, AreLookedForWheneverAJobStarts) {

@@ -222,6 +222,7 @@ class JobBench {
         return Run(std::bind(ImageJob, std::ref(env), image));
     }
     JobEnd RunErase(uint32_t index = 0) { return Run(std::bind(EraseJob, std::ref(env), index)); }
+    JobEnd RunVerify(uint32_t index = 0) { return Run(std::bind(VerifyJob, std::ref(env), index)); }
     // A job with one path in the queue, which is also its image, on the drive of that index.
     JobEnd RunOne(JobKind job, const std::u16string& path, uint32_t index = 0) {
         host.queue = {path};
@@ -233,6 +234,8 @@ class JobBench {
             return RunAudio();
         case JobKind::Image:
             return RunImage(path);
+        case JobKind::Verify:
+            return RunVerify(index);
         case JobKind::Erase:
             break;
         }

@@ -12,15 +12,27 @@ struct VerifyBench : JobBench {
         : JobBench(newKind, 0, files) {
         ui.data.bVerify = ui.audio.bVerify = ui.image.bVerify = true;
         host.onSuccess = [this](const std::u16string& what) { ui.ShowMessage(what); };
-        ui.onStatus = [this](JobKind, const std::u16string& text) {
+        ui.onStatus = [this](JobKind job, const std::u16string& text) {
             if (text == u"Verifying...") {
                 ++verifies;
-                commandsBefore = commands;
+                commandsBefore = job == JobKind::Verify ? commandsBefore : commands;
                 if (damage) {
                     damage();
                 }
             }
         };
+    }
+    // Whatever a test does last, it only reads.
+    ~VerifyBench() {
+        for (const uint8_t opcode :
+             {mmc::kWrite10, mmc::kCloseTrackSession, mmc::kBlank, mmc::kFormatUnit,
+              mmc::kSynchronizeCache, mmc::kReserveTrack, mmc::kSendCueSheet}) {
+            EXPECT_TRUE(verifies == 0 || SentSince(opcode) == 0) << int{opcode};
+        }
+    }
+    JobEnd VerifyDisc() {
+        commandsBefore = commands;
+        return RunVerify();
     }
     void Flip(const std::string& file, uint64_t byte) const {
         std::fstream stream(disc + "/" + file, std::ios::binary | std::ios::in | std::ios::out);
@@ -63,10 +75,6 @@ TEST(Verify, AGoodDiscIsToldAndOnlyRead) {
                       "Disc written: Test disc, 3 files, 2.86 Mb, verified");
             EXPECT_EQ(bench.ui.Progress(JobKind::Data), 100);
             EXPECT_EQ(bench.ui.DiskTypes().back(), kNothingAtStake) << "a cancel costs no disc";
-            for (const uint8_t opcode : {mmc::kWrite10, mmc::kCloseTrackSession, mmc::kBlank,
-                                         mmc::kFormatUnit, mmc::kSynchronizeCache}) {
-                EXPECT_EQ(bench.SentSince(opcode), 0);
-            }
             EXPECT_GT(bench.SentSince(mmc::kRead10), 0);
             EXPECT_TRUE(bench.WasEjected());
             bench.Reload();
@@ -251,8 +259,8 @@ TEST(Verify, WhatStopsItIsTold) {
                                                                 : std::nullopt;
              };
          },
-         u"The disk has been written, but could not be verified. The drive cannot read what it "
-         u"has written on this kind of disk."},
+         u"The disk has been written. It could not be verified. The drive cannot read what it has "
+         u"written on this kind of disk."},
         {"shown after a reload",
          [](VerifyBench& bench) {
              bench.onCommand = [&bench](const PortRequest& request) {
@@ -372,7 +380,6 @@ TEST(Verify, AnAudioDiscIsComparedWhateverTheOffsetOfTheDrive) {
         EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
         EXPECT_NE(bench.Verdict().find(test.verdict), std::u16string::npos)
             << ToNative(bench.Verdict());
-        EXPECT_EQ(bench.SentSince(mmc::kWrite10), 0);
     }
 }
 
@@ -413,6 +420,111 @@ TEST(Verify, OnlyAWholeRecordingIsReadBack) {
         EXPECT_EQ(bench.Verdict().starts_with(kGood), !bench.ui.data.bVerify);
         EXPECT_EQ(bench.Verdict().find(u"verified"), std::u16string::npos);
     }
+}
+
+// The job that reads a disc of whatever origin, here with two sessions.
+TEST(VerifyJob, NamesWhatCannotBeReadAndWritesNothing) {
+    for (const char* kind : {"cd-r", "dvd-r", "dvd+r", "dvd+rw", "dvd-ram"}) {
+        SCOPED_TRACE(kind);
+        VerifyBench bench(kind);
+        bench.ui.data.bVerify = false;
+        const std::string far = "far/1/2/3/4/5/6/7/8/9"; // is relocated
+        const Bytes old = Payload(400'001, 1);
+        const Bytes fresh = Payload(100'000, 2);
+        bench.AddFile("old", old);
+        bench.Burn({"old"});
+        bench.AddFile("a/b/fresh", fresh);
+        bench.AddFile("a/empty", {});
+        bench.AddFile(far, Payload(5'000, 3));
+        bench.Burn({"a", "far"});
+        std::vector<CAspiCD::RecordedTrack> tracks;
+        ASSERT_TRUE(bench.Drive().ReadTracks(&tracks));
+        const uint32_t second = tracks.back().begin; // 0 where the disc is written in place
+        const Bytes track = bench.Track(static_cast<int>(tracks.size()));
+        const auto find = [](const Bytes& bytes, const Bytes& contents) {
+            const auto found =
+                std::search(bytes.begin(), bytes.end(), contents.begin(), contents.end());
+            return static_cast<uint32_t>((found - bytes.begin()) / 2048);
+        };
+        const uint32_t oldAt = find(bench.Track(), old);
+        const uint32_t freshAt = second + find(track, fresh);
+        const uint32_t root = LoadLe32(&track[16 * 2048 + 158]);
+        const struct {
+            std::string rules;
+            std::vector<std::u16string> lines; // none: the disc is good
+        } cases[] = {
+            {"", {}},
+            {Format("%u: flip=1", oldAt), {}}, // what nobody has kept a hash of
+            {Format("%u-%u: unreadable\n%u: unreadable", oldAt + 3, oldAt + 9, freshAt),
+             {FormatWide("/old: cannot be read (block %u)", oldAt + 3),
+              FormatWide("/a/b/fresh: cannot be read (block %u)", freshAt)}},
+            {Format("%u: unreadable", root),
+             {u"Folder /: nobody knows what is in it",
+              FormatWide("Folder /: cannot be read (block %u)", root)}},
+            {Format("%u: unreadable", second + 17),
+             {FormatWide("Outside of all files: cannot be read (block %u)", second + 17)}},
+        };
+        for (const auto& test : cases) {
+            SCOPED_TRACE(test.rules);
+            bench.Spoil(test.rules);
+            EXPECT_EQ(bench.VerifyDisc(), JobEnd::Exit);
+            EXPECT_EQ(bench.ui.Progress(JobKind::Verify), 100);
+            std::u16string verdict = u"All of the disk can be read: 4 files, 493.17 kb.";
+            if (!test.lines.empty()) {
+                verdict = u"The disk is damaged. This cannot be read:\n";
+                for (const std::u16string& line : test.lines) {
+                    verdict += u"\n" + line;
+                }
+                verdict += u"\n\nPlease copy the other files to a safe place soon.";
+            }
+            EXPECT_EQ(ToNative(bench.Verdict()), ToNative(verdict));
+        }
+        EXPECT_TRUE(bench.drive.HasDisc());
+    }
+}
+
+TEST(VerifyJob, ReadsSoundAndEndsWhenItIsTold) {
+    VerifyBench bench;
+    bench.ui.audio.bVerify = false;
+    for (int i = 0; i < 3; ++i) {
+        bench.host.queue.push_back(bench.AddWav(Format("%d.wav", i), Payload(400 * 2352, 1)));
+    }
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    const struct {
+        std::string rules;
+        std::function<void()> meanwhile;
+        std::u16string verdict;
+    } cases[] = {
+        {"", {}, u"All of the disk can be read: 3 tracks."},
+        {"799: unreadable",
+         {},
+         u"The disk is damaged. This cannot be read:\n\nTrack 2: cannot be read (block 799)\n\n"
+         u"Please copy the other files to a safe place soon."},
+        {"", [&] { bench.drive.Remove(); },
+         u"The disk has not been read to its end. Its verification broke off after 0%. There is no "
+         u"disk in the drive any more."},
+    };
+    for (const auto& test : cases) {
+        bench.Spoil(test.rules);
+        bench.damage = test.meanwhile;
+        EXPECT_EQ(bench.VerifyDisc(), JobEnd::Exit);
+        EXPECT_EQ(ToNative(bench.Verdict()), ToNative(test.verdict));
+    }
+    const size_t told = bench.ui.Texts().size();
+    for (const bool leaves : {false, true}) {
+        bench.Spoil("");
+        bench.damage = [&] {
+            bench.host.leaving = leaves;
+            bench.ui.Cancel(JobKind::Verify);
+        };
+        EXPECT_EQ(bench.VerifyDisc(), JobEnd::Exit);
+    }
+    EXPECT_EQ(bench.ui.Texts().size(), told) << "what the user does need not be told";
+    bench.host.leaving = false;
+    bench.ui.onBox = [&](const FakeUi::Box&) { return false; };
+    bench.InsertNew("dvd+rw");
+    EXPECT_EQ(bench.VerifyDisc(), JobEnd::Idle) << "there is nothing on it";
+    EXPECT_TRUE(bench.Verdict().starts_with(u"There is nothing on the disk"));
 }
 
 } // namespace

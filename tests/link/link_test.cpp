@@ -113,7 +113,7 @@ TEST(LinkTest, WhatIsNoFrameOrNoValueClosesTheLink) {
         {"a text longer than the frame", tell(OpId::ShowErrorBox, three + "abcde"), true},
         {"too much", tell(OpId::HideQueueDialog, "x"), true},
         {"a truth value of 2", tell(OpId::SetNoProgressReport, "\2"), true},
-        {"a fifth job", tell(OpId::StopProgress, std::string("\4\0\0\0", 4)), true},
+        {"a sixth job", tell(OpId::StopProgress, std::string("\5\0\0\0", 4)), true},
         {"an answer that nobody waits for", frame(std::string("\2").append(10, '\1')), false},
         {"half a frame, then the end", length.substr(1), true},
     };

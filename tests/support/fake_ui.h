@@ -97,14 +97,17 @@ class FakeUi : public CCDWriterUI {
     void StartAudioProgress(uint32_t diskType) override { Start(JobKind::Audio, diskType); }
     void StartImageProgress(uint32_t diskType) override { Start(JobKind::Image, diskType); }
     void StartEraseProgress() override { Start(JobKind::Erase, 0); }
+    void StartVerifyProgress() override { Start(JobKind::Verify, kNothingAtStake); }
     void StopDataProgress() override { Of(JobKind::Data).shown = false; }
     void StopAudioProgress() override { Of(JobKind::Audio).shown = false; }
     void StopImageProgress() override { Of(JobKind::Image).shown = false; }
     void StopEraseProgress() override { Of(JobKind::Erase).shown = false; }
+    void StopVerifyProgress() override { Of(JobKind::Verify).shown = false; }
     bool IsDataCancelled() const override { return Of(JobKind::Data).cancelled; }
     bool IsAudioCancelled() const override { return Of(JobKind::Audio).cancelled; }
     bool IsImageCancelled() const override { return Of(JobKind::Image).cancelled; }
     bool IsEraseCancelled() const override { return Of(JobKind::Erase).cancelled; }
+    bool IsVerifyCancelled() const override { return Of(JobKind::Verify).cancelled; }
     void SetStatus(JobKind kind, const std::u16string& text) override {
         {
             const std::lock_guard lock(m_mutex);
@@ -183,7 +186,7 @@ class FakeUi : public CCDWriterUI {
         m_diskTypes.push_back(diskType);
     }
 
-    std::array<Dialog, 4> m_dialogs;
+    std::array<Dialog, kJobKinds.size()> m_dialogs;
     std::atomic<bool> m_verifyOffered = false;
     std::atomic<int> m_steps = 0;
     std::atomic<int> m_exits = 0;

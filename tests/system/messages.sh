@@ -240,4 +240,10 @@ mkdir "$work/read"
 bsdtar -xf "$work/disc/track-01.iso" -C "$work/read"
 cmp "$work/source/$odd" "$work/read/$odd"
 cmp "$work/plain.txt" "$work/read/link"
+
+# --- a disc that has been damaged since it was written is told by the names of its files ---
+echo '300-400: unreadable' >"$work/quit/defects.txt"
+LARKSPIN_VIRTUAL_DRIVE=$work/quit "$send" verify sr0 >>"$work/output" 2>&1 || fail 'verify was refused'
+within 60 press_return_until not_running
+grep -qx '/large.bin: cannot be read (block 300)' "$work/output" || fail 'the damage was not told'
 echo 'messages.sh: all right'

@@ -121,7 +121,9 @@ TEST(Menus, IdleMenuFollowsTheQueue) {
     }
     const std::vector<MenuItem> items = IdleMenuItems({.drives = {u"sr0", u"sr12"}});
     EXPECT_EQ(items.back(), (MenuItem{CMD_ERASE_FIRST_DRIVE + 1, u"Erase disk in sr12..."}));
-    EXPECT_EQ(items[items.size() - 3].nCommand, 0U) << "behind a separator of their own";
+    EXPECT_EQ(items[items.size() - 3],
+              (MenuItem{CMD_VERIFY_FIRST_DRIVE + 1, u"Verify disk in sr12..."}));
+    EXPECT_EQ(items[items.size() - 5].nCommand, 0U) << "behind a separator of their own";
 }
 
 TEST(Menus, OpenInsideTheNearestMonitor) {

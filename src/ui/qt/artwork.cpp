@@ -34,6 +34,7 @@ QString PictureName(JobKind kind) {
     case JobKind::Audio:
         return QStringLiteral("audio");
     case JobKind::Image:
+    case JobKind::Verify:
         return QStringLiteral("image");
     case JobKind::Erase:
         return QStringLiteral("erase");

@@ -111,6 +111,8 @@ CParameterWindow::CParameterWindow(const ParameterContent& content) {
     case JobKind::Erase:
         AddEraseTypes(*column, content);
         break;
+    case JobKind::Verify: // asks for none
+        break;
     }
     column->addStretch();
 

@@ -94,9 +94,9 @@ class QtUi::Impl {
     CMainThread m_main;
     CWindowSet m_windows;
     QPointer<CParameterWindow> m_pParameters;
-    std::vector<QPointer<QDialog>> m_questions;       // what a job waits for
-    bool m_bLeaving = false;                          // main thread
-    std::array<std::unique_ptr<JobDialog>, 4> m_jobs; // by JobKind
+    std::vector<QPointer<QDialog>> m_questions;                      // what a job waits for
+    bool m_bLeaving = false;                                         // main thread
+    std::array<std::unique_ptr<JobDialog>, kJobKinds.size()> m_jobs; // by JobKind
     CEditQueueDialog m_queueLogic;
     CQueueModel m_queueModel;
     CQueueWindow m_queueWindow;
@@ -122,7 +122,7 @@ QtUi::Impl::Impl(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& stor
                         }
                     }),
       m_tray(m_trayView) {
-    for (const JobKind kind : {JobKind::Data, JobKind::Audio, JobKind::Image, JobKind::Erase}) {
+    for (const JobKind kind : kJobKinds) {
         auto& job = m_jobs.at(static_cast<size_t>(kind));
         job = std::make_unique<JobDialog>(kind, onCancel);
         job->window = std::make_unique<CProgressWindow>(job->logic, clock, m_windows,
@@ -308,6 +308,9 @@ void QtUi::StartImageProgress(uint32_t diskType) {
 void QtUi::StartEraseProgress() {
     m_pImpl->Start(JobKind::Erase, 0);
 }
+void QtUi::StartVerifyProgress() {
+    m_pImpl->Start(JobKind::Verify, kNothingAtStake);
+}
 void QtUi::StopDataProgress() {
     m_pImpl->Stop(JobKind::Data);
 }
@@ -319,6 +322,9 @@ void QtUi::StopImageProgress() {
 }
 void QtUi::StopEraseProgress() {
     m_pImpl->Stop(JobKind::Erase);
+}
+void QtUi::StopVerifyProgress() {
+    m_pImpl->Stop(JobKind::Verify);
 }
 
 bool QtUi::IsDataCancelled() const {
@@ -332,6 +338,9 @@ bool QtUi::IsImageCancelled() const {
 }
 bool QtUi::IsEraseCancelled() const {
     return m_pImpl->Dialog(JobKind::Erase).logic.IsCancelled();
+}
+bool QtUi::IsVerifyCancelled() const {
+    return m_pImpl->Dialog(JobKind::Verify).logic.IsCancelled();
 }
 
 void QtUi::SetStatus(JobKind kind, const std::u16string& text) {

@@ -46,14 +46,17 @@ class QtUi final : public CCDWriterUI, public IMainView {
     void StartAudioProgress(uint32_t diskType) override;
     void StartImageProgress(uint32_t diskType) override;
     void StartEraseProgress() override;
+    void StartVerifyProgress() override;
     void StopDataProgress() override;
     void StopAudioProgress() override;
     void StopImageProgress() override;
     void StopEraseProgress() override;
+    void StopVerifyProgress() override;
     bool IsDataCancelled() const override;
     bool IsAudioCancelled() const override;
     bool IsImageCancelled() const override;
     bool IsEraseCancelled() const override;
+    bool IsVerifyCancelled() const override;
     void SetStatus(JobKind kind, const std::u16string& text) override;
     void SetProgress(JobKind kind, int percent) override;
     int Progress(JobKind kind) const override;
