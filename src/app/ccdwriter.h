@@ -79,8 +79,6 @@ class CCDWriter final : public JobHost, public IQueueModel {
     bool IsAllAudio() const { return m_queue.IsAllAudio(); }
     // Empty while the queue is being measured.
     std::optional<std::u16string> QueueSummaryText();
-    // The same for the head line of the data or audio dialog.
-    std::optional<std::u16string> HeaderText(JobKind kind);
 
     // --- the jobs ---
     // Throw CCDWriterError when a job runs already or no thread can be had.
@@ -117,6 +115,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
         m_queue.Move(paths, before);
     }
     QueueState State() override;
+    std::optional<std::u16string> HeaderText(JobKind kind) override;
 
   private:
     using JobBody = std::function<JobEnd(JobEnv& env)>;

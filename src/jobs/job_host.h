@@ -10,9 +10,6 @@
 
 namespace larkspin {
 
-// Stands where the size of the queue is to come.
-inline constexpr const char16_t* kCalculating = u"Calculating...";
-
 class JobHost {
   public:
     virtual ~JobHost() = default;

@@ -155,6 +155,7 @@ enum class OpId : uint16_t {
     QueueRemove,
     QueueMove,
     QueueState,
+    QueueHeader,
     StoreHasKey,
     StoreCreateKey,
     StoreReadNumber,
@@ -225,6 +226,7 @@ inline constexpr Op<Texts()> kQueuePaths{OpId::QueuePaths};
 inline constexpr Op<bool(Texts paths)> kQueueRemove{OpId::QueueRemove};
 inline constexpr Op<bool(Texts paths, Text before)> kQueueMove{OpId::QueueMove};
 inline constexpr Op<QueueState()> kQueueState{OpId::QueueState};
+inline constexpr Op<std::optional<Text>(JobKind)> kQueueHeader{OpId::QueueHeader};
 inline constexpr Op<bool(Key key)> kStoreHasKey{OpId::StoreHasKey};
 inline constexpr Op<bool(Key key)> kStoreCreateKey{OpId::StoreCreateKey};
 inline constexpr Op<std::optional<uint32_t>(Key key, Key name)> kStoreReadNumber{

@@ -37,6 +37,10 @@ QueueState RemoteQueue::State() {
     return m_link.Ask(op::kQueueState).value_or(QueueState());
 }
 
+std::optional<std::u16string> RemoteQueue::HeaderText(JobKind kind) {
+    return m_link.Ask(op::kQueueHeader, kind).value_or(std::nullopt);
+}
+
 bool RemoteStore::HasKey(const std::string& key) {
     return m_link.Ask(op::kStoreHasKey, key).value_or(false);
 }

@@ -40,6 +40,7 @@ class RemoteQueue final : public IQueueModel {
     void Remove(const std::vector<std::u16string>& paths) override;
     void Move(const std::vector<std::u16string>& paths, const std::u16string& before) override;
     QueueState State() override;
+    std::optional<std::u16string> HeaderText(JobKind kind) override;
 
   private:
     Link& m_link;

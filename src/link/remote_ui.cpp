@@ -82,6 +82,7 @@ void RemoteUi::TakeModels(IDriveCatalog& drives, IQueueModel& queue, ISettingsSt
                   queue.Move(paths, before);
                   return true;
               });
+    m_link.On(op::kQueueHeader, Where::Reader, queue, &IQueueModel::HeaderText);
     m_link.On(op::kQueueRemove, Where::Reader, [&queue](const std::vector<std::u16string>& paths) {
         queue.Remove(paths);
         return true;

@@ -58,6 +58,10 @@ inline constexpr uint32_t kNothingAtStake = 0xFFFFFFFF;
 // Title of the boxes that a job shows.
 inline constexpr const char16_t* kBoxTitle = u"Larkspin 1.4";
 
+// Stands where the size of the queue is to come, in the data and the audio dialog until it is
+// known.
+inline constexpr const char16_t* kCalculating = u"Calculating...";
+
 class CCDWriterUI {
   public:
     virtual ~CCDWriterUI() = default;

@@ -1,7 +1,10 @@
 // What the dialogs need to know of drives and of the queue, so that this room needs neither.
 #pragma once
 
+#include "ui/ccdwriter_ui.h"
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +44,9 @@ class IQueueModel {
     // in the queue.
     virtual void Move(const std::vector<std::u16string>& paths, const std::u16string& before) = 0;
     virtual QueueState State() = 0;
+    // The head line of the data or audio dialog; empty while the queue is being measured, which
+    // this does not wait for.
+    virtual std::optional<std::u16string> HeaderText(JobKind kind) = 0;
 };
 
 } // namespace larkspin

@@ -356,6 +356,9 @@ TEST(RemoteUiTest, QueueAndSettingsAreTheEngines) {
     EXPECT_EQ(queue.State().strTotal, u"total");
     queue.Move({u"/a"}, u"");
     EXPECT_EQ(queue.Paths().back(), u"/a");
+    EXPECT_EQ(queue.HeaderText(JobKind::Data), std::nullopt);
+    bench.queue.header = u"measured";
+    EXPECT_EQ(queue.HeaderText(JobKind::Audio), u"measured");
     queue.Remove({u"/a"});
     EXPECT_EQ(queue.Paths(), (std::vector<std::u16string>{u"/b\xDCFF"}));
     RemoteStore store(bench.windows);

@@ -56,6 +56,10 @@ class FakeQueue final : public IQueueModel {
     }
     QueueState State() override { return {m_version, bAllAudio, u"total"}; }
     bool bAllAudio = false;
+    std::optional<std::u16string> HeaderText(JobKind /*kind*/) override { return header; }
+
+    std::optional<std::u16string> header; // empty: not measured yet
+
     void Set(std::vector<std::u16string> paths) {
         m_paths = std::move(paths);
         ++m_version;

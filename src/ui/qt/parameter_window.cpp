@@ -133,7 +133,8 @@ CParameterWindow::CParameterWindow(const ParameterContent& content) {
     upper->addLayout(buttons);
     auto* all = new QVBoxLayout(this);
     all->addLayout(upper);
-    all->addWidget(MakeLine(1016, ToQt(content.strHeader)));
+    m_pHeader = MakeLine(1016, ToQt(content.strHeader));
+    all->addWidget(m_pHeader);
     KeepWide(*this, *all, kWidthUnits);
 }
 
@@ -235,6 +236,10 @@ void CParameterWindow::SetSpeeds(uint32_t drive, const std::vector<std::u16strin
         m_pSpeeds->clear();
         m_pSpeeds->addItems(ToQtList(texts));
     }
+}
+
+void CParameterWindow::SetHeader(const std::u16string& text) {
+    m_pHeader->setText(ToQt(text));
 }
 
 ParameterInput CParameterWindow::Input() const {

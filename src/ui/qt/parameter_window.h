@@ -13,6 +13,7 @@
 class QBoxLayout;
 class QCheckBox;
 class QComboBox;
+class QLabel;
 class QLineEdit;
 class QRadioButton;
 
@@ -29,6 +30,8 @@ class CParameterWindow final : public QDialog {
     // Speed texts of that drive; ignored if another one has been chosen meanwhile.
     void SetSpeeds(uint32_t drive, const std::vector<std::u16string>& texts);
 
+    void SetHeader(const std::u16string& text);
+
     ParameterInput Input() const;
 
   private:
@@ -40,6 +43,7 @@ class CParameterWindow final : public QDialog {
     QComboBox* MakeSpeeds(const ParameterContent& content);
     QCheckBox* MakeVerify(const ParameterContent& content);
 
+    QLabel* m_pHeader = nullptr;
     QLineEdit* m_pTitle = nullptr;
     QComboBox* m_pDrives = nullptr;
     QComboBox* m_pSpeeds = nullptr;

@@ -83,11 +83,13 @@ class QtUi::Impl {
     // Main thread.
     void OpenParameters(const ParameterContent& content, std::function<void(uint32_t)> driveChanged,
                         std::function<void(std::optional<ParameterInput>)> done);
+    void FillHeader(CParameterWindow& window, JobKind kind);
     void KeepQuestion(QDialog* question);
     void PushCallbacks(JobKind kind);
     void RefreshTray();
 
     IDriveCatalog& m_drives;
+    IQueueModel& m_queue;
     ISettingsStore& m_store;
     IClock& m_clock;
     const std::function<void()> m_onQuit;
@@ -112,7 +114,7 @@ class QtUi::Impl {
 QtUi::Impl::Impl(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store,
                  IFileSystem& files, IClock& clock, std::function<void()> onQuit,
                  const std::function<void(JobKind, uint32_t)>& onCancel)
-    : m_drives(drives), m_store(store), m_clock(clock), m_onQuit(std::move(onQuit)),
+    : m_drives(drives), m_queue(queue), m_store(store), m_clock(clock), m_onQuit(std::move(onQuit)),
       m_queueLogic(queue),
       m_queueModel(files, clock, m_main, CEditQueueDialog::ShowFileIcons(store)),
       m_queueWindow(m_queueLogic, m_queueModel,
@@ -220,10 +222,26 @@ void QtUi::Impl::OpenParameters(const ParameterContent& content,
     auto window = std::make_unique<CParameterWindow>(content);
     m_pParameters = window.get();
     m_pParameters->OnDriveChanged(std::move(driveChanged));
+    if (content.strHeader == kCalculating) {
+        FillHeader(*window, content.kind);
+    }
     KeepQuestion(m_windows.Open(
         std::move(window), [done = std::move(done), open = m_pParameters.data()](int result) {
             done(result == QDialog::Accepted ? std::optional(open->Input()) : std::nullopt);
         }));
+}
+
+// Puts the size of the queue in as soon as it is known.
+void QtUi::Impl::FillHeader(CParameterWindow& window, JobKind kind) {
+    constexpr int kLookMs = 200;
+    auto* timer = new QTimer(&window);
+    QObject::connect(timer, &QTimer::timeout, &window, [this, &window, timer, kind] {
+        if (const std::optional<std::u16string> text = m_queue.HeaderText(kind)) {
+            window.SetHeader(*text);
+            timer->stop();
+        }
+    });
+    timer->start(kLookMs);
 }
 
 void QtUi::Impl::KeepQuestion(QDialog* question) {

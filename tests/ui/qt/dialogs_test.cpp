@@ -34,7 +34,7 @@ TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
     std::thread::id jobThread;
     auto job = Job([&] {
         jobThread = std::this_thread::get_id();
-        return ui->ShowDataParameters(u"head <b>line</b>", true);
+        return ui->ShowDataParameters(kCalculating, true);
     });
     auto* title = Await<QLineEdit>("1011");
     ASSERT_NE(title, nullptr);
@@ -43,7 +43,8 @@ TEST_F(DialogsTest, ReturnAcceptsTheDataDialogAsItOpens) {
     EXPECT_EQ(title->selectedText(), date) << "typing replaces the date";
     EXPECT_EQ(Find<QComboBox>("1003")->currentText(), "FIRST DRIVE (sr0)");
     EXPECT_EQ(Find<QComboBox>("1004")->currentText(), "Max");
-    EXPECT_EQ(Find<QLabel>("1016")->text(), "head <b>line</b>");
+    queue.header = u"head <b>line</b>";
+    Pump([&] { return Find<QLabel>("1016")->text() == "head <b>line</b>"; });
 
     QTest::keyClick(title, Qt::Key_Return);
     const DataParametersResult result = Finish(job);
