@@ -12,7 +12,8 @@ namespace {
 class Lister final : public IWalkVisitor {
   public:
     Lister(IFileSystem& files, const GoOn& goOn)
-        : m_files(files), m_goOn(goOn), m_walk(files, *this, FolderWalk::Order::ByName) {}
+        : m_files(files), m_goOn(goOn),
+          m_walk(files, *this, kFileSizeLimit, FolderWalk::Order::ByName) {}
 
     void Add(const std::u16string& item) {
         FileStatus status;
@@ -20,7 +21,7 @@ class Lister final : public IWalkVisitor {
             return;
         }
         if (!m_files.Status(item, &status)) {
-            Tell(NoticeReason::Missing, item);
+            Tell(WhyMissing(m_files, item), item);
             return;
         }
         m_walk.Add(item, status, nullptr);
@@ -42,11 +43,7 @@ class Lister final : public IWalkVisitor {
     }
     void File(const WalkPlace& /*place*/, std::u16string /*name*/, const std::u16string& path,
               const FileStatus& status) override {
-        if (const auto reason = WhyLeftOut(m_files, path, status, kFileSizeLimit)) {
-            Tell(*reason, path);
-        } else {
-            m_list.files.push_back({path, status.size});
-        }
+        m_list.files.push_back({path, status.size});
     }
     IsoDirectory* Folder(const WalkPlace& /*place*/, const std::u16string& /*name*/,
                          const std::u16string& /*path*/, const FileStatus& /*status*/) override {

@@ -27,6 +27,7 @@ class ImageGeneratorThread::StoppableFiles final : public IFileSystem {
         ++m_owner.m_nCount;
         return Live().Status(path, status);
     }
+    Absence WhyAbsent(const std::u16string& path) override { return Live().WhyAbsent(path); }
     bool IsLink(const std::u16string& path) override { return Live().IsLink(path); }
     bool IsReadable(const std::u16string& path) override { return Live().IsReadable(path); }
     bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
@@ -36,11 +37,40 @@ class ImageGeneratorThread::StoppableFiles final : public IFileSystem {
         }
         return Live().Enumerate(folder, names);
     }
+    std::unique_ptr<IFolder> OpenFolder(const std::u16string& path) override {
+        return std::make_unique<Folder>(*this, Live().OpenFolder(path));
+    }
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
         return Live().OpenSequential(path);
     }
 
   private:
+    class Folder final : public IFolder {
+      public:
+        Folder(StoppableFiles& files, std::unique_ptr<IFolder> folder)
+            : m_files(files), m_pFolder(std::move(folder)) {}
+
+        bool Status(const std::u16string& name, FileStatus* status) override {
+            ++m_files.m_owner.m_nCount;
+            return Live().Status(name, status);
+        }
+        std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& name) override {
+            return Live().OpenSequential(name);
+        }
+        bool IsReadable(const std::u16string& name, const FileStatus& status) override {
+            return Live().IsReadable(name, status);
+        }
+
+      private:
+        IFolder& Live() {
+            m_files.Live();
+            return *m_pFolder;
+        }
+
+        StoppableFiles& m_files;
+        const std::unique_ptr<IFolder> m_pFolder;
+    };
+
     IFileSystem& Live() {
         if (m_owner.m_bStop) {
             throw Stopped();

@@ -247,6 +247,7 @@ class FixedAccessFiles final : public IFileSystem {
         status->accessTime = m_nMoment;
         return known;
     }
+    Absence WhyAbsent(const std::u16string& path) override { return PosixFiles().WhyAbsent(path); }
     bool IsLink(const std::u16string& path) override { return PosixFiles().IsLink(path); }
     bool IsReadable(const std::u16string& path) override { return PosixFiles().IsReadable(path); }
     bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {

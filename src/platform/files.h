@@ -3,7 +3,7 @@
 //
 // Paths are wide texts (see text.h); a path that POSIX cannot open because it does not start with
 // '/' simply fails with ENOENT. Links are followed. All operations may be called on any thread;
-// a SequentialFile has one user at a time.
+// a sequential file has one user at a time, and so has a folder with the files opened through it.
 #pragma once
 
 #include "platform/byte_stream.h"
@@ -37,6 +37,14 @@ struct FileStatus {
     int64_t changeTime = 0;
 };
 
+// Why a path has no status.
+enum class Absence {
+    NotThere,
+    LeadsNowhere, // it is a link
+    Forbidden,    // a folder on the way may not be entered
+    Unreachable,  // its disk or server fails
+};
+
 // A file open for reading from start to end, or in place when it was opened for an update.
 class ISequentialFile : public IByteSource {
   public:
@@ -46,6 +54,22 @@ class ISequentialFile : public IByteSource {
     virtual bool Seek(uint64_t offset) = 0;
     // Offset in bytes of the next read, or -1.
     virtual int64_t Tell() = 0;
+    // The first Read had to wait for a disk.
+    virtual bool HasWaited() const { return false; }
+    // Has the system read the first `bytes` bytes soon, and does not wait for that.
+    virtual void Prefetch(uint64_t /*bytes*/) {}
+};
+
+// A folder whose names are looked at one after the other. It stays the same if it is moved.
+class IFolder {
+  public:
+    virtual ~IFolder() = default;
+
+    // As IFileSystem's, of a name in this folder.
+    virtual bool Status(const std::u16string& name, FileStatus* status) = 0;
+    virtual std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& name) = 0;
+    // The same. `status` is what Status has told.
+    virtual bool IsReadable(const std::u16string& name, const FileStatus& status) = 0;
 };
 
 class IFileSystem {
@@ -53,6 +77,8 @@ class IFileSystem {
     virtual ~IFileSystem() = default;
 
     virtual bool Status(const std::u16string& path, FileStatus* status) = 0;
+    // Why Status has just failed.
+    virtual Absence WhyAbsent(const std::u16string& /*path*/) { return Absence::NotThere; }
     // True if the last name of `path` is a link itself, whatever it leads to.
     virtual bool IsLink(const std::u16string& path) = 0;
     // True if this process may open `path` for reading.
@@ -60,7 +86,10 @@ class IFileSystem {
     // Appends the names in `folder`, "." and ".." left out, in the order the system gives them.
     // False if the folder cannot be read, or not to its end; what was read of it is there then.
     virtual bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) = 0;
-    // Null if the file cannot be opened. The kernel is told that reading runs from start to end.
+    // Never null: in a folder that can't be opened nothing is found. Looks at whole paths unless a
+    // file system knows better.
+    virtual std::unique_ptr<IFolder> OpenFolder(const std::u16string& path);
+    // Null if the file cannot be opened.
     virtual std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) = 0;
     // Replaces the bytes from `offset` on in an existing regular file that holds them all; never
     // makes a file longer. False if that fails; a part may then have been written. A file system

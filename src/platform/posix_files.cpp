@@ -1,44 +1,20 @@
 #include "platform/files.h"
+#include "platform/posix_file.h"
 #include "platform/text.h"
 
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace larkspin {
 
 namespace {
-
-class PosixFile final : public ISequentialFile {
-  public:
-    explicit PosixFile(int fd) : m_fd(fd) {}
-    PosixFile(const PosixFile&) = delete;
-    PosixFile& operator=(const PosixFile&) = delete;
-    ~PosixFile() override { ::close(m_fd); }
-
-    std::ptrdiff_t Read(void* buffer, size_t bytes) override {
-        for (;;) {
-            const ssize_t got = ::read(m_fd, buffer, bytes);
-            if (got >= 0 || errno != EINTR) {
-                return got;
-            }
-        }
-    }
-    int64_t Size() override {
-        struct stat st = {};
-        return ::fstat(m_fd, &st) == 0 ? st.st_size : -1;
-    }
-    bool Seek(uint64_t offset) override {
-        return ::lseek(m_fd, static_cast<off_t>(offset), SEEK_SET) >= 0;
-    }
-    int64_t Tell() override { return ::lseek(m_fd, 0, SEEK_CUR); }
-
-  private:
-    int m_fd;
-};
 
 FileStatus::Type TypeOf(mode_t mode) {
     if (S_ISREG(mode)) {
@@ -51,9 +27,81 @@ FileStatus::Type TypeOf(mode_t mode) {
 }
 
 // O_NONBLOCK keeps the open of a FIFO without a writer from hanging; regular files ignore it.
-int OpenForReading(const std::u16string& path) {
-    return ::open(ToNative(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+constexpr int kReading = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+
+void TakeStatus(const struct stat& st, FileStatus* status) {
+    status->type = TypeOf(st.st_mode);
+    status->mode = st.st_mode;
+    status->size = static_cast<uint64_t>(st.st_size);
+    status->device = st.st_dev;
+    status->inode = st.st_ino;
+    status->links = static_cast<uint32_t>(st.st_nlink);
+    status->uid = st.st_uid;
+    status->gid = st.st_gid;
+    status->accessTime = st.st_atime;
+    status->modifyTime = st.st_mtime;
+    status->changeTime = st.st_ctime;
 }
+
+bool HasLabelledRights() {
+    static const bool has = ::access("/sys/fs/selinux/enforce", F_OK) == 0 ||
+                            ::access("/sys/fs/smackfs/load2", F_OK) == 0;
+    return has;
+}
+
+// True if the mode of a file there says all about what its owner may do: a disk of this machine,
+// and no labels beside the mode.
+bool IsModeExact(int fd) {
+    struct statfs volume = {};
+    if (HasLabelledRights() || ::fstatfs(fd, &volume) != 0) {
+        return false;
+    }
+    const auto type = static_cast<uint32_t>(volume.f_type);
+    return type == EXT4_SUPER_MAGIC || type == XFS_SUPER_MAGIC || type == BTRFS_SUPER_MAGIC ||
+           type == F2FS_SUPER_MAGIC || type == TMPFS_MAGIC;
+}
+
+class PosixFolder final : public IFolder {
+  public:
+    explicit PosixFolder(int fd) : m_fd(fd) {}
+    PosixFolder(const PosixFolder&) = delete;
+    PosixFolder& operator=(const PosixFolder&) = delete;
+    ~PosixFolder() override { ::close(m_fd); }
+
+    bool Status(const std::u16string& name, FileStatus* status) override {
+        struct stat st = {};
+        if (::fstatat(m_fd, ToNative(name).c_str(), &st, 0) != 0) {
+            return false;
+        }
+        TakeStatus(st, status);
+        return true;
+    }
+
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& name) override {
+        const std::string native = ToNative(name);
+        int fd = ::openat(m_fd, native.c_str(), kReading);
+        if (fd < 0 && errno == EMFILE) {
+            m_pClosing->Flush();
+            fd = ::openat(m_fd, native.c_str(), kReading);
+        }
+        return fd < 0 ? nullptr : std::make_unique<PosixFile>(fd, m_pClosing);
+    }
+
+    bool IsReadable(const std::u16string& name, const FileStatus& status) override {
+        if (!m_owner) {
+            m_owner = IsModeExact(m_fd) ? ::geteuid() : kNobody;
+        }
+        return (status.uid == *m_owner && (status.mode & S_IRUSR) != 0) ||
+               ::faccessat(m_fd, ToNative(name).c_str(), R_OK, 0) == 0;
+    }
+
+  private:
+    static constexpr uid_t kNobody = ~uid_t{0}; // no file's owner
+
+    const int m_fd; // O_PATH
+    const std::shared_ptr<ClosingBatch> m_pClosing = std::make_shared<ClosingBatch>();
+    std::optional<uid_t> m_owner; // whose files tell by their mode whether they can be read
+};
 
 bool WriteAt(int fd, uint64_t offset, std::span<const uint8_t> bytes) {
     while (!bytes.empty()) {
@@ -77,18 +125,29 @@ class PosixFileSystem final : public IFileSystem {
         if (::stat(ToNative(path).c_str(), &st) != 0) {
             return false;
         }
-        status->type = TypeOf(st.st_mode);
-        status->mode = st.st_mode;
-        status->size = static_cast<uint64_t>(st.st_size);
-        status->device = st.st_dev;
-        status->inode = st.st_ino;
-        status->links = static_cast<uint32_t>(st.st_nlink);
-        status->uid = st.st_uid;
-        status->gid = st.st_gid;
-        status->accessTime = st.st_atime;
-        status->modifyTime = st.st_mtime;
-        status->changeTime = st.st_ctime;
+        TakeStatus(st, status);
         return true;
+    }
+
+    Absence WhyAbsent(const std::u16string& path) override {
+        const std::string native = ToNative(path);
+        struct stat st = {};
+        const bool isLink = ::lstat(native.c_str(), &st) == 0;
+        if (isLink && ::stat(native.c_str(), &st) == 0) {
+            return Absence::NotThere; // it has come since
+        }
+        switch (errno) {
+        case ENOENT:
+        case ENOTDIR:
+        case ELOOP:
+        case ENAMETOOLONG:
+            return isLink ? Absence::LeadsNowhere : Absence::NotThere;
+        case EACCES:
+        case EPERM:
+            return Absence::Forbidden;
+        default:
+            return Absence::Unreachable;
+        }
     }
 
     bool IsLink(const std::u16string& path) override {
@@ -124,13 +183,14 @@ class PosixFileSystem final : public IFileSystem {
         return error == 0;
     }
 
+    std::unique_ptr<IFolder> OpenFolder(const std::u16string& path) override {
+        const int fd = ::open(ToNative(path).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        return fd < 0 ? IFileSystem::OpenFolder(path) : std::make_unique<PosixFolder>(fd);
+    }
+
     std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
-        const int fd = OpenForReading(path);
-        if (fd < 0) {
-            return nullptr;
-        }
-        ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-        return std::make_unique<PosixFile>(fd);
+        const int fd = ::open(ToNative(path).c_str(), kReading);
+        return fd < 0 ? nullptr : std::make_unique<PosixFile>(fd);
     }
 
     bool PatchBytes(const std::u16string& path, uint64_t offset,
@@ -148,10 +208,6 @@ class PosixFileSystem final : public IFileSystem {
 };
 
 } // namespace
-
-bool IFileSystem::PatchBytes(const std::u16string&, uint64_t, std::span<const uint8_t>) {
-    return false;
-}
 
 IFileSystem& PosixFiles() {
     static PosixFileSystem files;

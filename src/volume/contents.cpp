@@ -3,6 +3,7 @@
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "volume/dvdvideo.h"
+#include "volume/open_ahead.h"
 #include "volume/read_up_to.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"
@@ -116,6 +117,10 @@ uint32_t DvdPadSectors(const DvdFileSet& set, const IsoEntry& entry) {
     throw CCDWriterISOGenException(FormatWide(format, ToNative(path).c_str()));
 }
 
+std::u16string PathOf(const DeferredFile& item) {
+    return JoinPath(*item.source_folder, item.name);
+}
+
 // Fills `piece` from `file`, with zeros behind the end of the file. Reading stops once the first
 // `needed` bytes are there: what follows them in the last sector is of no account. Gives the bytes
 // read; nothing if reading fails.
@@ -128,10 +133,10 @@ std::optional<size_t> ReadPiece(ISequentialFile& file, std::span<uint8_t> piece,
 }
 
 // How a file that has just been read differs from what the scan saw; nothing if it does not.
-std::optional<NoticeReason> ChangeOf(VolumeRun& run, const DeferredFile& item,
-                                     const std::u16string& path, bool endedEarly) {
+std::optional<NoticeReason> ChangeOf(VolumeRun& run, const DeferredFile& item, IFolder& folder,
+                                     bool endedEarly) {
     FileStatus now;
-    if (!run.files.Status(path, &now)) {
+    if (!folder.Status(item.name, &now)) {
         return NoticeReason::Vanished;
     }
     if (now.type != FileStatus::Type::Regular) {
@@ -145,24 +150,24 @@ std::optional<NoticeReason> ChangeOf(VolumeRun& run, const DeferredFile& item,
     }
     // A boot image is changed by the run itself.
     const bool isChanged =
-        run.dates.Get(now.modifyTime) != item.date && !run.boot_patches.HasPatched(path);
+        run.dates.Get(now.modifyTime) != item.date && !run.boot_patches.HasPatched(PathOf(item));
     return isChanged ? std::optional(NoticeReason::Changed) : std::nullopt;
 }
 
-void StreamFile(VolumeRun& run, const DeferredFile& item, SectorStream& stream) {
-    const std::u16string path = JoinPath(*item.source_folder, item.name);
-    const std::unique_ptr<ISequentialFile> file = run.files.OpenSequential(path);
-    if (file == nullptr) {
-        Fail("Cannot open \"%s\".", path);
+// True if the disk had to be waited for.
+bool StreamFile(VolumeRun& run, const DeferredFile& item, const OpenAhead::Opened& source,
+                SectorStream& stream) {
+    if (source.file == nullptr) {
+        Fail("Cannot open \"%s\".", PathOf(item));
     }
     uint64_t left = item.size;
     bool endedEarly = false;
     while (left > 0) {
         const std::span<uint8_t> piece = stream.Space(SectorsOf(left));
         const auto needed = static_cast<uint32_t>(std::min<uint64_t>(left, piece.size()));
-        const std::optional<size_t> filled = ReadPiece(*file, piece, needed);
+        const std::optional<size_t> filled = ReadPiece(*source.file, piece, needed);
         if (!filled) {
-            Fail("Cannot read from \"%s\".", path);
+            Fail("Cannot read from \"%s\".", PathOf(item));
         }
         endedEarly = endedEarly || *filled < needed;
         stream.Commit(SectorsOf(piece.size()));
@@ -170,9 +175,10 @@ void StreamFile(VolumeRun& run, const DeferredFile& item, SectorStream& stream) 
     }
     // The last sectors are still in the stream's buffer, so that nobody takes the volume for
     // complete before this is told.
-    if (const std::optional<NoticeReason> change = ChangeOf(run, item, path, endedEarly)) {
-        run.Tell(*change, path);
+    if (const auto change = ChangeOf(run, item, *source.folder, endedEarly)) {
+        run.Tell(*change, PathOf(item));
     }
+    return source.file->HasWaited();
 }
 
 void StreamMemory(std::span<const uint8_t> bytes, SectorStream& stream) {
@@ -214,14 +220,17 @@ void DetachContents(VolumeRun& run) {
 }
 
 void StreamContents(VolumeRun& run, SectorStream& stream) {
+    OpenAhead files(run.files, run.contents);
     for (; !run.contents.empty(); run.contents.pop_front()) {
         const DeferredFile& item = run.contents.front();
+        bool hasWaited = false;
         if (item.memory_contents != nullptr) {
             StreamMemory(*item.memory_contents, stream);
         } else {
-            StreamFile(run, item, stream);
+            hasWaited = StreamFile(run, item, files.TakeFront(), stream);
         }
         stream.WriteZeros(item.pad_sectors);
+        files.FrontSent(hasWaited);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "platform/paths.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace larkspin {
@@ -31,7 +32,7 @@ void FolderWalk::Add(const std::u16string& item, const FileStatus& status,
                    status.type == FileStatus::Type::Folder) {
             AddFolder(place, {name, path, status});
         } else {
-            m_visitor.File(place, name, path, status);
+            AddFile(place, *m_files.OpenFolder(parent), {name, path, status});
         }
     }
     m_taken.merge(m_inItem);
@@ -83,7 +84,8 @@ bool FolderWalk::List(const std::u16string& path, std::vector<std::u16string>* n
 void FolderWalk::AddNames(IsoDirectory* directory, const std::u16string& path,
                           std::vector<std::u16string> names) {
     const WalkPlace place = m_visitor.Open(directory, path);
-    std::vector<FoundFolder> folders;
+    std::vector<FoundName> folders;
+    std::unique_ptr<IFolder> here = m_files.OpenFolder(path);
     for (std::u16string& name : names) {
         if (!m_visitor.GoesOn(path)) {
             return;
@@ -91,18 +93,19 @@ void FolderWalk::AddNames(IsoDirectory* directory, const std::u16string& path,
         if (!m_visitor.Wants(path, name)) {
             continue;
         }
-        FoundFolder found = {{}, JoinPath(path, name), {}};
-        if (!m_files.Status(found.path, &found.status)) {
-            m_visitor.Tell(NoticeReason::Missing, found.path);
+        FoundName found = {std::move(name), {}, {}};
+        found.path = JoinPath(path, found.name);
+        if (!here->Status(found.name, &found.status)) {
+            m_visitor.Tell(WhyMissing(m_files, found.path), found.path);
         } else if (found.status.type == FileStatus::Type::Folder) {
-            found.name = std::move(name);
             folders.push_back(std::move(found));
         } else {
-            m_visitor.File(place, std::move(name), found.path, found.status);
+            AddFile(place, *here, std::move(found));
         }
     }
+    here.reset(); // a deep tree must not take all descriptors
     names = {};
-    for (FoundFolder& folder : folders) {
+    for (FoundName& folder : folders) {
         if (!m_visitor.GoesOn(path)) {
             return;
         }
@@ -116,7 +119,20 @@ void FolderWalk::AddNames(IsoDirectory* directory, const std::u16string& path,
     }
 }
 
-void FolderWalk::AddFolder(const WalkPlace& place, FoundFolder folder) {
+// Anything but a folder.
+void FolderWalk::AddFile(const WalkPlace& place, IFolder& folder, FoundName file) {
+    if (file.status.type != FileStatus::Type::Regular) {
+        m_visitor.Tell(NoticeReason::Special, file.path);
+    } else if (!folder.IsReadable(file.name, file.status)) {
+        m_visitor.Tell(NoticeReason::Unreadable, file.path);
+    } else if (file.status.size >= m_nSizeLimit) {
+        m_visitor.Tell(NoticeReason::TooLarge, file.path);
+    } else {
+        m_visitor.File(place, std::move(file.name), file.path, file.status);
+    }
+}
+
+void FolderWalk::AddFolder(const WalkPlace& place, FoundName folder) {
     if (!m_pEntered->insert(IdentityOf(folder.status)).second) {
         m_visitor.Folder(place, folder.name, folder.path, folder.status);
         m_visitor.Tell(NoticeReason::FolderTaken, folder.path);
@@ -127,7 +143,9 @@ void FolderWalk::AddFolder(const WalkPlace& place, FoundFolder folder) {
         folder.status.type = FileStatus::Type::Regular;
         folder.status.mode = (folder.status.mode & ~kModeTypeMask) | kModeRegular;
         folder.status.size = 0;
-        m_visitor.File(place, std::move(folder.name), folder.path, folder.status);
+        const std::unique_ptr<IFolder> around =
+            m_files.OpenFolder(std::u16string(ParentPath(folder.path)));
+        AddFile(place, *around, std::move(folder));
         return;
     }
     IsoDirectory* const directory =
@@ -150,15 +168,18 @@ const FolderWalk::Identities* FolderWalk::Around() {
     return m_pAround;
 }
 
-std::optional<NoticeReason> WhyLeftOut(IFileSystem& files, const std::u16string& path,
-                                       const FileStatus& status, uint64_t sizeLimit) {
-    if (status.type != FileStatus::Type::Regular) {
-        return NoticeReason::Special;
+NoticeReason WhyMissing(IFileSystem& files, const std::u16string& path) {
+    switch (files.WhyAbsent(path)) {
+    case Absence::LeadsNowhere:
+        return NoticeReason::LeadsNowhere;
+    case Absence::Forbidden:
+        return NoticeReason::Forbidden;
+    case Absence::Unreachable:
+        return NoticeReason::Unreachable;
+    case Absence::NotThere:
+        break;
     }
-    if (!files.IsReadable(path)) {
-        return NoticeReason::Unreadable;
-    }
-    return status.size >= sizeLimit ? std::optional(NoticeReason::TooLarge) : std::nullopt;
+    return NoticeReason::Missing;
 }
 
 } // namespace larkspin

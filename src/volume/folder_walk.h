@@ -18,7 +18,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -44,7 +43,7 @@ class IWalkVisitor {
     virtual bool Wants(const std::u16string& folder, const std::u16string& name) = 0;
     // Names of `folder` come next.
     virtual WalkPlace Open(IsoDirectory* directory, const std::u16string& folder) = 0;
-    // Anything but a folder.
+    // A file that can be read.
     virtual void File(const WalkPlace& place, std::u16string name, const std::u16string& path,
                       const FileStatus& status) = 0;
     // A folder; its names may come later, or never. The result is given to Open then.
@@ -56,12 +55,13 @@ class IWalkVisitor {
 
 class FolderWalk {
   public:
-    // The references are kept.
     // What a folder holds comes as its file system gives it, or in the order of ReadsBefore.
     enum class Order { AsFound, ByName };
 
-    FolderWalk(IFileSystem& files, IWalkVisitor& visitor, Order order = Order::AsFound)
-        : m_files(files), m_visitor(visitor), m_order(order) {}
+    // The references are kept. Files of `sizeLimit` bytes or more have no place on the disc.
+    FolderWalk(IFileSystem& files, IWalkVisitor& visitor, uint64_t sizeLimit,
+               Order order = Order::AsFound)
+        : m_files(files), m_visitor(visitor), m_nSizeLimit(sizeLimit), m_order(order) {}
 
     // Walks an item of that status, but for links to folders. The names of one that counts as a
     // folder by its text (paths.h) come straight into `directory`.
@@ -81,7 +81,7 @@ class FolderWalk {
         }
     };
     using Identities = std::unordered_set<Identity, IdentityHash>;
-    struct FoundFolder {
+    struct FoundName {
         std::u16string name;
         std::u16string path;
         FileStatus status;
@@ -95,13 +95,15 @@ class FolderWalk {
 
     static Identity IdentityOf(const FileStatus& status) { return {status.device, status.inode}; }
     bool List(const std::u16string& path, std::vector<std::u16string>* names);
-    void AddFolder(const WalkPlace& place, FoundFolder folder);
+    void AddFile(const WalkPlace& place, IFolder& folder, FoundName file);
+    void AddFolder(const WalkPlace& place, FoundName folder);
     void AddNames(IsoDirectory* directory, const std::u16string& path,
                   std::vector<std::u16string> names);
     const Identities* Around();
 
     IFileSystem& m_files;
     IWalkVisitor& m_visitor;
+    const uint64_t m_nSizeLimit;
     const Order m_order;
     Identities m_inItem;              // folders entered below the present item
     Identities m_taken;               // folders entered below earlier items, then behind links too
@@ -112,9 +114,7 @@ class FolderWalk {
     std::deque<FoundLink> m_links;
 };
 
-// Why a file of that status has no place on a volume that takes files of less than `sizeLimit`
-// bytes; empty for one that has.
-std::optional<NoticeReason> WhyLeftOut(IFileSystem& files, const std::u16string& path,
-                                       const FileStatus& status, uint64_t sizeLimit);
+// Why a name that has no status is not on the disc.
+NoticeReason WhyMissing(IFileSystem& files, const std::u16string& path);
 
 } // namespace larkspin

@@ -84,12 +84,15 @@ void Normalize(const GenOptions& options, FileStatus& status) {
 
 class Scanner final : public IWalkVisitor {
   public:
-    explicit Scanner(VolumeRun& run) : m_run(run), m_walk(run.files, *this) {}
+    explicit Scanner(VolumeRun& run)
+        : m_run(run),
+          m_walk(run.files, *this,
+                 run.options.udf ? std::min(kFileSizeLimit, kUdfFileSizeLimit) : kFileSizeLimit) {}
 
     void AddQueueItem(const std::u16string& item) {
         FileStatus status;
         if (!m_run.files.Status(item, &status)) {
-            Tell(NoticeReason::Missing, item);
+            Tell(WhyMissing(m_run.files, item), item);
             return;
         }
         if (!IsPosixPath(item)) {
@@ -128,12 +131,8 @@ class Scanner final : public IWalkVisitor {
         return {directory, m_run.tree.KeepPath(folder)};
     }
 
-    void File(const WalkPlace& place, std::u16string name, const std::u16string& path,
+    void File(const WalkPlace& place, std::u16string name, const std::u16string& /*path*/,
               const FileStatus& status) override {
-        if (const auto reason = WhyLeftOut(m_run.files, path, status, FileSizeLimit())) {
-            Tell(*reason, path);
-            return;
-        }
         m_bHasFiles = true;
         FileStatus shown = status;
         Normalize(m_run.options, shown);
@@ -163,10 +162,6 @@ class Scanner final : public IWalkVisitor {
         throw CCDWriterISOGenException(
             FormatWide("Internal error #940. The path of \"%s\" is too long.",
                        ToNative(name.substr(0, kShown)).c_str()));
-    }
-
-    uint64_t FileSizeLimit() const {
-        return m_run.options.udf ? std::min(kFileSizeLimit, kUdfFileSizeLimit) : kFileSizeLimit;
     }
 
     void AddFile(IsoDirectory& directory, const std::u16string* folder, std::u16string name,

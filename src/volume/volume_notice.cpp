@@ -20,7 +20,15 @@ Forms FormsOf(NoticeReason reason) {
     case NoticeReason::Nameless:
         return {"%s has no name that a disc could show.", "Without a name that a disc could show"};
     case NoticeReason::Missing:
-        return {"File %s cannot be found.", "Not found or not accessible"};
+        return {"File %s cannot be found.", "Not found"};
+    case NoticeReason::LeadsNowhere:
+        return {"%s is a link that leads nowhere.", "Links that lead nowhere"};
+    case NoticeReason::Forbidden:
+        return {"%s cannot be reached, for you may not enter a folder on the way to it.",
+                "Not reached, for you may not enter a folder on the way"};
+    case NoticeReason::Unreachable:
+        return {"%s cannot be reached, for the disk or server that it is on reports an error.",
+                "Not reached, for the disk or server that they are on reports an error"};
     case NoticeReason::Unreadable:
         return {"File %s cannot be read.", "Files that cannot be read"};
     case NoticeReason::Special:

@@ -9,13 +9,16 @@ namespace larkspin {
 
 enum class NoticeReason {
     // The name is not on the volume:
-    Nameless,   // it ends in what is no name
-    Missing,    // nothing is there, as behind a link that leads nowhere
-    Unreadable, // this user may not read the file
-    Special,    // neither file nor folder: a device, a named pipe, a socket
-    TooLarge,   // a file of more bytes than a volume can hold
-    OldBroken,  // a file of an earlier session that was cut off, or whose entry is broken
-    OldCut,     // all that a session which was cut off has added; has no path
+    Nameless,     // it ends in what is no name
+    Missing,      // nothing is there
+    LeadsNowhere, // it is a link
+    Forbidden,    // this user may not enter a folder on the way
+    Unreachable,  // its disk or server fails
+    Unreadable,   // this user may not read the file
+    Special,      // neither file nor folder: a device, a named pipe, a socket
+    TooLarge,     // a file of more bytes than a volume can hold
+    OldBroken,    // a file of an earlier session that was cut off, or whose entry is broken
+    OldCut,       // all that a session which was cut off has added; has no path
     // The folder is on the volume, but not what could not be listed in it:
     FolderUnreadable,
     FolderIncomplete,

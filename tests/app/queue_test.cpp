@@ -110,7 +110,7 @@ TEST(FileList, FilesComeBeforeThoseOfSubFolders) {
     const FileList list = ExpandPaths(files, {u"/d", u"/single", u"/gone", u"/d/a 9"});
     EXPECT_EQ(PathsOf(list), (Paths{u"/single", u"/d/a 9", u"/d/a", u"/d/a 9", u"/d/A 009b",
                                     u"/d/a 10", u"/d/sub/3", u"/d/sub/deep/4"}));
-    EXPECT_EQ(ListOf(list.leftOut), u"Not found or not accessible (1):\n/gone");
+    EXPECT_EQ(ListOf(list.leftOut), u"Not found (1):\n/gone");
     EXPECT_EQ(SectorsOfFiles(list), 6U);
     EXPECT_TRUE(IsFolder(files, u"C:\\"));
     EXPECT_TRUE(IsFolder(files, u"ab"));

@@ -142,7 +142,7 @@ TEST(DataJob, WhatIsLeftOutIsToldBeforeTheFirstBlock) {
 
         const std::u16string first =
             u"Not everything that you have picked can be written as it is.\n\n"
-            u"Not found or not accessible (1):\n/gone\n\nNeither files nor folders (1):\n" +
+            u"Not found (1):\n/gone\n\nNeither files nor folders (1):\n" +
             pipe;
         const std::u16string next = u"Not everything that you have picked can be written as it "
                                     u"is.\n\nEmpty on the disc, for they lead out to a folder "

@@ -28,6 +28,7 @@ class FaultyFiles final : public IFileSystem {
         }
         return found;
     }
+    Absence WhyAbsent(const std::u16string& path) override { return PosixFiles().WhyAbsent(path); }
     bool IsLink(const std::u16string& path) override { return PosixFiles().IsLink(path); }
     bool IsReadable(const std::u16string& path) override { return PosixFiles().IsReadable(path); }
     bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {

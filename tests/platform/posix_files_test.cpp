@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -64,9 +65,14 @@ TEST_F(PosixFilesTest, StatusTellsWhatALinkLeadsTo) {
         EXPECT_TRUE(files.Status(path, &status));
         EXPECT_EQ(status.type, type) << ToNative(path);
     }
-    for (const std::u16string& none :
-         {WidePath("dangling"), std::u16string(u"C:\\file"), std::u16string()}) {
+    ASSERT_EQ(::symlink("loop", Path("loop").c_str()), 0);
+    for (const auto& [none, why] : {std::pair{WidePath("dangling"), Absence::LeadsNowhere},
+                                    std::pair{WidePath("loop"), Absence::LeadsNowhere},
+                                    std::pair{WidePath("file/below"), Absence::NotThere},
+                                    std::pair{std::u16string(u"C:\\file"), Absence::NotThere},
+                                    std::pair{std::u16string(), Absence::NotThere}}) {
         EXPECT_FALSE(files.Status(none, &status)) << ToNative(none);
+        EXPECT_EQ(files.WhyAbsent(none), why) << ToNative(none);
     }
 }
 
@@ -120,6 +126,42 @@ TEST_F(PosixFilesTest, WhatIsNoFileNeitherHangsNorReads) {
     EXPECT_EQ(fifo->Tell(), -1);
 }
 
+TEST_F(PosixFilesTest, AFolderOpensItsFilesAndClosesThem) {
+    const auto openDescriptors = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = openDescriptors();
+    Make("file", "0123456789");
+    std::unique_ptr<IFolder> opened = files.OpenFolder(wideFolder);
+    std::vector<std::unique_ptr<ISequentialFile>> kept;
+    for (int i = 0; i < 300; ++i) {
+        auto file = opened->OpenSequential(u"file");
+        char bytes[11] = {};
+        ASSERT_NE(file, nullptr);
+        file->Prefetch(10);
+        EXPECT_EQ(file->Read(bytes, 10), 10);
+        EXPECT_STREQ(bytes, "0123456789");
+        if (i % 3 == 0) {
+            kept.push_back(std::move(file));
+        }
+    }
+    FileStatus status;
+    EXPECT_TRUE(opened->Status(u"file", &status));
+    EXPECT_EQ(status.size, 10U);
+    EXPECT_TRUE(opened->IsReadable(u"file", status));
+    EXPECT_FALSE(opened->Status(u"missing", &status));
+    EXPECT_EQ(opened->OpenSequential(u"missing"), nullptr);
+    opened.reset();
+    char byte = 0;
+    for (const auto& file : kept) {
+        EXPECT_TRUE(file->Seek(3) && file->Read(&byte, 1) == 1 && byte == '3');
+    }
+    kept.clear();
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_FALSE(files.OpenFolder(WidePath("missing"))->Status(u"file", &status));
+}
+
 // Root may read everything, so a child without its rights looks.
 TEST_F(PosixFilesTest, WhatMayNotBeReadIsUnreadable) {
     const std::u16string file = Make("file", "x");
@@ -132,7 +174,12 @@ TEST_F(PosixFilesTest, WhatMayNotBeReadIsUnreadable) {
         constexpr uid_t kNobody = 65534;
         const bool isSomebody = ::geteuid() != 0 || ::setuid(kNobody) == 0;
         std::vector<std::u16string> names;
-        const bool any = files.IsReadable(file) || files.OpenSequential(file) != nullptr ||
+        FileStatus status;
+        const auto opened = files.OpenFolder(wideFolder);
+        const bool any = files.IsReadable(file) || !opened->Status(u"file", &status) ||
+                         opened->IsReadable(u"file", status) ||
+                         files.WhyAbsent(WidePath("locked/x")) != Absence::Forbidden ||
+                         files.OpenSequential(file) != nullptr ||
                          files.Enumerate(WidePath("locked"), &names);
         ::_exit(isSomebody && !any ? 0 : 1);
     }

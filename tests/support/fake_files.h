@@ -57,6 +57,7 @@ class FakeFiles : public IFileSystem {
         }
         return found != nodes.end();
     }
+    Absence WhyAbsent(const std::u16string& path) override { return absences[path]; }
     bool IsLink(const std::u16string& path) override { return At(path).isLink; }
     bool IsReadable(const std::u16string& path) override {
         return nodes.contains(path) && nodes.at(path).isReadable;
@@ -89,6 +90,7 @@ class FakeFiles : public IFileSystem {
     std::function<void(const std::u16string& path)> onStatus;
     FileStatus newStatus; // of names to come; type, mode, size and inode are their own
     std::map<std::u16string, Node> nodes; // by path
+    std::map<std::u16string, Absence> absences;
     size_t patches = 0;
 
   private:

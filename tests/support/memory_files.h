@@ -18,6 +18,8 @@ struct MemoryFileData {
     size_t m_nFailsAt = SIZE_MAX; // no byte from here on can be read
     bool m_bEndless = false;      // zeros without an end follow the bytes
     std::function<void()> m_onRead = [] {};
+    mutable bool m_bCold = false;  // the disk must be waited for
+    mutable uint64_t m_nAsked = 0; // bytes that were to be read ahead
 };
 
 // Borrows the data.
@@ -27,6 +29,7 @@ class MemoryFile final : public ISequentialFile {
 
     std::ptrdiff_t Read(void* buffer, size_t bytes) override {
         m_data.m_onRead();
+        m_bWaited = m_bWaited || std::exchange(m_data.m_bCold, false);
         const size_t left = m_data.m_bytes.size() - m_nAt;
         if (left == 0 && m_data.m_bEndless) {
             std::fill_n(static_cast<uint8_t*>(buffer), bytes, uint8_t{0});
@@ -46,9 +49,15 @@ class MemoryFile final : public ISequentialFile {
         return true;
     }
     int64_t Tell() override { return static_cast<int64_t>(m_nAt); }
+    bool HasWaited() const override { return m_bWaited; }
+    void Prefetch(uint64_t bytes) override {
+        m_data.m_bCold = false;
+        m_data.m_nAsked += bytes;
+    }
 
   private:
     const MemoryFileData& m_data;
+    bool m_bWaited = false;
     size_t m_nAt = 0;
 };
 

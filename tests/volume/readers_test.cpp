@@ -104,7 +104,7 @@ TEST(Lab, TellsItsFailures) {
         {"--session-start", 2, "--session-start needs a value"},
         {"--dvd-video /etc/hostname", 0, "so that nothing is laid out for players (1):\nVIDEO_TS"},
         {"--frob x", 2, "there is no option \"--frob\""},
-        {"/no/such/file", 1, "Not found or not accessible (1):\n/no/such/file"},
+        {"/no/such/file", 1, "Not found (1):\n/no/such/file"},
         {"--output /no/such/folder/x /etc/hostname", 1, "cannot open"},
         {"--output /dev/full /etc/hostname", 1, "cannot write the volume: No space left"},
         {"--help", 0, "usage: larkspin-lab volume"},

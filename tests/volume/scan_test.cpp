@@ -97,17 +97,23 @@ TEST(Scan, LeavesOutWhatHasNoContents) {
     files.AddFile(u"/f/half/not read");
     files.At(u"/f/half").lists = 1; // then an error
     files.AddFolder(u"/x/..");
-    const VolumeResult result = MakeVolume(files, {u"/gone", u"/x/..", u"/f"});
+    files.absences = {{u"/f/vanished", Absence::LeadsNowhere},
+                      {u"/s/1", Absence::Forbidden},
+                      {u"/s/2", Absence::Unreachable}};
+    const VolumeResult result = MakeVolume(files, {u"/gone", u"/x/..", u"/f", u"/s/1", u"/s/2"});
     EXPECT_THAT(NamesOf(result),
                 ElementsAre("/f", "/f/half", "/f/half/read", "/f/kept", "/f/locked"));
     EXPECT_THAT(
         result.notices,
         ElementsAre(u"File /gone cannot be found.", u"/x/.. has no name that a disc could show.",
-                    u"File /f/vanished cannot be found.", u"File /f/secret cannot be read.",
+                    u"/f/vanished is a link that leads nowhere.", u"File /f/secret cannot be read.",
                     u"/f/socket is neither a file nor a folder.", u"File /f/huge is too large.",
                     u"/f/null is neither a file nor a folder.", u"Folder /f/locked cannot be read.",
                     u"Folder /f/half could not be read to its end. What was not read is "
-                    u"not on the disc."));
+                    u"not on the disc.",
+                    u"/s/1 cannot be reached, for you may not enter a folder on the way to it.",
+                    u"/s/2 cannot be reached, for the disk or server that it is on reports an "
+                    u"error."));
 }
 
 TEST(Scan, TheLargestFileAndTheLargestVolume) {

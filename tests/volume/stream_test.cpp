@@ -66,6 +66,21 @@ TEST(Stream, WhatIsNotAsItWasScannedIsTold) {
     }
 }
 
+TEST(Stream, ASlowDiskIsAskedForTheNextFilesAtOnce) {
+    for (const bool isCold : {false, true}) {
+        SourceFiles files;
+        for (int i = 0; i < 600; ++i) {
+            files.AddFile(FormatWide("/f/%d/%d", i / 100, i), Pattern(1 + i)).m_bCold = isCold;
+        }
+        const VolumeResult result = MakeVolume(files, {u"/f"});
+        EXPECT_EQ(RockRidgeContents(IsoReader(result.image)), files.Expected());
+        EXPECT_EQ(result.notices, Queue());
+        const auto asked = std::ranges::count_if(
+            files.nodes, [](const auto& node) { return node.second.m_nAsked != 0; });
+        EXPECT_EQ(asked, isCold ? 600 - 3 : 0) << "one in 257 is waited for";
+    }
+}
+
 TEST(Stream, AFileThatFailsCutsTheStreamShort) {
     for (const bool opens : {false, true}) {
         SourceFiles files({{u"/bad", "text"}});
