@@ -1,7 +1,7 @@
 #include "app/measures.h"
 #include "jobs/file_list.h"
+#include "platform/stoppable_files.h"
 
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -23,50 +23,6 @@ Value Keep(std::mutex& mutex, std::unordered_map<std::u16string, Value>& cache,
     const std::lock_guard lock(mutex);
     return cache.try_emplace(path, value).first->second;
 }
-
-// The files until `stop` is requested; reads fail from then on. The decoders' libraries, which are
-// in between, let no exception through.
-class StoppableFiles final : public IFileSystem {
-  public:
-    StoppableFiles(IFileSystem& files, const std::stop_token& stop)
-        : m_files(files), m_stop(stop) {}
-
-    bool Status(const std::u16string& path, FileStatus* status) override {
-        return !m_stop.stop_requested() && m_files.Status(path, status);
-    }
-    bool IsLink(const std::u16string& path) override { return m_files.IsLink(path); }
-    bool IsReadable(const std::u16string& path) override { return m_files.IsReadable(path); }
-    bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
-        return m_files.Enumerate(folder, names);
-    }
-    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override {
-        auto file = m_files.OpenSequential(path);
-        return file == nullptr ? nullptr : std::make_unique<File>(std::move(file), m_stop);
-    }
-
-  private:
-    class File final : public ISequentialFile {
-      public:
-        File(std::unique_ptr<ISequentialFile> file, const std::stop_token& stop)
-            : m_pFile(std::move(file)), m_stop(stop) {}
-
-        std::ptrdiff_t Read(void* buffer, size_t bytes) override {
-            return m_stop.stop_requested() ? -1 : m_pFile->Read(buffer, bytes);
-        }
-        int64_t Size() override { return m_pFile->Size(); }
-        bool Seek(uint64_t offset) override {
-            return !m_stop.stop_requested() && m_pFile->Seek(offset);
-        }
-        int64_t Tell() override { return m_pFile->Tell(); }
-
-      private:
-        const std::unique_ptr<ISequentialFile> m_pFile;
-        const std::stop_token m_stop;
-    };
-
-    IFileSystem& m_files;
-    const std::stop_token m_stop;
-};
 
 } // namespace
 

@@ -167,6 +167,10 @@ std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name, IFileSyst
         return nullptr;
     }
     try {
+        FileStatus status;
+        if (files.Status(name, &status) && status.type != FileStatus::Type::Regular) {
+            throw CReaderException("it is no file."); // a device has no end, and may do harm
+        }
         return MakeChain(*format, name, files);
     } catch (const CNotOpened& failure) {
         throw CSourceRefusal(name, format->title,

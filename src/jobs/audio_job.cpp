@@ -6,12 +6,19 @@
 #include "jobs/left_out.h"
 #include "jobs/prompts.h"
 #include "jobs/verification.h"
+#include "platform/event.h"
+#include "platform/stoppable_files.h"
 #include "platform/text.h"
 
+#include <atomic>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <set>
 #include <span>
+#include <stop_token>
+#include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -32,6 +39,13 @@ struct Tracks {
     std::vector<std::u16string> paths;
     std::vector<uint32_t> bytes;
     uint64_t totalBytes = 0;
+    std::stop_source stop; // of all reading
+};
+
+// What can't be a track, and why.
+struct Refusals {
+    std::vector<std::u16string> texts;
+    std::set<std::u16string> files;
 };
 
 // "7 tracks, 61:05 (min:sec)"
@@ -58,6 +72,7 @@ class AudioWriting {
     void Status(const std::u16string& text) { m_env.ui.SetStatus(JobKind::Audio, text); }
     bool CheckDisc();
     bool OpenTracks(Tracks* tracks);
+    bool AwaitTracks(Tracks* tracks, Refusals* refusals);
     std::u16string OpenTrack(const std::u16string& file, Tracks* tracks);
     bool AskToLeaveOut(const std::vector<std::u16string>& refusals, size_t files, size_t others);
     bool FitsDisc(const Tracks& tracks);
@@ -109,24 +124,71 @@ bool AudioWriting::CheckDisc() {
 // Opens all files that can be tracks. What can't be is told at once, and left out of all copies if
 // the user says so; false when they give up.
 bool AudioWriting::OpenTracks(Tracks* tracks) {
-    std::vector<std::u16string> refusals;
-    std::set<std::u16string> refused;
-    for (size_t i = 0; i < m_list.files.size(); ++i) {
-        const std::u16string& file = m_list.files[i].path;
-        if (m_leftOut.contains(file)) {
-            continue;
-        }
-        std::u16string refusal = OpenTrack(file, tracks);
-        if (!refusal.empty()) {
-            refusals.push_back(FormatWide("%zu. ", i + 1) + refusal);
-            refused.insert(file);
-        }
+    Refusals refusals;
+    if (!AwaitTracks(tracks, &refusals)) {
+        return false;
     }
-    if (refusals.empty()) {
+    if (refusals.texts.empty()) {
         return true;
     }
-    m_leftOut.merge(refused);
-    return AskToLeaveOut(refusals, m_list.files.size(), tracks->readers.size());
+    m_leftOut.merge(refusals.files);
+    return AskToLeaveOut(refusals.texts, m_list.files.size(), tracks->readers.size());
+}
+
+// Reads into all files beside this thread, so that it can be cancelled; false if it was. A file may
+// hold nothing but what a library searches to its end, or lie on a slow server.
+bool AudioWriting::AwaitTracks(Tracks* tracks, Refusals* refusals) {
+    CEvent done(CEvent::Reset::Manual);
+    std::atomic<size_t> looked = 0;
+    std::exception_ptr failure;
+    const auto openAll = [&] {
+        try {
+            for (size_t i = 0; i < m_list.files.size() && !tracks->stop.stop_requested(); ++i) {
+                looked = i + 1;
+                const std::u16string& file = m_list.files[i].path;
+                if (m_leftOut.contains(file)) {
+                    continue;
+                }
+                std::u16string refusal = OpenTrack(file, tracks);
+                if (!refusal.empty()) {
+                    refusals->texts.push_back(FormatWide("%zu. ", i + 1) + refusal);
+                    refusals->files.insert(file);
+                }
+            }
+        } catch (const std::exception&) {
+            failure = std::current_exception();
+        }
+        done.Set();
+    };
+    std::thread opening;
+    try {
+        opening = m_env.startThread(openAll);
+    } catch (const std::system_error&) {
+        openAll(); // without a Cancel
+    }
+    LateProgress progress(m_env, JobKind::Audio, kSilentMs);
+    const auto status = [&] {
+        return FormatWide("Opening the audio files... %zu of %zu", looked.load(),
+                          m_list.files.size());
+    };
+    try {
+        while (!done.Lock(kLookTime)) {
+            if (!progress.Continue(status)) {
+                tracks->stop.request_stop();
+            }
+        }
+    } catch (const std::exception&) {
+        tracks->stop.request_stop();
+        opening.join();
+        throw;
+    }
+    if (opening.joinable()) {
+        opening.join();
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+    return !progress.WasCancelled();
 }
 
 // Empty, or why `file` can't be a track.
@@ -136,7 +198,8 @@ std::u16string AudioWriting::OpenTrack(const std::u16string& file, Tracks* track
                u". It's not an audio or this format is not supported.";
     }
     try {
-        std::unique_ptr<CReader> reader = CreateAudioReader(file, m_env.files);
+        StoppableFiles files(m_env.files, tracks->stop.get_token());
+        std::unique_ptr<CReader> reader = CreateAudioReader(file, files);
         tracks->bytes.push_back(static_cast<uint32_t>(reader->m_nLength));
         tracks->totalBytes += tracks->bytes.back();
         tracks->readers.push_back(std::move(reader));

@@ -7,7 +7,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint64_t kSilentMs = 250;
 constexpr size_t kLongestFolder = 40; // units
 
 } // namespace

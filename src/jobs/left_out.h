@@ -17,6 +17,8 @@ namespace larkspin {
 // How a job looks whether the queue has been measured, which the dialog does not wait for.
 inline constexpr int kLooksBeforeDialog = 4;
 inline constexpr std::chrono::milliseconds kLookTime{50};
+// What is over by then shows no progress window.
+inline constexpr uint64_t kSilentMs = 250;
 
 // Remembers what the user has been shown, so that nothing is told twice.
 class LeftOut {

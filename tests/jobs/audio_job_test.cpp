@@ -4,6 +4,9 @@
 #include "drive/cue_sheet.h"
 #include "job_bench.h"
 
+#include <chrono>
+#include <thread>
+
 namespace larkspin {
 namespace {
 
@@ -179,6 +182,30 @@ TEST_F(AudioJobTest, ListsAllRefusedFilesAndWritesTheOthersIfToldTo) {
     EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
     EXPECT_EQ(bench.ui.Texts(), (Texts{box, box, NextCopyText(1, 2)}));
     EXPECT_EQ(bench.AudioTracks().size(), 2 * ((pcm.size() + 2351) / 2352 * 2352));
+}
+
+TEST(AudioJob, ASongWithoutAnEndCanBeCancelledBeforeTheDisc) {
+    JobBench bench;
+    const std::jthread time([&](const std::stop_token& stop) {
+        for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+            bench.clock.Advance(100);
+        }
+    });
+    const std::u16string endless = bench.AddFile("zeros.flac", {});
+    std::filesystem::resize_file(ToNative(endless), uint64_t{1} << 40);
+    bench.ui.onStatus = [&](JobKind kind, const std::u16string& text) {
+        if (text == u"Opening the audio files... 1 of 1") {
+            bench.ui.Cancel(kind);
+        }
+    };
+    bench.host.queue = {endless};
+    EXPECT_EQ(bench.RunAudio(), JobEnd::Exit);
+    EXPECT_EQ(bench.ui.Texts(), Texts{});
+    EXPECT_EQ(bench.commands[mmc::kReadDiscInformation] + bench.host.clears, 0);
+
+    const std::string device = bench.folder.Path() + "/device.flac";
+    std::filesystem::create_symlink("/dev/zero", device);
+    EXPECT_THROW(CreateAudioReader(ToWide(device)), CReaderException);
 }
 
 TEST(AudioJob, EightyMinutesComeToTheDialogAndNoMore) {

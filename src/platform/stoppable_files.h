@@ -1,0 +1,37 @@
+// Files that can't be read any more once somebody has asked for a stop: what reads them, be it a
+// library without an end to its search, comes back soon.
+#pragma once
+
+#include "platform/files.h"
+
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace larkspin {
+
+// Files opened through it may outlive it. They fail, and let no exception through.
+class StoppableFiles final : public IFileSystem {
+  public:
+    StoppableFiles(IFileSystem& files, std::stop_token stop)
+        : m_files(files), m_stop(std::move(stop)) {}
+
+    bool Status(const std::u16string& path, FileStatus* status) override {
+        return !m_stop.stop_requested() && m_files.Status(path, status);
+    }
+    Absence WhyAbsent(const std::u16string& path) override { return m_files.WhyAbsent(path); }
+    bool IsLink(const std::u16string& path) override { return m_files.IsLink(path); }
+    bool IsReadable(const std::u16string& path) override { return m_files.IsReadable(path); }
+    bool Enumerate(const std::u16string& folder, std::vector<std::u16string>* names) override {
+        return m_files.Enumerate(folder, names);
+    }
+    std::unique_ptr<ISequentialFile> OpenSequential(const std::u16string& path) override;
+
+  private:
+    IFileSystem& m_files;
+    const std::stop_token m_stop;
+};
+
+} // namespace larkspin
