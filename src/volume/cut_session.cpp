@@ -43,7 +43,7 @@ std::vector<OldEntry> ReadIfThere(OldDirectoryReader& reader, const OldExtent& e
 
 void TellCutSession(VolumeRun& run, IBlockReader& drive, const CutSession& session) {
     run.Tell(NoticeReason::OldCut, {});
-    PreviousDisc disc(drive, session.end);
+    PreviousDisc disc(drive, session.end, session.end);
     OldDirectoryReader reader(disc);
     std::vector<Folder> pending;
     try {

@@ -14,7 +14,7 @@ namespace {
 
 class Lister {
   public:
-    Lister(IBlockReader& drive, uint32_t end) : m_disc(drive, end), m_reader(m_disc) {}
+    Lister(IBlockReader& drive, uint32_t end) : m_disc(drive, end, end), m_reader(m_disc) {}
 
     DiscVolume List(uint32_t start, const std::function<bool()>& goOn) {
         OldExtent root;

@@ -112,7 +112,7 @@ uint32_t RecordedEnd(const VolumeRun& run) {
 class Merger {
   public:
     Merger(VolumeRun& run, IBlockReader& drive)
-        : m_run(run), m_disc(drive, RecordedEnd(run)), m_reader(m_disc) {}
+        : m_run(run), m_disc(drive, RecordedEnd(run), run.session_base), m_reader(m_disc) {}
 
     void Merge() {
         const OldExtent root = m_disc.FindPreviousRoot(m_run.previous_base);

@@ -20,6 +20,11 @@ constexpr uint8_t kTypePrimary = 1;
 constexpr size_t kRootRecordBytes = 34;
 // A track at once on a CD ends with two blocks that can't be read, and count as its own.
 constexpr uint32_t kRunOutSectors = 2;
+constexpr uint32_t kMostZeros = 4096; // looked at behind the data of a session
+
+bool IsZero(std::span<const uint8_t> bytes) {
+    return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; });
+}
 
 bool IsPrimaryDescriptor(std::span<const uint8_t> sector) {
     return sector[kVdAtType] == kTypePrimary &&
@@ -53,8 +58,9 @@ OldExtent OldExtent::Of(const DirectoryRecord& record) {
     return {static_cast<uint32_t>(sector), record.size};
 }
 
-PreviousDisc::PreviousDisc(IBlockReader& drive, uint32_t endSector)
-    : m_drive(drive), m_nEnd(endSector), m_nSectorsLeft(2 * uint64_t{endSector} + kSpareReads) {}
+PreviousDisc::PreviousDisc(IBlockReader& drive, uint32_t endSector, uint32_t newSession)
+    : m_drive(drive), m_nEnd(endSector), m_nNewSession(newSession),
+      m_nSectorsLeft(2 * uint64_t{newSession} + kSpareReads) {}
 
 bool PreviousDisc::Holds(const OldExtent& extent) const {
     return uint64_t{extent.sector} + SectorsOf(extent.bytes) <= m_nEnd;
@@ -65,15 +71,14 @@ OldExtent PreviousDisc::FindPreviousRoot(uint32_t start) {
     for (uint32_t i = 0; i < kSectorsSearched && start + i + kRunOutSectors < m_nEnd; ++i) {
         SectorBytes sector;
         Read(sector.data(), 1, start + i);
-        isEmpty &= std::ranges::all_of(sector, [](uint8_t byte) { return byte == 0; });
+        isEmpty &= IsZero(sector);
         if (IsPrimaryDescriptor(sector)) {
             CheckKind(sector);
             // Some volumes count from the start of their session, some from that of the disc.
             const uint64_t space = LoadLe32(&sector[kVdAtVolumeSpace]);
-            const uint64_t end = space > start ? space : start + space;
-            m_bIsCut = end > m_nEnd;
-            m_nEnd -= m_bIsCut ? kRunOutSectors : 0;
-            m_nVolumeEnd = static_cast<uint32_t>(std::min<uint64_t>(end, m_nEnd));
+            const uint64_t claimed = space > start ? space : start + space;
+            MoveEndTo(claimed);
+            m_nVolumeEnd = static_cast<uint32_t>(std::min<uint64_t>(claimed, m_nEnd));
             const auto root = DirectoryRecord::Read(
                 std::span<const uint8_t>(sector).subspan(kVdAtRootRecord, kRootRecordBytes));
             if (!root) {
@@ -86,6 +91,43 @@ OldExtent PreviousDisc::FindPreviousRoot(uint32_t start) {
         throw CutSessionException();
     }
     throw CCDWriterISOGenException(u"Unable to find previous session.");
+}
+
+// A volume that claims more than there is was cut off, unless it is the drive that tells of too
+// little.
+void PreviousDisc::MoveEndTo(uint64_t claimed) {
+    if (claimed <= m_nEnd) {
+        return;
+    }
+    const uint32_t proven =
+        ProvenEnd(static_cast<uint32_t>(std::min<uint64_t>(claimed, m_nNewSession)));
+    m_nEnd = proven > m_nEnd ? proven : m_nEnd - kRunOutSectors;
+    m_bIsCut = claimed > m_nEnd;
+}
+
+// The sector behind the last one in front of `limit` with data on it; nothing below m_nEnd.
+uint32_t PreviousDisc::ProvenEnd(uint32_t limit) {
+    enum class Content { None, Zeros, Data };
+    const auto look = [this](uint32_t sector) {
+        SectorBytes bytes;
+        return !m_drive.ReadBlocks(bytes.data(), 1, sector) ? Content::None
+               : IsZero(bytes)                              ? Content::Zeros
+                                                            : Content::Data;
+    };
+    if (limit <= m_nEnd || look(m_nEnd) == Content::None) {
+        return m_nEnd;
+    }
+    uint32_t end = limit;
+    for (uint32_t readable = m_nEnd; end - readable > 1;) {
+        const uint32_t middle = readable + (end - readable) / 2;
+        (look(middle) != Content::None ? readable : end) = middle;
+    }
+    // Zeros prove nothing: some drives read them out of the gap between two sessions.
+    const uint32_t least = end - std::min(end - m_nEnd, kMostZeros);
+    while (end > least && look(end - 1) != Content::Data) {
+        --end;
+    }
+    return end > least ? end : m_nEnd;
 }
 
 std::vector<uint8_t> PreviousDisc::ReadSectors(const OldExtent& extent) {

@@ -30,23 +30,25 @@ struct OldExtent {
 
 class PreviousDisc {
   public:
-    // `endSector`: the first sector of the new session. `drive` must outlive this object.
-    PreviousDisc(IBlockReader& drive, uint32_t endSector);
+    // `endSector`: where the session that is read ends, as the drive tells it. `newSession`: the
+    // first sector of the new one, at or behind that. `drive` must outlive this object.
+    PreviousDisc(IBlockReader& drive, uint32_t endSector, uint32_t newSession);
 
-    // True if all of the extent lies in front of the new session.
+    // True if all of the extent lies in front of the end.
     bool Holds(const OldExtent& extent) const;
 
     // The first sector at or behind `start` that is a primary volume descriptor; looks at 100
-    // sectors. Gives its root directory. Fails if there is none or if it is of another kind than
-    // 2048-byte sectors and a single volume, with CutSessionException if nothing but zeros came to
-    // the disc.
+    // sectors. Gives its root directory. If the volume claims more than the drive tells of, the end
+    // moves behind the last sector that has data on it all the same. Fails if there is none or if
+    // it is of another kind than 2048-byte sectors and a single volume, with CutSessionException if
+    // nothing but zeros came to the disc.
     OldExtent FindPreviousRoot(uint32_t start);
 
     // Whole sectors of the extent, read in pieces of up to 16. Fails if it isn't inside the disc,
     // with CutSessionException if the volume claims more than the disc has.
     std::vector<uint8_t> ReadSectors(const OldExtent& extent);
 
-    // True if the volume that FindPreviousRoot has found claims more than the disc has.
+    // True if the volume that FindPreviousRoot has found claims more than there is.
     bool IsCut() const { return m_bIsCut; }
     // The first sector behind the volume that FindPreviousRoot has found, by its own word, but none
     // that the disc doesn't have.
@@ -62,9 +64,12 @@ class PreviousDisc {
     using SectorBytes = std::array<uint8_t, kSectorBytes>;
 
     void Read(void* buffer, uint32_t count, uint32_t sector);
+    void MoveEndTo(uint64_t claimed);
+    uint32_t ProvenEnd(uint32_t limit);
 
     IBlockReader& m_drive;
     uint32_t m_nEnd;
+    uint32_t m_nNewSession;
     uint32_t m_nVolumeEnd = 0;
     bool m_bIsCut = false;
     uint64_t m_nSectorsLeft; // that may still be read

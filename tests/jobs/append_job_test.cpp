@@ -141,6 +141,15 @@ TEST(CutSession, IsFollowedByOneThatTellsWhatIsMissing) {
             bench.Reload();
             const size_t boxes = bench.ui.Boxes().size();
             bench.ui.onBox = [](const FakeUi::Box&) { return true; };
+            // A drive that reads zeros out of the gap between two sessions.
+            const auto end = static_cast<uint32_t>(bench.Drive().ReadLastLeadOut());
+            bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+                if (isCd || request.cdb[0] != mmc::kRead10 || LoadBe32(&request.cdb[2]) < end) {
+                    return std::nullopt;
+                }
+                std::fill_n(static_cast<uint8_t*>(request.data), request.length, uint8_t{0});
+                return InjectedAnswer();
+            };
             const Bytes third = Payload(70'000, 4);
             bench.host.queue = {bench.AddFile("third", third)};
             EXPECT_EQ(bench.RunData(), JobEnd::Exit);
@@ -149,12 +158,41 @@ TEST(CutSession, IsFollowedByOneThatTellsWhatIsMissing) {
             const std::u16string told = bench.ui.Boxes().back().text;
             EXPECT_NE(told.find(u"Files on the disk that are not complete ("), told.npos);
             EXPECT_NE(told.find(u"\nlost\n"), told.npos) << ToNative(told);
+            bench.onCommand = nullptr;
             EXPECT_TRUE(Holds(bench.Track(1), old));
             EXPECT_TRUE(Holds(bench.Track(3), third));
             bench.Reload();
             bench.host.queue = {bench.AddFile("fourth", third)};
             EXPECT_EQ(bench.RunData(), JobEnd::Exit);
             EXPECT_EQ(bench.ui.Boxes().size(), boxes + 1) << "nothing is missing any more";
+        }
+    }
+}
+
+// A session that the drive tells too little of is whole if there is data behind what it tells.
+TEST(CutSession, IsNoneOnlyBecauseTheDriveTellsOfTooLittle) {
+    for (const char* kind : {"cd-r", "dvd-r", "dvd+r"}) {
+        for (const int percent : {4, 50}) { // up to which it tells of it; the folders come then
+            SCOPED_TRACE(Format("%s, %d", kind, percent));
+            JobBench bench(kind);
+            bench.AddFile("old", Payload(100'000, 1));
+            ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
+            bench.AddFile("second", Payload(900'000, 2));
+            ASSERT_NO_FATAL_FAILURE(bench.Burn({"second"}));
+            const auto sectors = static_cast<int32_t>(bench.Track(2).size() / 2048);
+            const int32_t told = bench.Drive().ReadLastLeadOut() - sectors * (100 - percent) / 100;
+            bench.onCommand = [told](const PortRequest& request) -> std::optional<InjectedAnswer> {
+                if (request.cdb[0] != mmc::kReadToc || request.cdb[6] != 0xAA) {
+                    return std::nullopt;
+                }
+                Bytes toc = {0, 10, 1, 2, 0, 0x14, 0xAA, 0, 0, 0, 0, 0};
+                StoreBe32(&toc[8], static_cast<uint32_t>(told));
+                std::copy(toc.begin(), toc.end(), static_cast<uint8_t*>(request.data));
+                return InjectedAnswer();
+            };
+            bench.AddFile("third", Payload(70'000, 3));
+            ASSERT_NO_FATAL_FAILURE(bench.Burn({"third"}));
+            EXPECT_TRUE(Holds(bench.Track(3), {'S', 'E', 'C', 'O', 'N', 'D'}));
         }
     }
 }
