@@ -108,7 +108,8 @@ class CAspiCD : public IBlockReader {
     // without sense. Of an answer that came short the rest of the buffer is zero.
     // One that succeeded with a recovered error (sense key 1) ends as SS_COMP without sense. A
     // deferred report of a recovered error is no answer: the command was not run, and is sent
-    // again, up to a hundred times, which then is SS_ERR without sense.
+    // again, up to a hundred times, which then is SS_ERR without sense. One of lost blocks is the
+    // answer, and noted in m_bCacheLost for callers that don't look at it.
     uint8_t SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
                         uint32_t length, uint8_t* sense, uint8_t senseLength = 14);
     uint8_t SendNoData(uint8_t direction, std::span<const uint8_t> cdb);
@@ -319,10 +320,11 @@ class CAspiCD : public IBlockReader {
 
     uint32_t m_dwCapabilities = 0; // filled by ReadCapabilities
 
-    // Blocks that the drive had taken may not be on the disc. The last SyncCache or FlushDvdCache
-    // ended in an error that says so or without an answer, the drive was reset before it or stayed
-    // busy; or the drive stopped the disc with a medium or hardware error. A drive may report there
-    // that it failed to record what it had taken before, and never report it again.
+    // Blocks that the drive had taken may not be on the disc. A SyncCache or FlushDvdCache ended in
+    // an error that says so or without an answer, the drive was reset before it or stayed busy; or
+    // the drive stopped the disc with a medium or hardware error; or a deferred error of that kind
+    // came, at any command, once the disc had been changed. A drive reports only once that it
+    // failed to record what it had taken before. Who begins with a disc clears it.
     bool m_bCacheLost = false;
 
     // Why the last WriteDvdChunk returned -1, as CScsiCommand::Transport gives it; 0 since
@@ -338,6 +340,8 @@ class CAspiCD : public IBlockReader {
 
     // A command that changes what is on the disc has been sent. Who begins with a disc clears it.
     bool m_bDiscTouched = false;
+    // Called before the next WRITE(10), and forgotten then; may be empty.
+    std::function<void()> m_beforeFirstBlock;
 
     // State of a DVD recording; ResetDvdState sets the values shown.
     bool m_bMediaWritten = false;

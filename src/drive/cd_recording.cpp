@@ -183,14 +183,15 @@ int CAspiCD::SyncCache(const CancelFunctor* cancel) {
     FlushResult result = FlushOnce(*this);
     while (result == FlushResult::Busy && wait.Pause(kFlushPollMs))
         result = FlushOnce(*this);
-    m_bCacheLost =
-        result == FlushResult::Lost || (result == FlushResult::Busy && !IsCancelled(cancel));
+    if (result == FlushResult::Lost || (result == FlushResult::Busy && !IsCancelled(cancel)))
+        m_bCacheLost = true;
     return 0;
 }
 
 int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
     // A drive that is busy with the lead-out already is waited for below.
-    const bool lostBefore = FlushOnce(*this) == FlushResult::Lost;
+    if (FlushOnce(*this) == FlushResult::Lost)
+        m_bCacheLost = true;
     BusyWait wait(*this, cancel);
     int busy = GetUnitBusy();
     while (busy == 2) {
@@ -199,7 +200,7 @@ int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
         busy = GetUnitBusy();
     }
     SyncCache(cancel);
-    return busy == 0 && !lostBefore && !m_bCacheLost ? 0 : 1;
+    return busy == 0 && !m_bCacheLost ? 0 : 1;
 }
 
 int CAspiCD::CloseSession() {

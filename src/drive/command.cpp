@@ -110,6 +110,8 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
         const uint8_t status = SendOnce(direction, cdb, data, length, wanted);
         if (IsDeferred(told) && SenseKeyOf(told) <= kKeyRecovered)
             continue;
+        if (IsDeferred(told) && IsRecordingError(SenseKeyOf(told)) && m_bDiscTouched)
+            m_bCacheLost = true;
         if (sense != nullptr)
             std::copy(wanted.begin(), wanted.end(), sense);
         return status;
@@ -122,6 +124,8 @@ uint8_t CAspiCD::SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void*
                           uint32_t length, std::span<uint8_t> sense) {
     if (ChangesDisc(cdb[0]))
         m_bDiscTouched = true;
+    if (cdb[0] == mmc::kWrite10 && m_beforeFirstBlock)
+        std::exchange(m_beforeFirstBlock, nullptr)();
     auto request = std::make_unique<AspiRequest>();
     SRB_ExecSCSICmd& srb = request->exec;
     srb.Header.SRB_Cmd = SC_EXEC_SCSI_CMD;

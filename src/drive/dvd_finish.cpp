@@ -86,7 +86,7 @@ int Flush(CAspiCD& drive, bool alsoWait) {
 
 int CAspiCD::FlushDvdCache(bool alsoWait) {
     const int code = Flush(*this, alsoWait);
-    m_bCacheLost = code != 0;
+    m_bCacheLost = m_bCacheLost || code != 0;
     return code;
 }
 

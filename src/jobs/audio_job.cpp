@@ -245,7 +245,7 @@ CopyEnd AudioWriting::WriteCopy() {
     if (!OpenTracks(&tracks) || !CheckDisc() || !FitsDisc(tracks) || m_env.host.IsLeaving()) {
         return CopyEnd::GiveUp;
     }
-    m_env.host.TakePaths();
+    const PathsTaking taking(m_env.host, m_drive);
 
     ProgressScope progress(m_env, JobKind::Audio, CdTypeOf(m_drive));
     m_drive.SetCdSpeed(WholeSpeed(m_dSpeed));
@@ -278,8 +278,8 @@ CopyEnd AudioWriting::WriteCopy() {
     }
     m_drive.EjectDisk();
     m_hold.Release();
-    if (!finished) {
-        m_notices.push_back(UnlessGivenUp(m_drive, kLeadOutFailed));
+    if (!finished || (m_drive.m_bCacheLost && !cancelled)) {
+        m_notices.push_back(NoLeadOutText(m_drive));
     }
     if (!m_bBrokenOff) {
         ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));

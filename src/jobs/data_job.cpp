@@ -71,9 +71,11 @@ class DataWriting {
     void Abandon();
     // The last moment at which the queue can stay as it is.
     bool IsCancelled() const { return m_cancel(); }
-    // Writes what Prepare has laid out, and takes the paths out of the queue right before. True if
-    // the disc is to be ejected.
-    bool Write() { return m_bDvd ? WriteDvd() : WriteCd(); }
+    // Writes what Prepare has laid out. True if the disc is to be ejected.
+    bool Write() {
+        const PathsTaking taking(m_env.host, m_drive);
+        return m_bDvd ? WriteDvd() : WriteCd();
+    }
 
     // Reads back what Write has written, if that is wanted and nothing went wrong.
     void Verify();
@@ -240,7 +242,6 @@ DataWriting::Start DataWriting::PrepareDvd(const DataDisc& disc) {
 }
 
 bool DataWriting::WriteDvd() {
-    m_env.host.TakePaths();
     DoorLock door(m_drive, DoorLock::By::DvdLogic);
     try {
         RecordDvd();
@@ -333,7 +334,6 @@ bool DataWriting::RecordCd() {
     if (m_drive.SetTaoParameters() != 0) {
         return Fail(kSettingsRefused);
     }
-    m_env.host.TakePaths();
     m_drive.SendOpc();
     Status(u"Writing data...");
     m_env.ui.SetAmount(JobKind::Data, static_cast<uint64_t>(m_room.sectors) * kSectorBytes);
@@ -343,13 +343,13 @@ bool DataWriting::RecordCd() {
     }
     if (!m_cancel()) {
         m_drive.SyncCache(&m_cancel);
+        Status(u"Writing lead-in and lead-out...");
+        // One that is still busy would take the command's whole time to refuse it.
+        const bool closed = !m_drive.m_bGivenUp && m_drive.CloseSession() == 0;
         // What the drive could not empty its cache of is missing on the disc, closed or not.
         if (m_drive.m_bCacheLost) {
             m_notices.push_back(UnlessGivenUp(m_drive, kCacheLost));
         }
-        Status(u"Writing lead-in and lead-out...");
-        // One that is still busy would take the command's whole time to refuse it.
-        const bool closed = !m_drive.m_bGivenUp && m_drive.CloseSession() == 0;
         if (!closed && !m_drive.m_bGivenUp) {
             m_notices.push_back(kSessionNotClosed);
         }
@@ -422,6 +422,9 @@ void DataWriting::Verify() {
 }
 
 void DataWriting::TellResults() {
+    if (m_bWhole && m_drive.m_bCacheLost) { // told as late as at the door
+        m_notices.push_back(kCacheLost);
+    }
     const ExtentList& extents = m_record.Extents();
     const size_t files = extents.Files();
     std::u16string contents = m_args.title.wide.empty() ? u"" : m_args.title.wide + u", ";

@@ -18,7 +18,7 @@ bool DriveWait::Continue() {
 }
 
 bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {
-    drive.m_bDiscTouched = false;
+    drive.m_bDiscTouched = drive.m_bCacheLost = false;
     while (!env.host.IsLeaving()) {
         CAspiCD::UnitState state = CAspiCD::UnitState::Ready;
         {

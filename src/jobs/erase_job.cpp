@@ -148,11 +148,14 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
         }
     }
     env.ui.SetNoProgressReport(false);
-    const std::optional<EraseOutcome> outcome = HasNoBlanking(*drive)
-                                                    ? EraseByFormat(env, *drive, choice)
-                                                    : EraseByBlanking(env, *drive, choice);
+    std::optional<EraseOutcome> outcome = HasNoBlanking(*drive)
+                                              ? EraseByFormat(env, *drive, choice)
+                                              : EraseByBlanking(env, *drive, choice);
     drive->EjectDisk();
     hold.Release();
+    if (outcome) {
+        NoteLostBlocks(*drive, &*outcome);
+    }
     if (outcome && outcome->IsEmpty() && outcome->reason.empty()) {
         env.host.TellSuccess(TextOf(*outcome));
     } else if (outcome) {

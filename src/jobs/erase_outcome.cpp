@@ -23,7 +23,14 @@ EraseOutcome LookAtErased(JobEnv& env, CAspiCD& drive, const std::u16string& rea
     case CAspiCD::UnitState::Cancelled:
         break;
     }
+    NoteLostBlocks(drive, &outcome);
     return outcome;
+}
+
+void NoteLostBlocks(const CAspiCD& drive, EraseOutcome* outcome) {
+    if (drive.m_bCacheLost && outcome->reason.empty()) {
+        outcome->reason = ReasonOf(kKeyMediumError << 16);
+    }
 }
 
 std::u16string TextOf(const EraseOutcome& outcome) {

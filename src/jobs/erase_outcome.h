@@ -19,6 +19,9 @@ struct EraseOutcome {
 // `reason` is what went wrong before, if something did.
 EraseOutcome LookAtErased(JobEnv& env, CAspiCD& drive, const std::u16string& reason);
 
+// Gives an outcome without a reason one if the drive has told of lost blocks.
+void NoteLostBlocks(const CAspiCD& drive, EraseOutcome* outcome);
+
 // Whether the disc is empty, in words for the user.
 std::u16string TextOf(const EraseOutcome& outcome);
 

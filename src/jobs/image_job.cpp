@@ -201,6 +201,9 @@ bool ImageWriting::WriteCopy() {
     }
     m_drive.EjectDisk();
     m_hold.Release();
+    if (m_bWhole && m_drive.m_bCacheLost) { // told as late as at the door
+        m_notices.push_back(kCacheLost);
+    }
     const std::u16string contents =
         std::u16string(LeafName(m_strPath)) + u", " + FormatSize(m_nBytes);
     if (verification.WasBegun()) {
@@ -309,7 +312,7 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
         Status(u"Writing lead-out...");
         m_bWhole = m_drive.FinishSaoWrite(&m_cancel) == 0;
         if (!m_bWhole) {
-            m_notices.push_back(UnlessGivenUp(m_drive, kLeadOutFailed));
+            m_notices.push_back(NoLeadOutText(m_drive));
         }
         if (remaining > 0) {
             m_notices.push_back(kImageShorter);

@@ -154,6 +154,10 @@ const char16_t* NotFinishedText(const CAspiCD& drive) {
                                     : kSessionNotClosed);
 }
 
+const char16_t* NoLeadOutText(const CAspiCD& drive) {
+    return UnlessGivenUp(drive, drive.m_bCacheLost ? kCacheLost : kLeadOutFailed);
+}
+
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure) {
     return FormatWide("Stopped: %s", failure.what());
 }

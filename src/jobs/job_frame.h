@@ -58,6 +58,9 @@ int32_t HeldSectors(uint64_t sectors);
 bool RunFinisher(CAspiCD& drive);
 const char16_t* NotFinishedText(const CAspiCD& drive);
 
+// The same for a session at once that FinishSaoWrite could not finish.
+const char16_t* NoLeadOutText(const CAspiCD& drive);
+
 // "Stopped: %s", the words for a failure of the DVD logic.
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
 
@@ -151,6 +154,21 @@ class DriveHold {
     CCDWriterUI& m_ui;
     CAspiCD& m_drive;
     std::optional<BusyQuestion> m_busy; // while it is held
+};
+
+// Takes the job's paths out of the queue before the first block goes to the drive in its lifetime.
+// A job that fails or is cancelled earlier leaves them there.
+class PathsTaking {
+  public:
+    PathsTaking(JobHost& host, CAspiCD& drive) : m_drive(drive) {
+        drive.m_beforeFirstBlock = [&host] { host.TakePaths(); };
+    }
+    PathsTaking(const PathsTaking&) = delete;
+    PathsTaking& operator=(const PathsTaking&) = delete;
+    ~PathsTaking() { m_drive.m_beforeFirstBlock = nullptr; }
+
+  private:
+    CAspiCD& m_drive;
 };
 
 // The drive's door, locked until the object ends.

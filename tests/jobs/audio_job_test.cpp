@@ -245,7 +245,7 @@ TEST(AudioJob, SevenThousandBlocksOfGrace) {
                       : u"The duration of selected audio files exceeds disk capacity by 1:33 "
                         u"(min:sec) and cannot be written.\n\nPlease edit your selection and "
                         u"invoke Larkspin again.");
-        EXPECT_EQ(bench.host.clears, blocks == 8000 ? 1 : 0);
+        EXPECT_EQ(bench.host.clears, 0) << "nothing was written";
     }
 }
 
