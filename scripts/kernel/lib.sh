@@ -219,7 +219,7 @@ end_job() {
         fi
         sleep 0.5
     done
-    said=$(sed -n '/^message: The disk has been written and verified: /d; s/^message: //p' "$log")
+    said=$(sed -n '/^message: Disc written: /d; s/^message: //p' "$log")
 }
 
 # burn JOB ARGUMENT...: a job that must have nothing to say but what $allowed names.

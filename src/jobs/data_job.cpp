@@ -55,6 +55,7 @@ class DataWriting {
         m_args.files = &env.files;
         m_args.clock = &env.clock;
         m_args.record = &m_record; // also for what is told at the end
+        m_args.keepsHashes = verify;
     }
 
     // CutInPlace: the volume on the disc can't be added to, and there is no earlier one.

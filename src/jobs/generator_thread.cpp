@@ -199,7 +199,9 @@ void ImageGeneratorThread::Generate() {
     });
     std::optional<RecordingSink> recording;
     if (m_args.record != nullptr) {
-        recording.emplace(*m_args.pipe, *m_args.record);
+        if (m_args.keepsHashes) {
+            recording.emplace(*m_args.pipe, *m_args.record);
+        }
         generator.SetExtentsReady([this](ExtentList extents) {
             m_args.record->Expect(std::move(extents), uint64_t{m_args.nextStart} * kSectorBytes);
         });

@@ -37,6 +37,7 @@ struct GeneratorThreadArgs {
     std::vector<CutSession> cutSessions; // behind the previous one
     VolumeTitle title;
     WrittenRecord* record = nullptr; // filled until the generator has been joined; may be null
+    bool keepsHashes = false;        // in the record; without them it has the extents alone
     IFileSystem* files = nullptr;
     IClock* clock = nullptr;
 };

@@ -58,7 +58,7 @@ void Verification::Run(Records records, const std::function<void(DiscWindow& win
     m_reading.emplace(m_env, m_kind, total);
     m_bEdgesLeftOut = false;
     const ProgressScope progress(m_env, m_kind, kNothingAtStake);
-    m_env.ui.SetAmount(m_kind, m_nTotal);
+    m_env.ui.SetAmount(m_kind, total);
     m_env.ui.SetStatus(m_kind, u"Verifying...");
     DiscWindow window(
         m_drive, m_kind == JobKind::Audio ? DiscWindow::Format::Audio : DiscWindow::Format::Data,

@@ -70,6 +70,7 @@ void DiscVerifying::Run() {
     for (const std::u16string& line : m_volume.problems) {
         m_reading->AddBad(line);
     }
+    m_env.ui.SetAmount(JobKind::Verify, m_data.Bytes() + m_sound.Bytes());
     m_env.ui.SetStatus(JobKind::Verify, u"Verifying...");
     Read(m_data, DiscWindow::Format::Data);
     Read(m_sound, DiscWindow::Format::Audio);

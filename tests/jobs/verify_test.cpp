@@ -431,12 +431,14 @@ TEST(VerifyJob, NamesWhatCannotBeReadAndWritesNothing) {
         const std::string far = "far/1/2/3/4/5/6/7/8/9"; // is relocated
         const Bytes old = Payload(400'001, 1);
         const Bytes fresh = Payload(100'000, 2);
+        const auto tell = std::exchange(bench.host.onSuccess, [](const std::u16string&) {});
         bench.AddFile("old", old);
         bench.Burn({"old"});
         bench.AddFile("a/b/fresh", fresh);
         bench.AddFile("a/empty", {});
         bench.AddFile(far, Payload(5'000, 3));
         bench.Burn({"a", "far"});
+        bench.host.onSuccess = tell;
         std::vector<CAspiCD::RecordedTrack> tracks;
         ASSERT_TRUE(bench.Drive().ReadTracks(&tracks));
         const uint32_t second = tracks.back().begin; // 0 where the disc is written in place
