@@ -1,4 +1,7 @@
 #!/bin/bash
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # Compares larkspin-lab audio with other programs doing the same job, in turn within one run, each
 # on one core.
 #

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The road of a data disc, whole and in pieces: what the generator, the pipe and the drive each
 // take, and what the queue costs. Time is wall time; the virtual drive has no speed limit and its
 // disc lies below $TMPDIR.

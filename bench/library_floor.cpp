@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // library_floor FILE.mp3|FILE.ogg: decodes a file with its bare library, from memory and into
 // nothing, so that a benchmark can tell the library's time from our own. The calls are those of the
 // readers: libmad's decoding and synthesis, libvorbisfile's reading of 16-bit samples.

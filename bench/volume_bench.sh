@@ -1,4 +1,7 @@
 #!/bin/bash
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # Compares larkspin-lab volume with xorriso and bsdtar, in turn within one run, each to a pipe.
 #
 #   bench/volume_bench.sh [LAB] [ROUNDS]

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # Build settings common to every target, and the helpers that declare a room of the house.
 
 add_library(larkspin_settings INTERFACE)

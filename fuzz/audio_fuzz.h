@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a fuzz target of an audio reader does with its input: the probe, then the whole life of a
 // reader, as the audio job would use it.
 #pragma once

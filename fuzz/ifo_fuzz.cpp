@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The DVD-Video layout over control data of any bytes. The input gives the sizes of the parts, the
 // heads of three IFO files, and what follows the head of the manager. Whatever they say, a folder
 // is refused or has every title set where the manager's table puts it, and the volume's length is

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The containers of CLibavReader; the last byte of an input tells which.
 #include "audio/readers/libav_reader.h"
 #include "audio_fuzz.h"

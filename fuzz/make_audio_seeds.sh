@@ -1,4 +1,7 @@
 #!/bin/bash
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # make_audio_seeds.sh BIN FOLDER: small good files of each format, as seeds for the
 # fuzz targets. BIN is where the preset "fuzz" puts its programs.
 set -euo pipefail

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The merge over a disc of any bytes: input is the disc from sector 16 on. Whatever stands there,
 // the run ends with a text or with a volume of exactly the length that was told.
 #include "volume/iso_gen.h"

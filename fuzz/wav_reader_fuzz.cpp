@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "audio/readers/wav_reader.h"
 #include "audio_fuzz.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What goes wrong in a program that a menu started: nobody reads its standard error.
 #pragma once
 

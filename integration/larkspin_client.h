@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The outside's side of Larkspin's interface on the session bus.
 //
 // All calls block, on the calling thread. Failures are told by SendError with a text for the user.

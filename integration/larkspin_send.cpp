@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // larkspin-send: what the file manager, and anybody at a terminal, tells Larkspin by.
 #include "desktop_notice.h"
 #include "larkspin_client.h"

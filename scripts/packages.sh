@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2034
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # The Debian packages that the program needs, and a function that installs what is missing.
 # Sourced by run, test and .ci/run.
 
@@ -31,7 +34,7 @@ LARKSPIN_KERNEL_PACKAGES=(
     cdrskin xorriso cdparanoia libcdio-utils tgt open-iscsi eject openssl
 )
 
-LARKSPIN_LINT_PACKAGES=(clang-format clang-tidy shellcheck git)
+LARKSPIN_LINT_PACKAGES=(clang-format clang-tidy shellcheck git reuse)
 
 # install_packages NAME...: installs the missing ones; explains and fails where it can't.
 install_packages() {

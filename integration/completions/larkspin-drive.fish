@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # fish completion for larkspin-drive
 complete -c larkspin-drive -l disc -x -d 'Kind of blank disc' \
     -a 'cd-r cd-rw dvd-r dvd-rw dvd-rw-ow dvd-ram dvd+r dvd+rw dvd+r-dl dvd-r-dl'

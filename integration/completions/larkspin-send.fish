@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # fish completion for larkspin-send
 complete -c larkspin-send -f
 complete -c larkspin-send -n __fish_use_subcommand -a add -d 'Add files and folders to the queue'

@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2154
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # What the steps of tests/kernel are written with: plugging drives in, running Larkspin as a user
 # would, and comparing what the kernel shows. Sourced by the guest, as root.
 #

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CCDWriter: the engine. It owns the queue with its estimates and notices, and runs the jobs.
 //
 // One job runs at a time, on a thread of its own. The gate is taken before the thread is made, so

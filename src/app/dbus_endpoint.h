@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The command interface on the session bus: each message of the main dialog by its number, and a
 // typed method for each that the outside needs. Calls arrive on the main thread.
 //

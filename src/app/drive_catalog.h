@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The drives as the dialogs and the outside know them.
 //
 // Names, labels and letters are taken at construction and by LookAgain, on the main thread while no

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the engine raises when it can't do what it was asked for. The texts are for the user.
 #pragma once
 

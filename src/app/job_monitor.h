@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the job that runs is doing, and how the last one has ended, for those who look on from
 // outside. All operations may be called on any thread.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The process entry. Arguments are only those that ask for help or the version, and the toolkit's
 // own; what the program is to do comes by message.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CMainDlg: the program's command interface, and what the tray icon's clicks mean while no job
 // runs. It has no window of its own; messages reach it by number. All calls on the main thread.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "app/measures.h"
 #include "jobs/file_list.h"
 #include "platform/stoppable_files.h"

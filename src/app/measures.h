@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // How large queued items are, and how long they play.
 //
 // An item is measured once and keeps its measure for the rest of the run, even if the file changes;

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A notification of the desktop (Desktop Notifications Specification) that is sent by a program
 // without windows, and outlives it.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A user interface that lets somebody look on: everything goes on to the user interface behind it,
 // and what a job tells and asks is shown to an observer on the way.
 //

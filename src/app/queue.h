@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The write queue: the paths picked for the next disc, no two equal, in order of arrival unless the
 // user moves them. The order is that of the tracks of an audio disc.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "app/queue_watcher.h"
 #include "jobs/capacity_marks.h"
 #include "platform/insist.h"

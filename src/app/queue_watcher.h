@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The notices that tell the user when the queue has outgrown a kind of disc.
 #pragma once
 

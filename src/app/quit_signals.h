@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The signals that end a program as the wish to leave: a job that runs is ended in good order
 // first.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Keeps the machine up and awake while a job runs: inhibitor locks of logind
 // (org.freedesktop.login1.Manager.Inhibit). Where there is no logind, or it refuses, nothing is
 // held and nobody is told: the job runs as well without.

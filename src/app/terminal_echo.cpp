@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "app/terminal_echo.h"
 #include "platform/text.h"
 #include "ui/progress_dialog.h"

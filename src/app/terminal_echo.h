@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Tells a terminal what a job tells the user: status lines, percentages and message boxes go to
 // standard output.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "app/windows_process.h"
 #include "app/guarded.h"
 #include "app/quit_signals.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The process of the windows: it holds the connection to the display, and nothing else. When the
 // display goes, the toolkit ends this process, and the engine goes on without.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The decoder behind a pipe: base of the readers that decode on a thread of their own.
 //
 // The concrete constructor parses and validates on the calling thread and ends with StartDecoder,

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the headers of an audio file say, and the place that it will take on a disc.
 //
 // A probe never throws but for std::bad_alloc and yields nothing for a file that can't be read or

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CReader: a pull source of PCM bytes whose total length is known before the first byte is read.
 //
 // Samples of all channels are interleaved, channel 0 first; 16-bit samples are signed

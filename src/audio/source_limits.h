@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a source may be, and how one is refused: the limits of the stages and of CReader's fields.
 //
 // A refusal is a CReaderException whose text gives the reason; the factory puts the file's name in

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Appending to a DVD: where the old volume lies and the new session begins, and the update of the
 // volume descriptors on media that are written in place.
 #include "drive/descriptor_set.h"

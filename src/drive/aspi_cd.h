@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: one optical drive and all its operations.
 //
 // The operations are spread over one source file per topic: drive discovery, disc identification,

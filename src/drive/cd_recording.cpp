@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: recording a CD, track at once and session at once.
 #include "drive/direct_command.h"
 #include "drive/mmc.h"

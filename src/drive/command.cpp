@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: sending commands, and the waits and events around them.
 #include "drive/direct_command.h"
 #include "drive/mmc.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Cue sheets for session-at-once recording (SEND CUE SHEET, MMC): arrays of 8-byte entries.
 #pragma once
 

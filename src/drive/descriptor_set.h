@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The volume descriptors of a disc that is written in place (ECMA-119 6.7.1), once something was
 // added to it: readers pick one of them, so all must lead to the same tree.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // One command of the direct family and what came back.
 //
 // Direct operations judge a command by its sense, because the pass-through path reports a check

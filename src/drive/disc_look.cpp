@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: waiting for a unit before its disc is judged, and what is on a disc that may be written
 // over. Whatever can't be found out here is told as such: taken for "nothing" it would cost the
 // disc.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: what a drive is, its name, and the commands that act on it as a device.
 #include "drive/direct_command.h"
 #include "drive/mmc.h"

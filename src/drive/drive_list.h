@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The process's list of optical drives, in the order of discovery; a drive is known by its index.
 #pragma once
 

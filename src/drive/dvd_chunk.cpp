@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Writing one chunk of a DVD, and what to do about a drive that will not take it yet.
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the source files of DVD recording, erasing and appending share. Not for other rooms.
 #pragma once
 

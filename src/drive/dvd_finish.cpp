@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Closing a DVD recording in the way that suits the medium.
 //
 // A finisher runs only when something was written. It stops at the first step that fails and then

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Setting a drive up for a DVD recording: what the medium in it asks for, by its profile.
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A DVD recording from the state before it to the last chunk: reset, open, and the stream.
 #include "drive/dvd_detail.h"
 #include "drive/dvd_texts.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Making rewritable discs ready: blanking, formatting, overwriting with zeros.
 //
 // CD-RW and DVD-RW are blanked by the drive, which goes on by itself once told. A DVD+RW has no

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The answer of READ FORMAT CAPACITIES (MMC): a header with the length of the list, the current
 // capacity with its descriptor type, then the formattable capacities. All descriptors have eight
 // bytes and begin with a count of blocks.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: what lies in the drive. First the direct family, which serves the decisions of the jobs
 // on any disc; then the family of the DVD recorder.
 #include "drive/direct_command.h"

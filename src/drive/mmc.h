@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Operation codes and error codes of the command set (SPC, MMC) that this room sends and meets.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Mode pages: reading and selecting them, and what the capabilities and write options pages say.
 #include "drive/mode_pages.h"
 #include "drive/aspi_cd.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Answers of MODE SENSE(10): an 8-byte header, block descriptors, one page (SPC, MMC).
 #pragma once
 

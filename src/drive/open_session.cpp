@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: closing a session that a recording left open when it was cut off.
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"

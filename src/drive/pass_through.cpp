@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiTransport: the shim that serves request blocks through a port.
 #include "drive/mmc.h"
 #include "drive/srb.h"

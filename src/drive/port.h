@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The port: what the pass-through shim needs of a platform. Linux implements it with SG_IO, the
 // virtual drive directly, tests with scripts.
 //

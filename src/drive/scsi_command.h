@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CScsiCommand: the request block in which the DVD logic builds its commands. Lives on the stack
 // and is bound to one drive.
 #pragma once

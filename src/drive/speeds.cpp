@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAspiCD: the write speeds of a drive and the choice among them. Speeds are in KB/s unless they
 // are multiples of a medium's base speed.
 #include "drive/direct_command.h"

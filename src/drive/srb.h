@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The SCSI Request Blocks of ASPI for Win32, as the ASPI library and the shim take them: packed
 // records with a common header. Pointers are as wide as the platform's.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // How long drives may take for a command before it counts as hung.
 //
 // Whoever sends a command may ask for more time than this, never for less: a time-out makes the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The SCSI transport: the ASPI call surface above, one of two paths below.
 //
 // Commands travel in SCSI Request Blocks (ASPI for Win32). They are served by an ASPI library that

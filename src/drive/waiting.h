@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Waits inside operations of a drive: how often it is asked again, and what ends them.
 #pragma once
 

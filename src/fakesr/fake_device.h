@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // /dev/sr0 as the kernel's sr driver would show it, over a VirtualDrive.
 //
 // Environment: LARKSPIN_FAKESR names the folder of the disc in the drive; an empty drive if it is

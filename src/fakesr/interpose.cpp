@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The C library's calls as a preloaded library sees them: those that name /dev/sr0 or one of its
 // descriptors go to the fake device, all others on to the C library.
 #include "fakesr/fake_device.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a job has written to an audio CD: a hash for each track, and a stretch of sound by which the
 // offset of the drive can be found.
 //

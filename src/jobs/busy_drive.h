@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What becomes of a drive that a job waits for and that does not get on: the user decides.
 #pragma once
 

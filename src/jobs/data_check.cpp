@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "jobs/data_check.h"
 #include "drive/mmc.h"
 #include "jobs/drive_wait.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The disc check of the data job: which disc is written, and how; and whether the volume fits once
 // it is laid out.
 #pragma once

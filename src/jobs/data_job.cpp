@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "jobs/data_check.h"
 #include "jobs/drive_reason.h"
 #include "jobs/file_list.h"

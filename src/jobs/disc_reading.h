@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Reading a disc extent by extent, as the user sees it: the bar, Cancel, and what can't be read.
 //
 // Used by the job's thread.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A disc's bytes in the order of the disc, read through its drive in pieces as large as a drive
 // takes; where a piece can't be read, block by block, so that what is damaged can be named.
 //

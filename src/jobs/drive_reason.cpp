@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "jobs/drive_reason.h"
 #include "drive/sense.h"
 #include "jobs/busy_drive.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Waiting for a drive before its disc is judged: while it spins a disc up, wakes or comes out of a
 // reset, nothing that it says of the disc counts.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "jobs/erase_outcome.h"
 #include "drive/sense.h"
 #include "jobs/drive_reason.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What has become of a disc that was erased, by looking at it: a drive that takes the command may
 // fail at it later, and one that refuses it leaves the disc as it was.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // From queued paths to the files behind them. Everything here may run on any thread.
 #pragma once
 

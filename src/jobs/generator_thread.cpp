@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "jobs/generator_thread.h"
 #include "jobs/job_frame.h"
 #include "platform/text.h"

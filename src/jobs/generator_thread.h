@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The thread that feeds a data disc's volume into the pipe.
 //
 // The job's thread owns the object and everything that the arguments point at; all of it stays in

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "jobs/hash.h"
 
 // The library picks the fastest of its ways on the processor that it finds, where it has several.

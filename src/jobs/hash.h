@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The hash of what is written and read back: XXH3 of 128 bits. It tells bytes that have changed by
 // accident, at a cost that vanishes beside a copy.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Watching a drive blank a disc, and the erase that runs inside a write job.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The parts that the jobs share: drive look-up, disc facts, and the guards around the writing.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a job needs of the engine that started it: the queue, its head lines and the settings.
 //
 // All operations are called on the job's thread.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The five jobs: one disc operation each, run on the job's thread.
 //
 // A job asks for its parameters, brings the right disc into the drive by prompts, and works. It

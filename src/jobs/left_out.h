@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What comes between a job's parameters and its disc: the queue is walked, and the user learns what
 // of it will not be on the disc, and may say no. Nothing has been asked of the disc by then.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A disc whose last session was never closed: the job that wrote it was cancelled or killed.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The questions that the jobs put to the user, each text in one place.
 //
 // Every prompt is a message box without an owner, titled "Larkspin 1.4", run on the job's thread.

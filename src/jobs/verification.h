@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Reading back what a job has written, and telling whether it is there: between the end of the
 // recording and the eject, through the drive. Nothing is written, and no source is looked at.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a job has written to a disc, as a hash for each extent: made from the bytes on their way to
 // the drive, so that nobody has to read a source again.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The subcommands of larkspin-lab, one file each. A subcommand gets what stands behind its name
 // and returns the exit status of the process: 0, or 1 after a message on the error output.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // larkspin-lab: parts of Larkspin on the command line, for tests, benchmarks and the curious.
 #include "lab/commands.h"
 

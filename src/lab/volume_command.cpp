@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // "volume": writes the stream that a data job would send to the drive.
 #include "lab/commands.h"
 #include "platform/byte_stream.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // How values travel between the engine and the process of the windows.
 //
 // A value is written as its bytes, in the machine's own order: both ends are one program on one

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Frames over one end of a socket pair: a length of 32 bits, then as many bytes.
 //
 // One thread may send while another one receives; Shut may be called on any.

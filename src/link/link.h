@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The conversation of the engine with the process of the windows: each end tells the other things,
 // and asks it things. Both ends have one Link.
 //

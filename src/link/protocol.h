@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // All that the engine and the process of the windows say to each other.
 //
 // To add an operation: a name in OpId and a line in `op`, a method in RemoteUi that tells or asks

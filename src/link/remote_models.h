@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the dialogs know of drives, queue and settings, asked of the engine over the link. When the
 // engine has gone, the answers are those of an empty queue and an empty store.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The user interface as the engine has it: all that it is told and asked goes to the process of
 // the windows, whose UiHost gives it to the real one.
 //

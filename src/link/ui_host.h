@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Gives what comes from the engine to the user interface in this process, and tells the engine
 // what the user does with the tray.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // An anonymous pipe inside the process: one writer thread, one reader thread, a ring of bytes.
 //
 // A full pipe blocks the writer and an empty one the reader; that is the only flow control. So that

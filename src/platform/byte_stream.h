@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The ends of a stream of bytes, and the block device behind a previous session.
 //
 // Each object has one user at a time; an implementation that is shared by two threads says so.

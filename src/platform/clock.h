@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Time and dates, behind an interface so that runs can be repeated to the byte.
 //
 // All operations may be called on any thread.

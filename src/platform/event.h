@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Waitable events. CSyncObject is the base of everything that can be waited for; CEvent is the
 // only kind the program needs. All operations may be called on any thread.
 #pragma once

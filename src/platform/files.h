@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Files and folders, behind an interface that tests can wrap to let files vanish, shrink, grow,
 // fail and come in any order.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What has to be done although there may be no memory for it right now: unlocking a door, telling
 // of a failure, ending the program.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A mutex that all processes of one user know by name; it says who came first.
 //
 // It is an flock(2) on a file in $XDG_RUNTIME_DIR, or, without one, in a folder of the user's own

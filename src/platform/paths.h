@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The one place that knows separators.
 //
 // A path that starts with '/' follows POSIX: the separator is '/', the root is "/". Any other path

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A small store of typed values under key paths, one file for each user.
 //
 // A key path is names joined by '\', such as "Software\Maker\program"; value names are any text.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The settings store in a file.
 //
 // The file is a property tree in Boost's INFO format, which keeps every byte of names and texts

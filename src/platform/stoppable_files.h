@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Files that can't be read any more once somebody has asked for a stop: what reads them, be it a
 // library without an end to its search, comes back soon.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Calls to services of the system, such as UDisks2 and logind, over its message bus (D-Bus).
 //
 // An interface, so that the rooms below the process entry need no toolkit and tests can play the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Wide text and its 8-bit form.
 //
 // Wide text is UTF-16 on every platform. Native names are bytes: UTF-8 where they are valid

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CCDWriterUI: the owner of all dialogs, as the jobs see it.
 //
 // Every operation may be called from a job's thread. None touches a widget there: it posts to the

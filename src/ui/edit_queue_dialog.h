@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The queue editor's own knowledge: when its rows are stale, in which order they stand, removing
 // what is selected and moving tracks.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What CMainDlg needs of the desktop: tray, timer, boxes, loop. All calls on the main thread but
 // ShowBalloon, which may come from any.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The pop-up menus as data, and the rule that places them.
 //
 // Everything here is free of state and may be called on any thread.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the dialogs need to know of drives and of the queue, so that this room needs neither.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the parameter dialogs show and what their answers mean.
 //
 // An object of these classes serves one run of its dialog and lives on the job's thread, which is

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a progress dialog knows and decides: bar, status line, elapsed time, time left, picture, the
 // cancel question and the two flags.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // How fast a job is and how long it will take, from looks at its bar. One thread.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the queue editor says of one path beside its name. Slow where the disk is slow: meant for a
 // thread that nothing waits for. Any thread.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Which picture stands before a path in the queue editor. The desktop is asked once for each
 // suffix, and all files with one suffix share its picture. Main thread.
 #pragma once

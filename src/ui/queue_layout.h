@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Where the controls of the queue editor stand, in pixels of the client area.
 //
 // The list takes what is left; the buttons keep to the right and bottom edge, the check box to the

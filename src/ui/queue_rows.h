@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The rows of the queue editor: the queue's paths in the order of their names, or as they are. Free
 // of state; any thread.
 #pragma once

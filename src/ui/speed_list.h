@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The speed combo of the parameter dialogs. Speeds are multiples of the medium's base speed.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The disc titles used last, offered for completion in the data dialog and kept in the settings
 // store. Used by one thread at a time.
 #pragma once

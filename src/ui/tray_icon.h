@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The notification-area icon: its animation, its balloons and what a click on it does.
 //
 // The logic behind the icon; a view shows it. Used on the main thread only.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Thrown at start-up when a window cannot be made; ends the program with its text in a box.
 #pragma once
 

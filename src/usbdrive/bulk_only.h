@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The bulk-only transport of the USB mass storage class, revision 1.0, on the drive's side: command
 // blocks come in, data goes one way or the other, status goes back. The numbers in brackets are
 // those of the class's "thirteen cases" (6.7).

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Runs the bus's commands on the virtual drive, on a thread of its own: a command may take its
 // time while the bus wants answers at once.
 //

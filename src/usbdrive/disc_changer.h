@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The folders that go into the drive one after the other, and what a person does at the drive:
 // presses the button, puts a disc into the tray, closes it.
 //

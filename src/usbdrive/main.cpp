@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // larkspin-drive: the virtual drive as a USB burner of this machine.
 #include "platform/clock.h"
 #include "usbdrive/command_runner.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the drive says of itself on the bus (USB 2.0, chapter 9): a high-speed device with one
 // interface of the mass storage class, transparent SCSI command set, bulk-only transport.
 #pragma once

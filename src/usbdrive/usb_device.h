@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The device on the bus: the control endpoint's requests (USB 2.0, chapter 9; bulk-only transport,
 // chapter 3), and the way of a transfer to the endpoint that it is for.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Serves the device over the socket that the kernel's virtual host controller holds the other end
 // of. All calls come from one thread.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The USB/IP protocol's messages, as the kernel's vhci-hcd driver speaks them over a socket
 // (Documentation/usb/usbip_protocol): headers of 48 bytes, big-endian, transfer data behind them.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Plugs a device into the kernel's virtual USB host controller (vhci-hcd): finds a free port and
 // hands over one end of a socket pair, over which the kernel then speaks USB/IP.
 #pragma once

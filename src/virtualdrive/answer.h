@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Builds the data of an answer: a byte row that grows, with big-endian numbers (SPC, MMC).
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CD-R and CD-RW: track at once and session at once, sessions, the layouts of the Red Book.
 //
 // Track at once lays a track behind the last one with 2 run-out blocks and 150 blocks of pre-gap

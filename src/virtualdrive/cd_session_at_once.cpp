@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Session at once: from the cue sheet to the lead-out.
 #include "virtualdrive/cd_medium.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // READ TOC/PMA/ATIP of CD media (MMC, "READ TOC/PMA/ATIP command").
 #include "virtualdrive/answer.h"
 #include "virtualdrive/cd_medium.h"

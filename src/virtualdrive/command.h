@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // One command on its way through the drive: its CDB and the host's buffer.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A cue sheet (SEND CUE SHEET, MMC) read strictly and turned into the plan of a session-at-once
 // recording.
 #pragma once

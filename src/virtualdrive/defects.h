@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Defects of a medium by the addresses of its blocks, from the file defects.txt in the disc's
 // folder.
 //

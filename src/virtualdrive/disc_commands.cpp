@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What lies on the disc.
 #include "virtualdrive/answer.h"
 #include "virtualdrive/drive.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A disc in a folder: what is recorded where, and the files that hold the blocks.
 //
 // `disc.txt` holds the disc's state and is replaced as a whole by a rename, so it is always either

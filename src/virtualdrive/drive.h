@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The drive's command set: takes a CDB apart, checks the unit (medium, attention, operations in
 // progress) and runs it. One file for each group of commands: unit_commands.cpp (the device, door
 // and events), mode_commands.cpp (mode pages, configuration, speeds), disc_commands.cpp (what is

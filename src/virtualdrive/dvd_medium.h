@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What all DVD media have in common: physical facts, speeds, disc structures, the fabricated TOC.
 //
 // The smallest unit that a DVD records is an ECC block of 16 blocks of 2048 bytes; capacities are

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // DVD-RW in restricted overwrite (MMC, "Rigid restricted overwrite feature"), and how a DVD-RW
 // changes between the two ways of recording.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // DVDs that are written in place: DVD+RW and DVD-RAM, and what they share with DVD-RW in
 // restricted overwrite (dvd_minus_rw.h).
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // DVDs that are written from the inside out: DVD-R, DVD-RW in sequential recording and DVD-R DL;
 // DVD+R and DVD+R DL.
 //

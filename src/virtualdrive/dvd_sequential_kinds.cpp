@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Where the sequential kinds of DVD differ.
 #include "virtualdrive/dvd_minus_rw.h"
 #include "virtualdrive/dvd_sequential.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Faults by script: which command is answered badly in place of being run, and what the commands
 // behind it are answered.
 //

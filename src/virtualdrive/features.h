@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Features of the drive as GET CONFIGURATION reports them (MMC, "Features and profiles").
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a kind of medium is to the drive: the rules of one profile family (MMC, "Features and
 // profiles").
 //

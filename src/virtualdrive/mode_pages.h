@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The mode pages of the drive (MODE SENSE and MODE SELECT; SPC and MMC).
 //
 // Pages: 01h error recovery, 05h write parameters, 0Eh CD audio control, 1Ah power condition, 1Dh

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the scripts for the virtual drive have in common: a rule a line, "#" begins a comment.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Sense codes (SPC, "Sense key and additional sense code definitions") that the drive answers with.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // READ TOC/PMA/ATIP, formats 0 and 1 (MMC), which all media know.
 #pragma once
 

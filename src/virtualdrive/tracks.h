@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The tracks and sessions of a disc that is written from the inside out: which there are, how far
 // they reach, and how the next one begins and ends.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The device itself: readiness, identity, door and events.
 #include "virtualdrive/answer.h"
 #include "virtualdrive/drive.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A virtual optical drive: the port interface over a disc that lives in a folder.
 //
 // It models a strict MMC drive: what a real one refuses is refused here with the sense a real one

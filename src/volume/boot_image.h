@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // One boot image: what its catalog entry must say, and its boot information table.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Dates of a volume: local time with the zone that holds at that very moment, daylight saving
 // included, so two dates of one volume can differ in their zone. A zone that the fields can't hold
 // gives way to the nearest one towards UTC that they can; the moment stays the same.

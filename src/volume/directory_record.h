@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The directory record of ECMA-119 9.1, less its System Use field.
 #pragma once
 

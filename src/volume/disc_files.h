@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The files of a volume on a disc, by its own directories (ECMA-119, with the names of RRIP), for
 // whoever reads them all.
 #pragma once

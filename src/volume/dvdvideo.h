@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // DVD-Video layout: what must stand behind each file of a VIDEO_TS folder so that every part lies
 // where the control data (IFO files) say.
 //

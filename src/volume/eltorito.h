@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Bootable volumes: the El Torito boot catalog and its Boot Record descriptor, and the boot area in
 // the first 16 sectors.
 //

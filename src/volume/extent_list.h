@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What goes on the disc, extent by extent, for whoever reads it back: places and names, a few dozen
 // bytes for each.
 //

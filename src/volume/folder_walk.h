@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The walk over the paths of a queue: one set of rules for all who ask what lies below them, the
 // measures, the estimate, the tracks of an audio disc and the tree of a volume.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // One row of the table of output fragments: a stretch of sectors of the volume.
 #pragma once
 

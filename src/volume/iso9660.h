@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The ISO 9660 (ECMA-119) structures of the primary tree, and the "Version block".
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CCDWriterISOGen: turns a list of paths into one stream of 2048-byte sectors.
 //
 // The volume is never staged: a size pass and a generate pass place everything, then the write pass

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The Joliet tree: a second set of directories, path tables and a Supplementary Volume Descriptor
 // that show the files of the ISO tree under their long names in big-endian UCS-2.
 //

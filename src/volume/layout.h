@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The conductor: sorts the tree, plans the volume, and sends it.
 //
 // The table of fragments stands in layout.cpp; each view of the volume supplies its rows, and a

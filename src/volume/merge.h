@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Laying the tree of a new session over the session before it (ECMA-119, SUSP 1.12, RRIP 1.12).
 //
 // What the merge does with the names of a folder:

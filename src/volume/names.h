@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // ISO 9660 names: translation of source names, comparison, and the digits of a clash.
 #pragma once
 

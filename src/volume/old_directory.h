@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // One directory of a previous session, read into entries for the new tree.
 //
 // Records are kept as they stand: ISO name, date, flags, extent and System Use data. Exceptions:

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The files of a volume in the order in which they are sent, opened.
 //
 // When a file makes the sender wait for a disk, the system is asked for the next ones at once, so

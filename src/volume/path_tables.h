@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Path tables (ECMA-119 9.4) of the primary and the Joliet tree.
 #pragma once
 

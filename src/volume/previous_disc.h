@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The disc that a session is added to, as the merge reads it.
 //
 // Whatever the disc holds, what is read from it is bounded: nothing at or behind the new session,

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Rock Ridge: System Use data of the entries (SUSP, RRIP 1.09 "RRIP_1991A"), continuation areas,
 // the extension record, and the fields that can only be filled once directories have addresses.
 #pragma once

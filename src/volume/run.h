@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What one run of the generator shares between its steps: options, tree, cursors, tables.
 //
 // Lives from the start of MakeVolume to its end, on the generator's thread.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Builds the source tree from the paths of the queue by walking the disk.
 //
 // What is walked, and in which order, is told in folder_walk.h. A name that has vanished, can't be

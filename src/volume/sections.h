@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The sections of a file: its contents in several extents, each with a directory record of its own
 // (ECMA-119 6.5.1), as a record counts its bytes in 32 bits.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The way of sectors to the sink: gathers them into larger writes and counts them.
 //
 // A sink whose reader has gone ends the run: the next write that reaches it throws ReaderGone.

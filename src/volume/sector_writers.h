@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Typed writers for the fields of disc structures, and the readers that go with them.
 //
 // Offsets are bytes from the start of the structure, as the standards give them counted from 0.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Finishes each directory for the ISO view: dots, unique names, order, sizes.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // System Use entries of SUSP 1.12 and RRIP 1.12: where their fields stand, and the walk over them.
 //
 // Offsets are bytes from the start of an entry.

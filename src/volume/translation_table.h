@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // TRANS.TBL: a file that gives the entries of its directory long names, for volumes that have no
 // better way to do it.
 #pragma once

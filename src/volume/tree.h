@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The source tree: the one picture of the volume in memory, of which ISO 9660, Joliet, Rock Ridge
 // and UDF are views. A file's contents lie on the volume once, and every view points at them.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Files of the queue that would show under a name that is taken in their folder: two items of one
 // name, folders of one name that both hold such a file. Each gets a name of its own, "photo
 // (2).jpg", so that none hides the other.

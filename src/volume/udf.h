@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The UDF 1.02 bridge: rows of the fragment table that put a UDF volume beside ISO 9660 and Joliet,
 // with the file contents shared. The order of the rows is that of their declarations.
 //

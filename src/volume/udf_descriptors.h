@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The UDF descriptors of the volume as a whole: who it is, where its one partition lies, and how
 // to find both. ECMA-167 parts 3 and 4; a read-only volume without a virtual allocation table or
 // sparing table.

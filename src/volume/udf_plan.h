@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Where the UDF view of a volume stands, filled while the volume is planned.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The small forms that all UDF descriptors are built of: the tag with its checksums, timestamps,
 // entity identifiers, and texts. ECMA-167 gives the forms, UDF 1.02 what stands in them.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The directories and files of the UDF view: file entries, which say where contents lie, and file
 // identifiers, which give them names. ECMA-167 4/14.4 and 4/14.9.
 //

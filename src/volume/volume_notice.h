@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What a run of the generator has to tell of single names: what it leaves out of the volume and
 // why, what stands there otherwise than it was asked for, and what changed while it was read.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // An engine with its surroundings faked: files and settings in memory, two drives that answer by
 // script, a user interface that answers by script.
 #pragma once

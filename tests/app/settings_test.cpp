@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "app/settings.h"
 #include "platform/settings_keys.h"
 #include "support/memory_store.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Writes Monkey's Audio files (format 3.99, compression level "fast"), since no free encoder for
 // them is to be had.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Sound files for the tests of the readers: made at run time with the formats' own encoders, read
 // back with independent decoders, damaged on purpose.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the readers of all compressed formats have in common: the sound, the form and the length
 // that they tell, their refusals; and what each must bear: damaged files and files that fail,
 // trickle or end while they are read.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The table of docs/audio.md: what becomes of each shape of a sound file.
 #include "audio/factory.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The path through an ASPI library that is found at run time.
 #include "drive/fake_aspi/fake_aspi.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Recording a CD: cue sheets, mode pages, the order of commands, retries and cancels.
 #include "drive/cue_sheet.h"
 #include "drive/dvd_bench.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Sending commands: both families, and the waits and events around them.
 #include "drive/answers.h"
 #include "drive/direct_command.h"

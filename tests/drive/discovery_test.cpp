@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Finding drives, and the commands that act on a drive as a device.
 #include "drive/answers.h"
 #include "drive/drive_list.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A scripted DVD recorder that answers the questions of a recording sensibly, and what the tests
 // of DVD recording write to it and read off it.
 #pragma once

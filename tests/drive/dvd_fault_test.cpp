@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The whole road of an appended recording, and the same with a fault at each of its commands.
 #include "drive/dvd_bench.h"
 #include "support/memory_source.h"

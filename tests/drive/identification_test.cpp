@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What lies in the drive: the answers of disc, track and format commands and what is made of them.
 #include "drive/dvd_bench.h"
 

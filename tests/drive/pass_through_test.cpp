@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The shim: its table of drives, and the request blocks that it serves.
 #include "drive/answers.h"
 #include "drive/srb.h"

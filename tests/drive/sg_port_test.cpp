@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The SG_IO port against a kernel that the test plays.
 #include "drive/linux/sg_port.h"
 #include "platform/text.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Write speeds: the list for the user, and bringing a choice to the drive.
 #include "drive/dvd_bench.h"
 

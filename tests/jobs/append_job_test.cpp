@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Data jobs that add to a disc, begun by them or by another program: what programs that know
 // nothing of Larkspin then find on it, session by session.
 #include "faulty_files.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The audio job: files of all formats in, the track list of the finished disc out, as the drive and
 // as programs that know nothing of Larkspin read it; and what is refused on the way.
 #include "audio/factory.h"

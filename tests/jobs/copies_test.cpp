@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Discs that are written more than once, as audio and as an image.
 #include "job_bench.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "faulty_files.h"
 #include "job_bench.h"
 #include "jobs/busy_drive.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // How the jobs come to the right disc: what they ask before they write, and what comes of the
 // answers.
 #include "faulty_files.h"

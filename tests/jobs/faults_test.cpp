@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Every command of a job's road fails once: with and without having been run, with garbage for an
 // answer, by a time-out, for want of memory; and as hardware fails, which says something else next:
 // that it was reset and is becoming ready, that a write takes long, that the medium has changed, or

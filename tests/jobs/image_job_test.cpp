@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The image job, row by row: what is written, what is refused, and what the user is told.
 #include "job_bench.h"
 #include "support/memory_files.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A job on the virtual drive: real files in, a disc in a folder out, the user by script. Time
 // stands still but for the sleeps of the jobs.
 #pragma once

@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # Audio CDs and images, read back by the kernel and by readers of other hands.
 
 step_audio_cd() {

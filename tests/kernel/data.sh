@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # Data discs of every kind: written by Larkspin through /dev/srN, mounted and compared by the kernel.
 
 # sessions KIND COUNT [TYPE]: that many jobs on one disc; all that was written is there after each.

@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # The desktop in the way: what it mounts, holds, asks and presses while a disc is made.
 
 automount() { as alice udisksctl mount -b "$device" || fail "UDisks does not mount $device"; }

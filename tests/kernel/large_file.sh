@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # A file that takes more than one extent, in each view of its volume that the kernel has.
 
 # 5 GiB and a part of a sector, a hole but for marks that differ: at each mebibyte, close together

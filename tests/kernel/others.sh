@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # A recorder of other hands under Larkspin, and programs of other hands over larkspin-drive.
 
 # tgt's model of a DVD+R recorder, reached over iSCSI on the loopback.

@@ -1,4 +1,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # Users and devices that a disc can't be made with.
 
 # turned_away USER TEXT...: Larkspin says so at its start, and goes. No drive was written to.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "link/frame_socket.h"
 #include "link/link.h"
 #include "link/protocol.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The pipe between two threads. The readers and writers go at their own pace; what is fixed is
 // the order of bytes and who is let go when an end closes.
 #include "platform/byte_pipe.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A file system in memory: folders, which list their names in the order of arrival, and files that
 // can misbehave.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The desktop as CMainDlg sees it, for tests: it keeps what it was asked for.
 #pragma once
 

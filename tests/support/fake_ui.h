@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A user interface for tests: it answers from a script, and keeps what it was told.
 //
 // The job calls it on its own thread, the test looks at it on another: all state is locked or

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A reader of ISO 9660, Joliet and Rock Ridge volumes for tests, written from ECMA-119, the Joliet
 // specification, SUSP 1.10 and RRIP 1.09, and from nothing in src/volume.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // make_ape FILE FRAMES: a Monkey's Audio file of tones and noise, stereo at 44,100 Hz, since no
 // encoder for the format is to be had. For benchmarks and as a seed for the fuzzer.
 

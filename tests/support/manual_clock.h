@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A clock for tests: it stands still but for the sleeps, which take no time.
 //
 // May be used on any thread.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Files in memory. They can give few bytes at a time, fail from an offset on, or never end.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A source over bytes in memory, for tests: hands out short reads, fails where it is told to, and
 // calls back at every read.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A port whose drives answer by script, for tests of the drive layer one command at a time.
 //
 // Every command is recorded. What answers it is, in this order: the answer set for its place in the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A reader of UDF 1.02 volumes for tests, written from ECMA-167 and from nothing in src/volume.
 //
 // It is an oracle: every descriptor's tag, checksum, CRC and location must be right, both volume

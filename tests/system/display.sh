@@ -1,4 +1,7 @@
 # shellcheck shell=bash
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # The display goes away: the X server or the compositor is killed, in the middle of a disc and at
 # other times. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send,
 # the library that shows a virtual disc as /dev/sr0.

@@ -1,4 +1,7 @@
 # shellcheck shell=bash
+# SPDX-FileCopyrightText: The Larkspin developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+#
 # The program from outside: started on demand, told what to do over the message bus, and a disc at
 # the end. Expects a display and a session bus of its own. Arguments: larkspin, larkspin-send,
 # the description of the interface.

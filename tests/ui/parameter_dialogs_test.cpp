@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the parameter dialogs show, and what their answers turn into.
 #include "platform/settings_keys.h"
 #include "support/manual_clock.h"

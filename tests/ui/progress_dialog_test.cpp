@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The progress dialogs' bar, clock, picture, flags and cancel question.
 #include "ui/progress_dialog.h"
 #include "ui/ui_exception.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Rows, details, icons and layout of the queue editor.
 #include "platform/settings_keys.h"
 #include "support/fake_files.h"

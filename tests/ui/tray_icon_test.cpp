@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The tray icon's clicks, animation and balloons, and the menus as data.
 #include "ui/menus.h"
 #include "ui/tray_icon.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The USB side of larkspin-drive without a kernel: what a host gets for its transfers.
 #include "platform/text.h"
 #include "support/temp_folder.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The disc in its folder: what a killed process leaves, and what is no disc.
 #include "host.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // DVD+RW, DVD-RAM and DVD-RW in restricted overwrite, command by command.
 #include "host.h"
 

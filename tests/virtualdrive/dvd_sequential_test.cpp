@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // DVD-R, DVD-RW in sequential recording, DVD+R and the discs with two layers, command by command.
 #include "host.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Programs that know nothing of the virtual drive use it as /dev/sr0, through the preloaded
 // library: they must get along with it, and what they write and list must be right.
 #include "host.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A host for tests of the virtual drive: sends CDBs and looks at what comes back.
 #pragma once
 

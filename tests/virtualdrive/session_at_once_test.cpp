@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Session at once: cue sheets, strict addresses and forms, and what is on the disc afterwards.
 #include "host.h"
 

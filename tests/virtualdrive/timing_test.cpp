@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The modelled drive: scripts, speed, operations that take their time, and two threads at it.
 #include "host.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Track at once on CD: where tracks and sessions come to lie, what can be read back, and what the
 // disc says of itself on the way.
 #include "host.h"

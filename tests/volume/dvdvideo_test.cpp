@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // DVD-Video layout: sets made up to the sector, broken ones, and authored ones read by others.
 #include "readers_kit.h"
 #include "volume_kit.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Bootable volumes: the catalog byte for byte, broken images, the user's own files, and a machine
 // that boots.
 #include "merge_kit.h"

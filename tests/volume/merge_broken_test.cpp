@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Discs that are broken, or made to do harm, and drives that fail: a text, and nothing sent.
 #include "merge_kit.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Discs that other programs began: a session is added, and independent readers must find all of
 // both, with old data as it was.
 #include "merge_kit.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the tests of the merge share: a disc of sectors that sessions are added to.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Volumes read back by programs that nobody here wrote: xorriso, bsdtar, 7-Zip and libcdio.
 #include "readers_kit.h"
 #include "volume_kit.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "support/udf_reader.h"
 #include "volume/dates.h"
 #include "volume_kit.h"

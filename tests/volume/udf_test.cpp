@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The UDF view: against an oracle of its own, against the ISO side, and read by other programs.
 #include "merge_kit.h"
 #include "readers_kit.h"

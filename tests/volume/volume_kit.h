@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the tests of the volume generator share: the files of a queue, a sink that collects, and a
 // run of the generator over both.
 #pragma once

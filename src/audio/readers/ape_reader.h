@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A Monkey's Audio file, decoded on a thread of its own.
 //
 // m_nBits is what the file says; the chain refuses what is neither 8 nor 16.

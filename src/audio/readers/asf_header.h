@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The few facts of an ASF header that are needed before a decoder is tried: whether the content is
 // encrypted, and how long it plays. From the ASF specification, revision 01.20.03.
 //

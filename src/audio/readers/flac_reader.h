@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A FLAC file through libFLAC, decoded on a thread of its own.
 //
 // m_nBits is what STREAMINFO says, in whole bytes: samples of 12 bits leave with 16, of 20 with 24,

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A Monkey's Audio decompressor with a small call surface, on libavformat and libavcodec.
 //
 // A block is one sample of all channels. GetData and Seek belong to one thread; GetInfo may be

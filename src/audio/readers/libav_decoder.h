@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // libavformat and libavcodec as the readers see them: one stream of a file, decoded to interleaved
 // samples. They come in a module of their own (src/audio/libav), since they bring more than a
 // hundred libraries with them: a program that meets no file for them neither waits for these to be

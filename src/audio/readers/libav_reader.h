@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CLibavReader: the formats that libavformat and libavcodec read by themselves, decoded on a thread
 // of its own: AAC and Apple Lossless in an MPEG-4 file, bare AAC (ADTS), Opus in Ogg, AIFF,
 // WavPack.

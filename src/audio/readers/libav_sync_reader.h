@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A synchronous reader of Windows Media audio: the operations that CWmaReader needs of the
 // runtime, and the runtime that stands on libavformat and libavcodec.
 //

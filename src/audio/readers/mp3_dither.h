@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CMp3Dither: one channel of libmad's fixed-point samples to 16 bits, with noise-shaped dither.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The frame without sound that encoders put in front of an MPEG Layer III stream: the "Xing" or
 // "Info" frame, with the extension of LAME that tells how much silence the encoder added.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CMP3Reader: MPEG audio of all layers through libmad, decoded on a thread of its own.
 //
 // The constructor walks all frame headers once, which gives the length without any synthesis. The

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CMpegStream: libmad's stream over a file, through a window of fixed size that moves on.
 //
 // Gives the same frames as a stream over the whole file in one buffer, except that junk can't pose

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // An Ogg Vorbis file through libvorbisfile, decoded on the caller's thread to 16 bits.
 //
 // The links of a chained file follow one another. A file with links of different rates or channels

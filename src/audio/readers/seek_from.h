@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Moves in a file the way that decoder libraries ask for: from the start, the place or the end.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CSndfileReader: the WAV files that are more than a plain RIFF form of PCM, through libsndfile on
 // the caller's thread: files of a pipe whose sizes were never filled in, RF64 and W64, floats,
 // A-law, mu-law, ADPCM and the like. A tag in front of the file is stepped over.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Tags, which stand around the sound of a file and are no part of it: ID3v2 (2.2 to 2.4), ID3v1
 // and APE tags. Their contents may look like frames of sound, so that they have to be stepped over
 // by their own sizes.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CWavReader: the samples of a RIFF file of form WAVE (Microsoft/IBM "Multimedia Programming
 // Interface and Data Specifications 1.0"), read on the caller's thread.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A Windows Media audio file, decoded on a thread of its own by the runtime's synchronous reader.
 //
 // Of several audio streams the one listed last is read. m_nLength is the playing time in bytes and

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CAligner: the outermost stage. It makes the length exact: the claimed length of its source,
 // rounded up to whole blocks. What the source lacks is silence, what it has too much is dropped.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CBitEnhancer: 8-bit unsigned samples to 16-bit signed ones, value (v - 128) * 256.
 #pragma once
 

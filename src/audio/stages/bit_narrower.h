@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CBitNarrower: samples of 24 or 32 bits, or floats of 32 bits, to 16 bits with dither.
 //
 // A float beyond full scale is held there and counted; one that is no number becomes silence.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CMonoToStereo: every 16-bit sample of a single channel twice, left and right alike.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CRateConverter: the arithmetic of sample rate conversion, free of threads and pipes.
 //
 // A band-limited interpolator: each output sample is the sum of 32 or 33 input samples under the

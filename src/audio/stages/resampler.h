@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CResampler: brings 16-bit audio of one or two channels to another sample rate, on a thread of
 // its own. The arithmetic is CRateConverter's for sources of up to 48,000 Hz and CSoxrConverter's
 // for all above.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The filters of a band-limited interpolator: sincs under a Blackman window, one for each phase
 // between two input samples.
 #pragma once

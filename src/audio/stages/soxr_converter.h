@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CSoxrConverter: sample rate conversion by libsoxr in its high quality, for rates from which much
 // has to be filtered out. Flat to 20 kHz, and what lies above half the target rate is gone. The
 // result is brought to 16 bits with triangular dither.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // CTriangularDither: samples of 32 bits to 16 bits with triangular dither.
 //
 // The dither is of one step of 16 bits to each side (the sum of two even ones), so that the noise

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // An optical drive's device file, taken away from the rest of the system.
 //
 // What is mounted from the device is unmounted, through UDisks2 first, which lets whoever sits in

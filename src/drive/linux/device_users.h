@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Who uses a device, as far as /proc shows it to the user of this process.
 #pragma once
 

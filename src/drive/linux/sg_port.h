@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The port on Linux: optical drives of the kernel's sr driver, found in sysfs and driven with the
 // SG_IO ioctl.
 //

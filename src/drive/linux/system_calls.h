@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What the SG_IO port asks of the system, behind an interface so that tests can play the kernel.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The program's own pictures. They are drawn as vectors; the build makes pixels of them, which are
 // part of the executable, so that no plug-in of the toolkit is needed. Main thread.
 #pragma once

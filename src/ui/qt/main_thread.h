@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The way from a job's thread to the main thread and back.
 //
 // A job's thread touches neither widgets nor anything else of Qt: it leaves functions here, which

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Balloons through the desktop's notification service (Desktop Notifications Specification 1.2):
 // unlike those of a tray icon they can be replaced at once, and they need no tray. Main thread.
 #pragma once

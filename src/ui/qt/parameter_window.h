@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The window of the four parameter dialogs. It shows a ParameterContent and keeps what the user
 // makes of it; it knows no drive. Main thread.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The window of a progress dialog. Lives hidden from start-up on. Main thread.
 #pragma once
 

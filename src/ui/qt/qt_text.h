@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Wide text to and from the toolkit's. Both are UTF-16; no unit is changed.
 #pragma once
 

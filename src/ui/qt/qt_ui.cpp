@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "ui/qt/qt_ui.h"
 
 #include "ui/edit_queue_dialog.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The Qt side of the user interface as one object: all windows of the program.
 //
 // Made on the main thread after QApplication and destroyed before it. CCDWriterUI's calls may come

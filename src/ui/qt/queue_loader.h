@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Reads what the queue editor shows of its paths on a thread of its own, so that neither a long
 // queue nor a slow disk holds up the window.
 #pragma once

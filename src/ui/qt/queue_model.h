@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The queue editor's table: the columns but the name and the track are read when they are looked
 // at. Rows can be dragged within it if that is allowed. Main thread.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The window of the queue editor. Files and folders can be dropped on it. Where the desktop has no
 // tray it also stands in for the tray icon (CStandIn). Main thread.
 #pragma once

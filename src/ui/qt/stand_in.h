@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What stands in for the tray icon where the desktop has no tray: a button that takes its clicks
 // and has its menu, buttons with words for what people come for, and a line for its balloons.
 // Main thread.

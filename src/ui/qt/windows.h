@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // What all windows share: coming to the front, message boxes and the ownership of windows that
 // go when they are closed. Main thread.
 #pragma once

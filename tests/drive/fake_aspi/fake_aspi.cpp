@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // An ASPI library with one CD-ROM drive, for tests of the library path. Built a second time
 // without one of the two exports.
 #include "drive/fake_aspi/fake_aspi.h"

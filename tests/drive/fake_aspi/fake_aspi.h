@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // How a test steers the fake ASPI library; it gets the record from the export FakeAspi().
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The parameter dialogs and message boxes as a job and its user meet them.
 #include "ui/qt/ui_bench.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The way between a job's thread and the main thread.
 #include "ui/qt/main_thread.h"
 #include "ui/qt/ui_bench.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // The queue editor's window: long queues, changes underneath, removing.
 #include "platform/text.h"
 #include "ui/qt/ui_bench.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // Progress windows and tray during a job. Without a tray on the desktop, as here, the queue window
 // stands in for the icon.
 #include "ui/progress_dialog.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
 // A QtUi on made-up drives, with the means to act as the user and as a job.
 #pragma once
 
