@@ -112,7 +112,7 @@ class ObservedUi final : public CCDWriterUI {
     template <typename Ask>
     std::invoke_result_t<Ask> AskDialog(const Ask& ask) {
         m_observer.OnQuestion({}, BoxButtons::OkCancel);
-        const auto answer = ask();
+        auto answer = ask();
         m_observer.OnAnswer();
         return answer;
     }
