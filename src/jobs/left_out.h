@@ -17,8 +17,9 @@
 
 namespace larkspin {
 
-// How a job looks whether the queue has been measured, which the dialog does not wait for.
-inline constexpr int kLooksBeforeDialog = 4;
+// How often a job looks whether the queue has been measured before it shows its dialog, which fills
+// the size in later.
+inline constexpr int kLooksBeforeDialog = 1;
 inline constexpr std::chrono::milliseconds kLookTime{50};
 // What is over by then shows no progress window.
 inline constexpr uint64_t kSilentMs = 250;
