@@ -62,7 +62,6 @@ class FakeUi : public CCDWriterUI {
     bool VerifyOffered() const { return m_verifyOffered; }
     std::vector<std::u16string> Headers() const { return Locked(m_headers); }
     std::vector<std::u16string> Statuses(JobKind kind) const { return Locked(Of(kind).statuses); }
-    uint64_t Amount(JobKind kind) const { return Of(kind).bytes; }
     std::vector<double> EraseSpeeds() const { return Locked(m_eraseSpeeds); }
     std::vector<uint32_t> DiskTypes() const { return Locked(m_diskTypes); }
     int Starts(JobKind kind) const { return Of(kind).starts; }
@@ -127,7 +126,7 @@ class FakeUi : public CCDWriterUI {
         }
     }
     int Progress(JobKind kind) const override { return Of(kind).percent; }
-    void SetAmount(JobKind kind, uint64_t bytes) override { Of(kind).bytes = bytes; }
+    void SetAmount(JobKind /*kind*/, uint64_t /*bytes*/) override {}
     void StepEraseProgress() override { ++m_steps; }
     void PushJobTrayCallbacks(JobKind) override { ++m_callbackDepth; }
     void PopJobTrayCallbacks() override { --m_callbackDepth; }
@@ -156,7 +155,6 @@ class FakeUi : public CCDWriterUI {
         std::atomic<bool> shown = false;
         std::atomic<bool> cancelled = false;
         std::atomic<int> percent = 0;
-        std::atomic<uint64_t> bytes = 0;
         std::atomic<int> starts = 0;
         std::vector<std::u16string> statuses; // locked
     };
