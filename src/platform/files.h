@@ -57,6 +57,8 @@ class ISequentialFile : public IByteSource {
     virtual bool Seek(uint64_t offset) = 0;
     // Offset in bytes of the next read, or -1.
     virtual int64_t Tell() = 0;
+    // Its status now. False if that is not known, or if the file has no name any more.
+    virtual bool Status(FileStatus* /*status*/) { return false; }
     // The first Read had to wait for a disk.
     virtual bool HasWaited() const { return false; }
     // Has the system read the first `bytes` bytes soon, and does not wait for that.

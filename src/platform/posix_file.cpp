@@ -13,6 +13,34 @@
 
 namespace larkspin {
 
+namespace {
+
+FileStatus::Type TypeOf(mode_t mode) {
+    if (S_ISREG(mode)) {
+        return FileStatus::Type::Regular;
+    }
+    if (S_ISDIR(mode)) {
+        return FileStatus::Type::Folder;
+    }
+    return S_ISCHR(mode) ? FileStatus::Type::CharacterDevice : FileStatus::Type::Other;
+}
+
+} // namespace
+
+void TakeStatus(const struct stat& st, FileStatus* status) {
+    status->type = TypeOf(st.st_mode);
+    status->mode = st.st_mode;
+    status->size = static_cast<uint64_t>(st.st_size);
+    status->device = st.st_dev;
+    status->inode = st.st_ino;
+    status->links = static_cast<uint32_t>(st.st_nlink);
+    status->uid = st.st_uid;
+    status->gid = st.st_gid;
+    status->accessTime = st.st_atime;
+    status->modifyTime = st.st_mtime;
+    status->changeTime = st.st_ctime;
+}
+
 void ClosingBatch::Add(int fd) {
     if (m_nCount == m_fds.size()) {
         Flush();
@@ -63,6 +91,15 @@ std::ptrdiff_t PosixFile::Read(void* buffer, size_t bytes) {
             return got;
         }
     }
+}
+
+bool PosixFile::Status(FileStatus* status) {
+    struct stat st = {};
+    if (::fstat(m_fd, &st) != 0 || st.st_nlink == 0) {
+        return false;
+    }
+    TakeStatus(st, status);
+    return true;
 }
 
 int64_t PosixFile::Size() {

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <sys/stat.h>
 #include <utility>
 
 namespace larkspin {
@@ -31,6 +32,8 @@ class ClosingBatch {
     size_t m_nCount = 0;
 };
 
+void TakeStatus(const struct stat& st, FileStatus* status);
+
 class PosixFile final : public ISequentialFile {
   public:
     // Takes over `fd`, which goes to `closing` in the end unless that is null.
@@ -44,6 +47,7 @@ class PosixFile final : public ISequentialFile {
     int64_t Size() override;
     bool Seek(uint64_t offset) override;
     int64_t Tell() override;
+    bool Status(FileStatus* status) override;
     bool HasWaited() const override { return m_bWaited; }
     void Prefetch(uint64_t bytes) override;
 

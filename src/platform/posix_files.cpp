@@ -19,32 +19,8 @@ namespace larkspin {
 
 namespace {
 
-FileStatus::Type TypeOf(mode_t mode) {
-    if (S_ISREG(mode)) {
-        return FileStatus::Type::Regular;
-    }
-    if (S_ISDIR(mode)) {
-        return FileStatus::Type::Folder;
-    }
-    return S_ISCHR(mode) ? FileStatus::Type::CharacterDevice : FileStatus::Type::Other;
-}
-
 // O_NONBLOCK keeps the open of a FIFO without a writer from hanging; regular files ignore it.
 constexpr int kReading = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-
-void TakeStatus(const struct stat& st, FileStatus* status) {
-    status->type = TypeOf(st.st_mode);
-    status->mode = st.st_mode;
-    status->size = static_cast<uint64_t>(st.st_size);
-    status->device = st.st_dev;
-    status->inode = st.st_ino;
-    status->links = static_cast<uint32_t>(st.st_nlink);
-    status->uid = st.st_uid;
-    status->gid = st.st_gid;
-    status->accessTime = st.st_atime;
-    status->modifyTime = st.st_mtime;
-    status->changeTime = st.st_ctime;
-}
 
 bool HasLabelledRights() {
     static const bool has = ::access("/sys/fs/selinux/enforce", F_OK) == 0 ||

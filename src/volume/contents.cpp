@@ -135,11 +135,12 @@ std::optional<size_t> ReadPiece(ISequentialFile& file, std::span<uint8_t> piece,
     return filled;
 }
 
-// How a file that has just been read differs from what the scan saw; nothing if it does not.
-std::optional<NoticeReason> ChangeOf(VolumeRun& run, const DeferredFile& item, IFolder& folder,
-                                     bool endedEarly) {
+// How a file that has just been read differs from what the scan saw; nothing if it does not. Its
+// name is looked up only where the file alone does not tell, since that is what costs time.
+std::optional<NoticeReason> ChangeOf(VolumeRun& run, const DeferredFile& item,
+                                     const OpenAhead::Opened& source, bool endedEarly) {
     FileStatus now;
-    if (!folder.Status(item.name, &now)) {
+    if (!source.file->Status(&now) && !source.folder->Status(item.name, &now)) {
         return NoticeReason::Vanished;
     }
     if (now.type != FileStatus::Type::Regular) {
@@ -178,7 +179,7 @@ bool StreamFile(VolumeRun& run, const DeferredFile& item, const OpenAhead::Opene
     }
     // The last sectors are still in the stream's buffer, so that nobody takes the volume for
     // complete before this is told.
-    if (const auto change = ChangeOf(run, item, *source.folder, endedEarly)) {
+    if (const auto change = ChangeOf(run, item, source, endedEarly)) {
         run.Tell(*change, PathOf(item));
     }
     return source.file->HasWaited();

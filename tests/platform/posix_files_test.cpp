@@ -114,6 +114,12 @@ TEST_F(PosixFilesTest, ReadsInSequenceAndFromAnyPlace) {
     EXPECT_EQ(file->Size(), 12) << "the size is that of now";
     EXPECT_EQ(file->Read(bytes.data(), 4), 2);
     EXPECT_FALSE(file->Seek(UINT64_MAX)) << "no offset of a file";
+
+    // A file that has lost its name can be read, but has no status.
+    FileStatus status;
+    EXPECT_TRUE(file->Status(&status) && status.size == 12);
+    std::filesystem::remove(Path("file"));
+    EXPECT_FALSE(file->Status(&status));
 }
 
 TEST_F(PosixFilesTest, WhatIsNoFileNeitherHangsNorReads) {
