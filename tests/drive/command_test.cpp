@@ -35,7 +35,8 @@ TEST(CommandTest, EachGetsTheTimeThatDrivesTakeForIt) {
         {{0, 0}, 5},
     };
     ScriptedDrive bench;
-    for (const auto& [cdb, seconds] : times) {
+    for (auto [cdb, seconds] : times) {
+        cdb.resize(10);
         bench.drive.SendCommand(SRB_DIR_IN, cdb, nullptr, 0, nullptr);
         EXPECT_EQ(bench.port.Sent().back().timeoutSeconds, seconds) << int{cdb[0]};
         EXPECT_EQ(bench.transport.m_nTimeoutSeconds, 0u);

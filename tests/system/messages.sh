@@ -56,6 +56,10 @@ not_running() {
     "$send" query | grep -qx 'Larkspin does not run.'
 }
 
+status_is() { # FIRST-LINE LAST-LINE
+    [[ $("$send" status) == "$1"*"$2" ]]
+}
+
 # --- words that never start the program ---
 not_running || fail 'query says something else'
 expect 0 quit
@@ -217,7 +221,7 @@ expect 1 write-audio
 expect 0 add "$work/source/$odd" "$work/link"
 expect 0 write-data
 "$send" query | grep -qx 'job: runs' || fail 'the job does not run'
-[[ $("$send" status) == 'job: data'*'now: Waiting for an answer' ]] || fail 'status says otherwise'
+within 20 status_is 'job: data' 'now: Waiting for an answer'
 wait_code=0
 "$send" wait >>"$work/output" 2>&1 &
 waiting=$!
