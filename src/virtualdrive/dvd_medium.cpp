@@ -58,55 +58,47 @@ void PutText(CAnswer& answer, size_t offset, std::string_view text) {
 } // namespace
 
 namespace dvd_facts {
-const DvdFacts kMinusR = {0x11, 0x25, 1, false, kMinusRSpeeds, k16x};
-const DvdFacts kMinusRDl = {0x15, 0x26, 2, false, kMinusRDlSpeeds, k8x};
-const DvdFacts kMinusRwSequential = {0x14, 0x33, 1, true, kMinusRwSpeeds, k8x};
-const DvdFacts kMinusRwOverwrite = {0x13, 0x33, 1, true, kMinusRwSpeeds, k8x};
-const DvdFacts kRam = {0x12, 0x16, 1, true, kRamSpeeds, 6'925};
-const DvdFacts kPlusR = {0x1B, 0xA1, 1, false, kPlusRSpeeds, k16x};
-const DvdFacts kPlusRDl = {0x2B, 0xE1, 2, false, kPlusRDlSpeeds, k8x};
-const DvdFacts kPlusRw = {0x1A, 0x92, 1, true, kPlusRwSpeeds, k8x};
+
+namespace {
+
+constexpr EccFacts Facts(uint16_t profile, uint8_t layers, std::span<const uint32_t> writeSpeeds,
+                         uint32_t readSpeed) {
+    return {profile, feature::kDvdRead, kEccBlockBlocks, layers, writeSpeeds, readSpeed};
+}
+
+} // namespace
+
+const DvdFacts kMinusR = {Facts(0x11, 1, kMinusRSpeeds, k16x), 0x25, false};
+const DvdFacts kMinusRDl = {Facts(0x15, 2, kMinusRDlSpeeds, k8x), 0x26, false};
+const DvdFacts kMinusRwSequential = {Facts(0x14, 1, kMinusRwSpeeds, k8x), 0x33, true};
+const DvdFacts kMinusRwOverwrite = {Facts(0x13, 1, kMinusRwSpeeds, k8x), 0x33, true};
+const DvdFacts kRam = {Facts(0x12, 1, kRamSpeeds, 6'925), 0x16, true};
+const DvdFacts kPlusR = {Facts(0x1B, 1, kPlusRSpeeds, k16x), 0xA1, false};
+const DvdFacts kPlusRDl = {Facts(0x2B, 2, kPlusRDlSpeeds, k8x), 0xE1, false};
+const DvdFacts kPlusRw = {Facts(0x1A, 1, kPlusRwSpeeds, k8x), 0x92, true};
+
 } // namespace dvd_facts
 
-bool CDvdMedium::IsPlus() const {
-    return m_facts.profile >= dvd_facts::kPlusRw.profile;
-}
+namespace {
 
-uint32_t CDvdMedium::Extra(const std::string& name, uint32_t otherwise) const {
-    const auto found = State().extra.find(name);
-    return found != State().extra.end() ? found->second : otherwise;
-}
-
-bool CDvdMedium::IsFeatureCurrent(uint16_t code) const {
-    return code == feature::kRandomReadable || code == feature::kDvdRead;
-}
-
-void CDvdMedium::AdjustFeature(uint16_t code, std::vector<uint8_t>& payload) const {
-    // One ECC block is read at a time; a random writable disc ends at its last block.
-    if (code == feature::kRandomReadable)
-        payload[5] = kEccBlockBlocks;
-    else if (code == feature::kRandomWritable)
-        StoreBe32(payload.data(), Capacity() - 1);
-}
-
-void CDvdMedium::AppendPhysicalFormat(CAnswer& answer) const {
+void AppendPhysicalFormat(const DvdFacts& facts, const DvdShape& shape, CAnswer& answer) {
     const size_t at = answer.Size();
     answer.Append(std::vector<uint8_t>(kPhysicalBytes));
-    answer[at] = m_facts.bookType;
+    answer[at] = facts.bookType;
     answer[at + 1] = kDiscSize120;
     // Layer type: recordable or rewritable user area.
-    const uint8_t layerType = m_facts.isRewritable ? 4 : 2;
-    answer[at + 2] = static_cast<uint8_t>((m_facts.layers - 1) << 5 | layerType);
+    const uint8_t layerType = facts.isRewritable ? 4 : 2;
+    answer[at + 2] = static_cast<uint8_t>((facts.layers - 1) << 5 | layerType);
     // Two layers of recordable discs run in opposite directions: bit 4 tells.
-    if (m_facts.layers == 2)
+    if (facts.layers == 2)
         answer[at + 2] |= 0x10;
     answer.Set32(at + 4, kFirstSector);
-    const uint32_t layer0 = m_facts.layers == 2 ? LayerBoundary() : Capacity();
-    answer.Set32(at + 8, kFirstSector + Capacity() - 1);
-    answer.Set32(at + 12, m_facts.layers == 2 ? kFirstSector + layer0 - 1 : 0);
+    const uint32_t layer0 = facts.layers == 2 ? shape.layerBoundary : shape.capacity;
+    answer.Set32(at + 8, kFirstSector + shape.capacity - 1);
+    answer.Set32(at + 12, facts.layers == 2 ? kFirstSector + layer0 - 1 : 0);
 }
 
-void CDvdMedium::AppendPreRecorded(CAnswer& answer) const {
+void AppendPreRecorded(CAnswer& answer) {
     const size_t at = answer.Size();
     answer.Append(std::vector<uint8_t>(kPreRecordedBytes));
     // Fields of 8 bytes, the number of the field in front: 3 and 4 name the manufacturer.
@@ -116,19 +108,40 @@ void CDvdMedium::AppendPreRecorded(CAnswer& answer) const {
     PutText(answer, at + 25, "IN-VD1");
 }
 
-void CDvdMedium::AppendAdip(CAnswer& answer) const {
+void AppendAdip(const DvdFacts& facts, CAnswer& answer) {
     const size_t at = answer.Size();
     answer.Append(std::vector<uint8_t>(kAdipBytes));
-    answer[at] = m_facts.bookType;
+    answer[at] = facts.bookType;
     answer[at + 1] = kDiscSize120;
     PutText(answer, at + 19, "LARKSPIN"); // manufacturer
     PutText(answer, at + 27, "VD1");      // media type
 }
 
-void CDvdMedium::AppendStructureList(CAnswer& answer) const {
+SenseCode AppendStructure(const DvdFacts& facts, const DvdShape& shape, uint8_t format,
+                          CAnswer& answer) {
+    const bool isPlus = facts.profile >= dvd_facts::kPlusRw.profile;
+    const bool isDash = !isPlus && facts.profile != dvd_facts::kRam.profile;
+    if (format == kPhysical || (format == kDashPhysical && isDash)) {
+        AppendPhysicalFormat(facts, shape, answer);
+    } else if (format == kCopyright) {
+        answer.Append32(0); // no protection system, no region
+    } else if (format == kPreRecorded && isDash) {
+        AppendPreRecorded(answer);
+    } else if (format == kAdip && isPlus) {
+        AppendAdip(facts, answer);
+    } else if (format == kLayerBoundary && facts.layers == 2) {
+        answer.Append32(shape.isBoundaryFixed ? 0x8000'0000 : 0);
+        answer.Append32(shape.layerBoundary);
+    } else {
+        return sense::kInvalidFieldInCdb;
+    }
+    return sense::kGood;
+}
+
+void AppendStructureList(const DvdFacts& facts, const DvdShape& shape, CAnswer& answer) {
     for (const uint8_t format : kStructureFormats) {
         CAnswer structure;
-        if (!AppendStructure(format, structure).IsGood())
+        if (!AppendStructure(facts, shape, format, structure).IsGood())
             continue;
         constexpr uint8_t readable = 0x40;
         answer.Append({format, readable});
@@ -136,34 +149,17 @@ void CDvdMedium::AppendStructureList(CAnswer& answer) const {
     }
 }
 
-SenseCode CDvdMedium::AppendStructure(uint8_t format, CAnswer& answer) const {
-    const bool isDash = !IsPlus() && m_facts.profile != dvd_facts::kRam.profile;
-    if (format == kPhysical || (format == kDashPhysical && isDash)) {
-        AppendPhysicalFormat(answer);
-    } else if (format == kCopyright) {
-        answer.Append32(0); // no protection system, no region
-    } else if (format == kPreRecorded && isDash) {
-        AppendPreRecorded(answer);
-    } else if (format == kAdip && IsPlus()) {
-        AppendAdip(answer);
-    } else if (format == kLayerBoundary && m_facts.layers == 2) {
-        answer.Append32(IsLayerBoundaryFixed() ? 0x8000'0000 : 0);
-        answer.Append32(LayerBoundary());
-    } else {
-        return sense::kInvalidFieldInCdb;
-    }
-    return sense::kGood;
-}
+} // namespace
 
-SenseCode CDvdMedium::ReadStructure(uint8_t format, uint32_t, uint8_t layer,
-                                    CAnswer& answer) const {
-    if (layer >= m_facts.layers)
+SenseCode ReadDvdStructure(const DvdFacts& facts, const DvdShape& shape, uint8_t format,
+                           uint8_t layer, CAnswer& answer) {
+    if (layer >= facts.layers)
         return sense::kInvalidFieldInCdb;
     if (format == kStructureList) {
-        AppendStructureList(answer);
+        AppendStructureList(facts, shape, answer);
         return sense::kGood;
     }
-    return AppendStructure(format, answer);
+    return AppendStructure(facts, shape, format, answer);
 }
 
 } // namespace larkspin

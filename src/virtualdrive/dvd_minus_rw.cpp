@@ -76,14 +76,14 @@ uint32_t CDvdMinusRwOverwriteMedium::FormattedBlocks() const {
 
 bool CDvdMinusRwOverwriteMedium::IsFeatureCurrent(uint16_t code) const {
     return code == feature::kRestrictedOverwrite || code == feature::kRigidRestrictedOverwrite ||
-           CDvdOverwriteMedium::IsFeatureCurrent(code);
+           CDvdMedium::IsFeatureCurrent(code);
 }
 
 void CDvdMinusRwOverwriteMedium::AdjustFeature(uint16_t code, std::vector<uint8_t>& payload) const {
     if (code == feature::kRigidRestrictedOverwrite)
         payload[0] = 0x03; // formats with an open session, and BLANK
     else
-        CDvdOverwriteMedium::AdjustFeature(code, payload);
+        CDvdMedium::AdjustFeature(code, payload);
 }
 
 DiscInformation CDvdMinusRwOverwriteMedium::Information(const WriteParameters&) const {

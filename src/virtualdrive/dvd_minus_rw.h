@@ -11,7 +11,9 @@
 // growth by 11h adds formatted blocks. BLANK makes the disc a sequential one.
 #pragma once
 
-#include "virtualdrive/dvd_overwrite.h"
+#include "virtualdrive/dvd_medium.h"
+#include "virtualdrive/format_list.h"
+#include "virtualdrive/overwrite_medium.h"
 
 namespace larkspin {
 
@@ -36,10 +38,10 @@ SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
 // Blanks a DVD-RW of any state: it is a sequential one then. Types 0 (all) and 1 (minimal).
 SenseCode BlankMinusRw(CDiscStore& store, uint8_t type);
 
-class CDvdMinusRwOverwriteMedium final : public CDvdOverwriteMedium {
+class CDvdMinusRwOverwriteMedium final : public CDvdMedium<COverwriteMedium> {
   public:
     explicit CDvdMinusRwOverwriteMedium(CDiscStore& store)
-        : CDvdOverwriteMedium(store, dvd_facts::kMinusRwOverwrite) {}
+        : CDvdMedium(store, dvd_facts::kMinusRwOverwrite) {}
 
     bool IsFeatureCurrent(uint16_t feature) const override;
     void AdjustFeature(uint16_t feature, std::vector<uint8_t>& payload) const override;

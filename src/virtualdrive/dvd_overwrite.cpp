@@ -3,11 +3,8 @@
 
 #include "virtualdrive/dvd_overwrite.h"
 
-#include "virtualdrive/answer.h"
 #include "virtualdrive/features.h"
-#include "virtualdrive/toc.h"
-
-#include "platform/byte_order.h"
+#include "virtualdrive/format_list.h"
 
 #include <algorithm>
 
@@ -25,106 +22,9 @@ constexpr const char* kFormatted = "formatted-blocks";
 
 } // namespace
 
-FormatDescriptor ParseFormatList(std::span<const uint8_t> parameterList) {
-    FormatDescriptor descriptor;
-    descriptor.blocks = LoadBe32(&parameterList[4]);
-    descriptor.type = parameterList[8] >> 2;
-    descriptor.parameter = LoadBe32(&parameterList[8]) & 0xFFFFFF;
-    return descriptor;
-}
-
-DiscTrack OverwriteTrack() {
-    DiscTrack track;
-    track.file = "track-01.iso";
-    return track;
-}
-
-bool CDvdOverwriteMedium::IsFeatureCurrent(uint16_t code) const {
-    return code == feature::kFormattable || CDvdMedium::IsFeatureCurrent(code);
-}
-
-uint32_t CDvdOverwriteMedium::WrittenBlocks() const {
-    return State().tracks.empty()
-               ? 0
-               : static_cast<uint32_t>(Store().FileBytes(State().tracks.front().file) /
-                                       kDataBlockBytes);
-}
-
-SenseCode CDvdOverwriteMedium::Track(TrackAddress by, uint32_t number, const WriteParameters&,
-                                     TrackInformation* track) const {
-    const bool isKnown = by == TrackAddress::Block ? number < Capacity() : number == 1;
-    if (!isKnown)
-        return by == TrackAddress::Block ? sense::kAddressOutOfRange : sense::kInvalidFieldInCdb;
-    const uint32_t formatted = FormattedBlocks();
-    track->blank = formatted == 0;
-    track->packet = HasFixedPackets();
-    track->fixedPacket = HasFixedPackets();
-    track->packetBlocks = HasFixedPackets() ? kEccBlockBlocks : 0;
-    track->size = Capacity();
-    track->freeBlocks = Capacity() - formatted;
-    if (WrittenBlocks() > 0)
-        track->lastRecorded = static_cast<int32_t>(WrittenBlocks()) - 1;
-    return sense::kGood;
-}
-
-SenseCode CDvdOverwriteMedium::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const {
-    if (FormattedBlocks() == 0)
-        return sense::kInvalidFieldInCdb;
-    const DiscTrack track;
-    const DiscSession session = {1, static_cast<int32_t>(FormattedBlocks())};
-    return AppendToc(format, {&track, 1}, session, {msf, start}, answer);
-}
-
-uint32_t CDvdOverwriteMedium::LastBlock() const {
-    return FormattedBlocks() == 0 ? 0 : FormattedBlocks() - 1;
-}
-
-SenseCode CDvdOverwriteMedium::Read(int32_t block, uint32_t count, std::span<uint8_t> data) {
-    if (block < 0 || !IsInside(block, count, FormattedBlocks()))
-        return sense::kAddressOutOfRange;
-    if (State().tracks.empty()) {
-        std::fill(data.begin(), data.end(), uint8_t{0});
-        return sense::kGood;
-    }
-    const DiscTrack& track = State().tracks.front();
-    return Store().Read(track.file, track.ByteOffset(block), data) ? sense::kGood
-                                                                   : sense::kUnrecoveredRead;
-}
-
-SenseCode CDvdOverwriteMedium::CheckParameters(const WriteParameters& parameters) const {
-    // The page has no say on these media, but it may not ask for what no DVD knows.
-    return parameters.writeType <= WriteParameters::SessionAtOnce
-               ? sense::kGood
-               : sense::kInvalidFieldInParameterList;
-}
-
-SenseCode CDvdOverwriteMedium::Write(const WriteParameters&, int32_t block, uint32_t count,
-                                     std::span<const uint8_t> data) {
-    if (block < 0)
-        return sense::kAddressOutOfRange;
-    if (const SenseCode code = CheckWrite(block, count); !code.IsGood())
-        return code;
-    if (data.size() != size_t{count} * kDataBlockBytes)
-        return sense::kDataPhaseError;
-    if (count == 0)
-        return sense::kGood;
-    if (State().tracks.empty()) {
-        const DiscTrack track = OverwriteTrack();
-        if (!Store().BeginFile(track.file))
-            return sense::kWriteError;
-        State().tracks.push_back(track);
-        if (const SenseCode code = Keep(); !code.IsGood())
-            return code;
-    }
-    const DiscTrack& track = State().tracks.front();
-    return Store().Write(track.file, track.ByteOffset(block), data) ? sense::kGood
-                                                                    : sense::kWriteError;
-}
-
 // --- DVD+RW ---
 
-CDvdPlusRwMedium::CDvdPlusRwMedium(CDiscStore& store)
-    : CDvdOverwriteMedium(store, dvd_facts::kPlusRw) {
+CDvdPlusRwMedium::CDvdPlusRwMedium(CDiscStore& store) : CDvdMedium(store, dvd_facts::kPlusRw) {
     StopFormat();
 }
 
@@ -137,7 +37,7 @@ uint32_t CDvdPlusRwMedium::Reach() const {
 }
 
 bool CDvdPlusRwMedium::IsFeatureCurrent(uint16_t code) const {
-    return code == feature::kDvdPlusRw || CDvdOverwriteMedium::IsFeatureCurrent(code);
+    return code == feature::kDvdPlusRw || CDvdMedium::IsFeatureCurrent(code);
 }
 
 DiscInformation CDvdPlusRwMedium::Information(const WriteParameters&) const {
@@ -228,7 +128,7 @@ void CDvdPlusRwMedium::RunBackground(double share) {
 
 bool CDvdRamMedium::IsFeatureCurrent(uint16_t code) const {
     return code == feature::kRandomWritable || code == feature::kDefectManagement ||
-           CDvdOverwriteMedium::IsFeatureCurrent(code);
+           CDvdMedium::IsFeatureCurrent(code);
 }
 
 DiscInformation CDvdRamMedium::Information(const WriteParameters&) const {

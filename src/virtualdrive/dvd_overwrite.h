@@ -1,11 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// DVDs that are written in place: DVD+RW and DVD-RAM, and what they share with DVD-RW in
-// restricted overwrite (dvd_minus_rw.h).
-//
-// Such a disc has one session and one track that begins at block 0. Its blocks lie in one sparse
-// file; what was formatted and not written reads as zeros.
+// DVDs that are written in place (overwrite_medium.h): DVD+RW and DVD-RAM.
 //
 // DVD+RW: FORMAT UNIT (type 26h) prepares the lead-in and lets the background format run (status
 // 2); the whole disc can be written meanwhile. It goes on while the drive has time, as far as
@@ -18,40 +14,11 @@
 #pragma once
 
 #include "virtualdrive/dvd_medium.h"
+#include "virtualdrive/overwrite_medium.h"
 
 namespace larkspin {
 
-class CDvdOverwriteMedium : public CDvdMedium {
-  public:
-    using CDvdMedium::CDvdMedium;
-
-    bool IsFeatureCurrent(uint16_t feature) const override;
-    SenseCode Track(TrackAddress by, uint32_t number, const WriteParameters& parameters,
-                    TrackInformation* track) const override;
-    SenseCode Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const override;
-    uint32_t LastBlock() const override;
-    SenseCode Read(int32_t block, uint32_t count, std::span<uint8_t> data) override;
-    SenseCode Write(const WriteParameters& parameters, int32_t block, uint32_t count,
-                    std::span<const uint8_t> data) override;
-    SenseCode CheckParameters(const WriteParameters& parameters) const override;
-    SenseCode Flush(const WriteParameters&, Aftermath*) override { return sense::kGood; }
-    bool IsWritable() const override { return true; }
-
-  protected:
-    // Blocks from the first on that are formatted; 0 if the disc has no format.
-    virtual uint32_t FormattedBlocks() const = 0;
-    // `block` is not negative.
-    virtual SenseCode CheckWrite(int32_t block, uint32_t count) const = 0;
-    virtual bool HasFixedPackets() const { return false; }
-
-    // Blocks up to the last one written.
-    uint32_t WrittenBlocks() const;
-    static bool IsInside(int32_t block, uint32_t count, uint32_t blocks) {
-        return uint64_t{static_cast<uint32_t>(block)} + count <= blocks;
-    }
-};
-
-class CDvdPlusRwMedium final : public CDvdOverwriteMedium {
+class CDvdPlusRwMedium final : public CDvdMedium<COverwriteMedium> {
   public:
     explicit CDvdPlusRwMedium(CDiscStore& store);
 
@@ -75,9 +42,9 @@ class CDvdPlusRwMedium final : public CDvdOverwriteMedium {
     SenseCode CheckWrite(int32_t block, uint32_t count) const override;
 };
 
-class CDvdRamMedium final : public CDvdOverwriteMedium {
+class CDvdRamMedium final : public CDvdMedium<COverwriteMedium> {
   public:
-    explicit CDvdRamMedium(CDiscStore& store) : CDvdOverwriteMedium(store, dvd_facts::kRam) {}
+    explicit CDvdRamMedium(CDiscStore& store) : CDvdMedium(store, dvd_facts::kRam) {}
 
     bool IsFeatureCurrent(uint16_t feature) const override;
     DiscInformation Information(const WriteParameters& parameters) const override;
@@ -90,21 +57,5 @@ class CDvdRamMedium final : public CDvdOverwriteMedium {
     SenseCode CheckWrite(int32_t block, uint32_t count) const override;
     bool HasFixedPackets() const override { return true; }
 };
-
-// The format type that all these media but DVD+RW know, and a number of blocks that stands for all
-// there are (MMC, "FORMAT UNIT command").
-constexpr uint8_t kFormatFull = 0x00;
-constexpr uint32_t kAllBlocks = 0xFFFFFFFF;
-
-// A descriptor of FORMAT UNIT's parameter list.
-struct FormatDescriptor {
-    uint32_t blocks = 0;
-    uint8_t type = 0;
-    uint32_t parameter = 0; // 24 bits
-};
-FormatDescriptor ParseFormatList(std::span<const uint8_t> parameterList);
-
-// The one file and track of a disc that is written in place.
-DiscTrack OverwriteTrack();
 
 } // namespace larkspin

@@ -1,199 +1,139 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
-
+//
+// Where the sequential kinds of DVD differ.
 #include "virtualdrive/dvd_sequential.h"
+#include "virtualdrive/dvd_minus_rw.h"
+#include "virtualdrive/features.h"
 
-#include <algorithm>
-#include <vector>
+#include "platform/byte_order.h"
 
 namespace larkspin {
 
-CDvdSequentialMedium::CDvdSequentialMedium(CDiscStore& store, const DvdFacts& facts)
-    : CDvdMedium(store, facts), m_tracks(store) {
-    // What is still open was cut off with the process that made it. In one go it ends there; else
-    // the drive's cache is lost, and writing goes on at the next ECC block.
-    DiscTrack* open = m_tracks.Open();
-    if (open == nullptr)
-        return;
-    if (open->inOneGo) {
-        open->damaged = true;
-        open->reserved = 0;
-    }
-    FillUp(*open, RoundUpToEcc(m_tracks.Written(*open)));
+namespace {
+
+// Kept in the state: blocks in layer 0 that the host asked for.
+constexpr const char* kBoundary = "layer-boundary";
+constexpr uint8_t kBoundaryFormat = 0x20;
+
+} // namespace
+
+bool CDvdMinusSequentialMedium::IsFeatureCurrent(uint16_t code) const {
+    if (code == feature::kDvdDashWrite)
+        return IsWritable();
+    if (code == feature::kIncrementalStreamingWritable)
+        return IsWritable() && TakesIncremental();
+    return CDvdMedium::IsFeatureCurrent(code);
 }
 
-int32_t CDvdSequentialMedium::NextTrackStart() const {
-    if (m_tracks.HasOpenSession())
-        return State().tracks.back().End() + TrackGap();
-    const auto& sessions = State().sessions;
-    return sessions.empty() ? 0 : sessions.back().leadOut + SessionGap(sessions.size());
-}
-
-int32_t CDvdSequentialMedium::TrackEnd(int32_t start, uint32_t reserved) const {
-    return reserved != 0 ? start + static_cast<int32_t>(reserved)
-                         : static_cast<int32_t>(Capacity());
-}
-
-DiscInformation CDvdSequentialMedium::Information(const WriteParameters&) const {
-    DiscInformation information = m_tracks.Information();
-    information.erasable = IsErasable();
-    // A CD has no such state.
-    if (const DiscTrack* open = m_tracks.Open(); open != nullptr && open->damaged)
-        information.lastSession = 2;
-    return information;
-}
-
-TrackInformation CDvdSequentialMedium::InvisibleTrack(const WriteParameters& parameters) const {
-    const uint32_t reserved = Reserved(IsInOneGo(parameters));
-    TrackInformation track = m_tracks.DescribeNext(NextTrackStart());
-    track.reserved = reserved != 0;
-    track.packet = !IsPlus() && !track.reserved;
-    track.packetBlocks = IsPlus() ? 0 : kEccBlockBlocks;
-    track.SetFree(track.start, TrackEnd(track.start, reserved));
-    return track;
-}
-
-SenseCode CDvdSequentialMedium::Track(TrackAddress by, uint32_t number,
-                                      const WriteParameters& parameters,
-                                      TrackInformation* information) const {
-    const DiscTrack* track = nullptr;
-    const SenseCode code =
-        m_tracks.Find(by, number, NextTrackStart(), static_cast<int32_t>(Capacity()), &track);
-    if (!code.IsGood())
-        return code;
-    if (track == nullptr) {
-        *information = InvisibleTrack(parameters);
+SenseCode CDvdMinusSequentialMedium::CheckParameters(const WriteParameters& parameters) const {
+    const bool inOneGo = IsInOneGo(parameters);
+    const bool isIncremental = parameters.writeType == WriteParameters::Packet;
+    if ((!inOneGo && !isIncremental) || parameters.dataBlockType != WriteParameters::Mode1Blocks ||
+        parameters.testWrite || parameters.sessionFormat != 0 ||
+        (parameters.multiSession != 0 && !parameters.AllowsNextSession()))
+        return sense::kInvalidFieldInParameterList;
+    if (!isIncremental)
         return sense::kGood;
-    }
-    *information = m_tracks.Describe(*track);
-    information->reserved = track->reserved != 0;
-    information->packet = !IsPlus() && !track->inOneGo;
-    information->packetBlocks = information->packet ? kEccBlockBlocks : 0;
-    if (!track->complete && !track->damaged)
-        information->SetFree(m_tracks.End(*track), TrackEnd(track->start, track->reserved));
-    return sense::kGood;
+    // One layer links with 16 blocks and says so; two layers may leave it to the drive.
+    const bool isLinkGood = parameters.linkSizeValid ? parameters.linkSize == kEccBlockBlocks
+                                                     : Profile() == dvd_facts::kMinusRDl.profile;
+    const bool isPacketGood = parameters.packetBlocks == kEccBlockBlocks ||
+                              (!parameters.fixedPacket && parameters.packetBlocks == 0);
+    return isLinkGood && isPacketGood ? sense::kGood : sense::kInvalidFieldInParameterList;
 }
 
-SenseCode CDvdSequentialMedium::Toc(uint8_t format, bool msf, uint8_t start,
-                                    CAnswer& answer) const {
-    return m_tracks.Toc(format, msf, start, answer);
-}
-
-std::vector<FormatCapacity> CDvdSequentialMedium::FormatCapacities() const {
-    return {m_tracks.Capacity(Capacity())};
-}
-
-uint32_t CDvdSequentialMedium::LastBlock() const {
-    return m_tracks.LastClosedBlock();
-}
-
-SenseCode CDvdSequentialMedium::Read(int32_t block, uint32_t count, std::span<uint8_t> data) {
-    const int32_t end = m_tracks.IsBlank() ? 0 : m_tracks.End(State().tracks.back());
-    return m_tracks.Read(block, count, end, data);
-}
-
-uint32_t CDvdSequentialMedium::Reserved(bool inOneGo) const {
-    return inOneGo || IsPlus() ? m_nReserved : 0;
-}
-
-SenseCode CDvdSequentialMedium::ReserveNext(uint32_t blocks) {
-    const uint32_t rounded = RoundUpToEcc(blocks);
-    if (blocks == 0 || blocks > Capacity() ||
-        int64_t{NextTrackStart()} + rounded > int64_t{Capacity()})
-        return sense::kInvalidFieldInCdb;
-    m_nReserved = rounded;
-    return sense::kGood;
-}
-
-SenseCode CDvdSequentialMedium::Write(const WriteParameters& parameters, int32_t block,
-                                      uint32_t count, std::span<const uint8_t> data) {
-    if (!IsWritable())
-        return sense::kCannotWriteIncompatibleMedium;
-    DiscTrack fresh;
-    fresh.inOneGo = IsInOneGo(parameters);
-    fresh.reserved = Reserved(fresh.inOneGo);
-    const DiscTrack* open = m_tracks.Open();
-    if (open != nullptr && (open->damaged || open->inOneGo != fresh.inOneGo))
+SenseCode CDvdMinusSequentialMedium::Reserve(const WriteParameters& parameters, uint32_t blocks) {
+    if (!IsInOneGo(parameters) || !Tracks().IsBlank())
         return sense::kCommandSequenceError;
-    if (open == nullptr) {
-        if (const SenseCode code = CheckTrackBegin(fresh.inOneGo); !code.IsGood())
-            return code;
-    }
-    const int32_t next = open != nullptr ? m_tracks.End(*open) : NextTrackStart();
-    const int32_t end =
-        open != nullptr ? TrackEnd(open->start, open->reserved) : TrackEnd(next, fresh.reserved);
-    if (block < 0 || int64_t{block} + count > end)
-        return sense::kAddressOutOfRange;
-    if (block != next)
-        return sense::kInvalidAddressForWrite;
-    if (data.size() != size_t{count} * kDataBlockBytes)
-        return sense::kDataPhaseError;
-    if (count == 0)
-        return sense::kGood;
-    if (open == nullptr) {
-        if (const SenseCode code = m_tracks.Begin(fresh, next, kMaxDvdTracks); !code.IsGood())
-            return code;
-        m_nReserved = 0;
-        open = m_tracks.Open();
-    }
-    return Store().Write(open->file, open->ByteOffset(block), data) ? sense::kGood
-                                                                    : sense::kWriteError;
+    return ReserveNext(blocks);
 }
 
-SenseCode CDvdSequentialMedium::FillUp(const DiscTrack& track, uint32_t blocks) {
-    const uint32_t written = m_tracks.Written(track);
-    if (written >= blocks)
-        return sense::kGood;
-    // What a file leaves out reads as zeros: the last block makes it long enough. The first one may
-    // be there by half, where a process was killed.
-    const std::vector<uint8_t> zeros(kDataBlockBytes);
-    for (const uint32_t block : {written, blocks - 1})
-        if (!Store().Write(track.file, uint64_t{block} * kDataBlockBytes, zeros))
-            return sense::kWriteError;
-    return sense::kGood;
+SenseCode CDvdMinusSequentialMedium::CheckTrackBegin(bool inOneGo) const {
+    const bool isTaken = inOneGo ? Tracks().IsBlank() : TakesIncremental();
+    return isTaken ? sense::kGood : sense::kIllegalModeForTrack;
 }
 
-SenseCode CDvdSequentialMedium::CompleteTrack(DiscTrack& track) {
-    const uint32_t blocks = std::max(RoundUpToEcc(m_tracks.Written(track)), track.reserved);
-    const SenseCode code = FillUp(track, blocks);
-    return code.IsGood() ? m_tracks.Complete(track, blocks) : code;
+bool CDvdMinusSequentialMedium::IsInOneGo(const WriteParameters& parameters) const {
+    return parameters.writeType == WriteParameters::SessionAtOnce;
 }
 
-SenseCode CDvdSequentialMedium::Flush(const WriteParameters& parameters, Aftermath* aftermath) {
-    DiscTrack* open = m_tracks.Open();
-    if (open == nullptr || open->damaged)
-        return sense::kGood;
-    if (!open->inOneGo)
-        return FillUp(*open, RoundUpToEcc(m_tracks.Written(*open)));
-    *aftermath = Aftermath::LeadOut;
-    return CloseSession(!parameters.AllowsNextSession());
+int32_t CDvdMinusSequentialMedium::SessionGap(size_t closedSessions) const {
+    return closedSessions == 1 ? kFirstBorderBlocks : kNextBorderBlocks;
 }
 
-SenseCode CDvdSequentialMedium::Close(const WriteParameters& parameters, uint8_t function,
-                                      uint16_t track) {
-    if (function != kCloseTrack && !IsSessionFunction(function))
+bool CDvdMinusSequentialMedium::ClosesDisc(const WriteParameters& parameters,
+                                           uint8_t function) const {
+    return function == kFinalize || !parameters.AllowsNextSession();
+}
+
+bool CDvdMinusSequentialMedium::IsSessionFunction(uint8_t function) const {
+    return function == kCloseSession || function == kFinalize;
+}
+
+bool CDvdMinusRwMedium::IsFeatureCurrent(uint16_t code) const {
+    return code == feature::kFormattable || CDvdMinusSequentialMedium::IsFeatureCurrent(code);
+}
+
+bool CDvdMinusRwMedium::TakesIncremental() const {
+    return Extra(kOneGoOnly) == 0;
+}
+
+std::vector<FormatCapacity> CDvdMinusRwMedium::FormatCapacities() const {
+    std::vector<FormatCapacity> capacities = CDvdMinusSequentialMedium::FormatCapacities();
+    AppendMinusRwFormats(Capacity(), capacities);
+    return capacities;
+}
+
+SenseCode CDvdMinusRwMedium::Blank(uint8_t type, uint32_t) {
+    ForgetReservation();
+    return BlankMinusRw(Store(), type);
+}
+
+SenseCode CDvdMinusRwMedium::FormatMedium(std::span<const uint8_t> parameterList) {
+    ForgetReservation();
+    return FormatMinusRw(Store(), Capacity(), parameterList);
+}
+
+bool CDvdPlusSequentialMedium::IsSessionFunction(uint8_t function) const {
+    return function == kCloseSession || function == kFinalizeWithRadius ||
+           function == kFinalizeCompact;
+}
+
+bool CDvdPlusRMedium::IsFeatureCurrent(uint16_t code) const {
+    return code == feature::kDvdPlusR ? IsWritable() : CDvdMedium::IsFeatureCurrent(code);
+}
+
+bool CDvdPlusRDlMedium::IsFeatureCurrent(uint16_t code) const {
+    return code == feature::kDvdPlusRDualLayer ? IsWritable() : CDvdMedium::IsFeatureCurrent(code);
+}
+
+uint32_t CDvdPlusRDlMedium::LayerBoundary() const {
+    return Extra(kBoundary, CDvdMedium::LayerBoundary() / kEccBlockBlocks * kEccBlockBlocks);
+}
+
+uint32_t CDvdPlusRDlMedium::Capacity() const {
+    // The second layer is no longer than the first.
+    const uint32_t boundary = Extra(kBoundary);
+    return boundary != 0 ? 2 * boundary : CDvdMedium::Capacity();
+}
+
+bool CDvdPlusRDlMedium::IsLayerBoundaryFixed() const {
+    return Extra(kBoundary) != 0 || !Tracks().IsBlank();
+}
+
+SenseCode CDvdPlusRDlMedium::SendStructure(uint8_t format, std::span<const uint8_t> data) {
+    if (format != kBoundaryFormat)
         return sense::kInvalidFieldInCdb;
-    if (!IsWritable())
-        return sense::kGood;
-    DiscTrack* open = m_tracks.Open();
-    if (open != nullptr && open->inOneGo && !open->damaged)
+    constexpr size_t bytes = 8;
+    if (data.size() != bytes)
+        return sense::kParameterListLength;
+    if (IsLayerBoundaryFixed())
         return sense::kCommandSequenceError;
-    if (function != kCloseTrack)
-        return CloseSession(ClosesDisc(parameters, function));
-    const SenseCode code = m_tracks.FindToClose(track, &open);
-    return code.IsGood() && open != nullptr ? CompleteTrack(*open) : code;
-}
-
-SenseCode CDvdSequentialMedium::CloseSession(bool closeDisc) {
-    if (DiscTrack* open = m_tracks.Open()) {
-        if (const SenseCode code = CompleteTrack(*open); !code.IsGood())
-            return code;
-    }
-    if (m_tracks.HasOpenSession())
-        return m_tracks.CloseSession(closeDisc);
-    // A blank disc has nothing that could be closed.
-    if (!m_tracks.IsBlank())
-        State().finalized = closeDisc;
+    const uint32_t boundary = LoadBe32(&data[4]);
+    if (boundary == 0 || boundary % kEccBlockBlocks != 0 || boundary > LayerBoundary())
+        return sense::kInvalidFieldInParameterList;
+    State().extra[kBoundary] = boundary;
     return Keep();
 }
 
