@@ -9,7 +9,7 @@ _larkspin_drive()
     case $previous in
         --disc)
             mapfile -t COMPREPLY < <(compgen -W "cd-r cd-rw dvd-r dvd-rw dvd-rw-ow dvd-ram dvd+r
-                dvd+rw dvd+r-dl dvd-r-dl" -- "$cur")
+                dvd+rw dvd+r-dl dvd-r-dl bd-r bd-r-dl bd-r-xl bd-r-ql bd-re bd-re-dl" -- "$cur")
             return
             ;;
         --speed | --spin-up)

@@ -39,7 +39,8 @@ program. Each folder is a disc; an empty one becomes a blank disc. They go into 
 the other, as the tray is opened and closed. Ctrl-C pulls the plug.
 
   --disc KIND      kind of blank disc: cd-r, cd-rw, dvd-r, dvd-rw, dvd-rw-ow, dvd-ram, dvd+r,
-                   dvd+rw, dvd+r-dl, dvd-r-dl (default cd-r)
+                   dvd+rw, dvd+r-dl, dvd-r-dl, bd-r, bd-r-dl, bd-r-xl, bd-r-ql, bd-re,
+                   bd-re-dl (default cd-r)
   --speed FACTOR   write as slowly as a real drive (1), or so many times faster (default: no delay)
   --spin-up MS     how long a disc takes to come up to speed (default 1500)
   --faults FILE    which commands fail: a rule a line, as "2a@3> timeout 2/04/08*2" for the third

@@ -14,11 +14,12 @@ namespace {
 constexpr uint32_t kUnknownAddress = 0;
 
 constexpr uint8_t kFormatNoMedium = 3;
-constexpr uint32_t kMaxFormatBlocks = 2'295'104; // of the largest single-layer disc
+constexpr uint32_t kMaxFormatBlocks = 62'500'864; // of the largest disc
 
 constexpr size_t kDiscInformationBytes = 34;
 constexpr size_t kTrackInformationBytes = 36;
 constexpr size_t kStructureHeaderBytes = 4;
+constexpr uint8_t kFirstCommonStructure = 0x80;
 
 } // namespace
 
@@ -115,6 +116,10 @@ SenseCode CDrive::ReadFormatCapacities(const CCommand& command) {
 }
 
 SenseCode CDrive::ReadDiscStructure(const CCommand& command) {
+    // From 80h on formats mean the same for all media types.
+    if (command.Byte(7) < kFirstCommonStructure &&
+        (command.Byte(1) & 0x0F) != m_medium->StructureMediaType())
+        return sense::kCannotReadIncompatibleMedium;
     CAnswer answer(kStructureHeaderBytes);
     const SenseCode code =
         m_medium->ReadStructure(command.Byte(7), command.Be32(2), command.Byte(6), answer);

@@ -14,8 +14,8 @@ namespace larkspin {
 namespace {
 
 // Profiles the drive can handle, in the order it prefers them.
-constexpr std::array<uint16_t, 13> kProfiles = {0x2B, 0x1B, 0x1A, 0x15, 0x14, 0x13, 0x12,
-                                                0x11, 0x10, 0x0A, 0x09, 0x08, 0x02};
+constexpr std::array<uint16_t, 16> kProfiles = {0x43, 0x41, 0x40, 0x2B, 0x1B, 0x1A, 0x15, 0x14,
+                                                0x13, 0x12, 0x11, 0x10, 0x0A, 0x09, 0x08, 0x02};
 
 struct Feature {
     uint16_t code;
@@ -57,7 +57,14 @@ const std::vector<Feature>& Features() {
         {feature::kDvdDashWrite, 2, false, {0x42, 0, 0, 0}},
         // CD-RW of all speed classes.
         {feature::kCdRwMediaWrite, 1, false, {0, 0x0F, 0, 0}},
+        // Known by name; no disc is recorded so.
+        {feature::kBdRPseudoOverwrite, 0, false, {0, 0, 0, 0}},
         {feature::kDvdPlusRDualLayer, 0, false, {1, 0, 0, 0}},
+        // Versions of BD-RE, BD-R and BD-ROM, by class from 0 on: bit n for version n.
+        {feature::kBdRead, 0, false, {0, 0, 0, 0, 0, 2, 0, 4, 0, 8, 0, 0, 0, 2,
+                                      0, 2, 0, 8, 0, 0, 0, 2, 0, 2, 0, 0, 0, 0}},
+        // No writing without verification; BD-RE and BD-R.
+        {feature::kBdWrite, 0, false, {0, 0, 0, 0, 0, 2, 0, 4, 0, 8, 0, 0, 0, 2, 0, 2, 0, 8, 0, 0}},
         {feature::kPowerManagement, 0, true, {}},
         {feature::kTimeout, 0, true, {}},
         // Write speed descriptors, page 2Ah descriptors, SET CD SPEED, read buffer capacity.

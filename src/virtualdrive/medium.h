@@ -156,7 +156,9 @@ class IMedium {
     virtual SenseCode Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const = 0;
     // First one is the current or maximum capacity, the others are formattable ones.
     virtual std::vector<FormatCapacity> FormatCapacities() const = 0;
-    // READ DISC STRUCTURE: appends all behind the four header bytes.
+    // READ DISC STRUCTURE: the media type that it is asked for (0 DVD, 1 BD), and its answer:
+    // appends all behind the four header bytes.
+    virtual uint8_t StructureMediaType() const { return 0; }
     virtual SenseCode ReadStructure(uint8_t format, uint32_t address, uint8_t layer,
                                     CAnswer& answer) const;
     virtual SenseCode SendStructure(uint8_t format, std::span<const uint8_t> data);

@@ -3,6 +3,8 @@
 
 #include "virtualdrive/medium_kinds.h"
 
+#include "virtualdrive/bd_r.h"
+#include "virtualdrive/bd_re.h"
 #include "virtualdrive/cd_medium.h"
 #include "virtualdrive/dvd_minus_rw.h"
 #include "virtualdrive/dvd_overwrite.h"
@@ -18,6 +20,11 @@ namespace {
 template <class Medium>
 std::unique_ptr<IMedium> Make(CDiscStore& store) {
     return std::make_unique<Medium>(store);
+}
+
+template <class Medium, const BdFacts& facts>
+std::unique_ptr<IMedium> MakeBd(CDiscStore& store) {
+    return std::make_unique<Medium>(store, facts);
 }
 
 // A CD of 80 minutes: the lead-out may begin at 79:59:74.
@@ -41,6 +48,12 @@ constexpr std::array kKinds = {
     MediumKind{"dvd+rw", kDvdPlusCapacity, Make<CDvdPlusRwMedium>},
     MediumKind{"dvd+r-dl", kDvdPlusRDlCapacity, Make<CDvdPlusRDlMedium>},
     MediumKind{"dvd-r-dl", kDvdMinusRDlCapacity, Make<CDvdMinusRDlMedium>},
+    MediumKind{"bd-r", kBdBlocks, MakeBd<CBdRMedium, bd_facts::kR>},
+    MediumKind{"bd-r-dl", kBdDlBlocks, MakeBd<CBdRMedium, bd_facts::kRDl>},
+    MediumKind{"bd-r-xl", kBdXlBlocks, MakeBd<CBdRMedium, bd_facts::kRXl>},
+    MediumKind{"bd-r-ql", kBdQlBlocks, MakeBd<CBdRMedium, bd_facts::kRQl>},
+    MediumKind{"bd-re", kBdBlocks, MakeBd<CBdReMedium, bd_facts::kRe>},
+    MediumKind{"bd-re-dl", kBdDlBlocks, MakeBd<CBdReMedium, bd_facts::kReDl>},
 };
 
 } // namespace

@@ -42,6 +42,7 @@ constexpr SenseCode kInvalidFieldInParameterList = {5, 0x26, 0x00};
 constexpr SenseCode kCommandSequenceError = {5, 0x2C, 0x00};
 constexpr SenseCode kCannotReadIncompatibleMedium = {5, 0x30, 0x02};
 constexpr SenseCode kCannotWriteIncompatibleMedium = {5, 0x30, 0x05};
+constexpr SenseCode kCannotFormatIncompatibleMedium = {5, 0x30, 0x06};
 constexpr SenseCode kSavingNotSupported = {5, 0x39, 0x00};
 constexpr SenseCode kRemovalPrevented = {5, 0x53, 0x02};
 constexpr SenseCode kEndOfUserArea = {5, 0x63, 0x00};

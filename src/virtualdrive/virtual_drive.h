@@ -55,8 +55,10 @@ class VirtualDrive final : public IScsiPort {
 
     // Makes a blank disc of a kind in a folder that is new, or holds nothing but the file of its
     // defects (defects.h). Kinds: "cd-r", "cd-rw", "dvd-r",
-    // "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r", "dvd+rw", "dvd+r-dl", "dvd-r-dl".
-    // `capacityBlocks` 0 takes the kind's usual one. False if the folder can't be used.
+    // "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r", "dvd+rw", "dvd+r-dl", "dvd-r-dl", "bd-r",
+    // "bd-r-dl", "bd-r-xl", "bd-r-ql", "bd-re", "bd-re-dl". A BD has spare areas only as far as it
+    // is formatted with them. `capacityBlocks` 0 takes the kind's usual one. False if the folder
+    // can't be used.
     static bool CreateDisc(const std::string& folder, const std::string& kind,
                            uint32_t capacityBlocks = 0);
 

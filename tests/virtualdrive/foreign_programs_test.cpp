@@ -24,7 +24,10 @@ const Bytes kOverlaid = Bytes(kFirst.begin(), kFirst.begin() + 320L * 2048) + kS
 // Programs with a folder and a disc of their own; several may be at work at the same time.
 class ForeignPrograms {
   public:
-    explicit ForeignPrograms(const std::string& kind) : m_isCd(kind.starts_with("cd-")) {
+    explicit ForeignPrograms(const std::string& kind)
+        : m_isCd(kind.starts_with("cd-")), m_unitBlocks(m_isCd                    ? 1
+                                                        : kind.starts_with("bd-") ? 32
+                                                                                  : 16) {
         EXPECT_TRUE(VirtualDrive::CreateDisc(Path("disc"), kind));
         WriteFileBytes(Path("first.iso"), kFirst);
         WriteFileBytes(Path("second.iso"), kSecond);
@@ -60,16 +63,17 @@ class ForeignPrograms {
     void ExpectOutput(const std::string& text) const {
         EXPECT_NE(m_output.find(text), std::string::npos) << "\"" << text << "\" in:\n" << m_output;
     }
-    // A DVD's last ECC block may be filled up with zeros.
+    // The last ECC block, or cluster, may be filled up with zeros.
     void ExpectFile(const std::string& name, Bytes bytes) const {
         const Bytes file = ReadFileBytes(Path("disc/" + name));
-        EXPECT_LT(file.size() - bytes.size(), m_isCd ? 1U : 16U * 2048) << name;
+        EXPECT_LT(file.size() - bytes.size(), m_unitBlocks * 2048) << name;
         bytes.resize(file.size());
         EXPECT_TRUE(file == bytes) << name << " differs";
     }
 
   private:
     bool m_isCd;
+    size_t m_unitBlocks; // that are recorded as one
     TempFolder m_folder;
     std::string m_output;
 };
@@ -138,6 +142,18 @@ TEST(ForeignPrograms, CdrskinWritesAppendsBlanksAndFormats) {
         {"dvd+rw", inPlace, {"DVD+RW"}},
         {"dvd-ram", inPlace, {"DVD-RAM"}},
         {"dvd-rw-ow", inPlace, {"DVD-RW restricted overwrite"}},
+        {"bd-r", append("0,608"), {"2 sessions, 2 tracks, closed BD-R sequential recording"}},
+        {"bd-re",
+         {{"blank=as_needed first.iso", {kFirst}, ""},
+          {"write_start_address=320s second.iso", {kOverlaid}, ""},
+          {"blank=format_defectmgt_min", {}, ""},
+          {"first.iso", {kFirst}, ""},
+          {"blank=format_defectmgt_cert_on", {}, ""},
+          {"blank=format_by_index_4", {}, ""}},
+         {"BD-RE"}},
+        {"bd-r",
+         {{"blank=format_defectmgt_min", {}, ""}, {"-tao first.iso", {kFirst}, ""}},
+         {"1 sessions, 1 tracks, closed BD-R sequential recording"}},
     };
     OnEach<Disc>(discs, [](ForeignPrograms& programs, const Disc& disc) {
         for (const Step& step : disc.steps) {
@@ -175,8 +191,9 @@ TEST(ForeignPrograms, XorrisoAddsASessionToEachKind) {
     struct Disc {
         const char* kind;
     };
-    const std::vector<Disc> discs = {{"cd-rw"},    {"dvd-r"},  {"dvd-rw"},  {"dvd+r"},
-                                     {"dvd+r-dl"}, {"dvd+rw"}, {"dvd-ram"}, {"dvd-rw-ow"}};
+    const std::vector<Disc> discs = {{"cd-rw"},    {"dvd-r"},   {"dvd-rw"},  {"dvd+r"},
+                                     {"dvd+r-dl"}, {"dvd+rw"},  {"dvd-ram"}, {"dvd-rw-ow"},
+                                     {"bd-r"},     {"bd-r-ql"}, {"bd-re"}};
     OnEach<Disc>(discs, [](ForeignPrograms& programs, const Disc& disc) {
         std::filesystem::create_directories(programs.Path("tree/deep"));
         std::filesystem::create_directories(programs.Path("more"));

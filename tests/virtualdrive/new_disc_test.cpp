@@ -42,6 +42,20 @@ TEST_F(NewDiscTest, TellsWhatItIs) {
          0x31,
          0,
          "2298496/2 2298496/0 2298496/16 2298496/21 0/19 0/17"},
+        {"bd-r",
+         0x41,
+         {0x10, 0x21, 0x23, 0x40, 0x41},
+         0,
+         0x41,
+         12'219'392,
+         "12219392/1 11826176/0 11826176/50 5796864/50 12088320/50 12219392/50"},
+        {"bd-re",
+         0x43,
+         {0x10, 0x23, 0x40, 0x41},
+         0x10,
+         0x71,
+         12'219'392,
+         "12219392/1 11826176/0 11826176/48 11564032/48 12088320/48 12219392/49"},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.kind);
@@ -58,6 +72,8 @@ TEST_F(NewDiscTest, TellsWhatItIs) {
             continue;
         EXPECT_EQ(host.Toc(0), kInvalidFieldInCdb);
         EXPECT_EQ(host.Read(0, 1), kOutOfRange);
+        if (test.profile == 0x43)
+            continue;
         EXPECT_EQ(host.Close(2), kGood) << "nothing to close";
         if (test.profile != 0x1A) {
             EXPECT_EQ(host.NextWritable(), 0);

@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// BD-R in sequential recording mode (SRM), of all sizes.
+//
+// A blank disc takes FORMAT UNIT once: type 00h gives it the usual spare area, 32h with sub-type
+// 01b (SRM without pseudo-overwrite) as many clusters as its number of blocks leaves. SRM with
+// pseudo-overwrite (00b) and random recording (10b) are refused. A first WRITE to an unformatted
+// disc makes it one without spare area: a spare area is the host's wish, as it costs room and
+// slows the drive down, and nothing but FORMAT UNIT tells it (MMC, "BD-R recording").
+//
+// Tracks are sequential recording ranges, sessions follow each other without a gap, both at whole
+// clusters. CLOSE TRACK/SESSION: 1 closes a track, 2 the session, 6 the disc. An empty disc stays
+// empty, with or without format, until something is written.
+#pragma once
+
+#include "virtualdrive/bd_medium.h"
+#include "virtualdrive/sequential_medium.h"
+
+namespace larkspin {
+
+class CBdRMedium final : public CBdMedium<CSequentialMedium> {
+  public:
+    using CBdMedium::CBdMedium;
+
+    bool IsFeatureCurrent(uint16_t feature) const override;
+    DiscInformation Information(const WriteParameters& parameters) const override;
+    std::vector<FormatCapacity> FormatCapacities() const override;
+    SenseCode FormatMedium(std::span<const uint8_t> parameterList) override;
+
+  private:
+    bool IsFormattable() const { return Tracks().IsBlank() && !SpareClusters(); }
+    uint32_t MaxTracks() const override;
+    int32_t SessionGap(size_t) const override { return 0; }
+    int32_t TrackGap() const override { return 0; }
+    bool IsSessionFunction(uint8_t function) const override;
+};
+
+} // namespace larkspin

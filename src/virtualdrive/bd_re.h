@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// BD-RE.
+//
+// A new disc has no format and takes no data until FORMAT UNIT: type 00h with the usual spare area,
+// 30h with one of the host's choice, 31h without; sub-type 0, 10b (full certification) or 11b
+// (quick certification). Formatting again takes the data away. A formatted disc is
+// written at any block; the drive reads what is left of a cluster and writes it anew. READ DISC
+// INFORMATION tells a formatted disc as complete, with one complete session.
+#pragma once
+
+#include "virtualdrive/bd_medium.h"
+#include "virtualdrive/format_list.h"
+#include "virtualdrive/overwrite_medium.h"
+
+namespace larkspin {
+
+class CBdReMedium final : public CBdMedium<COverwriteMedium> {
+  public:
+    using CBdMedium::CBdMedium;
+
+    bool IsFeatureCurrent(uint16_t feature) const override;
+    DiscInformation Information(const WriteParameters& parameters) const override;
+    std::vector<FormatCapacity> FormatCapacities() const override;
+    SenseCode Close(const WriteParameters& parameters, uint8_t function, uint16_t track) override;
+    SenseCode FormatMedium(std::span<const uint8_t> parameterList) override;
+
+  private:
+    // The spares that a format asks for; empty if it is none of a BD-RE.
+    std::optional<uint32_t> SparesFor(const FormatDescriptor& descriptor) const;
+    uint32_t FormattedBlocks() const override { return SpareClusters() ? Capacity() : 0; }
+    SenseCode CheckWrite(int32_t block, uint32_t count) const override;
+    bool HasFixedPackets() const override { return true; }
+};
+
+} // namespace larkspin

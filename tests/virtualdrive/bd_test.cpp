@@ -1,0 +1,141 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// BD-R and BD-RE, command by command.
+#include "host.h"
+
+#include <sys/stat.h>
+
+namespace larkspin {
+
+namespace {
+
+constexpr int kCannotFormat = 0x53006;
+
+class BdTest : public DriveTest {
+  protected:
+    // READ DISC STRUCTURE of a media type, 1 for BD.
+    int Structure(uint8_t format, uint8_t mediaType = 1) {
+        return host.In({0xAD, mediaType, 0, 0, 0, 0, 0, format, 0x10, 0x04, 0, 0}, 4100);
+    }
+    // FORMAT UNIT with a sub-type.
+    int Format(uint8_t type, uint8_t subType, uint32_t blocks) {
+        Bytes list = {0, 0, 0, 8, 0, 0, 0, 0, static_cast<uint8_t>(type << 2 | subType), 0, 0, 0};
+        StoreBe32(&list[4], blocks);
+        return host.Out({0x04, 0x11, 0, 0, 0, 0}, list);
+    }
+};
+
+TEST_F(BdTest, ABdRIsWrittenClusterAfterCluster) {
+    Load("bd-r", 4096);
+    EXPECT_EQ(host.Write(32, Blocks(32, 1)), kInvalidAddress);
+    ExpectGood({host.Write(0, Blocks(5, 1)), host.Write(5, Blocks(2, 2))});
+    EXPECT_EQ(host.NextWritable(), 7) << "it waits in the cache";
+    ASSERT_EQ(host.SynchronizeCache(), kGood);
+    EXPECT_EQ(host.NextWritable(), 32);
+    EXPECT_EQ(host.Write(7, Blocks(1, 1)), kInvalidAddress);
+    EXPECT_EQ(host.DiscStatus(), 0x05) << "open";
+    EXPECT_EQ(host.data[8], 0xFF) << "the type of a disc is not one of a BD";
+    ExpectRead(0, Blocks(5, 1) + Blocks(2, 2) + Bytes(25UL * 2048));
+
+    // A second track, and a session behind both.
+    ExpectGood({host.Close(1, 1), host.Write(32, Blocks(33, 3))});
+    EXPECT_EQ(host.Close(3), kInvalidFieldInCdb);
+    EXPECT_EQ(host.Close(5), kInvalidFieldInCdb);
+    ASSERT_EQ(host.Close(2), kGood);
+    EXPECT_EQ(host.DiscStatus(), 0x01) << "another session may follow";
+    EXPECT_EQ(host.LastBlock(), 95U);
+    EXPECT_EQ(host.FormatUnit(0x00, 4096), kCannotFormat) << "it holds data";
+
+    // Another session begins at the next cluster, and goes on after the power was lost.
+    ExpectGood({host.Write(96, Blocks(3, 4))});
+    Reload();
+    EXPECT_EQ(host.NextWritable(), 128);
+    EXPECT_EQ(host.Write(99, Blocks(1, 1)), kInvalidAddress);
+    ExpectGood({host.Write(128, Blocks(32, 5)), host.SynchronizeCache(), host.Close(6)});
+    EXPECT_EQ(host.DiscStatus(), 0x0E);
+    EXPECT_EQ(host.LastBlock(), 159U);
+    EXPECT_EQ(host.Write(160, Blocks(32, 6)), kCannotWrite);
+    EXPECT_FALSE(host.IsFeatureCurrent(0x21));
+    ASSERT_EQ(host.Toc(0), kGood);
+    EXPECT_EQ(host.DataAt(2, 2), (Bytes{1, 3}));
+    ExpectRead(96, Blocks(3, 4) + Bytes(29UL * 2048) + Blocks(32, 5));
+}
+
+TEST_F(BdTest, ABdRIsFormattedOnce) {
+    Load("bd-r");
+    EXPECT_EQ(Structure(0x0A), kInvalidFieldInCdb) << "no spare area yet";
+    for (const uint8_t subType : {0, 2, 3})
+        EXPECT_EQ(Format(0x32, subType, 11'826'176), kInvalidFieldInList) << +subType;
+    EXPECT_EQ(Format(0x32, 1, 11'826'175), kInvalidFieldInList) << "part of a cluster";
+    EXPECT_EQ(Format(0x00, 0, 12'219'392), kInvalidFieldInList) << "not the usual spares";
+    EXPECT_EQ(Format(0x30, 0, 11'826'176), kInvalidFieldInList) << "a format of BD-RE";
+    ASSERT_EQ(Format(0x32, 1, 12'088'320), kGood);
+    EXPECT_EQ(Format(0x32, 1, 12'219'392), kCannotFormat);
+    Reload();
+    EXPECT_EQ(host.DiscStatus(), 0x00);
+    EXPECT_EQ(host.FormatCapacities(), "12088320/1");
+    EXPECT_TRUE(host.IsFeatureCurrent(0x24));
+    EXPECT_FALSE(host.IsFeatureCurrent(0x38)) << "no pseudo-overwrite";
+    ASSERT_EQ(Structure(0x0A), kGood);
+    EXPECT_EQ(host.DataAt(0, 16), (Bytes{0, 14, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0}));
+    // A reservation reaches to the last block and no further.
+    EXPECT_EQ(host.ReserveTrack(12'088'321), kInvalidFieldInCdb);
+    ExpectGood({host.ReserveTrack(12'088'300), host.Write(0, Blocks(1, 1)), host.Close(2)});
+    EXPECT_EQ(host.LastBlock(), 12'088'319U);
+    EXPECT_EQ(host.Write(12'088'320, Blocks(1, 1)), kOutOfRange);
+    ExpectRead(12'088'319, Bytes(2048));
+    struct stat status = {};
+    ASSERT_EQ(::stat(File("track-01.iso").c_str(), &status), 0);
+    EXPECT_LT(status.st_blocks, 1000) << "sparse";
+}
+
+TEST_F(BdTest, ABdReIsWrittenAnywhereOnceFormatted) {
+    Load("bd-re-dl");
+    EXPECT_EQ(host.Write(0, Blocks(32, 1)), 0x33100) << "not formatted";
+    for (const auto& [type, subType, blocks] : {std::tuple{0x00, 0, 24'438'784},
+                                                {0x00, 1, 23'652'352},
+                                                {0x30, 0, 24'438'784},
+                                                {0x30, 2, 24'176'641},
+                                                {0x31, 1, 24'438'784},
+                                                {0x32, 1, 23'652'352}})
+        EXPECT_EQ(Format(static_cast<uint8_t>(type), static_cast<uint8_t>(subType),
+                         static_cast<uint32_t>(blocks)),
+                  kInvalidFieldInList)
+            << type << " " << subType << " " << blocks;
+    ASSERT_EQ(Format(0x00, 0, 23'652'352), kGood);
+    EXPECT_EQ(host.DiscStatus(), 0x1E);
+    EXPECT_EQ(host.LastBlock(), 23'652'351U);
+    EXPECT_EQ(host.CurrentFeatures(), (std::set<uint16_t>{0x10, 0x20, 0x23, 0x24, 0x40, 0x41}));
+    ExpectGood({host.Write(23'652'351, Blocks(1, 1)), host.Write(7, Blocks(3, 2))});
+    EXPECT_EQ(host.Write(23'652'351, Blocks(2, 1)), kOutOfRange);
+    Reload();
+    ExpectRead(23'652'351, Blocks(1, 1));
+    ExpectRead(6, Bytes(2048) + Blocks(3, 2));
+    EXPECT_EQ(host.Close(2), kInvalidFieldInCdb);
+    EXPECT_EQ(host.Blank(0), kCannotWrite);
+    // With quick certification and without spare area; the data goes.
+    ASSERT_EQ(Format(0x30, 3, 24'176'640), kGood);
+    ASSERT_EQ(Format(0x31, 0, 24'438'784), kGood);
+    EXPECT_FALSE(host.IsFeatureCurrent(0x24));
+    EXPECT_EQ(host.FormatCapacities(),
+              "24438784/2 23652352/0 23652352/48 23128064/48 24176640/48 24438784/49");
+    ExpectRead(7, Bytes(2048));
+}
+
+TEST_F(BdTest, StructuresAreThoseOfABd) {
+    Load("bd-r");
+    EXPECT_EQ(Structure(0x00, 0), 0x53002) << "asked for as a DVD";
+    ASSERT_EQ(Structure(0x00), kGood);
+    EXPECT_EQ(host.DataAt(0, 2), (Bytes{0x10, 0x02}));
+    EXPECT_EQ(host.DataAt(12, 3), (Bytes{'B', 'D', 'R'}));
+    Load("bd-re");
+    ASSERT_EQ(Structure(0x00), kGood);
+    EXPECT_EQ(host.DataAt(12, 3), (Bytes{'B', 'D', 'W'}));
+    Load("dvd+r");
+    EXPECT_EQ(Structure(0x00), 0x53002) << "asked for as a BD";
+}
+
+} // namespace
+
+} // namespace larkspin
