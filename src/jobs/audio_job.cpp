@@ -288,7 +288,7 @@ CopyEnd AudioWriting::WriteCopy() {
         ShowClosingNotices(m_env.ui, std::exchange(m_notices, {}));
     }
     if (verification.WasBegun()) {
-        verification.Tell(ContentsText(tracks));
+        verification.Tell(ContentsText(tracks), &m_notices);
     } else if (finished && !cancelled && !m_bBrokenOff) {
         m_env.host.TellSuccess(kDiscWritten + ContentsText(tracks));
     }

@@ -435,7 +435,7 @@ void DataWriting::TellResults() {
     contents += FormatWide("%zu %s, ", files, files == 1 ? "file" : "files") +
                 FormatSize(static_cast<long long>(extents.FileBytes()));
     if (m_verification.WasBegun()) {
-        m_verification.Tell(contents);
+        m_verification.Tell(contents, &m_notices);
     } else if (m_bWhole && m_notices.empty()) {
         m_env.host.TellSuccess(kDiscWritten + contents);
     }

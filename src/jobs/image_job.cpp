@@ -210,7 +210,7 @@ bool ImageWriting::WriteCopy() {
     const std::u16string contents =
         std::u16string(LeafName(m_strPath)) + u", " + FormatSize(m_nBytes);
     if (verification.WasBegun()) {
-        verification.Tell(contents);
+        verification.Tell(contents, &m_notices);
     } else if (m_bWhole && !m_bCancelled && m_notices.empty()) {
         m_env.host.TellSuccess(kDiscWritten + contents);
     }

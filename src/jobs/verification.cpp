@@ -170,7 +170,8 @@ void Verification::Compare(const WrittenRecord& record, DiscWindow& window) {
     }
 }
 
-void Verification::Tell(const std::u16string& contents) const {
+void Verification::Tell(const std::u16string& contents,
+                        std::vector<std::u16string>* notices) const {
     if (!m_reading || (m_reading->Ended() == DiscReading::End::Cancelled && !m_reading->IsBad() &&
                        m_env.host.IsLeaving())) {
         return;
@@ -188,6 +189,8 @@ void Verification::Tell(const std::u16string& contents) const {
             m_reading->IsOver() && m_reading->Ended() != DiscReading::End::Cancelled;
         if (isFailure) {
             m_env.ui.ShowMessage(text);
+        } else if (!notices->empty()) {
+            notices->push_back(text.ends_with(u'.') ? text : text + u'.');
         } else {
             m_env.host.TellSuccess(text);
         }

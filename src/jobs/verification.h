@@ -16,6 +16,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace larkspin {
 
@@ -35,8 +36,9 @@ class Verification {
 
     bool WasBegun() const { return m_reading.has_value(); }
     // How good the disc is, if a comparison was begun: told as a success, or in a box. `contents`
-    // names what has been written: "3 files, 1.20 Mb".
-    void Tell(const std::u16string& contents) const;
+    // names what has been written: "3 files, 1.20 Mb". A good disc is no success if there are
+    // `notices` of what is wrong with what was written; it then goes to these.
+    void Tell(const std::u16string& contents, std::vector<std::u16string>* notices) const;
 
   private:
     using Records = std::span<const WrittenRecord* const>;

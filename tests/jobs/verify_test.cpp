@@ -287,31 +287,41 @@ TEST(Verify, WhatStopsItIsTold) {
     }
 }
 
-TEST(Verify, EachCopyOfAnImageIsComparedBeforeTheNextIsAskedFor) {
-    for (const char* kind : {"cd-r", "dvd+rw"}) {
-        SCOPED_TRACE(kind);
-        VerifyBench bench(kind);
-        // A CD leaves out what is less than a sector at the end.
-        const Bytes image = Payload(5'000'100, 4);
-        const std::u16string path = bench.AddFile("image.iso", image);
-        const bool isCd = std::string(kind) == "cd-r";
-        bench.ui.image.nCopies = 2;
+TEST(Verify, EachCopyIsComparedBeforeTheNextIsAskedFor) {
+    // An image on a CD leaves out what is less than a sector at the end.
+    const struct {
+        const char *kind, *file;
+        uint64_t flipped;
+        const char16_t *bad, *contents;
+    } cases[] = {
+        {"cd-r", "track-01.iso", 4'999'167,
+         u"\nThe image from byte 4194304 to 4999167: differs (blocks 2048 to 2440)\n",
+         u"image.iso, 4.77 Mb"},
+        {"dvd+rw", "track-01.iso", 5'000'099,
+         u"\nThe image from byte 4194304 to 5000099: differs (blocks 2048 to 2441)\n",
+         u"image.iso, 4.77 Mb"},
+        {"cd-r", "disc.bin", 800'000, u"\nTrack 1: differs (blocks 2 to 397)\n",
+         u"1 track, 0:05 (min:sec)"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(ToNative(test.contents));
+        VerifyBench bench(test.kind);
+        const bool isAudio = std::u16string(test.contents).starts_with(u"1 track");
+        const std::u16string path = bench.AddFile("image.iso", Payload(5'000'100, 4));
+        bench.host.queue = {bench.AddWav("a.wav", Payload(400 * 2352, 4))};
+        bench.ui.image.nCopies = bench.ui.audio.nCopies = 2;
         bench.ui.onBox = [&](const FakeUi::Box&) {
-            bench.InsertNew(kind);
+            bench.InsertNew(test.kind);
             bench.damage = {};
             return true;
         };
-        bench.damage = [&] { bench.Flip("track-01.iso", isCd ? 4'999'167 : 5'000'099); };
-        EXPECT_EQ(bench.RunImage(path), JobEnd::Exit);
+        bench.damage = [&] { bench.Flip(test.file, test.flipped); };
+        EXPECT_EQ(isAudio ? bench.RunAudio() : bench.RunImage(path), JobEnd::Exit);
         const Texts texts = bench.ui.Texts();
         ASSERT_EQ(texts.size(), 3U);
-        EXPECT_NE(texts[0].find(FormatWide("\nThe image from byte 4194304 to %d: differs (blocks "
-                                           "2048 to %d)\n",
-                                           isCd ? 4'999'167 : 5'000'099, isCd ? 2440 : 2441)),
-                  std::u16string::npos)
-            << ToNative(texts[0]);
+        EXPECT_NE(texts[0].find(test.bad), std::u16string::npos) << ToNative(texts[0]);
         EXPECT_EQ(texts[1], NextCopyText(1, 2));
-        EXPECT_EQ(texts[2], std::u16string(kGood) + u"image.iso, 4.77 Mb, verified");
+        EXPECT_EQ(texts[2], kGood + std::u16string(test.contents) + u", verified");
         EXPECT_EQ(bench.verifies, 2);
     }
 }
