@@ -10,6 +10,7 @@
 
 #include "virtualdrive/ecc_medium.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 
@@ -91,7 +92,9 @@ class CBdMedium : public Way {
     uint32_t BlocksBeside(uint32_t spareClusters) const {
         return AllBlocks() - spareClusters * kClusterBlocks;
     }
-    uint32_t Capacity() const override { return BlocksBeside(SpareClusters().value_or(0)); }
+    uint32_t Capacity() const override {
+        return BlocksBeside(std::min(SpareClusters().value_or(0), Spares().most));
+    }
 
   private:
     const BdFacts& m_facts;

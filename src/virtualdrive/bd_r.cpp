@@ -68,7 +68,7 @@ SenseCode CBdRMedium::FormatMedium(std::span<const uint8_t> parameterList) {
             descriptor.blocks % kClusterBlocks != 0)
             return sense::kInvalidFieldInParameterList;
         spares = (AllBlocks() - descriptor.blocks) / kClusterBlocks;
-        if (spares > most || (spares != 0 && spares < least))
+        if (spares > most || (spares != 0 && spares < least) || descriptor.parameter != spares)
             return sense::kInvalidFieldInParameterList;
     } else if (descriptor.type != kFormatFull || descriptor.subType != 0 ||
                descriptor.blocks != BlocksBeside(usual)) {

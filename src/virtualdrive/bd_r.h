@@ -4,7 +4,8 @@
 // BD-R in sequential recording mode (SRM), of all sizes.
 //
 // A blank disc takes FORMAT UNIT once: type 00h gives it the usual spare area, 32h with sub-type
-// 01b (SRM without pseudo-overwrite) as many clusters as its number of blocks leaves. SRM with
+// 01b (SRM without pseudo-overwrite) as many clusters as its type dependent parameter says and its
+// number of blocks leaves. SRM with
 // pseudo-overwrite (00b) and random recording (10b) are refused. A first WRITE to an unformatted
 // disc makes it one without spare area: a spare area is the host's wish, as it costs room and
 // slows the drive down, and nothing but FORMAT UNIT tells it (MMC, "BD-R recording").

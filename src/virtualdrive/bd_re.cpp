@@ -64,9 +64,9 @@ std::optional<uint32_t> CBdReMedium::SparesFor(const FormatDescriptor& descripto
     if (descriptor.type == kFormatFull)
         isGood = spares == usual;
     else if (descriptor.type == kFormatSpared)
-        isGood = spares >= least && spares <= most;
+        isGood = spares >= least && spares <= most && descriptor.parameter == spares;
     else if (descriptor.type == kFormatUnspared)
-        isGood = spares == 0;
+        isGood = spares == 0 && descriptor.parameter == kDataBlockBytes;
     return isGood && descriptor.subType != kSubTypeReserved ? std::optional(spares) : std::nullopt;
 }
 

@@ -5,9 +5,10 @@
 //
 // A new disc has no format and takes no data until FORMAT UNIT: type 00h with the usual spare area,
 // 30h with one of the host's choice, 31h without; sub-type 0, 10b (full certification) or 11b
-// (quick certification). Formatting again takes the data away. A formatted disc is
-// written at any block; the drive reads what is left of a cluster and writes it anew. READ DISC
-// INFORMATION tells a formatted disc as complete, with one complete session.
+// (quick certification). The type dependent parameter of 30h is the number of spare clusters, of
+// 31h the size of a block; that of 00h is not looked at. Formatting again takes the data away. A
+// formatted disc is written at any block; the drive reads what is left of a cluster and writes it
+// anew. READ DISC INFORMATION tells a formatted disc as complete, with one complete session.
 #pragma once
 
 #include "virtualdrive/bd_medium.h"

@@ -159,6 +159,21 @@ bool WriteAll(int descriptor, uint64_t offset, std::span<const uint8_t> bytes) {
     return true;
 }
 
+// Zeros take no room: true if the file system keeps them as a hole.
+bool LeaveHole(int descriptor, uint64_t offset, std::span<const uint8_t> bytes) {
+    struct stat status = {};
+    const bool areZeros = !bytes.empty() && bytes[0] == 0 &&
+                          std::equal(bytes.begin() + 1, bytes.end(), bytes.begin());
+    if (!areZeros || ::fstat(descriptor, &status) != 0)
+        return false;
+    const auto size = static_cast<uint64_t>(status.st_size);
+    if (offset >= size)
+        return ::ftruncate(descriptor, static_cast<off_t>(offset + bytes.size())) == 0;
+    return offset + bytes.size() <= size &&
+           ::fallocate(descriptor, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
+                       static_cast<off_t>(offset), static_cast<off_t>(bytes.size())) == 0;
+}
+
 bool ReplaceFile(const std::string& path, const std::string& text) {
     const std::string fresh = path + ".new";
     {
@@ -239,7 +254,8 @@ bool CDiscStore::BeginFile(const std::string& file) {
 
 bool CDiscStore::Write(const std::string& file, uint64_t offset, std::span<const uint8_t> bytes) {
     const int descriptor = Descriptor(file, true);
-    return descriptor >= 0 && WriteAll(descriptor, offset, bytes);
+    return descriptor >= 0 &&
+           (LeaveHole(descriptor, offset, bytes) || WriteAll(descriptor, offset, bytes));
 }
 
 bool CDiscStore::Read(const std::string& file, uint64_t offset, std::span<uint8_t> bytes) {

@@ -86,7 +86,8 @@ class CDiscStore {
 
     // Makes an empty file for a track that begins; what an earlier disc left there goes.
     bool BeginFile(const std::string& file);
-    // Bytes of a file of the disc at `offset`. Short writes count as failures.
+    // Bytes of a file of the disc at `offset`. Short writes count as failures. Zeros, if there is
+    // nothing else among the bytes, take no room on the file system.
     bool Write(const std::string& file, uint64_t offset, std::span<const uint8_t> bytes);
     // What lies behind the file's end reads as zeros.
     bool Read(const std::string& file, uint64_t offset, std::span<uint8_t> bytes);
