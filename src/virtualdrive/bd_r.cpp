@@ -46,6 +46,12 @@ bool CBdRMedium::IsSessionFunction(uint8_t function) const {
     return function == kCloseSession || function == kFinalizeCompact;
 }
 
+SenseCode CBdRMedium::Close(const WriteParameters& parameters, uint8_t function, uint16_t track) {
+    if (IsSessionFunction(function) && Tracks().Open() != nullptr)
+        return sense::kIncompleteTrackInSession;
+    return CBdMedium::Close(parameters, function, track);
+}
+
 std::vector<FormatCapacity> CBdRMedium::FormatCapacities() const {
     std::vector<FormatCapacity> capacities = CBdMedium::FormatCapacities();
     if (!IsFormattable())

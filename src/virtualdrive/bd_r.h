@@ -11,8 +11,9 @@
 // slows the drive down, and nothing but FORMAT UNIT tells it (MMC, "BD-R recording").
 //
 // Tracks are sequential recording ranges, sessions follow each other without a gap, both at whole
-// clusters. CLOSE TRACK/SESSION: 1 closes a track, 2 the session, 6 the disc. An empty disc stays
-// empty, with or without format, until something is written.
+// clusters. CLOSE TRACK/SESSION: 1 closes a track, 2 the session, 6 the disc; a session with an
+// open track is not closed. An empty disc stays empty, with or without format, until something is
+// written.
 #pragma once
 
 #include "virtualdrive/bd_medium.h"
@@ -27,6 +28,7 @@ class CBdRMedium final : public CBdMedium<CSequentialMedium> {
     bool IsFeatureCurrent(uint16_t feature) const override;
     DiscInformation Information(const WriteParameters& parameters) const override;
     std::vector<FormatCapacity> FormatCapacities() const override;
+    SenseCode Close(const WriteParameters& parameters, uint8_t function, uint16_t track) override;
     SenseCode FormatMedium(std::span<const uint8_t> parameterList) override;
 
   private:
