@@ -13,6 +13,8 @@ namespace {
 constexpr uint8_t kFormatR = 0x32;
 constexpr uint8_t kSubTypeSequential = 1; // of 32h: SRM without pseudo-overwrite
 
+constexpr uint8_t kTypeFormatted = 2; // of READ FORMAT CAPACITIES, of the current capacity
+
 constexpr uint8_t kUndefinedDisc = 0xFF;
 
 // A disc takes more ranges, but a table of contents numbers tracks with one byte.
@@ -53,6 +55,8 @@ SenseCode CBdRMedium::Close(const WriteParameters& parameters, uint8_t function,
 }
 
 std::vector<FormatCapacity> CBdRMedium::FormatCapacities() const {
+    if (Tracks().IsBlank() && SpareClusters())
+        return {{Capacity(), kTypeFormatted}};
     std::vector<FormatCapacity> capacities = CBdMedium::FormatCapacities();
     if (!IsFormattable())
         return capacities;
