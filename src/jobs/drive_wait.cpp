@@ -17,7 +17,7 @@ DriveWait::DriveWait(JobEnv& env, JobKind kind) : m_progress(env, kind, kSilentM
 
 bool DriveWait::Continue() {
     return m_progress.Continue(
-        [] { return std::u16string(u"Waiting for the drive to get the disk ready..."); });
+        [] { return std::u16string(u"Waiting for the drive..."); });
 }
 
 bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {
