@@ -218,7 +218,7 @@ std::u16string CCDWriter::TotalText() {
         return kCalculating;
     }
     m_totalOf = version;
-    m_strTotal = *data + (allAudio ? u" " + *audio : std::u16string());
+    m_strTotal = *data + (allAudio ? u"\n" + *audio : std::u16string());
     return m_strTotal;
 }
 

@@ -59,6 +59,7 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model,
     m_pTotal = new QLabel(this);
     m_pTotal->setObjectName(QStringLiteral("1022"));
     m_pTotal->setTextFormat(Qt::PlainText);
+    m_pTotal->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 
     m_pReport = new QCheckBox(QStringLiteral("&Show additional information"), this);
     m_pReport->setObjectName(QStringLiteral("1015"));
@@ -215,7 +216,12 @@ void CQueueWindow::SetStandIn(bool on) {
 
 void CQueueWindow::RefreshRows() {
     std::optional<std::vector<QueueRow>> rows = m_logic.Refresh();
-    m_pTotal->setText(ToQt(m_logic.Total()));
+    const QString total = ToQt(m_logic.Total());
+    if (total != m_pTotal->text()) { // two lines where there is a playing time
+        m_pTotal->setText(total);
+        MeasureControls();
+        LayOut();
+    }
     if (!rows) {
         return;
     }
@@ -387,7 +393,8 @@ void CQueueWindow::MeasureControls() {
     m_sizes.nButtonHeight = std::max({least.nButtonHeight, close.height(), remove.height()});
     m_sizes.nCheckWidth = std::max(least.nCheckWidth, report.width());
     m_sizes.nCheckHeight = std::max(least.nCheckHeight, report.height());
-    m_sizes.nTotalHeight = m_pTotal->fontMetrics().height();
+    m_sizes.nTotalHeight =
+        std::max(m_pTotal->fontMetrics().height(), m_pTotal->sizeHint().height());
     m_sizes.nHeadHeight = m_bStandIn ? m_pHead->HeightFor(m_pList->width()) : 0;
     const QueueMinimum minimum = MinimumQueueEditor(m_sizes);
     setMinimumSize(minimum.width, minimum.height);
