@@ -16,8 +16,7 @@ constexpr int kMostReports = 2;
 DriveWait::DriveWait(JobEnv& env, JobKind kind) : m_progress(env, kind, kSilentMs) {}
 
 bool DriveWait::Continue() {
-    return m_progress.Continue(
-        [] { return std::u16string(u"Waiting for the drive..."); });
+    return m_progress.Continue([] { return std::u16string(u"Waiting for the drive..."); });
 }
 
 bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {
