@@ -98,6 +98,11 @@ std::optional<int> ExitOf(const QDBusError& error) {
     return isNumber ? std::optional(code) : std::nullopt;
 }
 
+bool HasDisplay() {
+    return !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
 // Why a program that has been started is not there.
 SendError NotStarted(std::optional<int> code, const std::string& otherwise) {
     switch (code.value_or(-1)) {
@@ -148,6 +153,11 @@ void CLarkspinClient::StartByBus() {
             return;
         }
         const std::optional<int> code = ExitOf(started.error());
+        if (code == kNoDisplayExit && HasDisplay()) {
+            // The bus is older than the display, and nobody has told it of that.
+            StartByFile();
+            return;
+        }
         if (code != kSecondInstanceExit || deadline.hasExpired()) {
             throw NotStarted(code, "Larkspin could not be started: " +
                                        started.error().message().toStdString());

@@ -88,6 +88,16 @@ told 4 'is DBUS_SESSION_BUS_ADDRESS set?' \
     env DBUS_SESSION_BUS_ADDRESS=unix:path=/none "$send" status
 not_running || fail 'it runs all the same'
 
+# --- a bus that starts the program, and does not know of the display that has come since ---
+mkdir -p "$work/share/dbus-1/services"
+printf '[D-BUS Service]\nName=org.larkspin.Larkspin\nExec=%s\n' "$larkspin" \
+    >"$work/share/dbus-1/services/org.larkspin.Larkspin.service"
+# shellcheck disable=SC2016 # the inner shell expands them
+XDG_DATA_HOME=$work/share "${blind[@]}" dbus-run-session -- env DISPLAY="$DISPLAY" sh -c \
+    '"$0" add "$1" && "$0" list && "$0" quit' "$send" "$work/plain.txt" >"$work/late-display" 2>&1 ||
+    fail "a display that came late was not found: $(<"$work/late-display")"
+grep -qx "$work/plain.txt" "$work/late-display" || fail 'the path did not come to the late display'
+
 # --- two at once, when the program has to be started first: it starts once, and both are heard ---
 mkdir "$work/source"
 echo 'early' >"$work/early.txt"
