@@ -9,6 +9,7 @@
 #include <QByteArrayList>
 #include <QCoreApplication>
 #include <QDBusArgument>
+#include <QDBusConnection>
 
 #include <algorithm>
 #include <array>
@@ -357,13 +358,17 @@ int Run(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
+    int code = larkspin::kDone;
     try {
-        return larkspin::Run({argv + 1, argv + argc});
+        code = larkspin::Run({argv + 1, argv + argc});
     } catch (const larkspin::PathError& error) {
         larkspin::TellUser(error.what());
-        return larkspin::kNoPath;
+        code = larkspin::kNoPath;
     } catch (const larkspin::SendError& error) {
         larkspin::TellUser(error.what());
-        return larkspin::kNoProgram;
+        code = larkspin::kNoProgram;
     }
+    // The bus has a thread, and a message that came while the statics go would find no types.
+    QDBusConnection::disconnectFromBus(QDBusConnection::sessionBus().name());
+    return code;
 }
