@@ -241,9 +241,13 @@ std::span<const uint8_t> CLibavDecoder::Convert() {
                     const_cast<const uint8_t**>(m_pFrame->extended_data), m_pFrame->nb_samples);
     int64_t skip = 0;
     if (m_nSeekFrame >= 0) {
-        const int64_t at =
-            av_rescale_q(m_pFrame->pts, m_pStream->time_base, AVRational{1, SampleRate()});
-        skip = std::clamp<int64_t>(m_nSeekFrame - at, 0, std::max(made, 0));
+        // Of the frames that come out of one packet, the first alone has a stamp.
+        if (m_pFrame->pts != AV_NOPTS_VALUE) {
+            m_nNextFrame =
+                av_rescale_q(m_pFrame->pts, m_pStream->time_base, AVRational{1, SampleRate()});
+        }
+        skip = std::clamp<int64_t>(m_nSeekFrame - m_nNextFrame, 0, std::max(made, 0));
+        m_nNextFrame += std::max(made, 0);
         if (skip < made) {
             m_nSeekFrame = -1;
         }

@@ -81,6 +81,7 @@ class CLibavDecoder final : public ILibavDecoder {
     uint64_t m_nLostFrames = 0;
     bool m_bDraining = false;  // the container has ended; the decoder gives what it still holds
     int64_t m_nSeekFrame = -1; // set by Seek until the first samples after it
+    int64_t m_nNextFrame = 0;  // that Convert gives, while m_nSeekFrame is set
 };
 
 } // namespace larkspin

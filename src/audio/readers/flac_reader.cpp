@@ -73,11 +73,12 @@ struct CFLACReader::Callbacks {
         }
     }
 
-    // A frame that can't be decoded is libFLAC's to step over. One that was damaged comes as
-    // silence after this.
+    // A frame that can't be decoded is libFLAC's to step over. One that was damaged, or of which
+    // the start was not found, comes as silence after this.
     static void Error(const FLAC__StreamDecoder* /*decoder*/, FLAC__StreamDecoderErrorStatus status,
                       void* client) {
-        if (status == FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH) {
+        if (status == FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH ||
+            status == FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC) {
             Reader(client).m_bDamagedFrame = true;
         }
     }
