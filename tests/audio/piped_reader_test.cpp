@@ -63,7 +63,7 @@ TEST(PipedReader, TellsThatItHasNoPipeOrNoThread) {
     const TempFolder folder;
     const auto path = [&](const char* name) { return ToWide(folder.Path() + name); };
     for (const char* name : {"/a.mp3", "/a.wma", "/a.ape", "/a.flac"}) {
-        WriteSound(folder.Path() + name, MakeTones(20000));
+        WriteSound(folder.Path() + name, MakeTones(12000));
     }
     const auto expect = [](const std::function<void()>& make, const char* noPipe,
                            const char* noThread) {

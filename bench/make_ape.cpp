@@ -1,10 +1,17 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
+//
+// make_ape FILE FRAMES [CHANNELS BITS RATE]: a Monkey's Audio file (format 3.99, compression level
+// "fast") of the tests' tones and noise, since no free encoder for the format is to be had. It made
+// the files of tests/audio/ape, and makes long ones for audio_bench.sh. Without a form the file is
+// stereo of 16 bits at 44,100 Hz; it takes one or two channels of 8, 16 or 24 bits.
 
-#include "audio/ape_writer.h"
+#include "audio/codec_files.h"
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <span>
 
 namespace larkspin::codecs {
@@ -198,8 +205,6 @@ Bytes EncodeFrame(std::span<const int32_t> samples, int channels) {
     return frame;
 }
 
-} // namespace
-
 Bytes WriteApe(const Sound& sound) {
     const size_t perFrame = size_t{kBlocksPerFrame} * static_cast<size_t>(sound.channels);
     std::vector<Bytes> frames;
@@ -233,4 +238,23 @@ Bytes WriteApe(const Sound& sound) {
     return file;
 }
 
+} // namespace
+
 } // namespace larkspin::codecs
+
+int main(int argc, char** argv) {
+    using namespace larkspin::codecs;
+    if (argc != 3 && argc != 6) {
+        std::fprintf(stderr, "usage: make_ape FILE FRAMES [CHANNELS BITS RATE]\n");
+        return 2;
+    }
+    Sound form;
+    if (argc == 6) {
+        form.channels = std::atoi(argv[3]);
+        form.bits = std::atoi(argv[4]);
+        form.rate = std::atoi(argv[5]);
+    }
+    const size_t frames = std::strtoul(argv[2], nullptr, 10);
+    larkspin::WriteFileBytes(argv[1], WriteApe(MakeTones(frames, form)));
+    return 0;
+}
