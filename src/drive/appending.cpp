@@ -3,6 +3,7 @@
 //
 // Appending to a DVD: where the old volume lies and the new session begins, and the update of the
 // volume descriptors on media that are written in place.
+#include "drive/bd_media.h"
 #include "drive/descriptor_set.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
@@ -22,7 +23,8 @@ constexpr char kNotFlushed[] = "internal error #1008";
 
 bool IsWrittenInPlace(uint32_t profile) {
     return profile == mmc::kProfileDvdRam || profile == mmc::kProfileDvdMinusRwOverwrite ||
-           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
+           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
+           profile == kProfileBdRe;
 }
 
 void RewriteChunk(CAspiCD& drive, const uint8_t* chunk, uint32_t block) {
@@ -39,10 +41,13 @@ int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_
     // A volume has its descriptor inside and ends on a disc that can be addressed. Any other size
     // would put the new data over the old.
     const int64_t size = LoadLe32(descriptor.data() + kVolumeSpaceSize);
-    if (size <= kFirstDescriptorBlock || size > INT32_MAX - int64_t{kEccBlocks})
+    if (size <= kFirstDescriptorBlock || size > INT32_MAX - int64_t{kBdClusterBlocks})
         throw CgrowisofsException("previous session is not iso9660");
     *previousStart = kFirstDescriptorBlock;
     m_nNextStart = static_cast<int32_t>(BlocksInFullEcc(size * kDvdBlockBytes));
+    // A cluster that holds old data is not written again.
+    if ((m_nProfile & 0xFFFF) == kProfileBdRe)
+        m_nNextStart += m_nNextStart % kBdClusterBlocks;
     return m_nNextStart;
 }
 

@@ -4,6 +4,7 @@
 // CAspiCD: waiting for a unit before its disc is judged, and what is on a disc that may be written
 // over. Whatever can't be found out here is told as such: taken for "nothing" it would cost the
 // disc.
+#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
@@ -101,7 +102,8 @@ bool IsDiscEmpty(std::span<const uint8_t> discInformation) {
 
 bool IsInPlace(uint32_t profile) {
     return profile == mmc::kProfileDvdRam || profile == mmc::kProfileDvdMinusRwOverwrite ||
-           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
+           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
+           profile == kProfileBdRe;
 }
 
 // What a disc that is written in place and has no ISO 9660 volume holds.

@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // Setting a drive up for a DVD recording: what the medium in it asks for, by its profile.
+#include "drive/bd_media.h"
 #include "drive/dvd_detail.h"
+#include "drive/format_list.h"
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
 #include "drive/scsi_command.h"
@@ -227,6 +229,13 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
         m_nNextWriteAddress = 0;
         break;
     }
+    case kProfileBdRe:
+        if (CurrentCapacityTypeOf(m_abyFormats) != kFormatted)
+            FormatBdRe(*this, command);
+        PrepareDvdRecording(command, profile);
+        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishRam(); };
+        m_nNextWriteAddress = 0;
+        break;
     case mmc::kProfileDvdPlusR:
     case mmc::kProfileDvdPlusRDl:
         PrepareDvdRecording(command, profile);

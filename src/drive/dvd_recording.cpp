@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // A DVD recording from the state before it to the last chunk: reset, open, and the stream.
+#include "drive/bd_media.h"
 #include "drive/dvd_detail.h"
 #include "drive/dvd_texts.h"
 #include "drive/mmc.h"
@@ -42,7 +43,8 @@ Filled Fill(CAspiCD& drive, IByteSource& source, std::span<uint8_t> buffer,
 bool IsRecordableDvd(uint32_t profile) {
     return (profile >= mmc::kProfileDvdMinusR && profile <= mmc::kProfileDvdMinusRDlJump) ||
            profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusR ||
-           profile == mmc::kProfileDvdPlusRwDl || profile == mmc::kProfileDvdPlusRDl;
+           profile == mmc::kProfileDvdPlusRwDl || profile == mmc::kProfileDvdPlusRDl ||
+           profile == kProfileBdRe;
 }
 
 constexpr double kNoSpeedWish = -1.0;

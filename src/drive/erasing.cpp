@@ -6,6 +6,7 @@
 // CD-RW and DVD-RW are blanked by the drive, which goes on by itself once told. A DVD+RW has no
 // blanking and is overwritten. The formats run inside PrepareDvdMedia to their end: a format that
 // is left alone half way leaves a disc that cannot be written, so they ask no cancel functor.
+#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
@@ -52,6 +53,16 @@ int WaitForFormat(CScsiCommand& command) {
 }
 
 } // namespace
+
+void FormatBdRe(CAspiCD& drive, CScsiCommand& command) {
+    const uint8_t* const format = FindFormat(drive.m_abyFormats, kFormatTypeFull);
+    if (format == nullptr)
+        throw CAspiCD::CgrowisofsException("the drive offers no format for this BD-RE");
+    constexpr uint8_t ignored = 0;
+    if (SendFormatUnit(command, kFormatTypeFull, LoadBe32(format), ignored) != 0 ||
+        WaitForFormat(command) != 0 || drive.m_nLateError != 0)
+        throw CAspiCD::CgrowisofsException("formatting the BD-RE failed");
+}
 
 int CAspiCD::BlankDisk(bool full) {
     constexpr uint8_t immediate = 0x10;

@@ -3,6 +3,7 @@
 //
 // CAspiCD: what lies in the drive. First the direct family, which serves the decisions of the jobs
 // on any disc; then the family of the DVD recorder.
+#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
@@ -94,6 +95,10 @@ uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats)
         return FormatBlocks(formats, kFormatTypeFull);
     case mmc::kProfileDvdPlusRw:
         return FormatBlocks(formats, kFormatTypePlusRw);
+    case kProfileBdRe: // the format it has; before that, the one it is to get
+        return CurrentCapacityTypeOf(formats) == kFormatted
+                   ? ScaleBlocks(formats, LoadBe32(&formats[kCurrentBlocks]))
+                   : FormatBlocks(formats, kFormatTypeFull);
     default:
         return 0;
     }
@@ -322,7 +327,7 @@ uint32_t CAspiCD::IdentifyMedia() {
         throw CgrowisofsException("not a DVD drive");
 
     const uint32_t profile = ReadProfileOfLoadedDisc(*this, command);
-    if ((profile & kDvdProfileBits) == 0)
+    if ((profile & kDvdProfileBits) == 0 && profile != kProfileBdRe)
         return profile;
 
     m_abyDiscInfo.fill(0);
@@ -334,7 +339,7 @@ uint32_t CAspiCD::IdentifyMedia() {
     if (DiscStatusOf(m_abyDiscInfo.data()) == kDiscEmpty)
         media |= MEDIA_BLANK;
     if (profile != mmc::kProfileDvdPlusRw && profile != mmc::kProfileDvdMinusRwOverwrite &&
-        profile != mmc::kProfileDvdRam)
+        profile != mmc::kProfileDvdRam && profile != kProfileBdRe)
         return media;
 
     constexpr uint8_t kOneMoreDescriptor = 16;

@@ -3,6 +3,7 @@
 //
 // CAspiCD: the write speeds of a drive and the choice among them. Speeds are in KB/s unless they
 // are multiples of a medium's base speed.
+#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
@@ -101,6 +102,8 @@ double SpeedBase(CAspiCD& drive) {
         return kCdBase;
     if (IsDvdProfile(profile) && profile != mmc::kProfileDvdRom)
         return kDvdBase;
+    if (profile == kProfileBdRe)
+        return kBdBase;
     throw Failure("Unsupported media.");
 }
 
@@ -187,11 +190,12 @@ double ScaleWish(double factor, int32_t lowest, bool dashFamily) {
 
 // The write speed descriptor nearest to a wish; the first of two that are equally near.
 std::span<const uint8_t> NearestDescriptor(std::span<const uint8_t> answer, double factor,
-                                           bool dashFamily) {
+                                           bool dashFamily, bool isBd) {
     int32_t lowest = INT32_MAX;
     for (size_t index = 0; index < CountIn(answer); ++index)
         lowest = std::min(lowest, LoadSpeed(&DescriptorAt(answer, index)[kWriteSpeed]));
-    const double target = std::floor(lowest * ScaleWish(factor, lowest, dashFamily) + 0.5);
+    const double target =
+        isBd ? factor * kBdBase : std::floor(lowest * ScaleWish(factor, lowest, dashFamily) + 0.5);
 
     std::span<const uint8_t> nearest = DescriptorAt(answer, 0);
     double nearestDistance = std::abs(LoadSpeed(&nearest[kWriteSpeed]) - target);
@@ -314,8 +318,8 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
         }
 
         if (m_dSpeedFactor != 0.0) {
-            const std::span<const uint8_t> chosen =
-                NearestDescriptor(descriptors, m_dSpeedFactor, dashFamily);
+            const std::span<const uint8_t> chosen = NearestDescriptor(
+                descriptors, m_dSpeedFactor, dashFamily, (m_nProfile & 0xFFFF) == kProfileBdRe);
             m_dSpeedFactor = 0.0;
             aimed = LoadSpeed(&chosen[kWriteSpeed]);
             if (m_nVelocity == aimed)

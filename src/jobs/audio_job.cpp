@@ -103,7 +103,7 @@ bool AudioWriting::CheckDisc() {
             return false;
         }
         bool again = false;
-        if (IsDvd(m_drive)) {
+        if (HasDvdWay(m_drive)) {
             again = prompts::DvdAudioNotSupported(m_hold.UiWithFreeDrive());
         } else {
             if (!ReadDiskInfoWhenReady(m_env, m_hold, m_drive, JobKind::Audio)) {

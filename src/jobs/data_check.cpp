@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "jobs/data_check.h"
+#include "drive/bd_media.h"
 #include "drive/mmc.h"
 #include "jobs/drive_wait.h"
 #include "jobs/in_job_erase.h"
@@ -108,7 +109,7 @@ bool HasSessions(uint32_t profile) {
 }
 
 Verdict OfferErase(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate) {
-    const int32_t limit = IsDvd(drive) ? kDvdLimitSectors : kCdLimitSectors;
+    const int32_t limit = HasDvdWay(drive) ? kDvdLimitSectors : kCdLimitSectors;
     if (estimate > limit || !IsKnown(drive, DISK_ERASABLE)) {
         return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
     }
@@ -133,7 +134,10 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     if (profile == 0) {
         return AgainIf(prompts::CannotLookAtDisk(hold.UiWithFreeDrive()));
     }
-    disc->isDvd = IsDvdProfile(profile);
+    if (profile == kProfileBdRSequential || profile == kProfileBdRRandom) {
+        return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
+    }
+    disc->isDvd = HasDvdWay(profile);
     return disc->isDvd ? CheckWritableDvd(env, hold, drive, estimate, disc)
                        : CheckWritableCd(hold, drive, estimate);
 }

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "drive/bd_media.h"
 #include "drive/dvd_texts.h"
 #include "drive/mmc.h"
 #include "jobs/drive_reason.h"
@@ -43,13 +44,14 @@ bool CanErase(CAspiCD& drive) {
     return IsOverwritten(profile) || profile == mmc::kProfileDvdMinusRwSequential;
 }
 
-// A DVD+RW knows no blanking: it is formatted, or filled with zeros.
+// A DVD+RW or BD-RE knows no blanking: it is formatted, or filled with zeros.
 bool HasNoBlanking(CAspiCD& drive) {
     if (!drive.HasCurrentProfile()) {
         return false;
     }
     const uint32_t profile = drive.GetCurrentProfile();
-    return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl;
+    return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
+           profile == kProfileBdRe;
 }
 
 constexpr const char16_t* kNotDone = u"The erasing was not done.";

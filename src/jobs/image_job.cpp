@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "drive/bd_media.h"
 #include "drive/cue_sheet.h"
 #include "drive/mmc.h"
 #include "jobs/capacity_marks.h"
@@ -143,14 +144,17 @@ ImageWriting::Verdict ImageWriting::CheckOnce() {
     if (!ReadDiskInfoWhenReady(m_env, m_hold, m_drive, JobKind::Image)) {
         return Verdict::GiveUp;
     }
-    const bool overwritten =
-        m_drive.HasCurrentProfile() && IsOverwritten(m_drive.GetCurrentProfile());
+    const uint32_t profile = m_drive.HasCurrentProfile() ? m_drive.GetCurrentProfile() : 0;
+    if (profile == kProfileBdRSequential || profile == kProfileBdRRandom) {
+        return AgainIf(prompts::NotSuitableForImage(m_hold.UiWithFreeDrive()));
+    }
+    const bool overwritten = IsOverwritten(profile);
     if (!overwritten && !IsKnown(m_drive, DISK_BLANK)) {
         return AgainIf(IsKnown(m_drive, DISK_ERASABLE)
                            ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
                            : prompts::NotSuitableForImage(m_hold.UiWithFreeDrive()));
     }
-    return IsDvd(m_drive) ? CheckDvd() : CheckCd();
+    return HasDvdWay(m_drive) ? CheckDvd() : CheckCd();
 }
 
 ImageWriting::Verdict ImageWriting::WasteUnless(bool accepted) {
@@ -194,7 +198,7 @@ ImageWriting::Verdict ImageWriting::CheckCd() {
 
 bool ImageWriting::WriteCopy() {
     m_bWhole = false;
-    if (!(IsDvd(m_drive) ? WriteDvd() : WriteCd())) {
+    if (!(HasDvdWay(m_drive) ? WriteDvd() : WriteCd())) {
         return false;
     }
     m_bCancelled = m_cancel();

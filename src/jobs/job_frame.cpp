@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "jobs/job_frame.h"
+#include "drive/bd_media.h"
 #include "drive/mmc.h"
 #include "jobs/prompts.h"
 #include "platform/insist.h"
@@ -76,13 +77,17 @@ CAspiCD* FindDrive(JobEnv& env, uint32_t index) {
     }
 }
 
-bool IsDvd(CAspiCD& drive) {
-    return drive.HasCurrentProfile() && IsDvdProfile(drive.GetCurrentProfile());
+bool HasDvdWay(uint32_t profile) {
+    return IsDvdProfile(profile) || profile == kProfileBdRe;
+}
+
+bool HasDvdWay(CAspiCD& drive) {
+    return drive.HasCurrentProfile() && HasDvdWay(drive.GetCurrentProfile());
 }
 
 bool IsOverwritten(uint32_t profile) {
     return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
-           profile == mmc::kProfileDvdMinusRwOverwrite;
+           profile == mmc::kProfileDvdMinusRwOverwrite || profile == kProfileBdRe;
 }
 
 bool IsKnown(const CAspiCD& drive, DiskStateBits bit) {
@@ -152,9 +157,9 @@ const char16_t* NotFinishedText(const CAspiCD& drive) {
     if (drive.m_bCacheLost) {
         return UnlessGivenUp(drive, kCacheLost);
     }
-    return UnlessGivenUp(drive, (drive.m_nProfile & 0xFFFF) == mmc::kProfileDvdRam
-                                    ? kNotStopped
-                                    : kSessionNotClosed);
+    const uint32_t profile = drive.m_nProfile & 0xFFFF;
+    const bool hasSessions = profile != mmc::kProfileDvdRam && profile != kProfileBdRe;
+    return UnlessGivenUp(drive, hasSessions ? kSessionNotClosed : kNotStopped);
 }
 
 const char16_t* NoLeadOutText(const CAspiCD& drive) {

@@ -26,8 +26,10 @@ JobEnd EndOfCancelledDialog(JobHost& host);
 // Null for an index past the end of the drive list.
 CAspiCD* FindDrive(JobEnv& env, uint32_t index);
 
-// The DVD test on the disc in the drive: it picks a job's way.
-bool IsDvd(CAspiCD& drive);
+// Whether a disc, or the one in the drive, is recorded as DVDs are: those, and BD-RE. It picks a
+// job's way.
+bool HasDvdWay(uint32_t profile);
+bool HasDvdWay(CAspiCD& drive);
 // Media that are written in place count as writable whatever the disc report says.
 bool IsOverwritten(uint32_t profile);
 

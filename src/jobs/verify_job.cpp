@@ -49,7 +49,7 @@ class DiscVerifying {
     JobEnv& m_env;
     CAspiCD& m_drive;
     const Tracks& m_tracks;
-    const bool m_bIsDvd = IsDvd(m_drive);
+    const bool m_bIsDvd = HasDvdWay(m_drive);
     const CAspiCD::GoOn m_goOn = [this] { return !IsGivenUp(m_env, JobKind::Verify); };
     DiscVolume m_volume; // of the last session
     uint32_t m_nVolumeBegin = 0;

@@ -108,7 +108,7 @@ TEST_P(AppendToEachKind, ThreeSessionsShowEverything) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, AppendToEachKind,
                          testing::Values("cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd+r", "dvd+r-dl",
-                                         "dvd+rw", "dvd-rw-ow", "dvd-ram"));
+                                         "dvd+rw", "bd-re", "dvd-rw-ow", "dvd-ram"));
 
 // A session that the user cancelled, or that a source cut short, names files that never came to the
 // disc. The next one goes on without them, and says so.

@@ -104,11 +104,11 @@ TEST(DiscCheck, NothingIsWrittenOnAnyRoadUnlessTheDriveIsHeld) {
         const char* kind;
         bool suitable = true; // the disc
     } cases[] = {
-        {JobKind::Data, "cd-r"},         {JobKind::Data, "dvd+r"},
-        {JobKind::Audio, "cd-r"},        {JobKind::Image, "cd-r"},
-        {JobKind::Image, "dvd+rw"},      {JobKind::Erase, "cd-rw"},
-        {JobKind::Erase, "dvd+rw"},      {JobKind::Audio, "dvd+r", false},
-        {JobKind::Erase, "cd-r", false},
+        {JobKind::Data, "cd-r"},          {JobKind::Data, "dvd+r"},
+        {JobKind::Audio, "cd-r"},         {JobKind::Image, "cd-r"},
+        {JobKind::Image, "dvd+rw"},       {JobKind::Erase, "cd-rw"},
+        {JobKind::Erase, "dvd+rw"},       {JobKind::Erase, "bd-re"},
+        {JobKind::Audio, "dvd+r", false}, {JobKind::Erase, "cd-r", false},
     };
     const std::set<uint8_t> needHold = {
         mmc::kWrite10,           mmc::kFormatUnit,    mmc::kSendCueSheet, mmc::kSendOpcInformation,
@@ -299,7 +299,7 @@ TEST(DiscCheck, WhatCouldNotBeLookedAtIsNotWrittenOver) {
     };
     const Bytes old = Payload(100'000, 1);
     const Bytes fresh = Payload(300'000, 2);
-    for (const char* kind : {"dvd+rw", "dvd-ram", "dvd-rw-ow", "dvd+r"}) {
+    for (const char* kind : {"dvd+rw", "bd-re", "dvd-ram", "dvd-rw-ow", "dvd+r"}) {
         JobBench bench(kind);
         bench.AddFile("old", old);
         ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
@@ -352,7 +352,7 @@ TEST(DiscCheck, SomethingElseOnADiscIsNotWrittenOverUnasked) {
                  {"an anchor alone", anchor, true},
                  {"one byte", late, true}};
     const Bytes fresh = Payload(100'000, 2);
-    for (const char* kind : {"dvd+rw", "dvd-ram", "dvd-rw-ow", "dvd+r", "dvd-rw"}) {
+    for (const char* kind : {"dvd+rw", "bd-re", "dvd-ram", "dvd-rw-ow", "dvd+r", "dvd-rw"}) {
         const bool isInPlace = kind != std::string("dvd+r") && kind != std::string("dvd-rw");
         for (const auto& test : cases) {
             for (const bool yes : {false, true}) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The data and image jobs on each kind of DVD.
+// The data and image jobs on each kind of DVD, and on BD-RE.
 #include "job_bench.h"
 
 namespace larkspin {
@@ -26,6 +26,7 @@ constexpr Kind kKinds[] = {
     {"dvd+r", kBlank, kAppendable},
     {"dvd+r-dl", kBlank, kAppendable},
     {"dvd+rw", kErasable | kBlank, kErasable | kComplete},
+    {"bd-re", kErasable | kBlank, kErasable | kComplete},
     {"dvd-ram", kErasable | kBlank, kErasable | 0x0F},
     {"dvd-rw-ow", kErasable | kComplete, kErasable | kComplete},
 };

@@ -540,6 +540,11 @@ std::vector<Road> Roads() {
         add(BehindAVolume(DataRoad("DataBehindAVolumeOn_" + name, kind, kNew)));
         add(ImageRoad("ImageOn_" + name, kind, 150'000), stopped);
     }
+    add(BehindAVolume(DataRoad("DataBehindAVolumeOn_bdre", "bd-re", kNew)));
+    add(DataRoad("DataOn_bdre", "bd-re", kNew),
+        {{mmc::kFormatUnit, {u"Stopped: formatting the BD-RE failed"}},
+         {mmc::kWrite10, {u"Stopped: write error"}},
+         {mmc::kStartStopUnit, {kCacheLost, kNotStopped}}});
     add(After([](JobBench& bench) { return bench.RunErase(); },
               DataRoad("DataInOneGo", "dvd-rw", kNew)));
     return roads;

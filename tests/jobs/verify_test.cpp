@@ -63,7 +63,7 @@ constexpr const char16_t* kGood = u"Disc written: ";
 
 TEST(Verify, AGoodDiscIsToldAndOnlyRead) {
     for (const char* kind : {"cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r",
-                             "dvd+rw", "dvd+r-dl"}) {
+                             "dvd+rw", "bd-re", "dvd+r-dl"}) {
         SCOPED_TRACE(kind);
         VerifyBench bench(kind);
         // The sources are gone by then: nobody may look at them.
@@ -153,7 +153,7 @@ TEST(Verify, EveryFlippedBitOutsidePaddingIsNamed) {
 
 // An old file is not what this job answers for; what leads to the new ones is.
 TEST(Verify, AnAddedSessionAnswersForItself) {
-    for (const char* kind : {"cd-r", "dvd+rw", "dvd-rw-ow", "dvd-ram"}) {
+    for (const char* kind : {"cd-r", "dvd+rw", "bd-re", "dvd-rw-ow", "dvd-ram"}) {
         SCOPED_TRACE(kind);
         VerifyBench bench(kind);
         const Bytes old = Payload(50'000, 1);

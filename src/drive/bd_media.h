@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Blu-ray discs (MMC). A BD-RE is recorded as other media that are written in place: WriteDvdChunk
+// and the loop around it, descriptors renewed at the end, a flush and no closing. A drive reads
+// what is left of a cluster of 32 blocks and writes it anew. Neither kind of BD-R is recorded.
+//
+// A block number is a signed 32-bit one: the limit is a disc of 4 TiB.
+#pragma once
+
+#include "drive/aspi_cd.h"
+#include "drive/scsi_command.h"
+
+#include <cstdint>
+
+namespace larkspin {
+
+constexpr uint32_t kProfileBdRSequential = 0x41;
+constexpr uint32_t kProfileBdRRandom = 0x42;
+constexpr uint32_t kProfileBdRe = 0x43;
+
+constexpr double kBdBase = 4496.0; // KB/s of 1x
+constexpr int32_t kBdClusterBlocks = 32;
+
+// Gives a BD-RE that has no format one: FORMAT UNIT type 00h, the usual spare area, without
+// certification. Throws CgrowisofsException when the list of formats does not offer it, or the
+// drive refuses, fails or does not end it. Like other formats it asks no cancel functor.
+void FormatBdRe(CAspiCD& drive, CScsiCommand& command);
+
+} // namespace larkspin
