@@ -41,13 +41,13 @@ int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_
     // A volume has its descriptor inside and ends on a disc that can be addressed. Any other size
     // would put the new data over the old.
     const int64_t size = LoadLe32(descriptor.data() + kVolumeSpaceSize);
-    if (size <= kFirstDescriptorBlock || size > INT32_MAX - int64_t{kBdClusterBlocks})
+    // A session of a BD-RE does not begin in a cluster that holds old data.
+    const bool isBd = (m_nProfile & 0xFFFF) == kProfileBdRe;
+    const int64_t unit = isBd ? kBdClusterBlocks : int64_t{kEccBlocks};
+    if (size <= kFirstDescriptorBlock || size > INT32_MAX - unit)
         throw CgrowisofsException("previous session is not iso9660");
     *previousStart = kFirstDescriptorBlock;
-    m_nNextStart = static_cast<int32_t>(BlocksInFullEcc(size * kDvdBlockBytes));
-    // A cluster that holds old data is not written again.
-    if ((m_nProfile & 0xFFFF) == kProfileBdRe)
-        m_nNextStart += m_nNextStart % kBdClusterBlocks;
+    m_nNextStart = static_cast<int32_t>((size + unit - 1) / unit * unit);
     return m_nNextStart;
 }
 
