@@ -8,7 +8,7 @@
 // reads it, so it is read through SrbStatusOf.
 #pragma once
 
-#include "drive/transport.h"
+#include "drive/aspi_codes.h"
 
 #include <atomic>
 #include <cstdint>

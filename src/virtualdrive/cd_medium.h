@@ -18,6 +18,7 @@
 // of a further session it is the track's start either way, as common hosts expect.
 #pragma once
 
+#include "virtualdrive/cd_limits.h"
 #include "virtualdrive/cue_plan.h"
 #include "virtualdrive/medium.h"
 #include "virtualdrive/tracks.h"
@@ -25,12 +26,6 @@
 #include <memory>
 
 namespace larkspin {
-
-constexpr int32_t kFirstSessionGap = 11'400;
-constexpr int32_t kNextSessionGap = 6'900;
-constexpr uint32_t kMinTrackBlocks = 300;
-constexpr uint32_t kRunOutBlocks = 2;
-constexpr uint32_t kMaxTracks = 99;
 
 class CCdMedium : public IMedium {
   public:

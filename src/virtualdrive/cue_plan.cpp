@@ -4,7 +4,7 @@
 #include "virtualdrive/cue_plan.h"
 
 #include "platform/text.h"
-#include "virtualdrive/cd_medium.h"
+#include "virtualdrive/cd_limits.h"
 #include "virtualdrive/msf.h"
 #include "virtualdrive/toc.h"
 

@@ -3,7 +3,7 @@
 
 #include "virtualdrive/defects.h"
 
-#include "virtualdrive/disc_store.h"
+#include "virtualdrive/cd_limits.h"
 #include "virtualdrive/script_text.h"
 
 #include <algorithm>

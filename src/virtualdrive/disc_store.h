@@ -12,6 +12,8 @@
 // Not locked: the drive runs one command at a time.
 #pragma once
 
+#include "virtualdrive/cd_limits.h"
+
 #include <cstdint>
 #include <map>
 #include <span>
@@ -21,7 +23,6 @@
 namespace larkspin {
 
 constexpr uint32_t kDataBlockBytes = 2048;
-constexpr uint32_t kAudioBlockBytes = 2352;
 
 // Block addresses are those of the disc: 0 is the first block behind the two seconds of pre-gap.
 struct DiscTrack {

@@ -4,7 +4,7 @@
 #include "volume/boot_image.h"
 
 #include "platform/text.h"
-#include "volume/iso_gen.h"
+#include "volume/error.h"
 #include "volume/read_up_to.h"
 #include "volume/sector_writers.h"
 #include "volume/tree.h"

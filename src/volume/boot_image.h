@@ -4,7 +4,7 @@
 // One boot image: what its catalog entry must say, and its boot information table.
 #pragma once
 
-#include "volume/eltorito.h"
+#include "volume/boot_patches.h"
 #include "volume/options.h"
 
 #include <cstdint>
@@ -12,9 +12,6 @@
 namespace larkspin {
 
 struct IsoEntry;
-
-// Bytes from the start of an image to its boot information table.
-inline constexpr uint64_t kBootTableOffset = 8;
 
 // Values of an entry of the boot catalog (El Torito 2.2).
 struct BootImage {

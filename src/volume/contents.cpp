@@ -6,6 +6,7 @@
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "volume/dvdvideo.h"
+#include "volume/error.h"
 #include "volume/open_ahead.h"
 #include "volume/read_up_to.h"
 #include "volume/run.h"

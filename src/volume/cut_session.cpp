@@ -3,7 +3,7 @@
 
 #include "volume/cut_session.h"
 
-#include "volume/iso_gen.h"
+#include "volume/error.h"
 #include "volume/old_directory.h"
 #include "volume/previous_disc.h"
 #include "volume/run.h"

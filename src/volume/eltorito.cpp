@@ -6,6 +6,7 @@
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "volume/boot_image.h"
+#include "volume/error.h"
 #include "volume/iso9660.h"
 #include "volume/names.h"
 #include "volume/read_up_to.h"
@@ -16,7 +17,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <new>
 #include <string_view>
 
 namespace larkspin {
@@ -179,26 +179,6 @@ std::vector<uint8_t> ReadBootArea(const VolumeRun& run) {
 }
 
 } // namespace
-
-BootPatches::~BootPatches() {
-    try {
-        for (auto patch = m_applied.rbegin(); patch != m_applied.rend(); ++patch) {
-            m_files.PatchBytes(patch->path, kBootTableOffset, patch->old);
-        }
-    } catch (const std::bad_alloc&) {
-        return; // the run ends for want of memory, and nobody is left to tell
-    }
-}
-
-bool BootPatches::HasPatched(const std::u16string& path) const {
-    return std::ranges::any_of(m_applied,
-                               [&path](const Patch& patch) { return patch.path == path; });
-}
-
-bool BootPatches::Apply(const Patch& patch) {
-    m_applied.push_back(patch); // first, as a write that fails may have done a part
-    return m_files.PatchBytes(patch.path, kBootTableOffset, patch.table);
-}
 
 void AddBootCatalog(VolumeRun& run) {
     const std::vector<std::u16string> components = ComponentsOf(run.options.boot_catalog_path);

@@ -6,50 +6,15 @@
 //
 // Paths in the volume's tree have their components parted by '\', or by '/' if they begin with it.
 //
-// With `patch_boot_info` the user's own image file is changed on disk, as boot loaders expect it: a
-// table of 56 bytes at byte 8 that says where the image lies. All images are checked before the
-// first is patched, and a run that does not come to its end puts the old bytes back, whatever ended
-// it.
+// With `patch_boot_info` the user's own image file is changed on disk (boot_patches.h). All images
+// are checked before the first is patched.
 #pragma once
 
-#include "platform/files.h"
 #include "volume/fragment.h"
-
-#include <array>
-#include <cstdint>
-#include <string>
-#include <vector>
 
 namespace larkspin {
 
 struct VolumeRun;
-
-inline constexpr size_t kBootTableBytes = 56;
-
-// What has been written into boot images during a run. Gives each file its old bytes back when it
-// goes, unless Keep was called.
-class BootPatches {
-  public:
-    struct Patch {
-        std::u16string path; // on disk
-        std::array<uint8_t, kBootTableBytes> old = {};
-        std::array<uint8_t, kBootTableBytes> table = {};
-    };
-
-    explicit BootPatches(IFileSystem& files) : m_files(files) {}
-    BootPatches(const BootPatches&) = delete;
-    BootPatches& operator=(const BootPatches&) = delete;
-    ~BootPatches();
-
-    // False if the file cannot be written.
-    bool Apply(const Patch& patch);
-    bool HasPatched(const std::u16string& path) const;
-    void Keep() { m_applied.clear(); }
-
-  private:
-    IFileSystem& m_files;
-    std::vector<Patch> m_applied;
-};
 
 // Puts the boot catalog into the tree, at `boot_catalog_path`. The queue must be there already.
 void AddBootCatalog(VolumeRun& run);

@@ -3,6 +3,7 @@
 
 #include "volume/iso9660.h"
 
+#include "volume/path_tables.h"
 #include "volume/rockridge.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"

@@ -11,50 +11,25 @@
 #include "platform/byte_stream.h"
 #include "platform/clock.h"
 #include "platform/files.h"
-#include "volume/extent_list.h"
+#include "volume/error.h"
+#include "volume/layout.h"
 #include "volume/options.h"
 #include "volume/volume_notice.h"
 
-#include <array>
 #include <cstdint>
-#include <exception>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace larkspin {
 
-// A failure that ends the run. Keeps at most 127 UTF-16 units of the text.
-class CCDWriterISOGenException : public std::exception {
-  public:
-    explicit CCDWriterISOGenException(const std::u16string& text);
-    // The text in 8-bit form, cut to 127 bytes.
-    const char* what() const noexcept override { return m_szNarrow.data(); }
-    virtual const std::u16string& WideText() const { return m_strText; }
-
-  private:
-    std::u16string m_strText;
-    std::array<char, 128> m_szNarrow = {};
-};
-
-// The session to be merged was cut off before its folders were on the disc. An earlier one may
-// serve, with this one in GenOptions::cut_sessions.
-class CutSessionException : public CCDWriterISOGenException {
-  public:
-    CutSessionException() : CCDWriterISOGenException(u"Cannot merge previous session.") {}
-};
-
 class CCDWriterISOGen {
   public:
-    // Called once, on the generator's thread, when the volume's length stands and before the
-    // first sector goes out.
-    using SizeReady = std::function<void(uint32_t totalSectors)>;
-    // Given, right before SizeReady and on the same thread, what will go out.
-    using ExtentsReady = std::function<void(ExtentList extents)>;
+    using SizeReady = larkspin::SizeReady;
+    using ExtentsReady = larkspin::ExtentsReady;
     // Told on the generator's thread: before SizeReady of each name left out of the volume, and
     // after it, before the last sector goes out, of each file that has changed meanwhile.
-    using Notice = std::function<void(const VolumeNotice& notice)>;
+    using Notice = VolumeNoticeTaker;
 
     CCDWriterISOGen(IFileSystem& files, IClock& clock);
     CCDWriterISOGen(const CCDWriterISOGen&) = delete;

@@ -4,8 +4,10 @@
 #include "volume/joliet.h"
 
 #include "platform/text.h"
+#include "volume/error.h"
 #include "volume/iso9660.h"
 #include "volume/names.h"
+#include "volume/path_tables.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"
 #include "volume/sector_writers.h"

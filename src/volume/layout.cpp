@@ -6,6 +6,7 @@
 #include "platform/text.h"
 #include "volume/contents.h"
 #include "volume/eltorito.h"
+#include "volume/error.h"
 #include "volume/fragment.h"
 #include "volume/iso9660.h"
 #include "volume/joliet.h"
@@ -172,8 +173,8 @@ void WriteFragments(VolumeRun& run, std::vector<OutputFragment>& fragments, Sect
 
 } // namespace
 
-void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady,
-                const CCDWriterISOGen::ExtentsReady& extentsReady) {
+void SendVolume(VolumeRun& run, IByteSink& sink, const SizeReady& sizeReady,
+                const ExtentsReady& extentsReady) {
     SortTree(run);
     std::vector<OutputFragment> fragments = PlanVolume(run);
     if (extentsReady) {

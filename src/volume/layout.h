@@ -8,17 +8,26 @@
 #pragma once
 
 #include "platform/byte_stream.h"
-#include "volume/iso_gen.h"
+#include "volume/extent_list.h"
+
+#include <cstdint>
+#include <functional>
 
 namespace larkspin {
 
 struct VolumeRun;
 
+// Called once, on the generator's thread, when the volume's length stands and before the first
+// sector goes out.
+using SizeReady = std::function<void(uint32_t totalSectors)>;
+// Given, right before SizeReady and on the same thread, what will go out.
+using ExtentsReady = std::function<void(ExtentList extents)>;
+
 // `run.tree` holds the whole volume. Size and generate pass run first, without any I/O; then
 // `extentsReady`, if there is one, is given what goes out, and `sizeReady` is told the length in
 // sectors; then every sector goes out once, in address order.
 // Returns early once the reader of `sink` has gone.
-void SendVolume(VolumeRun& run, IByteSink& sink, const CCDWriterISOGen::SizeReady& sizeReady,
-                const CCDWriterISOGen::ExtentsReady& extentsReady);
+void SendVolume(VolumeRun& run, IByteSink& sink, const SizeReady& sizeReady,
+                const ExtentsReady& extentsReady);
 
 } // namespace larkspin

@@ -4,7 +4,7 @@
 #include "volume/old_directory.h"
 
 #include "platform/text.h"
-#include "volume/iso_gen.h"
+#include "volume/error.h"
 #include "volume/rockridge.h"
 #include "volume/sector_writers.h"
 #include "volume/system_use.h"

@@ -9,7 +9,7 @@
 #pragma once
 
 #include "platform/files.h"
-#include "volume/contents.h"
+#include "volume/deferred_file.h"
 
 #include <cstddef>
 #include <deque>

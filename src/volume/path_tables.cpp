@@ -4,6 +4,7 @@
 #include "volume/path_tables.h"
 
 #include "platform/text.h"
+#include "volume/error.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"
 #include "volume/sector_writers.h"
@@ -95,14 +96,6 @@ void BuildPathTables(IsoDirectory& root, const PathTableView& view, PathTables& 
 }
 
 } // namespace
-
-void PathTables::CountRecord(uint32_t nameBytes) {
-    bytes = RoundToEven(bytes + static_cast<uint32_t>(kAtName) + nameBytes);
-}
-
-void PathTables::FixSectors() {
-    sectors = RoundToEven(SectorsOf(bytes));
-}
 
 OutputFragment PathTablesFragment(VolumeRun& run, const char* name, PathTables VolumeRun::*tables,
                                   PathTableView view) {

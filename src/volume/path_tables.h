@@ -9,25 +9,12 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace larkspin {
 
 struct IsoDirectory;
+struct PathTables;
 struct VolumeRun;
-
-struct PathTables {
-    uint32_t bytes = 0;          // of the records of one table, unrounded
-    uint32_t sectors = 0;        // of one table: even
-    uint32_t start = 0;          // first sector of the L table; the M table follows it
-    std::vector<uint8_t> little; // the L table
-    std::vector<uint8_t> big;    // the M table
-
-    // Counts the record of a directory whose name has `nameBytes` bytes; 1 for the root.
-    void CountRecord(uint32_t nameBytes);
-    // Once all records are counted.
-    void FixSectors();
-};
 
 // How a tree shows its directories in its path tables.
 struct PathTableView {

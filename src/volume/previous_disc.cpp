@@ -5,8 +5,8 @@
 
 #include "platform/byte_order.h"
 #include "platform/text.h"
+#include "volume/error.h"
 #include "volume/iso9660.h"
-#include "volume/iso_gen.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,6 +3,7 @@
 
 #include "volume/rockridge.h"
 
+#include "volume/error.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"
 #include "volume/sector_writers.h"
@@ -297,7 +298,21 @@ void FixLinkCounts(IsoDirectory& root) {
     });
 }
 
+constexpr uint32_t kModeReadable = 0x16D; // r-xr-xr-x
+
 } // namespace
+
+void NormalizeStatus(const GenOptions& options, FileStatus& status) {
+    if (!options.normalize_attributes) {
+        return;
+    }
+    status.uid = options.uid;
+    status.gid = options.gid;
+    const uint32_t mode =
+        status.type == FileStatus::Type::Folder ? options.dir_mode : options.file_mode;
+    status.mode = mode != 0 ? (status.mode & kModeTypeMask) | mode
+                            : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
+}
 
 void MakeRockRidge(VolumeRun& run, std::string_view native, IsoEntry& entry, uint32_t flags,
                    const FileStatus& status) {

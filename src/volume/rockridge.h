@@ -16,7 +16,11 @@
 
 namespace larkspin {
 
+struct GenOptions;
 struct VolumeRun;
+
+// Owner and mode as a data disc shows them, where the options want that.
+void NormalizeStatus(const GenOptions& options, FileStatus& status);
 
 // What the caller of MakeRockRidge asks for beyond name, attributes and dates.
 inline constexpr uint32_t kRrRelocated = 1;        // RE: entry of a relocated directory

@@ -25,8 +25,7 @@ FileStatus SyntheticFolder(const GenOptions& options, int64_t moment) {
 } // namespace
 
 VolumeRun::VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& genOptions,
-                     CCDWriterISOGen::Notice noticeCallback, uint32_t previousBase,
-                     uint32_t sessionBase)
+                     VolumeNoticeTaker noticeCallback, uint32_t previousBase, uint32_t sessionBase)
     : files(fileSystem), options(genOptions), moment(clock.Now()),
       moment_milliseconds(static_cast<uint32_t>(clock.TickMs())),
       default_status(SyntheticFolder(genOptions, moment)), previous_base(previousBase),

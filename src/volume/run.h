@@ -8,15 +8,15 @@
 
 #include "platform/clock.h"
 #include "platform/files.h"
-#include "volume/contents.h"
+#include "volume/boot_patches.h"
 #include "volume/dates.h"
-#include "volume/eltorito.h"
-#include "volume/iso_gen.h"
+#include "volume/deferred_file.h"
 #include "volume/options.h"
-#include "volume/path_tables.h"
+#include "volume/path_table.h"
 #include "volume/sectors.h"
 #include "volume/tree.h"
 #include "volume/udf_plan.h"
+#include "volume/volume_notice.h"
 
 #include <array>
 #include <cstdint>
@@ -28,7 +28,7 @@ namespace larkspin {
 
 struct VolumeRun {
     VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& genOptions,
-              CCDWriterISOGen::Notice noticeCallback, uint32_t previousBase, uint32_t sessionBase);
+              VolumeNoticeTaker noticeCallback, uint32_t previousBase, uint32_t sessionBase);
 
     IFileSystem& files;
     const GenOptions options;
@@ -65,7 +65,7 @@ struct VolumeRun {
     BootPatches boot_patches;
 
   private:
-    const CCDWriterISOGen::Notice m_notice; // may be empty
+    const VolumeNoticeTaker m_notice; // may be empty
 };
 
 } // namespace larkspin

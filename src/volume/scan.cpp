@@ -5,6 +5,7 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "volume/error.h"
 #include "volume/folder_walk.h"
 #include "volume/names.h"
 #include "volume/rockridge.h"
@@ -24,7 +25,6 @@ namespace {
 
 constexpr size_t kLongestScannedPath = 1024; // UTF-16 units
 constexpr size_t kDriveRootLength = 3;       // "C:\"
-constexpr uint32_t kModeReadable = 0x16D;    // r-xr-xr-x
 constexpr uint32_t kModePermissions = 0x0FFF;
 
 bool IsLetter(char16_t unit) {
@@ -73,18 +73,6 @@ IsoEntry& NewEntry(VolumeRun& run, IsoDirectory& directory, const std::u16string
     return entry;
 }
 
-void Normalize(const GenOptions& options, FileStatus& status) {
-    if (!options.normalize_attributes) {
-        return;
-    }
-    status.uid = options.uid;
-    status.gid = options.gid;
-    const uint32_t mode =
-        status.type == FileStatus::Type::Folder ? options.dir_mode : options.file_mode;
-    status.mode = mode != 0 ? (status.mode & kModeTypeMask) | mode
-                            : (status.mode & (kModeTypeMask | kModeReadable)) | kModeReadable;
-}
-
 class Scanner final : public IWalkVisitor {
   public:
     explicit Scanner(VolumeRun& run)
@@ -103,7 +91,7 @@ class Scanner final : public IWalkVisitor {
         }
         if (IsFolderByName(item)) {
             m_run.root_status = status;
-            Normalize(m_run.options, *m_run.root_status);
+            NormalizeStatus(m_run.options, *m_run.root_status);
         }
         m_walk.Add(item, status, &m_run.tree.Root());
     }
@@ -138,7 +126,7 @@ class Scanner final : public IWalkVisitor {
               const FileStatus& status) override {
         m_bHasFiles = true;
         FileStatus shown = status;
-        Normalize(m_run.options, shown);
+        NormalizeStatus(m_run.options, shown);
         AddFile(*place.directory, place.folder, std::move(name), shown);
     }
 
@@ -150,7 +138,7 @@ class Scanner final : public IWalkVisitor {
             return existing;
         }
         FileStatus shown = status;
-        Normalize(m_run.options, shown);
+        NormalizeStatus(m_run.options, shown);
         return &AddFolder(*place.directory, place.folder, name, path, shown);
     }
 
@@ -254,22 +242,6 @@ void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue) {
         scanner.AddQueueItem(item);
     }
     scanner.Finish();
-}
-
-void RenameFile(VolumeRun& run, IsoEntry& entry, std::u16string name) {
-    FileStatus status;
-    if (!run.files.Status(entry.SourcePath(), &status)) {
-        status.mode = kModeRegular; // it has just gone, and can't be read when its turn comes
-    }
-    Normalize(run.options, status);
-    if (entry.source_name == nullptr) {
-        entry.source_name = run.tree.KeepPath(entry.name);
-    }
-    entry.name = std::move(name);
-    const std::string native = ToNative(entry.name);
-    entry.record.name = MakeIsoName(native, false, run.options);
-    MakeRockRidge(run, native, entry, 0, status);
-    MakeSections(run.tree, entry, entry.size);
 }
 
 IsoDirectory& RelocationDirectory(VolumeRun& run) {

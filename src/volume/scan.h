@@ -21,16 +21,12 @@ namespace larkspin {
 
 struct GenOptions;
 struct IsoDirectory;
-struct IsoEntry;
 struct VolumeRun;
 
 // Adds all items under the root. Fails with "No files to write." if that comes to nothing, or to
 // empty folders alone where something was left out, and if the scan meets a limit. "/" puts its
 // contents straight into the root.
 void AddQueue(VolumeRun& run, const std::vector<std::u16string>& queue);
-
-// Gives a file of the queue another name than it has on disk.
-void RenameFile(VolumeRun& run, IsoEntry& entry, std::u16string name);
 
 // The name of the relocation directory in the root.
 std::u16string_view RelocationName(const GenOptions& options);

@@ -4,6 +4,7 @@
 #include "volume/sort.h"
 
 #include "platform/text.h"
+#include "volume/error.h"
 #include "volume/names.h"
 #include "volume/rockridge.h"
 #include "volume/run.h"

@@ -5,7 +5,7 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
-#include "volume/iso_gen.h"
+#include "volume/error.h"
 
 #include <functional>
 #include <utility>

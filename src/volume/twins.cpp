@@ -4,8 +4,10 @@
 #include "volume/twins.h"
 
 #include "platform/text.h"
+#include "volume/names.h"
+#include "volume/rockridge.h"
 #include "volume/run.h"
-#include "volume/scan.h"
+#include "volume/sections.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -22,6 +24,23 @@ constexpr size_t kLongestName = 255; // bytes, NAME_MAX of Linux
 bool KeepsName(const IsoEntry& entry) {
     return entry.record.IsDirectory() || entry.Has(kEntryPlaceholder) ||
            entry.source_folder == nullptr;
+}
+
+// Gives a file of the queue another name than it has on disk.
+void RenameFile(VolumeRun& run, IsoEntry& entry, std::u16string name) {
+    FileStatus status;
+    if (!run.files.Status(entry.SourcePath(), &status)) {
+        status.mode = kModeRegular; // it has just gone, and can't be read when its turn comes
+    }
+    NormalizeStatus(run.options, status);
+    if (entry.source_name == nullptr) {
+        entry.source_name = run.tree.KeepPath(entry.name);
+    }
+    entry.name = std::move(name);
+    const std::string native = ToNative(entry.name);
+    entry.record.name = MakeIsoName(native, false, run.options);
+    MakeRockRidge(run, native, entry, 0, status);
+    MakeSections(run.tree, entry, entry.size);
 }
 
 } // namespace

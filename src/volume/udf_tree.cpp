@@ -3,6 +3,7 @@
 
 #include "volume/udf_tree.h"
 
+#include "volume/error.h"
 #include "volume/joliet.h"
 #include "volume/run.h"
 #include "volume/sector_stream.h"

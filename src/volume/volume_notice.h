@@ -5,6 +5,7 @@
 // why, what stands there otherwise than it was asked for, and what changed while it was read.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,8 @@ struct VolumeNotice {
     std::u16string path;     // on disk; of OldBroken, on the volume
     std::u16string shown_as; // the name on the volume of what is Renamed
 };
+
+using VolumeNoticeTaker = std::function<void(const VolumeNotice& notice)>;
 
 // One line for the user.
 std::u16string TextOf(const VolumeNotice& notice);
