@@ -3,7 +3,11 @@
 
 // Blu-ray discs (MMC). A BD-RE is recorded as other media that are written in place: WriteDvdChunk
 // and the loop around it, descriptors renewed at the end, a flush and no closing. A drive reads
-// what is left of a cluster of 32 blocks and writes it anew. Neither kind of BD-R is recorded.
+// what is left of a cluster of 32 blocks and writes it anew. A BD-R in sequential mode is recorded
+// as a DVD+R: from the next writable address on, closed by CLOSE TRACK/SESSION 1 and 2, and never
+// finalised. A blank one is not formatted: its first WRITE makes it one of sequential recording
+// without a spare area ("BD-R recording"), and one that was formatted keeps the area it has. One in
+// random mode is not recorded.
 //
 // A block number is a signed 32-bit one: the limit is a disc of 4 TiB.
 #pragma once
@@ -18,6 +22,11 @@ namespace larkspin {
 constexpr uint32_t kProfileBdRSequential = 0x41;
 constexpr uint32_t kProfileBdRRandom = 0x42;
 constexpr uint32_t kProfileBdRe = 0x43;
+
+// The kinds that are recorded.
+constexpr bool IsRecordableBd(uint32_t profile) {
+    return profile == kProfileBdRSequential || profile == kProfileBdRe;
+}
 
 constexpr double kBdBase = 4496.0; // KB/s of 1x
 constexpr int32_t kBdClusterBlocks = 32;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // Writing one chunk of a DVD, and what to do about a drive that will not take it yet.
+#include "drive/bd_media.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
@@ -38,7 +39,7 @@ class ChunkRetries {
         if (!m_wait.GoOn()) // and the events of a busy drive are part of the wait
             return If(false);
         if (isAtWork)
-            return FlushAndSendAgain();
+            return IsInCluster(lba) ? Pause(kLongPauseMs) : FlushAndSendAgain();
         return isBecomingReady ? AfterBecomingReady() : AfterLongWrite();
     }
 
@@ -96,6 +97,12 @@ class ChunkRetries {
             return Pause(kLongPauseMs);
         }
         return Pause(m_drive.m_nPollDelayMs);
+    }
+
+    // A flush would fill up the cluster begun, and leave no place for this chunk.
+    bool IsInCluster(uint32_t lba) const {
+        return (m_drive.m_nProfile & 0xFFFF) == kProfileBdRSequential &&
+               lba % kBdClusterBlocks != 0;
     }
 
     Next FlushAndSendAgain() {

@@ -238,6 +238,7 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
         break;
     case mmc::kProfileDvdPlusR:
     case mmc::kProfileDvdPlusRDl:
+    case kProfileBdRSequential:
         PrepareDvdRecording(command, profile);
         if (isStopped())
             return;

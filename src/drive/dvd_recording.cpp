@@ -44,7 +44,7 @@ bool IsRecordableDvd(uint32_t profile) {
     return (profile >= mmc::kProfileDvdMinusR && profile <= mmc::kProfileDvdMinusRDlJump) ||
            profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusR ||
            profile == mmc::kProfileDvdPlusRwDl || profile == mmc::kProfileDvdPlusRDl ||
-           profile == kProfileBdRe;
+           IsRecordableBd(profile);
 }
 
 constexpr double kNoSpeedWish = -1.0;

@@ -105,9 +105,10 @@ uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats)
 }
 
 // Media of the jobs that are written from the inside out, and never formatted.
-bool IsSequentialDvd(uint32_t profile) {
+bool IsSequential(uint32_t profile) {
     return profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential ||
-           profile == mmc::kProfileDvdPlusR || profile == mmc::kProfileDvdPlusRDl;
+           profile == mmc::kProfileDvdPlusR || profile == mmc::kProfileDvdPlusRDl ||
+           profile == kProfileBdRSequential;
 }
 
 // The two steps by which a list of formats is read: its length, then all of it. `send` sends READ
@@ -294,13 +295,14 @@ int32_t CAspiCD::GetDvdCapacity() {
         return -1;
 
     const uint32_t profile = GetCurrentProfile();
-    if (isUnknownCommand && !IsSequentialDvd(profile))
+    if (isUnknownCommand && !IsSequential(profile))
         return -1;
     switch (profile) {
     case mmc::kProfileDvdMinusR:
     case mmc::kProfileDvdMinusRwSequential:
     case mmc::kProfileDvdPlusR:
-    case mmc::kProfileDvdPlusRDl: {
+    case mmc::kProfileDvdPlusRDl:
+    case kProfileBdRSequential: {
         std::array<uint8_t, 32> track = {};
         Cdb cdb(mmc::kReadTrackInformation);
         cdb[1] = 1; // the number below is a track
@@ -327,7 +329,7 @@ uint32_t CAspiCD::IdentifyMedia() {
         throw CgrowisofsException("not a DVD drive");
 
     const uint32_t profile = ReadProfileOfLoadedDisc(*this, command);
-    if ((profile & kDvdProfileBits) == 0 && profile != kProfileBdRe)
+    if ((profile & kDvdProfileBits) == 0 && !IsRecordableBd(profile))
         return profile;
 
     m_abyDiscInfo.fill(0);
@@ -363,7 +365,8 @@ uint32_t CAspiCD::GetDvdBlocks(CScsiCommand& command) {
     case mmc::kProfileDvdMinusRDl:
     case mmc::kProfileDvdMinusRDlJump:
     case mmc::kProfileDvdPlusR:
-    case mmc::kProfileDvdPlusRDl: {
+    case mmc::kProfileDvdPlusRDl:
+    case kProfileBdRSequential: {
         std::array<uint8_t, 32> track = {};
         if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0)
             return 0;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // CAspiCD: closing a session that a recording left open when it was cut off.
+#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
@@ -82,7 +83,10 @@ void FillUp(CAspiCD& drive, const LastTrack& track, const CancelFunctor* cancel)
 
 // A drive closes the session, or the whole disc, as the write parameters say.
 void LeaveRoomForMore(CAspiCD& drive) {
-    if (!IsDvdProfile(drive.GetCurrentProfile())) {
+    const uint32_t current = drive.GetCurrentProfile();
+    if (IsRecordableBd(current))
+        return; // has no write parameters: only a close function of its own ends the disc
+    if (!IsDvdProfile(current)) {
         drive.SetBlockSize2048();
         drive.SetTaoParameters();
         return;

@@ -24,6 +24,7 @@ using Failure = CAspiCD::CgrowisofsException;
 constexpr double kCdBase = 176.4;
 constexpr double kDvdBase = 1385.0;
 constexpr double kMinCredibleFactor = 1.0;
+constexpr double kMinCredibleBdFactor = 0.99; // 1x is 4,495.5 KB/s, and drives round it
 constexpr double kMaxCredibleFactor = 60.0;
 
 // No DVD recorder is slower than this.
@@ -102,7 +103,7 @@ double SpeedBase(CAspiCD& drive) {
         return kCdBase;
     if (IsDvdProfile(profile) && profile != mmc::kProfileDvdRom)
         return kDvdBase;
-    if (profile == kProfileBdRe)
+    if (IsRecordableBd(profile))
         return kBdBase;
     throw Failure("Unsupported media.");
 }
@@ -129,10 +130,11 @@ std::vector<uint8_t> ReadWriteSpeedDescriptors(CScsiCommand& command, bool* isBr
 std::vector<double> SpeedsFromPerformance(CScsiCommand& command, double base) {
     bool isBroken = false;
     const std::vector<uint8_t> answer = ReadWriteSpeedDescriptors(command, &isBroken);
+    const double least = base == kBdBase ? kMinCredibleBdFactor : kMinCredibleFactor;
     std::vector<double> speeds;
     for (size_t index = 0; index < CountIn(answer); ++index) {
         const double speed = LoadBe32(&DescriptorAt(answer, index)[kWriteSpeed]) / base;
-        if (speed > kMaxCredibleFactor || speed < kMinCredibleFactor)
+        if (speed > kMaxCredibleFactor || speed < least)
             return {};
         speeds.push_back(speed);
     }
@@ -319,7 +321,7 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
 
         if (m_dSpeedFactor != 0.0) {
             const std::span<const uint8_t> chosen = NearestDescriptor(
-                descriptors, m_dSpeedFactor, dashFamily, (m_nProfile & 0xFFFF) == kProfileBdRe);
+                descriptors, m_dSpeedFactor, dashFamily, IsRecordableBd(m_nProfile & 0xFFFF));
             m_dSpeedFactor = 0.0;
             aimed = LoadSpeed(&chosen[kWriteSpeed]);
             if (m_nVelocity == aimed)

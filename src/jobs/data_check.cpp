@@ -101,6 +101,7 @@ bool HasSessions(uint32_t profile) {
     case mmc::kProfileDvdMinusRwSequential:
     case mmc::kProfileDvdPlusR:
     case mmc::kProfileDvdPlusRDl:
+    case kProfileBdRSequential:
     case kUnknownProfile:
         return true;
     default:
@@ -134,8 +135,8 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     if (profile == 0) {
         return AgainIf(prompts::CannotLookAtDisk(hold.UiWithFreeDrive()));
     }
-    if (profile == kProfileBdRSequential || profile == kProfileBdRRandom) {
-        return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
+    if (profile == kProfileBdRRandom) {
+        return AgainIf(prompts::RandomBdNotSupported(hold.UiWithFreeDrive()));
     }
     disc->isDvd = HasDvdWay(profile);
     return disc->isDvd ? CheckWritableDvd(env, hold, drive, estimate, disc)

@@ -145,8 +145,8 @@ ImageWriting::Verdict ImageWriting::CheckOnce() {
         return Verdict::GiveUp;
     }
     const uint32_t profile = m_drive.HasCurrentProfile() ? m_drive.GetCurrentProfile() : 0;
-    if (profile == kProfileBdRSequential || profile == kProfileBdRRandom) {
-        return AgainIf(prompts::NotSuitableForImage(m_hold.UiWithFreeDrive()));
+    if (profile == kProfileBdRRandom) {
+        return AgainIf(prompts::RandomBdNotSupported(m_hold.UiWithFreeDrive()));
     }
     const bool overwritten = IsOverwritten(profile);
     if (!overwritten && !IsKnown(m_drive, DISK_BLANK)) {

@@ -78,7 +78,7 @@ CAspiCD* FindDrive(JobEnv& env, uint32_t index) {
 }
 
 bool HasDvdWay(uint32_t profile) {
-    return IsDvdProfile(profile) || profile == kProfileBdRe;
+    return IsDvdProfile(profile) || IsRecordableBd(profile);
 }
 
 bool HasDvdWay(CAspiCD& drive) {

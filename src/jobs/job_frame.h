@@ -26,7 +26,7 @@ JobEnd EndOfCancelledDialog(JobHost& host);
 // Null for an index past the end of the drive list.
 CAspiCD* FindDrive(JobEnv& env, uint32_t index);
 
-// Whether a disc, or the one in the drive, is recorded as DVDs are: those, and BD-RE. It picks a
+// Whether a disc, or the one in the drive, is recorded as DVDs are: those, and BDs. It picks a
 // job's way.
 bool HasDvdWay(uint32_t profile);
 bool HasDvdWay(CAspiCD& drive);

@@ -27,6 +27,12 @@ bool NotSuitableForWriting(CCDWriterUI& ui) {
                         u"Please insert another disk and press \"OK\".");
 }
 
+bool RandomBdNotSupported(CCDWriterUI& ui) {
+    return OkCancel(
+        ui, u"The disk is a BD-R in random recording mode, which Larkspin does not write.\n\n"
+            u"Please insert another disk and press \"OK\".");
+}
+
 bool DataTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes) {
     return OkCancel(ui, FormatWide("The size of selected files exceeds disk capacity by %dMb.\n\n"
                                    "Please edit your selection or insert another disk and invoke "

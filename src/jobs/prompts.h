@@ -17,6 +17,7 @@ namespace larkspin::prompts {
 
 // OK looks at the disc again, Cancel gives up.
 bool NotSuitableForWriting(CCDWriterUI& ui);
+bool RandomBdNotSupported(CCDWriterUI& ui);
 bool DataTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
 bool TooMuchDataForCd(CCDWriterUI& ui);
 bool CapacityNotEnough(CCDWriterUI& ui);

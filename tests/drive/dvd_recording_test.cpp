@@ -186,8 +186,8 @@ TEST(DvdRecordingTest, AFormatRunsToItsEndWhateverTheUserSays) {
 }
 
 TEST(DvdOpenTest, AcceptsWhatCanBeRecordedAndForgetsTheRecordingBefore) {
-    for (const uint32_t profile :
-         {0x09, 0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x1A, 0x1B, 0x2A, 0x2B, 0x41}) {
+    for (const uint32_t profile : {0x09, 0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x1A, 0x1B, 0x2A,
+                                   0x2B, 0x41, 0x42, 0x43}) {
         SCOPED_TRACE(profile);
         RecordingBench bench(profile);
         CAspiCD& drive = bench.drive;
@@ -212,7 +212,7 @@ TEST(DvdOpenTest, AcceptsWhatCanBeRecordedAndForgetsTheRecordingBefore) {
         EXPECT_EQ(drive.m_nSessionStart + drive.m_nNextStart + drive.m_nPreviousStart, 0);
 
         drive.m_nPreviousStart = drive.m_nNextStart = drive.m_nSessionStart = 7;
-        const bool isRecordable = profile > 0x10 && profile < 0x41;
+        const bool isRecordable = profile > 0x10 && profile != 0x42;
         for (const double speed : {4.0, -1.0}) { // a wish, and none
             EXPECT_EQ(FailureOf([&] { drive.OpenDvdForWriting(true, speed); }),
                       isRecordable ? "" : "disk is not a recordable DVD");

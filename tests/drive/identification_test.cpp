@@ -197,7 +197,8 @@ TEST(CapacityTest, ComesFromTheTrackOrTheFormats) {
         {"DVD-RW without that format", 0x13, FormatsAnswer({{1, 2}, {77, 0x10}}), track, 0},
         {"DVD+RW", 0x1A, FormatsAnswer({{1, 2}, {5, 0}, {77, 0x26}}), track, 77},
         {"CD-R", 0x09, FormatsAnswer({{1, 2}}), track, 0},
-        {"BD-R", 0x41, FormatsAnswer({{1, 2}}), track, 0},
+        {"BD-R", 0x41, FormatsAnswer({{1, 2}}), track, 1500},
+        {"BD-R in random mode", 0x42, FormatsAnswer({{1, 2}}), track, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -265,7 +266,7 @@ TEST(CapacityTest, BadListsOfFormatsFail) {
 TEST(IdentifyMediaTest, BlankMarkComesFromTheDiscOrItsFormat) {
     const std::tuple<const char*, uint8_t, uint8_t, uint8_t, uint32_t> cases[] = {
         {"CD-R has no mark", 0x09, 0, 0, 0x09},
-        {"BD-R has no mark", 0x41, 0, 0, 0x41},
+        {"blank BD-R", 0x41, 0, 0, 0x10041},
         {"blank DVD-R", 0x11, 0, 2, 0x10011},
         {"written DVD-R", 0x11, 1, 1, 0x11},
         {"DVD+RW never formatted", 0x1A, 2, 1, 0x1001A},

@@ -49,8 +49,9 @@ Bytes Page2A(uint16_t current, const std::vector<uint16_t>& speeds = {}, uint8_t
 TEST(WriteSpeedListTest, ComesFromGetPerformanceInTheDrivesOrderAsMultiplesOfTheMediumsBase) {
     const double no = 0; // no recordable medium
     const std::pair<uint8_t, double> bases[] = {
-        {0x09, 176.4}, {0x0A, 176.4}, {0x11, 1385}, {0x14, 1385}, {0x1A, 1385}, {0x1B, 1385},
-        {0x2B, 1385},  {0x00, no},    {0x08, no},   {0x10, no},   {0x15, no},   {0x41, no}};
+        {0x09, 176.4}, {0x0A, 176.4}, {0x11, 1385}, {0x14, 1385}, {0x1A, 1385},
+        {0x1B, 1385},  {0x2B, 1385},  {0x41, 4496}, {0x43, 4496}, {0x00, no},
+        {0x08, no},    {0x10, no},    {0x15, no},   {0x42, no}};
     for (const auto& [profile, base] : bases) {
         SCOPED_TRACE(int{profile});
         DvdBench bench(profile);

@@ -108,7 +108,7 @@ TEST_P(AppendToEachKind, ThreeSessionsShowEverything) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, AppendToEachKind,
                          testing::Values("cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd+r", "dvd+r-dl",
-                                         "dvd+rw", "bd-re", "dvd-rw-ow", "dvd-ram"));
+                                         "dvd+rw", "bd-r", "bd-re", "dvd-rw-ow", "dvd-ram"));
 
 // A session that the user cancelled, or that a source cut short, names files that never came to the
 // disc. The next one goes on without them, and says so.
@@ -305,7 +305,7 @@ TEST(OpenSession, IsClosedIfTheUserWantsAndTheDiscGoesOn) {
     const Bytes old = Payload(100'000, 1);
     const Bytes lost = Payload(6'000'000, 2);
     const Bytes third = Payload(70'000, 4);
-    for (const char* kind : {"cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd+r"}) {
+    for (const char* kind : {"cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd+r", "bd-r"}) {
         const bool isCd = std::string_view(kind).starts_with("cd");
         for (const int writes : {kCancelled, kKilled}) {
             if (writes == kCancelled && !isCd) {

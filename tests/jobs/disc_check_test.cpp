@@ -163,8 +163,6 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
         {"data for no CD-RW", JobKind::Data, "cd-rw", 0, true, 360'001, kNotSuitable, "dvd+r"},
         {"data on a disc that nothing here writes", JobKind::Data, "dvd-r-dl", 0, false, 400,
          kNotSuitable, "dvd+r"},
-        {"data on a BD-R", JobKind::Data, "bd-r", 0, false, 400, kNotSuitable, "bd-re"},
-        {"image on a BD-R", JobKind::Image, "bd-r", 0, false, 400, kNotForImage, "cd-r"},
         {"audio on a closed CD-R", JobKind::Audio, "cd-r", 0, true, 400, kNotForAudio, "cd-r"},
         {"audio on a closed CD-RW", JobKind::Audio, "cd-rw", 0, true, 400, kNotBlankText, nullptr},
         {"audio on a DVD", JobKind::Audio, "dvd-r", 0, false, 400, kNotADvd, "cd-r"},

@@ -63,7 +63,7 @@ constexpr const char16_t* kGood = u"Disc written: ";
 
 TEST(Verify, AGoodDiscIsToldAndOnlyRead) {
     for (const char* kind : {"cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r",
-                             "dvd+rw", "bd-re", "dvd+r-dl"}) {
+                             "dvd+rw", "bd-r", "bd-re", "dvd+r-dl"}) {
         SCOPED_TRACE(kind);
         VerifyBench bench(kind);
         // The sources are gone by then: nobody may look at them.
@@ -437,7 +437,7 @@ TEST(Verify, OnlyAWholeRecordingIsReadBack) {
 
 // The job that reads a disc of whatever origin, here with two sessions.
 TEST(VerifyJob, NamesWhatCannotBeReadAndWritesNothing) {
-    for (const char* kind : {"cd-r", "dvd-r", "dvd+r", "dvd+rw", "dvd-ram"}) {
+    for (const char* kind : {"cd-r", "dvd-r", "dvd+r", "dvd+rw", "dvd-ram", "bd-r"}) {
         SCOPED_TRACE(kind);
         VerifyBench bench(kind);
         bench.ui.data.bVerify = false;
