@@ -9,7 +9,6 @@
 #include <QByteArrayList>
 #include <QCoreApplication>
 #include <QDBusArgument>
-#include <QDBusConnection>
 
 #include <algorithm>
 #include <array>
@@ -368,7 +367,8 @@ int main(int argc, char** argv) {
         larkspin::TellUser(error.what());
         code = larkspin::kNoProgram;
     }
-    // The bus has a thread, and a message that came while the statics go would find no types.
-    QDBusConnection::disconnectFromBus(QDBusConnection::sessionBus().name());
-    return code;
+    // The bus has a thread, and a message that came while the statics go would find no types. To
+    // disconnect ends the connection later, in that thread, and would open one for --help.
+    std::fflush(nullptr);
+    std::_Exit(code);
 }
