@@ -7,8 +7,8 @@
 // the one that was told.
 #include "platform/byte_order.h"
 #include "platform/text.h"
-#include "volume/dvdvideo.h"
-#include "volume/tree.h"
+#include "volume/formats/dvdvideo.h"
+#include "volume/model/tree.h"
 #include "volume/volume_kit.h"
 
 #include <array>

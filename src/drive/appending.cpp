@@ -28,24 +28,27 @@ bool IsWrittenInPlace(uint32_t profile) {
 }
 
 void RewriteChunk(CAspiCD& drive, const uint8_t* chunk, uint32_t block) {
-    if (drive.WriteDvdChunk(chunk, block * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes))
+    if (drive.WriteDvdChunk(chunk, block * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes)) {
         throw CAspiCD::CgrowisofsException(
             "unable to update volume descriptors, added data may be not accessible");
+    }
 }
 
 } // namespace
 
 int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_t* previousStart) {
-    if (!IsWrittenInPlace(m_nProfile & 0xFFFF))
+    if (!IsWrittenInPlace(m_nProfile & 0xFFFF)) {
         return ReadSequentialSessionStart(previousStart);
+    }
     // A volume has its descriptor inside and ends on a disc that can be addressed. Any other size
     // would put the new data over the old.
     const int64_t size = LoadLe32(descriptor.data() + kVolumeSpaceSize);
     // A session of a BD-RE does not begin in a cluster that holds old data.
     const bool isBd = (m_nProfile & 0xFFFF) == kProfileBdRe;
     const int64_t unit = isBd ? kBdClusterBlocks : int64_t{kEccBlocks};
-    if (size <= kFirstDescriptorBlock || size > INT32_MAX - unit)
+    if (size <= kFirstDescriptorBlock || size > INT32_MAX - unit) {
         throw CgrowisofsException("previous session is not iso9660");
+    }
     *previousStart = kFirstDescriptorBlock;
     m_nNextStart = static_cast<int32_t>((size + unit - 1) / unit * unit);
     return m_nNextStart;
@@ -53,29 +56,34 @@ int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_
 
 int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
     constexpr uint8_t incomplete = 1;
-    if ((m_abyDiscInfo[2] & 3) != incomplete)
+    if ((m_abyDiscInfo[2] & 3) != incomplete) {
         throw CgrowisofsException("disk is finalized, cannot append");
+    }
     constexpr uint8_t lastSessionIncomplete = 4;
-    if ((m_abyDiscInfo[2] & 0x0C) > lastSessionIncomplete)
+    if ((m_abyDiscInfo[2] & 0x0C) > lastSessionIncomplete) {
         throw CgrowisofsException("last disk session is not empty");
+    }
     m_nNextTrack = m_abyDiscInfo[10] << 8 | m_abyDiscInfo[5];
 
     CScsiCommand command(*this);
     std::array<uint8_t, 36> track = {};
-    if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0)
+    if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0) {
         throw CgrowisofsException(command.Asc() == kAscInvalidFieldInCdb ? "disk already full"
                                                                          : kTrackUnreadable);
+    }
     std::array<uint8_t, 12> toc = {};
     command[0] = mmc::kReadToc;
     command[2] = 1; // session information
     command[8] = toc.size();
-    if (command.Transport(Direction::READ, toc.data(), toc.size()) != 0)
+    if (command.Transport(Direction::READ, toc.data(), toc.size()) != 0) {
         throw CgrowisofsException("cannot read session info");
+    }
     const int64_t previous = int64_t{LoadBe32(&toc[8])} + kFirstDescriptorBlock;
     const int64_t next = LoadBe32(&track[8]);
     // No session begins before the end of another: data sent there would go nowhere.
-    if (next <= previous || next > INT32_MAX)
+    if (next <= previous || next > INT32_MAX) {
         throw CgrowisofsException(kTrackUnreadable);
+    }
     *previousStart = static_cast<int32_t>(previous);
     m_nNextStart = static_cast<int32_t>(next);
     return m_nNextStart;
@@ -84,15 +92,18 @@ int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
 std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
     // With nothing written the old descriptors still tell the truth; the new ones, if a cancelled
     // recording got as far as reading them, would hide the old files behind data that isn't there.
-    if (m_nSessionStart == 0 || !m_bMediaWritten)
+    if (m_nSessionStart == 0 || !m_bMediaWritten) {
         return {};
+    }
     uint8_t* const older = m_pWriteBuffer.get();
     const uint8_t* const newer = m_pWriteBuffer.get() + kDvdChunkBytes;
     const auto sessionStart = static_cast<uint32_t>(m_nSessionStart);
-    if (ReadOverwriteDescriptors(older) == 0)
+    if (ReadOverwriteDescriptors(older) == 0) {
         return {};
-    if (!IsPrimaryDescriptor(newer))
+    }
+    if (!IsPrimaryDescriptor(newer)) {
         throw CgrowisofsException("internal error #1023");
+    }
     const bool hadUdf = MergeDescriptorSets(
         {older, kDvdChunkBytes}, {newer, kDvdChunkBytes},
         static_cast<uint32_t>(VolumeEnd(*this, newer, m_nSessionStart)), sessionStart);
@@ -113,15 +124,17 @@ std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
 
 int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
     const uint32_t profile = m_nProfile & 0xFFFF;
-    if (!IsWrittenInPlace(profile))
+    if (!IsWrittenInPlace(profile)) {
         return 0; // sequential media have true sessions
+    }
     if (profile == mmc::kProfileDvdMinusRwOverwrite) {
         m_bStopAfterFinish = false;
         FinishMinusRw();
         m_bStopAfterFinish = true;
         // The finisher that the caller runs afterwards would find nothing amiss any more.
-        if (m_bMediaWritten)
+        if (m_bMediaWritten) {
             throw CgrowisofsException(kNotFlushed);
+        }
     } else if (profile != mmc::kProfileDvdRam && FlushDvdCache(true) != 0) {
         throw CgrowisofsException(kNotFlushed);
     }
@@ -129,8 +142,9 @@ int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
     command[0] = mmc::kRead10;
     StoreBe32(&command[2], kFirstDescriptorBlock);
     StoreBe16(&command[7], kDvdChunkBlocks);
-    if (command.Transport(Direction::READ, buffer, kDvdChunkBytes) != 0)
+    if (command.Transport(Direction::READ, buffer, kDvdChunkBytes) != 0) {
         throw CgrowisofsException("disk read error");
+    }
     return 1;
 }
 

@@ -20,16 +20,20 @@ int CAspiCD::ReadMultiSessionStart(int32_t* address) {
         StoreBe16(&cdb[7], allocation);
         return !SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), allocation).Failed();
     };
-    if (!read(kLengthBytes))
+    if (!read(kLengthBytes)) {
         return -1;
+    }
     const size_t wanted = LoadBe16(toc.data()) + size_t{2};
     // Taking the first session for the last would hide every later one from the new volume.
-    if (wanted < kFirstBlockOfSession + 4)
+    if (wanted < kFirstBlockOfSession + 4) {
         return -1;
-    if (!read(static_cast<uint16_t>(std::min(wanted, toc.size()))))
+    }
+    if (!read(static_cast<uint16_t>(std::min(wanted, toc.size())))) {
         return -1;
-    if (address != nullptr)
+    }
+    if (address != nullptr) {
         *address = static_cast<int32_t>(LoadBe32(&toc[kFirstBlockOfSession]));
+    }
     return 0;
 }
 
@@ -42,8 +46,9 @@ int32_t CAspiCD::ReadLastLeadOut() {
     cdb[6] = kLeadOutTrack;
     cdb[8] = toc.size();
     if (SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), toc.size()).Failed() ||
-        toc[kFirstTrackNumber] != kLeadOutTrack)
+        toc[kFirstTrackNumber] != kLeadOutTrack) {
         return 0;
+    }
     return static_cast<int32_t>(std::min<uint32_t>(LoadBe32(&toc[kFirstTrackAddress]), INT32_MAX));
 }
 
@@ -51,8 +56,9 @@ int CAspiCD::FindEarlierSession(int32_t before, int32_t* start, int32_t* end) {
     std::array<uint8_t, 4> toc = {};
     Cdb cdb(mmc::kReadToc);
     cdb[8] = toc.size();
-    if (SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), toc.size()).Failed())
+    if (SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), toc.size()).Failed()) {
         return -1;
+    }
     const int firstTrack = toc[2];
     int session = -1;
     bool beginsWithData = false;
@@ -62,14 +68,17 @@ int CAspiCD::FindEarlierSession(int32_t before, int32_t* start, int32_t* end) {
         cdb[1] = 1; // the number below is a track
         cdb[5] = static_cast<uint8_t>(number);
         cdb[8] = track.size();
-        if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size()).Failed())
+        if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size()).Failed()) {
             return -1;
+        }
         const int64_t begin = LoadBe32(&track[8]);
-        if (begin >= before)
+        if (begin >= before) {
             continue;
+        }
         if (const int holder = track[33] << 8 | track[3]; holder != session) {
-            if (beginsWithData)
+            if (beginsWithData) {
                 break;
+            }
             session = holder;
             *end = static_cast<int32_t>(
                 std::min<int64_t>(begin + int64_t{LoadBe32(&track[24])}, before));

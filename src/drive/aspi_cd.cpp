@@ -73,8 +73,9 @@ CAspiCD::CAspiCD(const CAspiCD& other)
 }
 
 CAspiCD::~CAspiCD() {
-    if (m_pfnFinalize != nullptr)
+    if (m_pfnFinalize != nullptr) {
         m_pfnFinalize(*this);
+    }
 }
 
 } // namespace larkspin

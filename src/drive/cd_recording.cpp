@@ -46,11 +46,13 @@ ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t b
     BusyWait wait(drive, cancel);
     while (!IsCancelled(cancel)) {
         const DirectResult result = SendDirect(drive, SRB_DIR_OUT, cdb, data, length);
-        if (!result.Failed())
+        if (!result.Failed()) {
             return ChunkResult::Written;
+        }
         if (result.Key() == kKeyNotReady && result.Asc() == kAscNotReady) {
-            if (!wait.ShortPause(kFullBufferPauseMs) && drive.m_bGivenUp)
+            if (!wait.ShortPause(kFullBufferPauseMs) && drive.m_bGivenUp) {
                 return ChunkResult::Failed;
+            }
         } else if (result.Key() == kKeyUnitAttention && result.Asc() == kAscMediumChanged &&
                    attentions < kMaxAttentionRepeats) {
             ++attentions;
@@ -85,8 +87,9 @@ int WritePreGap(CAspiCD& drive, const CancelFunctor* cancel, uint32_t blockSize)
     int32_t address = drive.m_nNextAddress - kPreGapBlocks;
     for (int32_t left = kPreGapBlocks; left > 0 && !IsCancelled(cancel);) {
         const int32_t blocks = std::min(left, ChunkBlocks(blockSize));
-        if (drive.WriteBlocks(&address, zeros.data(), blocks, cancel, blockSize) != 0)
+        if (drive.WriteBlocks(&address, zeros.data(), blocks, cancel, blockSize) != 0) {
             return 1;
+        }
         left -= blocks;
     }
     return 0;
@@ -101,8 +104,9 @@ int CAspiCD::SetTaoParameters() {
     constexpr int kTriesWithBufe = 2;
     for (int tries = 0; tries < kTries; ++tries) {
         std::array<uint8_t, 256> page = {};
-        if (ModeSense(kPageWriteParameters, page) != 0)
+        if (ModeSense(kPageWriteParameters, page) != 0) {
             continue;
+        }
         page[0] &= static_cast<uint8_t>(~kParametersSavable);
         page[kWriteType] = (page[kWriteType] & 0xB1) | kWriteTypeTrackAtOnce |
                            (tries < kTriesWithBufe ? kBufe : 0);
@@ -110,8 +114,9 @@ int CAspiCD::SetTaoParameters() {
         page[kDataBlockType] = (page[kDataBlockType] & 0xF8) | kMode1Block;
         page[kSessionFormat] = 0;
         std::fill_n(page.begin() + kCatalogNumber, 16, uint8_t{0});
-        if (ModeSelect(page) == 0)
+        if (ModeSelect(page) == 0) {
             return 0;
+        }
     }
     return 1;
 }
@@ -124,39 +129,46 @@ void CAspiCD::SendOpc() {
 
 int CAspiCD::PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,
                              const CancelFunctor* cancel, uint32_t blockSize) {
-    if (LockAndDismount().Refused())
+    if (LockAndDismount().Refused()) {
         return 1;
+    }
 
     std::array<uint8_t, 56> page = {};
     std::array<uint8_t, kModeHeaderBytes> header = {};
-    if (ModeSense(kPageWriteParameters, page, header.data()) != 0)
+    if (ModeSense(kPageWriteParameters, page, header.data()) != 0) {
         return 1;
+    }
     SelectSessionAtOnce(page);
     ReadCapabilities();
-    if ((m_dwCapabilities & CAP_BUFE) != 0)
+    if ((m_dwCapabilities & CAP_BUFE) != 0) {
         page[kWriteType] =
             static_cast<uint8_t>((page[kWriteType] & ~kBufe) | (burnFree ? kBufe : 0));
+    }
     SetVendorWriteOptions(burnFree, speedControl);
     page[kTrackMode] &= 0x30;
     page[kDataBlockType] &= 0xF0;
     page[kSessionFormat] = 0;
-    if (ModeSelect(page, header.data()) != 0)
+    if (ModeSelect(page, header.data()) != 0) {
         return 1;
+    }
 
-    if (IsCancelled(cancel))
+    if (IsCancelled(cancel)) {
         return 0;
+    }
     SendOpc();
     ReadNextWritableAddress(nullptr);
-    if (IsCancelled(cancel))
+    if (IsCancelled(cancel)) {
         return 0;
+    }
 
     Cdb cdb(mmc::kSendCueSheet);
     cdb[6] = static_cast<uint8_t>(cueSheet.size() >> 16);
     StoreBe16(&cdb[7], static_cast<uint16_t>(cueSheet.size()));
     std::vector<uint8_t> sheet(cueSheet.begin(), cueSheet.end());
     const auto length = static_cast<uint32_t>(sheet.size());
-    if (SendDirect(*this, SRB_DIR_OUT, cdb, sheet.data(), length).Failed())
+    if (SendDirect(*this, SRB_DIR_OUT, cdb, sheet.data(), length).Failed()) {
         return 1;
+    }
     return WritePreGap(*this, cancel, blockSize);
 }
 
@@ -184,22 +196,26 @@ int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
 int CAspiCD::SyncCache(const CancelFunctor* cancel) {
     BusyWait wait(*this, cancel);
     FlushResult result = FlushOnce(*this);
-    while (result == FlushResult::Busy && wait.Pause(kFlushPollMs))
+    while (result == FlushResult::Busy && wait.Pause(kFlushPollMs)) {
         result = FlushOnce(*this);
-    if (result == FlushResult::Lost || (result == FlushResult::Busy && !IsCancelled(cancel)))
+    }
+    if (result == FlushResult::Lost || (result == FlushResult::Busy && !IsCancelled(cancel))) {
         m_bCacheLost = true;
+    }
     return 0;
 }
 
 int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
     // A drive that is busy with the lead-out already is waited for below.
-    if (FlushOnce(*this) == FlushResult::Lost)
+    if (FlushOnce(*this) == FlushResult::Lost) {
         m_bCacheLost = true;
+    }
     BusyWait wait(*this, cancel);
     int busy = GetUnitBusy();
     while (busy == 2) {
-        if (!wait.Pause(kLeadOutPollMs))
+        if (!wait.Pause(kLeadOutPollMs)) {
             return m_bGivenUp ? 1 : 0;
+        }
         busy = GetUnitBusy();
     }
     SyncCache(cancel);
@@ -215,16 +231,19 @@ int CAspiCD::CloseSession() {
 
 int CAspiCD::TestUnitReady() {
     const DirectResult result = SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kTestUnitReady));
-    if (result.Unanswered())
+    if (result.Unanswered()) {
         return 1;
-    if (result.sense[0] == 0 || result.Key() == kKeyUnitAttention)
+    }
+    if (result.sense[0] == 0 || result.Key() == kKeyUnitAttention) {
         return 0;
+    }
     return result.Key() == kKeyNotReady ? 2 : 1;
 }
 
 int CAspiCD::GetUnitBusy() {
-    if (const int readiness = TestUnitReady(); readiness != 0)
+    if (const int readiness = TestUnitReady(); readiness != 0) {
         return readiness;
+    }
     // Only the sense of this command matters. Its answer is fetched all the same: a device that
     // wants to send bytes which nobody takes upsets ATAPI host adapters in the middle of a
     // recording.

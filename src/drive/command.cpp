@@ -47,8 +47,9 @@ class EventResponder {
     explicit EventResponder(CScsiCommand& command) : m_command(command) {}
 
     void StartUnit() {
-        if (m_bStarted)
+        if (m_bStarted) {
             return;
+        }
         m_command[0] = mmc::kStartStopUnit;
         m_command[4] = 1; // start
         m_command.Transport(Direction::NONE);
@@ -57,13 +58,15 @@ class EventResponder {
     }
 
     void ReadProfile() {
-        if (m_nProfile != 0)
+        if (m_nProfile != 0) {
             return;
+        }
         std::array<uint8_t, 8> answer = {};
         m_command[0] = mmc::kGetConfiguration;
         m_command[8] = answer.size();
-        if (m_command.Transport(Direction::READ, answer.data(), answer.size()) == 0)
+        if (m_command.Transport(Direction::READ, answer.data(), answer.size()) == 0) {
             m_nProfile = LoadBe16(&answer[6]);
+        }
     }
 
   private:
@@ -76,8 +79,9 @@ class EventResponder {
 // are read, and of an answer the part that each caller looks at without asking how long it is (SPC,
 // MMC). `length` bytes are asked for.
 uint32_t NeededBytes(uint8_t direction, uint8_t opcode, uint32_t length) {
-    if ((direction & SRB_DIR_IN) == 0 || opcode == mmc::kRead10 || opcode == mmc::kReadCd)
+    if ((direction & SRB_DIR_IN) == 0 || opcode == mmc::kRead10 || opcode == mmc::kReadCd) {
         return length;
+    }
     static constexpr std::pair<uint8_t, uint32_t> kHeads[] = {
         {mmc::kReadFormatCapacities, 12}, // list header and current capacity
         {mmc::kReadToc, 4},
@@ -111,12 +115,15 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
         const std::span<uint8_t> wanted =
             std::span(told).first(std::min(senseLength, kSrbSenseBytes));
         const uint8_t status = SendOnce(direction, cdb, data, length, wanted);
-        if (IsDeferred(told) && SenseKeyOf(told) <= kKeyRecovered)
+        if (IsDeferred(told) && SenseKeyOf(told) <= kKeyRecovered) {
             continue;
-        if (IsDeferred(told) && IsRecordingError(SenseKeyOf(told)) && m_bDiscTouched)
+        }
+        if (IsDeferred(told) && IsRecordingError(SenseKeyOf(told)) && m_bDiscTouched) {
             m_bCacheLost = true;
-        if (sense != nullptr)
+        }
+        if (sense != nullptr) {
             std::copy(wanted.begin(), wanted.end(), sense);
+        }
         return status;
     }
     m_byLastStatus = SS_ERR; // it was not run a single time
@@ -125,18 +132,21 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
 
 uint8_t CAspiCD::SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void* data,
                           uint32_t length, std::span<uint8_t> sense) {
-    if (ChangesDisc(cdb[0]))
+    if (ChangesDisc(cdb[0])) {
         m_bDiscTouched = true;
-    if (cdb[0] == mmc::kWrite10 && m_beforeFirstBlock)
+    }
+    if (cdb[0] == mmc::kWrite10 && m_beforeFirstBlock) {
         std::exchange(m_beforeFirstBlock, nullptr)();
+    }
     auto request = std::make_unique<AspiRequest>();
     SRB_ExecSCSICmd& srb = request->exec;
     srb.Header.SRB_Cmd = SC_EXEC_SCSI_CMD;
     srb.Header.SRB_HaId = m_byAdapter;
     const bool countsResidual = m_pTransport->CountsResidual(m_byAdapter);
     srb.Header.SRB_Flags = direction;
-    if (countsResidual)
+    if (countsResidual) {
         srb.Header.SRB_Flags |= SRB_ENABLE_RESIDUAL_COUNT;
+    }
     srb.SRB_Target = m_byTarget;
     srb.SRB_Lun = m_byLun;
     srb.SRB_BufLen = length;
@@ -166,26 +176,31 @@ uint8_t CAspiCD::SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void*
         m_pTransport->SendSrb(&request->abort.Header);
         const bool gaveBack = m_pTransport->AwaitSrb(srb.Header, kAbortGraceMs);
         m_byLastStatus = SrbStatusOf(srb.Header);
-        if (!gaveBack)
+        if (!gaveBack) {
             m_pTransport->Abandon(std::move(request));
+        }
         return SS_ABORTED;
     }
-    if (copyData && (direction & SRB_DIR_IN) != 0)
+    if (copyData && (direction & SRB_DIR_IN) != 0) {
         std::memcpy(data, request->data.data(), length);
+    }
     m_byLastStatus = SrbStatusOf(srb.Header);
     std::copy_n(srb.SenseArea, sense.size(), sense.begin());
-    if (IsDeferred(sense))
+    if (IsDeferred(sense)) {
         return m_byLastStatus;
+    }
     if (IsRecovered(sense)) {
         std::ranges::fill(sense, uint8_t{0});
         // A library ends every check condition as an error.
-        if (m_byLastStatus == SS_ERR && !m_pTransport->m_bUsePassThrough)
+        if (m_byLastStatus == SS_ERR && !m_pTransport->m_bUsePassThrough) {
             m_byLastStatus = SS_COMP;
+        }
     }
     const uint32_t moved = countsResidual ? length - std::min(srb.SRB_BufLen, length) : length;
     if (m_byLastStatus == SS_COMP && SenseKeyOf(sense) == 0) {
-        if ((direction & SRB_DIR_IN) != 0 && moved < length)
+        if ((direction & SRB_DIR_IN) != 0 && moved < length) {
             std::memset(static_cast<uint8_t*>(data) + moved, 0, length - moved);
+        }
         if (moved < NeededBytes(direction, srb.CDBByte[0], length)) {
             std::ranges::fill(sense, uint8_t{0});
             m_byLastStatus = SS_ERR;
@@ -225,23 +240,27 @@ uint32_t CAspiCD::HandleEvents(CScsiCommand& command) {
         mask = event[3];
         const uint8_t eventClass = event[2] & 7;
         const uint8_t eventCode = event[4] & 0x0F;
-        if (eventClass == kNoEvent || LoadBe16(&event[0]) == 2 || eventCode == 0)
+        if (eventClass == kNoEvent || LoadBe16(&event[0]) == 2 || eventCode == 0) {
             return met;
+        }
 
         const uint16_t detail = LoadBe16(&event[6]);
         if (eventClass == kDeviceBusy) {
-            if (eventCode != 1 || (event[5] & 3) == 0)
+            if (eventCode != 1 || (event[5] & 3) == 0) {
                 continue;
+            }
             const uint64_t pause = std::min(uint64_t{detail} * 100 + 100, BusyWait::kPatienceMs);
-            if (!SleepUnlessCancelled(m_pTransport->Clock(), pause, m_pCancel))
+            if (!SleepUnlessCancelled(m_pTransport->Clock(), pause, m_pCancel)) {
                 return met;
+            }
             command[0] = mmc::kTestUnitReady;
             command.Transport(Direction::NONE);
         } else if (eventClass == kOperationalChange) {
-            if (detail < 3)
+            if (detail < 3) {
                 responder.ReadProfile();
-            else
+            } else {
                 responder.StartUnit();
+            }
         } else if ((eventClass == kPowerManagement && event[5] > 1) ||
                    (eventClass == kMedia && (event[5] & 2) != 0)) {
             responder.StartUnit();
@@ -252,8 +271,9 @@ uint32_t CAspiCD::HandleEvents(CScsiCommand& command) {
 }
 
 int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
-    if (cancel == nullptr)
+    if (cancel == nullptr) {
         cancel = m_pCancel;
+    }
     IClock& clock = m_pTransport->Clock();
     BusyWait wait(*this, cancel);
     int64_t delay = kPollMs;
@@ -261,21 +281,26 @@ int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
     m_nLateError = 0;
     while (strangeAnswers < kMaxStrangeAnswers) {
         // Asks for a cancel also when a slow answer has used up the pause.
-        if (!wait.Pause(static_cast<uint64_t>(std::max<int64_t>(delay, 0))))
+        if (!wait.Pause(static_cast<uint64_t>(std::max<int64_t>(delay, 0)))) {
             return -1;
+        }
         const uint64_t sent = clock.TickMs();
         command[0] = mmc::kTestUnitReady;
         const int code = command.Transport(Direction::NONE);
-        if (code == 0)
+        if (code == 0) {
             return 0;
-        if (!HasSense(command.Sense()))
+        }
+        if (!HasSense(command.Sense())) {
             return -1;
-        if (command.Asc() == kAscMediumNotPresent)
+        }
+        if (command.Asc() == kAscMediumNotPresent) {
             return code;
+        }
         wait.NoteSense(command.Sense());
         const uint8_t key = command.Key();
-        if (IsRecordingError(key) && m_nLateError == 0)
+        if (IsRecordingError(key) && m_nLateError == 0) {
             m_nLateError = code;
+        }
         strangeAnswers = key == kKeyNotReady || key == kKeyUnitAttention ? 0 : strangeAnswers + 1;
         delay = kPollMs - static_cast<int64_t>(clock.TickMs() - sent);
     }

@@ -37,8 +37,9 @@ bool IsDescriptor(std::span<const uint8_t> block) {
 size_t CountDescriptors(std::span<const uint8_t> blocks) {
     const size_t count = blocks.size() / kDvdBlockBytes;
     size_t i = 0;
-    while (i < count && IsDescriptor(BlockOf(blocks, i)) && BlockOf(blocks, i)[0] != kTerminator)
+    while (i < count && IsDescriptor(BlockOf(blocks, i)) && BlockOf(blocks, i)[0] != kTerminator) {
         ++i;
+    }
     return i;
 }
 
@@ -47,8 +48,9 @@ size_t CountSet(std::span<const uint8_t> blocks) {
     const size_t count = blocks.size() / kDvdBlockBytes;
     size_t end = CountDescriptors(blocks);
     while (end < count && IsDescriptor(BlockOf(blocks, end)) &&
-           BlockOf(blocks, end)[0] == kTerminator)
+           BlockOf(blocks, end)[0] == kTerminator) {
         ++end;
+    }
     return end;
 }
 
@@ -80,27 +82,32 @@ bool MergeDescriptorSets(std::span<uint8_t> older, std::span<const uint8_t> newe
     std::vector<Descriptor> set;
     const auto add = [&](std::span<const uint8_t> block) {
         std::ranges::copy(block, set.emplace_back().begin());
-        if (block[0] != kBootRecord)
+        if (block[0] != kBootRecord) {
             StoreBoth32(&set.back()[kVolumeSpaceSize], spaceSize);
+        }
     };
     const size_t setBlocks = CountSet(older);
     size_t slots = setBlocks;
-    while (slots < older.size() / kDvdBlockBytes && IsExtended(BlockOf(older, slots)))
+    while (slots < older.size() / kDvdBlockBytes && IsExtended(BlockOf(older, slots))) {
         ++slots;
+    }
     const size_t oldCount = CountDescriptors(older);
     const size_t newCount = CountDescriptors(newer);
     for (size_t i = 0; i < newCount; ++i) {
         add(BlockOf(newer, i));
         // El Torito asks for its record in the second place.
-        for (size_t old = 1; i == 0 && old < oldCount; ++old)
+        for (size_t old = 1; i == 0 && old < oldCount; ++old) {
             if (BlockOf(older, old)[0] == kBootRecord &&
-                HasCatalogBefore(BlockOf(older, old), keptEnd))
+                HasCatalogBefore(BlockOf(older, old), keptEnd)) {
                 add(BlockOf(older, old));
+            }
+        }
     }
     set.resize(std::min(set.size(), std::max<size_t>(slots, 2) - 1));
     set.resize(std::max<size_t>(slots, 1), Terminator());
-    for (size_t i = 0; i < set.size(); ++i)
+    for (size_t i = 0; i < set.size(); ++i) {
         std::ranges::copy(set[i], older.begin() + static_cast<std::ptrdiff_t>(i * kDvdBlockBytes));
+    }
     return slots > setBlocks;
 }
 

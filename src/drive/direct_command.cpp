@@ -11,8 +11,9 @@ Cdb::Cdb(uint8_t opcode) : m_nLength(GroupLength(opcode)) {
 
 uint8_t Cdb::GroupLength(uint8_t opcode) {
     const uint8_t group = opcode >> 5;
-    if (group == 0)
+    if (group == 0) {
         return 6;
+    }
     return group == 5 ? 12 : 10;
 }
 

@@ -32,8 +32,9 @@ enum FormatState : uint8_t { kFormatInterrupted = 1, kFormatRunning = 2 };
 
 bool Pause(IClock& clock, uint64_t milliseconds, const CAspiCD::GoOn& goOn) {
     for (uint64_t left = milliseconds; left > 0;) {
-        if (!goOn())
+        if (!goOn()) {
             return false;
+        }
         const uint64_t slice = std::min(left, kPauseSliceMs);
         clock.Sleep(std::chrono::milliseconds(slice));
         left -= slice;
@@ -64,8 +65,9 @@ class Looker {
         StoreBe32(&cdb[2], lba);
         StoreBe16(&cdb[7], static_cast<uint16_t>(data.size() / kDvdBlockBytes));
         const DirectResult result = Ask(cdb, data);
-        if (IsNotRecorded(result))
+        if (IsNotRecorded(result)) {
             return Block::NotRecorded;
+        }
         return result.Failed() ? Block::Failed : Block::Read;
     }
 
@@ -74,8 +76,9 @@ class Looker {
         std::array<uint8_t, 12> formats = {};
         Cdb cdb(mmc::kReadFormatCapacities);
         cdb[8] = formats.size();
-        if (Ask(cdb, formats).Failed())
+        if (Ask(cdb, formats).Failed()) {
             return std::nullopt;
+        }
         return CurrentCapacityTypeOf(formats) == kFormatted ? LoadBe32(&formats[kCurrentBlocks])
                                                             : 0;
     }
@@ -87,8 +90,9 @@ class Looker {
             const DirectResult result = SendDirect(m_drive, SRB_DIR_IN, cdb, answer.data(),
                                                    static_cast<uint32_t>(answer.size()));
             if (!result.Failed() || IsNotRecorded(result) || tries == kMostTries ||
-                m_drive.AwaitUnit(m_goOn) != CAspiCD::UnitState::Ready)
+                m_drive.AwaitUnit(m_goOn) != CAspiCD::UnitState::Ready) {
                 return result;
+            }
         }
     }
 
@@ -110,8 +114,9 @@ bool IsInPlace(uint32_t profile) {
 CAspiCD::DiscContent LookInPlace(Looker& looker, uint8_t formatState) {
     using Content = CAspiCD::DiscContent;
     const std::optional<uint32_t> blocks = looker.FormattedBlocks();
-    if (!blocks)
+    if (!blocks) {
         return Content::Unknown;
+    }
     std::vector<uint8_t> data(kDvdChunkBytes);
     for (uint32_t lba = 0; lba < std::min(*blocks, kBlocksOfStart); lba += kDvdChunkBlocks) {
         switch (looker.Read(lba, data)) {
@@ -122,8 +127,9 @@ CAspiCD::DiscContent LookInPlace(Looker& looker, uint8_t formatState) {
         case Looker::Block::Read:
             break;
         }
-        if (std::ranges::any_of(data, [](uint8_t byte) { return byte != 0; }))
+        if (std::ranges::any_of(data, [](uint8_t byte) { return byte != 0; })) {
             return Content::Other;
+        }
     }
     // What the background format has not reached can't be read, and was never written.
     const bool mayBeUnformatted =
@@ -131,13 +137,16 @@ CAspiCD::DiscContent LookInPlace(Looker& looker, uint8_t formatState) {
     const std::span<uint8_t> block(data.data(), kDvdBlockBytes);
     for (const uint32_t fromEnd : {0U, 1U, kFirstAnchor + 1}) {
         const uint32_t lba = fromEnd == 0 ? kFirstAnchor : *blocks - fromEnd;
-        if (lba >= *blocks)
+        if (lba >= *blocks) {
             continue;
+        }
         const Looker::Block found = looker.Read(lba, block);
-        if (found == Looker::Block::Failed && !mayBeUnformatted)
+        if (found == Looker::Block::Failed && !mayBeUnformatted) {
             return Content::Unknown;
-        if (found == Looker::Block::Read && IsAnchor(block))
+        }
+        if (found == Looker::Block::Read && IsAnchor(block)) {
             return Content::Other;
+        }
     }
     return Content::Nothing;
 }
@@ -170,20 +179,24 @@ CAspiCD::UnitState CAspiCD::AwaitUnit(const GoOn& goOn) {
         } else if (!result.Unanswered()) {
             return UnitState::Ready; // or ailing in a way that waiting doesn't mend
         }
-        if (clock.TickMs() - start >= kLimitMs)
+        if (clock.TickMs() - start >= kLimitMs) {
             return UnitState::Busy;
-        if (!Pause(clock, pause, goOn))
+        }
+        if (!Pause(clock, pause, goOn)) {
             return UnitState::Cancelled;
+        }
     }
 }
 
 CAspiCD::VolumeLook CAspiCD::LookForIsoVolume(const GoOn& goOn) {
     std::array<uint8_t, kDvdBlockBytes> block = {};
     Looker looker(*this, goOn);
-    if (!looker.ReadDiscInformation(block))
+    if (!looker.ReadDiscInformation(block)) {
         return VolumeLook::Unknown;
-    if (IsDiscEmpty(block))
+    }
+    if (IsDiscEmpty(block)) {
         return VolumeLook::None;
+    }
     switch (looker.Read(kFirstDescriptorBlock, block)) {
     case Looker::Block::Failed:
         return VolumeLook::Unknown;
@@ -210,10 +223,12 @@ CAspiCD::DiscContent CAspiCD::LookAtContent(const GoOn& goOn) {
     }
     Looker looker(*this, goOn);
     std::array<uint8_t, 32> info = {};
-    if (!looker.ReadDiscInformation(info))
+    if (!looker.ReadDiscInformation(info)) {
         return DiscContent::Unknown;
-    if (IsDiscEmpty(info))
+    }
+    if (IsDiscEmpty(info)) {
         return DiscContent::Nothing;
+    }
     constexpr size_t kFormatState = 7;
     return IsInPlace(GetCurrentProfile()) ? LookInPlace(looker, info[kFormatState] & 3)
                                           : DiscContent::Other;

@@ -47,19 +47,22 @@ void CAspiCD::ReadDriveName() {
 char16_t CAspiCD::GetDriveLetter() {
     if (m_wDriveLetter == 0 && m_pTransport->m_bUsePassThrough) {
         const int row = m_pTransport->FindRow(m_byAdapter, m_byTarget, m_byLun);
-        if (row != 0)
+        if (row != 0) {
             m_wDriveLetter = static_cast<char16_t>(u'A' + row);
+        }
     }
     return m_wDriveLetter;
 }
 
 std::u16string CAspiCD::DisplayName() {
     const char16_t letter = GetDriveLetter();
-    if (letter == 0)
+    if (letter == 0) {
         return {};
+    }
     std::u16string name;
-    if (m_pTransport->m_bUsePassThrough)
+    if (m_pTransport->m_bUsePassThrough) {
         name = m_pTransport->Port().DisplayName(letter - u'A');
+    }
     return name.empty() ? std::u16string(1, letter) : name;
 }
 

@@ -31,25 +31,29 @@ DriveList::ScanResult DriveList::ScanDrives(IScsiPort& port, IClock& clock,
     auto transport = std::make_unique<CAspiTransport>(port, clock, m_libraries);
     const bool isLoaded = transport->LoadTransport() != 0;
     m_refused = transport->m_refusedDrives;
-    if (!isLoaded)
+    if (!isLoaded) {
         return transport->m_bLibraryUnusable ? ScanResult::NoTransport : ScanResult::None;
+    }
     const int adapters = AdapterCount(*transport);
-    if (adapters < 0)
+    if (adapters < 0) {
         return ScanResult::NoTransport;
+    }
     m_pTransport = std::move(transport);
 
     for (int adapter = 0; adapter < adapters; ++adapter) {
         for (uint8_t target = 0; target < kTargets; ++target) {
-            for (uint8_t lun = 0; lun < kLuns; ++lun)
+            for (uint8_t lun = 0; lun < kLuns; ++lun) {
                 MeetDrive(static_cast<uint8_t>(adapter), target, lun);
+            }
         }
     }
     return m_drives.empty() ? ScanResult::None : ScanResult::Found;
 }
 
 bool DriveList::LookAgain() {
-    if (m_pPort == nullptr || (m_refused.empty() && m_pPort->Inventory() == m_strInventory))
+    if (m_pPort == nullptr || (m_refused.empty() && m_pPort->Inventory() == m_strInventory)) {
         return false;
+    }
     ScanDrives(*m_pPort, *m_pClock, m_libraries);
     return true;
 }
@@ -57,12 +61,14 @@ bool DriveList::LookAgain() {
 void DriveList::MeetDrive(uint8_t adapter, uint8_t target, uint8_t lun) {
     auto drive = std::make_unique<CAspiCD>(target, adapter, lun, m_pTransport.get());
     const uint8_t type = drive->GetDeviceType();
-    if (type != kTypeCdRom && type != kTypeWriteOnce)
+    if (type != kTypeCdRom && type != kTypeWriteOnce) {
         return;
+    }
     drive->ReadDriveName();
     const auto place = static_cast<char16_t>(kFirstLetterIndex + m_drives.size());
-    if (!m_pTransport->m_bUsePassThrough && place <= kLastLetterIndex)
+    if (!m_pTransport->m_bUsePassThrough && place <= kLastLetterIndex) {
         drive->m_wDriveLetter = static_cast<char16_t>(u'A' + place);
+    }
     m_drives.push_back(std::move(drive));
 }
 

@@ -34,12 +34,15 @@ class ChunkRetries {
         const bool isBecomingReady = code == mmc::kBecomingReady && lba == 0;
         const bool isAtWork = code == mmc::kFormatInProgress || code == mmc::kOperationInProgress ||
                               code == mmc::kCommandSequenceError;
-        if (code != mmc::kLongWriteInProgress && !isBecomingReady && !isAtWork)
+        if (code != mmc::kLongWriteInProgress && !isBecomingReady && !isAtWork) {
             return Next::Fail;
-        if (!m_wait.GoOn()) // and the events of a busy drive are part of the wait
+        }
+        if (!m_wait.GoOn()) { // and the events of a busy drive are part of the wait
             return If(false);
-        if (isAtWork)
+        }
+        if (isAtWork) {
             return IsInCluster(lba) ? Pause(kLongPauseMs) : FlushAndSendAgain();
+        }
         return isBecomingReady ? AfterBecomingReady() : AfterLongWrite();
     }
 
@@ -47,29 +50,34 @@ class ChunkRetries {
     // The drive's buffer is full: wait until half of it is free again.
     Next AfterLongWrite() {
         const int64_t velocity = m_drive.m_nVelocity; // KB/s
-        if (velocity == 0)
+        if (velocity == 0) {
             return DriveReportsBusy() ? SendAgain() : FlushAndSendAgain();
+        }
         const int64_t need = KilobytesToDrain();
         const int64_t chunkDelay = 128'000 / velocity;
         int64_t delay = 0;
         if (need * 1000 > velocity) {
             delay = need * 1000 / velocity;
             ++m_nCount;
-            if (s_nDaoToggle != 0)
+            if (s_nDaoToggle != 0) {
                 s_nDaoToggle = -1;
+            }
         } else if (s_nDaoToggle != 0) {
             s_nDaoToggle = -1;
-            if (DriveReportsBusy())
+            if (DriveReportsBusy()) {
                 return SendAgain();
+            }
             delay = chunkDelay;
         } else {
             ++m_nCount;
-            if (m_nCount == 1)
+            if (m_nCount == 1) {
                 return SendAgain();
+            }
             delay = chunkDelay;
         }
-        if (m_nCount > (s_nDaoToggle != 0 ? 768 : 192))
+        if (m_nCount > (s_nDaoToggle != 0 ? 768 : 192)) {
             m_nCount = 1;
+        }
         return Pause(delay);
     }
 
@@ -90,8 +98,9 @@ class ChunkRetries {
     }
 
     Next AfterBecomingReady() {
-        if (DriveReportsBusy())
+        if (DriveReportsBusy()) {
             return SendAgain();
+        }
         if (++m_nCount > 3) {
             m_nCount = 0;
             return Pause(kLongPauseMs);
@@ -106,10 +115,12 @@ class ChunkRetries {
     }
 
     Next FlushAndSendAgain() {
-        if (SynchronizeCache(m_command, false) != 0)
+        if (SynchronizeCache(m_command, false) != 0) {
             return Next::Fail;
-        if (++m_nCount == 1)
+        }
+        if (++m_nCount == 1) {
             return SendAgain();
+        }
         m_nCount = 0;
         return Pause(kLongPauseMs);
     }
@@ -117,16 +128,18 @@ class ChunkRetries {
     bool DriveReportsBusy() { return (m_drive.HandleEvents(m_command) & kDeviceBusyEvent) != 0; }
 
     Next If(bool goesOn) const {
-        if (goesOn)
+        if (goesOn) {
             return Next::SendAgain;
+        }
         return m_drive.m_bGivenUp ? Next::Fail : Next::Cancelled;
     }
 
     Next SendAgain() { return If(m_wait.GoOn()); }
 
     Next Pause(int64_t milliseconds) {
-        if (milliseconds < 0) // a drive with a speed below zero
+        if (milliseconds < 0) { // a drive with a speed below zero
             return Next::Fail;
+        }
         return If(m_wait.ShortPause(
             static_cast<uint64_t>(std::max<int64_t>(milliseconds, kShortestPauseMs))));
     }
@@ -150,41 +163,48 @@ int SendWrite(CScsiCommand& command, const uint8_t* data, uint32_t lba, uint32_t
 int CAspiCD::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
     constexpr auto chunkBytes = static_cast<int64_t>(kDvdChunkBytes);
     constexpr int64_t lastOffset = (int64_t{UINT32_MAX} - kDvdChunkBlocks) * kDvdBlockBytes;
-    if (offset < 0 || offset > lastOffset || offset % chunkBytes != 0)
+    if (offset < 0 || offset > lastOffset || offset % chunkBytes != 0) {
         return -1;
+    }
     auto lba = static_cast<uint32_t>(offset / kDvdBlockBytes);
     uint32_t blocks = kDvdChunkBlocks;
     if (!m_bMediaWritten && m_nNextWriteAddress > lba) {
-        if (lba + blocks <= m_nNextWriteAddress)
+        if (lba + blocks <= m_nNextWriteAddress) {
             return static_cast<int>(kDvdChunkBytes);
+        }
         const uint32_t skipped = m_nNextWriteAddress - lba;
         buffer += skipped * kDvdBlockBytes;
         blocks -= skipped;
         lba = m_nNextWriteAddress;
     }
-    if (s_nDaoToggle < 0)
+    if (s_nDaoToggle < 0) {
         s_nDaoToggle = m_bDaoMode ? 1 : 0;
+    }
 
     CScsiCommand command(*this);
     ChunkRetries retries(command);
     for (;;) {
         const int code = SendWrite(command, buffer, lba, blocks);
-        if (code == 0)
+        if (code == 0) {
             break;
+        }
         const ChunkRetries::Next next = retries.After(code, lba);
-        if (next == ChunkRetries::Next::Cancelled)
+        if (next == ChunkRetries::Next::Cancelled) {
             return kChunkCancelled;
+        }
         if (next == ChunkRetries::Next::Fail) {
             m_nWriteError = code;
-            if ((m_nProfile & 0xFFFF) == mmc::kProfileDvdPlusRDl && code != mmc::kLbaOutOfRange)
+            if ((m_nProfile & 0xFFFF) == mmc::kProfileDvdPlusRDl && code != mmc::kLbaOutOfRange) {
                 m_bMediaWritten = false;
+            }
             return -1;
         }
     }
     m_nNextWriteAddress = lba + blocks;
     m_bMediaWritten = true;
-    if (s_nDaoToggle < 0)
+    if (s_nDaoToggle < 0) {
         s_nDaoToggle = 0;
+    }
     return static_cast<int>(blocks * kDvdBlockBytes);
 }
 

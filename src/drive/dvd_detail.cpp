@@ -14,17 +14,20 @@ namespace larkspin {
 
 bool WriteNextChunk(CAspiCD& drive, const uint8_t* chunk) {
     const int written = drive.WriteDvdChunk(chunk, drive.m_nCurrentOffset);
-    if (written == kChunkCancelled)
+    if (written == kChunkCancelled) {
         return false;
-    if (written != static_cast<int>(kDvdChunkBytes))
+    }
+    if (written != static_cast<int>(kDvdChunkBytes)) {
         throw CAspiCD::CgrowisofsException(written == 0 ? kDvdOutOfSpace : kDvdWriteError);
+    }
     drive.m_nCurrentOffset += kDvdChunkBytes;
     return true;
 }
 
 void ReportProgress(const CAspiCD& drive, const ProgressFunctor& progress) {
-    if (!progress)
+    if (!progress) {
         return;
+    }
     const int64_t whole = drive.m_nFinalOffset - drive.m_nStartOffset;
     const int64_t done = drive.m_nCurrentOffset - drive.m_nStartOffset;
     progress(whole > 0 ? static_cast<int>(std::clamp<int64_t>(done * 100 / whole, 0, 100)) : 0);
@@ -62,8 +65,9 @@ bool IsAnchor(std::span<const uint8_t> block) {
     constexpr size_t kAtChecksum = 4;
     constexpr size_t kTagBytes = 16;
     uint8_t sum = 0;
-    for (size_t i = 0; i < kTagBytes; ++i)
+    for (size_t i = 0; i < kTagBytes; ++i) {
         sum = static_cast<uint8_t>(sum + (i == kAtChecksum ? 0 : block[i]));
+    }
     return LoadLe16(block.data()) == kAnchorTag && block[kAtChecksum] == sum;
 }
 

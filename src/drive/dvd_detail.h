@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the source files of DVD recording, erasing and appending share. Not for other rooms.
+// What the source files of DVD recording, erasing and appending share. Not for other libraries.
 #pragma once
 
 #include "drive/aspi_cd.h"

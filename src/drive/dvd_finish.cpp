@@ -56,18 +56,21 @@ bool CloseWhenFree(CScsiCommand& command, CloseFunction function) {
     BusyWait wait(drive, nullptr);
     for (;;) {
         const int code = SendClose(command, function);
-        if (code != mmc::kOperationInProgress)
+        if (code != mmc::kOperationInProgress) {
             return code == 0 && WaitForClose(command);
-        if (!wait.ShortPause(std::max(drive.m_nPollDelayMs, kShortestPauseMs)))
+        }
+        if (!wait.ShortPause(std::max(drive.m_nPollDelayMs, kShortestPauseMs))) {
             return false;
+        }
     }
 }
 
 // The recording is closed: there is nothing left to finish.
 void Done(CAspiCD& drive) {
     drive.m_bMediaWritten = false;
-    if (drive.m_bStopAfterFinish)
+    if (drive.m_bStopAfterFinish) {
         drive.StopUnit();
+    }
 }
 
 int Flush(CAspiCD& drive, bool alsoWait) {
@@ -79,8 +82,9 @@ int Flush(CAspiCD& drive, bool alsoWait) {
     } else if (!IsRecordingError(command.Key()) && (alsoWait || HasSense(command.Sense()))) {
         lost = 0; // a drive that does not flush at once, or is busy, has lost nothing
     }
-    if (!alsoWait)
+    if (!alsoWait) {
         return lost;
+    }
     const int code = SynchronizeCache(command, false, drive.m_bDaoMode ? kFlushInOneGoSeconds : 0);
     return code != 0 ? code : lost;
 }
@@ -96,30 +100,35 @@ int CAspiCD::FlushDvdCache(bool alsoWait) {
 void CAspiCD::FinishPlusRw() {
     CScsiCommand command(*this);
     if (!m_bMediaWritten || FlushDvdCache(true) != 0 || !Close(command, kStopBackgroundFormat) ||
-        !Close(command, kCloseSession))
+        !Close(command, kCloseSession)) {
         return;
+    }
     m_nNextWriteAddress = 0;
     Done(*this);
 }
 
 void CAspiCD::FinishPlusR() {
     CloseFunction last = kCloseSession;
-    if (m_bDaoOnly)
+    if (m_bDaoOnly) {
         last = (m_nProfile & 0xFFFF) == mmc::kProfileDvdPlusRDl ? kFinalizePlusRDl : kFinalizePlusR;
+    }
     CScsiCommand command(*this);
     if (!m_bMediaWritten || FlushDvdCache(true) != 0 ||
-        !Close(command, kCloseTrack, m_nNextTrack) || !CloseWhenFree(command, last))
+        !Close(command, kCloseTrack, m_nNextTrack) || !CloseWhenFree(command, last)) {
         return;
+    }
     Done(*this);
 }
 
 void CAspiCD::FinishMinusRw() {
     CScsiCommand command(*this);
-    if (!m_bMediaWritten || FlushDvdCache(true) != 0)
+    if (!m_bMediaWritten || FlushDvdCache(true) != 0) {
         return;
+    }
     if (m_bQuickGrown) {
-        if (!Close(command, kCloseSession))
+        if (!Close(command, kCloseSession)) {
             return;
+        }
         m_bQuickGrown = false;
     }
     m_nNextWriteAddress = 0;
@@ -128,18 +137,21 @@ void CAspiCD::FinishMinusRw() {
 
 void CAspiCD::FinishMinusR() {
     CScsiCommand command(*this);
-    if (!m_bMediaWritten || FlushDvdCache(!m_bDaoMode) != 0)
+    if (!m_bMediaWritten || FlushDvdCache(!m_bDaoMode) != 0) {
         return;
+    }
     // A disc written in one go was closed by its own last flush.
     if (!m_bDaoMode &&
-        (!Close(command, kCloseTrack, m_nNextTrack) || !CloseWhenFree(command, kCloseSession)))
+        (!Close(command, kCloseTrack, m_nNextTrack) || !CloseWhenFree(command, kCloseSession))) {
         return;
+    }
     Done(*this);
 }
 
 void CAspiCD::FinishRam() {
-    if (!m_bMediaWritten || FlushDvdCache(true) != 0 || (m_bStopAfterFinish && StopUnit() != 0))
+    if (!m_bMediaWritten || FlushDvdCache(true) != 0 || (m_bStopAfterFinish && StopUnit() != 0)) {
         return;
+    }
     m_bMediaWritten = false;
 }
 

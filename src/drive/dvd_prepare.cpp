@@ -49,12 +49,14 @@ int ReadDvdStructure(CScsiCommand& command, uint8_t format, std::span<uint8_t> a
 // A DVD-R DL whose second layer would stay empty is a waste the user should know of.
 void CheckMinusRDlLayers(CScsiCommand& command, int64_t size) {
     std::array<uint8_t, 20> answer = {};
-    if (ReadDvdStructure(command, kPhysicalFormat, answer) != 0)
+    if (ReadDvdStructure(command, kPhysicalFormat, answer) != 0) {
         throw Failure("unable to read dvd-r dl structure");
+    }
     const uint32_t layerEnd = LoadBe32(&answer[16]) & 0xFFFFFF;
-    if (size / kDvdBlockBytes <= layerEnd)
+    if (size / kDvdBlockBytes <= layerEnd) {
         throw Failure("more than half of space on DVD-R DL disk will be wasted, use single layer "
                       "disk instead");
+    }
 }
 
 // A drive that refuses the reservation shows it at the first write.
@@ -68,8 +70,9 @@ uint32_t ReadFirstWritableBlock(CScsiCommand& command, uint32_t track) {
     std::array<uint8_t, 32> answer = {};
     constexpr uint8_t nextWritableAddressValid = 1;
     if (ReadTrackInformation(command, track, answer) != 0 ||
-        (answer[7] & nextWritableAddressValid) == 0)
+        (answer[7] & nextWritableAddressValid) == 0) {
         return 0;
+    }
     return LoadBe32(&answer[12]);
 }
 
@@ -78,23 +81,27 @@ void CalibrateDvd(CScsiCommand& command) {
     std::array<uint8_t, 8> info = {};
     command[0] = mmc::kReadDiscInformation;
     command[8] = info.size();
-    if (command.Transport(Direction::READ, info.data(), info.size()) != 0)
+    if (command.Transport(Direction::READ, info.data(), info.size()) != 0) {
         throw Failure("internal error #1006");
+    }
     constexpr uint16_t lengthWithoutCalibrations = 32;
-    if (LoadBe16(info.data()) > lengthWithoutCalibrations)
+    if (LoadBe16(info.data()) > lengthWithoutCalibrations) {
         return;
+    }
     command[0] = mmc::kSendOpcInformation;
     command[1] = 1; // do it now
     const int code = command.Transport(Direction::NONE);
-    if (code > 0 && (code >> 8 & 0xFF) == kAscPowerCalibration)
+    if (code > 0 && (code >> 8 & 0xFF) == kAscPowerCalibration) {
         throw Failure("power calibration failed");
+    }
 }
 
 // Size of the drive's buffer from page 2Ah, in KB.
 uint32_t DriveBufferKB(std::span<const uint8_t> page) {
     constexpr uint32_t least = 512;
-    if (page.size() < 14 || page[1] < 12)
+    if (page.size() < 14 || page[1] < 12) {
         return least;
+    }
     return std::max<uint32_t>(LoadBe16(&page[12]), least);
 }
 
@@ -106,8 +113,9 @@ uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command, uint32_t
         command[1] = 2; // the one feature
         StoreBe16(&command[2], kIncrementalStreamingFeature);
         command[8] = feature.size();
-        if (command.Transport(Direction::READ, feature.data(), feature.size()) != 0)
+        if (command.Transport(Direction::READ, feature.data(), feature.size()) != 0) {
             throw Failure("cannot access drive configuration");
+        }
         constexpr uint8_t current = 1;
         if (LoadBe32(feature.data()) >= 12 && (feature[10] & current) == 0) {
             drive.m_bDaoOnly = true;
@@ -116,8 +124,9 @@ uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command, uint32_t
     }
     uint8_t writeMode =
         kMultiSessionOpen | (drive.m_bDaoMode ? kWriteTypeSessionAtOnce : kWriteTypeIncremental);
-    if (profile == mmc::kProfileDvdMinusRDl || drive.m_bDaoOnly)
+    if (profile == mmc::kProfileDvdMinusRDl || drive.m_bDaoOnly) {
         writeMode &= static_cast<uint8_t>(~kMultiSessionOpen);
+    }
     return writeMode;
 }
 
@@ -125,16 +134,20 @@ uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command, uint32_t
 std::vector<uint8_t> ReadWriteParameters(CScsiCommand& command) {
     constexpr size_t needed = kPacketSize + 4;
     std::vector<uint8_t> answer(12);
-    if (SenseModePage(command, kPageWriteParameters, answer) != 0)
+    if (SenseModePage(command, kPageWriteParameters, answer) != 0) {
         throw Failure("internal error #1016");
+    }
     const size_t descriptors = BlockDescriptorBytes(answer);
-    if (descriptors != 0 && ModeDataBytes(answer) <= kModeHeaderBytes + descriptors + needed)
+    if (descriptors != 0 && ModeDataBytes(answer) <= kModeHeaderBytes + descriptors + needed) {
         throw Failure("internal error #1017");
+    }
     answer.resize(WholeAnswerBytes(answer));
-    if (SenseModePage(command, kPageWriteParameters, answer) != 0)
+    if (SenseModePage(command, kPageWriteParameters, answer) != 0) {
         throw Failure("internal error #1018");
-    if (PageOf(answer).size() < needed)
+    }
+    if (PageOf(answer).size() < needed) {
         throw Failure("internal error #1019");
+    }
     return answer;
 }
 
@@ -186,15 +199,17 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
     command[4] = 1; // a door that cannot be locked stops nobody
     command.Transport(Direction::NONE);
     HandleEvents(command);
-    if (isStopped())
+    if (isStopped()) {
         return;
+    }
 
     const uint32_t profile = m_nProfile & 0xFFFF;
     switch (profile) {
     case mmc::kProfileDvdMinusRwOverwrite:
         PrepareDvdRecording(command, profile);
-        if (isStopped())
+        if (isStopped()) {
             return;
+        }
         QuickGrowMinusRw(command, size);
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusRw(); };
         m_nNextWriteAddress = 0;
@@ -208,30 +223,35 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
     case mmc::kProfileDvdMinusRwSequential:
     case mmc::kProfileDvdMinusRDl:
         PrepareDvdRecording(command, profile);
-        if (profile == mmc::kProfileDvdMinusRDl && size > 0)
+        if (profile == mmc::kProfileDvdMinusRDl && size > 0) {
             CheckMinusRDlLayers(command, size);
-        if (isStopped())
+        }
+        if (isStopped()) {
             return;
-        if (m_bDaoMode && size > 0)
+        }
+        if (m_bDaoMode && size > 0) {
             ReserveTrack(command, size);
+        }
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusR(); };
         m_nNextWriteAddress = ReadFirstWritableBlock(command, static_cast<uint32_t>(m_nNextTrack));
         break;
     case mmc::kProfileDvdPlusRw: {
         enum BackgroundFormat : uint8_t { kNeverFormatted = 0, kInterrupted = 1 };
         const uint8_t formatState = m_abyDiscInfo[7] & 3;
-        if (formatState == kNeverFormatted)
+        if (formatState == kNeverFormatted) {
             FormatPlusRw(command);
-        else if (formatState == kInterrupted)
+        } else if (formatState == kInterrupted) {
             RestartPlusRwFormat(command, size);
+        }
         PrepareDvdRecording(command, profile);
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishPlusRw(); };
         m_nNextWriteAddress = 0;
         break;
     }
     case kProfileBdRe:
-        if (CurrentCapacityTypeOf(m_abyFormats) != kFormatted)
+        if (CurrentCapacityTypeOf(m_abyFormats) != kFormatted) {
             FormatBdRe(*this, command);
+        }
         PrepareDvdRecording(command, profile);
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishRam(); };
         m_nNextWriteAddress = 0;
@@ -240,31 +260,36 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
     case mmc::kProfileDvdPlusRDl:
     case kProfileBdRSequential:
         PrepareDvdRecording(command, profile);
-        if (isStopped())
+        if (isStopped()) {
             return;
-        if (profile == mmc::kProfileDvdPlusRDl && m_nNextTrack == 1 && size > 0 && m_bDaoOnly)
+        }
+        if (profile == mmc::kProfileDvdPlusRDl && m_nNextTrack == 1 && size > 0 && m_bDaoOnly) {
             SplitPlusRDl(command, size);
+        }
         m_pfnFinalize = [](CAspiCD& drive) { drive.FinishPlusR(); };
         m_nNextWriteAddress = ReadFirstWritableBlock(command, static_cast<uint32_t>(m_nNextTrack));
         break;
     default:
         throw Failure("disk type not supported");
     }
-    if (isStopped())
+    if (isStopped()) {
         m_pfnFinalize = nullptr;
+    }
 }
 
 void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
     const bool dashFamily = IsDashFamily(profile);
-    if (IsSequentialMinus(profile))
+    if (IsSequentialMinus(profile)) {
         SetupWriteParameters(command, profile, SequentialMinusWriteMode(*this, command, profile));
-    else if (profile == mmc::kProfileDvdPlusR || dashFamily)
+    } else if (profile == mmc::kProfileDvdPlusR || dashFamily) {
         SetupWriteParameters(command, profile, kMultiSessionOpen);
+    }
 
     std::vector<uint8_t> page2A = ReadPage2A(command);
     m_nDriveBufferKB = DriveBufferKB(PageOf(page2A));
-    if (SetDvdWriteSpeed(command, dashFamily, &page2A) < 0)
+    if (SetDvdWriteSpeed(command, dashFamily, &page2A) < 0) {
         VelocityFromPage2A(dashFamily, page2A);
+    }
     if (dashFamily) {
         CalibrateDvd(command);
         HandleEvents(command);
@@ -274,18 +299,22 @@ void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
 void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint8_t writeMode) {
     std::array<uint8_t, 32> track = {};
     // Track 1 speaks for all tracks of a DVD.
-    if (ReadTrackInformation(command, 1, track) != 0)
+    if (ReadTrackInformation(command, 1, track) != 0) {
         throw Failure("internal error #1015");
+    }
     const std::vector<uint8_t> parameters = ReadWriteParameters(command);
     constexpr uint8_t mode1 = 1;
-    if ((track[6] & 0x0F) != mode1)
+    if ((track[6] & 0x0F) != mode1) {
         throw Failure("track 1 is not mode 1. cannot continue");
+    }
     const bool fixedPackets = (track[6] & 0x10) != 0;
-    if (profile == mmc::kProfileDvdMinusRwOverwrite && !fixedPackets)
+    if (profile == mmc::kProfileDvdMinusRwOverwrite && !fixedPackets) {
         throw Failure("internal error #1020. packet size is not fixed");
+    }
     if ((profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential) &&
-        fixedPackets)
+        fixedPackets) {
         throw Failure("internal error #1021. packet size is fixed");
+    }
 
     const std::span<const uint8_t> page = PageOf(parameters);
     std::vector<uint8_t> list(kModeHeaderBytes + page.size()); // behind a header of zeros
@@ -295,31 +324,37 @@ void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint
     command[0] = mmc::kModeSelect10;
     command[1] = 0x10; // page format
     StoreBe16(&command[7], length);
-    if (command.Transport(Direction::WRITE, list.data(), length) != 0)
+    if (command.Transport(Direction::WRITE, list.data(), length) != 0) {
         throw Failure("internal error #1022");
+    }
 }
 
 void CAspiCD::SplitPlusRDl(CScsiCommand& command, int64_t size) {
     std::array<uint8_t, 12> boundary = {};
-    if (ReadDvdStructure(command, kLayerBoundaryFormat, boundary) != 0)
+    if (ReadDvdStructure(command, kLayerBoundaryFormat, boundary) != 0) {
         throw Failure("cannot read DVD+R DL boundary information");
-    if (LoadBe16(boundary.data()) < 10)
+    }
+    if (LoadBe16(boundary.data()) < 10) {
         throw Failure("internal error #1007");
+    }
     constexpr uint8_t fixedBoundary = 0x80;
-    if ((boundary[4] & fixedBoundary) != 0)
+    if ((boundary[4] & fixedBoundary) != 0) {
         return;
+    }
     const uint32_t blocks = BlocksInFullEcc(size);
-    if (blocks <= LoadBe32(&boundary[8]))
+    if (blocks <= LoadBe32(&boundary[8])) {
         throw Failure("more than half of space on DVD+R DL disk will be wasted, use single layer "
                       "disk instead");
+    }
     std::array<uint8_t, 12> split = {};
     split[1] = 10; // length of what follows
     StoreBe32(&split[8], (blocks / kEccBlocks + 1) / 2 * kEccBlocks);
     command[0] = mmc::kSendDvdStructure;
     command[7] = kLayerBoundaryFormat;
     command[9] = split.size();
-    if (command.Transport(Direction::WRITE, split.data(), split.size()) != 0)
+    if (command.Transport(Direction::WRITE, split.data(), split.size()) != 0) {
         throw Failure("cannot set DVD+R DL layer information");
+    }
 }
 
 } // namespace larkspin

@@ -30,11 +30,13 @@ Filled Fill(CAspiCD& drive, IByteSource& source, std::span<uint8_t> buffer,
         ReportProgress(drive, progress);
         const std::ptrdiff_t got =
             source.Read(buffer.data() + filled.bytes, buffer.size() - filled.bytes);
-        if (got < 0)
+        if (got < 0) {
             throw CAspiCD::CgrowisofsException("cannot read source");
+        }
         filled.cancelled = IsCancelled(drive.m_pCancel);
-        if (got == 0)
+        if (got == 0) {
             break;
+        }
         filled.bytes += static_cast<size_t>(got);
     }
     return filled;
@@ -81,23 +83,28 @@ void CAspiCD::ResetDvdState() {
 
 void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
     m_pWriteBuffer = std::make_unique<uint8_t[]>(kDvdBufferBytes);
-    if (speed != kNoSpeedWish)
+    if (speed != kNoSpeedWish) {
         m_dSpeedFactor = speed;
+    }
     m_nProfile = IdentifyMedia();
-    if (!IsRecordableDvd(m_nProfile & 0xFFFF))
+    if (!IsRecordableDvd(m_nProfile & 0xFFFF)) {
         throw CgrowisofsException("disk is not a recordable DVD");
+    }
 
     m_nPreviousStart = 0;
     m_nNextStart = 0;
     m_nSessionStart = 0;
     const bool readable = (m_nProfile & MEDIA_BLANK) == 0 &&
                           ReadBlocks(m_pWriteBuffer.get(), 1, kFirstDescriptorBlock);
-    if (ignorePrevious)
+    if (ignorePrevious) {
         return;
-    if (!readable)
+    }
+    if (!readable) {
         throw CgrowisofsException("unable to read previous session");
-    if (!IsPrimaryDescriptor(m_pWriteBuffer.get()))
+    }
+    if (!IsPrimaryDescriptor(m_pWriteBuffer.get())) {
         throw CgrowisofsException("previous session is not iso9660");
+    }
     m_nSessionStart =
         GetNextSessionStart({m_pWriteBuffer.get(), size_t{kDvdBlockBytes}}, &m_nPreviousStart);
 }
@@ -109,47 +116,57 @@ void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
     m_nStartOffset = offset;
     m_nCurrentOffset = offset;
     m_nFinalOffset = 0;
-    if (IsCancelled(cancel))
+    if (IsCancelled(cancel)) {
         return;
+    }
 
     const std::span<uint8_t> buffer(m_pWriteBuffer.get(), kDvdBufferBytes);
     const Filled head = Fill(*this, source, buffer, nullptr);
     // A stream that is over before its first descriptors are complete holds no volume.
-    if (head.cancelled || head.bytes < buffer.size())
+    if (head.cancelled || head.bytes < buffer.size()) {
         return;
+    }
     const uint8_t* const descriptor = buffer.data() + kDvdChunkBytes;
     const bool isVolume = IsPrimaryDescriptor(descriptor);
     const int64_t end =
         isVolume ? VolumeEnd(*this, descriptor, offset / kDvdBlockBytes) * kDvdBlockBytes : offset;
-    if (capacity != 0 && end > capacity)
+    if (capacity != 0 && end > capacity) {
         throw CgrowisofsException("disk capacity is too low");
+    }
     PrepareDvdMedia(end);
-    if (m_pfnFinalize == nullptr)
+    if (m_pfnFinalize == nullptr) {
         return; // cancelled
+    }
     m_nFinalOffset = end > offset ? end : capacity;
-    if (capacity != 0)
+    if (capacity != 0) {
         m_nFinalOffset = std::min(m_nFinalOffset, capacity);
+    }
 
-    if (!WriteNextChunk(*this, buffer.data()) || !WriteNextChunk(*this, descriptor))
+    if (!WriteNextChunk(*this, buffer.data()) || !WriteNextChunk(*this, descriptor)) {
         return;
+    }
     // From here on only the first half is used: UpdateVolumeDescriptors needs the descriptors in
     // the second.
     const std::span<uint8_t> chunk = buffer.first(kDvdChunkBytes);
     bool ended = false;
     while (!ended) {
         const Filled filled = Fill(*this, source, chunk, progress);
-        if (filled.cancelled)
+        if (filled.cancelled) {
             return;
+        }
         ended = filled.bytes < chunk.size();
-        if (filled.bytes == 0)
+        if (filled.bytes == 0) {
             continue;
+        }
         std::fill(chunk.begin() + static_cast<std::ptrdiff_t>(filled.bytes), chunk.end(), 0);
-        if (!WriteNextChunk(*this, chunk.data()))
+        if (!WriteNextChunk(*this, chunk.data())) {
             return;
+        }
     }
     // Every chunk lay before the first writable block and was left out.
-    if (!m_bMediaWritten)
+    if (!m_bMediaWritten) {
         throw CgrowisofsException(kDvdWriteError);
+    }
 }
 
 } // namespace larkspin

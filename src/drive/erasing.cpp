@@ -24,8 +24,9 @@ namespace {
 
 uint32_t PlusRwFormatBlocks(const CAspiCD& drive) {
     const uint8_t* const format = FindFormat(drive.m_abyFormats, kFormatTypePlusRw);
-    if (format == nullptr)
+    if (format == nullptr) {
         throw CAspiCD::CgrowisofsException("can't locate DVD+RW format descriptor");
+    }
     return LoadBe32(format);
 }
 
@@ -56,12 +57,14 @@ int WaitForFormat(CScsiCommand& command) {
 
 void FormatBdRe(CAspiCD& drive, CScsiCommand& command) {
     const uint8_t* const format = FindFormat(drive.m_abyFormats, kFormatTypeFull);
-    if (format == nullptr)
+    if (format == nullptr) {
         throw CAspiCD::CgrowisofsException("the drive offers no format for this BD-RE");
+    }
     constexpr uint8_t ignored = 0;
     if (SendFormatUnit(command, kFormatTypeFull, LoadBe32(format), ignored) != 0 ||
-        WaitForFormat(command) != 0 || drive.m_nLateError != 0)
+        WaitForFormat(command) != 0 || drive.m_nLateError != 0) {
         throw CAspiCD::CgrowisofsException("formatting the BD-RE failed");
+    }
 }
 
 int CAspiCD::BlankDisk(bool full) {
@@ -83,8 +86,9 @@ bool CAspiCD::IsBlankingInProgress(int* percent) {
     const uint8_t ascq = result.Ascq();
     const bool busy = result.Key() == kKeyNotReady && result.Asc() == kAscNotReady &&
                       (ascq == 4 || ascq == 7 || ascq == 8);
-    if (!busy && m_nBlankError == 0 && IsRecordingError(result.Key()))
+    if (!busy && m_nBlankError == 0 && IsRecordingError(result.Key())) {
         m_nBlankError = result.Code();
+    }
     if (busy && percent != nullptr) {
         const std::optional<uint16_t> progress = ProgressOf(result.sense);
         *percent = progress ? *progress * 100 / 65'536 : -1;
@@ -100,64 +104,78 @@ void CAspiCD::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunc
     m_nStartOffset = offset;
     m_nCurrentOffset = offset;
     m_nFinalOffset = 0;
-    if (IsCancelled(cancel))
+    if (IsCancelled(cancel)) {
         return;
+    }
     std::fill_n(m_pWriteBuffer.get(), kDvdBufferBytes, uint8_t{0});
     PrepareDvdMedia(offset);
-    if (m_pfnFinalize == nullptr)
+    if (m_pfnFinalize == nullptr) {
         return; // cancelled
+    }
     m_nFinalOffset = quick ? offset + static_cast<int64_t>(kDvdBufferBytes) : capacity;
     for (size_t half = 0; half < kDvdBufferBytes; half += kDvdChunkBytes) {
-        if (!WriteNextChunk(*this, m_pWriteBuffer.get() + half))
+        if (!WriteNextChunk(*this, m_pWriteBuffer.get() + half)) {
             return;
+        }
         ReportProgress(*this, progress);
     }
-    if (quick)
+    if (quick) {
         return;
+    }
     while (!IsCancelled(cancel)) {
         ReportProgress(*this, progress);
-        if (!WriteNextChunk(*this, m_pWriteBuffer.get()))
+        if (!WriteNextChunk(*this, m_pWriteBuffer.get())) {
             return;
+        }
     }
 }
 
 void CAspiCD::FormatPlusRw(CScsiCommand& command) {
-    if (CurrentCapacityTypeOf(m_abyFormats) != kUnformatted)
+    if (CurrentCapacityTypeOf(m_abyFormats) != kUnformatted) {
         return;
+    }
     constexpr uint8_t fromTheStart = 0;
-    if (SendFormatUnit(command, kFormatTypePlusRw, PlusRwFormatBlocks(*this), fromTheStart) != 0)
+    if (SendFormatUnit(command, kFormatTypePlusRw, PlusRwFormatBlocks(*this), fromTheStart) != 0) {
         throw CgrowisofsException("format command failed");
+    }
     WaitForFormat(command);
-    if (SynchronizeCache(command, false) != 0)
+    if (SynchronizeCache(command, false) != 0) {
         throw CgrowisofsException("flush failed");
+    }
 }
 
 int CAspiCD::RestartPlusRwFormat(CScsiCommand& command, int64_t size) {
-    if (!m_bDaoOnly && size != 0 && FitsCurrentFormat(*this, size))
+    if (!m_bDaoOnly && size != 0 && FitsCurrentFormat(*this, size)) {
         return 0;
+    }
     constexpr uint8_t restart = 1;
-    if (SendFormatUnit(command, kFormatTypePlusRw, PlusRwFormatBlocks(*this), restart) != 0)
+    if (SendFormatUnit(command, kFormatTypePlusRw, PlusRwFormatBlocks(*this), restart) != 0) {
         return 1;
+    }
     WaitForFormat(command);
     return 0;
 }
 
 int CAspiCD::QuickGrowMinusRw(CScsiCommand& command, int64_t size) {
     const bool formatted = CurrentCapacityTypeOf(m_abyFormats) == kFormatted;
-    if (formatted && size != 0 && FitsCurrentFormat(*this, size))
+    if (formatted && size != 0 && FitsCurrentFormat(*this, size)) {
         return 0;
+    }
     const uint8_t* const growable = FindFormat(m_abyFormats, kFormatTypeQuickGrow);
     if (growable == nullptr) {
         // The disc is quick formatted: its session has to be closed in the end.
-        if (!formatted)
+        if (!formatted) {
             m_bQuickGrown = true;
+        }
         return 0;
     }
-    if (formatted && LoadBe32(growable) == 0)
+    if (formatted && LoadBe32(growable) == 0) {
         return 0; // nowhere to grow
+    }
     m_bQuickGrown = true;
-    if (SendFormatUnit(command, kFormatTypeQuickGrow, 0, kEccBlocks) != 0)
+    if (SendFormatUnit(command, kFormatTypeQuickGrow, 0, kEccBlocks) != 0) {
         return 1;
+    }
     return WaitForFormat(command);
 }
 

@@ -35,8 +35,9 @@ inline uint8_t CurrentCapacityTypeOf(std::span<const uint8_t> formats) {
 inline const uint8_t* FindFormat(std::span<const uint8_t> formats, FormatType type) {
     for (size_t offset = 8; offset < formats[kListLength]; offset += 8) {
         const uint8_t* const descriptor = &formats[offset + kListHeaderBytes];
-        if (descriptor[4] >> 2 == type)
+        if (descriptor[4] >> 2 == type) {
             return descriptor;
+        }
     }
     return nullptr;
 }

@@ -73,10 +73,11 @@ uint32_t ScaleBlocks(std::span<const uint8_t> formats, uint32_t blocks) {
     const uint32_t length =
         uint32_t{formats[kBlockLength]} << 16 | LoadBe16(&formats[kBlockLength + 1]);
     uint64_t scaled = blocks;
-    if (length > kDvdBlockBytes)
+    if (length > kDvdBlockBytes) {
         scaled *= length / kDvdBlockBytes;
-    else if (length > 0)
+    } else if (length > 0) {
         scaled /= kDvdBlockBytes / length;
+    }
     return static_cast<uint32_t>(std::min<uint64_t>(scaled, INT32_MAX));
 }
 
@@ -118,11 +119,13 @@ template <typename Send>
 bool ReadFormats(std::span<uint8_t> formats, uint8_t leastLength, const Send& send) {
     constexpr uint16_t kFirstAllocation = 12;
     std::ranges::fill(formats, uint8_t{0});
-    if (!send(kFirstAllocation))
+    if (!send(kFirstAllocation)) {
         return false;
+    }
     const uint8_t length = formats[kListLength];
-    if (length % 8 != 0 || length < leastLength)
+    if (length % 8 != 0 || length < leastLength) {
         return false;
+    }
     return send(static_cast<uint16_t>(length + kListHeaderBytes)) && formats[kListLength] == length;
 }
 
@@ -135,18 +138,22 @@ uint32_t ReadProfileOfLoadedDisc(CAspiCD& drive, CScsiCommand& command) {
         std::array<uint8_t, 8> configuration = {};
         command[0] = mmc::kGetConfiguration;
         command[8] = configuration.size();
-        if (command.Transport(Direction::READ, configuration.data(), configuration.size()) != 0)
+        if (command.Transport(Direction::READ, configuration.data(), configuration.size()) != 0) {
             throw CAspiCD::CgrowisofsException("not a DVD drive");
+        }
         const uint32_t profile = LoadBe16(&configuration[6]);
-        if (profile != 0 || loaded)
+        if (profile != 0 || loaded) {
             return profile;
+        }
         command[0] = mmc::kTestUnitReady;
-        if ((command.Transport(Direction::NONE) & kWithoutQualifier) != kNoMedium)
+        if ((command.Transport(Direction::NONE) & kWithoutQualifier) != kNoMedium) {
             return 0;
+        }
         command[0] = mmc::kStartStopUnit;
         command[4] = 3; // load
-        if (command.Transport(Direction::NONE) != 0)
+        if (command.Transport(Direction::NONE) != 0) {
             throw CAspiCD::CgrowisofsException("cannot close tray");
+        }
         IClock& clock = drive.m_pTransport->Clock();
         const uint64_t start = clock.TickMs();
         const CancelFunctor overdue([&] { return clock.TickMs() - start >= kLoadLimitMs; });
@@ -169,11 +176,13 @@ bool CAspiCD::HasCurrentProfile() {
 }
 
 uint32_t CAspiCD::GetCurrentProfile() {
-    if (!HasCurrentProfile())
+    if (!HasCurrentProfile()) {
         return kUnknownProfile;
+    }
     std::array<uint8_t, kFeatureHeaderBytes> answer = {};
-    if (GetConfiguration(*this, answer).Failed())
+    if (GetConfiguration(*this, answer).Failed()) {
         return 0;
+    }
     return LoadBe16(&answer[6]);
 }
 
@@ -196,8 +205,9 @@ void CAspiCD::ReadDiskInfo() {
         m_pTransport->Clock().Sleep(std::chrono::milliseconds(kAttentionPauseMs));
         result = ReadDiscInformation(*this, info, kDiscReportSeconds);
     }
-    if (!result.Failed())
+    if (!result.Failed()) {
         TakeDiskInfo(info);
+    }
 
     constexpr size_t kLastCompleteSession = 3;
     std::array<uint8_t, 12> sessions = {};
@@ -208,14 +218,16 @@ void CAspiCD::ReadDiskInfo() {
         !SendDirect(*this, SRB_DIR_IN, cdb, sessions.data(), sessions.size()).Failed();
     if (hasSessions && (m_dwDiskKnown & DISK_BLANK) == 0) {
         m_dwDiskKnown |= DISK_BLANK;
-        if (sessions[kLastCompleteSession] == 0)
+        if (sessions[kLastCompleteSession] == 0) {
             m_dwDiskState |= DISK_BLANK;
+        }
     }
 }
 
 void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
-    if ((info[2] & kErasableBit) != 0)
+    if ((info[2] & kErasableBit) != 0) {
         m_dwDiskState |= DISK_ERASABLE;
+    }
     const uint8_t status = DiscStatusOf(info.data());
     if (status == kDiscEmpty) {
         m_dwDiskState |= DISK_BLANK | DISK_APPENDABLE;
@@ -231,8 +243,10 @@ void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
         }
     }
     const uint8_t session = LastSessionStateOf(info.data());
-    if (status == kDiscIncomplete && (session == kIncompleteSession || session == kDamagedSession))
+    if (status == kDiscIncomplete &&
+        (session == kIncompleteSession || session == kDamagedSession)) {
         m_dwDiskState |= DISK_SESSION_OPEN;
+    }
     m_dwDiskKnown |= DISK_ERASABLE | DISK_BLANK | DISK_APPENDABLE | DISK_SESSION_OPEN;
 
     const uint8_t* const leadOut = &info[kLastLeadOut];
@@ -253,12 +267,15 @@ int CAspiCD::ReadNextWritableAddress(int32_t* address) {
     cdb[1] = 1; // the number below is a track
     cdb[5] = kInvisibleTrack;
     cdb[8] = track.size();
-    if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size(), kDiscReportSeconds).Failed())
+    if (SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size(), kDiscReportSeconds)
+            .Failed()) {
         return 1;
+    }
     const bool usable = (track[6] & kBlankTrack) != 0 && (track[7] & kNextAddressValid) != 0 &&
                         (track[6] & kReservedOrPackets) == 0;
-    if (address != nullptr)
+    if (address != nullptr) {
         *address = usable ? static_cast<int32_t>(LoadBe32(&track[12])) : 0;
+    }
     return 0;
 }
 
@@ -266,11 +283,13 @@ int CAspiCD::ReadSaoNextAddress(int32_t* address) {
     // The address depends on the write type in effect, so that goes first.
     std::array<uint8_t, 56> page = {};
     std::array<uint8_t, kModeHeaderBytes> header = {};
-    if (ModeSense(kPageWriteParameters, page, header.data()) != 0)
+    if (ModeSense(kPageWriteParameters, page, header.data()) != 0) {
         return 1;
+    }
     SelectSessionAtOnce(page);
-    if (ModeSelect(page, header.data()) != 0)
+    if (ModeSelect(page, header.data()) != 0) {
         return 1;
+    }
     return ReadNextWritableAddress(address);
 }
 
@@ -291,12 +310,14 @@ int32_t CAspiCD::GetDvdCapacity() {
         return !HasSense(result.sense) && !result.Unanswered();
     };
     // Discs that are not formatted don't need the list, and some drives for them don't know it.
-    if (!ReadFormats(formats, 0, send) && !isUnknownCommand)
+    if (!ReadFormats(formats, 0, send) && !isUnknownCommand) {
         return -1;
+    }
 
     const uint32_t profile = GetCurrentProfile();
-    if (isUnknownCommand && !IsSequential(profile))
+    if (isUnknownCommand && !IsSequential(profile)) {
         return -1;
+    }
     switch (profile) {
     case mmc::kProfileDvdMinusR:
     case mmc::kProfileDvdMinusRwSequential:
@@ -309,8 +330,9 @@ int32_t CAspiCD::GetDvdCapacity() {
         StoreBe16(&cdb[4], static_cast<uint16_t>(ReadLastSessionFirstTrack()));
         cdb[8] = track.size();
         const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size());
-        if (HasSense(result.sense) || result.Unanswered())
+        if (HasSense(result.sense) || result.Unanswered()) {
             return 0;
+        }
         return static_cast<int32_t>(EndOfFreeBlocks(track));
     }
     default:
@@ -323,26 +345,32 @@ uint32_t CAspiCD::IdentifyMedia() {
     std::array<uint8_t, 36> inquiry = {};
     command[0] = mmc::kInquiry;
     command[4] = inquiry.size();
-    if (command.Transport(Direction::READ, inquiry.data(), inquiry.size()) != 0)
+    if (command.Transport(Direction::READ, inquiry.data(), inquiry.size()) != 0) {
         throw CgrowisofsException("inquiry failed");
-    if ((inquiry[0] & 0x1F) != kTypeCdRom)
+    }
+    if ((inquiry[0] & 0x1F) != kTypeCdRom) {
         throw CgrowisofsException("not a DVD drive");
+    }
 
     const uint32_t profile = ReadProfileOfLoadedDisc(*this, command);
-    if ((profile & kDvdProfileBits) == 0 && !IsRecordableBd(profile))
+    if ((profile & kDvdProfileBits) == 0 && !IsRecordableBd(profile)) {
         return profile;
+    }
 
     m_abyDiscInfo.fill(0);
     command[0] = mmc::kReadDiscInformation;
     command[8] = static_cast<uint8_t>(m_abyDiscInfo.size());
-    if (command.Transport(Direction::READ, m_abyDiscInfo.data(), m_abyDiscInfo.size()) != 0)
+    if (command.Transport(Direction::READ, m_abyDiscInfo.data(), m_abyDiscInfo.size()) != 0) {
         throw CgrowisofsException("cannot read disk information");
+    }
     uint32_t media = profile;
-    if (DiscStatusOf(m_abyDiscInfo.data()) == kDiscEmpty)
+    if (DiscStatusOf(m_abyDiscInfo.data()) == kDiscEmpty) {
         media |= MEDIA_BLANK;
+    }
     if (profile != mmc::kProfileDvdPlusRw && profile != mmc::kProfileDvdMinusRwOverwrite &&
-        profile != mmc::kProfileDvdRam && profile != kProfileBdRe)
+        profile != mmc::kProfileDvdRam && profile != kProfileBdRe) {
         return media;
+    }
 
     constexpr uint8_t kOneMoreDescriptor = 16;
     const auto send = [&](uint16_t allocation) {
@@ -350,10 +378,12 @@ uint32_t CAspiCD::IdentifyMedia() {
         StoreBe16(&command[7], allocation);
         return command.Transport(Direction::READ, m_abyFormats.data(), allocation) == 0;
     };
-    if (!ReadFormats(m_abyFormats, kOneMoreDescriptor, send))
+    if (!ReadFormats(m_abyFormats, kOneMoreDescriptor, send)) {
         throw CgrowisofsException("cannot detect disk format");
-    if (CurrentCapacityTypeOf(m_abyFormats) != kFormatted)
+    }
+    if (CurrentCapacityTypeOf(m_abyFormats) != kFormatted) {
         media |= MEDIA_BLANK;
+    }
     return media;
 }
 
@@ -368,8 +398,9 @@ uint32_t CAspiCD::GetDvdBlocks(CScsiCommand& command) {
     case mmc::kProfileDvdPlusRDl:
     case kProfileBdRSequential: {
         std::array<uint8_t, 32> track = {};
-        if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0)
+        if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0) {
             return 0;
+        }
         return EndOfFreeBlocks(track);
     }
     default:

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Operation codes and error codes of the command set (SPC, MMC) that this room sends and meets.
+// Operation codes and error codes of the command set (SPC, MMC) that this library sends and meets.
 #pragma once
 
 #include <cstdint>

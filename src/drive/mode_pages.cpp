@@ -49,8 +49,9 @@ size_t ModeDataBytes(std::span<const uint8_t> answer) {
 size_t WholeAnswerBytes(std::span<const uint8_t> head) {
     size_t bytes = ModeDataBytes(head);
     // With block descriptors the page is somewhere behind.
-    if (BlockDescriptorBytes(head) == 0)
+    if (BlockDescriptorBytes(head) == 0) {
         bytes = std::max(bytes, kModeHeaderBytes + kPageHeaderBytes + head[kModeHeaderBytes + 1]);
+    }
     return std::min(bytes, kMaxAllocation);
 }
 
@@ -61,8 +62,9 @@ size_t BlockDescriptorBytes(std::span<const uint8_t> answer) {
 std::span<const uint8_t> PageOf(std::span<const uint8_t> answer) {
     const size_t begin = kModeHeaderBytes + BlockDescriptorBytes(answer);
     const size_t end = std::min(ModeDataBytes(answer), answer.size());
-    if (end < begin + kPageHeaderBytes)
+    if (end < begin + kPageHeaderBytes) {
         return {};
+    }
     return answer.subspan(begin, end - begin);
 }
 
@@ -80,22 +82,26 @@ int CAspiCD::ModeSense(uint8_t page, std::span<uint8_t> buffer, uint8_t* header,
     cdb[2] = page & 0x3F; // current values
     StoreBe16(&cdb[7], static_cast<uint16_t>(answer.size()));
     const auto length = static_cast<uint32_t>(answer.size());
-    if (SendDirect(*this, SRB_DIR_IN, cdb, answer.data(), length).Failed())
+    if (SendDirect(*this, SRB_DIR_IN, cdb, answer.data(), length).Failed()) {
         return 1;
+    }
 
-    if (header != nullptr)
+    if (header != nullptr) {
         std::copy_n(answer.begin(), kModeHeaderBytes, header);
+    }
     const size_t descriptors = BlockDescriptorBytes(answer);
     if (blockDescriptor != nullptr) {
-        if (descriptors >= kDescriptorBytes)
+        if (descriptors >= kDescriptorBytes) {
             std::copy_n(answer.begin() + kModeHeaderBytes, kDescriptorBytes, blockDescriptor);
-        else
+        } else {
             std::fill_n(blockDescriptor, kDescriptorBytes, uint8_t{0});
+        }
     }
     const size_t begin = kModeHeaderBytes + descriptors;
     const bool hasPage = ModeDataBytes(answer) > begin && begin + kPageHeaderBytes <= answer.size();
-    if (!hasPage || (answer[begin] & 0x3F) != (page & 0x3F))
+    if (!hasPage || (answer[begin] & 0x3F) != (page & 0x3F)) {
         return 1;
+    }
     const size_t pageBytes = answer[begin + 1] + kPageHeaderBytes;
     const auto source = answer.begin() + static_cast<std::ptrdiff_t>(begin);
     std::copy_n(source, std::min({pageBytes, buffer.size(), answer.size() - begin}),
@@ -122,31 +128,40 @@ int CAspiCD::ModeSelect(std::span<const uint8_t> page, const uint8_t* header) {
 void CAspiCD::ReadCapabilities() {
     m_dwCapabilities = 0;
     std::array<uint8_t, 32> capabilities = {};
-    if (ModeSense(kPageCapabilities, capabilities) != 0)
+    if (ModeSense(kPageCapabilities, capabilities) != 0) {
         return;
-    if ((capabilities[4] & kBurnProofCapable) != 0)
+    }
+    if ((capabilities[4] & kBurnProofCapable) != 0) {
         m_dwCapabilities |= CAP_BUFE;
+    }
     std::array<uint8_t, 14> vendor = {};
-    if (ModeSense(kPageVendorWriteOptions, vendor) != 0 || vendor[1] != kVendorPageLength)
+    if (ModeSense(kPageVendorWriteOptions, vendor) != 0 || vendor[1] != kVendorPageLength) {
         return;
-    if ((vendor[kVendorAbilities] & kAbilitySpeedControl) != 0)
+    }
+    if ((vendor[kVendorAbilities] & kAbilitySpeedControl) != 0) {
         m_dwCapabilities |= CAP_VENDOR_SPEED;
-    if ((vendor[kVendorAbilities] & kAbilityBufe) != 0)
+    }
+    if ((vendor[kVendorAbilities] & kAbilityBufe) != 0) {
         m_dwCapabilities |= CAP_VENDOR_BUFE;
+    }
 }
 
 int CAspiCD::SetVendorWriteOptions(bool burnFree, bool speedControl) {
-    if ((m_dwCapabilities & (CAP_VENDOR_BUFE | CAP_VENDOR_SPEED)) == 0)
+    if ((m_dwCapabilities & (CAP_VENDOR_BUFE | CAP_VENDOR_SPEED)) == 0) {
         return 0;
+    }
     std::array<uint8_t, kVendorPageLength + kPageHeaderBytes> page = {};
-    if (ModeSense(kPageVendorWriteOptions, page) != 0)
+    if (ModeSense(kPageVendorWriteOptions, page) != 0) {
         return 1;
+    }
     uint8_t& choices = page[kVendorChoices];
-    if ((m_dwCapabilities & CAP_VENDOR_BUFE) != 0)
+    if ((m_dwCapabilities & CAP_VENDOR_BUFE) != 0) {
         choices = static_cast<uint8_t>((choices & ~kChoiceBufe) | (burnFree ? kChoiceBufe : 0));
-    if ((m_dwCapabilities & CAP_VENDOR_SPEED) != 0)
+    }
+    if ((m_dwCapabilities & CAP_VENDOR_SPEED) != 0) {
         choices = static_cast<uint8_t>((choices & ~kChoiceSpeedControlOff) |
                                        (speedControl ? 0 : kChoiceSpeedControlOff));
+    }
     return ModeSelect(page);
 }
 

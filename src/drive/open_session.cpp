@@ -31,8 +31,9 @@ class LastTrack {
         Cdb cdb(mmc::kReadDiscInformation);
         cdb[8] = info.size();
         DirectResult result = SendDirect(drive, SRB_DIR_IN, cdb, info.data(), info.size());
-        if (result.Error() != 0)
+        if (result.Error() != 0) {
             return result.Error();
+        }
         m_number = static_cast<uint16_t>(info[11] << 8 | info[6]);
         cdb = Cdb(mmc::kReadTrackInformation);
         cdb[1] = 1; // the number below is a track
@@ -48,8 +49,9 @@ class LastTrack {
     // What is missing for a drive to close it: all of a track that was reserved, and what makes any
     // other one long enough. Nothing if it takes no more blocks.
     int32_t MissingBlocks() const {
-        if ((m_track[7] & 1) == 0)
+        if ((m_track[7] & 1) == 0) {
             return 0;
+        }
         const bool isReserved = (m_track[6] & 0x80) != 0;
         const int64_t free = LoadBe32(&m_track[16]);
         const int64_t written = NextBlock() - int64_t{LoadBe32(&m_track[8])};
@@ -76,16 +78,18 @@ void FillUp(CAspiCD& drive, const LastTrack& track, const CancelFunctor* cancel)
     const int32_t end = next + track.MissingBlocks();
     while (next < end && !IsCancelled(cancel)) {
         const int32_t blocks = std::min<int32_t>(end - next, kDvdChunkBlocks);
-        if (drive.WriteBlocks(&next, zeros.data(), blocks, cancel, kDvdBlockBytes) != 0)
+        if (drive.WriteBlocks(&next, zeros.data(), blocks, cancel, kDvdBlockBytes) != 0) {
             return; // the closing that follows tells why
+        }
     }
 }
 
 // A drive closes the session, or the whole disc, as the write parameters say.
 void LeaveRoomForMore(CAspiCD& drive) {
     const uint32_t current = drive.GetCurrentProfile();
-    if (IsRecordableBd(current))
+    if (IsRecordableBd(current)) {
         return; // has no write parameters: only a close function of its own ends the disc
+    }
     if (!IsDvdProfile(current)) {
         drive.SetBlockSize2048();
         drive.SetTaoParameters();
@@ -94,8 +98,9 @@ void LeaveRoomForMore(CAspiCD& drive) {
     drive.ResetDvdState();
     drive.m_nProfile = drive.IdentifyMedia();
     const uint32_t profile = drive.m_nProfile & 0xFFFF;
-    if (profile != mmc::kProfileDvdMinusR && profile != mmc::kProfileDvdMinusRwSequential)
+    if (profile != mmc::kProfileDvdMinusR && profile != mmc::kProfileDvdMinusRwSequential) {
         return;
+    }
     CScsiCommand command(drive);
     drive.SetupWriteParameters(command, profile, kMultiSessionOpen | kWriteTypeIncremental);
 }
@@ -104,8 +109,9 @@ void LeaveRoomForMore(CAspiCD& drive) {
 
 int CAspiCD::CloseOpenSession(const CancelFunctor* cancel) {
     LastTrack track;
-    if (const int code = track.Read(*this); code != 0)
+    if (const int code = track.Read(*this); code != 0) {
         return code;
+    }
     LeaveRoomForMore(*this);
     // Whether the track could be closed shows when its session is to be.
     if (!track.IsBlank()) {

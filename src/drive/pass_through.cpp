@@ -27,26 +27,30 @@ void CopyAdapterText(char (&field)[N], std::string_view text) {
 }
 
 void TellResidual(SRB_ExecSCSICmd& srb, uint32_t moved) {
-    if ((srb.Header.SRB_Flags & SRB_ENABLE_RESIDUAL_COUNT) != 0)
+    if ((srb.Header.SRB_Flags & SRB_ENABLE_RESIDUAL_COUNT) != 0) {
         srb.SRB_BufLen -= std::min(moved, srb.SRB_BufLen);
+    }
 }
 
 } // namespace
 
 int CAspiTransport::ProbePassThroughDevices() {
-    if (m_bPassThroughReady)
+    if (m_bPassThroughReady) {
         return 0;
+    }
     m_Devices = {};
     m_refusedDrives = m_port.DrivesWithoutLetter();
     int found = 0;
     for (int letter = kFirstLetterIndex; letter <= kLastLetterIndex; ++letter) {
-        if (!m_port.IsOpticalDrive(letter))
+        if (!m_port.IsOpticalDrive(letter)) {
             continue;
+        }
         ProbeDevice(letter);
-        if (m_Devices[letter].bPresent)
+        if (m_Devices[letter].bPresent) {
             ++found;
-        else
+        } else {
             m_refusedDrives.push_back(WhyNotPresent(letter));
+        }
     }
     BuildAdapters();
     m_bPassThroughReady = true;
@@ -54,8 +58,9 @@ int CAspiTransport::ProbePassThroughDevices() {
 }
 
 int CAspiTransport::ReleasePassThroughDevices() {
-    if (!m_bPassThroughReady)
+    if (!m_bPassThroughReady) {
         return 0;
+    }
     m_Devices = {};
     m_bPassThroughReady = false;
     return 1;
@@ -63,15 +68,17 @@ int CAspiTransport::ReleasePassThroughDevices() {
 
 void CAspiTransport::ProbeDevice(int letterIndex) {
     const std::unique_ptr<IPortDevice> device = OpenDevice(letterIndex);
-    if (device == nullptr)
+    if (device == nullptr) {
         return;
+    }
     constexpr uint8_t kAllocation = 192;
     const std::array<uint8_t, 6> cdb = {mmc::kInquiry, 0, 0, 0, kAllocation, 0};
     std::array<uint8_t, kAllocation> answer = {};
     const PortCompletion completion = device->Execute(
         {cdb, PortDirection::In, answer.data(), kAllocation, kDefaultTimeoutSeconds});
-    if (completion.error != PortError::None)
+    if (completion.error != PortError::None) {
         return;
+    }
 
     AspiDeviceEntry& row = m_Devices[letterIndex];
     row.hDevice.reset();
@@ -80,11 +87,13 @@ void CAspiTransport::ProbeDevice(int letterIndex) {
     std::copy_n(answer.begin(), row.abyInquiry.size(), row.abyInquiry.begin());
     PortAddress address;
     const PortError error = device->Address(&address);
-    if (error == PortError::NotSupported)
+    if (error == PortError::NotSupported) {
         address = {static_cast<uint8_t>(letterIndex), 0, 0};
+    }
     row.bPresent = error == PortError::None || error == PortError::NotSupported;
-    if (!row.bPresent)
+    if (!row.bPresent) {
         return;
+    }
     row.byPort = address.port;
     row.byTarget = address.target;
     row.byLun = address.lun;
@@ -100,8 +109,9 @@ std::u16string CAspiTransport::WhyNotPresent(int letterIndex) {
 std::unique_ptr<IPortDevice> CAspiTransport::OpenDevice(int letterIndex) {
     std::unique_ptr<IPortDevice> device = m_port.Open(letterIndex, true);
     m_Devices[letterIndex].bReadOnly = device == nullptr;
-    if (device == nullptr)
+    if (device == nullptr) {
         device = m_port.Open(letterIndex, false);
+    }
     return device;
 }
 
@@ -110,13 +120,15 @@ void CAspiTransport::BuildAdapters() {
     // Adapter 0 exists even if no drive sits on port 0.
     marks.set(0);
     for (const AspiDeviceEntry& row : m_Devices) {
-        if (row.bPresent)
+        if (row.bPresent) {
             marks.set(row.byPort);
+        }
     }
     m_Adapters.clear();
     for (uint32_t port = 0; port < marks.size(); ++port) {
-        if (marks.test(port))
+        if (marks.test(port)) {
             m_Adapters.push_back(port);
+        }
     }
     m_byAdapterCount = static_cast<uint8_t>(m_Adapters.size());
 }
@@ -132,40 +144,48 @@ int CAspiTransport::FindRow(uint8_t adapter, uint8_t target, uint8_t lun) const 
 int CAspiTransport::FindRowByPort(uint8_t port, uint8_t target, uint8_t lun) const {
     for (int letter = kFirstLetterIndex; letter <= kLastLetterIndex; ++letter) {
         const AspiDeviceEntry& row = m_Devices[letter];
-        if (row.bPresent && row.byPort == port && row.byTarget == target && row.byLun == lun)
+        if (row.bPresent && row.byPort == port && row.byTarget == target && row.byLun == lun) {
             return letter;
+        }
     }
     return 0;
 }
 
 LockResult CAspiTransport::LockAndDismount(uint8_t port, uint8_t target, uint8_t lun) {
-    if (!m_bUsePassThrough)
+    if (!m_bUsePassThrough) {
         return {LockResult::State::NotOffered, {}};
+    }
     const int letter = FindRowByPort(port, target, lun);
-    if (letter == 0)
+    if (letter == 0) {
         return {LockResult::State::Refused, u"The drive is not there any more."};
+    }
     LockResult result = m_port.LockAndDismount(letter);
-    if (result.Refused())
+    if (result.Refused()) {
         return result;
+    }
     // A handle from when the user had no right to write would fail at each command that writes.
     AspiDeviceEntry& row = m_Devices[letter];
-    if (row.hDevice == nullptr || row.bReadOnly)
+    if (row.hDevice == nullptr || row.bReadOnly) {
         row.hDevice = OpenDevice(letter);
-    if (row.hDevice != nullptr && !row.bReadOnly)
+    }
+    if (row.hDevice != nullptr && !row.bReadOnly) {
         return result;
+    }
     m_port.Unlock(letter);
     return {LockResult::State::Refused,
             u"The drive " + m_port.DisplayName(letter) + u" cannot be opened for writing."};
 }
 
 void CAspiTransport::Unlock(uint8_t port, uint8_t target, uint8_t lun) {
-    if (const int letter = FindRowByPort(port, target, lun); letter != 0)
+    if (const int letter = FindRowByPort(port, target, lun); letter != 0) {
         m_port.Unlock(letter);
+    }
 }
 
 uint8_t CAspiTransport::PassThroughCommand(SrbHeader* srb) {
-    if (srb == nullptr)
+    if (srb == nullptr) {
         return SS_ERR;
+    }
     srb->SRB_HaId = PortOf(srb->SRB_HaId);
     switch (srb->SRB_Cmd) {
     case SC_HA_INQUIRY:
@@ -187,8 +207,9 @@ uint8_t CAspiTransport::PassThroughCommand(SrbHeader* srb) {
 uint8_t CAspiTransport::InquireAdapter(SRB_HAInquiry& srb) const {
     const uint8_t id = srb.Header.SRB_HaId;
     srb.HA_Count = m_byAdapterCount;
-    if (id >= m_byAdapterCount)
+    if (id >= m_byAdapterCount) {
         return SS_INVALID_HA;
+    }
     constexpr size_t kIdentifierDigit = 13;
     constexpr size_t kUniqueTargets = 3;
     constexpr size_t kUniqueMaxTransfer = 4; // little-endian, 4 bytes
@@ -210,8 +231,9 @@ uint8_t CAspiTransport::TellDeviceType(SRB_GDEVBlock& srb) const {
 
 uint8_t CAspiTransport::ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry) {
     const int letter = FindRowByPort(srb.Header.SRB_HaId, srb.SRB_Target, srb.SRB_Lun);
-    if (letter == 0)
+    if (letter == 0) {
         return SS_ERR;
+    }
     AspiDeviceEntry& row = m_Devices[letter];
     if (srb.CDBByte[0] == mmc::kInquiry) {
         const auto moved = std::min(static_cast<uint32_t>(row.abyInquiry.size()), srb.SRB_BufLen);
@@ -219,8 +241,9 @@ uint8_t CAspiTransport::ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry) {
         TellResidual(srb, moved);
         return SS_COMP;
     }
-    if (row.hDevice == nullptr)
+    if (row.hDevice == nullptr) {
         row.hDevice = OpenDevice(letter);
+    }
 
     PortCompletion completion;
     if (row.hDevice == nullptr) {
@@ -228,10 +251,11 @@ uint8_t CAspiTransport::ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry) {
     } else {
         PortRequest request;
         request.cdb = {srb.CDBByte, std::min(srb.SRB_CDBLen, kSrbCdbBytes)};
-        if ((srb.Header.SRB_Flags & SRB_DIR_IN) != 0)
+        if ((srb.Header.SRB_Flags & SRB_DIR_IN) != 0) {
             request.direction = PortDirection::In;
-        else if ((srb.Header.SRB_Flags & SRB_DIR_OUT) != 0)
+        } else if ((srb.Header.SRB_Flags & SRB_DIR_OUT) != 0) {
             request.direction = PortDirection::Out;
+        }
         request.data = srb.SRB_BufPointer;
         request.length = srb.SRB_BufLen;
         request.timeoutSeconds =
@@ -249,8 +273,9 @@ uint8_t CAspiTransport::ExecuteCommand(SRB_ExecSCSICmd& srb, bool isRetry) {
     srb.Header.SRB_Hdr_Rsvd = static_cast<uint32_t>(completion.error);
     const bool rowIsStale =
         completion.error == PortError::MediaChanged || completion.error == PortError::InvalidHandle;
-    if (isRetry || !rowIsStale)
+    if (isRetry || !rowIsStale) {
         return SS_ERR;
+    }
     row.hDevice.reset();
     ProbeDevice(letter);
     return ExecuteCommand(srb, true);

@@ -41,8 +41,9 @@ bool CAspiCD::ReadTracks(std::vector<RecordedTrack>* tracks) {
     std::array<uint8_t, 4> toc = {};
     Cdb cdb(mmc::kReadToc);
     cdb[8] = toc.size();
-    if (SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), toc.size()).Failed())
+    if (SendDirect(*this, SRB_DIR_IN, cdb, toc.data(), toc.size()).Failed()) {
         return false;
+    }
     const auto end = static_cast<uint32_t>(ReadLastLeadOut());
     for (uint32_t number = toc[2]; number != 0 && number <= toc[3]; ++number) {
         std::array<uint8_t, 36> answer = {};
@@ -50,8 +51,9 @@ bool CAspiCD::ReadTracks(std::vector<RecordedTrack>* tracks) {
         cdb[1] = 1; // the number below is a track
         StoreBe16(&cdb[4], static_cast<uint16_t>(number));
         cdb[8] = answer.size();
-        if (SendDirect(*this, SRB_DIR_IN, cdb, answer.data(), answer.size()).Failed())
+        if (SendDirect(*this, SRB_DIR_IN, cdb, answer.data(), answer.size()).Failed()) {
             return false;
+        }
         RecordedTrack track;
         track.number = number;
         track.session = static_cast<uint32_t>(answer[33] << 8 | answer[3]);
@@ -60,8 +62,9 @@ bool CAspiCD::ReadTracks(std::vector<RecordedTrack>* tracks) {
         // A disc that is written in place counts as a track as a whole.
         track.end = static_cast<uint32_t>(
             std::min<uint64_t>(uint64_t{track.begin} + LoadBe32(&answer[24]), end));
-        if (track.begin < track.end)
+        if (track.begin < track.end) {
             tracks->push_back(track);
+        }
     }
     return true;
 }

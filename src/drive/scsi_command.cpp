@@ -26,10 +26,12 @@ int CScsiCommand::Transport(Direction direction, void* buffer, uint32_t length) 
                               {m_abyCdb.data(), Cdb::GroupLength(m_abyCdb[0])}, buffer, length,
                               m_abySense.data(), kLongSenseBytes);
     transport.m_nTimeoutSeconds = 0;
-    if (status != SS_COMP)
+    if (status != SS_COMP) {
         return -1;
-    if (!HasSense(m_abySense))
+    }
+    if (!HasSense(m_abySense)) {
         return 0;
+    }
     const int code = SenseCode(m_abySense);
     return code != 0 ? code : -1;
 }

@@ -63,8 +63,9 @@ int32_t LoadSpeed(const uint8_t* bytes) {
 // How many descriptors the drive holds, by the header of an answer; empty if that makes no sense.
 std::optional<uint32_t> DescriptorCount(std::span<const uint8_t> answer) {
     const uint32_t bytes = LoadBe32(answer.data()) - 4;
-    if (bytes % kDescriptorBytes != 0 || bytes / kDescriptorBytes > kMaxDescriptors)
+    if (bytes % kDescriptorBytes != 0 || bytes / kDescriptorBytes > kMaxDescriptors) {
         return std::nullopt;
+    }
     return bytes / kDescriptorBytes;
 }
 
@@ -96,15 +97,19 @@ std::span<const uint8_t> DescriptorAt(std::span<const uint8_t> answer, size_t in
 
 // What the current profile's 1x means, in KB/s.
 double SpeedBase(CAspiCD& drive) {
-    if (!drive.HasCurrentProfile())
+    if (!drive.HasCurrentProfile()) {
         return kCdBase;
+    }
     const uint32_t profile = drive.GetCurrentProfile();
-    if (profile == mmc::kProfileCdR || profile == mmc::kProfileCdRw)
+    if (profile == mmc::kProfileCdR || profile == mmc::kProfileCdRw) {
         return kCdBase;
-    if (IsDvdProfile(profile) && profile != mmc::kProfileDvdRom)
+    }
+    if (IsDvdProfile(profile) && profile != mmc::kProfileDvdRom) {
         return kDvdBase;
-    if (IsRecordableBd(profile))
+    }
+    if (IsRecordableBd(profile)) {
         return kBdBase;
+    }
     throw Failure("Unsupported media.");
 }
 
@@ -113,11 +118,13 @@ double SpeedBase(CAspiCD& drive) {
 std::vector<uint8_t> ReadWriteSpeedDescriptors(CScsiCommand& command, bool* isBroken) {
     *isBroken = false;
     std::vector<uint8_t> answer(AnswerBytes(1));
-    if (!GetPerformance(command, kWriteSpeeds, answer))
+    if (!GetPerformance(command, kWriteSpeeds, answer)) {
         return {};
+    }
     const std::optional<uint32_t> count = DescriptorCount(answer);
-    if (!count || *count == 0)
+    if (!count || *count == 0) {
         return {};
+    }
     if (*count > 1) {
         answer.resize(AnswerBytes(*count));
         *isBroken = !GetPerformance(command, kWriteSpeeds, answer);
@@ -134,8 +141,9 @@ std::vector<double> SpeedsFromPerformance(CScsiCommand& command, double base) {
     std::vector<double> speeds;
     for (size_t index = 0; index < CountIn(answer); ++index) {
         const double speed = LoadBe32(&DescriptorAt(answer, index)[kWriteSpeed]) / base;
-        if (speed > kMaxCredibleFactor || speed < least)
+        if (speed > kMaxCredibleFactor || speed < least) {
             return {};
+        }
         speeds.push_back(speed);
     }
     return speeds;
@@ -149,17 +157,20 @@ std::vector<double> SpeedsFromPage(CScsiCommand& command, double base) {
     size_t needed = 0;
     for (int attempt = 0;; ++attempt) {
         if (attempt == kMaxAttempts || SenseModePage(command, kPageCapabilities, answer) != 0 ||
-            BlockDescriptorBytes(answer) != 0)
+            BlockDescriptorBytes(answer) != 0) {
             throw failure;
+        }
         needed = WholeAnswerBytes(answer);
-        if (answer.size() >= needed)
+        if (answer.size() >= needed) {
             break;
+        }
         answer.resize(needed);
     }
     const auto page =
         std::span<const uint8_t>(answer).subspan(kModeHeaderBytes, needed - kModeHeaderBytes);
-    if (page.size() < kPageDescriptors)
+    if (page.size() < kPageDescriptors) {
         throw failure;
+    }
     const size_t count = std::min<size_t>(LoadBe16(&page[kPageDescriptorCount]),
                                           (page.size() - kPageDescriptors) / kPageDescriptorBytes);
     std::vector<double> speeds;
@@ -173,20 +184,27 @@ std::vector<double> SpeedsFromPage(CScsiCommand& command, double base) {
 // A wish in multiples of 1x as a multiple of a drive's lowest speed: what that speed is tells the
 // base that the drive counts in.
 double ScaleWish(double factor, int32_t lowest, bool dashFamily) {
-    if (lowest > 20'280)
+    if (lowest > 20'280) {
         return factor * 0.0625;
-    if (lowest > 14'872)
+    }
+    if (lowest > 14'872) {
         return factor / 12;
-    if (lowest > 9'464)
+    }
+    if (lowest > 9'464) {
         return factor * 0.125;
-    if (lowest > 6'760)
+    }
+    if (lowest > 6'760) {
         return factor / 6;
-    if (lowest > 4'056)
+    }
+    if (lowest > 4'056) {
         return factor * 0.25;
-    if (lowest > 2'704 && !dashFamily)
+    }
+    if (lowest > 2'704 && !dashFamily) {
         return factor / 2.4;
-    if (lowest >= 2'704)
+    }
+    if (lowest >= 2'704) {
         return factor * 0.5;
+    }
     return factor;
 }
 
@@ -194,8 +212,9 @@ double ScaleWish(double factor, int32_t lowest, bool dashFamily) {
 std::span<const uint8_t> NearestDescriptor(std::span<const uint8_t> answer, double factor,
                                            bool dashFamily, bool isBd) {
     int32_t lowest = INT32_MAX;
-    for (size_t index = 0; index < CountIn(answer); ++index)
+    for (size_t index = 0; index < CountIn(answer); ++index) {
         lowest = std::min(lowest, LoadSpeed(&DescriptorAt(answer, index)[kWriteSpeed]));
+    }
     const double target =
         isBd ? factor * kBdBase : std::floor(lowest * ScaleWish(factor, lowest, dashFamily) + 0.5);
 
@@ -224,8 +243,9 @@ void SetStreaming(CAspiCD& drive, CScsiCommand& command, std::span<const uint8_t
     StoreBe32(&streaming[24], kMilliseconds);
     command[0] = mmc::kSetStreaming;
     command[10] = streaming.size();
-    if (command.Transport(Direction::WRITE, streaming.data(), streaming.size()) != 0)
+    if (command.Transport(Direction::WRITE, streaming.data(), streaming.size()) != 0) {
         throw Failure("drive speed change failure");
+    }
 }
 
 // Page 2Ah holds the current write speed, and the list of write speeds too.
@@ -259,25 +279,30 @@ void CAspiCD::SetVelocity(int32_t kilobytesPerSecond) {
 std::vector<uint8_t> CAspiCD::ReadPage2A(CScsiCommand& command) {
     constexpr size_t kPageBytesNeeded = 30;
     std::vector<uint8_t> answer(12);
-    if (SenseModePage(command, kPageCapabilities, answer) != 0)
+    if (SenseModePage(command, kPageCapabilities, answer) != 0) {
         throw Failure("internal error #1001");
+    }
     const size_t descriptors = BlockDescriptorBytes(answer);
     if (descriptors > 0 &&
-        ModeDataBytes(answer) < kModeHeaderBytes + descriptors + kPageBytesNeeded)
+        ModeDataBytes(answer) < kModeHeaderBytes + descriptors + kPageBytesNeeded) {
         throw Failure("internal error #1002");
+    }
     const size_t length = WholeAnswerBytes(answer);
     answer.resize(length);
-    if (SenseModePage(command, kPageCapabilities, answer) != 0)
+    if (SenseModePage(command, kPageCapabilities, answer) != 0) {
         throw Failure("internal error #1003");
-    if (ModeDataBytes(answer) > length)
+    }
+    if (ModeDataBytes(answer) > length) {
         StoreBe16(answer.data(), static_cast<uint16_t>(length - 2));
+    }
     return answer;
 }
 
 int CAspiCD::ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command) {
     const std::optional<uint32_t> count = DescriptorCount(answer);
-    if (!count || *count == 0)
+    if (!count || *count == 0) {
         return -1;
+    }
     if (*count == 1) {
         const std::span<const uint8_t> descriptor = DescriptorAt(answer, 0);
         SetVelocity(std::max(LoadSpeed(&descriptor[kStartPerformance]),
@@ -285,14 +310,16 @@ int CAspiCD::ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiComman
         return 0;
     }
     std::vector<uint8_t> all(AnswerBytes(*count));
-    if (!GetPerformance(command, kCurrentPerformance, all))
+    if (!GetPerformance(command, kCurrentPerformance, all)) {
         throw CgrowisofsException("drive speed change problem");
+    }
     for (size_t index = 0; index < *count; ++index) {
         const std::span<const uint8_t> descriptor = DescriptorAt(all, index);
         const int32_t speed = std::max(LoadSpeed(&descriptor[kStartPerformance]),
                                        LoadSpeed(&descriptor[kEndPerformance]));
-        if (speed > m_nVelocity)
+        if (speed > m_nVelocity) {
             SetVelocity(speed);
+        }
     }
     return 0;
 }
@@ -301,10 +328,12 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
                               std::vector<uint8_t>* page2A) {
     bool isBroken = false;
     const std::vector<uint8_t> descriptors = ReadWriteSpeedDescriptors(command, &isBroken);
-    if (isBroken)
+    if (isBroken) {
         throw CgrowisofsException("drive speed detection problem");
-    if (descriptors.empty())
+    }
+    if (descriptors.empty()) {
         return -1;
+    }
     int32_t aimed = 0;
     bool askPage = false; // GET PERFORMANCE does not tell the current speed, or not the truth
     for (;;) {
@@ -314,8 +343,9 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
                       ReadCurrentPerformance(current, command) < 0;
         }
         if (askPage) {
-            if (page2A == nullptr || !HasSpeedList(PageOf(*page2A)))
+            if (page2A == nullptr || !HasSpeedList(PageOf(*page2A))) {
                 return -1;
+            }
             SetVelocity(LoadBe16(&PageOf(*page2A)[kPageCurrentSpeed]));
         }
 
@@ -324,26 +354,33 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
                 descriptors, m_dSpeedFactor, dashFamily, IsRecordableBd(m_nProfile & 0xFFFF));
             m_dSpeedFactor = 0.0;
             aimed = LoadSpeed(&chosen[kWriteSpeed]);
-            if (m_nVelocity == aimed)
+            if (m_nVelocity == aimed) {
                 return aimed;
+            }
             SetStreaming(*this, command, chosen);
             if (page2A != nullptr && !page2A->empty() &&
-                SenseModePage(command, kPageCapabilities, *page2A) != 0)
+                SenseModePage(command, kPageCapabilities, *page2A) != 0) {
                 throw CgrowisofsException("internal error #1004");
-            if (aimed == 0)
+            }
+            if (aimed == 0) {
                 return 0;
+            }
             continue; // see what the drive made of it
         }
-        if (aimed == 0 || aimed == m_nVelocity)
+        if (aimed == 0 || aimed == m_nVelocity) {
             return aimed;
-        if (askPage)
+        }
+        if (askPage) {
             break;
+        }
         askPage = true;
     }
-    if (m_nVelocity != 0 && m_nVelocity < kLowestDvdSpeed)
+    if (m_nVelocity != 0 && m_nVelocity < kLowestDvdSpeed) {
         throw CgrowisofsException("failed to change write speed");
-    if (m_nVelocity < aimed)
+    }
+    if (m_nVelocity < aimed) {
         SetVelocity(aimed);
+    }
     return aimed;
 }
 
@@ -351,10 +388,11 @@ void CAspiCD::VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2
     const std::span<const uint8_t> page = PageOf(page2A);
     if (page.size() < kPageDescriptorCount || page[1] < kPageCurrentSpeed) {
         SetVelocity(kLowestDvdSpeed);
-        if (dashFamily)
+        if (dashFamily) {
             m_dSpeedFactor = 0.0;
-        else
+        } else {
             m_nVelocity = 0;
+        }
         return;
     }
     SetVelocity(LoadBe16(&page[kPageCurrentSpeed]));

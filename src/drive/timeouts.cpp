@@ -54,8 +54,9 @@ uint32_t LeastSeconds(std::span<const uint8_t> cdb) {
         std::find_if(std::begin(kTimes), std::end(kTimes), [cdb](const CommandTime& time) {
             return cdb.size() > 1 && time.opcode == cdb[0];
         });
-    if (found == std::end(kTimes))
+    if (found == std::end(kTimes)) {
         return 0;
+    }
     return (cdb[1] & found->immediateBit) != 0 ? found->immediateSeconds : found->seconds;
 }
 

@@ -27,8 +27,9 @@ std::string LastLoadError() {
 // does of one that is surely not there.
 bool IsAbsent(const std::string& name, const std::string& error) {
     const std::string nowhere = "/larkspin-no-such-library";
-    if (void* library = ::dlopen(nowhere.c_str(), RTLD_NOW | RTLD_LOCAL); library != nullptr)
+    if (void* library = ::dlopen(nowhere.c_str(), RTLD_NOW | RTLD_LOCAL); library != nullptr) {
         ::dlclose(library);
+    }
     const std::string missing = LastLoadError();
     return missing.starts_with(nowhere) && error == name + missing.substr(nowhere.size());
 }
@@ -39,10 +40,12 @@ CAspiTransport::CAspiTransport(IScsiPort& port, IClock& clock, std::vector<std::
     : m_port(port), m_clock(clock), m_libraries(std::move(libraries)) {}
 
 CAspiTransport::~CAspiTransport() {
-    if (m_bUsePassThrough)
+    if (m_bUsePassThrough) {
         ReleasePassThroughDevices();
-    if (m_hAspiLibrary != nullptr && !m_bKeepLibrary)
+    }
+    if (m_hAspiLibrary != nullptr && !m_bKeepLibrary) {
         ::dlclose(m_hAspiLibrary);
+    }
 }
 
 int CAspiTransport::LoadTransport() {
@@ -58,19 +61,22 @@ int CAspiTransport::LoadTransport() {
 bool CAspiTransport::LoadLibrary() {
     for (const std::string& name : m_libraries) {
         m_hAspiLibrary = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (m_hAspiLibrary != nullptr)
+        if (m_hAspiLibrary != nullptr) {
             break;
+        }
         m_bLibraryUnusable = m_bLibraryUnusable || !IsAbsent(name, LastLoadError());
     }
-    if (m_hAspiLibrary == nullptr)
+    if (m_hAspiLibrary == nullptr) {
         return false;
+    }
     m_bLibraryUnusable = false;
     m_pfnGetASPI32SupportInfo = reinterpret_cast<decltype(m_pfnGetASPI32SupportInfo)>(
         ::dlsym(m_hAspiLibrary, "GetASPI32SupportInfo"));
     m_pfnSendASPI32Command = reinterpret_cast<decltype(m_pfnSendASPI32Command)>(
         ::dlsym(m_hAspiLibrary, "SendASPI32Command"));
-    if (m_pfnGetASPI32SupportInfo != nullptr && m_pfnSendASPI32Command != nullptr)
+    if (m_pfnGetASPI32SupportInfo != nullptr && m_pfnSendASPI32Command != nullptr) {
         return true;
+    }
     ::dlclose(m_hAspiLibrary);
     m_hAspiLibrary = nullptr;
     m_bLibraryUnusable = true;
@@ -78,8 +84,9 @@ bool CAspiTransport::LoadLibrary() {
 }
 
 uint8_t CAspiTransport::SendSrb(SrbHeader* srb) {
-    if (m_bUsePassThrough)
+    if (m_bUsePassThrough) {
         return PassThroughCommand(srb);
+    }
     return static_cast<uint8_t>(m_pfnSendASPI32Command(srb));
 }
 
@@ -88,19 +95,22 @@ bool CAspiTransport::AwaitSrb(SrbHeader& srb, uint64_t milliseconds) {
     constexpr int kYields = 64;
     const uint64_t start = m_clock.TickMs();
     for (int round = 0; SrbStatusOf(srb) == SS_PENDING; ++round) {
-        if (m_clock.TickMs() - start >= milliseconds)
+        if (m_clock.TickMs() - start >= milliseconds) {
             return false;
-        if (round < kYields)
+        }
+        if (round < kYields) {
             std::this_thread::yield();
-        else
+        } else {
             m_clock.Sleep(std::chrono::milliseconds(1));
+        }
     }
     return true;
 }
 
 bool CAspiTransport::CountsResidual(uint8_t adapter) {
-    if (m_bUsePassThrough)
+    if (m_bUsePassThrough) {
         return true;
+    }
     const auto [entry, isNew] = m_countsResidual.try_emplace(adapter, false);
     if (isNew) {
         constexpr size_t kUniqueFeatures = 2;
@@ -120,8 +130,9 @@ void CAspiTransport::Abandon(std::unique_ptr<AspiRequest> request) {
 }
 
 uint32_t CAspiTransport::SupportInfo() {
-    if (!m_bUsePassThrough)
+    if (!m_bUsePassThrough) {
         return m_pfnGetASPI32SupportInfo();
+    }
     return m_byAdapterCount > 0 ? (1u << 8) | m_byAdapterCount : uint32_t{SS_NO_ADAPTERS} << 8;
 }
 

@@ -17,13 +17,15 @@ bool IsCancelled(const CancelFunctor* cancel) {
 bool SleepUnlessCancelled(IClock& clock, uint64_t milliseconds, const CancelFunctor* cancel) {
     constexpr uint64_t kSliceMs = 200;
     if (cancel == nullptr) {
-        if (milliseconds > 0)
+        if (milliseconds > 0) {
             clock.Sleep(std::chrono::milliseconds(milliseconds));
+        }
         return true;
     }
     while (milliseconds > 0) {
-        if (IsCancelled(cancel))
+        if (IsCancelled(cancel)) {
             return false;
+        }
         const uint64_t slice = std::min(milliseconds, kSliceMs);
         clock.Sleep(std::chrono::milliseconds(slice));
         milliseconds -= slice;
@@ -60,8 +62,9 @@ bool BusyWait::GoOn() {
         const BusyAnswer answer =
             m_drive.m_busyFunctor ? m_drive.m_busyFunctor() : BusyAnswer::NobodyThere;
         m_nAsked = clock.TickMs();
-        if (answer == BusyAnswer::WaitOn)
+        if (answer == BusyAnswer::WaitOn) {
             m_nProgress = m_nAsked;
+        }
         m_drive.m_bGivenUp = answer == BusyAnswer::GiveUp ||
                              m_nAsked - m_nProgress >= std::max(kUnattendedMs, m_nPatienceMs);
     }
@@ -69,13 +72,15 @@ bool BusyWait::GoOn() {
 }
 
 void BusyWait::NoteFigure(int figure) {
-    if (std::exchange(m_figure, figure) != figure && m_nBegun)
+    if (std::exchange(m_figure, figure) != figure && m_nBegun) {
         m_nProgress = m_nAsked = m_drive.m_pTransport->Clock().TickMs();
+    }
 }
 
 void BusyWait::NoteSense(std::span<const uint8_t> sense) {
-    if (const std::optional<uint16_t> figure = ProgressOf(sense))
+    if (const std::optional<uint16_t> figure = ProgressOf(sense)) {
         NoteFigure(*figure);
+    }
 }
 
 } // namespace larkspin

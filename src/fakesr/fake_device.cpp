@@ -69,10 +69,11 @@ int CodeOf(const PortCompletion& completion) {
 
 cdrom_addr AddressOf(std::span<const uint8_t> tocAnswer, int addressFormat) {
     cdrom_addr address = {};
-    if (addressFormat == CDROM_MSF)
+    if (addressFormat == CDROM_MSF) {
         address.msf = {tocAnswer[9], tocAnswer[10], tocAnswer[11]};
-    else
+    } else {
         address.lba = static_cast<int>(LoadBe32(&tocAnswer[8]));
+    }
     return address;
 }
 
@@ -100,17 +101,20 @@ bool CFakeDevice::IsDevicePath(const char* path) {
 }
 
 CFakeDevice::CFakeDevice() : m_drive(SystemClock()) {
-    if (const char* folder = std::getenv("LARKSPIN_FAKESR"))
+    if (const char* folder = std::getenv("LARKSPIN_FAKESR")) {
         m_drive.Insert(folder);
-    if (const char* path = std::getenv("LARKSPIN_FAKESR_LOG"))
+    }
+    if (const char* path = std::getenv("LARKSPIN_FAKESR_LOG")) {
         m_logPath = path;
+    }
 }
 
 int CFakeDevice::Open(int flags) {
     // As the kernel does, see to a medium change first; an empty drive opens only unasked.
     const int code = DriveStatus();
-    if ((flags & O_NONBLOCK) == 0 && code != CDS_DISC_OK)
+    if ((flags & O_NONBLOCK) == 0 && code != CDS_DISC_OK) {
         return Fail(ENOMEDIUM);
+    }
     // A file of its own behind each descriptor: locks on a shared one would keep out the programs
     // that use another faked drive at the same time.
     const int descriptor =
@@ -119,8 +123,9 @@ int CFakeDevice::Open(int flags) {
         ::close(descriptor);
         return Fail(EMFILE);
     }
-    if (descriptor >= 0)
+    if (descriptor >= 0) {
         SetOffset(descriptor, 0);
+    }
     return descriptor;
 }
 
@@ -129,13 +134,15 @@ bool CFakeDevice::Owns(int descriptor) {
 }
 
 void CFakeDevice::Forget(int descriptor) {
-    if (Owns(descriptor))
+    if (Owns(descriptor)) {
         g_offsets[descriptor] = 0;
+    }
 }
 
 void CFakeDevice::Duplicated(int oldDescriptor, int newDescriptor) {
-    if (newDescriptor < kMaxDescriptor)
+    if (newDescriptor < kMaxDescriptor) {
         SetOffset(newDescriptor, Offset(oldDescriptor));
+    }
 }
 
 void CFakeDevice::FillStatus(struct stat* status) const {
@@ -151,8 +158,9 @@ PortCompletion CFakeDevice::Execute(const PortRequest& request) {
     const PortCompletion completion = m_drive.Execute(request);
     if (!m_logPath.empty()) {
         if (std::FILE* log = std::fopen(m_logPath.c_str(), "a")) {
-            for (const uint8_t byte : request.cdb)
+            for (const uint8_t byte : request.cdb) {
                 std::fprintf(log, "%02x ", byte);
+            }
             std::fprintf(log, "= %x/%02x/%02x\n", completion.sense[2], completion.sense[12],
                          completion.sense[13]);
             std::fclose(log);
@@ -171,24 +179,28 @@ int CFakeDevice::Send(std::initializer_list<uint8_t> cdb, PortDirection directio
     request.timeoutSeconds = 30;
     for (int attempt = 0;; ++attempt) {
         const int code = CodeOf(Execute(request));
-        if (code >> 16 != 6 || attempt == kAttentionRetries)
+        if (code >> 16 != 6 || attempt == kAttentionRetries) {
             return code;
+        }
     }
 }
 
 int CFakeDevice::DriveStatus() {
     const int code = Send({0, 0, 0, 0, 0, 0}, PortDirection::None, nullptr, 0);
-    if (code == 0x23A02)
+    if (code == 0x23A02) {
         return CDS_TRAY_OPEN;
-    if (code >> 8 == 0x23A)
+    }
+    if (code >> 8 == 0x23A) {
         return CDS_NO_DISC;
+    }
     return code == 0 ? CDS_DISC_OK : CDS_DRIVE_NOT_READY;
 }
 
 int CFakeDevice::ScsiGeneric(void* argument) {
     auto* header = static_cast<sg_io_hdr_t*>(argument);
-    if (header->interface_id != 'S' || header->iovec_count != 0 || header->cmd_len > 16)
+    if (header->interface_id != 'S' || header->iovec_count != 0 || header->cmd_len > 16) {
         return Fail(EINVAL);
+    }
     PortRequest request;
     request.cdb = {header->cmdp, header->cmd_len};
     request.direction = DirectionOf(header->dxfer_direction);
@@ -212,8 +224,9 @@ int CFakeDevice::ScsiGeneric(void* argument) {
         header->driver_status = kDriverSense;
         header->info = SG_INFO_CHECK;
     }
-    if (completion.error != PortError::None)
+    if (completion.error != PortError::None) {
         header->host_status = completion.error == PortError::TimedOut ? kHostTimeOut : kHostError;
+    }
     return 0;
 }
 
@@ -229,8 +242,9 @@ int CFakeDevice::Packet(void* argument) {
     request.timeoutSeconds = 60;
     const PortCompletion completion = Execute(request);
     packet->stat = completion.status;
-    if (packet->sense != nullptr)
+    if (packet->sense != nullptr) {
         std::memcpy(packet->sense, completion.sense.data(), completion.sense.size());
+    }
     return completion.status == 0 ? 0 : Fail(EIO);
 }
 
@@ -242,8 +256,9 @@ bool CFakeDevice::ReadToc(uint8_t format, int addressFormat, uint8_t track, TocA
 
 int CFakeDevice::TocHeader(void* argument) {
     TocAnswer answer = {};
-    if (!ReadToc(0, CDROM_LBA, 0, answer))
+    if (!ReadToc(0, CDROM_LBA, 0, answer)) {
         return Fail(EIO);
+    }
     auto* header = static_cast<cdrom_tochdr*>(argument);
     header->cdth_trk0 = answer[2];
     header->cdth_trk1 = answer[3];
@@ -253,8 +268,9 @@ int CFakeDevice::TocHeader(void* argument) {
 int CFakeDevice::TocEntry(void* argument) {
     auto* entry = static_cast<cdrom_tocentry*>(argument);
     TocAnswer answer = {};
-    if (!ReadToc(0, entry->cdte_format, entry->cdte_track, answer))
+    if (!ReadToc(0, entry->cdte_format, entry->cdte_track, answer)) {
         return Fail(EIO);
+    }
     entry->cdte_adr = answer[5] >> 4;
     entry->cdte_ctrl = answer[5] & 0x0F;
     entry->cdte_datamode = (answer[5] & CDROM_DATA_TRACK) != 0 ? 1 : 0;
@@ -265,8 +281,9 @@ int CFakeDevice::TocEntry(void* argument) {
 int CFakeDevice::MultiSession(void* argument) {
     auto* session = static_cast<cdrom_multisession*>(argument);
     TocAnswer answer = {};
-    if (!ReadToc(1, session->addr_format, 0, answer))
+    if (!ReadToc(1, session->addr_format, 0, answer)) {
         return Fail(EIO);
+    }
     session->xa_flag = answer[3] > 1 ? 1 : 0;
     session->addr = AddressOf(answer, session->addr_format);
     return 0;
@@ -275,9 +292,10 @@ int CFakeDevice::MultiSession(void* argument) {
 int CFakeDevice::ReadAudio(void* argument) {
     auto* audio = static_cast<cdrom_read_audio*>(argument);
     int block = audio->addr.lba;
-    if (audio->addr_format == CDROM_MSF)
+    if (audio->addr_format == CDROM_MSF) {
         block = (audio->addr.msf.minute * 60 + audio->addr.msf.second) * 75 +
                 audio->addr.msf.frame - 150;
+    }
     std::array<uint8_t, 4> at = {};
     StoreBe32(at.data(), static_cast<uint32_t>(block));
     const auto count = static_cast<uint32_t>(audio->nframes);
@@ -290,20 +308,23 @@ int CFakeDevice::ReadAudio(void* argument) {
 
 int CFakeDevice::DiscStatus() {
     cdrom_tochdr header = {};
-    if (TocHeader(&header) != 0)
+    if (TocHeader(&header) != 0) {
         return CDS_NO_INFO;
+    }
     bool hasData = false;
     bool hasAudio = false;
     for (int track = header.cdth_trk0; track <= header.cdth_trk1; ++track) {
         cdrom_tocentry entry = {};
         entry.cdte_track = static_cast<uint8_t>(track);
         entry.cdte_format = CDROM_LBA;
-        if (TocEntry(&entry) != 0)
+        if (TocEntry(&entry) != 0) {
             return CDS_NO_INFO;
+        }
         ((entry.cdte_ctrl & CDROM_DATA_TRACK) != 0 ? hasData : hasAudio) = true;
     }
-    if (hasData && hasAudio)
+    if (hasData && hasAudio) {
         return CDS_MIXED;
+    }
     return hasData ? CDS_DATA_1 : CDS_AUDIO;
 }
 
@@ -373,8 +394,9 @@ int CFakeDevice::Ioctl(unsigned long request, void* argument) {
 int64_t CFakeDevice::SizeBytes() {
     std::array<uint8_t, 8> answer = {};
     if (Send({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, PortDirection::In, answer.data(), answer.size()) !=
-        0)
+        0) {
         return 0;
+    }
     const uint32_t lastBlock = LoadBe32(answer.data());
     return lastBlock == 0 ? 0 : (int64_t{lastBlock} + 1) * kBlockBytes;
 }
@@ -400,8 +422,9 @@ ssize_t CFakeDevice::ReadAt(int64_t offset, void* buffer, size_t bytes) {
         // As the kernel does, come down to single blocks where a run can't be read.
         if (read(count) != 0) {
             count = 1;
-            if (read(count) != 0)
+            if (read(count) != 0) {
                 return done > 0 ? done : Fail(EIO);
+            }
         }
         const int64_t skip = offset + done - first * kBlockBytes;
         const int64_t part = std::min(count * kBlockBytes - skip, end - offset - done);
@@ -414,8 +437,9 @@ ssize_t CFakeDevice::ReadAt(int64_t offset, void* buffer, size_t bytes) {
 ssize_t CFakeDevice::Read(int descriptor, void* buffer, size_t bytes) {
     const int64_t offset = Offset(descriptor);
     const ssize_t count = ReadAt(offset, buffer, bytes);
-    if (count > 0)
+    if (count > 0) {
         SetOffset(descriptor, offset + count);
+    }
     return count;
 }
 
@@ -423,8 +447,9 @@ int64_t CFakeDevice::Seek(int descriptor, int64_t offset, int whence) {
     const int64_t base = whence == SEEK_SET   ? 0
                          : whence == SEEK_CUR ? Offset(descriptor)
                                               : SizeBytes();
-    if (base + offset < 0)
+    if (base + offset < 0) {
         return Fail(EINVAL);
+    }
     SetOffset(descriptor, base + offset);
     return base + offset;
 }

@@ -36,8 +36,9 @@ int OpenDevice(int flags) {
 int Duplicated(int descriptor, int wanted, int copy) {
     if (copy >= 0 && descriptor != wanted) {
         CFakeDevice::Forget(copy);
-        if (CFakeDevice::Owns(descriptor))
+        if (CFakeDevice::Owns(descriptor)) {
             CFakeDevice::Duplicated(descriptor, copy);
+        }
     }
     return copy;
 }
@@ -63,8 +64,9 @@ struct Stream {
 ssize_t ReadStream(void* cookie, char* buffer, size_t bytes) {
     auto* stream = static_cast<Stream*>(cookie);
     const ssize_t count = CFakeDevice::Instance().ReadAt(stream->offset, buffer, bytes);
-    if (count > 0)
+    if (count > 0) {
         stream->offset += count;
+    }
     return count;
 }
 
@@ -73,8 +75,9 @@ int SeekStream(void* cookie, off64_t* position, int whence) {
     const int64_t base = whence == SEEK_SET   ? 0
                          : whence == SEEK_CUR ? stream->offset
                                               : CFakeDevice::Instance().SizeBytes();
-    if (base + *position < 0)
+    if (base + *position < 0) {
         return -1;
+    }
     stream->offset = *position = base + *position;
     return 0;
 }
@@ -88,8 +91,9 @@ std::FILE* OpenStream(const char* mode) {
     auto stream = std::make_unique<Stream>();
     std::FILE* file =
         ::fopencookie(stream.get(), mode, {ReadStream, nullptr, SeekStream, CloseStream});
-    if (file != nullptr)
+    if (file != nullptr) {
         static_cast<void>(stream.release()); // CloseStream takes it
+    }
     return file;
 }
 
@@ -200,8 +204,9 @@ int close(int descriptor) {
 int dup(int descriptor) noexcept {
     static const auto next = Next<int (*)(int)>("dup");
     const int copy = next(descriptor);
-    if (copy >= 0 && CFakeDevice::Owns(descriptor))
+    if (copy >= 0 && CFakeDevice::Owns(descriptor)) {
         CFakeDevice::Duplicated(descriptor, copy);
+    }
     return copy;
 }
 
@@ -218,8 +223,9 @@ int dup3(int descriptor, int wanted, int flags) noexcept {
 // Programs ask for the one true name of the device they were given.
 char* realpath(const char* path, char* resolved) noexcept {
     static const auto next = Next<char* (*)(const char*, char*)>("realpath");
-    if (!CFakeDevice::IsDevicePath(path))
+    if (!CFakeDevice::IsDevicePath(path)) {
         return next(path, resolved);
+    }
     return resolved != nullptr ? std::strcpy(resolved, path) : ::strdup(path);
 }
 
@@ -242,8 +248,9 @@ ssize_t read(int descriptor, void* buffer, size_t bytes) {
 // Fortified programs call this; the name is the C library's.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 ssize_t __read_chk(int descriptor, void* buffer, size_t bytes, size_t room) {
-    if (bytes > room)
+    if (bytes > room) {
         std::abort();
+    }
     return read(descriptor, buffer, bytes);
 }
 

@@ -12,8 +12,9 @@ BusyAnswer Ask(CCDWriterUI& ui, IClock& clock) {
     // The box is deaf for its first second: who answers before that is nobody.
     constexpr uint64_t kSoonestMs = 1000;
     const uint64_t shown = clock.TickMs();
-    if (prompts::StopWaiting(ui))
+    if (prompts::StopWaiting(ui)) {
         return BusyAnswer::GiveUp;
+    }
     return clock.TickMs() - shown < kSoonestMs ? BusyAnswer::NobodyThere : BusyAnswer::WaitOn;
 }
 

@@ -9,7 +9,7 @@
 #include "jobs/prompts.h"
 #include "jobs/verification.h"
 #include "platform/text.h"
-#include "volume/iso9660.h"
+#include "volume/formats/iso9660.h"
 
 #include <algorithm>
 #include <array>

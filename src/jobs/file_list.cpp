@@ -3,8 +3,8 @@
 
 #include "jobs/file_list.h"
 #include "platform/paths.h"
-#include "volume/folder_walk.h"
-#include "volume/tree.h"
+#include "volume/model/tree.h"
+#include "volume/sources/folder_walk.h"
 
 #include <utility>
 

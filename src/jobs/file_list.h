@@ -5,8 +5,8 @@
 #pragma once
 
 #include "platform/files.h"
-#include "volume/sectors.h"
-#include "volume/volume_notice.h"
+#include "volume/model/sectors.h"
+#include "volume/model/volume_notice.h"
 
 #include <cstddef>
 #include <cstdint>

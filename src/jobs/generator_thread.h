@@ -16,8 +16,8 @@
 #include "jobs/written_record.h"
 #include "platform/byte_pipe.h"
 #include "platform/event.h"
-#include "volume/options.h"
-#include "volume/volume_notice.h"
+#include "volume/model/options.h"
+#include "volume/model/volume_notice.h"
 
 #include <atomic>
 #include <memory>

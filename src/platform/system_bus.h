@@ -3,8 +3,8 @@
 //
 // Calls to services of the system, such as UDisks2 and logind, over its message bus (D-Bus).
 //
-// An interface, so that the rooms below the process entry need no toolkit and tests can play the
-// services. Calls block, never longer than their limit, and may come from any thread.
+// An interface, so that the libraries below the process entry need no toolkit and tests can play
+// the services. Calls block, never longer than their limit, and may come from any thread.
 #pragma once
 
 #include <chrono>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the dialogs need to know of drives and of the queue, so that this room needs neither.
+// What the dialogs need to know of drives and of the queue, so that this library needs neither.
 #pragma once
 
 #include "ui/ccdwriter_ui.h"

@@ -35,8 +35,9 @@ uint32_t LoadLe32(const uint8_t* bytes) {
 }
 
 void StoreLe32(uint8_t* bytes, uint32_t value) {
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         bytes[i] = static_cast<uint8_t>(value >> (8 * i));
+    }
 }
 
 // Valid and meaningful (6.2).
@@ -59,14 +60,16 @@ void CBulkOnly::SubmitOut(uint32_t sequence, std::span<const uint8_t> bytes) {
         m_data.insert(m_data.end(), bytes.begin(),
                       bytes.begin() + static_cast<std::ptrdiff_t>(wanted));
         m_replies.Reply(sequence, 0, {}, static_cast<uint32_t>(bytes.size()));
-        if (m_data.size() == m_expected)
+        if (m_data.size() == m_expected) {
             Run();
+        }
         return;
     }
-    if (m_state == State::Command)
+    if (m_state == State::Command) {
         TakeWrapper(sequence, bytes);
-    else
+    } else {
         m_replies.Reply(sequence, -EPIPE, {}, 0); // the host is out of step
+    }
 }
 
 void CBulkOnly::TakeWrapper(uint32_t sequence, std::span<const uint8_t> bytes) {
@@ -83,10 +86,11 @@ void CBulkOnly::TakeWrapper(uint32_t sequence, std::span<const uint8_t> bytes) {
     m_isOut = m_expected > 0 && (bytes[kFlagsAt] & kFlagIn) == 0;
     m_cdb.assign(bytes.begin() + kCdbAt, bytes.begin() + kCdbAt + bytes[kCdbLengthAt]);
     m_data.clear();
-    if (m_isOut)
+    if (m_isOut) {
         m_state = State::DataOut;
-    else
+    } else {
         Run();
+    }
 }
 
 void CBulkOnly::Run() {
@@ -96,14 +100,16 @@ void CBulkOnly::Run() {
     job.cdb = std::move(m_cdb);
     job.out = m_isOut;
     job.data = std::move(m_data);
-    if (!m_isOut)
+    if (!m_isOut) {
         job.data.resize(size_t{m_expected} + kSpareRoom);
+    }
     m_unit.Start(std::move(job));
 }
 
 void CBulkOnly::Finish(ScsiResult result) {
-    if (m_state != State::Running || result.number != m_number)
+    if (m_state != State::Running || result.number != m_number) {
         return;
+    }
     m_result = result.status;
     m_sent = 0;
     m_data.clear();
@@ -174,8 +180,9 @@ void CBulkOnly::SendStatus(const WaitingIn& transfer) {
 void CBulkOnly::Reset() {
     m_state = State::Command;
     m_isInHalted = m_isOutHalted = false;
-    for (const WaitingIn& transfer : m_waiting)
+    for (const WaitingIn& transfer : m_waiting) {
         m_replies.Reply(transfer.sequence, -EPIPE, {}, 0);
+    }
     m_waiting.clear();
 }
 
@@ -185,8 +192,9 @@ void CBulkOnly::SetHalt(bool in) {
 }
 
 void CBulkOnly::ClearHalt(bool in) {
-    if (m_state == State::Broken)
+    if (m_state == State::Broken) {
         return;
+    }
     (in ? m_isInHalted : m_isOutHalted) = false;
     Serve();
 }

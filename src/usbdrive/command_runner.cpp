@@ -67,8 +67,9 @@ void CCommandRunner::Work() {
         {
             std::unique_lock lock(m_mutex);
             m_wake.wait(lock, [this] { return m_isLeaving || !m_jobs.empty(); });
-            if (m_isLeaving)
+            if (m_isLeaving) {
                 return;
+            }
             job = std::move(m_jobs.front());
             m_jobs.pop_front();
         }
@@ -104,16 +105,18 @@ ScsiResult CCommandRunner::Execute(ScsiJob& job) {
         request.length = wanted;
         request.timeoutSeconds = kNoTimeOut;
         completion = m_drive.Execute(request);
-        if (completion.status != 0)
+        if (completion.status != 0) {
             m_sense = completion.sense;
+        }
     }
     Log(job, completion, wanted, SystemClock().TickMs() - begin);
     ScsiResult result;
     result.number = job.number;
-    if (IsPhaseError(completion))
+    if (IsPhaseError(completion)) {
         result.status = ScsiResult::PhaseError;
-    else if (completion.status != 0)
+    } else if (completion.status != 0) {
         result.status = ScsiResult::Failed;
+    }
     if (job.out) {
         result.taken = completion.moved;
     } else {
@@ -125,13 +128,16 @@ ScsiResult CCommandRunner::Execute(ScsiJob& job) {
 
 void CCommandRunner::Log(const ScsiJob& job, const PortCompletion& completion, uint32_t wanted,
                          uint64_t milliseconds) {
-    if (m_log == nullptr)
+    if (m_log == nullptr) {
         return;
-    for (size_t i = 0; i < job.cdb.size(); ++i)
+    }
+    for (size_t i = 0; i < job.cdb.size(); ++i) {
         std::fprintf(m_log, i == 0 ? "%02x" : " %02x", job.cdb[i]);
+    }
     std::fprintf(m_log, "\t%u", completion.moved);
-    if (job.out)
+    if (job.out) {
         std::fprintf(m_log, "/%u", wanted); // sent
+    }
     std::fprintf(m_log, "\t%02x\t%x/%02x/%02x\t%llu\n", completion.status,
                  completion.sense[2] & 0x0F, completion.sense[12], completion.sense[13],
                  static_cast<unsigned long long>(milliseconds));

@@ -17,16 +17,19 @@ CDiscChanger::~CDiscChanger() {
 }
 
 bool CDiscChanger::MakeDisc(const std::string& folder) {
-    if (VirtualDrive::HoldsDisc(folder) || VirtualDrive::CreateDisc(folder, m_kind))
+    if (VirtualDrive::HoldsDisc(folder) || VirtualDrive::CreateDisc(folder, m_kind)) {
         return true;
+    }
     m_tell("no " + m_kind + " disc can be had in " + folder);
     return false;
 }
 
 bool CDiscChanger::Begin(std::deque<std::string> folders) {
-    for (const std::string& folder : folders)
-        if (!MakeDisc(folder))
+    for (const std::string& folder : folders) {
+        if (!MakeDisc(folder)) {
             return false;
+        }
+    }
     const std::string first = folders.front();
     folders.pop_front();
     {
@@ -48,28 +51,32 @@ void CDiscChanger::OnEject(const std::string& folder) {
         }
     }
     m_tell("ejected: " + folder);
-    if (m_drive.LayOnTray(next))
+    if (m_drive.LayOnTray(next)) {
         m_tell("in the open tray: " + next);
+    }
 }
 
 void CDiscChanger::Load(const std::string& folder) {
-    if (!folder.empty() && !MakeDisc(folder))
+    if (!folder.empty() && !MakeDisc(folder)) {
         return;
-    if ((!folder.empty() && !m_drive.LayOnTray(folder)) || !m_drive.CloseTray())
+    }
+    if ((!folder.empty() && !m_drive.LayOnTray(folder)) || !m_drive.CloseTray()) {
         m_tell("the tray is closed; eject opens it");
-    else
+    } else {
         m_tell(m_drive.HasDisc() ? "loaded" : "closed; there is no disc in the drive");
+    }
 }
 
 void CDiscChanger::Command(const std::string& line) {
     const size_t blank = line.find(' ');
     const std::string word = line.substr(0, blank);
-    if (word == "load")
+    if (word == "load") {
         Load(blank == std::string::npos ? "" : line.substr(blank + 1));
-    else if (word != "eject")
+    } else if (word != "eject") {
         m_tell("eject: press the button; load: close the tray; load FOLDER: with this disc in it");
-    else if (!m_drive.PressEject())
+    } else if (!m_drive.PressEject()) {
         m_tell("the door is locked; the computer was told of the button");
+    }
 }
 
 } // namespace larkspin

@@ -82,21 +82,23 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
                          takesValue ? "a value is missing" : "no such option");
             return 2;
         }
-        if (argument == "--disc")
+        if (argument == "--disc") {
             options->kind = argv[++i];
-        else if (argument == "--speed")
+        } else if (argument == "--speed") {
             options->timing.speedFactor = std::strtod(argv[++i], nullptr);
-        else if (argument == "--spin-up")
+        } else if (argument == "--spin-up") {
             options->timing.spinUpMs = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 10));
-        else if (argument == "--faults")
+        } else if (argument == "--faults") {
             options->faultsPath = argv[++i];
-        else if (argument == "--log")
+        } else if (argument == "--log") {
             options->logPath = argv[++i];
-        else
+        } else {
             options->folders.emplace_back(argument);
+        }
     }
-    if (!options->folders.empty())
+    if (!options->folders.empty()) {
         return std::nullopt;
+    }
     std::fputs(kUsage, stderr);
     return 2;
 }
@@ -111,8 +113,9 @@ void Tell(const std::string& line) {
 bool BecomeTheCaller() {
     const char* group = std::getenv("SUDO_GID");
     const char* user = std::getenv("SUDO_UID");
-    if (::geteuid() != 0 || group == nullptr || user == nullptr)
+    if (::geteuid() != 0 || group == nullptr || user == nullptr) {
         return true;
+    }
     const auto groupId = static_cast<gid_t>(std::strtoul(group, nullptr, 10));
     const auto userId = static_cast<uid_t>(std::strtoul(user, nullptr, 10));
     return ::setgroups(0, nullptr) == 0 && ::setgid(groupId) == 0 && ::setuid(userId) == 0;
@@ -121,8 +124,9 @@ bool BecomeTheCaller() {
 int SignalDescriptor() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&signals, signal);
+    }
     ::sigprocmask(SIG_BLOCK, &signals, nullptr);
     return ::signalfd(-1, &signals, SFD_CLOEXEC);
 }
@@ -131,8 +135,9 @@ int SignalDescriptor() {
 bool ReadLines(CDiscChanger& changer, std::string* rest) {
     std::array<char, 4096> buffer = {};
     const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
-    if (count <= 0)
+    if (count <= 0) {
         return false;
+    }
     rest->append(buffer.data(), static_cast<size_t>(count));
     for (size_t end = rest->find('\n'); end != std::string::npos; end = rest->find('\n')) {
         changer.Command(rest->substr(0, end));
@@ -153,26 +158,33 @@ void Serve(const CVhciPort& port, int signals, VirtualDrive& drive, CDiscChanger
                                      pollfd{signals, POLLIN, 0}, pollfd{STDIN_FILENO, POLLIN, 0}};
     while (true) {
         const int ready = ::poll(watched.data(), watched.size(), device.empty() ? 500 : -1);
-        if (ready < 0 && errno != EINTR)
+        if (ready < 0 && errno != EINTR) {
             return;
+        }
         if (device.empty()) {
             device = OpticalDriveAt(port.BusId());
-            if (!device.empty())
+            if (!device.empty()) {
                 Tell("the drive is " + device);
+            }
         }
-        if (ready <= 0)
+        if (ready <= 0) {
             continue;
-        if (watched[1].revents != 0)
-            for (ScsiResult& result : runner.TakeResults())
+        }
+        if (watched[1].revents != 0) {
+            for (ScsiResult& result : runner.TakeResults()) {
                 server.Finish(std::move(result));
+            }
+        }
         if (watched[0].revents != 0 && !server.Receive()) {
             Tell("the computer let go of the drive");
             return;
         }
-        if (watched[2].revents != 0)
+        if (watched[2].revents != 0) {
             return;
-        if (watched[3].revents != 0 && !ReadLines(changer, &typed))
+        }
+        if (watched[3].revents != 0 && !ReadLines(changer, &typed)) {
             watched[3].fd = -1;
+        }
     }
 }
 
@@ -184,8 +196,9 @@ struct CloseFile {
 
 int main(int argc, char** argv) {
     Options options;
-    if (const std::optional<int> code = ParseOptions(argc, argv, &options))
+    if (const std::optional<int> code = ParseOptions(argc, argv, &options)) {
         return *code;
+    }
     const int signals = SignalDescriptor(); // before any thread begins
 
     CVhciPort port;
@@ -215,8 +228,9 @@ int main(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     CDiscChanger changer(drive, options.kind, Tell);
-    if (!changer.Begin(std::move(options.folders)))
+    if (!changer.Begin(std::move(options.folders))) {
         return EXIT_FAILURE;
+    }
     drive.Reset(); // power is on
     if (const std::string problem = port.Attach(); !problem.empty()) {
         std::fprintf(stderr, "larkspin-drive: %s\n", problem.c_str());

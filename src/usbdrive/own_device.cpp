@@ -15,13 +15,15 @@ std::string OpticalDriveAt(const std::string& busId, const std::string& sysfs) {
          !busId.empty() && !error && entry != std::filesystem::directory_iterator();
          entry.increment(error)) {
         const std::string name = entry->path().filename();
-        if (!name.starts_with("sr"))
+        if (!name.starts_with("sr")) {
             continue;
+        }
         // The USB device is one of the folders above the SCSI device.
         std::error_code gone;
         const auto folder = std::filesystem::canonical(entry->path() / "device", gone);
-        if (!gone && std::find(folder.begin(), folder.end(), busId) != folder.end())
+        if (!gone && std::find(folder.begin(), folder.end(), busId) != folder.end()) {
             return "/dev/" + name;
+        }
     }
     return {};
 }

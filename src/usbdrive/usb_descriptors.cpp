@@ -39,8 +39,9 @@ constexpr uint16_t kUsbVersion = 0x0200;
 
 std::vector<uint8_t> Text(std::string_view text) {
     std::vector<uint8_t> bytes = {static_cast<uint8_t>(2 + 2 * text.size()), kString};
-    for (const char unit : text)
+    for (const char unit : text) {
         bytes.insert(bytes.end(), {static_cast<uint8_t>(unit), 0});
+    }
     return bytes;
 }
 
@@ -62,8 +63,9 @@ std::vector<uint8_t> UsbDescriptor(uint8_t type, uint8_t index, const std::strin
             return {};
         }
     }
-    if (index != 0)
+    if (index != 0) {
         return {};
+    }
     switch (type) {
     case kDevice:
         return {18,

@@ -53,14 +53,15 @@ CUsbDevice::CUsbDevice(IScsiUnit& unit, IUsbReplies& replies, std::string serial
     : m_replies(replies), m_bulk(unit, replies), m_serial(std::move(serial)) {}
 
 void CUsbDevice::Submit(const UsbSubmit& transfer, std::span<const uint8_t> bytes) {
-    if (transfer.endpoint == 0)
+    if (transfer.endpoint == 0) {
         Control(transfer);
-    else if (transfer.endpoint == kBulkInEndpoint && transfer.in)
+    } else if (transfer.endpoint == kBulkInEndpoint && transfer.in) {
         m_bulk.SubmitIn(transfer.sequence, transfer.length);
-    else if (transfer.endpoint == kBulkOutEndpoint && !transfer.in)
+    } else if (transfer.endpoint == kBulkOutEndpoint && !transfer.in) {
         m_bulk.SubmitOut(transfer.sequence, bytes);
-    else
+    } else {
         m_replies.Reply(transfer.sequence, -EPIPE, {}, 0);
+    }
 }
 
 void CUsbDevice::Control(const UsbSubmit& transfer) {
@@ -91,8 +92,9 @@ bool CUsbDevice::Answer(const UsbSubmit& transfer, std::vector<uint8_t>* answer)
         *answer = {m_configuration};
         return true;
     case Key(kToDevice, kSetConfiguration):
-        if (value > kConfigurationValue)
+        if (value > kConfigurationValue) {
             return false;
+        }
         m_configuration = static_cast<uint8_t>(value);
         m_bulk.Reset();
         return true;
@@ -102,8 +104,9 @@ bool CUsbDevice::Answer(const UsbSubmit& transfer, std::vector<uint8_t>* answer)
         *answer = {0};
         return true;
     case Key(kToInterface, kSetInterface):
-        if (value != 0)
+        if (value != 0) {
             return false;
+        }
         m_bulk.Reset();
         return true;
     case Key(kClassFromInterface, kGetMaxLun):
@@ -124,18 +127,21 @@ bool CUsbDevice::Answer(const UsbSubmit& transfer, std::vector<uint8_t>* answer)
 bool CUsbDevice::AnswerEndpoint(uint8_t request, uint16_t value, uint8_t address,
                                 std::vector<uint8_t>* answer) {
     const bool in = address == (kEndpointIn | kBulkInEndpoint);
-    if (!in && address != kBulkOutEndpoint)
+    if (!in && address != kBulkOutEndpoint) {
         return (address & ~kEndpointIn) == 0 && request == kClearFeature; // endpoint 0
+    }
     if (request == kGetStatus) {
         *answer = {static_cast<uint8_t>(m_bulk.IsHalted(in) ? 1 : 0), 0};
         return true;
     }
-    if (value != kEndpointHalt)
+    if (value != kEndpointHalt) {
         return false;
-    if (request == kSetFeature)
+    }
+    if (request == kSetFeature) {
         m_bulk.SetHalt(in);
-    else
+    } else {
         m_bulk.ClearHalt(in);
+    }
     return true;
 }
 

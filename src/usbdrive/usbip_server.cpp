@@ -20,8 +20,9 @@ bool CUsbipServer::Receive() {
     m_received.resize(before + kChunk);
     const ssize_t count = ::recv(m_socket, m_received.data() + before, kChunk, 0);
     m_received.resize(before + static_cast<size_t>(std::max<ssize_t>(count, 0)));
-    if (count <= 0)
+    if (count <= 0) {
         return count < 0 && errno == EINTR;
+    }
     size_t consumed = 0;
     while (!m_isGone && TakeMessage(std::span(m_received).subspan(consumed), &consumed)) {
     }
@@ -31,8 +32,9 @@ bool CUsbipServer::Receive() {
 }
 
 bool CUsbipServer::TakeMessage(std::span<const uint8_t> bytes, size_t* consumed) {
-    if (bytes.size() < kUsbipHeaderBytes)
+    if (bytes.size() < kUsbipHeaderBytes) {
         return false;
+    }
     const std::optional<UsbipMessage> message = ParseUsbip(bytes.first<kUsbipHeaderBytes>());
     if (!message) {
         m_isGone = true;
@@ -40,8 +42,9 @@ bool CUsbipServer::TakeMessage(std::span<const uint8_t> bytes, size_t* consumed)
     }
     if (message->submit) {
         const UsbSubmit& transfer = *message->submit;
-        if (bytes.size() < kUsbipHeaderBytes + transfer.PayloadBytes())
+        if (bytes.size() < kUsbipHeaderBytes + transfer.PayloadBytes()) {
             return false;
+        }
         *consumed += kUsbipHeaderBytes + transfer.PayloadBytes();
         m_device.Submit(transfer, bytes.subspan(kUsbipHeaderBytes, transfer.PayloadBytes()));
         return true;
@@ -69,8 +72,9 @@ void CUsbipServer::Send(std::span<const uint8_t> header, std::span<const uint8_t
     while (left > 0) {
         const ssize_t sent = ::sendmsg(m_socket, &message, MSG_NOSIGNAL);
         if (sent < 0) {
-            if (errno == EINTR)
+            if (errno == EINTR) {
                 continue;
+            }
             m_isGone = true;
             return;
         }

@@ -45,8 +45,9 @@ std::optional<UsbipMessage> ParseUsbip(std::span<const uint8_t, kUsbipHeaderByte
         submit.in = LoadBe32(&header[12]) == kDirectionIn;
         submit.length = LoadBe32(&header[24]);
         std::copy_n(header.begin() + 40, submit.setup.size(), submit.setup.begin());
-        if (endpoint > kMaxEndpoint || submit.length > kMaxTransfer)
+        if (endpoint > kMaxEndpoint || submit.length > kMaxTransfer) {
             return std::nullopt;
+        }
         message.submit = submit;
         return message;
     }

@@ -58,8 +58,9 @@ std::vector<PortRow> HighSpeedPorts(const std::string& table) {
         std::string unused;
         PortRow row;
         if (fields >> hub >> row.port >> row.state >> unused >> unused >> unused >> row.busId &&
-            hub == "hs")
+            hub == "hs") {
             rows.push_back(row);
+        }
     }
     return rows;
 }
@@ -68,26 +69,32 @@ std::vector<PortRow> HighSpeedPorts(const std::string& table) {
 
 std::vector<int> FreeVhciPorts(const std::string& table) {
     std::vector<int> ports;
-    for (const PortRow& row : HighSpeedPorts(table))
-        if (row.state == kFree)
+    for (const PortRow& row : HighSpeedPorts(table)) {
+        if (row.state == kFree) {
             ports.push_back(row.port);
+        }
+    }
     return ports;
 }
 
 std::string BusIdAtVhciPort(const std::string& table, int port) {
-    for (const PortRow& row : HighSpeedPorts(table))
-        if (row.port == port && row.state == kInUse)
+    for (const PortRow& row : HighSpeedPorts(table)) {
+        if (row.port == port && row.state == kInUse) {
             return row.busId;
+        }
+    }
     return {};
 }
 
 CVhciPort::CVhciPort(std::string sysfsFolder) : m_folder(std::move(sysfsFolder)) {}
 
 CVhciPort::~CVhciPort() {
-    if (m_attachFile >= 0)
+    if (m_attachFile >= 0) {
         ::close(m_attachFile);
-    if (m_socket < 0)
+    }
+    if (m_socket < 0) {
         return;
+    }
     // The kernel sees the end of the stream, and the device go. Writing to "detach" would need
     // rights that may have been given up.
     ::shutdown(m_socket, SHUT_RDWR);
@@ -101,8 +108,9 @@ std::string CVhciPort::Prepare() {
 
 std::string CVhciPort::Attach() {
     std::array<int, 2> ends = {-1, -1};
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         return Explain(m_folder, errno);
+    }
     // Another process may take a port between the look and the write.
     int error = EBUSY;
     for (const int port : FreeVhciPorts(ReadFile(m_folder + "/status"))) {
@@ -112,13 +120,15 @@ std::string CVhciPort::Attach() {
         const ssize_t written = ::write(m_attachFile, line.data(), line.size());
         error = written < 0 ? errno : 0;
         m_port = port;
-        if (error != EBUSY)
+        if (error != EBUSY) {
             break;
+        }
     }
     ::close(ends[1]); // the kernel has its own hold on it
     m_socket = ends[0];
-    if (error == EBUSY)
+    if (error == EBUSY) {
         return "All ports of the kernel's virtual USB host controller are taken.";
+    }
     return error == 0 ? std::string() : Explain(m_folder, error);
 }
 

@@ -105,12 +105,14 @@ BdSpares SparesOf(const BdFacts& facts, uint32_t blocks) {
 
 SenseCode ReadBdStructure(const BdFacts& facts, std::optional<uint32_t> spareClusters,
                           uint8_t format, CAnswer& answer) {
-    if (format != kStructureList)
+    if (format != kStructureList) {
         return AppendStructure(facts, spareClusters, format, answer);
+    }
     for (const uint8_t known : kStructureFormats) {
         CAnswer structure;
-        if (!AppendStructure(facts, spareClusters, known, structure).IsGood())
+        if (!AppendStructure(facts, spareClusters, known, structure).IsGood()) {
             continue;
+        }
         constexpr uint8_t readable = 0x40;
         answer.Append({known, readable});
         answer.Append16(static_cast<uint32_t>(structure.Size()) + 2);
@@ -123,12 +125,13 @@ bool IsBdFeatureCurrent(uint16_t code, std::optional<uint32_t> spareClusters) {
 }
 
 void AdjustBdFeature(uint16_t code, std::vector<uint8_t>& payload) {
-    if (code == feature::kIncrementalStreamingWritable)
+    if (code == feature::kIncrementalStreamingWritable) {
         payload = {0, 0, 1, 0}; // no types of blocks, no links; the buffer may run empty
-    else if (code == feature::kFormattable)
+    } else if (code == feature::kFormattable) {
         payload[0] = 0x0B; // no spare areas, quick and full certification
-    else if (code == feature::kDefectManagement)
+    } else if (code == feature::kDefectManagement) {
         payload[0] = 0x80; // tells of spare areas
+    }
 }
 
 } // namespace larkspin

@@ -49,37 +49,44 @@ bool CBdRMedium::IsSessionFunction(uint8_t function) const {
 }
 
 SenseCode CBdRMedium::Close(const WriteParameters& parameters, uint8_t function, uint16_t track) {
-    if (IsSessionFunction(function) && Tracks().Open() != nullptr)
+    if (IsSessionFunction(function) && Tracks().Open() != nullptr) {
         return sense::kIncompleteTrackInSession;
+    }
     return CBdMedium::Close(parameters, function, track);
 }
 
 std::vector<FormatCapacity> CBdRMedium::FormatCapacities() const {
-    if (Tracks().IsBlank() && SpareClusters())
+    if (Tracks().IsBlank() && SpareClusters()) {
         return {{Capacity(), kTypeFormatted}};
+    }
     std::vector<FormatCapacity> capacities = CBdMedium::FormatCapacities();
-    if (!IsFormattable())
+    if (!IsFormattable()) {
         return capacities;
+    }
     const auto [least, usual, most] = Spares();
     capacities.push_back({BlocksBeside(usual), kFormatFull, usual});
-    for (const uint32_t spares : {usual, most, least, uint32_t{0}})
+    for (const uint32_t spares : {usual, most, least, uint32_t{0}}) {
         capacities.push_back({BlocksBeside(spares), kFormatR, spares});
+    }
     return capacities;
 }
 
 SenseCode CBdRMedium::FormatMedium(std::span<const uint8_t> parameterList) {
-    if (!IsFormattable())
+    if (!IsFormattable()) {
         return sense::kCannotFormatIncompatibleMedium;
+    }
     const FormatDescriptor descriptor = ParseFormatList(parameterList);
     const auto [least, usual, most] = Spares();
     uint32_t spares = usual;
     if (descriptor.type == kFormatR) {
         if (descriptor.subType != kSubTypeSequential || descriptor.blocks > AllBlocks() ||
-            descriptor.blocks % kClusterBlocks != 0)
+            descriptor.blocks % kClusterBlocks != 0) {
             return sense::kInvalidFieldInParameterList;
+        }
         spares = (AllBlocks() - descriptor.blocks) / kClusterBlocks;
-        if (spares > most || (spares != 0 && spares < least) || descriptor.parameter != spares)
+        if (spares > most || (spares != 0 && spares < least) || descriptor.parameter != spares) {
             return sense::kInvalidFieldInParameterList;
+        }
     } else if (descriptor.type != kFormatFull || descriptor.subType != 0 ||
                descriptor.blocks != BlocksBeside(usual)) {
         return sense::kInvalidFieldInParameterList;

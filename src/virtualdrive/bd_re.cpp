@@ -39,15 +39,17 @@ std::vector<FormatCapacity> CBdReMedium::FormatCapacities() const {
     std::vector<FormatCapacity> capacities = {
         {Capacity(), SpareClusters() ? kTypeFormatted : kTypeUnformatted},
         {BlocksBeside(usual), kFormatFull, usual}};
-    for (const uint32_t spares : {usual, most, least})
+    for (const uint32_t spares : {usual, most, least}) {
         capacities.push_back({BlocksBeside(spares), kFormatSpared, spares});
+    }
     capacities.push_back({AllBlocks(), kFormatUnspared});
     return capacities;
 }
 
 SenseCode CBdReMedium::CheckWrite(int32_t block, uint32_t count) const {
-    if (!SpareClusters())
+    if (!SpareClusters()) {
         return sense::kMediumNotFormatted;
+    }
     return IsInside(block, count, Capacity()) ? sense::kGood : sense::kAddressOutOfRange;
 }
 
@@ -57,23 +59,26 @@ SenseCode CBdReMedium::Close(const WriteParameters&, uint8_t, uint16_t) {
 
 std::optional<uint32_t> CBdReMedium::SparesFor(const FormatDescriptor& descriptor) const {
     const auto [least, usual, most] = Spares();
-    if (descriptor.blocks > AllBlocks() || descriptor.blocks % kClusterBlocks != 0)
+    if (descriptor.blocks > AllBlocks() || descriptor.blocks % kClusterBlocks != 0) {
         return std::nullopt;
+    }
     const uint32_t spares = (AllBlocks() - descriptor.blocks) / kClusterBlocks;
     bool isGood = false;
-    if (descriptor.type == kFormatFull)
+    if (descriptor.type == kFormatFull) {
         isGood = spares == usual;
-    else if (descriptor.type == kFormatSpared)
+    } else if (descriptor.type == kFormatSpared) {
         isGood = spares >= least && spares <= most && descriptor.parameter == spares;
-    else if (descriptor.type == kFormatUnspared)
+    } else if (descriptor.type == kFormatUnspared) {
         isGood = spares == 0 && descriptor.parameter == kDataBlockBytes;
+    }
     return isGood && descriptor.subType != kSubTypeReserved ? std::optional(spares) : std::nullopt;
 }
 
 SenseCode CBdReMedium::FormatMedium(std::span<const uint8_t> parameterList) {
     const std::optional<uint32_t> spares = SparesFor(ParseFormatList(parameterList));
-    if (!spares)
+    if (!spares) {
         return sense::kInvalidFieldInParameterList;
+    }
     State().extra[kSpareClusters] = *spares;
     return Store().Erase() ? sense::kGood : sense::kWriteError;
 }

@@ -70,9 +70,10 @@ int32_t CCdMedium::SessionGap(size_t closedSessions) {
 }
 
 int32_t CCdMedium::NextTrackStart() const {
-    if (m_tracks.HasOpenSession())
+    if (m_tracks.HasOpenSession()) {
         return m_tracks.End(State().tracks.back()) + static_cast<int32_t>(kRunOutBlocks) +
                kPregapFrames;
+    }
     const auto& sessions = State().sessions;
     return sessions.empty() ? 0 : sessions.back().leadOut + SessionGap(sessions.size());
 }
@@ -81,8 +82,9 @@ DiscInformation CCdMedium::Information(const WriteParameters&) const {
     DiscInformation information = m_tracks.Information();
     information.erasable = IsErasable();
     const auto& sessions = State().sessions;
-    if (sessions.empty())
+    if (sessions.empty()) {
         information.discType = kUndefinedDiscType;
+    }
     if (IsWritable()) {
         const int32_t leadIn = sessions.empty()
                                    ? kFirstLeadIn
@@ -98,13 +100,15 @@ TrackInformation CCdMedium::InvisibleTrack(const WriteParameters& parameters) co
     TrackInformation track = m_tracks.DescribeNext(NextTrackStart());
     track.dataMode = kDataModeUnknown;
     track.SetFree(track.start, LastLeadOut());
-    if (parameters.writeType != WriteParameters::SessionAtOnce)
+    if (parameters.writeType != WriteParameters::SessionAtOnce) {
         return track;
+    }
     // Session at once on a blank disc begins with the pre-gap.
-    if (m_tracks.HasOpenSession())
+    if (m_tracks.HasOpenSession()) {
         track.nextWritable.reset();
-    else if (m_tracks.IsBlank() && track.nextWritable)
+    } else if (m_tracks.IsBlank() && track.nextWritable) {
         *track.nextWritable -= kPregapFrames;
+    }
     return track;
 }
 
@@ -112,16 +116,18 @@ SenseCode CCdMedium::Track(TrackAddress by, uint32_t number, const WriteParamete
                            TrackInformation* information) const {
     const DiscTrack* track = nullptr;
     const SenseCode code = m_tracks.Find(by, number, NextTrackStart(), LastLeadOut(), &track);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     if (track == nullptr) {
         *information = InvisibleTrack(parameters);
         return sense::kGood;
     }
     *information = m_tracks.Describe(*track);
     information->dataMode = track->IsData() ? 1 : kDataModeUnknown;
-    if (!track->complete && !track->inOneGo && !track->damaged)
+    if (!track->complete && !track->inOneGo && !track->damaged) {
         information->SetFree(m_tracks.End(*track), LastLeadOut());
+    }
     return sense::kGood;
 }
 
@@ -141,32 +147,40 @@ SenseCode CCdMedium::Read(int32_t block, uint32_t count, std::span<uint8_t> data
 SenseCode CCdMedium::ReadCd(int32_t block, uint32_t count, const ReadCdRequest& request,
                             std::span<uint8_t> data, uint32_t* bytesPerBlock) {
     if (State().sessions.empty() || block < 0 ||
-        block + static_cast<int64_t>(count) > int64_t{LastBlock()} + 1)
+        block + static_cast<int64_t>(count) > int64_t{LastBlock()} + 1) {
         return sense::kAddressOutOfRange;
+    }
     const DiscTrack* first = m_tracks.At(block);
-    if (first == nullptr)
+    if (first == nullptr) {
         return sense::kUnrecoveredRead;
+    }
     const bool isData = first->IsData();
     if ((request.expectedType == kExpectAudio && isData) ||
-        (request.expectedType == kExpectMode1 && !isData) || request.expectedType > kExpectMode1)
+        (request.expectedType == kExpectMode1 && !isData) || request.expectedType > kExpectMode1) {
         return sense::kIllegalModeForTrack;
+    }
     // A block of CD-DA is user data as a whole, whichever other fields are asked for with it. Sync,
     // header and parity of data blocks are not kept, so they can't be asked for.
     const uint8_t otherFields = request.fields & ~kFieldUserData;
     if ((request.fields & kFieldUserData) == 0 || (isData && otherFields != 0) ||
-        (otherFields & ~kFieldsAll) != 0)
+        (otherFields & ~kFieldsAll) != 0) {
         return sense::kInvalidFieldInCdb;
+    }
     *bytesPerBlock = first->blockBytes;
-    if (data.size() < size_t{count} * first->blockBytes)
+    if (data.size() < size_t{count} * first->blockBytes) {
         return sense::kGood;
+    }
     for (; count > 0; --count, ++block, data = data.subspan(first->blockBytes)) {
         const DiscTrack* track = m_tracks.At(block);
-        if (track == nullptr)
+        if (track == nullptr) {
             return sense::kUnrecoveredRead;
-        if (track->IsData() != isData)
+        }
+        if (track->IsData() != isData) {
             return sense::kIllegalModeForTrack;
-        if (!Store().Read(track->file, track->ByteOffset(block), data.first(track->blockBytes)))
+        }
+        if (!Store().Read(track->file, track->ByteOffset(block), data.first(track->blockBytes))) {
             return sense::kUnrecoveredRead;
+        }
     }
     return sense::kGood;
 }
@@ -178,19 +192,22 @@ SenseCode CCdMedium::CheckParameters(const WriteParameters& parameters) const {
                               parameters.dataBlockType == WriteParameters::Mode1Blocks;
     const bool isKnownFormat = parameters.sessionFormat == 0x00 || parameters.sessionFormat == 0x20;
     if (!isKnownType || !isKnownBlock || !isKnownFormat || parameters.testWrite ||
-        parameters.multiSession == 2)
+        parameters.multiSession == 2) {
         return sense::kInvalidFieldInParameterList;
+    }
     return sense::kGood;
 }
 
 SenseCode CCdMedium::Write(const WriteParameters& parameters, int32_t block, uint32_t count,
                            std::span<const uint8_t> data) {
-    if (!IsWritable())
+    if (!IsWritable()) {
         return sense::kCannotWriteIncompatibleMedium;
+    }
     const bool inOneGo = parameters.writeType == WriteParameters::SessionAtOnce;
     // One way of writing at a time: a plan wants its session, a session at once wants a plan.
-    if (inOneGo != (m_plan != nullptr))
+    if (inOneGo != (m_plan != nullptr)) {
         return sense::kCommandSequenceError;
+    }
     return inOneGo ? WriteSessionAtOnce(block, count, data)
                    : WriteTrackAtOnce(parameters, block, count, data);
 }
@@ -202,24 +219,32 @@ SenseCode CCdMedium::WriteTrackAtOnce(const WriteParameters& parameters, int32_t
     track.blockBytes = track.IsData() ? kDataBlockBytes : kAudioBlockBytes;
     track.runOut = kRunOutBlocks;
     if (parameters.dataBlockType !=
-        (track.IsData() ? WriteParameters::Mode1Blocks : WriteParameters::RawBlocks))
+        (track.IsData() ? WriteParameters::Mode1Blocks : WriteParameters::RawBlocks)) {
         return sense::kIllegalModeForTrack;
+    }
     const DiscTrack* open = m_tracks.Open();
-    if (open != nullptr && open->damaged)
+    if (open != nullptr && open->damaged) {
         return sense::kCommandSequenceError;
-    if (open != nullptr && open->IsData() != track.IsData())
+    }
+    if (open != nullptr && open->IsData() != track.IsData()) {
         return sense::kIllegalModeForTrack;
-    if (block != (open != nullptr ? m_tracks.End(*open) : NextTrackStart()))
+    }
+    if (block != (open != nullptr ? m_tracks.End(*open) : NextTrackStart())) {
         return sense::kInvalidAddressForWrite;
-    if (int64_t{block} + count > LastLeadOut())
+    }
+    if (int64_t{block} + count > LastLeadOut()) {
         return sense::kEndOfUserArea;
-    if (data.size() != size_t{count} * track.blockBytes)
+    }
+    if (data.size() != size_t{count} * track.blockBytes) {
         return sense::kDataPhaseError;
-    if (count == 0)
+    }
+    if (count == 0) {
         return sense::kGood;
+    }
     if (open == nullptr) {
-        if (const SenseCode code = m_tracks.Begin(track, block, kMaxTracks); !code.IsGood())
+        if (const SenseCode code = m_tracks.Begin(track, block, kMaxTracks); !code.IsGood()) {
             return code;
+        }
         open = m_tracks.Open();
     }
     return Store().Write(open->file, open->ByteOffset(block), data) ? sense::kGood
@@ -238,8 +263,9 @@ SenseCode CCdMedium::Flush(const WriteParameters& parameters, Aftermath* afterma
         return EndSessionAtOnce(parameters);
     }
     DiscTrack* open = m_tracks.Open();
-    if (open == nullptr || open->damaged || IsTooShort(*open))
+    if (open == nullptr || open->damaged || IsTooShort(*open)) {
         return sense::kGood;
+    }
     return m_tracks.Complete(*open, m_tracks.Written(*open));
 }
 
@@ -248,23 +274,29 @@ bool CCdMedium::IsTooShort(const DiscTrack& open) const {
 }
 
 SenseCode CCdMedium::Close(const WriteParameters& parameters, uint8_t function, uint16_t track) {
-    if (function != kCloseTrack && function != kCloseSession)
+    if (function != kCloseTrack && function != kCloseSession) {
         return sense::kInvalidFieldInCdb;
-    if (!IsWritable())
+    }
+    if (!IsWritable()) {
         return sense::kGood;
-    if (m_plan != nullptr)
+    }
+    if (m_plan != nullptr) {
         return sense::kCommandSequenceError;
+    }
     DiscTrack* open = m_tracks.Open();
     if (function == kCloseTrack) {
-        if (const SenseCode code = m_tracks.FindToClose(track, &open); !code.IsGood())
+        if (const SenseCode code = m_tracks.FindToClose(track, &open); !code.IsGood()) {
             return code;
+        }
     }
     if (open != nullptr) {
-        if (IsTooShort(*open))
+        if (IsTooShort(*open)) {
             return sense::kIncompleteTrackInSession;
+        }
         const SenseCode code = m_tracks.Complete(*open, m_tracks.Written(*open));
-        if (!code.IsGood())
+        if (!code.IsGood()) {
             return code;
+        }
     }
     return function == kCloseSession && m_tracks.HasOpenSession()
                ? m_tracks.CloseSession(!parameters.AllowsNextSession())
@@ -272,8 +304,9 @@ SenseCode CCdMedium::Close(const WriteParameters& parameters, uint8_t function, 
 }
 
 SenseCode CCdRwMedium::Blank(uint8_t type, uint32_t) {
-    if (type != kBlankAll && type != kBlankMinimal)
+    if (type != kBlankAll && type != kBlankMinimal) {
         return sense::kInvalidFieldInCdb;
+    }
     DropPlan();
     return Store().Erase() ? sense::kGood : sense::kWriteError;
 }

@@ -30,12 +30,14 @@ SenseCode CCdMedium::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answe
         return sense::kGood;
     case kTocFull:
     case kTocCdText:
-        if (State().sessions.empty())
+        if (State().sessions.empty()) {
             return sense::kInvalidFieldInCdb;
-        if (format == kTocFull)
+        }
+        if (format == kTocFull) {
             AppendFullToc(start, answer);
-        else
+        } else {
             answer.Append({0, 0});
+        }
         return sense::kGood;
     default:
         return m_tracks.Toc(format, msf, start, answer);
@@ -44,11 +46,13 @@ SenseCode CCdMedium::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answe
 
 void CCdMedium::AppendPma(CAnswer& answer) const {
     answer.Append({0, 0});
-    for (const DiscTrack& track : State().tracks)
-        if (track.complete)
+    for (const DiscTrack& track : State().tracks) {
+        if (track.complete) {
             AppendPoint(answer, track.session, AdrControl(track),
                         static_cast<uint8_t>(track.number), MsfOfBlock(track.start),
                         MsfOfBlock(track.End() + static_cast<int32_t>(track.runOut)));
+        }
+    }
 }
 
 void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {
@@ -56,14 +60,16 @@ void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {
     answer.Append({1, static_cast<uint8_t>(sessions.size())});
     for (size_t i = 0; i < sessions.size(); ++i) {
         const DiscSession& session = sessions[i];
-        if (session.number < firstSession)
+        if (session.number < firstSession) {
             continue;
+        }
         const DiscTrack* first = m_tracks.FirstOf(session.number);
         const DiscTrack* last = first;
         CAnswer rows;
         for (const DiscTrack& track : State().tracks) {
-            if (track.session != session.number)
+            if (track.session != session.number) {
                 continue;
+            }
             last = &track;
             AppendPoint(rows, session.number, AdrControl(track), static_cast<uint8_t>(track.number),
                         MsfOfBlock(track.start));
@@ -76,8 +82,9 @@ void CCdMedium::AppendFullToc(uint8_t firstSession, CAnswer& answer) const {
         AppendPoint(answer, session.number, AdrControl(*last), 0xA2, MsfOfBlock(session.leadOut));
         answer.Append(rows.Bytes());
         const bool isLast = i + 1 == sessions.size();
-        if (isLast && State().finalized)
+        if (isLast && State().finalized) {
             continue;
+        }
         // Where the next session's program area may begin, and the outermost lead-out.
         const Msf next = MsfOfBlock(session.leadOut + SessionGap(i + 1) - kPregapFrames);
         const Msf outermost = MsfOfBlock(LastLeadOut());

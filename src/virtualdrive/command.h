@@ -19,8 +19,9 @@ class CCommand {
     // The request's buffer must outlive the command.
     explicit CCommand(const PortRequest& request) : m_direction(request.direction) {
         std::copy_n(request.cdb.begin(), std::min(request.cdb.size(), m_cdb.size()), m_cdb.begin());
-        if (request.data != nullptr && request.direction != PortDirection::None)
+        if (request.data != nullptr && request.direction != PortDirection::None) {
             m_buffer = {static_cast<uint8_t*>(request.data), request.length};
+        }
     }
 
     uint8_t Byte(size_t index) const { return m_cdb[index]; }

@@ -44,16 +44,19 @@ bool IsDataForm(uint8_t form) {
 } // namespace
 
 std::optional<std::vector<CCuePlan::Entry>> CCuePlan::ReadEntries(std::span<const uint8_t> sheet) {
-    if (sheet.size() % kEntryBytes != 0)
+    if (sheet.size() % kEntryBytes != 0) {
         return std::nullopt;
+    }
     std::vector<Entry> entries;
     for (; !sheet.empty(); sheet = sheet.subspan(kEntryBytes)) {
         const uint8_t adr = sheet[0] & 0x0F;
         // Catalog number and ISRC are text, two entries each; they do not change the layout.
-        if (adr == kAdrCatalogNumber || adr == kAdrIsrc)
+        if (adr == kAdrCatalogNumber || adr == kAdrIsrc) {
             continue;
-        if (adr != kAdrPosition || sheet[6] >= 60 || sheet[7] >= kFramesPerSecond)
+        }
+        if (adr != kAdrPosition || sheet[6] >= 60 || sheet[7] >= kFramesPerSecond) {
             return std::nullopt;
+        }
         Entry entry;
         entry.control = sheet[0] >> 4;
         entry.track = sheet[1];
@@ -61,8 +64,9 @@ std::optional<std::vector<CCuePlan::Entry>> CCuePlan::ReadEntries(std::span<cons
         entry.form = sheet[3];
         entry.block = FramesOfMsf(sheet[5], sheet[6], sheet[7]) - kPregapFrames;
         const bool isData = (entry.control & kControlData) != 0;
-        if (!HostBytes(entry.form) || IsDataForm(entry.form) != isData)
+        if (!HostBytes(entry.form) || IsDataForm(entry.form) != isData) {
             return std::nullopt;
+        }
         entries.push_back(entry);
     }
     return entries;
@@ -71,19 +75,23 @@ std::optional<std::vector<CCuePlan::Entry>> CCuePlan::ReadEntries(std::span<cons
 SenseCode CCuePlan::Parse(std::span<const uint8_t> sheet, const Place& place) {
     const std::optional<std::vector<Entry>> entries = ReadEntries(sheet);
     // Lead-in, pre-gap and start of a track, lead-out.
-    if (!entries || entries->size() < 4)
+    if (!entries || entries->size() < 4) {
         return sense::kInvalidFieldInParameterList;
+    }
     const Entry& leadIn = entries->front();
     const Entry& leadOut = entries->back();
     if (leadIn.track != 0 || leadIn.index != 0 || HostBytes(leadIn.form) != 0U ||
-        leadOut.track != kLeadOutTrack || leadOut.index != 1 || HostBytes(leadOut.form) != 0U)
+        leadOut.track != kLeadOutTrack || leadOut.index != 1 || HostBytes(leadOut.form) != 0U) {
         return sense::kInvalidFieldInParameterList;
+    }
     m_leadOut = leadOut.block;
     const std::span<const Entry> body = std::span(*entries).subspan(1, entries->size() - 2);
-    if (!BuildAreas(body) || !CheckTracks(body, place))
+    if (!BuildAreas(body) || !CheckTracks(body, place)) {
         return sense::kInvalidFieldInParameterList;
-    if (m_leadOut > place.lastLeadOut)
+    }
+    if (m_leadOut > place.lastLeadOut) {
         return sense::kEndOfUserArea;
+    }
     BuildTracks(body, place);
     return sense::kGood;
 }
@@ -93,8 +101,9 @@ bool CCuePlan::BuildAreas(std::span<const Entry> entries) {
     for (size_t i = 0; i < entries.size(); ++i) {
         const Entry& entry = entries[i];
         const int32_t end = i + 1 < entries.size() ? entries[i + 1].block : m_leadOut;
-        if (end <= entry.block)
+        if (end <= entry.block) {
             return false;
+        }
         m_areas.push_back({.start = entry.block,
                            .end = end,
                            .hostBytes = *HostBytes(entry.form),
@@ -109,30 +118,36 @@ bool CCuePlan::CheckTracks(std::span<const Entry> entries, const Place& place) c
     // The session begins with the pre-gap of its first track, two seconds at least.
     if (entries[0].track != place.firstTrack || entries[0].index != 0 ||
         entries[0].block != place.start || entries[1].index != 1 ||
-        entries[1].block < place.start + kPregapFrames)
+        entries[1].block < place.start + kPregapFrames) {
         return false;
+    }
     int32_t trackStart = 0;
     for (size_t i = 0; i < entries.size(); ++i) {
         const Entry& entry = entries[i];
         const bool isNew = i == 0 || entry.track != entries[i - 1].track;
-        if (entry.track > kMaxTracks)
+        if (entry.track > kMaxTracks) {
             return false;
+        }
         if (isNew) {
-            if (i > 0 && entry.track != entries[i - 1].track + 1)
+            if (i > 0 && entry.track != entries[i - 1].track + 1) {
                 return false;
-            if (entry.index > 1 || (entry.index == 0 && i + 1 == entries.size()))
+            }
+            if (entry.index > 1 || (entry.index == 0 && i + 1 == entries.size())) {
                 return false;
+            }
         } else if (entry.index != entries[i - 1].index + 1 ||
                    entry.control != entries[i - 1].control) {
             return false;
         }
-        if (entry.index == 1)
+        if (entry.index == 1) {
             trackStart = entry.block;
+        }
         const bool isLast = i + 1 == entries.size() || entries[i + 1].track != entry.track;
         const int32_t end = i + 1 == entries.size() ? m_leadOut : entries[i + 1].block;
         if (isLast &&
-            (entry.index == 0 || end - trackStart < static_cast<int32_t>(kMinTrackBlocks)))
+            (entry.index == 0 || end - trackStart < static_cast<int32_t>(kMinTrackBlocks))) {
             return false;
+        }
     }
     return true;
 }
@@ -143,12 +158,15 @@ void CCuePlan::BuildTracks(std::span<const Entry> entries, const Place& place) {
     for (size_t i = 0; i < entries.size(); ++i) {
         const Entry& entry = entries[i];
         const int32_t end = i + 1 == entries.size() ? m_leadOut : entries[i + 1].block;
-        if (entry.index == 0)
+        if (entry.index == 0) {
             pregapStart = entry.block;
-        if (entry.index > 1)
+        }
+        if (entry.index > 1) {
             m_tracks.back().blocks += static_cast<uint32_t>(end - entry.block);
-        if (entry.index != 1)
+        }
+        if (entry.index != 1) {
             continue;
+        }
         DiscTrack track;
         track.number = entry.track;
         track.session = place.session;

@@ -29,8 +29,9 @@ constexpr uint8_t kSubChannelMask = 0x07;
 
 SenseCode CDrive::ReadBlocks(const CCommand& command, uint32_t count) {
     const size_t bytes = size_t{count} * kDataBlockBytes;
-    if (command.Room().size() < bytes)
+    if (command.Room().size() < bytes) {
         return sense::kDataPhaseError;
+    }
     command.Gave(bytes);
     return ReadMedium(static_cast<int32_t>(command.Be32(2)), count, command.Room().first(bytes));
 }
@@ -52,17 +53,21 @@ SenseCode CDrive::ReadCdBlocks(const CCommand& command, int32_t block, uint32_t 
     ReadCdRequest request;
     request.expectedType = command.Byte(1) >> 2 & 0x07;
     request.fields = command.Byte(9);
-    if ((command.Byte(10) & kSubChannelMask) != 0)
+    if ((command.Byte(10) & kSubChannelMask) != 0) {
         return sense::kInvalidFieldInCdb;
-    if (count == 0)
+    }
+    if (count == 0) {
         return sense::kGood;
+    }
     uint32_t bytesPerBlock = 0;
     const SenseCode code = m_medium->ReadCd(block, count, request, command.Room(), &bytesPerBlock);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     const size_t bytes = size_t{count} * bytesPerBlock;
-    if (command.Room().size() < bytes)
+    if (command.Room().size() < bytes) {
         return sense::kDataPhaseError;
+    }
     command.Gave(bytes);
     return m_defects.Read(block, command.Room().first(bytes), bytesPerBlock, &m_waitMs);
 }
@@ -75,14 +80,16 @@ SenseCode CDrive::ReadCdMsf(const CCommand& command) {
     const auto blockAt = [&](size_t index) -> std::optional<int32_t> {
         const uint8_t second = command.Byte(index + 1);
         const uint8_t frame = command.Byte(index + 2);
-        if (second >= 60 || frame >= kFramesPerSecond)
+        if (second >= 60 || frame >= kFramesPerSecond) {
             return std::nullopt;
+        }
         return FramesOfMsf(command.Byte(index), second, frame) - kPregapFrames;
     };
     const std::optional<int32_t> begin = blockAt(3);
     const std::optional<int32_t> end = blockAt(6); // the first that is not read
-    if (!begin || !end || *end < *begin)
+    if (!begin || !end || *end < *begin) {
         return sense::kInvalidFieldInCdb;
+    }
     return ReadCdBlocks(command, *begin, static_cast<uint32_t>(*end - *begin));
 }
 
@@ -100,11 +107,13 @@ SenseCode CDrive::VerifyBlocks(int32_t block, uint32_t count, std::span<const ui
     std::array<uint8_t, kDataBlockBytes> found = {};
     for (uint32_t i = 0; i < count; ++i) {
         const SenseCode code = ReadMedium(block + static_cast<int32_t>(i), 1, found);
-        if (!code.IsGood())
+        if (!code.IsGood()) {
             return code;
+        }
         if (!bytes.empty() && !std::equal(found.begin(), found.end(),
-                                          bytes.begin() + std::ptrdiff_t{kDataBlockBytes} * i))
+                                          bytes.begin() + std::ptrdiff_t{kDataBlockBytes} * i)) {
             return sense::kMiscompare;
+        }
     }
     return sense::kGood;
 }
@@ -112,8 +121,9 @@ SenseCode CDrive::VerifyBlocks(int32_t block, uint32_t count, std::span<const ui
 SenseCode CDrive::Verify(const CCommand& command) {
     const uint32_t count = command.Be16(7);
     const bool comparesBytes = command.Bit(1, 0x02);
-    if (comparesBytes && command.Sent().size() < size_t{count} * kDataBlockBytes)
+    if (comparesBytes && command.Sent().size() < size_t{count} * kDataBlockBytes) {
         return sense::kDataPhaseError;
+    }
     return VerifyBlocks(static_cast<int32_t>(command.Be32(2)), count,
                         comparesBytes ? command.Sent() : std::span<const uint8_t>{});
 }
@@ -126,18 +136,21 @@ SenseCode CDrive::CheckWriteParameters() const {
 }
 
 SenseCode CDrive::WriteBlocks(const CCommand& command, uint32_t count) {
-    if (const SenseCode code = CheckWriteParameters(); !code.IsGood())
+    if (const SenseCode code = CheckWriteParameters(); !code.IsGood()) {
         return code;
+    }
     const std::span<const uint8_t> data = command.Sent();
     const auto bytes = static_cast<uint32_t>(data.size());
-    if (count > 0 && !m_speed.HasRoomFor(bytes))
+    if (count > 0 && !m_speed.HasRoomFor(bytes)) {
         return sense::kLongWriteInProgress;
+    }
     const auto block = static_cast<int32_t>(command.Be32(2));
     const std::vector<uint8_t> instead = WithoutLost(block, count, data);
     const SenseCode code = m_medium->Write(m_pages.CurrentWriteParameters(), block, count,
                                            instead.empty() ? data : instead);
-    if (code.IsGood())
+    if (code.IsGood()) {
         m_speed.Take(bytes);
+    }
     return code;
 }
 
@@ -148,13 +161,16 @@ std::vector<uint8_t> CDrive::WithoutLost(int32_t first, uint32_t count,
     const size_t blockBytes = count > 0 ? data.size() / count : 0;
     for (size_t i = 0; i < count; ++i) {
         const int32_t block = first + static_cast<int32_t>(i);
-        if (!m_defects.IsLost(block))
+        if (!m_defects.IsLost(block)) {
             continue;
-        if (instead.empty())
+        }
+        if (instead.empty()) {
             instead.assign(data.begin(), data.end());
+        }
         const std::span<uint8_t> lost = std::span(instead).subspan(i * blockBytes, blockBytes);
-        if (blockBytes != kDataBlockBytes || !m_medium->Read(block, 1, lost).IsGood())
+        if (blockBytes != kDataBlockBytes || !m_medium->Read(block, 1, lost).IsGood()) {
             std::fill(lost.begin(), lost.end(), uint8_t{0});
+        }
     }
     return instead;
 }
@@ -180,16 +196,19 @@ SenseCode CDrive::SynchronizeCache(const CCommand& command) {
     const uint64_t drainMs = m_speed.DrainMs();
     Aftermath aftermath = Aftermath::None;
     const SenseCode code = m_medium->Flush(m_pages.CurrentWriteParameters(), &aftermath);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     const uint64_t now = m_clock.TickMs();
-    if (immediate && drainMs > 0)
+    if (immediate && drainMs > 0) {
         m_operation = Operation{sense::kLongWriteInProgress, now, now + drainMs};
-    else
+    } else {
         m_waitMs += drainMs;
+    }
     // The lead-out follows the data by itself, and the host has to ask when it is done.
-    if (aftermath == Aftermath::LeadOut)
+    if (aftermath == Aftermath::LeadOut) {
         BeginLongOperation(sense::kLongWriteInProgress, true);
+    }
     return sense::kGood;
 }
 
@@ -197,14 +216,16 @@ SenseCode CDrive::CloseTrackSession(const CCommand& command) {
     m_waitMs += m_speed.DrainMs();
     const SenseCode code =
         m_medium->Close(m_pages.CurrentWriteParameters(), command.Byte(2) & 0x07, command.Be16(4));
-    if (code.IsGood())
+    if (code.IsGood()) {
         BeginLongOperation(sense::kOperationInProgress, command.Bit(1, 0x01));
+    }
     return code;
 }
 
 SenseCode CDrive::ReserveTrack(const CCommand& command) {
-    if (const SenseCode code = CheckWriteParameters(); !code.IsGood())
+    if (const SenseCode code = CheckWriteParameters(); !code.IsGood()) {
         return code;
+    }
     return m_medium->Reserve(m_pages.CurrentWriteParameters(), command.Be32(5));
 }
 
@@ -212,8 +233,9 @@ SenseCode CDrive::RepairTrack(const CCommand& command) {
     TrackInformation track;
     const SenseCode code = m_medium->Track(TrackAddress::Track, command.Be16(4),
                                            m_pages.CurrentWriteParameters(), &track);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     // What is written on step by step is never left damaged, and what was to be written in one go
     // can't be gone on with.
     return track.damaged ? sense::kIllegalModeForTrack : sense::kGood;
@@ -221,24 +243,28 @@ SenseCode CDrive::RepairTrack(const CCommand& command) {
 
 SenseCode CDrive::SendOpc(const CCommand& command) {
     // Calibration at the drive's own discretion only; no speeds are sent along.
-    if (command.Be16(7) != 0)
+    if (command.Be16(7) != 0) {
         return sense::kInvalidFieldInCdb;
+    }
     return m_medium->IsWritable() ? sense::kGood : sense::kCannotWriteIncompatibleMedium;
 }
 
 SenseCode CDrive::SendCueSheet(const CCommand& command) {
-    if (const SenseCode code = CheckWriteParameters(); !code.IsGood())
+    if (const SenseCode code = CheckWriteParameters(); !code.IsGood()) {
         return code;
+    }
     const uint32_t bytes = command.Be24(6);
-    if (command.Sent().size() < bytes)
+    if (command.Sent().size() < bytes) {
         return sense::kDataPhaseError;
+    }
     return m_medium->SendCueSheet(m_pages.CurrentWriteParameters(), command.Sent().first(bytes));
 }
 
 SenseCode CDrive::Blank(const CCommand& command) {
     const SenseCode code = m_medium->Blank(command.Byte(1) & 0x07, command.Be32(2));
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     AdoptKind();
     BeginLongOperation(sense::kOperationInProgress, command.Bit(1, 0x10));
     return sense::kGood;
@@ -246,20 +272,24 @@ SenseCode CDrive::Blank(const CCommand& command) {
 
 SenseCode CDrive::FormatUnit(const CCommand& command) {
     // Format data with format code 1 (MMC); the list is a header and one descriptor.
-    if ((command.Byte(1) & 0x1F) != 0x11)
+    if ((command.Byte(1) & 0x1F) != 0x11) {
         return sense::kInvalidFieldInCdb;
-    if (command.Sent().size() < kFormatListBytes)
+    }
+    if (command.Sent().size() < kFormatListBytes) {
         return sense::kParameterListLength;
+    }
     const std::span<const uint8_t> list = command.Sent().first(kFormatListBytes);
     // The options of byte 1 mean something only where FOV says so; a try-out is not known.
     const bool areOptionsGood =
         (list[1] & kFormatTryOut) == 0 &&
         ((list[1] & kFormatOptionsValid) != 0 || (list[1] & kFormatOptions) == 0);
-    if (LoadBe16(&list[2]) != kFormatListBytes - 4 || !areOptionsGood)
+    if (LoadBe16(&list[2]) != kFormatListBytes - 4 || !areOptionsGood) {
         return sense::kInvalidFieldInParameterList;
+    }
     const SenseCode code = m_medium->FormatMedium(list);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     AdoptKind();
     BeginLongOperation(sense::kFormatInProgress, (list[1] & kFormatImmediate) != 0);
     return sense::kGood;

@@ -20,8 +20,9 @@ bool CDefects::Load(const std::string& folder, std::string* problem) {
     m_rules.clear();
     const std::string path = folder + "/" + kDefectsName;
     std::error_code error;
-    if (!std::filesystem::exists(path, error) && !error)
+    if (!std::filesystem::exists(path, error) && !error) {
         return true;
+    }
     std::ifstream file(path, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     if (!file) {
@@ -40,13 +41,15 @@ bool CDefects::Load(const std::string& folder, std::string* problem) {
 // "100:" or "100-199:".
 bool CDefects::ParseBlocks(std::string_view text, Rule* rule) {
     constexpr uint64_t kMostBlocks = 0x1000'0000;
-    if (!TakeNumber(text, kDecimal, kMostBlocks, 0, &rule->first))
+    if (!TakeNumber(text, kDecimal, kMostBlocks, 0, &rule->first)) {
         return false;
+    }
     rule->last = rule->first;
     if (text.starts_with('-')) {
         text.remove_prefix(1);
-        if (!TakeNumber(text, kDecimal, kMostBlocks, 0, &rule->last))
+        if (!TakeNumber(text, kDecimal, kMostBlocks, 0, &rule->last)) {
             return false;
+        }
     }
     return text == ":" && rule->first <= rule->last;
 }
@@ -58,8 +61,9 @@ bool CDefects::ParseKind(std::string_view text, Rule* rule) {
     if (at != std::string_view::npos) {
         std::string_view count = text.substr(at + 1);
         if (!TakeNumber(count, kDecimal, UINT64_MAX, 0, &rule->onlyAt) || !count.empty() ||
-            rule->onlyAt == 0)
+            rule->onlyAt == 0) {
             return false;
+        }
         text = text.substr(0, at);
     }
     const size_t equals = text.find('=');
@@ -68,10 +72,12 @@ bool CDefects::ParseKind(std::string_view text, Rule* rule) {
                  : name == "lost" ? Kind::Lost
                  : name == "slow" ? Kind::Slow
                                   : Kind::Unreadable;
-    if (rule->kind == Kind::Lost)
+    if (rule->kind == Kind::Lost) {
         return text == "lost" && rule->onlyAt == 0;
-    if (rule->kind == Kind::Unreadable)
+    }
+    if (rule->kind == Kind::Unreadable) {
         return text == "unreadable";
+    }
     std::string_view number = text.substr(std::min(equals, text.size() - 1) + 1);
     const uint64_t most = rule->kind == Kind::Flip ? kAudioBlockBytes * 8 - 1 : kMostMs;
     return TakeNumber(number, kDecimal, most, 0, &rule->value) && number.empty();
@@ -84,19 +90,24 @@ SenseCode CDefects::Read(int32_t block, std::span<uint8_t> data, size_t blockByt
     for (Rule& rule : m_rules) {
         const int32_t first = std::max(rule.first, block);
         const int32_t behind = std::min(rule.last + 1, end);
-        if (first >= behind)
+        if (first >= behind) {
             continue;
+        }
         ++rule.reads;
-        if (rule.onlyAt != 0 && rule.reads != rule.onlyAt)
+        if (rule.onlyAt != 0 && rule.reads != rule.onlyAt) {
             continue;
-        if (rule.kind == Kind::Unreadable)
+        }
+        if (rule.kind == Kind::Unreadable) {
             code = sense::kUnrecoveredRead;
-        if (rule.kind == Kind::Slow)
+        }
+        if (rule.kind == Kind::Slow) {
             *waitMs += uint64_t{rule.value} * static_cast<uint32_t>(behind - first);
+        }
         const size_t byte = rule.value / 8;
-        for (int32_t i = first; rule.kind == Kind::Flip && byte < blockBytes && i < behind; ++i)
+        for (int32_t i = first; rule.kind == Kind::Flip && byte < blockBytes && i < behind; ++i) {
             data[static_cast<size_t>(i - block) * blockBytes + byte] ^=
                 static_cast<uint8_t>(1U << (rule.value % 8));
+        }
     }
     return code;
 }

@@ -24,8 +24,9 @@ constexpr uint8_t kFirstCommonStructure = 0x80;
 } // namespace
 
 SenseCode CDrive::ReadDiscInformation(const CCommand& command) {
-    if ((command.Byte(1) & 0x07) != 0) // only the standard information
+    if ((command.Byte(1) & 0x07) != 0) { // only the standard information
         return sense::kInvalidFieldInCdb;
+    }
     const DiscInformation information = m_medium->Information(m_pages.CurrentWriteParameters());
     CAnswer answer(kDiscInformationBytes);
     answer.Set16(0, kDiscInformationBytes - 2);
@@ -48,13 +49,15 @@ SenseCode CDrive::ReadDiscInformation(const CCommand& command) {
 
 SenseCode CDrive::ReadTrackInformation(const CCommand& command) {
     const uint8_t by = command.Byte(1) & 0x03;
-    if (by > static_cast<uint8_t>(TrackAddress::Session))
+    if (by > static_cast<uint8_t>(TrackAddress::Session)) {
         return sense::kInvalidFieldInCdb;
+    }
     TrackInformation track;
     const SenseCode code = m_medium->Track(static_cast<TrackAddress>(by), command.Be32(2),
                                            m_pages.CurrentWriteParameters(), &track);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     CAnswer answer(kTrackInformationBytes);
     answer.Set16(0, kTrackInformationBytes - 2);
     answer[2] = static_cast<uint8_t>(track.number);
@@ -79,12 +82,14 @@ SenseCode CDrive::ReadTrackInformation(const CCommand& command) {
 SenseCode CDrive::ReadToc(const CCommand& command) {
     // The format once stood in the top bits of the control byte; hosts still put it there.
     uint8_t format = command.Byte(2) & 0x0F;
-    if (format == 0)
+    if (format == 0) {
         format = command.Byte(9) >> 6;
+    }
     CAnswer answer(2);
     const SenseCode code = m_medium->Toc(format, command.Bit(1, 0x02), command.Byte(6), answer);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     answer.Set16(0, static_cast<uint32_t>(answer.Size() - 2));
     command.Answer(answer.Bytes(), command.Be16(7));
     return sense::kGood;
@@ -101,8 +106,9 @@ SenseCode CDrive::ReadCapacity(const CCommand& command) {
 SenseCode CDrive::ReadFormatCapacities(const CCommand& command) {
     std::vector<FormatCapacity> capacities = {
         {.blocks = kMaxFormatBlocks, .type = kFormatNoMedium}};
-    if (m_medium != nullptr)
+    if (m_medium != nullptr) {
         capacities = m_medium->FormatCapacities();
+    }
     CAnswer answer(4);
     for (size_t i = 0; i < capacities.size(); ++i) {
         answer.Append32(capacities[i].blocks);
@@ -118,13 +124,15 @@ SenseCode CDrive::ReadFormatCapacities(const CCommand& command) {
 SenseCode CDrive::ReadDiscStructure(const CCommand& command) {
     // From 80h on formats mean the same for all media types.
     if (command.Byte(7) < kFirstCommonStructure &&
-        (command.Byte(1) & 0x0F) != m_medium->StructureMediaType())
+        (command.Byte(1) & 0x0F) != m_medium->StructureMediaType()) {
         return sense::kCannotReadIncompatibleMedium;
+    }
     CAnswer answer(kStructureHeaderBytes);
     const SenseCode code =
         m_medium->ReadStructure(command.Byte(7), command.Be32(2), command.Byte(6), answer);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     answer.Set16(0, static_cast<uint32_t>(answer.Size() - 2));
     command.Answer(answer.Bytes(), command.Be16(8));
     return sense::kGood;
@@ -132,10 +140,12 @@ SenseCode CDrive::ReadDiscStructure(const CCommand& command) {
 
 SenseCode CDrive::SendDiscStructure(const CCommand& command) {
     const uint32_t bytes = command.Be16(8);
-    if (command.Sent().size() < bytes)
+    if (command.Sent().size() < bytes) {
         return sense::kDataPhaseError;
-    if (bytes < kStructureHeaderBytes)
+    }
+    if (bytes < kStructureHeaderBytes) {
         return sense::kParameterListLength;
+    }
     return m_medium->SendStructure(command.Byte(7),
                                    command.Sent().first(bytes).subspan(kStructureHeaderBytes));
 }

@@ -75,14 +75,18 @@ std::string ToText(const DiscState& state) {
     disc.put("capacity", state.capacity);
     disc.put("finalized", state.finalized);
     ptree extra;
-    for (const auto& [name, value] : state.extra)
+    for (const auto& [name, value] : state.extra) {
         extra.put(name, value);
-    if (!extra.empty())
+    }
+    if (!extra.empty()) {
         root.put_child("extra", extra);
-    for (const DiscSession& session : state.sessions)
+    }
+    for (const DiscSession& session : state.sessions) {
         root.put_child(Format("session-%02u", session.number), {}).put("lead-out", session.leadOut);
-    for (const DiscTrack& track : state.tracks)
+    }
+    for (const DiscTrack& track : state.tracks) {
         root.put_child(Format("track-%03u", track.number), TrackToTree(track));
+    }
     std::ostringstream text;
     boost::property_tree::write_ini(text, root);
     return text.str();
@@ -105,14 +109,17 @@ bool IsConsistent(const DiscState& state) {
                                          track.reserved + track.runOut <=
                                      kMostBlocks;
         const bool isFileGood = !track.file.empty() && track.file.find('/') == std::string::npos;
-        if (!isNext || !isBlockGood || !isPlaceGood || !isFileGood)
+        if (!isNext || !isBlockGood || !isPlaceGood || !isFileGood) {
             return false;
+        }
         number = track.number;
         session = track.session;
     }
-    for (size_t i = 0; i < state.sessions.size(); ++i)
-        if (state.sessions[i].number != i + 1 || state.sessions[i].leadOut < 0)
+    for (size_t i = 0; i < state.sessions.size(); ++i) {
+        if (state.sessions[i].number != i + 1 || state.sessions[i].leadOut < 0) {
             return false;
+        }
+    }
     // Every closed session has its tracks; one more may be open.
     const size_t closed = state.sessions.size();
     return state.capacity > 0 && state.capacity <= kMostBlocks &&
@@ -132,16 +139,18 @@ DiscState FromText(const std::string& text) {
     for (const auto& [name, section] : root) {
         unsigned number = 0;
         if (name == "extra") {
-            for (const auto& [key, value] : section)
+            for (const auto& [key, value] : section) {
                 state.extra[key] = value.get_value<uint32_t>();
+            }
         } else if (std::sscanf(name.c_str(), "session-%u", &number) == 1) {
             state.sessions.push_back({number, section.get<int32_t>("lead-out")});
         } else if (std::sscanf(name.c_str(), "track-%u", &number) == 1) {
             state.tracks.push_back(TrackFromTree(number, section));
         }
     }
-    if (!IsConsistent(state))
+    if (!IsConsistent(state)) {
         throw boost::property_tree::ptree_error("contradictory state");
+    }
     return state;
 }
 
@@ -149,10 +158,12 @@ bool WriteAll(int descriptor, uint64_t offset, std::span<const uint8_t> bytes) {
     while (!bytes.empty()) {
         const ssize_t count =
             ::pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-        if (count < 0 && errno == EINTR)
+        if (count < 0 && errno == EINTR) {
             continue;
-        if (count <= 0)
+        }
+        if (count <= 0) {
             return false;
+        }
         bytes = bytes.subspan(static_cast<size_t>(count));
         offset += static_cast<uint64_t>(count);
     }
@@ -164,11 +175,13 @@ bool LeaveHole(int descriptor, uint64_t offset, std::span<const uint8_t> bytes) 
     struct stat status = {};
     const bool areZeros = !bytes.empty() && bytes[0] == 0 &&
                           std::equal(bytes.begin() + 1, bytes.end(), bytes.begin());
-    if (!areZeros || ::fstat(descriptor, &status) != 0)
+    if (!areZeros || ::fstat(descriptor, &status) != 0) {
         return false;
+    }
     const auto size = static_cast<uint64_t>(status.st_size);
-    if (offset >= size)
+    if (offset >= size) {
         return ::ftruncate(descriptor, static_cast<off_t>(offset + bytes.size())) == 0;
+    }
     return offset + bytes.size() <= size &&
            ::fallocate(descriptor, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
                        static_cast<off_t>(offset), static_cast<off_t>(bytes.size())) == 0;
@@ -180,8 +193,9 @@ bool ReplaceFile(const std::string& path, const std::string& text) {
         std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
         file << text;
         file.close();
-        if (!file)
+        if (!file) {
             return false;
+        }
     }
     return std::rename(fresh.c_str(), path.c_str()) == 0;
 }
@@ -204,15 +218,17 @@ bool CDiscStore::Create(const std::string& folder, const DiscState& state) {
         return entry.path().filename() != kDefectsName;
     };
     if (error || std::any_of(std::filesystem::directory_iterator(folder, error), {}, isOther) ||
-        error)
+        error) {
         return false;
+    }
     return ReplaceFile(folder + "/" + kStateName, ToText(state));
 }
 
 bool CDiscStore::Open(const std::string& folder) {
     std::ifstream file(folder + "/" + kStateName, std::ios::binary);
-    if (!file)
+    if (!file) {
         return false;
+    }
     std::ostringstream text;
     text << file.rdbuf();
     try {
@@ -231,17 +247,20 @@ bool CDiscStore::Save() {
 
 bool CDiscStore::SaveCue() {
     const auto isAudio = [](const DiscTrack& track) { return !track.IsData(); };
-    if (std::none_of(m_state.tracks.begin(), m_state.tracks.end(), isAudio))
+    if (std::none_of(m_state.tracks.begin(), m_state.tracks.end(), isAudio)) {
         return true;
+    }
     std::string text;
     const std::string* lastFile = nullptr;
     for (const DiscTrack& track : m_state.tracks) {
-        if (lastFile == nullptr || *lastFile != track.file)
+        if (lastFile == nullptr || *lastFile != track.file) {
             text += Format("FILE \"%s\" BINARY\n", track.file.c_str());
+        }
         lastFile = &track.file;
         text += Format("  TRACK %02u %s\n", track.number, track.IsData() ? "MODE1/2048" : "AUDIO");
-        if (track.pregap > 0)
+        if (track.pregap > 0) {
             text += IndexLine(0, track.start - track.pregap - track.fileStart);
+        }
         text += IndexLine(1, track.start - track.fileStart);
     }
     return ReplaceFile(m_folder + "/" + kCueName, text);
@@ -263,12 +282,15 @@ bool CDiscStore::Read(const std::string& file, uint64_t offset, std::span<uint8_
     while (descriptor >= 0 && !bytes.empty()) {
         const ssize_t count =
             ::pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-        if (count < 0 && errno == EINTR)
+        if (count < 0 && errno == EINTR) {
             continue;
-        if (count < 0)
+        }
+        if (count < 0) {
             return false;
-        if (count == 0)
+        }
+        if (count == 0) {
             break;
+        }
         bytes = bytes.subspan(static_cast<size_t>(count));
         offset += static_cast<uint64_t>(count);
     }
@@ -279,43 +301,51 @@ bool CDiscStore::Read(const std::string& file, uint64_t offset, std::span<uint8_
 uint64_t CDiscStore::FileBytes(const std::string& file) const {
     struct stat status = {};
     const int descriptor = Descriptor(file, false);
-    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
+    if (descriptor < 0 || ::fstat(descriptor, &status) != 0) {
         return 0;
+    }
     return static_cast<uint64_t>(status.st_size);
 }
 
 bool CDiscStore::Erase() {
     std::set<std::string> files = {kCueName};
-    for (const DiscTrack& track : m_state.tracks)
+    for (const DiscTrack& track : m_state.tracks) {
         files.insert(track.file);
+    }
     m_state.tracks.clear();
     m_state.sessions.clear();
     m_state.finalized = false;
     // The state goes first: files that no track names are no part of the disc.
-    if (!Save())
+    if (!Save()) {
         return false;
+    }
     CloseFiles();
-    for (const std::string& file : files)
+    for (const std::string& file : files) {
         ::unlink((m_folder + "/" + file).c_str());
+    }
     return true;
 }
 
 int CDiscStore::Descriptor(const std::string& file, bool create) const {
     const auto known = m_descriptors.find(file);
-    if (known != m_descriptors.end())
+    if (known != m_descriptors.end()) {
         return known->second;
+    }
     const std::string path = m_folder + "/" + file;
     int descriptor = ::open(path.c_str(), O_RDWR | O_CLOEXEC | (create ? O_CREAT : 0), 0666);
-    if (descriptor < 0 && !create)
+    if (descriptor < 0 && !create) {
         descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor >= 0)
+    }
+    if (descriptor >= 0) {
         m_descriptors[file] = descriptor;
+    }
     return descriptor;
 }
 
 void CDiscStore::CloseFiles() {
-    for (const auto& [file, descriptor] : m_descriptors)
+    for (const auto& [file, descriptor] : m_descriptors) {
         ::close(descriptor);
+    }
     m_descriptors.clear();
 }
 

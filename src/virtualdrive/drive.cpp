@@ -88,39 +88,49 @@ CDrive::Outcome CDrive::Run(const CCommand& command) {
         return outcome;
     }
     outcome.code = Check(*row);
-    if (outcome.code.IsGood())
+    if (outcome.code.IsGood()) {
         outcome.code = (this->*row->handler)(command);
-    if (m_operation && outcome.code == m_operation->code)
+    }
+    if (m_operation && outcome.code == m_operation->code) {
         outcome.progress = Progress();
+    }
     outcome.waitMs = m_waitMs;
     outcome.ejected = m_ejected;
-    if (outcome.code.IsGood())
+    if (outcome.code.IsGood()) {
         outcome.moved = command.Moved();
+    }
     return outcome;
 }
 
 SenseCode CDrive::Check(const Row& row) {
-    if ((row.needs & UnitAttention) != 0)
-        if (const SenseCode attention = TakeAttention(); !attention.IsGood())
+    if ((row.needs & UnitAttention) != 0) {
+        if (const SenseCode attention = TakeAttention(); !attention.IsGood()) {
             return attention;
-    if ((row.needs & Medium) != 0 && m_medium == nullptr)
+        }
+    }
+    if ((row.needs & Medium) != 0 && m_medium == nullptr) {
         return NoMedium();
+    }
     if ((row.needs & Ready) != 0) {
         Wake();
-        if (IsSpinningUp())
+        if (IsSpinningUp()) {
             return sense::kBecomingReady;
+        }
     }
-    if ((row.needs & Idle) != 0 && IsBusy())
+    if ((row.needs & Idle) != 0 && IsBusy()) {
         return m_operation->code;
+    }
     return sense::kGood;
 }
 
 SenseCode CDrive::TakeAttention() {
-    if (std::exchange(m_hasReset, false))
+    if (std::exchange(m_hasReset, false)) {
         return sense::kPowerOnOrReset;
+    }
     // The event is the change from not ready to ready (SPC, "Unit attention conditions").
-    if (!IsSpinningUp() && std::exchange(m_hasAttention, false))
+    if (!IsSpinningUp() && std::exchange(m_hasAttention, false)) {
         return sense::kMediumMayHaveChanged;
+    }
     return sense::kGood;
 }
 
@@ -138,8 +148,9 @@ void CDrive::Wake() {
     const bool rests = m_timing.restMs > 0 && !IsBusy() && m_speed.DrainMs() == 0 &&
                        now >= std::max(m_usedTick, m_readyTick) + m_timing.restMs;
     m_usedTick = now;
-    if (rests)
+    if (rests) {
         SpinUp();
+    }
 }
 
 SenseCode CDrive::NoMedium() const {
@@ -147,8 +158,9 @@ SenseCode CDrive::NoMedium() const {
 }
 
 bool CDrive::IsBusy() {
-    if (m_operation && m_clock.TickMs() >= m_operation->end)
+    if (m_operation && m_clock.TickMs() >= m_operation->end) {
         m_operation.reset();
+    }
     return m_operation.has_value();
 }
 
@@ -159,23 +171,27 @@ uint16_t CDrive::Progress() {
 }
 
 void CDrive::BeginLongOperation(const SenseCode& code, bool immediate) {
-    if (m_timing.longOperationMs == 0)
+    if (m_timing.longOperationMs == 0) {
         return;
+    }
     const uint64_t now = m_clock.TickMs();
     const uint64_t end = now + m_waitMs + m_timing.longOperationMs;
     m_operation = Operation{code, now, end};
     m_usedTick = end;
-    if (!immediate)
+    if (!immediate) {
         m_waitMs += m_timing.longOperationMs;
+    }
 }
 
 bool CDrive::Insert(const std::string& folder) {
     auto store = std::make_unique<CDiscStore>();
-    if (!store->Open(folder))
+    if (!store->Open(folder)) {
         return false;
+    }
     const MediumKind* kind = FindMediumKind(store->State().kind);
-    if (kind == nullptr)
+    if (kind == nullptr) {
         return false;
+    }
     if (std::string problem; !m_defects.Load(folder, &problem)) {
         std::fprintf(stderr, "%s/%s: %s\n", folder.c_str(), kDefectsName, problem.c_str());
         return false;
@@ -197,8 +213,9 @@ bool CDrive::Insert(const std::string& folder) {
 }
 
 void CDrive::AdoptKind() {
-    if (m_store->State().kind == m_kind)
+    if (m_store->State().kind == m_kind) {
         return;
+    }
     m_kind = m_store->State().kind;
     m_medium = FindMediumKind(m_kind)->make(*m_store);
     m_hasProfileEvent = true;
@@ -206,25 +223,29 @@ void CDrive::AdoptKind() {
 
 void CDrive::RunBackground() {
     const uint64_t now = m_clock.TickMs();
-    if (m_medium != nullptr && m_timing.longOperationMs > 0 && !IsBusy())
+    if (m_medium != nullptr && m_timing.longOperationMs > 0 && !IsBusy()) {
         m_medium->RunBackground(static_cast<double>(now - m_backgroundTick) /
                                 (kBackgroundLength * m_timing.longOperationMs));
+    }
     m_backgroundTick = now;
 }
 
 bool CDrive::LayOnTray(const std::string& folder) {
-    if (!m_isTrayOpen)
+    if (!m_isTrayOpen) {
         return false;
+    }
     m_onTray = folder;
     return true;
 }
 
 bool CDrive::CloseTray() {
-    if (!m_isTrayOpen)
+    if (!m_isTrayOpen) {
         return false;
+    }
     m_isTrayOpen = false;
-    if (!m_onTray.empty())
+    if (!m_onTray.empty()) {
         Insert(m_onTray);
+    }
     return true;
 }
 
@@ -253,8 +274,9 @@ void CDrive::Remove() {
 }
 
 void CDrive::TakeOut(bool openTray) {
-    if (openTray && m_isTrayOpen)
+    if (openTray && m_isTrayOpen) {
         return; // what lies in it stays there
+    }
     if (m_medium != nullptr) {
         m_mediaEvent = MediaEvent::Removal;
         m_hasProfileEvent = true;
@@ -288,18 +310,22 @@ SpeedReport CDrive::Speeds() const {
     report.currentReadKB = m_readKB;
     report.currentWriteKB = m_writeKB;
     report.bufferKB = m_timing.bufferKB;
-    if (m_medium != nullptr)
+    if (m_medium != nullptr) {
         report.writeKB = m_medium->WriteSpeeds();
+    }
     return report;
 }
 
 uint32_t CDrive::ClosestWriteSpeed(uint32_t kiloBytes) const {
     // The fastest one that is not above the wish, or the slowest.
-    if (m_medium == nullptr || m_medium->WriteSpeeds().empty())
+    if (m_medium == nullptr || m_medium->WriteSpeeds().empty()) {
         return 0;
-    for (const uint32_t speed : m_medium->WriteSpeeds())
-        if (speed <= kiloBytes)
+    }
+    for (const uint32_t speed : m_medium->WriteSpeeds()) {
+        if (speed <= kiloBytes) {
             return speed;
+        }
+    }
     return m_medium->WriteSpeeds().back();
 }
 

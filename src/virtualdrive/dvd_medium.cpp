@@ -51,8 +51,9 @@ constexpr uint8_t kDiscSize120 = 0x0F;     // 120 mm, maximum rate not specified
 constexpr uint32_t kFirstSector = 0x30000; // physical sector number of block 0
 
 void PutText(CAnswer& answer, size_t offset, std::string_view text) {
-    for (size_t i = 0; i < text.size(); ++i)
+    for (size_t i = 0; i < text.size(); ++i) {
         answer[offset + i] = static_cast<uint8_t>(text[i]);
+    }
 }
 
 } // namespace
@@ -90,8 +91,9 @@ void AppendPhysicalFormat(const DvdFacts& facts, const DvdShape& shape, CAnswer&
     const uint8_t layerType = facts.isRewritable ? 4 : 2;
     answer[at + 2] = static_cast<uint8_t>((facts.layers - 1) << 5 | layerType);
     // Two layers of recordable discs run in opposite directions: bit 4 tells.
-    if (facts.layers == 2)
+    if (facts.layers == 2) {
         answer[at + 2] |= 0x10;
+    }
     answer.Set32(at + 4, kFirstSector);
     const uint32_t layer0 = facts.layers == 2 ? shape.layerBoundary : shape.capacity;
     answer.Set32(at + 8, kFirstSector + shape.capacity - 1);
@@ -141,8 +143,9 @@ SenseCode AppendStructure(const DvdFacts& facts, const DvdShape& shape, uint8_t 
 void AppendStructureList(const DvdFacts& facts, const DvdShape& shape, CAnswer& answer) {
     for (const uint8_t format : kStructureFormats) {
         CAnswer structure;
-        if (!AppendStructure(facts, shape, format, structure).IsGood())
+        if (!AppendStructure(facts, shape, format, structure).IsGood()) {
             continue;
+        }
         constexpr uint8_t readable = 0x40;
         answer.Append({format, readable});
         answer.Append16(static_cast<uint32_t>(structure.Size()) + 2);
@@ -153,8 +156,9 @@ void AppendStructureList(const DvdFacts& facts, const DvdShape& shape, CAnswer& 
 
 SenseCode ReadDvdStructure(const DvdFacts& facts, const DvdShape& shape, uint8_t format,
                            uint8_t layer, CAnswer& answer) {
-    if (layer >= facts.layers)
+    if (layer >= facts.layers) {
         return sense::kInvalidFieldInCdb;
+    }
     if (format == kStructureList) {
         AppendStructureList(facts, shape, answer);
         return sense::kGood;

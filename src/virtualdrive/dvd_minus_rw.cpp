@@ -28,8 +28,9 @@ bool IsParameterGood(const FormatDescriptor& descriptor) {
 
 void AppendMinusRwFormats(uint32_t capacity, std::vector<FormatCapacity>& capacities) {
     capacities.push_back({.blocks = capacity, .type = kFormatFull});
-    for (const uint8_t type : {kMinusRwFullInPackets, kMinusRwQuick})
+    for (const uint8_t type : {kMinusRwFullInPackets, kMinusRwQuick}) {
         capacities.push_back({.blocks = capacity, .type = type, .parameter = kEccBlockBlocks});
+    }
 }
 
 SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
@@ -38,11 +39,13 @@ SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
     const bool isQuick = descriptor.type == kMinusRwQuick;
     const bool isKnown =
         isQuick || descriptor.type == kFormatFull || descriptor.type == kMinusRwFullInPackets;
-    if (!isKnown || !IsParameterGood(descriptor))
+    if (!isKnown || !IsParameterGood(descriptor)) {
         return sense::kInvalidFieldInParameterList;
+    }
     const uint32_t blocks = descriptor.blocks == kAllBlocks ? capacity : descriptor.blocks;
-    if (blocks > capacity || blocks % kEccBlockBlocks != 0 || (blocks == 0 && !isQuick))
+    if (blocks > capacity || blocks % kEccBlockBlocks != 0 || (blocks == 0 && !isQuick)) {
         return sense::kInvalidFieldInParameterList;
+    }
     DiscState& state = store.State();
     state.kind = kMinusRwOverwriteKind;
     state.extra.clear();
@@ -52,13 +55,15 @@ SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
 }
 
 SenseCode BlankMinusRw(CDiscStore& store, uint8_t type) {
-    if (type != kBlankAll && type != kBlankMinimal)
+    if (type != kBlankAll && type != kBlankMinimal) {
         return sense::kInvalidFieldInCdb;
+    }
     DiscState& state = store.State();
     state.kind = kMinusRwSequentialKind;
     state.extra.clear();
-    if (type == kBlankMinimal)
+    if (type == kBlankMinimal) {
         state.extra[kOneGoOnly] = 1;
+    }
     return store.Erase() ? sense::kGood : sense::kWriteError;
 }
 
@@ -80,10 +85,11 @@ bool CDvdMinusRwOverwriteMedium::IsFeatureCurrent(uint16_t code) const {
 }
 
 void CDvdMinusRwOverwriteMedium::AdjustFeature(uint16_t code, std::vector<uint8_t>& payload) const {
-    if (code == feature::kRigidRestrictedOverwrite)
+    if (code == feature::kRigidRestrictedOverwrite) {
         payload[0] = 0x03; // formats with an open session, and BLANK
-    else
+    } else {
         CDvdMedium::AdjustFeature(code, payload);
+    }
 }
 
 DiscInformation CDvdMinusRwOverwriteMedium::Information(const WriteParameters&) const {
@@ -97,14 +103,16 @@ DiscInformation CDvdMinusRwOverwriteMedium::Information(const WriteParameters&) 
 std::vector<FormatCapacity> CDvdMinusRwOverwriteMedium::FormatCapacities() const {
     std::vector<FormatCapacity> capacities = {
         {.blocks = FormattedBlocks(), .type = kTypeFormatted}};
-    if (IsSessionOpen())
+    if (IsSessionOpen()) {
         capacities.front() = {.blocks = Capacity(), .type = kTypeOpenSession};
+    }
     AppendMinusRwFormats(Capacity(), capacities);
     if (!IsSessionOpen()) {
-        for (const uint8_t type : {kMinusRwQuickGrow, kMinusRwGrow})
+        for (const uint8_t type : {kMinusRwQuickGrow, kMinusRwGrow}) {
             capacities.push_back({.blocks = Capacity() - ClosedBlocks(),
                                   .type = type,
                                   .parameter = kEccBlockBlocks});
+        }
     }
     return capacities;
 }
@@ -121,17 +129,20 @@ SenseCode CDvdMinusRwOverwriteMedium::CheckParameters(const WriteParameters& par
 
 SenseCode CDvdMinusRwOverwriteMedium::CheckWrite(int32_t block, uint32_t count) const {
     const auto begin = static_cast<uint32_t>(block);
-    if (!IsInside(block, count, IsSessionOpen() ? Capacity() : FormattedBlocks()))
+    if (!IsInside(block, count, IsSessionOpen() ? Capacity() : FormattedBlocks())) {
         return sense::kAddressOutOfRange;
+    }
     const bool isAligned = begin % kEccBlockBlocks == 0 && count % kEccBlockBlocks == 0;
     return isAligned && begin <= FormattedBlocks() ? sense::kGood : sense::kInvalidAddressForWrite;
 }
 
 SenseCode CDvdMinusRwOverwriteMedium::Close(const WriteParameters&, uint8_t function, uint16_t) {
-    if (function != kCloseSession)
+    if (function != kCloseSession) {
         return sense::kInvalidFieldInCdb;
-    if (!IsSessionOpen())
+    }
+    if (!IsSessionOpen()) {
         return sense::kGood;
+    }
     State().extra[kFormatted] = std::max(FormattedBlocks(), kEccBlockBlocks);
     State().extra[kSessionOpen] = 0;
     return Keep();
@@ -139,24 +150,27 @@ SenseCode CDvdMinusRwOverwriteMedium::Close(const WriteParameters&, uint8_t func
 
 SenseCode CDvdMinusRwOverwriteMedium::Grow(const FormatDescriptor& descriptor) {
     const uint32_t room = Capacity() - ClosedBlocks();
-    if (IsSessionOpen() || room == 0 || !IsParameterGood(descriptor))
+    if (IsSessionOpen() || room == 0 || !IsParameterGood(descriptor)) {
         return sense::kInvalidFieldInParameterList;
+    }
     if (descriptor.type == kMinusRwQuickGrow) {
         State().extra[kFormatted] = ClosedBlocks();
         State().extra[kSessionOpen] = 1;
         return Keep();
     }
     const uint32_t blocks = descriptor.blocks == kAllBlocks ? room : descriptor.blocks;
-    if (blocks > room || blocks % kEccBlockBlocks != 0)
+    if (blocks > room || blocks % kEccBlockBlocks != 0) {
         return sense::kInvalidFieldInParameterList;
+    }
     State().extra[kFormatted] = ClosedBlocks() + blocks;
     return Keep();
 }
 
 SenseCode CDvdMinusRwOverwriteMedium::FormatMedium(std::span<const uint8_t> parameterList) {
     const FormatDescriptor descriptor = ParseFormatList(parameterList);
-    if (descriptor.type == kMinusRwQuickGrow || descriptor.type == kMinusRwGrow)
+    if (descriptor.type == kMinusRwQuickGrow || descriptor.type == kMinusRwGrow) {
         return Grow(descriptor);
+    }
     return FormatMinusRw(Store(), Capacity(), parameterList);
 }
 

@@ -66,27 +66,31 @@ uint32_t CDvdPlusRwMedium::FormattedBlocks() const {
 std::vector<FormatCapacity> CDvdPlusRwMedium::FormatCapacities() const {
     const bool isFormatted = FormatStatus() != kNone;
     const FormatCapacity whole = {.blocks = Capacity(), .type = kFormatPlusRw, .parameter = 0};
-    if (!isFormatted)
+    if (!isFormatted) {
         return {{.blocks = Capacity(), .type = 1}, whole};
+    }
     return {{.blocks = FormattedBlocks(), .type = 2}, whole};
 }
 
 SenseCode CDvdPlusRwMedium::CheckWrite(int32_t block, uint32_t count) const {
-    if (FormatStatus() == kNone)
+    if (FormatStatus() == kNone) {
         return sense::kMediumNotFormatted;
+    }
     return IsInside(block, count, FormattedBlocks()) ? sense::kGood : sense::kAddressOutOfRange;
 }
 
 SenseCode CDvdPlusRwMedium::Flush(const WriteParameters&, Aftermath*) {
-    if (FormatStatus() != kRunning || Reach() < Capacity())
+    if (FormatStatus() != kRunning || Reach() < Capacity()) {
         return sense::kGood;
+    }
     State().extra[kBackground] = kComplete;
     return Keep();
 }
 
 SenseCode CDvdPlusRwMedium::StopFormat() {
-    if (FormatStatus() != kRunning)
+    if (FormatStatus() != kRunning) {
         return sense::kGood;
+    }
     State().extra[kFormatted] = Reach();
     State().extra[kBackground] = Reach() < Capacity() ? kInterrupted : kComplete;
     return Keep();
@@ -101,13 +105,16 @@ SenseCode CDvdPlusRwMedium::Close(const WriteParameters&, uint8_t function, uint
 SenseCode CDvdPlusRwMedium::FormatMedium(std::span<const uint8_t> parameterList) {
     const FormatDescriptor descriptor = ParseFormatList(parameterList);
     if (descriptor.type != kFormatPlusRw || descriptor.parameter > kRestart ||
-        (descriptor.blocks != Capacity() && descriptor.blocks != kAllBlocks))
+        (descriptor.blocks != Capacity() && descriptor.blocks != kAllBlocks)) {
         return sense::kInvalidFieldInParameterList;
+    }
     if (descriptor.parameter == kRestart) {
-        if (FormatStatus() == kNone)
+        if (FormatStatus() == kNone) {
             return sense::kInvalidFieldInParameterList;
-        if (FormatStatus() == kInterrupted)
+        }
+        if (FormatStatus() == kInterrupted) {
             State().extra[kBackground] = kRunning;
+        }
         return Keep();
     }
     State().extra[kBackground] = kRunning;
@@ -116,12 +123,14 @@ SenseCode CDvdPlusRwMedium::FormatMedium(std::span<const uint8_t> parameterList)
 }
 
 void CDvdPlusRwMedium::RunBackground(double share) {
-    if (FormatStatus() != kRunning)
+    if (FormatStatus() != kRunning) {
         return;
+    }
     const double reach = Extra(kFormatted) + share * Capacity();
     State().extra[kFormatted] = static_cast<uint32_t>(std::min<double>(reach, Capacity()));
-    if (Reach() == Capacity())
+    if (Reach() == Capacity()) {
         StopFormat();
+    }
 }
 
 // --- DVD-RAM ---
@@ -155,8 +164,9 @@ SenseCode CDvdRamMedium::Close(const WriteParameters&, uint8_t, uint16_t) {
 SenseCode CDvdRamMedium::FormatMedium(std::span<const uint8_t> parameterList) {
     const FormatDescriptor descriptor = ParseFormatList(parameterList);
     if (descriptor.type != kFormatFull ||
-        (descriptor.blocks != Capacity() && descriptor.blocks != kAllBlocks))
+        (descriptor.blocks != Capacity() && descriptor.blocks != kAllBlocks)) {
         return sense::kInvalidFieldInParameterList;
+    }
     return Store().Erase() ? sense::kGood : sense::kWriteError;
 }
 

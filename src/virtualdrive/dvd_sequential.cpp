@@ -19,10 +19,12 @@ constexpr uint8_t kBoundaryFormat = 0x20;
 } // namespace
 
 bool CDvdMinusSequentialMedium::IsFeatureCurrent(uint16_t code) const {
-    if (code == feature::kDvdDashWrite)
+    if (code == feature::kDvdDashWrite) {
         return IsWritable();
-    if (code == feature::kIncrementalStreamingWritable)
+    }
+    if (code == feature::kIncrementalStreamingWritable) {
         return IsWritable() && TakesIncremental();
+    }
     return CDvdMedium::IsFeatureCurrent(code);
 }
 
@@ -31,10 +33,12 @@ SenseCode CDvdMinusSequentialMedium::CheckParameters(const WriteParameters& para
     const bool isIncremental = parameters.writeType == WriteParameters::Packet;
     if ((!inOneGo && !isIncremental) || parameters.dataBlockType != WriteParameters::Mode1Blocks ||
         parameters.testWrite || parameters.sessionFormat != 0 ||
-        (parameters.multiSession != 0 && !parameters.AllowsNextSession()))
+        (parameters.multiSession != 0 && !parameters.AllowsNextSession())) {
         return sense::kInvalidFieldInParameterList;
-    if (!isIncremental)
+    }
+    if (!isIncremental) {
         return sense::kGood;
+    }
     // One layer links with 16 blocks and says so; two layers may leave it to the drive.
     const bool isLinkGood = parameters.linkSizeValid ? parameters.linkSize == kEccBlockBlocks
                                                      : Profile() == dvd_facts::kMinusRDl.profile;
@@ -44,8 +48,9 @@ SenseCode CDvdMinusSequentialMedium::CheckParameters(const WriteParameters& para
 }
 
 SenseCode CDvdMinusSequentialMedium::Reserve(const WriteParameters& parameters, uint32_t blocks) {
-    if (!IsInOneGo(parameters) || !Tracks().IsBlank())
+    if (!IsInOneGo(parameters) || !Tracks().IsBlank()) {
         return sense::kCommandSequenceError;
+    }
     return ReserveNext(blocks);
 }
 
@@ -123,16 +128,20 @@ bool CDvdPlusRDlMedium::IsLayerBoundaryFixed() const {
 }
 
 SenseCode CDvdPlusRDlMedium::SendStructure(uint8_t format, std::span<const uint8_t> data) {
-    if (format != kBoundaryFormat)
+    if (format != kBoundaryFormat) {
         return sense::kInvalidFieldInCdb;
+    }
     constexpr size_t bytes = 8;
-    if (data.size() != bytes)
+    if (data.size() != bytes) {
         return sense::kParameterListLength;
-    if (IsLayerBoundaryFixed())
+    }
+    if (IsLayerBoundaryFixed()) {
         return sense::kCommandSequenceError;
+    }
     const uint32_t boundary = LoadBe32(&data[4]);
-    if (boundary == 0 || boundary % kEccBlockBlocks != 0 || boundary > LayerBoundary())
+    if (boundary == 0 || boundary % kEccBlockBlocks != 0 || boundary > LayerBoundary()) {
         return sense::kInvalidFieldInParameterList;
+    }
     State().extra[kBoundary] = boundary;
     return Keep();
 }

@@ -39,8 +39,9 @@ class RunningRule {
             m_hasBegun = isOfKind && ++m_seen == m_rule.nth;
             return m_hasBegun && !m_rule.answers.empty();
         }
-        if (m_next >= m_rule.answers.size())
+        if (m_next >= m_rule.answers.size()) {
             return false;
+        }
         return m_rule.anyThen ? !IsAnsweredInAnyState(opcode) : isOfKind;
     }
     std::optional<InjectedAnswer> Take() {
@@ -61,52 +62,59 @@ bool ParseHead(std::string_view text, FaultRule* rule) {
         text.remove_prefix(2);
     } else {
         uint8_t opcode = 0;
-        if (!TakeNumber(text, kHex, 0xFF, '@', &opcode))
+        if (!TakeNumber(text, kHex, 0xFF, '@', &opcode)) {
             return false;
+        }
         rule->opcode = opcode;
     }
-    if (!TakeNumber(text, kDecimal, UINT64_MAX, 0, &rule->nth) || rule->nth == 0)
+    if (!TakeNumber(text, kDecimal, UINT64_MAX, 0, &rule->nth) || rule->nth == 0) {
         return false;
+    }
     rule->anyThen = text == ">";
     return text == ">" || text == ":";
 }
 
 bool ParseSense(std::string_view text, InjectedAnswer* answer) {
     const bool runFirst = text.starts_with('+');
-    if (runFirst)
+    if (runFirst) {
         text.remove_prefix(1);
+    }
     SenseCode code;
     if (!TakeNumber(text, kHex, 0x0F, '/', &code.key) ||
         !TakeNumber(text, kHex, 0xFF, '/', &code.asc) ||
-        !TakeNumber(text, kHex, 0xFF, 0, &code.ascq) || !text.empty() || code.IsGood())
+        !TakeNumber(text, kHex, 0xFF, 0, &code.ascq) || !text.empty() || code.IsGood()) {
         return false;
+    }
     *answer = SenseAnswer(code, runFirst);
     return true;
 }
 
 bool ParseAnswer(std::string_view text, FaultRule* rule) {
-    if (rule->forEver)
+    if (rule->forEver) {
         return false; // nothing comes after it
+    }
     uint64_t times = 1;
     if (const size_t star = text.find('*'); star != std::string_view::npos) {
         std::string_view count = text.substr(star + 1);
         rule->forEver = count.empty();
         if (!rule->forEver &&
-            (!TakeNumber(count, kDecimal, kMostTimes, 0, &times) || !count.empty()))
+            (!TakeNumber(count, kDecimal, kMostTimes, 0, &times) || !count.empty())) {
             return false;
+        }
         text = text.substr(0, star);
     }
     std::optional<InjectedAnswer> answer = InjectedAnswer();
-    if (text == "timeout")
+    if (text == "timeout") {
         answer = TimeOutAnswer();
-    else if (text == "gone")
+    } else if (text == "gone") {
         answer = DriveGoneAnswer();
-    else if (text == "garbage")
+    } else if (text == "garbage") {
         answer->garbageData = answer->runCommandFirst = true;
-    else if (text == "pass")
+    } else if (text == "pass") {
         answer.reset();
-    else if (!ParseSense(text, &*answer))
+    } else if (!ParseSense(text, &*answer)) {
         return false;
+    }
     rule->answers.insert(rule->answers.end(), times, answer);
     return true;
 }
@@ -136,13 +144,16 @@ InjectedAnswer DriveGoneAnswer() {
 VirtualDrive::Script MakeScript(std::vector<FaultRule> rules) {
     // The drive copies its script; the rules on their way are one.
     auto running = std::make_shared<std::vector<RunningRule>>();
-    for (FaultRule& rule : rules)
+    for (FaultRule& rule : rules) {
         running->emplace_back(std::move(rule));
+    }
     return [running](const PortRequest& request, uint64_t) -> std::optional<InjectedAnswer> {
         RunningRule* first = nullptr;
-        for (RunningRule& rule : *running)
-            if (rule.Meets(request.cdb[0]) && first == nullptr)
+        for (RunningRule& rule : *running) {
+            if (rule.Meets(request.cdb[0]) && first == nullptr) {
                 first = &rule;
+            }
+        }
         return first != nullptr ? first->Take() : std::nullopt;
     };
 }
@@ -151,10 +162,12 @@ bool ParseFaults(std::string_view text, std::vector<FaultRule>* rules, std::stri
     return ParseRules(text, problem, [rules](std::string& word, std::istream& words) {
         FaultRule rule;
         bool isRule = ParseHead(word, &rule);
-        while (isRule && words >> word)
+        while (isRule && words >> word) {
             isRule = ParseAnswer(word, &rule);
-        if (!isRule || rule.answers.empty())
+        }
+        if (!isRule || rule.answers.empty()) {
             return false;
+        }
         rules->push_back(std::move(rule));
         return true;
     });
@@ -168,8 +181,9 @@ bool LoadFaults(VirtualDrive& drive, const std::string& path, std::string* probl
         return false;
     }
     std::vector<FaultRule> rules;
-    if (!ParseFaults(text, &rules, problem))
+    if (!ParseFaults(text, &rules, problem)) {
         return false;
+    }
     drive.SetScript(MakeScript(std::move(rules)));
     return true;
 }

@@ -83,8 +83,9 @@ void AppendFeature(CAnswer& answer, uint16_t code, uint8_t version, bool persist
 }
 
 bool IsAskedFor(FeatureChoice choice, uint16_t first, uint16_t code, bool current) {
-    if (choice == FeatureChoice::One)
+    if (choice == FeatureChoice::One) {
         return code == first;
+    }
     return code >= first && (choice == FeatureChoice::All || current);
 }
 
@@ -109,11 +110,13 @@ void AppendConfiguration(const IMedium* medium, FeatureChoice choice, uint16_t f
     for (const Feature& known : Features()) {
         const bool current =
             known.persistent || (medium != nullptr && medium->IsFeatureCurrent(known.code));
-        if (!IsAskedFor(choice, first, known.code, current))
+        if (!IsAskedFor(choice, first, known.code, current)) {
             continue;
+        }
         std::vector<uint8_t> payload = known.payload;
-        if (medium != nullptr)
+        if (medium != nullptr) {
             medium->AdjustFeature(known.code, payload);
+        }
         AppendFeature(answer, known.code, known.version, known.persistent, current, payload);
     }
     answer.Set32(begin, static_cast<uint32_t>(answer.Size() - begin - kLengthBytes));

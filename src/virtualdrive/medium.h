@@ -104,8 +104,9 @@ struct TrackInformation {
     void SetFree(int32_t next, int32_t end) {
         freeBlocks = next < end ? static_cast<uint32_t>(end - next) : 0;
         size += freeBlocks;
-        if (freeBlocks > 0)
+        if (freeBlocks > 0) {
             nextWritable = next;
+        }
     }
 };
 

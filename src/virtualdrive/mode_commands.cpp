@@ -27,16 +27,19 @@ constexpr size_t kDescriptorBytes = 16;
 
 SenseCode CDrive::SensePages(const CCommand& command, bool longForm) {
     const auto control = static_cast<CModePages::Control>(command.Byte(2) >> 6);
-    if (control == CModePages::Control::Saved)
+    if (control == CModePages::Control::Saved) {
         return sense::kSavingNotSupported;
+    }
     const size_t headerBytes = longForm ? kHeaderBytes10 : kHeaderBytes6;
     CAnswer answer(headerBytes); // no block descriptor (MMC)
-    if (!m_pages.Sense(command.Byte(2) & 0x3F, control, Speeds(), answer))
+    if (!m_pages.Sense(command.Byte(2) & 0x3F, control, Speeds(), answer)) {
         return sense::kInvalidFieldInCdb;
-    if (longForm)
+    }
+    if (longForm) {
         answer.Set16(0, static_cast<uint32_t>(answer.Size() - 2));
-    else
+    } else {
         answer[0] = static_cast<uint8_t>(answer.Size() - 1);
+    }
     command.Answer(answer.Bytes(), longForm ? command.Be16(7) : command.Byte(4));
     return sense::kGood;
 }
@@ -51,20 +54,26 @@ SenseCode CDrive::ModeSense10(const CCommand& command) {
 
 SenseCode CDrive::SelectPages(const CCommand& command, size_t headerBytes, uint32_t listBytes) {
     // Page format; saved pages are not supported.
-    if (!command.Bit(1, 0x10) || command.Bit(1, 0x01))
+    if (!command.Bit(1, 0x10) || command.Bit(1, 0x01)) {
         return sense::kInvalidFieldInCdb;
-    if (listBytes == 0)
+    }
+    if (listBytes == 0) {
         return sense::kGood;
-    if (command.Sent().size() < listBytes)
+    }
+    if (command.Sent().size() < listBytes) {
         return sense::kDataPhaseError;
+    }
     const std::span<const uint8_t> list = command.Sent().first(listBytes);
-    if (listBytes < headerBytes)
+    if (listBytes < headerBytes) {
         return sense::kParameterListLength;
+    }
     const size_t descriptors = headerBytes == kHeaderBytes10 ? LoadBe16(&list[6]) : size_t{list[3]};
-    if (descriptors != 0 && descriptors != kBlockDescriptorBytes)
+    if (descriptors != 0 && descriptors != kBlockDescriptorBytes) {
         return sense::kInvalidFieldInParameterList;
-    if (listBytes < headerBytes + descriptors)
+    }
+    if (listBytes < headerBytes + descriptors) {
         return sense::kParameterListLength;
+    }
     return m_pages.Select(list.subspan(headerBytes + descriptors), m_medium.get());
 }
 
@@ -78,8 +87,9 @@ SenseCode CDrive::ModeSelect10(const CCommand& command) {
 
 SenseCode CDrive::GetConfiguration(const CCommand& command) {
     const uint8_t choice = command.Byte(1) & 0x03;
-    if (choice > static_cast<uint8_t>(FeatureChoice::One))
+    if (choice > static_cast<uint8_t>(FeatureChoice::One)) {
         return sense::kInvalidFieldInCdb;
+    }
     CAnswer answer;
     AppendConfiguration(m_medium.get(), static_cast<FeatureChoice>(choice), command.Be16(2),
                         answer);
@@ -105,8 +115,9 @@ SenseCode CDrive::GetPerformance(const CCommand& command) {
     const uint32_t lastBlock = m_store->State().capacity - 1;
     if (type == kWriteSpeeds) {
         for (const uint32_t speed : m_medium->WriteSpeeds()) {
-            if (descriptors++ >= room)
+            if (descriptors++ >= room) {
                 continue;
+            }
             answer.Append32(0); // constant linear velocity, no exact value promised
             answer.Append32(lastBlock);
             answer.Append32(m_medium->ReadSpeed());
@@ -138,10 +149,12 @@ SenseCode CDrive::GetPerformance(const CCommand& command) {
 
 SenseCode CDrive::SetStreaming(const CCommand& command) {
     const uint32_t bytes = command.Be16(9);
-    if (bytes != kStreamingBytes)
+    if (bytes != kStreamingBytes) {
         return sense::kInvalidFieldInCdb;
-    if (command.Sent().size() < bytes)
+    }
+    if (command.Sent().size() < bytes) {
         return sense::kDataPhaseError;
+    }
     const std::span<const uint8_t> list = command.Sent().first(bytes);
     if ((list[0] & 0x04) != 0) { // restore the defaults
         SelectDefaultSpeeds();
@@ -149,8 +162,9 @@ SenseCode CDrive::SetStreaming(const CCommand& command) {
     }
     const uint32_t readTime = LoadBe32(&list[16]);
     const uint32_t writeTime = LoadBe32(&list[24]);
-    if (readTime == 0 || writeTime == 0)
+    if (readTime == 0 || writeTime == 0) {
         return sense::kInvalidFieldInParameterList;
+    }
     // Sizes in KB per time in ms.
     const uint64_t read = uint64_t{LoadBe32(&list[12])} * 1000 / readTime;
     const uint64_t write = uint64_t{LoadBe32(&list[20])} * 1000 / writeTime;

@@ -117,50 +117,61 @@ bool CModePages::Sense(uint8_t page, Control control, const SpeedReport& speeds,
         answer.Append(control == Control::Current      ? known.current
                       : control == Control::Changeable ? known.changeable
                                                        : known.defaults);
-        if (known.defaults[0] == kWriteParameters)
+        if (known.defaults[0] == kWriteParameters) {
             answer[at] |= kSavable;
+        }
     };
     const auto appendCapabilities = [&] {
         std::vector<uint8_t> bytes = Capabilities(speeds);
-        if (control == Control::Changeable)
+        if (control == Control::Changeable) {
             std::fill(bytes.begin() + 2, bytes.end(), uint8_t{0});
+        }
         answer.Append(bytes);
     };
     for (const auto& [code, known] : m_pages) {
-        if (page == kAllPages || page == code)
+        if (page == kAllPages || page == code) {
             append(known);
+        }
     }
-    if (page == kAllPages || page == kCapabilities)
+    if (page == kAllPages || page == kCapabilities) {
         appendCapabilities();
+    }
     return answer.Size() > begin;
 }
 
 SenseCode CModePages::Select(std::span<const uint8_t> pages, const IMedium* medium) {
     std::map<uint8_t, std::vector<uint8_t>> selected;
     while (!pages.empty()) {
-        if (pages.size() < 2)
+        if (pages.size() < 2) {
             return sense::kParameterListLength;
+        }
         // The top bits are PS and SPF; PS is reserved here and must be clear.
         const auto known = m_pages.find(pages[0]);
-        if (known == m_pages.end() || pages[1] + size_t{2} != known->second.current.size())
+        if (known == m_pages.end() || pages[1] + size_t{2} != known->second.current.size()) {
             return sense::kInvalidFieldInParameterList;
+        }
         const size_t bytes = pages[1] + size_t{2};
-        if (pages.size() < bytes)
+        if (pages.size() < bytes) {
             return sense::kParameterListLength;
+        }
         const Page& page = known->second;
-        for (size_t i = 2; i < bytes; ++i)
-            if (((pages[i] ^ page.current[i]) & ~page.changeable[i]) != 0)
+        for (size_t i = 2; i < bytes; ++i) {
+            if (((pages[i] ^ page.current[i]) & ~page.changeable[i]) != 0) {
                 return sense::kInvalidFieldInParameterList;
+            }
+        }
         if (pages[0] == kWriteParameters && medium != nullptr) {
             const SenseCode code = medium->CheckParameters(ParseWriteParameters(pages));
-            if (!code.IsGood())
+            if (!code.IsGood()) {
                 return code;
+            }
         }
         selected[pages[0]] = {pages.begin(), pages.begin() + static_cast<std::ptrdiff_t>(bytes)};
         pages = pages.subspan(bytes);
     }
-    for (auto& [code, bytes] : selected)
+    for (auto& [code, bytes] : selected) {
         m_pages[code].current = std::move(bytes);
+    }
     return sense::kGood;
 }
 

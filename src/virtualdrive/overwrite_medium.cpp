@@ -31,8 +31,9 @@ uint32_t COverwriteMedium::WrittenBlocks() const {
 SenseCode COverwriteMedium::Track(TrackAddress by, uint32_t number, const WriteParameters&,
                                   TrackInformation* track) const {
     const bool isKnown = by == TrackAddress::Block ? number < Capacity() : number == 1;
-    if (!isKnown)
+    if (!isKnown) {
         return by == TrackAddress::Block ? sense::kAddressOutOfRange : sense::kInvalidFieldInCdb;
+    }
     const uint32_t formatted = FormattedBlocks();
     track->blank = formatted == 0;
     track->packet = HasFixedPackets();
@@ -40,14 +41,16 @@ SenseCode COverwriteMedium::Track(TrackAddress by, uint32_t number, const WriteP
     track->packetBlocks = HasFixedPackets() ? EccBlocks() : 0;
     track->size = Capacity();
     track->freeBlocks = Capacity() - formatted;
-    if (WrittenBlocks() > 0)
+    if (WrittenBlocks() > 0) {
         track->lastRecorded = static_cast<int32_t>(WrittenBlocks()) - 1;
+    }
     return sense::kGood;
 }
 
 SenseCode COverwriteMedium::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const {
-    if (FormattedBlocks() == 0)
+    if (FormattedBlocks() == 0) {
         return sense::kInvalidFieldInCdb;
+    }
     const DiscTrack track;
     const DiscSession session = {1, static_cast<int32_t>(FormattedBlocks())};
     return AppendToc(format, {&track, 1}, session, {msf, start}, answer);
@@ -58,8 +61,9 @@ uint32_t COverwriteMedium::LastBlock() const {
 }
 
 SenseCode COverwriteMedium::Read(int32_t block, uint32_t count, std::span<uint8_t> data) {
-    if (block < 0 || !IsInside(block, count, FormattedBlocks()))
+    if (block < 0 || !IsInside(block, count, FormattedBlocks())) {
         return sense::kAddressOutOfRange;
+    }
     if (State().tracks.empty()) {
         std::fill(data.begin(), data.end(), uint8_t{0});
         return sense::kGood;
@@ -78,21 +82,27 @@ SenseCode COverwriteMedium::CheckParameters(const WriteParameters& parameters) c
 
 SenseCode COverwriteMedium::Write(const WriteParameters&, int32_t block, uint32_t count,
                                   std::span<const uint8_t> data) {
-    if (block < 0)
+    if (block < 0) {
         return sense::kAddressOutOfRange;
-    if (const SenseCode code = CheckWrite(block, count); !code.IsGood())
+    }
+    if (const SenseCode code = CheckWrite(block, count); !code.IsGood()) {
         return code;
-    if (data.size() != size_t{count} * kDataBlockBytes)
+    }
+    if (data.size() != size_t{count} * kDataBlockBytes) {
         return sense::kDataPhaseError;
-    if (count == 0)
+    }
+    if (count == 0) {
         return sense::kGood;
+    }
     if (State().tracks.empty()) {
         const DiscTrack track = OverwriteTrack();
-        if (!Store().BeginFile(track.file))
+        if (!Store().BeginFile(track.file)) {
             return sense::kWriteError;
+        }
         State().tracks.push_back(track);
-        if (const SenseCode code = Keep(); !code.IsGood())
+        if (const SenseCode code = Keep(); !code.IsGood()) {
             return code;
+        }
     }
     const DiscTrack& track = State().tracks.front();
     return Store().Write(track.file, track.ByteOffset(block), data) ? sense::kGood

@@ -23,14 +23,17 @@ template <class Number>
 bool TakeNumber(std::string_view& text, int base, uint64_t most, char delimiter, Number* number) {
     uint64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc() || value > most)
+    if (error != std::errc() || value > most) {
         return false;
+    }
     text.remove_prefix(static_cast<size_t>(end - text.data()));
     *number = static_cast<Number>(value);
-    if (delimiter == 0)
+    if (delimiter == 0) {
         return true;
-    if (!text.starts_with(delimiter))
+    }
+    if (!text.starts_with(delimiter)) {
         return false;
+    }
     text.remove_prefix(1);
     return true;
 }

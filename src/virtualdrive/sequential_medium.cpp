@@ -13,8 +13,9 @@ CSequentialMedium::CSequentialMedium(CDiscStore& store, const EccFacts& facts)
     // What is still open was cut off with the process that made it. In one go it ends there; else
     // the drive's cache is lost, and writing goes on at the next ECC block.
     DiscTrack* open = m_tracks.Open();
-    if (open == nullptr)
+    if (open == nullptr) {
         return;
+    }
     if (open->inOneGo) {
         open->damaged = true;
         open->reserved = 0;
@@ -23,8 +24,9 @@ CSequentialMedium::CSequentialMedium(CDiscStore& store, const EccFacts& facts)
 }
 
 int32_t CSequentialMedium::NextTrackStart() const {
-    if (m_tracks.HasOpenSession())
+    if (m_tracks.HasOpenSession()) {
         return State().tracks.back().End() + TrackGap();
+    }
     const auto& sessions = State().sessions;
     return sessions.empty() ? 0 : sessions.back().leadOut + SessionGap(sessions.size());
 }
@@ -38,8 +40,9 @@ DiscInformation CSequentialMedium::Information(const WriteParameters&) const {
     DiscInformation information = m_tracks.Information();
     information.erasable = IsErasable();
     // A CD has no such state.
-    if (const DiscTrack* open = m_tracks.Open(); open != nullptr && open->damaged)
+    if (const DiscTrack* open = m_tracks.Open(); open != nullptr && open->damaged) {
         information.lastSession = 2;
+    }
     return information;
 }
 
@@ -59,8 +62,9 @@ SenseCode CSequentialMedium::Track(TrackAddress by, uint32_t number,
     const DiscTrack* track = nullptr;
     const SenseCode code =
         m_tracks.Find(by, number, NextTrackStart(), static_cast<int32_t>(Capacity()), &track);
-    if (!code.IsGood())
+    if (!code.IsGood()) {
         return code;
+    }
     if (track == nullptr) {
         *information = InvisibleTrack(parameters);
         return sense::kGood;
@@ -69,8 +73,9 @@ SenseCode CSequentialMedium::Track(TrackAddress by, uint32_t number,
     information->reserved = track->reserved != 0;
     information->packet = HasPackets() && !track->inOneGo;
     information->packetBlocks = information->packet ? EccBlocks() : 0;
-    if (!track->complete && !track->damaged)
+    if (!track->complete && !track->damaged) {
         information->SetFree(m_tracks.End(*track), TrackEnd(track->start, track->reserved));
+    }
     return sense::kGood;
 }
 
@@ -102,48 +107,58 @@ SenseCode CSequentialMedium::CheckParameters(const WriteParameters& parameters) 
 }
 
 SenseCode CSequentialMedium::Reserve(const WriteParameters&, uint32_t blocks) {
-    if (!IsWritable())
+    if (!IsWritable()) {
         return sense::kCannotWriteIncompatibleMedium;
+    }
     return m_tracks.Open() != nullptr ? sense::kCommandSequenceError : ReserveNext(blocks);
 }
 
 SenseCode CSequentialMedium::ReserveNext(uint32_t blocks) {
     const uint32_t rounded = RoundUpToEcc(blocks);
     if (blocks == 0 || blocks > Capacity() ||
-        int64_t{NextTrackStart()} + rounded > int64_t{Capacity()})
+        int64_t{NextTrackStart()} + rounded > int64_t{Capacity()}) {
         return sense::kInvalidFieldInCdb;
+    }
     m_nReserved = rounded;
     return sense::kGood;
 }
 
 SenseCode CSequentialMedium::Write(const WriteParameters& parameters, int32_t block, uint32_t count,
                                    std::span<const uint8_t> data) {
-    if (!IsWritable())
+    if (!IsWritable()) {
         return sense::kCannotWriteIncompatibleMedium;
+    }
     DiscTrack fresh;
     fresh.inOneGo = IsInOneGo(parameters);
     fresh.reserved = Reserved(fresh.inOneGo);
     const DiscTrack* open = m_tracks.Open();
-    if (open != nullptr && (open->damaged || open->inOneGo != fresh.inOneGo))
+    if (open != nullptr && (open->damaged || open->inOneGo != fresh.inOneGo)) {
         return sense::kCommandSequenceError;
+    }
     if (open == nullptr) {
-        if (const SenseCode code = CheckTrackBegin(fresh.inOneGo); !code.IsGood())
+        if (const SenseCode code = CheckTrackBegin(fresh.inOneGo); !code.IsGood()) {
             return code;
+        }
     }
     const int32_t next = open != nullptr ? m_tracks.End(*open) : NextTrackStart();
     const int32_t end =
         open != nullptr ? TrackEnd(open->start, open->reserved) : TrackEnd(next, fresh.reserved);
-    if (block < 0 || int64_t{block} + count > end)
+    if (block < 0 || int64_t{block} + count > end) {
         return sense::kAddressOutOfRange;
-    if (block != next)
+    }
+    if (block != next) {
         return sense::kInvalidAddressForWrite;
-    if (data.size() != size_t{count} * kDataBlockBytes)
+    }
+    if (data.size() != size_t{count} * kDataBlockBytes) {
         return sense::kDataPhaseError;
-    if (count == 0)
+    }
+    if (count == 0) {
         return sense::kGood;
+    }
     if (open == nullptr) {
-        if (const SenseCode code = m_tracks.Begin(fresh, next, MaxTracks()); !code.IsGood())
+        if (const SenseCode code = m_tracks.Begin(fresh, next, MaxTracks()); !code.IsGood()) {
             return code;
+        }
         m_nReserved = 0;
         open = m_tracks.Open();
     }
@@ -153,14 +168,17 @@ SenseCode CSequentialMedium::Write(const WriteParameters& parameters, int32_t bl
 
 SenseCode CSequentialMedium::FillUp(const DiscTrack& track, uint32_t blocks) {
     const uint32_t written = m_tracks.Written(track);
-    if (written >= blocks)
+    if (written >= blocks) {
         return sense::kGood;
+    }
     // What a file leaves out reads as zeros: the last block makes it long enough. The first one may
     // be there by half, where a process was killed.
     const std::vector<uint8_t> zeros(kDataBlockBytes);
-    for (const uint32_t block : {written, blocks - 1})
-        if (!Store().Write(track.file, uint64_t{block} * kDataBlockBytes, zeros))
+    for (const uint32_t block : {written, blocks - 1}) {
+        if (!Store().Write(track.file, uint64_t{block} * kDataBlockBytes, zeros)) {
             return sense::kWriteError;
+        }
+    }
     return sense::kGood;
 }
 
@@ -172,39 +190,48 @@ SenseCode CSequentialMedium::CompleteTrack(DiscTrack& track) {
 
 SenseCode CSequentialMedium::Flush(const WriteParameters& parameters, Aftermath* aftermath) {
     DiscTrack* open = m_tracks.Open();
-    if (open == nullptr || open->damaged)
+    if (open == nullptr || open->damaged) {
         return sense::kGood;
-    if (!open->inOneGo)
+    }
+    if (!open->inOneGo) {
         return FillUp(*open, RoundUpToEcc(m_tracks.Written(*open)));
+    }
     *aftermath = Aftermath::LeadOut;
     return CloseSession(!parameters.AllowsNextSession());
 }
 
 SenseCode CSequentialMedium::Close(const WriteParameters& parameters, uint8_t function,
                                    uint16_t track) {
-    if (function != kCloseTrack && !IsSessionFunction(function))
+    if (function != kCloseTrack && !IsSessionFunction(function)) {
         return sense::kInvalidFieldInCdb;
-    if (!IsWritable())
+    }
+    if (!IsWritable()) {
         return sense::kGood;
+    }
     DiscTrack* open = m_tracks.Open();
-    if (open != nullptr && open->inOneGo && !open->damaged)
+    if (open != nullptr && open->inOneGo && !open->damaged) {
         return sense::kCommandSequenceError;
-    if (function != kCloseTrack)
+    }
+    if (function != kCloseTrack) {
         return CloseSession(ClosesDisc(parameters, function));
+    }
     const SenseCode code = m_tracks.FindToClose(track, &open);
     return code.IsGood() && open != nullptr ? CompleteTrack(*open) : code;
 }
 
 SenseCode CSequentialMedium::CloseSession(bool closeDisc) {
     if (DiscTrack* open = m_tracks.Open()) {
-        if (const SenseCode code = CompleteTrack(*open); !code.IsGood())
+        if (const SenseCode code = CompleteTrack(*open); !code.IsGood()) {
             return code;
+        }
     }
-    if (m_tracks.HasOpenSession())
+    if (m_tracks.HasOpenSession()) {
         return m_tracks.CloseSession(closeDisc);
+    }
     // A blank disc has nothing that could be closed.
-    if (!m_tracks.IsBlank())
+    if (!m_tracks.IsBlank()) {
         State().finalized = closeDisc;
+    }
     return Keep();
 }
 

@@ -38,8 +38,9 @@ bool CSpeedModel::HasRoomFor(uint32_t bytes) {
 
 void CSpeedModel::Take(uint32_t bytes) {
     Drain();
-    if (m_factor > 0.0)
+    if (m_factor > 0.0) {
         m_fill += bytes;
+    }
 }
 
 uint64_t CSpeedModel::DrainMs() {

@@ -39,13 +39,16 @@ SenseCode AppendToc(uint8_t format, std::span<const DiscTrack> tracks, const Dis
     }
     const DiscTrack& lastTrack = tracks.back();
     if (format != kTocTracks ||
-        (request.start > lastTrack.number && request.start != kLeadOutTrack))
+        (request.start > lastTrack.number && request.start != kLeadOutTrack)) {
         return sense::kInvalidFieldInCdb;
+    }
     answer.Append(
         {static_cast<uint8_t>(tracks.front().number), static_cast<uint8_t>(lastTrack.number)});
-    for (const DiscTrack& track : tracks)
-        if (track.number >= request.start)
+    for (const DiscTrack& track : tracks) {
+        if (track.number >= request.start) {
             AppendEntry(answer, track, track.number, request.msf, track.start);
+        }
+    }
     AppendEntry(answer, lastTrack, kLeadOutTrack, request.msf, last.leadOut);
     return sense::kGood;
 }

@@ -22,8 +22,9 @@ DiscTrack* CTracks::Open() const {
 }
 
 uint32_t CTracks::Written(const DiscTrack& track) const {
-    if (track.complete)
+    if (track.complete) {
         return track.blocks;
+    }
     const auto fileBlocks = static_cast<int64_t>(m_store.FileBytes(track.file) / track.blockBytes);
     return static_cast<uint32_t>(
         std::max<int64_t>(0, fileBlocks - (track.start - track.fileStart)));
@@ -72,8 +73,9 @@ SenseCode CTracks::Find(TrackAddress by, uint32_t number, int32_t nextStart, int
         isInvisible = number == OpenSession();
         break;
     }
-    if (*track != nullptr || (isInvisible && Open() == nullptr && !State().finalized))
+    if (*track != nullptr || (isInvisible && Open() == nullptr && !State().finalized)) {
         return sense::kGood;
+    }
     return by == TrackAddress::Block ? sense::kAddressOutOfRange : sense::kInvalidFieldInCdb;
 }
 
@@ -85,8 +87,9 @@ TrackInformation CTracks::Describe(const DiscTrack& track) const {
     information.trackMode = track.control;
     information.start = track.start;
     information.size = Written(track);
-    if (information.size > 0)
+    if (information.size > 0) {
         information.lastRecorded = End(track) - 1;
+    }
     return information;
 }
 
@@ -101,8 +104,9 @@ TrackInformation CTracks::DescribeNext(int32_t start) const {
 
 SenseCode CTracks::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer) const {
     const auto& sessions = State().sessions;
-    if (sessions.empty())
+    if (sessions.empty()) {
         return sense::kInvalidFieldInCdb;
+    }
     const auto& tracks = State().tracks;
     const auto closed = std::find_if(tracks.begin(), tracks.end(), [&](const DiscTrack& track) {
         return track.session > sessions.size();
@@ -111,8 +115,9 @@ SenseCode CTracks::Toc(uint8_t format, bool msf, uint8_t start, CAnswer& answer)
 }
 
 FormatCapacity CTracks::Capacity(uint32_t blocks) const {
-    if (IsBlank())
+    if (IsBlank()) {
         return {.blocks = blocks, .type = 1};
+    }
     return {.blocks = LastClosedBlock() + 1, .type = 2};
 }
 
@@ -128,17 +133,21 @@ const DiscTrack* CTracks::FirstOf(uint32_t session) const {
 
 SenseCode CTracks::Read(int32_t block, uint32_t count, int32_t end, std::span<uint8_t> data) const {
     while (count > 0) {
-        if (block < 0 || block >= end)
+        if (block < 0 || block >= end) {
             return sense::kAddressOutOfRange;
+        }
         const DiscTrack* track = At(block);
-        if (track == nullptr) // run-out, or between sessions
+        if (track == nullptr) { // run-out, or between sessions
             return sense::kUnrecoveredRead;
-        if (!track->IsData())
+        }
+        if (!track->IsData()) {
             return sense::kIllegalModeForTrack;
+        }
         const uint32_t run = std::min(count, static_cast<uint32_t>(End(*track) - block));
         const size_t bytes = size_t{run} * kDataBlockBytes;
-        if (!m_store.Read(track->file, track->ByteOffset(block), data.first(bytes)))
+        if (!m_store.Read(track->file, track->ByteOffset(block), data.first(bytes))) {
             return sense::kUnrecoveredRead;
+        }
         data = data.subspan(bytes);
         block += static_cast<int32_t>(run);
         count -= run;
@@ -148,14 +157,16 @@ SenseCode CTracks::Read(int32_t block, uint32_t count, int32_t end, std::span<ui
 
 SenseCode CTracks::Begin(DiscTrack track, int32_t start, uint32_t lastNumber) {
     track.number = NextNumber();
-    if (track.number > lastNumber)
+    if (track.number > lastNumber) {
         return sense::kEndOfUserArea;
+    }
     track.session = OpenSession();
     track.start = start;
     track.fileStart = start;
     track.file = Format(track.IsData() ? "track-%02u.iso" : "track-%02u.bin", track.number);
-    if (!m_store.BeginFile(track.file))
+    if (!m_store.BeginFile(track.file)) {
         return sense::kWriteError;
+    }
     State().tracks.push_back(track);
     return Keep();
 }

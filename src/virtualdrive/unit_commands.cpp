@@ -27,8 +27,9 @@ constexpr uint8_t kUnitSerialNumber = 0x80;
 constexpr uint8_t kDeviceIdentification = 0x83;
 
 void PutText(CAnswer& answer, size_t offset, size_t width, std::string_view text) {
-    for (size_t i = 0; i < width; ++i)
+    for (size_t i = 0; i < width; ++i) {
         answer[offset + i] = static_cast<uint8_t>(i < text.size() ? text[i] : ' ');
+    }
 }
 
 // Notification classes of GET EVENT STATUS NOTIFICATION.
@@ -65,10 +66,12 @@ SenseCode CDrive::RequestSense(const CCommand& command) {
 }
 
 SenseCode CDrive::Inquiry(const CCommand& command) {
-    if (command.Bit(1, 0x01))
+    if (command.Bit(1, 0x01)) {
         return VitalProductData(command);
-    if (command.Byte(2) != 0)
+    }
+    if (command.Byte(2) != 0) {
         return sense::kInvalidFieldInCdb;
+    }
     CAnswer answer(kStandardInquiryBytes);
     answer[0] = kPeripheralCdRom;
     answer[1] = 0x80; // removable medium
@@ -111,8 +114,9 @@ SenseCode CDrive::VitalProductData(const CCommand& command) {
 
 SenseCode CDrive::ReportLuns(const CCommand& command) {
     constexpr uint32_t kOneUnit = 8; // bytes of the list: LUN 0
-    if (command.Byte(2) > 2 || command.Be32(6) < 8 + kOneUnit)
+    if (command.Byte(2) > 2 || command.Be32(6) < 8 + kOneUnit) {
         return sense::kInvalidFieldInCdb;
+    }
     CAnswer answer(8 + kOneUnit);
     answer.Set32(0, kOneUnit);
     command.Answer(answer.Bytes(), command.Be32(6));
@@ -123,34 +127,41 @@ SenseCode CDrive::StartStopUnit(const CCommand& command) {
     const bool loadEject = command.Bit(4, 0x02);
     const bool start = command.Bit(4, 0x01);
     if (start) {
-        if (loadEject)
+        if (loadEject) {
             CloseTray();
+        }
         Wake();
-        if (m_medium == nullptr)
+        if (m_medium == nullptr) {
             return NoMedium();
-        if (!command.Bit(1, 0x01)) // not immediate
+        }
+        if (!command.Bit(1, 0x01)) { // not immediate
             m_waitMs += SpinUpLeft();
+        }
         return sense::kGood;
     }
-    if (!loadEject)
+    if (!loadEject) {
         return sense::kGood; // the spindle stops
-    if (m_isLocked)
+    }
+    if (m_isLocked) {
         return sense::kRemovalPrevented;
+    }
     m_ejected = m_medium != nullptr;
     TakeOut(true);
     return sense::kGood;
 }
 
 SenseCode CDrive::PreventAllow(const CCommand& command) {
-    if (command.Bit(4, 0x02)) // persistent prevention is not supported
+    if (command.Bit(4, 0x02)) { // persistent prevention is not supported
         return sense::kInvalidFieldInCdb;
+    }
     m_isLocked = command.Bit(4, 0x01);
     return sense::kGood;
 }
 
 SenseCode CDrive::GetEventStatus(const CCommand& command) {
-    if (!command.Bit(1, 0x01)) // asynchronous notification
+    if (!command.Bit(1, 0x01)) { // asynchronous notification
         return sense::kInvalidFieldInCdb;
+    }
     const uint8_t asked = command.Byte(4) & kSupportedClasses;
     CAnswer answer(4);
     answer[3] = kSupportedClasses;
@@ -185,10 +196,11 @@ SenseCode CDrive::GetEventStatus(const CCommand& command) {
         const auto first = static_cast<uint8_t>(std::countr_zero(asked));
         answer[2] = first;
         uint8_t status = 0;
-        if (first == kMedia)
+        if (first == kMedia) {
             status = (m_medium != nullptr ? 2 : 0) | (m_isTrayOpen ? 1 : 0);
-        else if (first == kPower)
+        } else if (first == kPower) {
             status = 1; // active
+        }
         answer.Append({0, status, 0, 0});
     }
     command.Answer(answer.Bytes(), command.Be16(7));

@@ -28,8 +28,9 @@ void FillWithGarbage(std::span<uint8_t> bytes, uint64_t number) {
 }
 
 PortCompletion ToCompletion(const CDrive::Outcome& outcome) {
-    if (!outcome.code.IsGood())
+    if (!outcome.code.IsGood()) {
         return SenseCompletion(outcome.code, outcome.progress);
+    }
     PortCompletion completion;
     completion.moved = outcome.moved;
     return completion;
@@ -108,11 +109,13 @@ PortCompletion VirtualDrive::Impl::Answer(const PortRequest& request, uint64_t n
         inner.data = data.data();
     }
     PortCompletion ran;
-    if (answer.runCommandFirst)
+    if (answer.runCommandFirst) {
         ran = RunCommand(inner);
+    }
     const bool itFailed = ran.error != PortError::None || ran.status != 0;
-    if (answer.garbageData)
+    if (answer.garbageData) {
         FillWithGarbage(data, number);
+    }
 
     PortCompletion completion = answer.unlessItFails && itFailed ? ran : answer.completion;
     constexpr uint8_t kCurrentError = 0x70;
@@ -124,16 +127,18 @@ PortCompletion VirtualDrive::Impl::Answer(const PortRequest& request, uint64_t n
     uint32_t moved = isGood && request.data != nullptr && request.direction != PortDirection::None
                          ? request.length
                          : 0;
-    if (isGood && answer.runCommandFirst && !answer.garbageData)
+    if (isGood && answer.runCommandFirst && !answer.garbageData) {
         moved = ran.moved;
+    }
     completion.moved = std::min(answer.moved.value_or(moved), request.length);
     if (answer.resetsDrive) {
         const std::lock_guard lock(m_mutex);
         m_drive.Reset();
     }
-    if (sendsData)
+    if (sendsData) {
         std::copy_n(data.begin(), answer.moved ? completion.moved : data.size(),
                     static_cast<uint8_t*>(request.data));
+    }
     return completion;
 }
 
@@ -147,12 +152,14 @@ PortCompletion VirtualDrive::Impl::RunCommand(const PortRequest& request) {
         onEject = m_onEject;
         folder = m_drive.Folder();
     }
-    if (outcome.ejected && onEject)
+    if (outcome.ejected && onEject) {
         onEject(folder);
+    }
     const uint64_t limitMs = uint64_t{request.timeoutSeconds} * 1000;
     const uint64_t waitMs = std::min(outcome.waitMs, limitMs);
-    if (waitMs > 0)
+    if (waitMs > 0) {
         m_clock.Sleep(std::chrono::milliseconds(waitMs));
+    }
     if (outcome.waitMs > limitMs) {
         const std::lock_guard lock(m_mutex);
         m_drive.Reset();
@@ -171,8 +178,9 @@ VirtualDrive::~VirtualDrive() = default;
 bool VirtualDrive::CreateDisc(const std::string& folder, const std::string& kind,
                               uint32_t capacityBlocks) {
     const MediumKind* known = FindMediumKind(kind);
-    if (known == nullptr)
+    if (known == nullptr) {
         return false;
+    }
     DiscState state;
     state.kind = kind;
     state.capacity = capacityBlocks != 0 ? capacityBlocks : known->capacity;
@@ -215,14 +223,17 @@ bool VirtualDrive::PressEject() {
     {
         const std::lock_guard lock(m_pImpl->m_mutex);
         const bool hadDisc = m_pImpl->m_drive.HasDisc();
-        if (!m_pImpl->m_drive.PressEject())
+        if (!m_pImpl->m_drive.PressEject()) {
             return false;
-        if (hadDisc)
+        }
+        if (hadDisc) {
             onEject = m_pImpl->m_onEject;
+        }
         folder = m_pImpl->m_drive.Folder();
     }
-    if (onEject)
+    if (onEject) {
         onEject(folder);
+    }
     return true;
 }
 
@@ -265,8 +276,9 @@ std::u16string VirtualDrive::DisplayName(int letterIndex) {
 }
 
 std::unique_ptr<IPortDevice> VirtualDrive::Open(int letterIndex, bool) {
-    if (!IsOpticalDrive(letterIndex))
+    if (!IsOpticalDrive(letterIndex)) {
         return nullptr;
+    }
     return std::make_unique<CVirtualDevice>(*this, letterIndex);
 }
 

@@ -5,8 +5,8 @@
 
 #include "platform/paths.h"
 #include "volume/iso_gen.h"
-#include "volume/old_directory.h"
-#include "volume/previous_disc.h"
+#include "volume/merge/old_directory.h"
+#include "volume/merge/previous_disc.h"
 
 #include <algorithm>
 #include <utility>

@@ -5,8 +5,8 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
-#include "volume/fragment.h"
-#include "volume/run.h"
+#include "volume/model/fragment.h"
+#include "volume/model/run.h"
 
 namespace larkspin {
 

@@ -8,7 +8,7 @@
 // extent. Not locked.
 #pragma once
 
-#include "volume/sectors.h"
+#include "volume/model/sectors.h"
 
 #include <cstdint>
 #include <string>

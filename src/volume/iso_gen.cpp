@@ -3,12 +3,12 @@
 
 #include "volume/iso_gen.h"
 
-#include "volume/eltorito.h"
+#include "volume/formats/eltorito.h"
+#include "volume/formats/rockridge.h"
 #include "volume/layout.h"
-#include "volume/merge.h"
-#include "volume/rockridge.h"
-#include "volume/run.h"
-#include "volume/scan.h"
+#include "volume/merge/merge.h"
+#include "volume/model/run.h"
+#include "volume/sources/scan.h"
 
 #include <utility>
 

@@ -11,10 +11,10 @@
 #include "platform/byte_stream.h"
 #include "platform/clock.h"
 #include "platform/files.h"
-#include "volume/error.h"
 #include "volume/layout.h"
-#include "volume/options.h"
-#include "volume/volume_notice.h"
+#include "volume/model/error.h"
+#include "volume/model/options.h"
+#include "volume/model/volume_notice.h"
 
 #include <cstdint>
 #include <memory>

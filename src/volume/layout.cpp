@@ -4,17 +4,17 @@
 #include "volume/layout.h"
 
 #include "platform/text.h"
-#include "volume/contents.h"
-#include "volume/eltorito.h"
-#include "volume/error.h"
-#include "volume/fragment.h"
-#include "volume/iso9660.h"
-#include "volume/joliet.h"
-#include "volume/rockridge.h"
-#include "volume/run.h"
-#include "volume/sector_stream.h"
+#include "volume/formats/eltorito.h"
+#include "volume/formats/iso9660.h"
+#include "volume/formats/joliet.h"
+#include "volume/formats/rockridge.h"
+#include "volume/formats/udf.h"
+#include "volume/model/error.h"
+#include "volume/model/fragment.h"
+#include "volume/model/run.h"
+#include "volume/model/sector_stream.h"
 #include "volume/sort.h"
-#include "volume/udf.h"
+#include "volume/sources/contents.h"
 
 #include <utility>
 #include <vector>

@@ -4,11 +4,11 @@
 #include "volume/sort.h"
 
 #include "platform/text.h"
-#include "volume/error.h"
-#include "volume/names.h"
-#include "volume/rockridge.h"
-#include "volume/run.h"
-#include "volume/scan.h"
+#include "volume/formats/rockridge.h"
+#include "volume/model/error.h"
+#include "volume/model/names.h"
+#include "volume/model/run.h"
+#include "volume/sources/scan.h"
 
 #include <algorithm>
 #include <string>

@@ -45,9 +45,10 @@ struct Field {
 inline Bytes Answer(size_t length, const std::vector<Field>& fields = {}) {
     Bytes answer(length);
     for (const Field& field : fields) {
-        for (int i = 0; i < field.bytes; ++i)
+        for (int i = 0; i < field.bytes; ++i) {
             answer.at(field.position + static_cast<size_t>(i)) =
                 static_cast<uint8_t>(field.value >> 8 * (field.bytes - 1 - i));
+        }
     }
     return answer;
 }
@@ -89,8 +90,9 @@ struct FormatDescriptor {
 inline Bytes FormatsAnswer(const std::vector<FormatDescriptor>& descriptors,
                            uint32_t blockLength = 2048) {
     Bytes answer = Answer(4, {{3, static_cast<uint32_t>(8 * descriptors.size())}});
-    for (const auto& [blocks, type] : descriptors)
+    for (const auto& [blocks, type] : descriptors) {
         answer = answer + Answer(8, {{0, blocks, 4}, {4, uint32_t{type} << 2}});
+    }
     answer[8] = descriptors[0].type;
     StoreBe16(&answer[10], static_cast<uint16_t>(blockLength));
     return answer;

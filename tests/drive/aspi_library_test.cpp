@@ -62,8 +62,9 @@ TEST_F(AspiLibraryTest, IsTakenOnlyWhenThePortHasNoDriveAndBothExportsAreThere) 
     for (const auto& [name, portHasDrive, libraries, loaded] : cases) {
         SCOPED_TRACE(name);
         ScriptedPort port;
-        if (portHasDrive)
+        if (portHasDrive) {
             port.AddDrive(kFirstLetterIndex);
+        }
         CAspiTransport transport(port, m_clock, libraries);
         EXPECT_EQ(transport.LoadTransport(), loaded);
         EXPECT_EQ(transport.m_bLoaded, loaded == 1);

@@ -70,8 +70,9 @@ TEST(ModePageTest, IsFoundBehindTheBlockDescriptors) {
 // Answers MODE SENSE with these pages and no others.
 void SetPages(ScriptedPort& port, const std::vector<Bytes>& pages) {
     port.Always(kModeSense10, Sense(0x52400));
-    for (const Bytes& page : pages)
+    for (const Bytes& page : pages) {
         port.Always(ModePage(page[0]), ModeAnswer(page));
+    }
 }
 
 Bytes CapabilitiesPage(uint8_t byte4) {
@@ -142,8 +143,9 @@ TEST(SmallCommandsTest, AreSentAsTheyAreInTheLengthOfTheirGroupAndToTheirLun) {
               (Lines{"1B 40 00 00 02", "1E 40 00 00 01", "1E 40", "55 40 00 00 00 00 00 00 0C",
                      "54 41", "35 40", "5B 40 02", "A1 51", "A1 50", "1B 41", "43 41", "BB 41"}));
     std::vector<size_t> lengths;
-    for (const SentCommand& sent : bench.port.Sent())
+    for (const SentCommand& sent : bench.port.Sent()) {
         lengths.push_back(sent.cdb.size());
+    }
     EXPECT_THAT(lengths, ElementsAre(6, 6, 6, 10, 10, 10, 10, 12, 12, 6, 10, 12));
 
     bench.port.Queue(kStartStopUnit, NoReply(PortError::Failed));
@@ -299,19 +301,22 @@ TEST_F(WriteBlocksTest, SplitsIntoChunksAndMovesTheAddress) {
     EXPECT_EQ(bench.Trace(), (Lines{"2A 00 00 01 23 45 00 00 10", "2A 00 00 01 23 55 00 00 10",
                                     "2A 00 00 01 23 65 00 00 05"}));
     Bytes written;
-    for (const SentCommand& command : bench.port.Sent())
+    for (const SentCommand& command : bench.port.Sent()) {
         written = written + command.dataOut;
+    }
     EXPECT_EQ(written, BlocksOf(data, 0, 37));
 }
 
 TEST_F(WriteBlocksTest, FullBufferAndMediumChangeAreTriedAgainAndAnythingElseFails) {
-    for (const int code : {0x20408, 0x62800, 0x20407, 0x11800})
+    for (const int code : {0x20408, 0x62800, 0x20407, 0x11800}) {
         bench.port.Queue(kWrite10, Sense(code));
+    }
     EXPECT_EQ(Write(1), 0);
     EXPECT_EQ(address, 0x12346);
     EXPECT_EQ(bench.Trace(), Lines(4, "2A 00 00 01 23 45 00 00 01")); // and a recovered error
-    for (const SentCommand& sent : bench.port.Sent())
+    for (const SentCommand& sent : bench.port.Sent()) {
         EXPECT_EQ(sent.dataOut, BlocksOf(data, 0, 1));
+    }
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(40, 10, 40));
     for (const Reply& reply : {Sense(0x30C00), Sense(0x23A00), Sense(0x62900), Sense(0x52100),
                                NoReply(), NoReply(PortError::Failed)}) {

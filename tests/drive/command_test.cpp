@@ -198,8 +198,9 @@ TEST(HandleEventsTest, EachClassHasItsActionAndItsBit) {
 TEST(HandleEventsTest, StartsTheUnitOnceGathersTheClassesAndKeepsTheMask) {
     CommandBench bench;
     for (const Bytes& event : {Event(4, 2, 2), Event(1, 2, 0, 3), Event(1, 2, 0, 1),
-                               Event(1, 2, 0, 1)}) // the profile is known by now
+                               Event(1, 2, 0, 1)}) { // the profile is known by now
         bench.port.Queue(kGetEventStatus, event);
+    }
     bench.port.Always(Feature(0), ProfileAnswer(0x1B));
     EXPECT_EQ(bench.drive.HandleEvents(bench.command), 0x12u);
     EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x4A, 0x1B, 0x4A, 0x4A, 0x46, 0x4A, 0x4A}));
@@ -229,8 +230,9 @@ TEST(HandleEventsTest, StartsTheUnitOnceGathersTheClassesAndKeepsTheMask) {
 
 TEST(WaitForUnitTest, PollsASecondApartUntilTheUnitAnswers) {
     CommandBench bench;
-    for (const int code : {0x20407, 0x30C00, 0x44400, 0x62800})
+    for (const int code : {0x20407, 0x30C00, 0x44400, 0x62800}) {
         bench.port.Queue(kTestUnitReady, Sense(code));
+    }
     bench.port.OnCommand([&](const SentCommand&) -> std::optional<Reply> {
         const size_t polls = bench.port.Sent().size();
         bench.clock.Advance(polls == 1 ? 300 : polls == 2 ? 1500 : 0); // what the answer takes

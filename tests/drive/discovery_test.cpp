@@ -37,10 +37,11 @@ TEST(DriveListTest, ReleaseClosesAnOpenRecordingThroughTheTransport) {
         ASSERT_EQ(drives.ScanDrives(port, clock, {}), DriveList::ScanResult::Found);
         port.Clear();
         drives.At(0).m_pfnFinalize = [](CAspiCD& drive) { drive.CloseSession(); };
-        if (byNextScan)
+        if (byNextScan) {
             drives.ScanDrives(port, clock, {});
-        else
+        } else {
             drives.ReleaseDrives();
+        }
         EXPECT_EQ(port.Sent(kCloseTrackSession).size(), 1u);
         EXPECT_EQ(port.DriveAt(2).live, 0);
     }
@@ -89,12 +90,14 @@ TEST(DiscoveryTest, MediaHaveNamesAndDvdsTakeTheDvdWay) {
     const std::pair<uint32_t, std::u16string> names[] = {
         {0, u"<no disk>"}, {9, u"CD-R"},     {0x14, u"DVD-RW"},
         {0x15, u""},       {0x43, u"BD-RE"}, {kUnknownProfile, u"<unknown>"}};
-    for (const auto& [profile, name] : names)
+    for (const auto& [profile, name] : names) {
         EXPECT_EQ(DiskTypeName(profile), name);
+    }
     std::vector<uint32_t> dvds;
     for (uint32_t profile = 0; profile <= 0xFFFF; ++profile) {
-        if (IsDvdProfile(profile))
+        if (IsDvdProfile(profile)) {
             dvds.push_back(profile);
+        }
     }
     EXPECT_EQ(dvds, (std::vector<uint32_t>{0x10, 0x11, 0x12, 0x13, 0x14, 0x1A, 0x1B, 0x2B}));
 }

@@ -20,8 +20,9 @@ constexpr size_t kBlock = 2048;
 inline Bytes VolumeStream(uint32_t blocks, uint32_t statedBlocks, const Bytes& types = {1, 2, 255},
                           uint8_t pattern = 0) {
     Bytes stream(blocks * kBlock);
-    for (size_t i = 0; i < stream.size(); ++i)
+    for (size_t i = 0; i < stream.size(); ++i) {
         stream[i] = i % kBlock == 0 ? 9 : static_cast<uint8_t>(i / kBlock * 7 + i % 251 + pattern);
+    }
     for (size_t i = 0; i < types.size() && 16 + i < blocks; ++i) {
         uint8_t* const descriptor = &stream[(16 + i) * kBlock];
         descriptor[0] = types[i];

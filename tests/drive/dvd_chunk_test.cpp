@@ -17,8 +17,9 @@ struct ChunkBench : DvdBench {
         s_nDaoToggle = 0;
         drive.m_bMediaWritten = true;
         drive.m_nVelocity = 1385;
-        for (size_t i = 0; i < chunk.size(); ++i)
+        for (size_t i = 0; i < chunk.size(); ++i) {
             chunk[i] = static_cast<uint8_t>(i / 2048 + 1);
+        }
     }
     // What READ BUFFER CAPACITY tells, in KB; without a size the drive does not know it.
     void SetBuffer(uint32_t size, uint32_t free) {
@@ -43,8 +44,9 @@ TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
         {true, 0x123500, kWhole, whole},
     };
     ChunkBench never;
-    for (const int64_t offset : {2048, 32767, -32768}) // not where a chunk begins
+    for (const int64_t offset : {2048, 32767, -32768}) { // not where a chunk begins
         EXPECT_EQ(never.drive.WriteDvdChunk(never.chunk.data(), offset), -1);
+    }
     EXPECT_EQ(never.Write(0x100000000), -1);
     EXPECT_TRUE(never.port.Sent().empty());
     for (const auto& [written, nextWritable, result, trace] : cases) {
@@ -56,8 +58,9 @@ TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
         EXPECT_EQ(bench.Trace(), trace);
         EXPECT_EQ(bench.drive.m_bMediaWritten, !trace.empty());
         EXPECT_EQ(bench.drive.m_nNextWriteAddress, trace.empty() ? nextWritable : 0x123430u);
-        for (const SentCommand& sent : bench.port.Sent())
+        for (const SentCommand& sent : bench.port.Sent()) {
             EXPECT_EQ(sent.dataOut, Bytes(bench.chunk.end() - result, bench.chunk.end()));
+        }
     }
 }
 

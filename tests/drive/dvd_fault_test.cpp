@@ -37,10 +37,12 @@ struct RoadBench : DvdBench {
                                      nullptr);
             drive.UpdateVolumeDescriptors();
         });
-        if (drive.m_pfnFinalize != nullptr)
+        if (drive.m_pfnFinalize != nullptr) {
             drive.m_pfnFinalize(drive);
-        if (!failure.empty())
+        }
+        if (!failure.empty()) {
             return failure;
+        }
         // Only what says that it worked is whole.
         const Bytes disc = Recorded();
         EXPECT_EQ(disc.size(), drive.m_nStartOffset + stream.size());

@@ -41,8 +41,9 @@ struct Finished : DvdBench {
         drive.m_bMediaWritten = true;
         drive.m_nNextWriteAddress = 4711;
         drive.m_nNextTrack = 0x102;
-        if (c.mode != nullptr)
+        if (c.mode != nullptr) {
             drive.*c.mode = true;
+        }
     }
     // What the finisher sends.
     Lines Finish() {

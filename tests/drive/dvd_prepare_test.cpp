@@ -94,8 +94,9 @@ TEST(DvdPrepareTest, SetsTheDriveUpAsTheMediumAsks) {
         EXPECT_EQ(bench.drive.m_nDriveBufferKB, 1024u);
         EXPECT_EQ(bench.drive.m_nVelocity, 5540);
         EXPECT_FALSE(bench.drive.m_bMediaWritten);
-        for (const SentCommand& select : bench.port.Sent(kModeSelect10))
+        for (const SentCommand& select : bench.port.Sent(kModeSelect10)) {
             EXPECT_EQ((select.dataOut[8 + 3] & 0xC0) | (select.dataOut[8 + 2] & 0x0F), c.selected);
+        }
     }
 }
 
@@ -246,11 +247,13 @@ TEST(DvdPrepareTest, SaysWhatIsWrongWithTheDriveOrTheDisc) {
         SCOPED_TRACE(testing::Message() << c.text << " " << c.profile << " " << c.question);
         DvdBench bench(c.profile);
         bench.drive.m_bDaoOnly = c.profile == 0x2B;
-        if (c.question == kSendOpcInformation)
+        if (c.question == kSendOpcInformation) {
             bench.SetDiscInfo(Answer(32, {{1, 32}})); // no stored calibration
+        }
         bench.port.Always(kReadDvdStructure, Answer(12, {{1, 10}}));
-        for (const Reply& answer : c.answers)
+        for (const Reply& answer : c.answers) {
             bench.port.Queue(c.question, answer);
+        }
         EXPECT_EQ(FailureOf([&] { bench.drive.PrepareDvdMedia(c.blocks * kBlock); }), c.text);
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);
     }

@@ -155,8 +155,9 @@ TEST(DvdRecordingTest, ACancelOrAFailureEndsTheRecordingAndWhatWasWrittenCanBeCl
         // A busy drive was sent one chunk more, and never another one in its place.
         const size_t sent = c.chunks + (c.kind == kBusy ? 1 : 0);
         EXPECT_EQ(bench.Recorded(), BlocksOf(stream, 0, sent * kDvdChunkBlocks));
-        if (c.kind == kBusy)
+        if (c.kind == kBusy) {
             continue;
+        }
         ASSERT_EQ(bench.drive.m_pfnFinalize != nullptr, c.chunks > 0);
         if (c.chunks == 0) {
             EXPECT_EQ(bench.Trace().size(), 1u) << "only the capacity was asked for";

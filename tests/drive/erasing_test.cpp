@@ -86,8 +86,9 @@ TEST(FormatTest, IsDoneWhenTheDiscAndTheRecordingNeedIt) {
             EXPECT_EQ(bench.drive.QuickGrowMinusRw(bench.command, c.blocks * kBlock), 0);
         }
         EXPECT_EQ(bench.Trace(), c.list.empty() ? Lines() : trace);
-        for (const SentCommand& sent : bench.port.Sent(kFormatUnit))
+        for (const SentCommand& sent : bench.port.Sent(kFormatUnit)) {
             EXPECT_EQ(sent.dataOut, c.list);
+        }
         EXPECT_EQ(bench.drive.m_bQuickGrown, c.grown);
     }
 }
@@ -156,8 +157,9 @@ TEST_F(EraseTest, FullRunsUntilTheDriveRefusesOrTheUserSaysSo) {
     EXPECT_EQ(FailureOf([this] { Erase(0, false); }), kDvdWriteError);
     EXPECT_EQ(bench.port.Sent(kWrite10).size(), kDiscBlocks / 16 + 1);
     EXPECT_EQ(progress, (std::vector<int>{10, 20, 20, 30, 40, 50, 60, 70, 80, 90, 100}));
-    for (const SentCommand& write : bench.port.Sent(kWrite10))
+    for (const SentCommand& write : bench.port.Sent(kWrite10)) {
         EXPECT_EQ(write.dataOut, Bytes(kDvdChunkBytes));
+    }
     EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
     EXPECT_TRUE(bench.drive.m_bMediaWritten);
 

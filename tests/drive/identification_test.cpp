@@ -162,8 +162,9 @@ TEST(MultiSessionStartTest, TakesTheAddressOfTheLastSession) {
     const std::vector<Reply> failures[] = {
         {Sense(0x23A00)}, {toc, NoReply()}, {Bytes{0, 2, 1, 3}}}; // no address in it
     for (const std::vector<Reply>& replies : failures) {
-        for (const Reply& reply : replies)
+        for (const Reply& reply : replies) {
             bench.port.Queue(kReadToc, reply);
+        }
         EXPECT_EQ(bench.drive.ReadMultiSessionStart(&address), -1);
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);
     }
@@ -209,15 +210,17 @@ TEST(CapacityTest, ComesFromTheTrackOrTheFormats) {
         EXPECT_EQ(bench.drive.GetDvdCapacity(), c.blocks);
         EXPECT_EQ(bench.Trace()[0], "23 00 00 00 00 00 00 00 0C");
         EXPECT_EQ(bench.port.Sent()[1].cdb[8], c.formats.size());
-        for (const SentCommand& sent : bench.port.Sent(kReadTrackInformation))
+        for (const SentCommand& sent : bench.port.Sent(kReadTrackInformation)) {
             EXPECT_EQ(Trace({sent}), Lines{"52 01 00 00 01 02 00 00 20"});
+        }
 
         std::ranges::copy(c.formats, bench.drive.m_abyFormats.begin());
         bench.drive.m_nNextTrack = 3;
         bench.port.Clear();
         EXPECT_EQ(bench.drive.GetDvdBytes(), int64_t{c.dvdBlocks} * 2048);
-        for (const std::string& sent : bench.Trace())
+        for (const std::string& sent : bench.Trace()) {
             EXPECT_EQ(sent, "52 01 00 00 00 03 00 00 20");
+        }
     }
 }
 
@@ -252,10 +255,11 @@ TEST(CapacityTest, BadListsOfFormatsFail) {
             bench.port.Queue(kReadFormatCapacities, first);
             bench.port.Always(kReadFormatCapacities, then);
             const std::string failure = FailureOf([&] {
-                if (family == 0)
+                if (family == 0) {
                     EXPECT_EQ(bench.drive.GetDvdCapacity(), -1);
-                else
+                } else {
                     bench.drive.IdentifyMedia();
+                }
             });
             EXPECT_EQ(failure, family == 0 ? "" : "cannot detect disk format");
             EXPECT_EQ(bench.port.QueuedLeft(), 0u);
@@ -349,8 +353,9 @@ TEST(IsoVolumeTest, NeedsADiscAndAPrimaryDescriptor) {
         bench.port.Always(kRead10, block);
         EXPECT_EQ(bench.drive.HasIsoVolume(), hasVolume);
         EXPECT_EQ(bench.Trace()[0], "51 00 00 00 00 00 00 08");
-        for (const SentCommand& sent : bench.port.Sent(kRead10))
+        for (const SentCommand& sent : bench.port.Sent(kRead10)) {
             EXPECT_EQ(Trace({sent}), Lines{"28 00 00 00 00 10 00 00 01"});
+        }
     }
     for (const auto& [reply, erasable] : {std::pair<Reply, bool>{DiscInfo(0, 0, kErasable), true},
                                           {DiscInfo(3, 3, 0xE0), false},

@@ -32,8 +32,9 @@ class FakeKernel final : public ISystemCalls {
     int Open(const std::string& path, int flags) override {
         opened.emplace_back(path, flags);
         if (const auto refused = openErrors.find(flags & (O_ACCMODE | O_EXCL));
-            refused != openErrors.end())
+            refused != openErrors.end()) {
             return -refused->second;
+        }
         live.insert(nextDescriptor);
         return nextDescriptor++;
     }
@@ -53,9 +54,10 @@ class FakeKernel final : public ISystemCalls {
         std::set<std::string> names;
         for (const auto* entries : {&texts, &links}) {
             for (const auto& [path, content] : *entries) {
-                if (path.starts_with(folder + "/"))
+                if (path.starts_with(folder + "/")) {
                     names.insert(path.substr(folder.size() + 1, path.find('/', folder.size() + 1) -
                                                                     folder.size() - 1));
+                }
             }
         }
         return {names.begin(), names.end()};
@@ -66,8 +68,9 @@ class FakeKernel final : public ISystemCalls {
     }
     void Sleep(std::chrono::milliseconds time) override {
         slept += time;
-        if (onSleep)
+        if (onSleep) {
             onSleep();
+        }
     }
 
     std::map<std::string, std::string> texts;
@@ -112,9 +115,10 @@ TEST_F(SgPortTest, FindsTheDrivesOfSysfsByLetter) {
     kernel.AddDrive(10, "9:0:0:0");
     kernel.texts["/sys/block/sr10/device/type"] = "4\n";
     kernel.texts["/sys/block/sr1/device/type"] = "0\n";
-    for (int letter = -1; letter < 40; ++letter)
+    for (int letter = -1; letter < 40; ++letter) {
         EXPECT_EQ(port.IsOpticalDrive(letter), letter == 2 || letter == 12 || letter == 25)
             << letter;
+    }
     EXPECT_EQ(port.DisplayName(12), u"sr10");
     EXPECT_THAT(port.DrivesWithoutLetter(),
                 ElementsAre(u"/dev/sr24 cannot be used: Larkspin knows the drives sr0 to sr23 "
@@ -145,8 +149,9 @@ TEST_F(SgPortTest, AddressesTellDrivesApartOrAreNotGiven) {
     PortAddress address;
     for (const auto& c : cases) {
         FakeKernel own;
-        for (size_t number = 0; number < c.addresses.size(); ++number)
+        for (size_t number = 0; number < c.addresses.size(); ++number) {
             own.AddDrive(static_cast<int>(number), c.addresses[number]);
+        }
         CSgPort ownPort(bus, own);
         EXPECT_EQ(ownPort.Open(2, true)->Address(&address), c.error) << c.name;
         if (c.error == PortError::None) {
@@ -278,12 +283,14 @@ TEST_F(SgPortTest, LockUnmountsTheDiscAndHoldsTheDeviceForWriting) {
     kernel.lockError = EWOULDBLOCK;
     const std::string mounted = kernel.texts[kMountTable];
     kernel.onSleep = [&] {
-        if (kernel.slept < std::chrono::seconds(1))
+        if (kernel.slept < std::chrono::seconds(1)) {
             return;
+        }
         kernel.openErrors.clear();
         kernel.texts[kMountTable] = mounted;
-        if (kernel.slept >= std::chrono::seconds(10)) // udev waits for a slow disc
+        if (kernel.slept >= std::chrono::seconds(10)) { // udev waits for a slow disc
             kernel.lockError = 0;
+        }
     };
     EXPECT_FALSE(port.LockAndDismount(2).Refused());
     EXPECT_THAT(bus.calls, testing::Each("/org/freedesktop/UDisks2/block_devices/sr0 "
@@ -337,20 +344,23 @@ TEST_F(SgPortTest, LockThatIsRefusedNamesTheReason) {
         FakeKernel own;
         own.AddDrive(0, "1:0:0:0");
         own.texts[kMountTable] = kOthers;
-        if (!c.point.empty())
+        if (!c.point.empty()) {
             own.texts[kMountTable] += "90 22 11:0 / " + c.point + " ro - udf /dev/sr0 ro\n";
+        }
         own.texts["/proc/77/comm"] = "player\n";
         own.links["/proc/77/fd/3"] = c.file;
         own.links["/proc/self"] = "78";
         own.links["/proc/78/fd/3"] = "/dev/sr0";
         own.unmountError = c.unmountError;
-        if (c.openError != 0)
+        if (c.openError != 0) {
             (c.openError == EWOULDBLOCK ? own.lockError : own.openErrors[O_RDWR | O_EXCL]) =
                 c.openError;
+        }
         FakeBus ownBus;
         ownBus.onCall = [&] {
-            if (c.unmountError == 0)
+            if (c.unmountError == 0) {
                 own.texts[kMountTable] = kOthers;
+            }
             return *c.reply;
         };
         CSgPort ownPort(ownBus, own);

@@ -19,16 +19,18 @@ Bytes Performance(const std::vector<std::pair<uint32_t, uint32_t>>& descriptors,
     const auto count = static_cast<uint32_t>(descriptors.size());
     Bytes answer = Answer(8, {{0, 16 * count + 4, 4}});
     uint32_t number = 0;
-    for (const auto& [one, other] : descriptors)
+    for (const auto& [one, other] : descriptors) {
         answer = answer + Answer(16, {{0, ++number}, {first, one, 4}, {12, other, 4}});
+    }
     return answer;
 }
 
 Bytes WriteSpeeds(const std::vector<uint32_t>& speeds) {
     std::vector<std::pair<uint32_t, uint32_t>> descriptors;
     descriptors.reserve(speeds.size());
-    for (const uint32_t speed : speeds)
+    for (const uint32_t speed : speeds) {
         descriptors.emplace_back(speed / 2, speed); // read speed, write speed
+    }
     return Performance(descriptors, 8);
 }
 
@@ -40,8 +42,9 @@ Bytes CurrentSpeed(uint32_t start, uint32_t end) {
 Bytes Page2A(uint16_t current, const std::vector<uint16_t>& speeds = {}, uint8_t pageLength = 0) {
     const auto count = static_cast<uint32_t>(speeds.size());
     Bytes page = Answer(32, {{0, 0x2A}, {28, current, 2}, {30, count, 2}});
-    for (const uint16_t speed : speeds)
+    for (const uint16_t speed : speeds) {
         page = page + Answer(4, {{2, speed, 2}});
+    }
     page[1] = pageLength != 0 ? pageLength : static_cast<uint8_t>(page.size() - 2);
     return ModeAnswer(page);
 }
@@ -56,10 +59,11 @@ TEST(WriteSpeedListTest, ComesFromGetPerformanceInTheDrivesOrderAsMultiplesOfThe
         SCOPED_TRACE(int{profile});
         DvdBench bench(profile);
         bench.port.Always(kList, WriteSpeeds({5540}));
-        if (base > 0)
+        if (base > 0) {
             EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(DoubleEq(5540 / base)));
-        else
+        } else {
             EXPECT_EQ(FailureOf([&] { bench.drive.GetWriteSpeeds(); }), "Unsupported media.");
+        }
         bench.drive.m_bHasConfig = false; // an old drive, for CDs only
         EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(DoubleEq(5540 / 176.4)));
     }
@@ -94,8 +98,9 @@ TEST(WriteSpeedListTest, PageIsAskedWhenGetPerformanceGivesNothingToBelieve) {
     for (const auto& [name, lists] : cases) {
         SCOPED_TRACE(name);
         DvdBench bench(0x11);
-        for (const Reply& list : lists)
+        for (const Reply& list : lists) {
             bench.port.Queue(kList, list);
+        }
         Bytes page = Page2A(0, {2'770, 277});
         page[8 + 31] = 200; // a count that is not believed beyond the page
         bench.port.Always(ModePage(0x2A), page);
@@ -112,10 +117,12 @@ TEST(WriteSpeedListTest, PageIsAskedWhenGetPerformanceGivesNothingToBelieve) {
                                 withDescriptors};
     for (size_t i = 0; i <= pages.size(); ++i) {
         DvdBench bench(0x11);
-        for (uint32_t length = 60; i == pages.size() && length < 80; ++length)
+        for (uint32_t length = 60; i == pages.size() && length < 80; ++length) {
             bench.port.Queue(ModePage(0x2A), Answer(8, {{0, length, 2}})); // it grows and grows
-        if (i < pages.size())
+        }
+        if (i < pages.size()) {
             bench.port.Always(ModePage(0x2A), pages[i]);
+        }
         EXPECT_EQ(FailureOf([&] { bench.drive.GetWriteSpeeds(); }),
                   "Cannot determine available write speeds.");
     }
@@ -268,8 +275,9 @@ TEST(DvdSpeedTest, EachFailureHasItsText) {
         DvdBench bench(0x1A);
         bench.port.Always(kList, WriteSpeeds({5'540, 11'080}));
         bench.port.Always(kCurrent, CurrentSpeed(5'540, 5'540));
-        for (const Reply& answer : replies)
+        for (const Reply& answer : replies) {
             bench.port.Queue(question, answer);
+        }
         bench.drive.m_dSpeedFactor = 8;
         EXPECT_EQ(FailureOf([&] { bench.drive.PrepareDvdRecording(bench.command, 0x1A); }), text);
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);

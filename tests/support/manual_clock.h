@@ -29,8 +29,9 @@ class ManualClock final : public IClock {
             m_sleeps.push_back(time.count());
             onSleep = m_onSleep;
         }
-        if (onSleep)
+        if (onSleep) {
             onSleep();
+        }
     }
 
     void Advance(uint64_t milliseconds) { m_ticks += milliseconds; }
@@ -49,8 +50,9 @@ class ManualClock final : public IClock {
 
     int64_t TotalSleep() {
         int64_t total = 0;
-        for (const int64_t sleep : Sleeps())
+        for (const int64_t sleep : Sleeps()) {
             total += sleep;
+        }
         return total;
     }
 

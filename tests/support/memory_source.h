@@ -29,14 +29,17 @@ class MemorySource final : public IByteSource {
     size_t Position() const { return m_nPosition; }
 
     std::ptrdiff_t Read(void* buffer, size_t bytes) override {
-        if (m_onRead)
+        if (m_onRead) {
             m_onRead(m_nPosition);
-        if (m_nPosition >= m_nFailAt)
+        }
+        if (m_nPosition >= m_nFailAt) {
             return -1;
+        }
         const size_t end = std::min(m_bytes.size(), m_nFailAt);
         const size_t count = std::min({bytes, m_nLargestRead, end - m_nPosition});
-        if (count > 0)
+        if (count > 0) {
             std::memcpy(buffer, m_bytes.data() + m_nPosition, count);
+        }
         m_nPosition += count;
         return static_cast<std::ptrdiff_t>(count);
     }

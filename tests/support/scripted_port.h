@@ -131,15 +131,17 @@ class ScriptedPort final : public IScsiPort {
     }
     Bytes SentOpcodes() const {
         Bytes opcodes;
-        for (const SentCommand& sent : m_sent)
+        for (const SentCommand& sent : m_sent) {
             opcodes.push_back(sent.cdb[0]);
+        }
         return opcodes;
     }
     // Answers that were queued and never asked for.
     size_t QueuedLeft() const {
         size_t left = 0;
-        for (const auto& [question, answers] : m_queued)
+        for (const auto& [question, answers] : m_queued) {
             left += answers.size();
+        }
         return left;
     }
     void Clear() {
@@ -159,11 +161,13 @@ class ScriptedPort final : public IScsiPort {
     }
     std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) override {
         const auto found = m_drives.find(letterIndex);
-        if (found == m_drives.end())
+        if (found == m_drives.end()) {
             return nullptr;
+        }
         Drive& drive = found->second;
-        if (!(writeAccess ? drive.opensForWriting : drive.opensForReading))
+        if (!(writeAccess ? drive.opensForWriting : drive.opensForReading)) {
             return nullptr;
+        }
         ++drive.opens;
         ++drive.live;
         return std::make_unique<Device>(*this, letterIndex);
@@ -216,9 +220,10 @@ class ScriptedPort final : public IScsiPort {
         }
         m_sent.push_back(sent);
         const Reply answer = AnswerTo(sent);
-        if (request.direction == PortDirection::In && request.data != nullptr)
+        if (request.direction == PortDirection::In && request.data != nullptr) {
             std::copy_n(answer.data.begin(), std::min<size_t>(answer.data.size(), request.length),
                         static_cast<uint8_t*>(request.data));
+        }
         PortCompletion completion = answer.completion;
         completion.moved = answer.moved.value_or(request.length);
         return completion;
@@ -238,11 +243,13 @@ class ScriptedPort final : public IScsiPort {
     }
 
     Reply AnswerTo(const SentCommand& sent) {
-        if (m_sent.size() == m_nPlace + 1)
+        if (m_sent.size() == m_nPlace + 1) {
             return m_atPlace;
+        }
         if (m_handler) {
-            if (std::optional<Reply> answer = m_handler(sent))
+            if (std::optional<Reply> answer = m_handler(sent)) {
                 return *answer;
+            }
         }
         const uint16_t questions[] = {QuestionOf(sent.cdb), sent.cdb[0]};
         for (const uint16_t question : questions) {
@@ -253,8 +260,9 @@ class ScriptedPort final : public IScsiPort {
             }
         }
         for (const uint16_t question : questions) {
-            if (const auto found = m_standing.find(question); found != m_standing.end())
+            if (const auto found = m_standing.find(question); found != m_standing.end()) {
                 return found->second;
+            }
         }
         constexpr uint8_t kInquiry = 0x12;
         if (sent.cdb[0] == kInquiry) {
@@ -281,16 +289,18 @@ inline Lines Trace(const std::vector<SentCommand>& commands) {
     Lines trace;
     for (const SentCommand& command : commands) {
         size_t length = command.cdb.size();
-        while (length > 1 && command.cdb[length - 1] == 0)
+        while (length > 1 && command.cdb[length - 1] == 0) {
             --length;
+        }
         std::string text;
         for (size_t i = 0; i < length; ++i) {
             constexpr char kDigits[] = "0123456789ABCDEF";
             text += i > 0 ? " " : "";
             text += {kDigits[command.cdb[i] >> 4], kDigits[command.cdb[i] & 0x0F]};
         }
-        if (command.timeoutSeconds != std::max(LeastSeconds(command.cdb), 5u))
+        if (command.timeoutSeconds != std::max(LeastSeconds(command.cdb), 5u)) {
             text += " @" + std::to_string(command.timeoutSeconds);
+        }
         trace.push_back(std::move(text));
     }
     return trace;

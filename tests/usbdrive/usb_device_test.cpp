@@ -29,12 +29,13 @@ class Bench : public IScsiUnit, public IUsbReplies {
     void Start(ScsiJob started) override { job = std::move(started); }
     void Reply(uint32_t, int32_t status, std::span<const uint8_t> data, uint32_t actual) override {
         lastReply.assign(data.begin(), data.end());
-        if (status != 0)
+        if (status != 0) {
             heard += " stall";
-        else if (data.size() == 13 && data[0] == 'U' && data[3] == 'S' && data[4] == 0x77)
+        } else if (data.size() == 13 && data[0] == 'U' && data[3] == 'S' && data[4] == 0x77) {
             heard += Format(" status%d/%u", data[12], data[8] | data[9] << 8 | data[10] << 16);
-        else
+        } else {
             heard += Format(" %u", actual);
+        }
     }
 
     void Out(const Bytes& bytes) {
@@ -47,8 +48,9 @@ class Bench : public IScsiUnit, public IUsbReplies {
     }
     static Bytes Wrapper(uint32_t wanted, bool in, Bytes cdb) {
         Bytes bytes = {'U', 'S', 'B', 'C', 0x77, 1, 2, 3};
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 4; ++i) {
             bytes.push_back(static_cast<uint8_t>(wanted >> (8 * i)));
+        }
         bytes.insert(bytes.end(),
                      {static_cast<uint8_t>(in ? 0x80 : 0), 0, static_cast<uint8_t>(cdb.size())});
         bytes.insert(bytes.end(), cdb.begin(), cdb.end());
@@ -113,8 +115,9 @@ TEST(UsbDevice, MovesDataAsTheClassSays) {
         bench.Out(Bench::Wrapper(row.wanted, row.in, {0x12, 0, 0, 0, 96, 0}));
         EXPECT_EQ(bench.Heard(), " 31");
         // Transfers that come before the unit is done wait for it.
-        for (const uint32_t bytes : row.transfers)
+        for (const uint32_t bytes : row.transfers) {
             row.in ? bench.In(bytes) : bench.Out(Bytes(bytes, 9));
+        }
         EXPECT_EQ(bench.job.cdb.at(0), 0x12);
         EXPECT_EQ(bench.job.out, !row.in);
         EXPECT_GE(bench.job.data.size(), row.wanted);
@@ -227,8 +230,9 @@ TEST(UsbipServer, TakesMessagesInPiecesAndLetsGoOfNonsense) {
               Bytes({4, 7, 0xFF, 0x98}))
         << "-ECONNRESET";
     EXPECT_FALSE(send(message(9, 8, 0, 0, 0, 0)));
-    for (const int end : ends)
+    for (const int end : ends) {
         ::close(end);
+    }
 }
 
 TEST(VhciPort, FindsFreePortsAndSaysWhatIsMissing) {

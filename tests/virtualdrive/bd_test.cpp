@@ -69,8 +69,9 @@ TEST_F(BdTest, ABdRIsWrittenClusterAfterCluster) {
 TEST_F(BdTest, ABdRIsFormattedOnce) {
     Load("bd-r");
     EXPECT_EQ(Structure(0x0A), kInvalidFieldInCdb) << "no spare area yet";
-    for (const uint8_t subType : {0, 2, 3})
+    for (const uint8_t subType : {0, 2, 3}) {
         EXPECT_EQ(Format(0x32, subType, 11'826'176, 0x3000), kInvalidFieldInList) << +subType;
+    }
     EXPECT_EQ(Format(0x32, 1, 11'826'175, 0x3000), kInvalidFieldInList) << "part of a cluster";
     EXPECT_EQ(Format(0x32, 1, 11'826'176, 0x1000), kInvalidFieldInList) << "other spares";
     EXPECT_EQ(Format(0x00, 0, 12'219'392, 0), kInvalidFieldInList) << "not the usual spares";
@@ -108,9 +109,10 @@ TEST_F(BdTest, ABdReIsWrittenAnywhereOnceFormatted) {
                    {0x30, 0, 24'438'784, 0},      {0x30, 0, 23'652'352, 0x2000},
                    {0x30, 2, 24'176'641, 0x2000}, {0x31, 0, 23'652'352, 2048},
                    {0x31, 1, 24'438'784, 2048},   {0x32, 1, 23'652'352, 0x6000}};
-    for (const auto& [type, subType, blocks, parameter] : refused)
+    for (const auto& [type, subType, blocks, parameter] : refused) {
         EXPECT_EQ(Format(type, subType, blocks, parameter), kInvalidFieldInList)
             << +type << " " << +subType << " " << blocks;
+    }
     ASSERT_EQ(Format(0x00, 0, 23'652'352, 0), kGood);
     EXPECT_EQ(host.DiscStatus(), 0x1E);
     EXPECT_EQ(host.LastBlock(), 23'652'351U);

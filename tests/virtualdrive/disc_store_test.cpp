@@ -26,11 +26,14 @@ Bytes Chunk(int32_t block) {
     VirtualDrive drive(SystemClock());
     Host host(drive);
     if (!drive.Insert(disc) || host.TestUnitReady() == kGood ||
-        (isCd ? host.SelectTrackAtOnce() : host.SelectDash({})) != kGood)
+        (isCd ? host.SelectTrackAtOnce() : host.SelectDash({})) != kGood) {
         ::_exit(1);
-    for (int32_t block = 0; host.Write(block, Chunk(block)) == kGood; block += kChunkBlocks)
-        if (::write(progress, "+", 1) != 1)
+    }
+    for (int32_t block = 0; host.Write(block, Chunk(block)) == kGood; block += kChunkBlocks) {
+        if (::write(progress, "+", 1) != 1) {
             break;
+        }
+    }
     ::_exit(2);
 }
 
@@ -43,12 +46,14 @@ class DiscStoreTest : public DriveTest {
         int ends[2] = {};
         ASSERT_EQ(::pipe(ends), 0);
         const pid_t writer = ::fork();
-        if (writer == 0)
+        if (writer == 0) {
             Write(Disc(), ends[1], kind == "cd-r");
+        }
         ::close(ends[1]);
         char byte = 0;
-        for (int chunk = 0; chunk < kChunks; ++chunk)
+        for (int chunk = 0; chunk < kChunks; ++chunk) {
             ASSERT_EQ(::read(ends[0], &byte, 1), 1);
+        }
         ::kill(writer, SIGKILL);
         int status = 0;
         ASSERT_EQ(::waitpid(writer, &status, 0), writer);
@@ -76,8 +81,9 @@ TEST_F(DiscStoreTest, AKilledWriterLeavesADamagedTrackOnACd) {
     ASSERT_EQ(host.SynchronizeCache(), kGood);
     EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb) << "that closes nothing";
     ASSERT_EQ(host.Close(2), kGood);
-    for (int32_t block = 0; block + kChunkBlocks <= kWritten; block += kChunkBlocks)
+    for (int32_t block = 0; block + kChunkBlocks <= kWritten; block += kChunkBlocks) {
         ExpectRead(block, Chunk(block));
+    }
     EXPECT_EQ(host.NextWritable(), kWritten + 2 + 11'400) << "another session can follow";
 }
 
@@ -114,8 +120,9 @@ TEST_F(DiscStoreTest, WhatIsNoDiscDoesNotGoIn) {
           disc + "[track-001]\nstart=0\n", disc + session + "[track-002]\n" + named, disc + session,
           disc + "[session-02]\nlead-out=302\n[track-001]\n" + named,
           disc + session + "[track-001]\n" + track + "block-bytes=2048\nfile=../track-01.iso\n",
-          disc + session + "[track-001]\n" + track + "block-bytes=0\nfile=track-01.iso\n"})
+          disc + session + "[track-001]\n" + track + "block-bytes=0\nfile=track-01.iso\n"}) {
         EXPECT_FALSE(insert(text)) << text;
+    }
     EXPECT_TRUE(drive.HasDisc()) << "the old disc stays";
     EXPECT_EQ(host.TestUnitReady(), kGood);
     EXPECT_TRUE(insert(disc + session + "[track-001]\n" + named));

@@ -26,8 +26,9 @@ TEST_F(DvdOverwriteTest, PlusRwFormatsInTheBackground) {
     EXPECT_EQ(host.FormatUnit(0x26, kAllBlocks, 1), kInvalidFieldInList) << "nothing to restart";
     EXPECT_EQ(host.FormatUnit(0x13, 0, 16), kInvalidFieldInList) << "a format of DVD-RW";
     EXPECT_EQ(host.FormatUnit(0x26, 512, 0), kInvalidFieldInList) << "only the whole disc";
-    for (const uint8_t options : {0x20, 0x84})
+    for (const uint8_t options : {0x20, 0x84}) {
         EXPECT_EQ(host.FormatUnit(0x26, 1024, 0, options), kInvalidFieldInList) << +options;
+    }
     ASSERT_EQ(host.FormatUnit(0x26, 1024, 0), kGood);
     EXPECT_EQ(Background(), 2);
     EXPECT_EQ(host.DiscStatus() & 0x0F, 0x0E);

@@ -118,8 +118,9 @@ TEST_F(DvdSequentialTest, WriteParametersMustSuitTheMedium) {
     const DashPage refused[] = {{.linkValid = false}, {.linkSize = 7},      {.packetSize = 32},
                                 {.packetSize = 0},    {.dataBlockType = 0}, {.testWrite = true},
                                 {.multiSession = 2},  {.writeType = 1},     {.writeType = 3}};
-    for (const DashPage& page : refused)
+    for (const DashPage& page : refused) {
         EXPECT_EQ(host.SelectDash(page), kInvalidFieldInList) << &page - refused;
+    }
 
     Load("dvd-r-dl");
     EXPECT_EQ(host.SelectDash({.multiSession = 0, .linkValid = false, .linkSize = 0}), kGood)
@@ -134,8 +135,9 @@ TEST_F(DvdSequentialTest, OneGoTakesWhatWasReserved) {
     ASSERT_EQ(host.SelectDash({}), kGood);
     EXPECT_EQ(host.ReserveTrack(64), kSequenceError) << "not for incremental writing";
     ASSERT_EQ(host.SelectDash(InOneGo()), kGood);
-    for (const uint32_t blocks : {0U, 1025U, kAllBlocks})
+    for (const uint32_t blocks : {0U, 1025U, kAllBlocks}) {
         EXPECT_EQ(host.ReserveTrack(blocks), kInvalidFieldInCdb) << blocks;
+    }
     ExpectGood({host.ReserveTrack(50), host.TrackInformation(1, 1)});
     EXPECT_EQ(host.data[6] & 0xF0, 0xC0) << "reserved and blank";
     EXPECT_EQ(host.Data32(16), 64U) << "whole ECC blocks";

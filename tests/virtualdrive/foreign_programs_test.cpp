@@ -47,8 +47,9 @@ class ForeignPrograms {
         ASSERT_NE(pipe, nullptr);
         m_output.clear();
         std::array<char, 4096> buffer = {};
-        while (const size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        while (const size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
             m_output.append(buffer.data(), count);
+        }
         ASSERT_EQ(::pclose(pipe), 0) << command << "\n" << m_output;
         std::ifstream log(Path("log"));
         int commands = 0;
@@ -84,14 +85,16 @@ void OnEach(const std::vector<Disc>& discs,
             const std::function<void(ForeignPrograms&, const Disc&)>& body) {
     std::vector<std::thread> threads;
     threads.reserve(discs.size());
-    for (const Disc& disc : discs)
+    for (const Disc& disc : discs) {
         threads.emplace_back([&body, &disc] {
             SCOPED_TRACE(disc.kind);
             ForeignPrograms programs(disc.kind);
             body(programs, disc);
         });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 TEST(ForeignPrograms, CdrskinWritesAppendsBlanksAndFormats) {
@@ -159,15 +162,17 @@ TEST(ForeignPrograms, CdrskinWritesAppendsBlanksAndFormats) {
         for (const Step& step : disc.steps) {
             programs.Run("cdrskin dev=/dev/sr0 -v " + step.arguments);
             programs.ExpectOutput(step.output);
-            for (size_t i = 0; i < step.tracks.size(); ++i)
+            for (size_t i = 0; i < step.tracks.size(); ++i) {
                 programs.ExpectFile("track-0" + std::to_string(i + 1) + ".iso", step.tracks[i]);
+            }
             EXPECT_EQ(std::filesystem::exists(programs.Path("disc/track-01.iso")),
                       !step.tracks.empty())
                 << step.arguments;
         }
         programs.Run("cdrskin dev=/dev/sr0 -toc");
-        for (const char* text : disc.toc)
+        for (const char* text : disc.toc) {
             programs.ExpectOutput(text);
+        }
     });
 }
 
@@ -183,8 +188,9 @@ TEST(ForeignPrograms, CdrskinWritesAnAudioDiscThatCdInfoReads) {
     programs.ExpectFile("disc.bin", all);
     programs.Run("cd-info --no-header /dev/sr0");
     for (const char* row : {"1: 00:02:00  000000 audio", "2: 00:07:25  000400 audio",
-                            "3: 00:14:00  000900 audio", "170: 00:22:00  001500 leadout"})
+                            "3: 00:14:00  000900 audio", "170: 00:22:00  001500 leadout"}) {
         programs.ExpectOutput(row);
+    }
 }
 
 TEST(ForeignPrograms, XorrisoAddsASessionToEachKind) {
@@ -207,8 +213,9 @@ TEST(ForeignPrograms, XorrisoAddsASessionToEachKind) {
         EXPECT_TRUE(ReadFileBytes(programs.Path("out/tree/deep/first.bin")) ==
                     Payload(1'000'000, 1));
         EXPECT_TRUE(ReadFileBytes(programs.Path("out/more/second.bin")) == Payload(500'001, 2));
-        if (std::string(disc.kind) != "cd-rw")
+        if (std::string(disc.kind) != "cd-rw") {
             return;
+        }
         programs.Run("cd-info --no-header /dev/sr0");
         programs.ExpectOutput("label `PAIR");
         programs.ExpectOutput("session #2 starts at track  2");

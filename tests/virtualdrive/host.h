@@ -127,8 +127,9 @@ class Host {
             const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(done);
             const auto part = static_cast<std::ptrdiff_t>(std::min(chunk, bytes.size() - done));
             const auto at = block + static_cast<int32_t>(done / blockBytes);
-            if (const int code = Write(at, Bytes(begin, begin + part), blockBytes))
+            if (const int code = Write(at, Bytes(begin, begin + part), blockBytes)) {
                 return code;
+            }
         }
         return kGood;
     }
@@ -204,9 +205,11 @@ class Host {
     // Features that are current and depend on the medium.
     std::set<uint16_t> CurrentFeatures() {
         std::set<uint16_t> features;
-        for (uint16_t feature = 0x10; feature < 0x100; ++feature)
-            if (IsFeatureCurrent(feature))
+        for (uint16_t feature = 0x10; feature < 0x100; ++feature) {
+            if (IsFeatureCurrent(feature)) {
                 features.insert(feature);
+            }
+        }
         return features;
     }
     // READ FORMAT CAPACITIES: "blocks/type" of the current capacity and of each format.

@@ -68,12 +68,14 @@ TEST_F(NewDiscTest, TellsWhatItIs) {
         EXPECT_EQ(host.data[6], test.track);
         EXPECT_EQ(host.Data32(16), test.free);
         EXPECT_EQ(host.TrackInformation(1, 2), kInvalidFieldInCdb) << "there is only one";
-        if (test.free == 0)
+        if (test.free == 0) {
             continue;
+        }
         EXPECT_EQ(host.Toc(0), kInvalidFieldInCdb);
         EXPECT_EQ(host.Read(0, 1), kOutOfRange);
-        if (test.profile == 0x43)
+        if (test.profile == 0x43) {
             continue;
+        }
         EXPECT_EQ(host.Close(2), kGood) << "nothing to close";
         if (test.profile != 0x1A) {
             EXPECT_EQ(host.NextWritable(), 0);

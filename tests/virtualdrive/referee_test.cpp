@@ -18,8 +18,9 @@ class RefereeTest : public DriveTest {
         int code;
     };
     void ExpectRefusals(std::initializer_list<Refusal> refusals) {
-        for (const Refusal& refusal : refusals)
+        for (const Refusal& refusal : refusals) {
             EXPECT_EQ(host.In(refusal.cdb, 2048), refusal.code) << refusal.what;
+        }
     }
 };
 
@@ -59,8 +60,9 @@ TEST_F(RefereeTest, OfABlankDisc) {
     });
     EXPECT_EQ(host.Write(1, Bytes(2048)), kInvalidAddress) << "not at the next address";
     EXPECT_EQ(host.Write(-150, Bytes(2048)), kInvalidAddress) << "pre-gap at once";
-    for (const size_t bytes : {2048, 2 * 2048 - 1, 2 * 2352})
+    for (const size_t bytes : {2048, 2 * 2048 - 1, 2 * 2352}) {
         EXPECT_EQ(host.Out(Host::Address10(0x2A, 0, 2), Bytes(bytes)), kDataPhase) << bytes;
+    }
     EXPECT_EQ(host.SendCueSheet(Bytes(32)), kSequenceError) << "at track at once";
     EXPECT_EQ(host.SelectWriteType(1, 3, 4, 0), kGood);
     EXPECT_EQ(host.Write(0, Bytes(2352), 2352), kIllegalMode) << "audio blocks in a data track";
@@ -90,8 +92,9 @@ TEST_F(RefereeTest, OfModePages) {
         {"parameters saveable", with(0, 0x85)},
         {"read-only page", {0x2A, 2, 0, 0}},
     };
-    for (const auto& [what, changed] : refused)
+    for (const auto& [what, changed] : refused) {
         EXPECT_EQ(host.SelectPage(changed), kInvalidFieldInList) << what;
+    }
     EXPECT_EQ(host.SelectPage(Bytes(page.begin(), page.begin() + 20)), 0x51A00) << "cut short";
     EXPECT_EQ(host.SelectPage(page), kGood);
     EXPECT_EQ(host.WriteParametersPage(), page) << "refused pages change nothing";

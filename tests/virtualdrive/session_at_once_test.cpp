@@ -20,11 +20,12 @@ struct CueEntry {
 
 Bytes Sheet(const std::vector<CueEntry>& entries) {
     Bytes sheet;
-    for (const CueEntry& entry : entries)
+    for (const CueEntry& entry : entries) {
         sheet.insert(sheet.end(), {entry.controlAdr, entry.track, entry.index, entry.form, 0,
                                    static_cast<uint8_t>(entry.frames / 4500),
                                    static_cast<uint8_t>(entry.frames / 75 % 60),
                                    static_cast<uint8_t>(entry.frames % 75)});
+    }
     return sheet;
 }
 
@@ -183,8 +184,9 @@ TEST_F(SessionAtOnceTest, BadCueSheetsAreRefused) {
         {"lead-out before the track", changed(3, {0x41, 0xAA, 1, 0x14, 150})},
         {"frames out of range", badFrame},
     };
-    for (const auto& [what, sheet] : refused)
+    for (const auto& [what, sheet] : refused) {
         EXPECT_EQ(host.SendCueSheet(sheet), kInvalidFieldInList) << what;
+    }
     EXPECT_EQ(host.SendCueSheet(Sheet(DataSession(1001))), kEndOfArea);
     EXPECT_EQ(host.SendCueSheet(Sheet(DataSession(1000))), kGood);
     EXPECT_EQ(host.DiscStatus(), 0) << "a cue sheet alone writes nothing";

@@ -79,8 +79,9 @@ TEST_F(TimingTest, FullBufferRefusesAndLosesNothing) {
     drive.SetSpeed({.bufferKB = 128, .speedFactor = 1.0});
     ASSERT_EQ(host.SelectTrackAtOnce(), kGood);
     ASSERT_EQ(SetCdSpeed(8 * 177), kGood); // 1412 KB/s
-    for (int i = 0; i < 10; ++i)
+    for (int i = 0; i < 10; ++i) {
         EXPECT_EQ(host.Write(77, Blocks(16, 1)), kInvalidAddress) << "takes no room";
+    }
     const Bytes bytes = Blocks(1024, 1);
     const uint64_t begin = clock.TickMs();
     int refusals = 0;
@@ -159,8 +160,9 @@ TEST_F(TimingTest, DiscComesUpToSpeed) {
             EXPECT_FALSE(drive.IsDoorLocked());
         }
         if (first != kGood) {
-            for (const int code : {host.Read(0, 1), host.FormatCapacitiesCode(), host.Read(0, 1)})
+            for (const int code : {host.Read(0, 1), host.FormatCapacitiesCode(), host.Read(0, 1)}) {
                 EXPECT_EQ(code, kBecomingReady);
+            }
             EXPECT_EQ(host.In({0x03, 0, 0, 0, 18, 0}, 18), kGood);
             EXPECT_EQ(host.data[2] << 16 | host.data[12] << 8 | host.data[13], kBecomingReady);
             EXPECT_EQ(host.WriteParametersPage()[2] & 15, first == kReset ? 1 : 2) << "write type";

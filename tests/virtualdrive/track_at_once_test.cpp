@@ -81,8 +81,9 @@ TEST_F(TrackAtOnceTest, TracksOfOneSessionAreApartByRunOutAndPregap) {
     ASSERT_EQ(host.Toc(2, 1), kGood);
     ASSERT_EQ(LoadBe16(&host.data[0]), 2 + 6 * 11);
     Bytes points;
-    for (size_t row = 4; row < 4 + 6 * 11; row += 11)
+    for (size_t row = 4; row < 4 + 6 * 11; row += 11) {
         points.push_back(host.data[row + 3]);
+    }
     EXPECT_EQ(points, (Bytes{0xA0, 0xA1, 0xA2, 1, 2, 0xB0}));
     // Lead-out at block 854, which is 00:13:29.
     EXPECT_EQ(host.DataAt(26 + 8, 3), (Bytes{0, 13, 29}));
@@ -93,8 +94,9 @@ TEST_F(TrackAtOnceTest, ATrackHasItsLeastLengthAndTheDiscItsMost) {
     ExpectGood(
         {host.SelectTrackAtOnce(), host.WriteAll(0, Blocks(299, 1)), host.SynchronizeCache()});
     EXPECT_EQ(host.Close(1, 2), kInvalidFieldInCdb) << "no such track";
-    for (const uint8_t track : {1, 0xFF})
+    for (const uint8_t track : {1, 0xFF}) {
         EXPECT_EQ(host.Close(1, track), kIncompleteTrack);
+    }
     EXPECT_EQ(host.Close(2), kIncompleteTrack);
     // The track is still open, for all that is free and no more.
     EXPECT_EQ(host.Write(299, Blocks(102, 2)), kEndOfArea);

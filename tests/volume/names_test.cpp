@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "volume/names.h"
+#include "volume/model/names.h"
 
 #include <gtest/gtest.h>
 

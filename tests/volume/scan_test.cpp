@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "support/udf_reader.h"
-#include "volume/tree.h"
+#include "volume/model/tree.h"
 #include "volume_kit.h"
 
 #include <gmock/gmock.h>

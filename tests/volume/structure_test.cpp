@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "support/udf_reader.h"
-#include "volume/dates.h"
+#include "volume/model/dates.h"
 #include "volume_kit.h"
 
 #include <algorithm>

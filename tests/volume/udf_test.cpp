@@ -5,7 +5,7 @@
 #include "merge_kit.h"
 #include "readers_kit.h"
 #include "support/udf_reader.h"
-#include "volume/udf_tag.h"
+#include "volume/formats/udf_tag.h"
 
 #include <numeric>
 

@@ -70,8 +70,9 @@ CDeviceLock::CDeviceLock(ISystemCalls& calls, ISystemBus& bus, Place place)
     : m_calls(calls), m_bus(bus), m_place(std::move(place)) {}
 
 CDeviceLock::~CDeviceLock() {
-    if (m_nDescriptor >= 0)
+    if (m_nDescriptor >= 0) {
         m_calls.Close(m_nDescriptor);
+    }
 }
 
 LockResult CDeviceLock::Take() {
@@ -83,15 +84,19 @@ LockResult CDeviceLock::Hold() {
     constexpr int kFlags = O_RDWR | O_EXCL | O_NONBLOCK | O_CLOEXEC; // also with no disc in it
     for (int attempt = 1;; ++attempt) {
         // Also after a pause: what had the device may have been about to mount it.
-        if (const std::string refusal = Unmount(); !refusal.empty())
+        if (const std::string refusal = Unmount(); !refusal.empty()) {
             return RefusedBecause(refusal);
+        }
         m_nDescriptor = m_calls.Open(m_place.devicePath, kFlags);
-        if (m_nDescriptor >= 0)
+        if (m_nDescriptor >= 0) {
             return {};
-        if (m_nDescriptor != -EBUSY)
+        }
+        if (m_nDescriptor != -EBUSY) {
             return RefusedBecause(DeviceRefusal(m_place.devicePath, -m_nDescriptor));
-        if (attempt == kAttempts)
+        }
+        if (attempt == kAttempts) {
             return RefusedByUsers();
+        }
         m_calls.Sleep(kPause);
     }
 }
@@ -99,12 +104,15 @@ LockResult CDeviceLock::Hold() {
 LockResult CDeviceLock::KeepUdevAway() {
     for (int attempt = 1;; ++attempt) {
         const int error = -m_calls.LockFile(m_nDescriptor);
-        if (error == 0)
+        if (error == 0) {
             return {};
-        if (error != EWOULDBLOCK)
+        }
+        if (error != EWOULDBLOCK) {
             return RefusedBecause(DeviceRefusal(m_place.devicePath, error));
-        if (attempt == kUdevAttempts)
+        }
+        if (attempt == kUdevAttempts) {
             return RefusedByUsers();
+        }
         m_calls.Sleep(kPause);
     }
 }
@@ -130,8 +138,9 @@ std::vector<std::string> CDeviceLock::MountPoints() {
         std::string device;
         std::string root;
         std::string point;
-        if (fields >> id >> parent >> device >> root >> point && device == number)
+        if (fields >> id >> parent >> device >> root >> point && device == number) {
             points.push_back(Unescaped(point));
+        }
     }
     return points;
 }
@@ -140,8 +149,9 @@ std::vector<std::string> CDeviceLock::MountPoints() {
 std::string CDeviceLock::Unmount() {
     for (int round = 0;; ++round) {
         const std::vector<std::string> points = MountPoints();
-        if (points.empty())
+        if (points.empty()) {
             return {};
+        }
         // The last one lies on top where several share a mount point.
         const std::string& point = points.back();
         const BusReply reply =
@@ -152,8 +162,9 @@ std::string CDeviceLock::Unmount() {
                         {BusOptions{{"auth.no_user_interaction", true}}},
                         kUnmountLimit});
         const int error = reply.Failed() ? -m_calls.Unmount(point) : 0;
-        if (error != 0 || round == kMaxMountPoints)
+        if (error != 0 || round == kMaxMountPoints) {
             return UnmountRefusal(point, reply, error);
+        }
     }
 }
 
@@ -161,14 +172,18 @@ std::string CDeviceLock::UnmountRefusal(const std::string& mountPoint, const Bus
                                         int error) {
     std::string text = "The disk is mounted at \"" + mountPoint + "\" and cannot be unmounted: ";
     const std::string programs = ProgramsUsing(m_calls, m_place.devicePath, {mountPoint});
-    if (!programs.empty())
+    if (!programs.empty()) {
         return text + "it is in use by " + programs + ".";
-    if (error == EBUSY || reply.error == "org.freedesktop.UDisks2.Error.DeviceBusy")
+    }
+    if (error == EBUSY || reply.error == "org.freedesktop.UDisks2.Error.DeviceBusy") {
         return text + "another program uses it.";
-    if (reply.error.starts_with("org.freedesktop.UDisks2."))
+    }
+    if (reply.error.starts_with("org.freedesktop.UDisks2.")) {
         return text + "UDisks says \"" + reply.text + "\".";
-    if (!reply.Failed())
+    }
+    if (!reply.Failed()) {
         return text + "it comes back every time.";
+    }
     return text + "UDisks, which unmounts disks, does not answer (" + reply.text +
            "). You can unmount it yourself: run \"umount " + mountPoint + "\" as root.";
 }

@@ -29,8 +29,9 @@ class Search {
         : m_calls(calls), m_devicePath(devicePath), m_mountPoints(mountPoints) {}
 
     bool Uses(const std::string& process) const {
-        if (Meets(process + "/cwd") || Meets(process + "/root") || Meets(process + "/exe"))
+        if (Meets(process + "/cwd") || Meets(process + "/root") || Meets(process + "/exe")) {
             return true;
+        }
         const std::vector<std::string> files = m_calls.List(process + "/fd");
         return std::any_of(files.begin(), files.end(),
                            [&](const std::string& file) { return Meets(process + "/fd/" + file); });
@@ -59,13 +60,15 @@ std::string ProgramsUsing(ISystemCalls& calls, const std::string& devicePath,
     size_t named = 0;
     for (const std::string& id : calls.List("/proc")) {
         const std::string process = "/proc/" + id;
-        if (!IsProcess(id) || id == self || !search.Uses(process))
+        if (!IsProcess(id) || id == self || !search.Uses(process)) {
             continue;
+        }
         std::string name = calls.ReadText(process + "/comm");
         name.erase(std::min(name.find('\n'), name.size()));
         programs.append(named > 0 ? ", " : "").append(name).append(" (").append(id).append(")");
-        if (++named == kMostNamed)
+        if (++named == kMostNamed) {
             break;
+        }
     }
     return programs;
 }

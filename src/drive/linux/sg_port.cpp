@@ -81,13 +81,15 @@ PortCompletion CompletionOf(const sg_io_hdr& header, const std::array<uint8_t, 3
         completion.error = PortError::TimedOut;
         return completion;
     }
-    if (header.sb_len_wr > 0)
+    if (header.sb_len_wr > 0) {
         TakeSense(sense, &completion);
+    }
     const bool hasSense = (completion.sense[0] & 0x70) != 0;
-    if (header.host_status == kHostNoConnect || header.host_status == kHostBadTarget)
+    if (header.host_status == kHostNoConnect || header.host_status == kHostBadTarget) {
         completion.error = PortError::InvalidHandle;
-    else if (!hasSense && (header.host_status != kHostOk || header.status != 0))
+    } else if (!hasSense && (header.host_status != kHostOk || header.status != 0)) {
         completion.error = PortError::Failed; // refused, and nothing says why
+    }
     return completion;
 }
 
@@ -124,10 +126,11 @@ PortCompletion CSgDevice::Execute(const PortRequest& request) {
     sg_io_hdr header = {};
     header.interface_id = 'S';
     header.dxfer_direction = SG_DXFER_NONE;
-    if (request.length > 0 && request.direction == PortDirection::In)
+    if (request.length > 0 && request.direction == PortDirection::In) {
         header.dxfer_direction = SG_DXFER_FROM_DEV;
-    else if (request.length > 0 && request.direction == PortDirection::Out)
+    } else if (request.length > 0 && request.direction == PortDirection::Out) {
         header.dxfer_direction = SG_DXFER_TO_DEV;
+    }
     if (header.dxfer_direction != SG_DXFER_NONE) {
         header.dxferp = request.data;
         header.dxfer_len = request.length;
@@ -139,8 +142,9 @@ PortCompletion CSgDevice::Execute(const PortRequest& request) {
     header.timeout = request.timeoutSeconds * 1000;
 
     const int result = m_calls.Ioctl(m_nDescriptor, SG_IO, &header);
-    if (result >= 0)
+    if (result >= 0) {
         return CompletionOf(header, sense);
+    }
     PortCompletion completion;
     completion.error = ErrorOfErrno(-result);
     return completion;
@@ -166,16 +170,18 @@ std::string CSgPort::DevicePath(int letterIndex) const {
 }
 
 bool CSgPort::IsOpticalDrive(int letterIndex) {
-    if (letterIndex < kFirstLetterIndex || letterIndex > kLastLetterIndex)
+    if (letterIndex < kFirstLetterIndex || letterIndex > kLastLetterIndex) {
         return false;
+    }
     // The peripheral device types that the kernel's driver takes (SPC): CD-ROM and write-once.
     const std::string type = m_calls.ReadText(SysfsFolder(letterIndex) + "/device/type");
     return type.starts_with("5\n") || type.starts_with("4\n");
 }
 
 std::u16string CSgPort::DisplayName(int letterIndex) {
-    if (!IsOpticalDrive(letterIndex))
+    if (!IsOpticalDrive(letterIndex)) {
         return {};
+    }
     const std::string name = KernelName(letterIndex);
     return {name.begin(), name.end()};
 }
@@ -183,8 +189,9 @@ std::u16string CSgPort::DisplayName(int letterIndex) {
 std::unique_ptr<IPortDevice> CSgPort::Open(int letterIndex, bool writeAccess) {
     const int flags = (writeAccess ? O_RDWR : O_RDONLY) | kNeverWait;
     const int descriptor = m_calls.Open(DevicePath(letterIndex), flags);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         return nullptr;
+    }
     return std::make_unique<CSgDevice>(m_calls, *this, letterIndex, descriptor);
 }
 
@@ -197,10 +204,12 @@ std::optional<PortAddress> CSgPort::ReadAddress(int letterIndex) {
     uint32_t target = 0;
     uint32_t lun = 0;
     char rest = 0;
-    if (std::sscanf(last.c_str(), "%u:%u:%u:%u%c", &host, &channel, &target, &lun, &rest) != 4)
+    if (std::sscanf(last.c_str(), "%u:%u:%u:%u%c", &host, &channel, &target, &lun, &rest) != 4) {
         return std::nullopt;
-    if (host > kMaxPort || target > kMaxTarget || lun > kMaxLun)
+    }
+    if (host > kMaxPort || target > kMaxTarget || lun > kMaxLun) {
         return std::nullopt;
+    }
     return PortAddress{static_cast<uint8_t>(host), static_cast<uint8_t>(target),
                        static_cast<uint8_t>(lun)};
 }
@@ -210,26 +219,31 @@ PortError CSgPort::AddressOf(int letterIndex, PortAddress* address) {
     // another drive's real one.
     std::set<std::tuple<uint8_t, uint8_t, uint8_t>> taken;
     for (int other = kFirstLetterIndex; other <= kLastLetterIndex; ++other) {
-        if (!IsOpticalDrive(other))
+        if (!IsOpticalDrive(other)) {
             continue;
+        }
         const std::optional<PortAddress> found = ReadAddress(other);
-        if (!found || !taken.insert({found->port, found->target, found->lun}).second)
+        if (!found || !taken.insert({found->port, found->target, found->lun}).second) {
             return PortError::NotSupported;
-        if (other == letterIndex)
+        }
+        if (other == letterIndex) {
             *address = *found;
+        }
     }
     return IsOpticalDrive(letterIndex) ? PortError::None : PortError::InvalidHandle;
 }
 
 LockResult CSgPort::LockAndDismount(int letterIndex) {
-    if (m_held.contains(letterIndex))
+    if (m_held.contains(letterIndex)) {
         return {};
+    }
     auto lock = std::make_unique<CDeviceLock>(
         m_calls, m_bus,
         CDeviceLock::Place{DevicePath(letterIndex), SysfsFolder(letterIndex), m_strMountTable});
     LockResult result = lock->Take();
-    if (!result.Refused())
+    if (!result.Refused()) {
         m_held.emplace(letterIndex, std::move(lock));
+    }
     return result;
 }
 
@@ -239,8 +253,9 @@ void CSgPort::Unlock(int letterIndex) {
 
 std::u16string CSgPort::WhyClosed(int letterIndex) {
     const int descriptor = m_calls.Open(DevicePath(letterIndex), O_RDONLY | kNeverWait);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         return ToWide(DeviceRefusal(DevicePath(letterIndex), -descriptor));
+    }
     m_calls.Close(descriptor);
     return {};
 }
@@ -249,8 +264,9 @@ std::vector<std::string> CSgPort::KernelNames() {
     std::vector<std::string> names;
     for (std::string& name : m_calls.List(m_strSysfs + "/block")) {
         if (name.starts_with("sr") && name.size() > 2 &&
-            name.find_first_not_of("0123456789", 2) == std::string::npos)
+            name.find_first_not_of("0123456789", 2) == std::string::npos) {
             names.push_back(std::move(name));
+        }
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -260,12 +276,14 @@ std::vector<std::u16string> CSgPort::DrivesWithoutLetter() {
     std::vector<std::u16string> texts;
     for (const std::string& name : KernelNames()) {
         bool hasLetter = false;
-        for (int letter = kFirstLetterIndex; letter <= kLastLetterIndex; ++letter)
+        for (int letter = kFirstLetterIndex; letter <= kLastLetterIndex; ++letter) {
             hasLetter = hasLetter || KernelName(letter) == name;
-        if (!hasLetter)
+        }
+        if (!hasLetter) {
             texts.push_back(ToWide(m_strDeviceFolder + "/" + name +
                                    " cannot be used: Larkspin knows the drives sr0 to " +
                                    KernelName(kLastLetterIndex) + " only."));
+        }
     }
     return texts;
 }
@@ -276,8 +294,9 @@ std::string CSgPort::Inventory() {
     for (const std::string& name : KernelNames()) {
         const std::string device = m_strSysfs + "/block/" + name + "/device";
         inventory += name + ' ' + m_calls.ReadLink(device) + '\n';
-        for (const char* fact : {"/vendor", "/model", "/rev"})
+        for (const char* fact : {"/vendor", "/model", "/rev"}) {
             inventory += m_calls.ReadText(device + fact);
+        }
     }
     return inventory;
 }

@@ -54,8 +54,9 @@ class RealSystemCalls final : public ISystemCalls {
         std::vector<std::string> names;
         std::error_code error;
         std::filesystem::directory_iterator entry(folder, error);
-        for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
+        for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
             names.push_back(entry->path().filename().string());
+        }
         return names;
     }
 

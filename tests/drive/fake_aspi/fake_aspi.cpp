@@ -34,8 +34,9 @@ uint8_t Execute(SRB_ExecSCSICmd& command) {
 
 uint8_t Abort(const SRB_Abort& abort) {
     ++g_control.aborts;
-    if (g_control.mode == FakeAspiMode::HangUntilAbort)
+    if (g_control.mode == FakeAspiMode::HangUntilAbort) {
         std::atomic_ref<uint8_t>(abort.SRB_ToAbort->SRB_Status).store(SS_ABORTED);
+    }
     return SS_COMP;
 }
 

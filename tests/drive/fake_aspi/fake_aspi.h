@@ -37,11 +37,13 @@ struct FakeAspiControl {
 inline void CompleteFakeCommand(SRB_ExecSCSICmd& command, bool halfOfTheData = false) {
     const bool fails = command.CDBByte[0] == FakeAspiControl::kFailingOpcode;
     if ((command.Header.SRB_Flags & SRB_DIR_IN) != 0) {
-        for (uint32_t index = 0; index < command.SRB_BufLen; ++index)
+        for (uint32_t index = 0; index < command.SRB_BufLen; ++index) {
             command.SRB_BufPointer[index] = FakeAspiControl::kDataByte;
+        }
     }
-    if (halfOfTheData && (command.Header.SRB_Flags & SRB_ENABLE_RESIDUAL_COUNT) != 0)
+    if (halfOfTheData && (command.Header.SRB_Flags & SRB_ENABLE_RESIDUAL_COUNT) != 0) {
         command.SRB_BufLen /= 2;
+    }
     if (fails) {
         command.SenseArea[0] = 0x70;
         command.SenseArea[2] = 3;

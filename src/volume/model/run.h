@@ -1,0 +1,71 @@
+// SPDX-FileCopyrightText: The Larkspin developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// What one run of the generator shares between its steps: options, tree, cursors, tables.
+//
+// Lives from the start of MakeVolume to its end, on the generator's thread.
+#pragma once
+
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "volume/model/boot_patches.h"
+#include "volume/model/dates.h"
+#include "volume/model/deferred_file.h"
+#include "volume/model/options.h"
+#include "volume/model/path_table.h"
+#include "volume/model/sectors.h"
+#include "volume/model/tree.h"
+#include "volume/model/udf_plan.h"
+#include "volume/model/volume_notice.h"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace larkspin {
+
+struct VolumeRun {
+    VolumeRun(IFileSystem& fileSystem, IClock& clock, const GenOptions& genOptions,
+              VolumeNoticeTaker noticeCallback, uint32_t previousBase, uint32_t sessionBase);
+
+    IFileSystem& files;
+    const GenOptions options;
+
+    // Tells the user of a name.
+    void Tell(NoticeReason reason, std::u16string path, std::u16string shownAs = {}) const;
+
+    // The moment of the volume (seconds since 1970, UTC), taken once. Descriptors, "Version block",
+    // UDF and all names that no file stands behind carry it.
+    const int64_t moment;
+    // The clock's tick at that moment: two volumes of the same second differ in it.
+    const uint32_t moment_milliseconds;
+    // For directories that only exist on the volume.
+    const FileStatus default_status;
+    // Of the folder on disk whose contents stand at the top, if there is one.
+    std::optional<FileStatus> root_status;
+
+    // Sectors, absolute on the disc.
+    const uint32_t previous_base; // first sector of the last session
+    const uint32_t session_base;  // first sector of this session
+    uint32_t plan_sector;         // first sector not yet given to anything
+
+    IsoTree tree;
+    RecordDateCache dates;
+    PathTables iso_tables;
+    PathTables joliet_tables;
+    std::vector<uint8_t> extension_record;                     // one sector, see rockridge.h
+    std::array<uint8_t, kSectorBytes> primary_descriptor = {}; // as sent; Joliet starts from it
+    DirectoryRecord root_record;                               // of the primary tree
+    DirectoryRecord joliet_root_record;
+    std::deque<DeferredFile> contents; // in order of ascending sector
+    size_t empty_files = 0;            // of the queue; they have no place
+    UdfPlan udf;
+    BootPatches boot_patches;
+
+  private:
+    const VolumeNoticeTaker m_notice; // may be empty
+};
+
+} // namespace larkspin
