@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "app/drive_catalog.h"
+#include "drive/profiles.h"
 #include "platform/paths.h"
 
 namespace larkspin {

@@ -7,6 +7,7 @@
 #include "drive/descriptor_set.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "drive/scsi_command.h"
 #include "drive/sense.h"
 #include "platform/byte_order.h"
@@ -21,12 +22,6 @@ namespace {
 constexpr char kTrackUnreadable[] = "cannot read track information";
 constexpr char kNotFlushed[] = "internal error #1008";
 
-bool IsWrittenInPlace(uint32_t profile) {
-    return profile == mmc::kProfileDvdRam || profile == mmc::kProfileDvdMinusRwOverwrite ||
-           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
-           profile == kProfileBdRe;
-}
-
 void RewriteChunk(CAspiCD& drive, const uint8_t* chunk, uint32_t block) {
     if (drive.WriteDvdChunk(chunk, block * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes)) {
         throw CAspiCD::CgrowisofsException(
@@ -37,15 +32,15 @@ void RewriteChunk(CAspiCD& drive, const uint8_t* chunk, uint32_t block) {
 } // namespace
 
 int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_t* previousStart) {
-    if (!IsWrittenInPlace(m_nProfile & 0xFFFF)) {
+    const MediumTraits& medium = TraitsOf(m_nProfile);
+    if (!medium.IsWrittenInPlace()) {
         return ReadSequentialSessionStart(previousStart);
     }
     // A volume has its descriptor inside and ends on a disc that can be addressed. Any other size
     // would put the new data over the old.
     const int64_t size = LoadLe32(descriptor.data() + kVolumeSpaceSize);
     // A session of a BD-RE does not begin in a cluster that holds old data.
-    const bool isBd = (m_nProfile & 0xFFFF) == kProfileBdRe;
-    const int64_t unit = isBd ? kBdClusterBlocks : int64_t{kEccBlocks};
+    const int64_t unit = medium.IsBd() ? kBdClusterBlocks : int64_t{kEccBlocks};
     if (size <= kFirstDescriptorBlock || size > INT32_MAX - unit) {
         throw CgrowisofsException("previous session is not iso9660");
     }
@@ -123,11 +118,11 @@ std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
 }
 
 int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
-    const uint32_t profile = m_nProfile & 0xFFFF;
-    if (!IsWrittenInPlace(profile)) {
+    const MediumTraits& medium = TraitsOf(m_nProfile);
+    if (!medium.IsWrittenInPlace()) {
         return 0; // sequential media have true sessions
     }
-    if (profile == mmc::kProfileDvdMinusRwOverwrite) {
+    if (medium.setup == DvdSetup::MinusRwOverwrite) {
         m_bStopAfterFinish = false;
         FinishMinusRw();
         m_bStopAfterFinish = true;
@@ -135,7 +130,7 @@ int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
         if (m_bMediaWritten) {
             throw CgrowisofsException(kNotFlushed);
         }
-    } else if (profile != mmc::kProfileDvdRam && FlushDvdCache(true) != 0) {
+    } else if (medium.setup != DvdSetup::Ram && FlushDvdCache(true) != 0) {
         throw CgrowisofsException(kNotFlushed);
     }
     CScsiCommand command(*this);

@@ -53,17 +53,8 @@ enum DiskStateBits : uint32_t {
 // In CAspiCD::m_nProfile, beside the profile in the low 16 bits: the disc is blank.
 constexpr uint32_t MEDIA_BLANK = 0x10000;
 
-// GetCurrentProfile's answer for a drive without GET CONFIGURATION.
-constexpr uint32_t kUnknownProfile = 65535;
-
 // Bits of CAspiCD::m_dwCapabilities.
 enum CapabilityBits : uint32_t { CAP_BUFE = 2, CAP_VENDOR_BUFE = 4, CAP_VENDOR_SPEED = 8 };
-
-// Name of a medium by its MMC profile number for the user; empty for a number that has none.
-std::u16string DiskTypeName(uint32_t profile);
-
-// The DVD test: the profiles that take the DVD way through a job. All else takes the CD way.
-bool IsDvdProfile(uint32_t profile);
 
 class CAspiCD : public IBlockReader {
   public:
@@ -82,8 +73,6 @@ class CAspiCD : public IBlockReader {
         uint32_t block;
         std::vector<uint8_t> bytes;
     };
-
-    using Finisher = void (*)(CAspiCD& drive);
 
     // `transport` is not owned and must outlive the object.
     CAspiCD(uint8_t target, uint8_t adapter, uint8_t lun, CAspiTransport* transport);
@@ -127,7 +116,9 @@ class CAspiCD : public IBlockReader {
 
     // --- disc identification (identification.cpp) ---
     bool HasCurrentProfile();
-    uint32_t GetCurrentProfile(); // 0 when the command fails on a drive that has profiles
+    // kUnknownProfile (profiles.h) from a drive without GET CONFIGURATION; 0 when the command fails
+    // on a drive that has profiles.
+    uint32_t GetCurrentProfile();
     bool IsDiskErasable();
     void ReadDiskInfo();
     int ReadNextWritableAddress(int32_t* address);
@@ -362,7 +353,7 @@ class CAspiCD : public IBlockReader {
     double m_dSpeedFactor = 0.0;
     bool m_bZeroFill = false;
     int32_t m_nVelocity = 0; // KB/s, 0 when unknown
-    Finisher m_pfnFinalize = nullptr;
+    void (*m_pfnFinalize)(CAspiCD&) = nullptr;
     std::unique_ptr<uint8_t[]> m_pWriteBuffer; // kDvdBufferBytes once a disc was opened
     int32_t m_nPreviousStart = 0;
     int32_t m_nNextStart = 0;

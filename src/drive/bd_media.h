@@ -19,15 +19,6 @@
 
 namespace larkspin {
 
-constexpr uint32_t kProfileBdRSequential = 0x41;
-constexpr uint32_t kProfileBdRRandom = 0x42;
-constexpr uint32_t kProfileBdRe = 0x43;
-
-// The kinds that are recorded.
-constexpr bool IsRecordableBd(uint32_t profile) {
-    return profile == kProfileBdRSequential || profile == kProfileBdRe;
-}
-
 constexpr double kBdBase = 4496.0; // KB/s of 1x
 constexpr int32_t kBdClusterBlocks = 32;
 

@@ -4,11 +4,11 @@
 // CAspiCD: waiting for a unit before its disc is judged, and what is on a disc that may be written
 // over. Whatever can't be found out here is told as such: taken for "nothing" it would cost the
 // disc.
-#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
 #include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
 
@@ -102,12 +102,6 @@ class Looker {
 
 bool IsDiscEmpty(std::span<const uint8_t> discInformation) {
     return (discInformation[2] & 3) == 0;
-}
-
-bool IsInPlace(uint32_t profile) {
-    return profile == mmc::kProfileDvdRam || profile == mmc::kProfileDvdMinusRwOverwrite ||
-           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
-           profile == kProfileBdRe;
 }
 
 // What a disc that is written in place and has no ISO 9660 volume holds.
@@ -230,8 +224,9 @@ CAspiCD::DiscContent CAspiCD::LookAtContent(const GoOn& goOn) {
         return DiscContent::Nothing;
     }
     constexpr size_t kFormatState = 7;
-    return IsInPlace(GetCurrentProfile()) ? LookInPlace(looker, info[kFormatState] & 3)
-                                          : DiscContent::Other;
+    return TraitsOf(GetCurrentProfile()).IsWrittenInPlace()
+               ? LookInPlace(looker, info[kFormatState] & 3)
+               : DiscContent::Other;
 }
 
 } // namespace larkspin

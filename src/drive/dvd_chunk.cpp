@@ -5,6 +5,7 @@
 #include "drive/bd_media.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "drive/scsi_command.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
@@ -110,8 +111,8 @@ class ChunkRetries {
 
     // A flush would fill up the cluster begun, and leave no place for this chunk.
     bool IsInCluster(uint32_t lba) const {
-        return (m_drive.m_nProfile & 0xFFFF) == kProfileBdRSequential &&
-               lba % kBdClusterBlocks != 0;
+        const MediumTraits& medium = TraitsOf(m_drive.m_nProfile);
+        return medium.IsBd() && medium.IsSequential() && lba % kBdClusterBlocks != 0;
     }
 
     Next FlushAndSendAgain() {
@@ -194,7 +195,7 @@ int CAspiCD::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
         }
         if (next == ChunkRetries::Next::Fail) {
             m_nWriteError = code;
-            if ((m_nProfile & 0xFFFF) == mmc::kProfileDvdPlusRDl && code != mmc::kLbaOutOfRange) {
+            if (TraitsOf(m_nProfile).IsPlusRDl() && code != mmc::kLbaOutOfRange) {
                 m_bMediaWritten = false;
             }
             return -1;

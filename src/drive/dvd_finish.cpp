@@ -8,6 +8,7 @@
 // whose recording was cut short still has to be closed.
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "drive/scsi_command.h"
 #include "drive/sense.h"
 #include "drive/timeouts.h"
@@ -110,7 +111,7 @@ void CAspiCD::FinishPlusRw() {
 void CAspiCD::FinishPlusR() {
     CloseFunction last = kCloseSession;
     if (m_bDaoOnly) {
-        last = (m_nProfile & 0xFFFF) == mmc::kProfileDvdPlusRDl ? kFinalizePlusRDl : kFinalizePlusR;
+        last = TraitsOf(m_nProfile).IsPlusRDl() ? kFinalizePlusRDl : kFinalizePlusR;
     }
     CScsiCommand command(*this);
     if (!m_bMediaWritten || FlushDvdCache(true) != 0 ||

@@ -7,6 +7,7 @@
 #include "drive/format_list.h"
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
+#include "drive/profiles.h"
 #include "drive/scsi_command.h"
 #include "drive/sense.h"
 #include "drive/waiting.h"
@@ -27,16 +28,6 @@ constexpr uint8_t kLayerBoundaryFormat = 0x20;
 constexpr uint8_t kPhysicalFormat = 0x10;
 
 constexpr uint16_t kIncrementalStreamingFeature = 0x21;
-
-// Sequential media of the dash family.
-bool IsSequentialMinus(uint32_t profile) {
-    return profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential ||
-           profile == mmc::kProfileDvdMinusRDl;
-}
-
-bool IsDashFamily(uint32_t profile) {
-    return IsSequentialMinus(profile) || profile == mmc::kProfileDvdMinusRwOverwrite;
-}
 
 // READ DVD STRUCTURE of the answer's size (below 256).
 int ReadDvdStructure(CScsiCommand& command, uint8_t format, std::span<uint8_t> answer) {
@@ -106,7 +97,8 @@ uint32_t DriveBufferKB(std::span<const uint8_t> page) {
 }
 
 // The write mode for incremental or one-go writing of a sequential dash disc.
-uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command, uint32_t profile) {
+uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command,
+                                 const MediumTraits& medium) {
     if (drive.m_nNextTrack == 1) {
         std::array<uint8_t, 16> feature = {};
         command[0] = mmc::kGetConfiguration;
@@ -124,7 +116,7 @@ uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command, uint32_t
     }
     uint8_t writeMode =
         kMultiSessionOpen | (drive.m_bDaoMode ? kWriteTypeSessionAtOnce : kWriteTypeIncremental);
-    if (profile == mmc::kProfileDvdMinusRDl || drive.m_bDaoOnly) {
+    if (medium.isDoubleLayer || drive.m_bDaoOnly) {
         writeMode &= static_cast<uint8_t>(~kMultiSessionOpen);
     }
     return writeMode;
@@ -155,21 +147,21 @@ constexpr uint8_t kLinkSizeValid = 0x20;
 constexpr uint8_t kFixedPacket = 0x20;
 constexpr uint8_t kDvdLinkBlocks = 16;
 
-// Fills the page for `profile`; `track` is READ TRACK INFORMATION's answer for track 1.
-void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, uint32_t profile,
+// Fills the page for `medium`; `track` is READ TRACK INFORMATION's answer for track 1.
+void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, const MediumTraits& medium,
                          uint8_t writeMode) {
     page[0] &= static_cast<uint8_t>(~kParametersSavable);
     page[kWriteType] = (page[kWriteType] & 0xE0) | (writeMode & 0x1F) | kBufe;
-    if (profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential) {
+    if (medium.IsIncremental()) {
         page[kWriteType] |= kLinkSizeValid;
         page[kLinkSize] = kDvdLinkBlocks;
     } else {
         page[kWriteType] &= static_cast<uint8_t>(~kLinkSizeValid);
         page[kLinkSize] = 0;
     }
-    const uint8_t trackMode = profile == mmc::kProfileDvdMinusR ? 5 : track[5] & 0x0F;
+    const uint8_t trackMode = medium.IsMinusR() ? 5 : track[5] & 0x0F;
     const uint8_t multiSession =
-        profile == mmc::kProfileDvdMinusRwOverwrite ? 0 : writeMode & kMultiSessionOpen;
+        medium.setup == DvdSetup::MinusRwOverwrite ? 0 : writeMode & kMultiSessionOpen;
     page[kTrackMode] =
         static_cast<uint8_t>((page[kTrackMode] & 0x30) | kFixedPacket | multiSession | trackMode);
     page[kDataBlockType] = kMode1Block;
@@ -179,7 +171,7 @@ void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, uint32_t
         std::memcpy(&page[kPacketSize], &track[20], 4);
     } else {
         StoreBe32(&page[kPacketSize], kEccBlocks);
-        if (profile != mmc::kProfileDvdMinusR) {
+        if (!medium.IsMinusR()) {
             page[kTrackMode] &= static_cast<uint8_t>(~kFixedPacket);
             page[kPacketSize + 3] = 0;
         }
@@ -203,27 +195,23 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
         return;
     }
 
-    const uint32_t profile = m_nProfile & 0xFFFF;
-    switch (profile) {
-    case mmc::kProfileDvdMinusRwOverwrite:
-        PrepareDvdRecording(command, profile);
+    const MediumTraits& medium = TraitsOf(m_nProfile);
+    switch (medium.setup) {
+    case DvdSetup::MinusRwOverwrite:
+        PrepareDvdRecording(command, medium.profile);
         if (isStopped()) {
             return;
         }
         QuickGrowMinusRw(command, size);
-        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusRw(); };
         m_nNextWriteAddress = 0;
         break;
-    case mmc::kProfileDvdRam:
-        PrepareDvdRecording(command, profile);
-        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishRam(); };
+    case DvdSetup::Ram:
+        PrepareDvdRecording(command, medium.profile);
         m_nNextWriteAddress = 0;
         break;
-    case mmc::kProfileDvdMinusR:
-    case mmc::kProfileDvdMinusRwSequential:
-    case mmc::kProfileDvdMinusRDl:
-        PrepareDvdRecording(command, profile);
-        if (profile == mmc::kProfileDvdMinusRDl && size > 0) {
+    case DvdSetup::MinusSequential:
+        PrepareDvdRecording(command, medium.profile);
+        if (medium.isDoubleLayer && size > 0) {
             CheckMinusRDlLayers(command, size);
         }
         if (isStopped()) {
@@ -232,10 +220,9 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
         if (m_bDaoMode && size > 0) {
             ReserveTrack(command, size);
         }
-        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishMinusR(); };
         m_nNextWriteAddress = ReadFirstWritableBlock(command, static_cast<uint32_t>(m_nNextTrack));
         break;
-    case mmc::kProfileDvdPlusRw: {
+    case DvdSetup::PlusRw: {
         enum BackgroundFormat : uint8_t { kNeverFormatted = 0, kInterrupted = 1 };
         const uint8_t formatState = m_abyDiscInfo[7] & 3;
         if (formatState == kNeverFormatted) {
@@ -243,45 +230,41 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
         } else if (formatState == kInterrupted) {
             RestartPlusRwFormat(command, size);
         }
-        PrepareDvdRecording(command, profile);
-        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishPlusRw(); };
+        PrepareDvdRecording(command, medium.profile);
         m_nNextWriteAddress = 0;
         break;
     }
-    case kProfileBdRe:
+    case DvdSetup::BdRe:
         if (CurrentCapacityTypeOf(m_abyFormats) != kFormatted) {
             FormatBdRe(*this, command);
         }
-        PrepareDvdRecording(command, profile);
-        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishRam(); };
+        PrepareDvdRecording(command, medium.profile);
         m_nNextWriteAddress = 0;
         break;
-    case mmc::kProfileDvdPlusR:
-    case mmc::kProfileDvdPlusRDl:
-    case kProfileBdRSequential:
-        PrepareDvdRecording(command, profile);
+    case DvdSetup::PlusSequential:
+        PrepareDvdRecording(command, medium.profile);
         if (isStopped()) {
             return;
         }
-        if (profile == mmc::kProfileDvdPlusRDl && m_nNextTrack == 1 && size > 0 && m_bDaoOnly) {
+        if (medium.isDoubleLayer && m_nNextTrack == 1 && size > 0 && m_bDaoOnly) {
             SplitPlusRDl(command, size);
         }
-        m_pfnFinalize = [](CAspiCD& drive) { drive.FinishPlusR(); };
         m_nNextWriteAddress = ReadFirstWritableBlock(command, static_cast<uint32_t>(m_nNextTrack));
         break;
-    default:
+    case DvdSetup::NotSupported:
         throw Failure("disk type not supported");
     }
-    if (isStopped()) {
-        m_pfnFinalize = nullptr;
+    if (!isStopped()) {
+        m_pfnFinalize = medium.finish;
     }
 }
 
 void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
-    const bool dashFamily = IsDashFamily(profile);
-    if (IsSequentialMinus(profile)) {
-        SetupWriteParameters(command, profile, SequentialMinusWriteMode(*this, command, profile));
-    } else if (profile == mmc::kProfileDvdPlusR || dashFamily) {
+    const MediumTraits& medium = TraitsOf(profile);
+    const bool dashFamily = medium.IsDash();
+    if (medium.IsSequentialMinus()) {
+        SetupWriteParameters(command, profile, SequentialMinusWriteMode(*this, command, medium));
+    } else if (medium.IsPlusR() || dashFamily) {
         SetupWriteParameters(command, profile, kMultiSessionOpen);
     }
 
@@ -297,6 +280,7 @@ void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
 }
 
 void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint8_t writeMode) {
+    const MediumTraits& medium = TraitsOf(profile);
     std::array<uint8_t, 32> track = {};
     // Track 1 speaks for all tracks of a DVD.
     if (ReadTrackInformation(command, 1, track) != 0) {
@@ -308,18 +292,17 @@ void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint
         throw Failure("track 1 is not mode 1. cannot continue");
     }
     const bool fixedPackets = (track[6] & 0x10) != 0;
-    if (profile == mmc::kProfileDvdMinusRwOverwrite && !fixedPackets) {
+    if (medium.setup == DvdSetup::MinusRwOverwrite && !fixedPackets) {
         throw Failure("internal error #1020. packet size is not fixed");
     }
-    if ((profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential) &&
-        fixedPackets) {
+    if (medium.IsIncremental() && fixedPackets) {
         throw Failure("internal error #1021. packet size is fixed");
     }
 
     const std::span<const uint8_t> page = PageOf(parameters);
     std::vector<uint8_t> list(kModeHeaderBytes + page.size()); // behind a header of zeros
     std::ranges::copy(page, list.begin() + kModeHeaderBytes);
-    FillWriteParameters(&list[kModeHeaderBytes], track, profile, writeMode);
+    FillWriteParameters(&list[kModeHeaderBytes], track, medium, writeMode);
     const auto length = static_cast<uint16_t>(list.size());
     command[0] = mmc::kModeSelect10;
     command[1] = 0x10; // page format

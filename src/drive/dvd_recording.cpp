@@ -2,10 +2,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // A DVD recording from the state before it to the last chunk: reset, open, and the stream.
-#include "drive/bd_media.h"
 #include "drive/dvd_detail.h"
 #include "drive/dvd_texts.h"
-#include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
 
@@ -40,13 +39,6 @@ Filled Fill(CAspiCD& drive, IByteSource& source, std::span<uint8_t> buffer,
         filled.bytes += static_cast<size_t>(got);
     }
     return filled;
-}
-
-bool IsRecordableDvd(uint32_t profile) {
-    return (profile >= mmc::kProfileDvdMinusR && profile <= mmc::kProfileDvdMinusRDlJump) ||
-           profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusR ||
-           profile == mmc::kProfileDvdPlusRwDl || profile == mmc::kProfileDvdPlusRDl ||
-           IsRecordableBd(profile);
 }
 
 constexpr double kNoSpeedWish = -1.0;
@@ -87,7 +79,8 @@ void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
         m_dSpeedFactor = speed;
     }
     m_nProfile = IdentifyMedia();
-    if (!IsRecordableDvd(m_nProfile & 0xFFFF)) {
+    if (const MediumTraits& medium = TraitsOf(m_nProfile);
+        !medium.IsSequential() && !medium.IsWrittenInPlace()) {
         throw CgrowisofsException("disk is not a recordable DVD");
     }
 

@@ -3,12 +3,12 @@
 //
 // CAspiCD: what lies in the drive. First the direct family, which serves the decisions of the jobs
 // on any disc; then the family of the DVD recorder.
-#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
+#include "drive/profiles.h"
 #include "drive/scsi_command.h"
 #include "drive/srb.h"
 #include "drive/timeouts.h"
@@ -89,27 +89,27 @@ uint32_t FormatBlocks(std::span<const uint8_t> formats, FormatType type) {
 
 // Capacity in blocks of 2048 bytes that a medium's list of formats tells; 0 for other media.
 uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats) {
-    switch (profile) {
-    case mmc::kProfileDvdRam:
+    switch (TraitsOf(profile).capacity) {
+    case CapacityFormat::Current:
         return ScaleBlocks(formats, LoadBe32(&formats[kCurrentBlocks]));
-    case mmc::kProfileDvdMinusRwOverwrite:
+    case CapacityFormat::Full:
         return FormatBlocks(formats, kFormatTypeFull);
-    case mmc::kProfileDvdPlusRw:
+    case CapacityFormat::PlusRw:
         return FormatBlocks(formats, kFormatTypePlusRw);
-    case kProfileBdRe: // the format it has; before that, the one it is to get
+    case CapacityFormat::CurrentOrFull: // the format it has; before that, the one it is to get
         return CurrentCapacityTypeOf(formats) == kFormatted
                    ? ScaleBlocks(formats, LoadBe32(&formats[kCurrentBlocks]))
                    : FormatBlocks(formats, kFormatTypeFull);
-    default:
-        return 0;
+    case CapacityFormat::None:
+        break;
     }
+    return 0;
 }
 
 // Media of the jobs that are written from the inside out, and never formatted.
 bool IsSequential(uint32_t profile) {
-    return profile == mmc::kProfileDvdMinusR || profile == mmc::kProfileDvdMinusRwSequential ||
-           profile == mmc::kProfileDvdPlusR || profile == mmc::kProfileDvdPlusRDl ||
-           profile == kProfileBdRSequential;
+    const MediumTraits& medium = TraitsOf(profile);
+    return medium.IsSequential() && medium.hasSessions;
 }
 
 // The two steps by which a list of formats is read: its length, then all of it. `send` sends READ
@@ -318,12 +318,7 @@ int32_t CAspiCD::GetDvdCapacity() {
     if (isUnknownCommand && !IsSequential(profile)) {
         return -1;
     }
-    switch (profile) {
-    case mmc::kProfileDvdMinusR:
-    case mmc::kProfileDvdMinusRwSequential:
-    case mmc::kProfileDvdPlusR:
-    case mmc::kProfileDvdPlusRDl:
-    case kProfileBdRSequential: {
+    if (IsSequential(profile)) {
         std::array<uint8_t, 32> track = {};
         Cdb cdb(mmc::kReadTrackInformation);
         cdb[1] = 1; // the number below is a track
@@ -335,9 +330,7 @@ int32_t CAspiCD::GetDvdCapacity() {
         }
         return static_cast<int32_t>(EndOfFreeBlocks(track));
     }
-    default:
-        return static_cast<int32_t>(CapacityFromFormats(profile, formats));
-    }
+    return static_cast<int32_t>(CapacityFromFormats(profile, formats));
 }
 
 uint32_t CAspiCD::IdentifyMedia() {
@@ -353,7 +346,8 @@ uint32_t CAspiCD::IdentifyMedia() {
     }
 
     const uint32_t profile = ReadProfileOfLoadedDisc(*this, command);
-    if ((profile & kDvdProfileBits) == 0 && !IsRecordableBd(profile)) {
+    const MediumTraits& medium = TraitsOf(profile);
+    if ((profile & kDvdProfileBits) == 0 && !medium.IsBd()) {
         return profile;
     }
 
@@ -367,8 +361,7 @@ uint32_t CAspiCD::IdentifyMedia() {
     if (DiscStatusOf(m_abyDiscInfo.data()) == kDiscEmpty) {
         media |= MEDIA_BLANK;
     }
-    if (profile != mmc::kProfileDvdPlusRw && profile != mmc::kProfileDvdMinusRwOverwrite &&
-        profile != mmc::kProfileDvdRam && profile != kProfileBdRe) {
+    if (medium.capacity == CapacityFormat::None) {
         return media;
     }
 
@@ -388,24 +381,14 @@ uint32_t CAspiCD::IdentifyMedia() {
 }
 
 uint32_t CAspiCD::GetDvdBlocks(CScsiCommand& command) {
-    const uint32_t profile = m_nProfile & 0xFFFF;
-    switch (profile) {
-    case mmc::kProfileDvdMinusR:
-    case mmc::kProfileDvdMinusRwSequential:
-    case mmc::kProfileDvdMinusRDl:
-    case mmc::kProfileDvdMinusRDlJump:
-    case mmc::kProfileDvdPlusR:
-    case mmc::kProfileDvdPlusRDl:
-    case kProfileBdRSequential: {
+    if (TraitsOf(m_nProfile).IsSequential()) {
         std::array<uint8_t, 32> track = {};
         if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0) {
             return 0;
         }
         return EndOfFreeBlocks(track);
     }
-    default:
-        return CapacityFromFormats(profile, m_abyFormats);
-    }
+    return CapacityFromFormats(m_nProfile, m_abyFormats);
 }
 
 int64_t CAspiCD::GetDvdBytes() {

@@ -46,19 +46,4 @@ constexpr int kInvalidOperationCode = 0x52000;
 constexpr int kLbaOutOfRange = 0x52100;
 constexpr int kCommandSequenceError = 0x52C00;
 
-// Disc kinds by profile number, the low 16 bits of CAspiCD::m_nProfile.
-constexpr uint32_t kProfileCdR = 0x09;
-constexpr uint32_t kProfileCdRw = 0x0A;
-constexpr uint32_t kProfileDvdRom = 0x10;
-constexpr uint32_t kProfileDvdMinusR = 0x11;
-constexpr uint32_t kProfileDvdRam = 0x12;
-constexpr uint32_t kProfileDvdMinusRwOverwrite = 0x13;
-constexpr uint32_t kProfileDvdMinusRwSequential = 0x14;
-constexpr uint32_t kProfileDvdMinusRDl = 0x15;
-constexpr uint32_t kProfileDvdMinusRDlJump = 0x16;
-constexpr uint32_t kProfileDvdPlusRw = 0x1A;
-constexpr uint32_t kProfileDvdPlusR = 0x1B;
-constexpr uint32_t kProfileDvdPlusRwDl = 0x2A;
-constexpr uint32_t kProfileDvdPlusRDl = 0x2B;
-
 } // namespace larkspin::mmc

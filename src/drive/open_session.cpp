@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // CAspiCD: closing a session that a recording left open when it was cut off.
-#include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
+#include "drive/profiles.h"
 #include "drive/scsi_command.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
@@ -86,23 +86,23 @@ void FillUp(CAspiCD& drive, const LastTrack& track, const CancelFunctor* cancel)
 
 // A drive closes the session, or the whole disc, as the write parameters say.
 void LeaveRoomForMore(CAspiCD& drive) {
-    const uint32_t current = drive.GetCurrentProfile();
-    if (IsRecordableBd(current)) {
+    const MediumTraits& current = TraitsOf(drive.GetCurrentProfile());
+    if (current.IsBd()) {
         return; // has no write parameters: only a close function of its own ends the disc
     }
-    if (!IsDvdProfile(current)) {
+    if (!current.hasDvdWay) {
         drive.SetBlockSize2048();
         drive.SetTaoParameters();
         return;
     }
     drive.ResetDvdState();
     drive.m_nProfile = drive.IdentifyMedia();
-    const uint32_t profile = drive.m_nProfile & 0xFFFF;
-    if (profile != mmc::kProfileDvdMinusR && profile != mmc::kProfileDvdMinusRwSequential) {
+    const MediumTraits& medium = TraitsOf(drive.m_nProfile);
+    if (!medium.IsIncremental()) {
         return;
     }
     CScsiCommand command(drive);
-    drive.SetupWriteParameters(command, profile, kMultiSessionOpen | kWriteTypeIncremental);
+    drive.SetupWriteParameters(command, medium.profile, kMultiSessionOpen | kWriteTypeIncremental);
 }
 
 } // namespace

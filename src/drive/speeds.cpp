@@ -7,6 +7,7 @@
 #include "drive/direct_command.h"
 #include "drive/mmc.h"
 #include "drive/mode_pages.h"
+#include "drive/profiles.h"
 #include "drive/scsi_command.h"
 #include "platform/byte_order.h"
 
@@ -97,18 +98,15 @@ std::span<const uint8_t> DescriptorAt(std::span<const uint8_t> answer, size_t in
 
 // What the current profile's 1x means, in KB/s.
 double SpeedBase(CAspiCD& drive) {
-    if (!drive.HasCurrentProfile()) {
+    switch (TraitsOf(drive.GetCurrentProfile()).speed) {
+    case SpeedUnit::Cd:
         return kCdBase;
-    }
-    const uint32_t profile = drive.GetCurrentProfile();
-    if (profile == mmc::kProfileCdR || profile == mmc::kProfileCdRw) {
-        return kCdBase;
-    }
-    if (IsDvdProfile(profile) && profile != mmc::kProfileDvdRom) {
+    case SpeedUnit::Dvd:
         return kDvdBase;
-    }
-    if (IsRecordableBd(profile)) {
+    case SpeedUnit::Bd:
         return kBdBase;
+    case SpeedUnit::None:
+        break;
     }
     throw Failure("Unsupported media.");
 }
@@ -351,7 +349,7 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
 
         if (m_dSpeedFactor != 0.0) {
             const std::span<const uint8_t> chosen = NearestDescriptor(
-                descriptors, m_dSpeedFactor, dashFamily, IsRecordableBd(m_nProfile & 0xFFFF));
+                descriptors, m_dSpeedFactor, dashFamily, TraitsOf(m_nProfile).IsBd());
             m_dSpeedFactor = 0.0;
             aimed = LoadSpeed(&chosen[kWriteSpeed]);
             if (m_nVelocity == aimed) {

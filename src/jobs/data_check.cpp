@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "jobs/data_check.h"
-#include "drive/bd_media.h"
-#include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "jobs/drive_wait.h"
 #include "jobs/in_job_erase.h"
 #include "jobs/open_session.h"
@@ -19,17 +18,13 @@ Verdict AgainIf(bool answer) {
     return answer ? Verdict::Again : Verdict::GiveUp;
 }
 
-uint32_t ProfileOf(CAspiCD& drive) {
-    return drive.HasCurrentProfile() ? drive.GetCurrentProfile() : kUnknownProfile;
-}
-
 Verdict AgainOnceBlanked(JobEnv& env, CAspiCD& drive) {
     return InJobErase(env, drive) ? Verdict::Again : Verdict::GiveUp;
 }
 
 // Something that is no volume to add to.
 Verdict CheckOtherContent(JobEnv& env, DriveHold& hold, CAspiCD& drive) {
-    const bool isInPlace = IsWrittenInPlace(ProfileOf(drive));
+    const bool isInPlace = TraitsOf(drive.GetCurrentProfile()).IsWrittenInPlace();
     if (!isInPlace && !IsKnown(drive, DISK_ERASABLE)) {
         return AgainIf(prompts::NothingToAddTo(hold.UiWithFreeDrive()));
     }
@@ -92,23 +87,6 @@ Verdict CheckWritableCd(DriveHold& hold, CAspiCD& drive, int32_t estimate) {
                        : prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
 }
 
-// The kinds that data is added to by sessions. A drive that knows no profiles writes CDs.
-bool HasSessions(uint32_t profile) {
-    switch (profile) {
-    case mmc::kProfileCdR:
-    case mmc::kProfileCdRw:
-    case mmc::kProfileDvdMinusR:
-    case mmc::kProfileDvdMinusRwSequential:
-    case mmc::kProfileDvdPlusR:
-    case mmc::kProfileDvdPlusRDl:
-    case kProfileBdRSequential:
-    case kUnknownProfile:
-        return true;
-    default:
-        return false;
-    }
-}
-
 Verdict OfferErase(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate) {
     const int32_t limit = HasDvdWay(drive) ? kDvdLimitSectors : kCdLimitSectors;
     if (estimate > limit || !IsKnown(drive, DISK_ERASABLE)) {
@@ -121,12 +99,13 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     if (!ReadDiskInfoWhenReady(env, hold, drive, JobKind::Data)) {
         return Verdict::GiveUp;
     }
-    const uint32_t profile = ProfileOf(drive);
-    if (IsWrittenInPlace(profile)) {
+    const uint32_t profile = drive.GetCurrentProfile();
+    const MediumTraits& medium = TraitsOf(profile);
+    if (medium.IsWrittenInPlace()) {
         drive.m_dwDiskState |= DISK_APPENDABLE;
         drive.m_dwDiskKnown |= DISK_APPENDABLE;
     }
-    if (IsKnown(drive, DISK_SESSION_OPEN) && HasSessions(profile)) {
+    if (IsKnown(drive, DISK_SESSION_OPEN) && medium.hasSessions) {
         return AgainIf(OfferClosing(env, hold, drive));
     }
     if (!IsKnown(drive, DISK_APPENDABLE)) {
@@ -135,19 +114,15 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     if (profile == 0) {
         return AgainIf(prompts::CannotLookAtDisk(hold.UiWithFreeDrive()));
     }
-    if (profile == kProfileBdRRandom) {
+    if (medium.recording == Recording::Random) {
         return AgainIf(prompts::RandomBdNotSupported(hold.UiWithFreeDrive()));
     }
-    disc->isDvd = HasDvdWay(profile);
+    disc->isDvd = medium.hasDvdWay;
     return disc->isDvd ? CheckWritableDvd(env, hold, drive, estimate, disc)
                        : CheckWritableCd(hold, drive, estimate);
 }
 
 } // namespace
-
-bool IsWrittenInPlace(uint32_t profile) {
-    return IsOverwritten(profile) || profile == mmc::kProfileDvdRam;
-}
 
 int64_t DataRoom::Excess() const {
     const int64_t end = (start + sectors + unit - 1) / unit * unit;
@@ -166,8 +141,7 @@ bool CheckDataDisc(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimat
 
 Verdict AskForRoom(JobEnv& env, DriveHold& hold, CAspiCD& drive, const DataRoom& room,
                    DataDisc* disc) {
-    const uint32_t profile = ProfileOf(drive);
-    const bool isInPlace = IsWrittenInPlace(profile);
+    const bool isInPlace = TraitsOf(drive.GetCurrentProfile()).IsWrittenInPlace();
     const bool isWorthIt = room.start > 0 && room.sectors <= room.capacity;
     if (isWorthIt && (isInPlace || IsKnown(drive, DISK_ERASABLE))) {
         if (!prompts::EraseForMoreSpace(env.ui)) {

@@ -17,10 +17,6 @@ enum class Verdict {
     GiveUp,
 };
 
-// The kinds that have no sessions: a data disc on them grows in place. A DVD-RAM is one of them, as
-// it knows no blanking.
-bool IsWrittenInPlace(uint32_t profile);
-
 // What the check has found out about the disc that it passed.
 struct DataDisc {
     // Nothing on it is to be kept: the volume begins at its first block. On a CD the next writable

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "drive/profiles.h"
 #include "jobs/data_check.h"
 #include "jobs/drive_reason.h"
 #include "jobs/file_list.h"
@@ -156,7 +157,8 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
     m_args.previousStart = static_cast<uint32_t>(previousStart);
     m_args.nextStart = static_cast<uint32_t>(nextStart);
     m_args.merge = nextStart != 0;
-    const bool hasLeadOut = m_args.merge && !IsWrittenInPlace(m_drive.GetCurrentProfile());
+    const bool hasLeadOut =
+        m_args.merge && !TraitsOf(m_drive.GetCurrentProfile()).IsWrittenInPlace();
     m_args.previousEnd = hasLeadOut ? static_cast<uint32_t>(m_drive.ReadLastLeadOut()) : 0;
     m_args.hasPrevious = true;
     m_args.cutSessions.clear();

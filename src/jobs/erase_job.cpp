@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "drive/bd_media.h"
 #include "drive/dvd_texts.h"
 #include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "jobs/drive_reason.h"
 #include "jobs/drive_wait.h"
 #include "jobs/erase_outcome.h"
@@ -33,25 +33,8 @@ std::vector<double> SpeedsOf(CAspiCD& drive) {
     }
 }
 
-bool CanErase(CAspiCD& drive) {
-    if (drive.IsDiskErasable()) {
-        return true;
-    }
-    if (!drive.HasCurrentProfile()) {
-        return false;
-    }
-    const uint32_t profile = drive.GetCurrentProfile();
-    return IsOverwritten(profile) || profile == mmc::kProfileDvdMinusRwSequential;
-}
-
-// A DVD+RW or BD-RE knows no blanking: it is formatted, or filled with zeros.
-bool HasNoBlanking(CAspiCD& drive) {
-    if (!drive.HasCurrentProfile()) {
-        return false;
-    }
-    const uint32_t profile = drive.GetCurrentProfile();
-    return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
-           profile == kProfileBdRe;
+Erasing ErasingOf(CAspiCD& drive) {
+    return TraitsOf(drive.GetCurrentProfile()).erasing;
 }
 
 constexpr const char16_t* kNotDone = u"The erasing was not done.";
@@ -145,7 +128,7 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
         if (!hold.Take() || !AwaitDrive(env, hold, *drive, JobKind::Erase)) {
             return JobEnd::Idle;
         }
-        if (CanErase(*drive)) {
+        if (drive->IsDiskErasable() || ErasingOf(*drive) != Erasing::AsReported) {
             break;
         }
         if (!prompts::CannotEraseThisDisk(hold.UiWithFreeDrive())) {
@@ -153,7 +136,7 @@ JobEnd EraseJob(JobEnv& env, uint32_t driveIndex) {
         }
     }
     env.ui.SetNoProgressReport(false);
-    std::optional<EraseOutcome> outcome = HasNoBlanking(*drive)
+    std::optional<EraseOutcome> outcome = ErasingOf(*drive) == Erasing::Overwrite
                                               ? EraseByFormat(env, *drive, choice)
                                               : EraseByBlanking(env, *drive, choice);
     drive->EjectDisk();

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "drive/bd_media.h"
 #include "drive/cue_sheet.h"
-#include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "jobs/capacity_marks.h"
 #include "jobs/drive_reason.h"
 #include "jobs/drive_wait.h"
@@ -144,12 +143,11 @@ ImageWriting::Verdict ImageWriting::CheckOnce() {
     if (!ReadDiskInfoWhenReady(m_env, m_hold, m_drive, JobKind::Image)) {
         return Verdict::GiveUp;
     }
-    const uint32_t profile = m_drive.HasCurrentProfile() ? m_drive.GetCurrentProfile() : 0;
-    if (profile == kProfileBdRRandom) {
+    const MediumTraits& medium = TraitsOf(m_drive.GetCurrentProfile());
+    if (medium.recording == Recording::Random) {
         return AgainIf(prompts::RandomBdNotSupported(m_hold.UiWithFreeDrive()));
     }
-    const bool overwritten = IsOverwritten(profile);
-    if (!overwritten && !IsKnown(m_drive, DISK_BLANK)) {
+    if (!medium.IsOverwritten() && !IsKnown(m_drive, DISK_BLANK)) {
         return AgainIf(IsKnown(m_drive, DISK_ERASABLE)
                            ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
                            : prompts::NotSuitableForImage(m_hold.UiWithFreeDrive()));
@@ -178,7 +176,7 @@ ImageWriting::Verdict ImageWriting::CheckDvd() {
             return verdict;
         }
     }
-    if (m_drive.GetCurrentProfile() == mmc::kProfileDvdPlusRDl && m_nSectors < kDvdLimitSectors) {
+    if (TraitsOf(m_drive.GetCurrentProfile()).IsPlusRDl() && m_nSectors < kDvdLimitSectors) {
         return WasteUnless(prompts::WasteDoubleLayer(m_env.ui));
     }
     return Verdict::Passed;

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "jobs/job_frame.h"
-#include "drive/bd_media.h"
-#include "drive/mmc.h"
+#include "drive/profiles.h"
 #include "jobs/prompts.h"
 #include "platform/insist.h"
 #include "platform/text.h"
@@ -77,17 +76,8 @@ CAspiCD* FindDrive(JobEnv& env, uint32_t index) {
     }
 }
 
-bool HasDvdWay(uint32_t profile) {
-    return IsDvdProfile(profile) || IsRecordableBd(profile);
-}
-
 bool HasDvdWay(CAspiCD& drive) {
-    return drive.HasCurrentProfile() && HasDvdWay(drive.GetCurrentProfile());
-}
-
-bool IsOverwritten(uint32_t profile) {
-    return profile == mmc::kProfileDvdPlusRw || profile == mmc::kProfileDvdPlusRwDl ||
-           profile == mmc::kProfileDvdMinusRwOverwrite || profile == kProfileBdRe;
+    return TraitsOf(drive.GetCurrentProfile()).hasDvdWay;
 }
 
 bool IsKnown(const CAspiCD& drive, DiskStateBits bit) {
@@ -127,7 +117,7 @@ uint32_t DiskTypeOf(CAspiCD& drive) {
 }
 
 uint32_t CdTypeOf(CAspiCD& drive) {
-    return drive.IsDiskErasable() ? mmc::kProfileCdRw : mmc::kProfileCdR;
+    return drive.IsDiskErasable() ? kProfileCdRw : kProfileCdR;
 }
 
 uint32_t WholeSpeed(double speed) {
@@ -143,7 +133,7 @@ int32_t HeldSectors(uint64_t sectors) {
 }
 
 bool RunFinisher(CAspiCD& drive) {
-    const CAspiCD::Finisher finish = drive.m_pfnFinalize;
+    const auto finish = drive.m_pfnFinalize;
     if (finish == nullptr) {
         return true;
     }
@@ -157,9 +147,8 @@ const char16_t* NotFinishedText(const CAspiCD& drive) {
     if (drive.m_bCacheLost) {
         return UnlessGivenUp(drive, kCacheLost);
     }
-    const uint32_t profile = drive.m_nProfile & 0xFFFF;
-    const bool hasSessions = profile != mmc::kProfileDvdRam && profile != kProfileBdRe;
-    return UnlessGivenUp(drive, hasSessions ? kSessionNotClosed : kNotStopped);
+    const bool isClosed = TraitsOf(drive.m_nProfile).HasNothingToClose();
+    return UnlessGivenUp(drive, isClosed ? kNotStopped : kSessionNotClosed);
 }
 
 const char16_t* NoLeadOutText(const CAspiCD& drive) {

@@ -26,12 +26,8 @@ JobEnd EndOfCancelledDialog(JobHost& host);
 // Null for an index past the end of the drive list.
 CAspiCD* FindDrive(JobEnv& env, uint32_t index);
 
-// Whether a disc, or the one in the drive, is recorded as DVDs are: those, and BDs. It picks a
-// job's way.
-bool HasDvdWay(uint32_t profile);
+// Whether the disc in the drive is recorded as DVDs are: those, and BDs. It picks a job's way.
 bool HasDvdWay(CAspiCD& drive);
-// Media that are written in place count as writable whatever the disc report says.
-bool IsOverwritten(uint32_t profile);
 
 // The last disc report (CAspiCD::ReadDiskInfo) says so, and is valid there.
 bool IsKnown(const CAspiCD& drive, DiskStateBits bit);

@@ -3,7 +3,7 @@
 
 #include "link/remote_models.h"
 
-#include "drive/aspi_cd.h"
+#include "drive/profiles.h"
 
 #include <optional>
 

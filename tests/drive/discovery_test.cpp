@@ -4,6 +4,7 @@
 // Finding drives, and the commands that act on a drive as a device.
 #include "drive/answers.h"
 #include "drive/drive_list.h"
+#include "drive/profiles.h"
 
 namespace larkspin {
 namespace {
