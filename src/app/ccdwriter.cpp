@@ -67,7 +67,9 @@ CCDWriter::CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& file
                                             : ItemMeasures::AudioLength(GetAudioFileLength)),
       m_watcher([this](const std::stop_token& stop) { return MeasureQueue(stop); },
                 options.queueSettle),
-      m_queue([this] { m_watcher.QueueChanged(); }), m_settings(store) {}
+      m_queue([this] { m_watcher.QueueChanged(); }), m_settings(store),
+      m_discs(
+          clock, [this] { return !m_bBusy; }, options.discPause) {}
 
 void CCDWriter::Attach(CCDWriterUI& ui, IMainView& view) {
     m_ui.emplace(ui, m_monitor);
@@ -75,6 +77,7 @@ void CCDWriter::Attach(CCDWriterUI& ui, IMainView& view) {
     m_watcher.Start([&view](const QueueNotice& notice) {
         view.ShowBalloon(notice.text, notice.title, notice.icon, kNoticeTimeMs);
     });
+    m_discs.Start(m_drives.Port());
 }
 
 void CCDWriter::Detach() {
@@ -82,6 +85,7 @@ void CCDWriter::Detach() {
         m_hJobThread.join();
     }
     m_watcher.Stop();
+    m_discs.Stop();
 }
 
 // --- the queue ---
@@ -204,29 +208,35 @@ std::optional<std::u16string> CCDWriter::HeaderText(JobKind kind) {
            DiscSuffix(*bytes, u" BluRay or HD DVD disc required.");
 }
 
-std::u16string CCDWriter::TotalText() {
+// What is not measured yet is left out of *needs.
+std::u16string CCDWriter::TotalText(QueueNeeds* needs) {
     const std::lock_guard lock(m_totalMutex);
     const uint64_t version = m_queue.Version();
-    if (m_totalOf == version) {
-        return m_strTotal;
+    if (m_totalOf != version) {
+        const bool allAudio = m_queue.IsAllAudio();
+        const std::optional<std::u16string> data = HeaderText(JobKind::Data);
+        const std::optional<std::u16string> audio =
+            allAudio ? HeaderText(JobKind::Audio) : std::u16string();
+        if (!data || !audio) {
+            return kCalculating;
+        }
+        m_totalOf = version;
+        m_strTotal = *data + (allAudio ? u"\n" + *audio : std::u16string());
+        m_needs = {QueueBytes(), allAudio ? QueueAudioBytes() : std::nullopt};
     }
-    const bool allAudio = m_queue.IsAllAudio();
-    const std::optional<std::u16string> data = HeaderText(JobKind::Data);
-    const std::optional<std::u16string> audio =
-        allAudio ? HeaderText(JobKind::Audio) : std::u16string();
-    if (!data || !audio) {
-        return kCalculating;
-    }
-    m_totalOf = version;
-    m_strTotal = *data + (allAudio ? u"\n" + *audio : std::u16string());
+    *needs = m_needs;
     return m_strTotal;
 }
 
-QueueState CCDWriter::State() {
+QueueState CCDWriter::State(bool showsDiscs) {
     // The version first: a change that comes meanwhile is seen next time.
-    QueueState state = {m_queue.Version(), m_queue.IsAllAudio(), {}};
+    QueueState state = {m_queue.Version(), m_queue.IsAllAudio(), {}, {}};
+    QueueNeeds needs;
     if (!m_queue.IsEmpty()) {
-        state.strTotal = TotalText();
+        state.strTotal = TotalText(&needs);
+    }
+    if (showsDiscs) {
+        state.strDiscs = DiscsText(m_discs.Discs(), needs);
     }
     return state;
 }
@@ -290,6 +300,7 @@ void CCDWriter::StartJob(JobKind kind, JobBody body, VerifyWish verify) {
 }
 
 void CCDWriter::JobThread(const JobBody& body) {
+    m_discs.StandBack();
     JobEnv env{*this, *m_ui, m_drives, m_files, m_clock, m_startThread};
     JobEnd end = JobEnd::Exit;
     {

@@ -16,6 +16,7 @@
 // only if the queue is empty then, and else tells what is still there.
 #pragma once
 
+#include "app/disc_watcher.h"
 #include "app/errors.h"
 #include "app/job_monitor.h"
 #include "app/measures.h"
@@ -44,6 +45,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
   public:
     struct Options {
         std::chrono::milliseconds queueSettle{1000};
+        std::chrono::milliseconds discPause{3000}; // between two looks at the drives
         ThreadStarter startThread = [](std::function<void()> body) {
             return std::thread(std::move(body));
         };
@@ -65,9 +67,9 @@ class CCDWriter final : public JobHost, public IQueueModel {
     CCDWriter& operator=(const CCDWriter&) = delete;
     ~CCDWriter() override { Detach(); }
 
-    // Gives the engine its user interface and starts the watcher. Both must stay until Detach.
+    // Gives the engine its user interface and starts the watchers. Both must stay until Detach.
     void Attach(CCDWriterUI& ui, IMainView& view);
-    // Waits for the job and ends the watcher. The engine is of no more use then.
+    // Waits for the job and ends the watchers. The engine is of no more use then.
     void Detach();
 
     // --- the queue ---
@@ -117,14 +119,14 @@ class CCDWriter final : public JobHost, public IQueueModel {
     void Move(const std::vector<std::u16string>& paths, const std::u16string& before) override {
         m_queue.Move(paths, before);
     }
-    QueueState State() override;
+    QueueState State(bool showsDiscs) override;
     std::optional<std::u16string> HeaderText(JobKind kind) override;
 
   private:
     using JobBody = std::function<JobEnd(JobEnv& env)>;
 
     std::optional<uint64_t> QueueBytes();
-    std::u16string TotalText();
+    std::u16string TotalText(QueueNeeds* needs);
     std::optional<QueueTotals> MeasureQueue(const std::stop_token& stop);
     void StartJob(JobKind kind, JobBody body, VerifyWish verify = VerifyWish::AsSet);
     void JobThread(const JobBody& body);
@@ -145,9 +147,10 @@ class CCDWriter final : public JobHost, public IQueueModel {
     WriteQueue m_queue;
     std::atomic<bool> m_bAudioWanted = false; // the playing time of a queue that isn't all audio
     std::atomic<bool> m_bExclusiveQueue = false;
-    std::mutex m_totalMutex;           // guards the next two
+    std::mutex m_totalMutex;           // guards the next three
     std::optional<uint64_t> m_totalOf; // version of the queue that has this total
     std::u16string m_strTotal;
+    QueueNeeds m_needs;
     uint64_t m_nCopied = 0; // latest arrival that the job has; the job thread's
     Settings m_settings;    // after the construction, the job thread's
 
@@ -159,6 +162,7 @@ class CCDWriter final : public JobHost, public IQueueModel {
     bool m_bQuitWhenDone = false;
     bool m_bLeaving = false; // the program has been asked to end
     std::thread m_hJobThread;
+    DiscWatcher m_discs; // asks whether a job runs
 };
 
 } // namespace larkspin

@@ -22,6 +22,7 @@
 #include <functional>
 #include <loki/Functor.h>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -55,6 +56,24 @@ constexpr uint32_t MEDIA_BLANK = 0x10000;
 
 // Bits of CAspiCD::m_dwCapabilities.
 enum CapabilityBits : uint32_t { CAP_BUFE = 2, CAP_VENDOR_BUFE = 4, CAP_VENDOR_SPEED = 8 };
+
+// For the eye of the user alone: the jobs look closer.
+struct DiscGlance {
+    enum class State {
+        Unclear,  // a recording was cut off, or it is of a kind that is not written
+        Writable, // blank, or something can be added
+        InPlace,  // written over anywhere, so that only its content tells what is free
+        Closed,
+    };
+
+    uint32_t profile = 0;
+    State state = State::Unclear;
+    bool erasable = false;
+    int64_t blocks = 0; // of the whole disc; 0 if not told
+    std::optional<int64_t> freeBlocks = {};
+
+    bool operator==(const DiscGlance&) const = default;
+};
 
 class CAspiCD : public IBlockReader {
   public:
@@ -130,6 +149,10 @@ class CAspiCD : public IBlockReader {
     uint32_t IdentifyMedia(); // throws
     uint32_t GetDvdBlocks(CScsiCommand& command);
     int64_t GetDvdBytes();
+
+    // What a ready drive tells of its disc without reading from it or changing a setting; nothing
+    // if it does not tell.
+    std::optional<DiscGlance> GlanceAtDisc();
 
     // --- before a disc is judged (disc_look.cpp) ---
     // Asked before each pause of a wait, every 200 ms: false ends the wait.

@@ -29,6 +29,8 @@ class DriveList {
     bool LookAgain();
     // The drives of the last scan that are there and can't be used, a text for the user each.
     const std::vector<std::u16string>& Refused() const { return m_refused; }
+    // Of the last scan; null before one. Scanning again leaves it what it is.
+    IScsiPort* Port() const { return m_pPort; }
     // Lets go of all drives; one whose recording is still open closes it first.
     void ReleaseDrives();
 

@@ -32,12 +32,15 @@ constexpr uint32_t kDvdProfileBits = 0x30;
 
 // Byte 2 of READ DISC INFORMATION.
 constexpr uint8_t kErasableBit = 0x10;
-enum DiscStatus : uint8_t { kDiscEmpty = 0, kDiscIncomplete = 1 };
+enum DiscStatus : uint8_t { kDiscEmpty = 0, kDiscIncomplete = 1, kDiscComplete = 2 };
 uint8_t DiscStatusOf(const uint8_t* info) {
     return info[2] & 3;
 }
 uint8_t LastSessionStateOf(const uint8_t* info) {
     return info[2] >> 2 & 3;
+}
+int32_t LastSessionFirstTrack(std::span<const uint8_t> info) {
+    return info[10] << 8 | info[5];
 }
 enum SessionState : uint8_t { kEmptySession = 0, kIncompleteSession = 1, kDamagedSession = 2 };
 
@@ -59,6 +62,24 @@ DirectResult ReadDiscInformation(CAspiCD& drive, std::span<uint8_t> answer,
     StoreBe16(&cdb[7], static_cast<uint16_t>(answer.size()));
     return SendDirect(drive, SRB_DIR_IN, cdb, answer.data(), static_cast<uint32_t>(answer.size()),
                       timeoutSeconds);
+}
+
+// The last possible start of the lead-out, as a block address; nothing if it is not told.
+std::optional<int32_t> LeadOutLimit(std::span<const uint8_t> info) {
+    const uint8_t* const msf = &info[kLastLeadOut];
+    if (msf[0] == 0xFF && msf[1] == 0xFF && msf[2] == 0xFF) {
+        return std::nullopt;
+    }
+    return (msf[0] * 60 + msf[1]) * kFramesPerSecond + msf[2] - kBlocksBeforeZero;
+}
+
+// READ TRACK INFORMATION of the track with this number.
+DirectResult ReadTrack(CAspiCD& drive, int32_t number, std::span<uint8_t> track) {
+    Cdb cdb(mmc::kReadTrackInformation);
+    cdb[1] = 1; // the number below is a track
+    StoreBe16(&cdb[4], static_cast<uint16_t>(number));
+    cdb[8] = static_cast<uint8_t>(track.size());
+    return SendDirect(drive, SRB_DIR_IN, cdb, track.data(), static_cast<uint32_t>(track.size()));
 }
 
 // Free blocks plus the next writable address, in an answer of READ TRACK INFORMATION.
@@ -249,12 +270,61 @@ void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
     }
     m_dwDiskKnown |= DISK_ERASABLE | DISK_BLANK | DISK_APPENDABLE | DISK_SESSION_OPEN;
 
-    const uint8_t* const leadOut = &info[kLastLeadOut];
-    if (leadOut[0] != 0xFF || leadOut[1] != 0xFF || leadOut[2] != 0xFF) {
+    if (const std::optional<int32_t> limit = LeadOutLimit(info)) {
         m_dwDiskKnown |= DISK_CAPACITY_KNOWN;
-        m_nCapacity =
-            (leadOut[0] * 60 + leadOut[1]) * kFramesPerSecond + leadOut[2] - kBlocksBeforeZero;
+        m_nCapacity = *limit;
     }
+}
+
+std::optional<DiscGlance> CAspiCD::GlanceAtDisc() {
+    DiscGlance glance;
+    glance.profile = GetCurrentProfile();
+    std::array<uint8_t, kFullAnswer> info = {};
+    if (glance.profile == 0 || ReadDiscInformation(*this, info).Failed()) {
+        return std::nullopt;
+    }
+    const MediumTraits& medium = TraitsOf(glance.profile);
+    glance.erasable = (info[2] & kErasableBit) != 0;
+    std::array<uint8_t, kFormatsBytes> formats = {};
+    const auto readFormats = [&](uint16_t allocation) {
+        Cdb cdb(mmc::kReadFormatCapacities);
+        StoreBe16(&cdb[7], allocation);
+        return !SendDirect(*this, SRB_DIR_IN, cdb, formats.data(), allocation).Failed();
+    };
+    if (medium.capacity != CapacityFormat::None) {
+        if (ReadFormats(formats, 0, readFormats)) {
+            glance.state = DiscGlance::State::InPlace;
+            glance.blocks = CapacityFromFormats(glance.profile, formats);
+        }
+        return glance;
+    }
+    const uint8_t status = DiscStatusOf(info.data());
+    if (status == kDiscComplete) {
+        glance.state = DiscGlance::State::Closed;
+        return glance;
+    }
+    const bool isBlank = status == kDiscEmpty;
+    if (!isBlank &&
+        (status != kDiscIncomplete || LastSessionStateOf(info.data()) != kEmptySession)) {
+        return glance;
+    }
+    if (IsSequential(glance.profile)) {
+        std::array<uint8_t, 32> track = {};
+        glance.state = DiscGlance::State::Writable;
+        if (!ReadTrack(*this, LastSessionFirstTrack(info), track).Failed()) {
+            glance.blocks = EndOfFreeBlocks(track);
+            glance.freeBlocks = LoadBe32(&track[16]);
+        }
+    } else if (medium.speed == SpeedUnit::Cd) {
+        glance.state = DiscGlance::State::Writable;
+        glance.blocks = LeadOutLimit(info).value_or(0);
+        int32_t next = 0;
+        const bool isNextKnown = isBlank || (ReadNextWritableAddress(&next) == 0 && next > 0);
+        if (glance.blocks > 0 && isNextKnown) {
+            glance.freeBlocks = std::max<int64_t>(glance.blocks - next, 0);
+        }
+    }
+    return glance;
 }
 
 int CAspiCD::ReadNextWritableAddress(int32_t* address) {
@@ -296,7 +366,7 @@ int CAspiCD::ReadSaoNextAddress(int32_t* address) {
 int32_t CAspiCD::ReadLastSessionFirstTrack() {
     std::array<uint8_t, kFullAnswer> info = {};
     ReadDiscInformation(*this, info);
-    return info[10] << 8 | info[5];
+    return LastSessionFirstTrack(info);
 }
 
 int32_t CAspiCD::GetDvdCapacity() {
@@ -320,11 +390,7 @@ int32_t CAspiCD::GetDvdCapacity() {
     }
     if (IsSequential(profile)) {
         std::array<uint8_t, 32> track = {};
-        Cdb cdb(mmc::kReadTrackInformation);
-        cdb[1] = 1; // the number below is a track
-        StoreBe16(&cdb[4], static_cast<uint16_t>(ReadLastSessionFirstTrack()));
-        cdb[8] = track.size();
-        const DirectResult result = SendDirect(*this, SRB_DIR_IN, cdb, track.data(), track.size());
+        const DirectResult result = ReadTrack(*this, ReadLastSessionFirstTrack(), track);
         if (HasSense(result.sense) || result.Unanswered()) {
             return 0;
         }

@@ -4,8 +4,11 @@
 // The port: what the pass-through shim needs of a platform. Linux implements it with SG_IO, the
 // virtual drive directly, tests with scripts.
 //
-// Drives are known by letter index: 2 is "C:", 25 is "Z:"; on Linux /dev/sr0 sits at index 2. One
-// thread at a time uses a port (the one that owns the drives).
+// Drives are known by letter index: 2 is "C:", 25 is "Z:"; on Linux /dev/sr0 sits at index 2.
+//
+// One thread at a time sends commands (the one that owns the drives, or one that looks at them
+// while no job runs). A port whose drives come and go may be asked by others meanwhile for all but
+// its locks.
 #pragma once
 
 #include <array>
@@ -97,12 +100,14 @@ class IScsiPort {
     virtual LockResult LockAndDismount(int letterIndex) = 0;
     virtual void Unlock(int letterIndex) = 0;
 
-    // The next three are for a platform whose drives come and go and may be closed to the user.
+    // The next four are for a platform whose drives come and go and may be closed to the user.
     // Why Open gives nothing, in sentences for the user that name the drive; empty if nothing is
     // known to stand against it.
     virtual std::u16string WhyClosed([[maybe_unused]] int letterIndex) { return {}; }
     // The same for the drives that no letter is left for, one each.
     virtual std::vector<std::u16string> DrivesWithoutLetter() { return {}; }
+    // Another program, as far as can be seen, has the drive open. Asks no drive.
+    virtual bool IsInUse([[maybe_unused]] int letterIndex) { return false; }
     // Another text whenever drives have come, gone or been changed for others. Asks no drive.
     virtual std::string Inventory() { return {}; }
 };

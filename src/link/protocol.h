@@ -99,8 +99,8 @@ inline auto Fields(IdleMenuState& record) {
 }
 
 inline auto Fields(QueueState& record) {
-    auto& [version, allAudio, total] = record;
-    return std::tie(version, allAudio, total);
+    auto& [version, allAudio, total, discs] = record;
+    return std::tie(version, allAudio, total, discs);
 }
 
 // A drive as the dialogs name it.
@@ -228,7 +228,7 @@ inline constexpr Op<std::vector<double>(uint32_t drive)> kWriteSpeeds{OpId::Writ
 inline constexpr Op<Texts()> kQueuePaths{OpId::QueuePaths};
 inline constexpr Op<bool(Texts paths)> kQueueRemove{OpId::QueueRemove};
 inline constexpr Op<bool(Texts paths, Text before)> kQueueMove{OpId::QueueMove};
-inline constexpr Op<QueueState()> kQueueState{OpId::QueueState};
+inline constexpr Op<QueueState(bool)> kQueueState{OpId::QueueState};
 inline constexpr Op<std::optional<Text>(JobKind)> kQueueHeader{OpId::QueueHeader};
 inline constexpr Op<bool(Key key)> kStoreHasKey{OpId::StoreHasKey};
 inline constexpr Op<bool(Key key)> kStoreCreateKey{OpId::StoreCreateKey};

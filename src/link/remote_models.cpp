@@ -36,8 +36,8 @@ void RemoteQueue::Move(const std::vector<std::u16string>& paths, const std::u16s
     m_link.Ask(op::kQueueMove, paths, before);
 }
 
-QueueState RemoteQueue::State() {
-    return m_link.Ask(op::kQueueState).value_or(QueueState());
+QueueState RemoteQueue::State(bool showsDiscs) {
+    return m_link.Ask(op::kQueueState, showsDiscs).value_or(QueueState());
 }
 
 std::optional<std::u16string> RemoteQueue::HeaderText(JobKind kind) {

@@ -42,7 +42,7 @@ class RemoteQueue final : public IQueueModel {
     std::vector<std::u16string> Paths() override;
     void Remove(const std::vector<std::u16string>& paths) override;
     void Move(const std::vector<std::u16string>& paths, const std::u16string& before) override;
-    QueueState State() override;
+    QueueState State(bool showsDiscs) override;
     std::optional<std::u16string> HeaderText(JobKind kind) override;
 
   private:

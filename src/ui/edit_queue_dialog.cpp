@@ -19,10 +19,10 @@ const CEditQueueDialog::Column& CEditQueueDialog::ColumnAt(int index) {
     return kTable.at(static_cast<size_t>(index));
 }
 
-std::optional<std::vector<QueueRow>> CEditQueueDialog::Refresh() {
+std::optional<std::vector<QueueRow>> CEditQueueDialog::Refresh(bool isSeen) {
     // The version first: a change that comes between the two reads is seen next time.
     const uint64_t version = m_state.nVersion;
-    m_state = m_queue.State();
+    m_state = m_queue.State(isSeen);
     if (!m_bStale && m_state.nVersion == version) {
         return std::nullopt;
     }
@@ -31,6 +31,11 @@ std::optional<std::vector<QueueRow>> CEditQueueDialog::Refresh() {
         m_order = QueueOrder::ByName;
     }
     return MakeRows(m_queue.Paths(), m_order);
+}
+
+std::u16string CEditQueueDialog::Summary() const {
+    const bool areBoth = !m_state.strTotal.empty() && !m_state.strDiscs.empty();
+    return m_state.strTotal + (areBoth ? u"\n" : u"") + m_state.strDiscs;
 }
 
 void CEditQueueDialog::SetOrder(QueueOrder order) {

@@ -36,10 +36,12 @@ class CEditQueueDialog {
     explicit CEditQueueDialog(IQueueModel& queue) : m_queue(queue) {}
 
     // All rows anew; empty if neither the queue nor the order has changed since the last call.
-    std::optional<std::vector<QueueRow>> Refresh();
+    // `isSeen`: the user can see the window.
+    std::optional<std::vector<QueueRow>> Refresh(bool isSeen);
     // Known by the last Refresh.
     bool IsAllAudio() const { return m_state.bAllAudio; }
-    const std::u16string& Total() const { return m_state.strTotal; }
+    // What stands under the list: the total, and what is in the drives.
+    std::u16string Summary() const;
 
     // The order of the rows: by name at first, and whenever not all is audio.
     QueueOrder Order() const { return m_order; }

@@ -32,6 +32,7 @@ struct QueueState {
     uint64_t nVersion = 0;   // changes whenever the queue does
     bool bAllAudio = false;  // its order is the order of the tracks then
     std::u16string strTotal; // how much it is, for the user; empty for an empty queue
+    std::u16string strDiscs; // what is in the drives and what fits, as far as it is known
 };
 
 // The queue as the editor sees it. Calls are safe on any thread.
@@ -46,7 +47,9 @@ class IQueueModel {
     // Puts `paths`, in the order that they have, in front of `before`, or at the end if that is not
     // in the queue.
     virtual void Move(const std::vector<std::u16string>& paths, const std::u16string& before) = 0;
-    virtual QueueState State() = 0;
+    // `showsDiscs`: the user sees the text on the discs, so that the drives are to be looked at,
+    // which this does not wait for.
+    virtual QueueState State(bool showsDiscs) = 0;
     // The head line of the data or audio dialog; empty while the queue is being measured, which
     // this does not wait for.
     virtual std::optional<std::u16string> HeaderText(JobKind kind) = 0;

@@ -109,6 +109,46 @@ TEST(DiskInfoTest, FailureLeavesTheDiscUnknownButForTheToc) {
     }
 }
 
+TEST(GlanceTest, TellsWhatTheDriveTells) {
+    using enum DiscGlance::State;
+    constexpr uint32_t kLeadOut = 0x4F3B4A; // 359,849
+    const Reply track = TrackAnswer(20'000, 5000, 0x40);
+    struct {
+        const char* name;
+        uint32_t profile;
+        Reply info;
+        Reply track;
+        std::optional<DiscGlance> glance;
+    } const cases[] = {
+        {"blank CD-R", 9, DiscInfo(0, 0, 0, 0, kLeadOut), track,
+         DiscGlance{9, Writable, false, 359'849, 359'849}},
+        {"CD-RW with a session", 10, DiscInfo(1, 0, kErasable, 0, kLeadOut), track,
+         DiscGlance{10, Writable, true, 359'849, 339'849}},
+        {"next address not told", 9, DiscInfo(1, 0, 0, 0, kLeadOut), Sense(0x52400),
+         DiscGlance{9, Writable, false, 359'849, {}}},
+        {"no limit told", 9, DiscInfo(0), track, DiscGlance{9, Writable, false, 0, {}}},
+        {"cut off", 9, DiscInfo(1, 1, 0, 0, kLeadOut), track, DiscGlance{9, Unclear}},
+        {"closed CD-RW", 10, DiscInfo(2, 3, kErasable), track, DiscGlance{10, Closed, true}},
+        {"DVD+R with a session", 0x1B, DiscInfo(1), track,
+         DiscGlance{0x1B, Writable, false, 25'000, 5000}},
+        {"DVD+R without an answer", 0x1B, DiscInfo(1), NoReply(), DiscGlance{0x1B, Writable}},
+        {"DVD+RW", 0x1A, DiscInfo(2), track, DiscGlance{0x1A, InPlace, false, 1000}},
+        {"BD-R for random writing", 0x42, DiscInfo(0), track, DiscGlance{0x42, Unclear}},
+        {"nothing told of the disc", 9, Sense(0x52000), track, {}},
+        {"nothing told of its kind", 0, DiscInfo(0), track, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ScriptedDrive bench;
+        bench.port.Always(kGetConfiguration, ProfileAnswer(c.profile));
+        bench.port.Always(kReadDiscInformation, c.info);
+        bench.port.Always(kReadTrackInformation, c.track);
+        bench.port.Always(kReadFormatCapacities, FormatsAnswer({{1, 2}, {1000, 0x26}}));
+        EXPECT_EQ(bench.drive.GlanceAtDisc(), c.glance);
+        EXPECT_TRUE(bench.port.Sent(mmc::kModeSelect10).empty());
+    }
+}
+
 TEST(NextWritableAddressTest, IsUsableOnABlankTrackOnly) {
     constexpr int32_t none = -7; // as it was: the command fails
     const std::tuple<const char*, Reply, int32_t> cases[] = {

@@ -364,6 +364,7 @@ TEST_F(SgPortTest, LockThatIsRefusedNamesTheReason) {
             return *c.reply;
         };
         CSgPort ownPort(ownBus, own);
+        EXPECT_EQ(ownPort.IsInUse(2), c.file == "/dev/sr0");
         const LockResult result = ownPort.LockAndDismount(2);
         EXPECT_EQ(result.Refused(), !c.reason.empty());
         EXPECT_THAT(ToNative(result.reason), testing::HasSubstr(c.reason));

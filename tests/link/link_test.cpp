@@ -354,9 +354,10 @@ TEST(RemoteUiTest, QueueAndSettingsAreTheEngines) {
     bench.queue.Set({u"/a", u"/b\xDCFF"});
     EXPECT_EQ(queue.Paths(), bench.queue.Paths());
     bench.queue.bAllAudio = true;
-    EXPECT_EQ(queue.State().nVersion, bench.queue.State().nVersion);
-    EXPECT_TRUE(queue.State().bAllAudio);
-    EXPECT_EQ(queue.State().strTotal, u"total");
+    EXPECT_EQ(queue.State(true).nVersion, bench.queue.State(true).nVersion);
+    EXPECT_TRUE(queue.State(true).bAllAudio);
+    EXPECT_EQ(queue.State(true).strTotal, u"total");
+    EXPECT_EQ(queue.State(true).strDiscs, u"discs");
     queue.Move({u"/a"}, u"");
     EXPECT_EQ(queue.Paths().back(), u"/a");
     EXPECT_EQ(queue.HeaderText(JobKind::Data), std::nullopt);

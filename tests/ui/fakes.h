@@ -57,7 +57,9 @@ class FakeQueue final : public IQueueModel {
         m_paths.insert(std::find(m_paths.begin(), m_paths.end(), before), paths.begin(),
                        paths.end());
     }
-    QueueState State() override { return {m_version, bAllAudio, u"total"}; }
+    QueueState State(bool showsDiscs) override {
+        return {m_version, bAllAudio, u"total", showsDiscs ? u"discs" : u""};
+    }
     bool bAllAudio = false;
     std::optional<std::u16string> HeaderText(JobKind /*kind*/) override { return header; }
 

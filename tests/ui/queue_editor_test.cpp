@@ -41,13 +41,13 @@ TEST(EditQueue, RefreshesOnlyAfterAChange) {
     FakeQueue queue;
     queue.Set({u"/b", u"/a"});
     CEditQueueDialog dialog(queue);
-    EXPECT_THAT(PathsOf(dialog.Refresh().value()), ElementsAre(u"/a", u"/b"));
-    EXPECT_FALSE(dialog.Refresh());
+    EXPECT_THAT(PathsOf(dialog.Refresh(true).value()), ElementsAre(u"/a", u"/b"));
+    EXPECT_FALSE(dialog.Refresh(true));
     dialog.RemoveSelected({});
-    EXPECT_FALSE(dialog.Refresh()) << "nothing selected, nothing done";
+    EXPECT_FALSE(dialog.Refresh(true)) << "nothing selected, nothing done";
 
     dialog.RemoveSelected({u"/b", u"/not there"});
-    EXPECT_THAT(PathsOf(dialog.Refresh().value()), ElementsAre(u"/a"));
+    EXPECT_THAT(PathsOf(dialog.Refresh(true).value()), ElementsAre(u"/a"));
 }
 
 TEST(QueueIcons, AskTheDesktopOncePerSuffix) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "drive/linux/sg_port.h"
+#include "drive/linux/device_users.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -286,6 +287,10 @@ std::vector<std::u16string> CSgPort::DrivesWithoutLetter() {
         }
     }
     return texts;
+}
+
+bool CSgPort::IsInUse(int letterIndex) {
+    return !ProgramsUsing(m_calls, DevicePath(letterIndex), {}).empty();
 }
 
 std::string CSgPort::Inventory() {

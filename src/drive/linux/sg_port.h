@@ -11,7 +11,7 @@
 // (PortError::NotSupported) and each is known by its letter.
 //
 // The user needs permission to read and write the device file; Debian gives it to the group
-// "cdrom" and to whoever sits in front of the machine. One thread at a time.
+// "cdrom" and to whoever sits in front of the machine.
 #pragma once
 
 #include "drive/linux/device_lock.h"
@@ -41,6 +41,7 @@ class CSgPort final : public IScsiPort {
     void Unlock(int letterIndex) override;
     std::u16string WhyClosed(int letterIndex) override;
     std::vector<std::u16string> DrivesWithoutLetter() override;
+    bool IsInUse(int letterIndex) override;
     std::string Inventory() override;
 
     PortError AddressOf(int letterIndex, PortAddress* address);

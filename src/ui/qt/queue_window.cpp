@@ -215,10 +215,10 @@ void CQueueWindow::SetStandIn(bool on) {
 }
 
 void CQueueWindow::RefreshRows() {
-    std::optional<std::vector<QueueRow>> rows = m_logic.Refresh();
-    const QString total = ToQt(m_logic.Total());
-    if (total != m_pTotal->text()) { // two lines where there is a playing time
-        m_pTotal->setText(total);
+    std::optional<std::vector<QueueRow>> rows = m_logic.Refresh(isVisible() && !isMinimized());
+    const QString summary = ToQt(m_logic.Summary());
+    if (summary != m_pTotal->text()) { // more lines where there is a playing time, or a disc
+        m_pTotal->setText(summary);
         MeasureControls();
         LayOut();
     }

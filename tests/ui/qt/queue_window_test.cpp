@@ -216,7 +216,7 @@ TEST_F(QueueWindowTest, TracksAreMovedByKeysAndByDragging) {
     queue.bAllAudio = true;
     paths = {u"/c.mp3", u"/a.mp3"};
     Open(0);
-    EXPECT_EQ(window->findChild<QLabel*>("1022")->text(), "total");
+    EXPECT_EQ(window->findChild<QLabel*>("1022")->text(), "total\ndiscs");
     EXPECT_FALSE(list->isColumnHidden(kTrack));
     EXPECT_EQ(Text(0), u"/a.mp3") << "by name at first";
     EXPECT_EQ(Text(0, kTrack), u"2");
