@@ -5,5 +5,6 @@
 #include "audio_fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    return larkspin::FuzzAudioReader<larkspin::CWavReader>(data, size, &larkspin::ProbeWav);
+    return larkspin::FuzzAudioReader<larkspin::CWavReader>(
+        data, size, [](const auto& name, auto& files) { return larkspin::ProbeWav(name, files); });
 }

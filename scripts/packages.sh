@@ -34,6 +34,8 @@ LARKSPIN_KERNEL_PACKAGES=(
     cdrskin xorriso cdparanoia libcdio-utils tgt open-iscsi eject openssl
 )
 
+LARKSPIN_FUZZ_PACKAGES=(clang libclang-rt-dev)
+
 LARKSPIN_LINT_PACKAGES=(clang-format clang-tidy shellcheck git reuse)
 
 # install_packages NAME...: installs the missing ones; explains and fails where it can't.
