@@ -76,9 +76,8 @@ std::optional<EraseOutcome> EraseByFormat(JobEnv& env, CAspiCD& drive,
     try {
         drive.ResetDvdState();
         drive.OpenDvdForWriting(true, choice.dSpeed);
-        drive.FormatDvdRewritable(
-            drive.m_nNextStart, quick, [&env](int percent) { env.ui.SetEraseProgress(percent); },
-            &cancel);
+        drive.FormatDvdRewritable(drive.m_nNextStart, quick,
+                                  DvdProgress(env.ui, drive, JobKind::Erase), &cancel);
     } catch (const CAspiCD::CgrowisofsException& failure) {
         if (quick || !IsEndOfFill(failure)) {
             env.ui.ShowMessage(StoppedText(failure) + u".");

@@ -27,6 +27,7 @@ void CProgressDialog::Start(uint32_t diskType, const std::u16string& diskName, u
     m_strDiskName = diskName;
     m_strStatus = m_kind == JobKind::Erase ? kEraseStatus : u"";
     m_nPercent = 0;
+    m_bStepped = false;
     m_bHidden = false;
     m_bCancelled = false;
     m_nStartTick = tickMs;
@@ -36,9 +37,11 @@ void CProgressDialog::Start(uint32_t diskType, const std::u16string& diskName, u
 
 void CProgressDialog::SetProgress(int percent) {
     m_nPercent = std::clamp(percent, 0, kFull);
+    m_bStepped = false;
 }
 
 void CProgressDialog::StepProgress() {
+    m_bStepped = true;
     m_nPercent = m_nPercent >= kFull ? 0 : m_nPercent + 1;
 }
 
@@ -78,11 +81,13 @@ void CProgressDialog::AnswerCancel(uint32_t run, bool yes) {
 
 CProgressDialog::TimerStep CProgressDialog::OnTimer(uint64_t tickMs) {
     m_nCounter = (m_nCounter + 1) % 2;
-    if (m_nEstimatedRun != m_nRun) {
+    if (m_nEstimatedRun != m_nRun || m_bStepped) {
         m_nEstimatedRun = m_nRun;
         m_estimate.Start();
     }
-    m_estimate.Look(m_nPercent, tickMs);
+    if (!m_bStepped) {
+        m_estimate.Look(m_nPercent, tickMs);
+    }
     return {m_nCounter, ElapsedText(tickMs - m_nStartTick), m_estimate.Text(m_nBytes, tickMs)};
 }
 

@@ -38,7 +38,8 @@ class CProgressDialog {
     // name for the cancel question.
     void Start(uint32_t diskType, const std::u16string& diskName, uint64_t tickMs);
 
-    // Bar, held in 0 to 100. A step goes from 100 back to 0, which shows that work goes on.
+    // Bar, held in 0 to 100. A step goes from 100 back to 0, which shows that work goes on, and not
+    // how far it is: no time is left then that could be told.
     void SetProgress(int percent);
     void StepProgress();
     int Progress() const { return m_nPercent; }
@@ -78,6 +79,7 @@ class CProgressDialog {
     const JobKind m_kind;
     const std::function<void(uint32_t)> m_onCancelled;
     std::atomic<int> m_nPercent = 0;
+    std::atomic<bool> m_bStepped = false; // the bar tells no share of the work
     std::atomic<bool> m_bHidden = false;
     std::atomic<bool> m_bCancelled = false;
     std::atomic<uint32_t> m_nRun = 0;

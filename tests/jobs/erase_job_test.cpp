@@ -68,6 +68,7 @@ TEST(EraseJob, WhatKnowsNoBlankingIsOverwritten) {
         EXPECT_TRUE(bench.WasEjected());
         if (mode == EraseMode::Full) {
             expected.assign(capacity * 2048, 0);
+            EXPECT_EQ(bench.ui.Amount(JobKind::Erase), expected.size());
         } else {
             std::fill_n(expected.begin(), 65'536, uint8_t{0});
         }

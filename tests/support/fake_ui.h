@@ -64,6 +64,7 @@ class FakeUi : public CCDWriterUI {
     std::vector<std::u16string> Statuses(JobKind kind) const { return Locked(Of(kind).statuses); }
     std::vector<double> EraseSpeeds() const { return Locked(m_eraseSpeeds); }
     std::vector<uint32_t> DiskTypes() const { return Locked(m_diskTypes); }
+    uint64_t Amount(JobKind kind) const { return Of(kind).amount; }
     int Starts(JobKind kind) const { return Of(kind).starts; }
     int Steps() const { return m_steps; }
     bool NoProgressReport() const { return m_noReport; }
@@ -126,7 +127,7 @@ class FakeUi : public CCDWriterUI {
         }
     }
     int Progress(JobKind kind) const override { return Of(kind).percent; }
-    void SetAmount(JobKind /*kind*/, uint64_t /*bytes*/) override {}
+    void SetAmount(JobKind kind, uint64_t bytes) override { Of(kind).amount = bytes; }
     void StepEraseProgress() override { ++m_steps; }
     void PushJobTrayCallbacks(JobKind) override { ++m_callbackDepth; }
     void PopJobTrayCallbacks() override { --m_callbackDepth; }
@@ -155,6 +156,7 @@ class FakeUi : public CCDWriterUI {
         std::atomic<bool> shown = false;
         std::atomic<bool> cancelled = false;
         std::atomic<int> percent = 0;
+        std::atomic<uint64_t> amount = 0;
         std::atomic<int> starts = 0;
         std::vector<std::u16string> statuses; // locked
     };

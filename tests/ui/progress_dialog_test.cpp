@@ -96,6 +96,17 @@ TEST(ProgressDialog, EraseHasItsOwnTextsAndABarThatGoesRound) {
     EXPECT_EQ(dialog.Progress(), 0);
     dialog.SetProgress(250);
     EXPECT_EQ(dialog.Progress(), 100);
+
+    const auto lastOf = [&](const auto& move) { // 20 seconds
+        std::u16string left;
+        for (uint64_t tick = 0; tick <= 20'000; tick += 1000) {
+            move(static_cast<int>(tick / 1000));
+            left = dialog.OnTimer(tick).strLeft;
+        }
+        return left;
+    };
+    EXPECT_EQ(lastOf([&](int /*second*/) { dialog.StepProgress(); }), u"") << "it tells nothing";
+    EXPECT_EQ(lastOf([&](int second) { dialog.SetProgress(second); }), u"Time left: 1:20");
 }
 
 TEST(ProgressDialog, CancelQuestionDependsOnTheDisc) {
