@@ -43,7 +43,7 @@ void DriveCatalog::TakeEntries() {
     m_entries.clear();
     for (size_t i = 0; i < m_drives.Count(); ++i) {
         CAspiCD& drive = m_drives.At(i);
-        m_entries.push_back({drive.m_strName, drive.DisplayName(), drive.GetDriveLetter()});
+        m_entries.push_back({drive.Name(), drive.DisplayName(), drive.GetDriveLetter()});
     }
 }
 

@@ -22,8 +22,8 @@ namespace {
 constexpr char kTrackUnreadable[] = "cannot read track information";
 constexpr char kNotFlushed[] = "internal error #1008";
 
-void RewriteChunk(CAspiCD& drive, const uint8_t* chunk, uint32_t block) {
-    if (drive.WriteDvdChunk(chunk, block * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes)) {
+void RewriteChunk(DvdRecording& dvd, const uint8_t* chunk, uint32_t block) {
+    if (dvd.WriteDvdChunk(chunk, block * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes)) {
         throw CAspiCD::CgrowisofsException(
             "unable to update volume descriptors, added data may be not accessible");
     }
@@ -31,7 +31,8 @@ void RewriteChunk(CAspiCD& drive, const uint8_t* chunk, uint32_t block) {
 
 } // namespace
 
-int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_t* previousStart) {
+int32_t DvdRecording::GetNextSessionStart(std::span<const uint8_t> descriptor,
+                                          int32_t* previousStart) {
     const MediumTraits& medium = TraitsOf(m_nProfile);
     if (!medium.IsWrittenInPlace()) {
         return ReadSequentialSessionStart(previousStart);
@@ -49,7 +50,7 @@ int32_t CAspiCD::GetNextSessionStart(std::span<const uint8_t> descriptor, int32_
     return m_nNextStart;
 }
 
-int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
+int32_t DvdRecording::ReadSequentialSessionStart(int32_t* previousStart) {
     constexpr uint8_t incomplete = 1;
     if ((m_abyDiscInfo[2] & 3) != incomplete) {
         throw CgrowisofsException("disk is finalized, cannot append");
@@ -60,7 +61,7 @@ int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
     }
     m_nNextTrack = m_abyDiscInfo[10] << 8 | m_abyDiscInfo[5];
 
-    CScsiCommand command(*this);
+    CScsiCommand command(m_drive);
     std::array<uint8_t, 36> track = {};
     if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0) {
         throw CgrowisofsException(command.Asc() == kAscInvalidFieldInCdb ? "disk already full"
@@ -84,7 +85,7 @@ int32_t CAspiCD::ReadSequentialSessionStart(int32_t* previousStart) {
     return m_nNextStart;
 }
 
-std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
+std::vector<CAspiCD::DvdChunk> DvdRecording::UpdateVolumeDescriptors() {
     // With nothing written the old descriptors still tell the truth; the new ones, if a cancelled
     // recording got as far as reading them, would hide the old files behind data that isn't there.
     if (m_nSessionStart == 0 || !m_bMediaWritten) {
@@ -109,7 +110,8 @@ std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
     };
     rewrite(kFirstDescriptorBlock);
     // Some readers go to the anchor without asking whether the disc has a volume of UDF.
-    if (hadUdf && sessionStart > kFirstAnchor && ReadBlocks(older, kDvdChunkBlocks, kFirstAnchor) &&
+    if (hadUdf && sessionStart > kFirstAnchor &&
+        m_drive.ReadBlocks(older, kDvdChunkBlocks, kFirstAnchor) &&
         IsAnchor({older, kDvdBlockBytes})) {
         std::fill_n(older, kDvdBlockBytes, uint8_t{0});
         rewrite(kFirstAnchor);
@@ -117,7 +119,7 @@ std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
     return rewritten;
 }
 
-int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
+int DvdRecording::ReadOverwriteDescriptors(uint8_t* buffer) {
     const MediumTraits& medium = TraitsOf(m_nProfile);
     if (!medium.IsWrittenInPlace()) {
         return 0; // sequential media have true sessions
@@ -133,7 +135,7 @@ int CAspiCD::ReadOverwriteDescriptors(uint8_t* buffer) {
     } else if (medium.setup != DvdSetup::Ram && FlushDvdCache(true) != 0) {
         throw CgrowisofsException(kNotFlushed);
     }
-    CScsiCommand command(*this);
+    CScsiCommand command(m_drive);
     command[0] = mmc::kRead10;
     StoreBe32(&command[2], kFirstDescriptorBlock);
     StoreBe16(&command[7], kDvdChunkBlocks);

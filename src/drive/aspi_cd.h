@@ -4,8 +4,9 @@
 // CAspiCD: one optical drive and all its operations.
 //
 // The operations are spread over one source file per topic: drive discovery, disc identification,
-// write speeds, CD recording, DVD recording, erasing, appending. A block is 2048 bytes unless a
-// size is given. One thread at a time owns the drives; nothing here is locked.
+// write speeds, CD recording, DVD recording, erasing, appending. The DVD logic has a state of its
+// own, DvdRecording, which only the files of this folder look into (dvd_detail.h). A block is 2048
+// bytes unless a size is given. One thread at a time owns the drives; nothing here is locked.
 //
 // Two ways of failing. Direct operations return plain results: they judge a command by its sense
 // (a recovered error is none), and a command that moved data or closed a recording and came back
@@ -25,11 +26,13 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace larkspin {
 
 class CScsiCommand;
+class DvdRecording;
 
 // True once the user has cancelled. Asked before each step of a long operation; may be null where
 // a pointer to it is taken.
@@ -42,19 +45,59 @@ using ProgressFunctor = std::function<void(int percent)>;
 enum class BusyAnswer { WaitOn, GiveUp, NobodyThere };
 using BusyFunctor = std::function<BusyAnswer()>;
 
-// Bits of CAspiCD::m_dwDiskState and m_dwDiskKnown (READ DISC INFORMATION, MMC).
+// Bits of DiskReport (READ DISC INFORMATION, MMC).
 enum DiskStateBits : uint32_t {
     DISK_BLANK = 1,
     DISK_APPENDABLE = 2,
     DISK_ERASABLE = 4,
-    DISK_CAPACITY_KNOWN = 8, // m_dwDiskKnown only: m_nCapacity is valid
+    DISK_CAPACITY_KNOWN = 8, // known only: m_nCapacity is valid
     DISK_SESSION_OPEN = 16,  // the last session has something in it, and is not closed
 };
 
-// In CAspiCD::m_nProfile, beside the profile in the low 16 bits: the disc is blank.
+// What ReadDiskInfo has found out.
+struct DiskReport {
+    int32_t m_nCapacity = 0;    // last possible start of the lead-out, a block address
+    int32_t m_nNextAddress = 0; // start of the next session-at-once recording plus 150
+    uint32_t m_dwDiskState = 0; // DiskStateBits
+    uint32_t m_dwDiskKnown = 0; // which of them are valid
+
+    bool Knows(DiskStateBits bit) const { return (m_dwDiskKnown & bit) != 0; }
+    bool IsKnownToBe(DiskStateBits bit) const { return (m_dwDiskState & m_dwDiskKnown & bit) != 0; }
+    std::optional<int32_t> Capacity() const {
+        return Knows(DISK_CAPACITY_KNOWN) ? std::optional(m_nCapacity) : std::nullopt;
+    }
+    // Media that are written in place can be written whatever the drive says.
+    void SetAppendable() {
+        m_dwDiskState |= DISK_APPENDABLE;
+        m_dwDiskKnown |= DISK_APPENDABLE;
+    }
+};
+
+// How far a DVD recording is. Blocks and bytes of the disc.
+struct DvdFacts {
+    uint32_t profile = 0;      // with MEDIA_BLANK
+    int32_t previousStart = 0; // the descriptors of the volume that is added to; 0 without one
+    int32_t nextStart = 0;     // the first block of the recording
+    int64_t startOffset = 0;
+    int64_t currentOffset = 0;
+    int64_t finalOffset = 0; // the end of the stream; 0 when unknown
+    // Why the drive did not take a chunk, as CScsiCommand::Transport gives it; 0 since
+    // ResetDvdState if it took all.
+    int writeError = 0;
+};
+
+constexpr size_t kDvdChunkBytes = 32768;
+constexpr size_t kDvdBufferBytes = 2 * kDvdChunkBytes;
+
+// The two texts by which a DVD recording ends at the edge of the disc. The full erase of a disc
+// ends this way when all went well, so who runs it has to know them.
+inline constexpr char kDvdWriteError[] = "write error";
+inline constexpr char kDvdOutOfSpace[] = "out of disk space";
+
+// In IdentifyMedia's answer, beside the profile in the low 16 bits: the disc is blank.
 constexpr uint32_t MEDIA_BLANK = 0x10000;
 
-// Bits of CAspiCD::m_dwCapabilities.
+// What ReadCapabilities may find.
 enum CapabilityBits : uint32_t { CAP_BUFE = 2, CAP_VENDOR_BUFE = 4, CAP_VENDOR_SPEED = 8 };
 
 // For the eye of the user alone: the jobs look closer.
@@ -103,7 +146,7 @@ class CAspiCD : public IBlockReader {
 
     // --- drive discovery (discovery.cpp) ---
     uint8_t GetDeviceType();      // peripheral device type (SPC), 5 is CD-ROM, 31 none
-    void ReadDriveName();         // fills m_strName from INQUIRY
+    void ReadDriveName();         // fills Name() from INQUIRY
     char16_t GetDriveLetter();    // 0 when unknown; asked of the system once
     std::u16string DisplayName(); // what the user knows the drive by: "sr0", or the letter
     uint8_t EjectDisk();
@@ -120,17 +163,18 @@ class CAspiCD : public IBlockReader {
     // One that succeeded with a recovered error (sense key 1) ends as SS_COMP without sense. A
     // deferred report of a recovered error is no answer: the command was not run, and is sent
     // again, up to a hundred times, which then is SS_ERR without sense. One of lost blocks is the
-    // answer, and noted in m_bCacheLost for callers that don't look at it.
+    // answer, and noted in IsCacheLost for callers that don't look at it.
     uint8_t SendCommand(uint8_t direction, std::span<const uint8_t> cdb, void* data,
                         uint32_t length, uint8_t* sense, uint8_t senseLength = 14);
+    // The same without data, for whom the sense is of no use.
     uint8_t SendNoData(uint8_t direction, std::span<const uint8_t> cdb);
     bool ReadBlocks(void* buffer, uint32_t count, uint32_t lba) override;
     // The event classes met, one bit each; leaves a drive alone that has told a hundred in a row.
     uint32_t HandleEvents(CScsiCommand& command);
-    // Polls once a second while the unit is not ready (a busy drive: see m_busyFunctor). 0 ready;
+    // Polls once a second while the unit is not ready (a busy drive: see SetBusyFunctor). 0 ready;
     // the error code when there is no medium; -1 when the drive gives no sense, answers a hundred
     // times in a row with neither "not ready" nor a unit attention, the wait is given up, or the
-    // user cancels (`cancel`, or m_pCancel when that is null). Sets m_nLateError.
+    // user cancels (`cancel`, or Cancel() when that is null). Sets LateError.
     int WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel = nullptr);
 
     // --- disc identification (identification.cpp) ---
@@ -144,11 +188,6 @@ class CAspiCD : public IBlockReader {
     int ReadSaoNextAddress(int32_t* address);
     int32_t ReadLastSessionFirstTrack();
     int32_t GetDvdCapacity(); // blocks; -1 the drive fails, 0 unknown kind
-    // Closes the tray of a drive without a disc, and waits up to two minutes for what it then finds
-    // there: some drives never call a disc ready that they cannot read. That is like no disc.
-    uint32_t IdentifyMedia(); // throws
-    uint32_t GetDvdBlocks(CScsiCommand& command);
-    int64_t GetDvdBytes();
 
     // What a ready drive tells of its disc without reading from it or changing a setting; nothing
     // if it does not tell.
@@ -182,13 +221,6 @@ class CAspiCD : public IBlockReader {
     // True when the drive reported an error. 0, and what has no form in the command, is the
     // maximum.
     bool SetCdSpeed(uint32_t speed);
-    void SetVelocity(int32_t kilobytesPerSecond);
-    std::vector<uint8_t> ReadPage2A(CScsiCommand& command); // mode header and page; throws
-    int ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command); // throws
-    int SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
-                         std::vector<uint8_t>* page2A); // throws
-    // What PrepareDvdRecording believes when SetDvdWriteSpeed gave a negative value.
-    void VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2A);
 
     // --- CD recording (cd_recording.cpp, mode_pages.cpp, cue_sheet.h) ---
     // `header` and `blockDescriptor` are 8 bytes each, or null when not wanted. 1 also when the
@@ -209,7 +241,7 @@ class CAspiCD : public IBlockReader {
     // buffer is full is a busy one.
     int WriteBlocks(int32_t* address, const void* buffer, int32_t count,
                     const CancelFunctor* cancel, uint32_t blockSize);
-    // Always 0; m_bCacheLost tells whether blocks that the drive had taken were lost. A drive that
+    // Always 0; IsCacheLost tells whether blocks that the drive had taken were lost. A drive that
     // is still busy is waited for until that is given up, which is a loss, or the user cancels,
     // which is none.
     int SyncCache(const CancelFunctor* cancel = nullptr);
@@ -220,14 +252,18 @@ class CAspiCD : public IBlockReader {
     int TestUnitReady();
     int GetUnitBusy();
 
-    // --- DVD recording (dvd_recording.cpp, dvd_prepare.cpp, dvd_chunk.cpp, dvd_finish.cpp) ---
+    // --- DVD recording (dvd_recording.cpp; the logic: dvd_detail.h) ---
     // A recording is: ResetDvdState, OpenDvdForWriting, WriteDvdFromHandle or FormatDvdRewritable,
-    // UpdateVolumeDescriptors, then m_pfnFinalize if it is set, also after a failure or a cancel;
-    // the caller clears it. A disc that was not written to needs no closing and gets none.
+    // UpdateVolumeDescriptors, then FinishDvd, also after a failure or a cancel. A disc that was
+    // not written to needs no closing and gets none.
     void ResetDvdState();
-    // Identifies the disc and finds where the recording begins (m_nNextStart, a block; 0 with
+    // Identifies the disc and finds where the recording begins (DvdFacts::nextStart; block 0 with
     // ignorePrevious). `speed` in multiples of 1x, -1.0 for no wish.
     void OpenDvdForWriting(bool ignorePrevious, double speed); // throws
+    // The volume that will be recorded states its size from block 0, not from the start of its
+    // session. Until the next ResetDvdState.
+    void CountSpaceFromDiscStart();
+    int64_t GetDvdBytes(); // of the whole disc; 0 when unknown
     // Records `source` up to its end from byte `offset` on, a multiple of kDvdChunkBytes. The last
     // chunk is padded with zeros. A source of less than kDvdBufferBytes holds no volume: nothing is
     // written. One whose Read fails ends the recording with "cannot read source", one that lies
@@ -236,44 +272,30 @@ class CAspiCD : public IBlockReader {
     // A cancel is no failure: it returns, from a wait for a busy drive too, at the latest 200 ms
     // later; a format that has begun runs to its end. What was written stays, to be closed.
     void WriteDvdFromHandle(IByteSource& source, int64_t offset, const ProgressFunctor& progress,
-                            const CancelFunctor* cancel);              // throws
-    void PrepareDvdMedia(int64_t size);                                // throws
-    void PrepareDvdRecording(CScsiCommand& command, uint32_t profile); // throws
-    void SetupWriteParameters(CScsiCommand& command, uint32_t profile,
-                              uint8_t writeMode); // throws
-    // Writes kDvdChunkBytes at byte `offset` and waits for a busy drive. Blocks before the first
-    // writable one are left out. The bytes done, or -1; -2 when the user cancelled during a wait.
-    int WriteDvdChunk(const uint8_t* buffer, int64_t offset);
-    // 0, or an error code. A medium or hardware error that the drive reports anywhere on the way
-    // counts: it tells of lost blocks once, and then is ready and flushes without an error. Without
-    // alsoWait no answer counts too; a drive that refuses to flush at once is let be.
-    int FlushDvdCache(bool alsoWait);
-    // The finishers close what was written. They stop at the first step that fails, also when it
-    // fails after the drive has taken it, and can then be run again. No cancel ends them. A DVD-RAM
-    // has nothing to close, but a cache to empty, and is not done before its disc has stopped.
-    void FinishPlusRw();
-    void FinishPlusR();
-    void FinishMinusRw();
-    void FinishMinusR();
-    void FinishRam();
-    // 0, or an error code.
-    int StopUnit();
-    void SplitPlusRDl(CScsiCommand& command, int64_t size); // throws
+                            const CancelFunctor* cancel); // throws
+    // Overwrites with zeros from byte `offset` on: 64 KB if `quick`, else until the drive refuses,
+    // which is a failure with kDvdWriteError or kDvdOutOfSpace. A cancel as in WriteDvdFromHandle.
+    void FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
+                             const CancelFunctor* cancel); // throws
+    // Lays the new descriptors over those at block 16 of a disc that is written in place, as
+    // descriptor_set.h tells. Does nothing on sequential media, or when nothing was appended. Gives
+    // what it has written, in the order of the disc.
+    std::vector<DvdChunk> UpdateVolumeDescriptors(); // throws
+    // Runs the finisher of a recording if one is still due. False if the drive could not close what
+    // was written, or lost some of it.
+    bool FinishDvd();
+    DvdFacts GetDvdFacts() const;
+    // The inside of the DVD logic, for the files of this folder.
+    DvdRecording& Dvd() { return *m_pDvd; }
+    const DvdRecording& Dvd() const { return *m_pDvd; }
 
     // --- erasing and formatting (erasing.cpp) ---
     // Starts a blank that runs in the drive: 0, an error code, or -1 when the drive gave no answer
-    // and may be at it all the same. Sets m_nBlankError to that.
+    // and may be at it all the same. Sets BlankError to that.
     int BlankDisk(bool full);
     // *percent is -1 if the drive gives no percentage. A medium or hardware error in the answer is
-    // how a drive tells that the blank has failed: it goes to m_nBlankError.
+    // how a drive tells that the blank has failed: it goes to BlankError.
     bool IsBlankingInProgress(int* percent);
-    // Overwrites with zeros from byte `offset` on: 64 KB if `quick`, else until the drive refuses,
-    // which is a failure with one of the texts of dvd_texts.h. A cancel as in WriteDvdFromHandle.
-    void FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
-                             const CancelFunctor* cancel); // throws
-    void FormatPlusRw(CScsiCommand& command);              // throws
-    int RestartPlusRwFormat(CScsiCommand& command, int64_t size);
-    int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
 
     // --- reading what is on a disc (read_back.cpp) ---
     struct RecordedTrack {
@@ -306,106 +328,85 @@ class CAspiCD : public IBlockReader {
     // The last closed session that begins with a data track in front of block `before`: its first
     // block, and the one behind its last track. 0; 1 if there is none; -1 if the drive fails.
     int FindEarlierSession(int32_t before, int32_t* start, int32_t* end);
-    // A volume on a disc that is written in place whose size can't be true is no ISO 9660 volume:
-    // the new data would lie over the old.
-    int32_t GetNextSessionStart(std::span<const uint8_t> descriptor,
-                                int32_t* previousStart); // throws
-    // A track that does not begin behind the last session counts as unreadable.
-    int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
-    // Lays the new descriptors over those at block 16 of a disc that is written in place, as
-    // descriptor_set.h tells. Does nothing on sequential media, or when nothing was appended. Gives
-    // what it has written, in the order of the disc.
-    std::vector<DvdChunk> UpdateVolumeDescriptors(); // throws
-    int ReadOverwriteDescriptors(uint8_t* buffer);   // throws
 
-    // Identity.
-    std::u16string m_strName; // vendor and product, with their trailing blanks
-    uint8_t m_byTarget = 0;
-    uint8_t m_byAdapter = 0; // logical adapter number
-    uint8_t m_byLun = 0;
-    CAspiTransport* m_pTransport = nullptr;
-    uint8_t m_byLastStatus = 1; // SRB status of the last command
-    char16_t m_wDriveLetter = 0;
-    bool m_bHasConfig = false;
-    bool m_bConfigKnown = false;
+    // --- who the drive is, and what it has told ---
+    const std::u16string& Name() const { return m_strName; } // with its trailing blanks
+    CAspiTransport& Transport() const { return *m_pTransport; }
+    IClock& Clock() const { return m_pTransport->Clock(); }
+    uint8_t Lun() const { return m_byLun; }
+    uint8_t LastStatus() const { return m_byLastStatus; } // SRB status of the last command
+    void SetDriveLetter(char16_t letter) { m_wDriveLetter = letter; }
+    // Of ReadDiskInfo.
+    DiskReport& Disk() { return m_disk; }
+    const DiskReport& Disk() const { return m_disk; }
+    // Of the last blank: see BlankDisk and IsBlankingInProgress.
+    int BlankError() const { return m_nBlankError; }
+    // The first medium or hardware error that the drive reported during the last WaitForUnit, which
+    // goes on for all that; 0 if there was none. It concerns the command before the wait.
+    int LateError() const { return m_nLateError; }
 
-    // Filled by ReadDiskInfo.
-    int32_t m_nCapacity = 0;    // last possible start of the lead-out, a block address
-    int32_t m_nNextAddress = 0; // start of the next session-at-once recording plus 150
-    uint32_t m_dwDiskState = 0;
-    uint32_t m_dwDiskKnown = 0;
-
-    uint32_t m_dwCapabilities = 0; // filled by ReadCapabilities
-
+    // --- what is noted on the way, from one disc to the next ---
+    void BeginWithDisc() { m_bDiscTouched = m_bCacheLost = false; }
+    // A command that changes what is on the disc has been sent.
+    bool IsDiscTouched() const { return m_bDiscTouched; }
     // Blocks that the drive had taken may not be on the disc. A SyncCache or FlushDvdCache ended in
     // an error that says so or without an answer, the drive was reset before it or stayed busy; or
     // the drive stopped the disc with a medium or hardware error; or a deferred error of that kind
     // came, at any command, once the disc had been changed. A drive reports only once that it
-    // failed to record what it had taken before. Who begins with a disc clears it.
-    bool m_bCacheLost = false;
-
-    // Why the last WriteDvdChunk returned -1, as CScsiCommand::Transport gives it; 0 since
-    // ResetDvdState if none did.
-    int m_nWriteError = 0;
-
-    // Of the last blank: see BlankDisk and IsBlankingInProgress.
-    int m_nBlankError = 0;
-
-    // The first medium or hardware error that the drive reported during the last WaitForUnit, which
-    // goes on for all that; 0 if there was none. It concerns the command before the wait.
-    int m_nLateError = 0;
-
-    // A command that changes what is on the disc has been sent. Who begins with a disc clears it.
-    bool m_bDiscTouched = false;
+    // failed to record what it had taken before.
+    bool IsCacheLost() const { return m_bCacheLost; }
+    void NoteCacheLost() { m_bCacheLost = true; }
     // Called before the next WRITE(10), and forgotten then; may be empty.
-    std::function<void()> m_beforeFirstBlock;
+    void SetBeforeFirstBlock(std::function<void()> call) { m_beforeFirstBlock = std::move(call); }
 
-    // State of a DVD recording; ResetDvdState sets the values shown.
-    bool m_bMediaWritten = false;
-    int32_t m_nNextTrack = 1;
-    bool m_bDaoMode = false;
-    bool m_bQuickGrown = false;
-    bool m_bStopAfterFinish = true;
-    uint32_t m_nNextWriteAddress = 1;
-    uint32_t m_nPollDelayMs = 189;
-    uint32_t m_nDriveBufferKB = 512;
-    std::array<uint8_t, 260> m_abyFormats = {};
-    std::array<uint8_t, 32> m_abyDiscInfo = {};
-    bool m_bDaoOnly = false;
-    uint32_t m_nProfile = 0;
-    double m_dSpeedFactor = 0.0;
-    bool m_bZeroFill = false;
-    int32_t m_nVelocity = 0; // KB/s, 0 when unknown
-    void (*m_pfnFinalize)(CAspiCD&) = nullptr;
-    std::unique_ptr<uint8_t[]> m_pWriteBuffer; // kDvdBufferBytes once a disc was opened
-    int32_t m_nPreviousStart = 0;
-    int32_t m_nNextStart = 0;
-    int32_t m_nSessionStart = 0;
-    // The volume that is recorded states its size from block 0, not from the start of its session.
-    bool m_bSpaceFromDiscStart = false;
-    int64_t m_nStartOffset = 0;
-    int64_t m_nCurrentOffset = 0;
-    int64_t m_nFinalOffset = 0;
-    // Asked by the waits inside a DVD operation that have no end of their own; set for the length
-    // of WriteDvdFromHandle and FormatDvdRewritable.
-    const CancelFunctor* m_pCancel = nullptr;
-
-    // What becomes of a wait for a busy drive, wherever one is waited for in here: asked after each
-    // two minutes in which the drive got nowhere. Left empty it counts as NobodyThere. With nobody
-    // there a wait goes on for half an hour, and then is given up.
-    BusyFunctor m_busyFunctor;
+    // --- waiting for a busy drive (waiting.h) ---
+    // What becomes of a wait, wherever one is in here: asked after each two minutes in which the
+    // drive got nowhere. Left empty it counts as NobodyThere. With nobody there a wait goes on for
+    // half an hour, and then is given up.
+    void SetBusyFunctor(BusyFunctor functor) { m_busyFunctor = std::move(functor); }
+    BusyAnswer AskAboutBusy() const {
+        return m_busyFunctor ? m_busyFunctor() : BusyAnswer::NobodyThere;
+    }
     // A wait was given up: what waited has failed, and nothing waits any more until this is
     // cleared, which is for whoever set the functor.
-    bool m_bGivenUp = false;
+    bool IsGivenUp() const { return m_bGivenUp; }
+    void SetGivenUp(bool isGivenUp) { m_bGivenUp = isGivenUp; }
+    // Asked by the waits inside a DVD operation that have no end of their own; see CancelScope.
+    const CancelFunctor* Cancel() const { return m_pCancel; }
+    const CancelFunctor* ExchangeCancel(const CancelFunctor* cancel) {
+        return std::exchange(m_pCancel, cancel);
+    }
 
   private:
+    friend struct CAspiCDPeek; // what only the tests of this folder see
+
     // Overwrites `sense` unless the command timed out.
     uint8_t SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void* data, uint32_t length,
                      std::span<uint8_t> sense);
     void TakeDiskInfo(std::span<const uint8_t> info);
-};
 
-constexpr size_t kDvdChunkBytes = 32768;
-constexpr size_t kDvdBufferBytes = 2 * kDvdChunkBytes;
+    std::u16string m_strName;
+    uint8_t m_byTarget = 0;
+    uint8_t m_byAdapter = 0; // logical adapter number
+    uint8_t m_byLun = 0;
+    CAspiTransport* m_pTransport = nullptr;
+    uint8_t m_byLastStatus = 1;
+    char16_t m_wDriveLetter = 0;
+    bool m_bHasConfig = false;
+    bool m_bConfigKnown = false;
+    uint32_t m_dwCapabilities = 0; // CapabilityBits
+    DiskReport m_disk;
+
+    bool m_bCacheLost = false;
+    bool m_bDiscTouched = false;
+    int m_nBlankError = 0;
+    int m_nLateError = 0;
+    std::function<void()> m_beforeFirstBlock;
+    BusyFunctor m_busyFunctor;
+    bool m_bGivenUp = false;
+    const CancelFunctor* m_pCancel = nullptr;
+
+    std::unique_ptr<DvdRecording> m_pDvd;
+};
 
 } // namespace larkspin

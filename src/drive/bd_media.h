@@ -12,7 +12,7 @@
 // A block number is a signed 32-bit one: the limit is a disc of 4 TiB.
 #pragma once
 
-#include "drive/aspi_cd.h"
+#include "drive/dvd_detail.h"
 #include "drive/scsi_command.h"
 
 #include <cstdint>
@@ -25,6 +25,6 @@ constexpr int32_t kBdClusterBlocks = 32;
 // Gives a BD-RE that has no format one: FORMAT UNIT type 00h, the usual spare area, without
 // certification. Throws CgrowisofsException when the list of formats does not offer it, or the
 // drive refuses, fails or does not end it. Like other formats it asks no cancel functor.
-void FormatBdRe(CAspiCD& drive, CScsiCommand& command);
+void FormatBdRe(DvdRecording& dvd, CScsiCommand& command);
 
 } // namespace larkspin

@@ -37,7 +37,7 @@ enum class ChunkResult { Written, Cancelled, Failed };
 // One WRITE, sent again for as long as the drive's buffer is full.
 ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t blocks,
                        const CancelFunctor* cancel, uint32_t blockSize) {
-    IClock& clock = drive.m_pTransport->Clock();
+    IClock& clock = drive.Clock();
     Cdb cdb(mmc::kWrite10);
     StoreBe32(&cdb[2], static_cast<uint32_t>(address));
     StoreBe16(&cdb[7], static_cast<uint16_t>(blocks));
@@ -50,7 +50,7 @@ ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t b
             return ChunkResult::Written;
         }
         if (result.Key() == kKeyNotReady && result.Asc() == kAscNotReady) {
-            if (!wait.ShortPause(kFullBufferPauseMs) && drive.m_bGivenUp) {
+            if (!wait.ShortPause(kFullBufferPauseMs) && drive.IsGivenUp()) {
                 return ChunkResult::Failed;
             }
         } else if (result.Key() == kKeyUnitAttention && result.Asc() == kAscMediumChanged &&
@@ -84,7 +84,7 @@ FlushResult FlushOnce(CAspiCD& drive) {
 
 int WritePreGap(CAspiCD& drive, const CancelFunctor* cancel, uint32_t blockSize) {
     const std::vector<uint8_t> zeros(size_t{kDataChunkBlocks} * blockSize);
-    int32_t address = drive.m_nNextAddress - kPreGapBlocks;
+    int32_t address = drive.Disk().m_nNextAddress - kPreGapBlocks;
     for (int32_t left = kPreGapBlocks; left > 0 && !IsCancelled(cancel);) {
         const int32_t blocks = std::min(left, ChunkBlocks(blockSize));
         if (drive.WriteBlocks(&address, zeros.data(), blocks, cancel, blockSize) != 0) {

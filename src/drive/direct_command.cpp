@@ -20,11 +20,11 @@ uint8_t Cdb::GroupLength(uint8_t opcode) {
 DirectResult SendDirect(CAspiCD& drive, SrbFlags direction, Cdb cdb, void* data, uint32_t length,
                         uint32_t timeoutSeconds, uint8_t senseLength) {
     DirectResult result;
-    cdb[1] |= static_cast<uint8_t>(drive.m_byLun << 5);
-    drive.m_pTransport->m_nTimeoutSeconds = timeoutSeconds;
+    cdb[1] |= static_cast<uint8_t>(drive.Lun() << 5);
+    drive.Transport().m_nTimeoutSeconds = timeoutSeconds;
     result.status =
         drive.SendCommand(direction, cdb.Bytes(), data, length, result.sense.data(), senseLength);
-    drive.m_pTransport->m_nTimeoutSeconds = 0;
+    drive.Transport().m_nTimeoutSeconds = 0;
     return result;
 }
 

@@ -3,6 +3,7 @@
 //
 // CAspiCD: what a drive is, its name, and the commands that act on it as a device.
 #include "drive/direct_command.h"
+#include "drive/dvd_detail.h"
 #include "drive/mmc.h"
 #include "drive/srb.h"
 #include "platform/text.h"
@@ -16,6 +17,23 @@ namespace {
 constexpr uint64_t kDeviceTypeWaitMs = 10'000;
 
 } // namespace
+
+CAspiCD::CAspiCD(uint8_t target, uint8_t adapter, uint8_t lun, CAspiTransport* transport)
+    : m_byTarget(target), m_byAdapter(adapter), m_byLun(lun), m_pTransport(transport),
+      m_pDvd(std::make_unique<DvdRecording>(*this)) {}
+
+CAspiCD::CAspiCD(const CAspiCD& other)
+    : IBlockReader(other), m_strName(other.m_strName), m_byTarget(other.m_byTarget),
+      m_byAdapter(other.m_byAdapter), m_byLun(other.m_byLun), m_pTransport(other.m_pTransport),
+      m_byLastStatus(other.m_byLastStatus), m_wDriveLetter(other.m_wDriveLetter),
+      m_bHasConfig(other.m_bHasConfig), m_bConfigKnown(other.m_bConfigKnown),
+      m_pDvd(std::make_unique<DvdRecording>(*this)) {}
+
+CAspiCD::~CAspiCD() {
+    if (m_pDvd->m_pfnFinalize != nullptr) {
+        m_pDvd->m_pfnFinalize(*m_pDvd);
+    }
+}
 
 uint8_t CAspiCD::GetDeviceType() {
     auto request = std::make_unique<AspiRequest>();
@@ -76,14 +94,16 @@ void CAspiCD::Unlock() {
 
 uint8_t CAspiCD::EjectDisk() {
     Cdb cdb(mmc::kStartStopUnit);
+    cdb[1] = static_cast<uint8_t>(m_byLun << 5);
     cdb[4] = 2; // eject
-    return SendDirect(*this, SRB_DIR_OUT, cdb).status;
+    return SendNoData(SRB_DIR_OUT, cdb.Bytes());
 }
 
 uint8_t CAspiCD::LockDoor(bool lock) {
     Cdb cdb(mmc::kPreventAllowMediumRemoval);
+    cdb[1] = static_cast<uint8_t>(m_byLun << 5);
     cdb[4] = lock ? 1 : 0;
-    return SendDirect(*this, SRB_DIR_OUT, cdb).status;
+    return SendNoData(SRB_DIR_OUT, cdb.Bytes());
 }
 
 } // namespace larkspin

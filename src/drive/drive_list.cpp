@@ -67,7 +67,7 @@ void DriveList::MeetDrive(uint8_t adapter, uint8_t target, uint8_t lun) {
     drive->ReadDriveName();
     const auto place = static_cast<char16_t>(kFirstLetterIndex + m_drives.size());
     if (!m_pTransport->m_bUsePassThrough && place <= kLastLetterIndex) {
-        drive->m_wDriveLetter = static_cast<char16_t>(u'A' + place);
+        drive->SetDriveLetter(static_cast<char16_t>(u'A' + place));
     }
     m_drives.push_back(std::move(drive));
 }

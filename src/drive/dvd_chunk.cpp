@@ -28,7 +28,7 @@ class ChunkRetries {
     enum class Next { SendAgain, Fail, Cancelled };
 
     explicit ChunkRetries(CScsiCommand& command)
-        : m_command(command), m_drive(command.Drive()), m_wait(m_drive, m_drive.m_pCancel) {}
+        : m_command(command), m_drive(command.Drive()), m_wait(m_drive, m_drive.Cancel()) {}
 
     // What follows a WRITE at block `lba` that ended in `code`.
     Next After(int code, uint32_t lba) {
@@ -50,7 +50,7 @@ class ChunkRetries {
   private:
     // The drive's buffer is full: wait until half of it is free again.
     Next AfterLongWrite() {
-        const int64_t velocity = m_drive.m_nVelocity; // KB/s
+        const int64_t velocity = m_drive.Dvd().m_nVelocity; // KB/s
         if (velocity == 0) {
             return DriveReportsBusy() ? SendAgain() : FlushAndSendAgain();
         }
@@ -87,7 +87,7 @@ class ChunkRetries {
         std::array<uint8_t, 12> answer = {};
         m_command[0] = mmc::kReadBufferCapacity;
         m_command[8] = answer.size();
-        const int64_t known = m_drive.m_nDriveBufferKB;
+        const int64_t known = m_drive.Dvd().m_nDriveBufferKB;
         int64_t size = known;
         int64_t free = 0;
         if (m_command.Transport(Direction::READ, answer.data(), answer.size()) == 0) {
@@ -106,12 +106,12 @@ class ChunkRetries {
             m_nCount = 0;
             return Pause(kLongPauseMs);
         }
-        return Pause(m_drive.m_nPollDelayMs);
+        return Pause(m_drive.Dvd().m_nPollDelayMs);
     }
 
     // A flush would fill up the cluster begun, and leave no place for this chunk.
     bool IsInCluster(uint32_t lba) const {
-        const MediumTraits& medium = TraitsOf(m_drive.m_nProfile);
+        const MediumTraits& medium = TraitsOf(m_drive.Dvd().m_nProfile);
         return medium.IsBd() && medium.IsSequential() && lba % kBdClusterBlocks != 0;
     }
 
@@ -132,7 +132,7 @@ class ChunkRetries {
         if (goesOn) {
             return Next::SendAgain;
         }
-        return m_drive.m_bGivenUp ? Next::Fail : Next::Cancelled;
+        return m_drive.IsGivenUp() ? Next::Fail : Next::Cancelled;
     }
 
     Next SendAgain() { return If(m_wait.GoOn()); }
@@ -161,7 +161,7 @@ int SendWrite(CScsiCommand& command, const uint8_t* data, uint32_t lba, uint32_t
 
 } // namespace
 
-int CAspiCD::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
+int DvdRecording::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
     constexpr auto chunkBytes = static_cast<int64_t>(kDvdChunkBytes);
     constexpr int64_t lastOffset = (int64_t{UINT32_MAX} - kDvdChunkBlocks) * kDvdBlockBytes;
     if (offset < 0 || offset > lastOffset || offset % chunkBytes != 0) {
@@ -182,7 +182,7 @@ int CAspiCD::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
         s_nDaoToggle = m_bDaoMode ? 1 : 0;
     }
 
-    CScsiCommand command(*this);
+    CScsiCommand command(m_drive);
     ChunkRetries retries(command);
     for (;;) {
         const int code = SendWrite(command, buffer, lba, blocks);

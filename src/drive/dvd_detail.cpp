@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "drive/dvd_detail.h"
-#include "drive/dvd_texts.h"
 #include "drive/mmc.h"
 #include "drive/scsi_command.h"
 #include "platform/byte_order.h"
@@ -12,24 +11,28 @@
 
 namespace larkspin {
 
-bool WriteNextChunk(CAspiCD& drive, const uint8_t* chunk) {
-    const int written = drive.WriteDvdChunk(chunk, drive.m_nCurrentOffset);
+CAspiCD::CgrowisofsException::CgrowisofsException(const char* text) {
+    std::copy_n(text, ::strnlen(text, m_szText.size() - 1), m_szText.begin());
+}
+
+bool WriteNextChunk(DvdRecording& dvd, const uint8_t* chunk) {
+    const int written = dvd.WriteDvdChunk(chunk, dvd.m_nCurrentOffset);
     if (written == kChunkCancelled) {
         return false;
     }
     if (written != static_cast<int>(kDvdChunkBytes)) {
         throw CAspiCD::CgrowisofsException(written == 0 ? kDvdOutOfSpace : kDvdWriteError);
     }
-    drive.m_nCurrentOffset += kDvdChunkBytes;
+    dvd.m_nCurrentOffset += kDvdChunkBytes;
     return true;
 }
 
-void ReportProgress(const CAspiCD& drive, const ProgressFunctor& progress) {
+void ReportProgress(const DvdRecording& dvd, const ProgressFunctor& progress) {
     if (!progress) {
         return;
     }
-    const int64_t whole = drive.m_nFinalOffset - drive.m_nStartOffset;
-    const int64_t done = drive.m_nCurrentOffset - drive.m_nStartOffset;
+    const int64_t whole = dvd.m_nFinalOffset - dvd.m_nStartOffset;
+    const int64_t done = dvd.m_nCurrentOffset - dvd.m_nStartOffset;
     progress(whole > 0 ? static_cast<int>(std::clamp<int64_t>(done * 100 / whole, 0, 100)) : 0);
 }
 
@@ -71,9 +74,9 @@ bool IsAnchor(std::span<const uint8_t> block) {
     return LoadLe16(block.data()) == kAnchorTag && block[kAtChecksum] == sum;
 }
 
-int64_t VolumeEnd(const CAspiCD& drive, const uint8_t* descriptor, int64_t start) {
+int64_t VolumeEnd(const DvdRecording& dvd, const uint8_t* descriptor, int64_t start) {
     const int64_t size = LoadLe32(descriptor + kVolumeSpaceSize);
-    return drive.m_bSpaceFromDiscStart ? size : start + size;
+    return dvd.m_bSpaceFromDiscStart ? size : start + size;
 }
 
 } // namespace larkspin

@@ -8,8 +8,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <utility>
+#include <vector>
 
 namespace larkspin {
 
@@ -32,15 +33,125 @@ constexpr uint32_t kShortestPauseMs = 5;
 // drives changes it.
 extern std::atomic<int> s_nDaoToggle;
 
-// Sets CAspiCD::m_pCancel for the length of one operation, and puts it back after it. With null,
+// The DVD logic of a drive: the state of a recording, and the steps. See CAspiCD for the operations
+// of the same names.
+class DvdRecording {
+  public:
+    using CgrowisofsException = CAspiCD::CgrowisofsException;
+    using DvdChunk = CAspiCD::DvdChunk;
+    using Finisher = void (*)(DvdRecording& dvd);
+
+    explicit DvdRecording(CAspiCD& drive) : m_drive(drive) {}
+    DvdRecording(const DvdRecording&) = delete;
+    DvdRecording& operator=(const DvdRecording&) = delete;
+
+    CAspiCD& Drive() { return m_drive; }
+
+    // --- what is in the drive (identification.cpp) ---
+    // Closes the tray of a drive without a disc, and waits up to two minutes for what it then finds
+    // there: some drives never call a disc ready that they cannot read. That is like no disc.
+    uint32_t IdentifyMedia(); // throws
+    uint32_t GetDvdBlocks(CScsiCommand& command);
+    int64_t GetDvdBytes();
+
+    // --- from the state before a recording to the last chunk (dvd_recording.cpp) ---
+    void ResetDvdState();
+    void OpenDvdForWriting(bool ignorePrevious, double speed); // throws
+    void WriteDvdFromHandle(IByteSource& source, int64_t offset, const ProgressFunctor& progress,
+                            const CancelFunctor* cancel); // throws
+
+    // --- setting up (dvd_prepare.cpp), one chunk (dvd_chunk.cpp), closing (dvd_finish.cpp) ---
+    void PrepareDvdMedia(int64_t size);                                // throws
+    void PrepareDvdRecording(CScsiCommand& command, uint32_t profile); // throws
+    void SetupWriteParameters(CScsiCommand& command, uint32_t profile,
+                              uint8_t writeMode); // throws
+    // Writes kDvdChunkBytes at byte `offset` and waits for a busy drive. Blocks before the first
+    // writable one are left out. The bytes done, or -1; -2 when the user cancelled during a wait.
+    int WriteDvdChunk(const uint8_t* buffer, int64_t offset);
+    // 0, or an error code. A medium or hardware error that the drive reports anywhere on the way
+    // counts: it tells of lost blocks once, and then is ready and flushes without an error. Without
+    // alsoWait no answer counts too; a drive that refuses to flush at once is let be.
+    int FlushDvdCache(bool alsoWait);
+    // The finishers close what was written. They stop at the first step that fails, also when it
+    // fails after the drive has taken it, and can then be run again. No cancel ends them. A DVD-RAM
+    // has nothing to close, but a cache to empty, and is not done before its disc has stopped.
+    void FinishPlusRw();
+    void FinishPlusR();
+    void FinishMinusRw();
+    void FinishMinusR();
+    void FinishRam();
+    // 0, or an error code.
+    int StopUnit();
+    void SplitPlusRDl(CScsiCommand& command, int64_t size); // throws
+
+    // --- speeds (speeds.cpp) ---
+    void SetVelocity(int32_t kilobytesPerSecond);
+    std::vector<uint8_t> ReadPage2A(CScsiCommand& command); // mode header and page; throws
+    int ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command); // throws
+    int SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
+                         std::vector<uint8_t>* page2A); // throws
+    // What PrepareDvdRecording believes when SetDvdWriteSpeed gave a negative value.
+    void VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2A);
+
+    // --- formatting and overwriting (erasing.cpp) ---
+    void FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
+                             const CancelFunctor* cancel); // throws
+    void FormatPlusRw(CScsiCommand& command);              // throws
+    int RestartPlusRwFormat(CScsiCommand& command, int64_t size);
+    int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
+
+    // --- appending (appending.cpp) ---
+    // A volume on a disc that is written in place whose size can't be true is no ISO 9660 volume:
+    // the new data would lie over the old.
+    int32_t GetNextSessionStart(std::span<const uint8_t> descriptor,
+                                int32_t* previousStart); // throws
+    // A track that does not begin behind the last session counts as unreadable.
+    int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
+    std::vector<DvdChunk> UpdateVolumeDescriptors();            // throws
+    int ReadOverwriteDescriptors(uint8_t* buffer);              // throws
+
+    // The state; ResetDvdState sets the values shown.
+    bool m_bMediaWritten = false;
+    int32_t m_nNextTrack = 1;
+    bool m_bDaoMode = false;
+    bool m_bQuickGrown = false;
+    bool m_bStopAfterFinish = true;
+    uint32_t m_nNextWriteAddress = 1;
+    uint32_t m_nPollDelayMs = 189;
+    uint32_t m_nDriveBufferKB = 512;
+    std::array<uint8_t, 260> m_abyFormats = {};
+    std::array<uint8_t, 32> m_abyDiscInfo = {};
+    bool m_bDaoOnly = false;
+    uint32_t m_nProfile = 0;
+    double m_dSpeedFactor = 0.0;
+    bool m_bZeroFill = false;
+    int32_t m_nVelocity = 0; // KB/s, 0 when unknown
+    Finisher m_pfnFinalize = nullptr;
+    std::unique_ptr<uint8_t[]> m_pWriteBuffer; // kDvdBufferBytes once a disc was opened
+    int32_t m_nPreviousStart = 0;
+    int32_t m_nNextStart = 0;
+    int32_t m_nSessionStart = 0;
+    // The volume that is recorded states its size from block 0, not from the start of its session.
+    bool m_bSpaceFromDiscStart = false;
+    int64_t m_nStartOffset = 0;
+    int64_t m_nCurrentOffset = 0;
+    int64_t m_nFinalOffset = 0;
+    // Why the last WriteDvdChunk returned -1.
+    int m_nWriteError = 0;
+
+  private:
+    CAspiCD& m_drive;
+};
+
+// Sets CAspiCD::Cancel() for the length of one operation, and puts it back after it. With null,
 // nothing inside can be cancelled.
 class CancelScope {
   public:
     CancelScope(CAspiCD& drive, const CancelFunctor* cancel)
-        : m_drive(drive), m_pBefore(std::exchange(drive.m_pCancel, cancel)) {}
+        : m_drive(drive), m_pBefore(drive.ExchangeCancel(cancel)) {}
     CancelScope(const CancelScope&) = delete;
     CancelScope& operator=(const CancelScope&) = delete;
-    ~CancelScope() { m_drive.m_pCancel = m_pBefore; }
+    ~CancelScope() { m_drive.ExchangeCancel(m_pBefore); }
 
   private:
     CAspiCD& m_drive;
@@ -49,10 +160,10 @@ class CancelScope {
 
 // Writes one chunk at m_nCurrentOffset and moves that on. False once the user has cancelled;
 // throws CgrowisofsException when the drive did not take the whole chunk.
-bool WriteNextChunk(CAspiCD& drive, const uint8_t* chunk);
+bool WriteNextChunk(DvdRecording& dvd, const uint8_t* chunk);
 
 // Reports how far m_nCurrentOffset is on its way from m_nStartOffset to m_nFinalOffset.
-void ReportProgress(const CAspiCD& drive, const ProgressFunctor& progress);
+void ReportProgress(const DvdRecording& dvd, const ProgressFunctor& progress);
 
 // Whole blocks of `bytes`, rounded up to ECC blocks.
 uint32_t BlocksInFullEcc(int64_t bytes);
@@ -76,6 +187,6 @@ bool IsAnchor(std::span<const uint8_t> block);
 constexpr size_t kVolumeSpaceSize = 80;
 
 // The block behind a volume that begins at block `start`, by its primary volume descriptor.
-int64_t VolumeEnd(const CAspiCD& drive, const uint8_t* descriptor, int64_t start);
+int64_t VolumeEnd(const DvdRecording& dvd, const uint8_t* descriptor, int64_t start);
 
 } // namespace larkspin

@@ -43,7 +43,7 @@ int SendClose(CScsiCommand& command, CloseFunction function, int32_t track = 0) 
 // Waits for the end of a closing that has begun. True if it succeeded.
 bool WaitForClose(CScsiCommand& command) {
     CAspiCD& drive = command.Drive();
-    return drive.WaitForUnit(command) == 0 && drive.m_nLateError == 0;
+    return drive.WaitForUnit(command) == 0 && drive.LateError() == 0;
 }
 
 // Starts the closing and waits for its end. True on success.
@@ -60,46 +60,48 @@ bool CloseWhenFree(CScsiCommand& command, CloseFunction function) {
         if (code != mmc::kOperationInProgress) {
             return code == 0 && WaitForClose(command);
         }
-        if (!wait.ShortPause(std::max(drive.m_nPollDelayMs, kShortestPauseMs))) {
+        if (!wait.ShortPause(std::max(drive.Dvd().m_nPollDelayMs, kShortestPauseMs))) {
             return false;
         }
     }
 }
 
 // The recording is closed: there is nothing left to finish.
-void Done(CAspiCD& drive) {
-    drive.m_bMediaWritten = false;
-    if (drive.m_bStopAfterFinish) {
-        drive.StopUnit();
+void Done(DvdRecording& dvd) {
+    dvd.m_bMediaWritten = false;
+    if (dvd.m_bStopAfterFinish) {
+        dvd.StopUnit();
     }
 }
 
-int Flush(CAspiCD& drive, bool alsoWait) {
-    CScsiCommand command(drive);
+int Flush(DvdRecording& dvd, bool alsoWait) {
+    CScsiCommand command(dvd.Drive());
     int lost = SynchronizeCache(command, true);
     if (lost == 0) {
-        const int waited = drive.WaitForUnit(command);
-        lost = drive.m_nLateError != 0 || alsoWait ? drive.m_nLateError : waited;
+        const int waited = dvd.Drive().WaitForUnit(command);
+        lost = dvd.Drive().LateError() != 0 || alsoWait ? dvd.Drive().LateError() : waited;
     } else if (!IsRecordingError(command.Key()) && (alsoWait || HasSense(command.Sense()))) {
         lost = 0; // a drive that does not flush at once, or is busy, has lost nothing
     }
     if (!alsoWait) {
         return lost;
     }
-    const int code = SynchronizeCache(command, false, drive.m_bDaoMode ? kFlushInOneGoSeconds : 0);
+    const int code = SynchronizeCache(command, false, dvd.m_bDaoMode ? kFlushInOneGoSeconds : 0);
     return code != 0 ? code : lost;
 }
 
 } // namespace
 
-int CAspiCD::FlushDvdCache(bool alsoWait) {
+int DvdRecording::FlushDvdCache(bool alsoWait) {
     const int code = Flush(*this, alsoWait);
-    m_bCacheLost = m_bCacheLost || code != 0;
+    if (code != 0) {
+        m_drive.NoteCacheLost();
+    }
     return code;
 }
 
-void CAspiCD::FinishPlusRw() {
-    CScsiCommand command(*this);
+void DvdRecording::FinishPlusRw() {
+    CScsiCommand command(m_drive);
     if (!m_bMediaWritten || FlushDvdCache(true) != 0 || !Close(command, kStopBackgroundFormat) ||
         !Close(command, kCloseSession)) {
         return;
@@ -108,12 +110,12 @@ void CAspiCD::FinishPlusRw() {
     Done(*this);
 }
 
-void CAspiCD::FinishPlusR() {
+void DvdRecording::FinishPlusR() {
     CloseFunction last = kCloseSession;
     if (m_bDaoOnly) {
         last = TraitsOf(m_nProfile).IsPlusRDl() ? kFinalizePlusRDl : kFinalizePlusR;
     }
-    CScsiCommand command(*this);
+    CScsiCommand command(m_drive);
     if (!m_bMediaWritten || FlushDvdCache(true) != 0 ||
         !Close(command, kCloseTrack, m_nNextTrack) || !CloseWhenFree(command, last)) {
         return;
@@ -121,8 +123,8 @@ void CAspiCD::FinishPlusR() {
     Done(*this);
 }
 
-void CAspiCD::FinishMinusRw() {
-    CScsiCommand command(*this);
+void DvdRecording::FinishMinusRw() {
+    CScsiCommand command(m_drive);
     if (!m_bMediaWritten || FlushDvdCache(true) != 0) {
         return;
     }
@@ -136,8 +138,8 @@ void CAspiCD::FinishMinusRw() {
     Done(*this);
 }
 
-void CAspiCD::FinishMinusR() {
-    CScsiCommand command(*this);
+void DvdRecording::FinishMinusR() {
+    CScsiCommand command(m_drive);
     if (!m_bMediaWritten || FlushDvdCache(!m_bDaoMode) != 0) {
         return;
     }
@@ -149,23 +151,25 @@ void CAspiCD::FinishMinusR() {
     Done(*this);
 }
 
-void CAspiCD::FinishRam() {
+void DvdRecording::FinishRam() {
     if (!m_bMediaWritten || FlushDvdCache(true) != 0 || (m_bStopAfterFinish && StopUnit() != 0)) {
         return;
     }
     m_bMediaWritten = false;
 }
 
-int CAspiCD::StopUnit() {
-    CScsiCommand command(*this);
-    BusyWait wait(*this, nullptr);
+int DvdRecording::StopUnit() {
+    CScsiCommand command(m_drive);
+    BusyWait wait(m_drive, nullptr);
     for (;;) {
         command[0] = mmc::kStartStopUnit;
         command[1] = 1; // immediate
         command[4] = 0; // stop
         const int code = command.Transport(Direction::NONE);
         if (code != mmc::kOperationInProgress || !wait.Pause(kStopPollMs)) {
-            m_bCacheLost = m_bCacheLost || IsRecordingError(command.Key());
+            if (IsRecordingError(command.Key())) {
+                m_drive.NoteCacheLost();
+            }
             return code;
         }
     }

@@ -97,9 +97,9 @@ uint32_t DriveBufferKB(std::span<const uint8_t> page) {
 }
 
 // The write mode for incremental or one-go writing of a sequential dash disc.
-uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command,
+uint8_t SequentialMinusWriteMode(DvdRecording& dvd, CScsiCommand& command,
                                  const MediumTraits& medium) {
-    if (drive.m_nNextTrack == 1) {
+    if (dvd.m_nNextTrack == 1) {
         std::array<uint8_t, 16> feature = {};
         command[0] = mmc::kGetConfiguration;
         command[1] = 2; // the one feature
@@ -110,13 +110,13 @@ uint8_t SequentialMinusWriteMode(CAspiCD& drive, CScsiCommand& command,
         }
         constexpr uint8_t current = 1;
         if (LoadBe32(feature.data()) >= 12 && (feature[10] & current) == 0) {
-            drive.m_bDaoOnly = true;
-            drive.m_bDaoMode = true;
+            dvd.m_bDaoOnly = true;
+            dvd.m_bDaoMode = true;
         }
     }
     uint8_t writeMode =
-        kMultiSessionOpen | (drive.m_bDaoMode ? kWriteTypeSessionAtOnce : kWriteTypeIncremental);
-    if (medium.isDoubleLayer || drive.m_bDaoOnly) {
+        kMultiSessionOpen | (dvd.m_bDaoMode ? kWriteTypeSessionAtOnce : kWriteTypeIncremental);
+    if (medium.isDoubleLayer || dvd.m_bDaoOnly) {
         writeMode &= static_cast<uint8_t>(~kMultiSessionOpen);
     }
     return writeMode;
@@ -183,14 +183,16 @@ void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, const Me
 
 // A cancel that comes before anything on the disc has been changed leaves no finisher behind: there
 // is nothing to be written then.
-void CAspiCD::PrepareDvdMedia(int64_t size) {
+void DvdRecording::PrepareDvdMedia(int64_t size) {
     m_pfnFinalize = nullptr;
-    const auto isStopped = [this] { return !m_bDiscTouched && IsCancelled(m_pCancel); };
-    CScsiCommand command(*this);
+    const auto isStopped = [this] {
+        return !m_drive.IsDiscTouched() && IsCancelled(m_drive.Cancel());
+    };
+    CScsiCommand command(m_drive);
     command[0] = mmc::kPreventAllowMediumRemoval;
     command[4] = 1; // a door that cannot be locked stops nobody
     command.Transport(Direction::NONE);
-    HandleEvents(command);
+    m_drive.HandleEvents(command);
     if (isStopped()) {
         return;
     }
@@ -259,7 +261,7 @@ void CAspiCD::PrepareDvdMedia(int64_t size) {
     }
 }
 
-void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
+void DvdRecording::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
     const MediumTraits& medium = TraitsOf(profile);
     const bool dashFamily = medium.IsDash();
     if (medium.IsSequentialMinus()) {
@@ -275,11 +277,12 @@ void CAspiCD::PrepareDvdRecording(CScsiCommand& command, uint32_t profile) {
     }
     if (dashFamily) {
         CalibrateDvd(command);
-        HandleEvents(command);
+        m_drive.HandleEvents(command);
     }
 }
 
-void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint8_t writeMode) {
+void DvdRecording::SetupWriteParameters(CScsiCommand& command, uint32_t profile,
+                                        uint8_t writeMode) {
     const MediumTraits& medium = TraitsOf(profile);
     std::array<uint8_t, 32> track = {};
     // Track 1 speaks for all tracks of a DVD.
@@ -312,7 +315,7 @@ void CAspiCD::SetupWriteParameters(CScsiCommand& command, uint32_t profile, uint
     }
 }
 
-void CAspiCD::SplitPlusRDl(CScsiCommand& command, int64_t size) {
+void DvdRecording::SplitPlusRDl(CScsiCommand& command, int64_t size) {
     std::array<uint8_t, 12> boundary = {};
     if (ReadDvdStructure(command, kLayerBoundaryFormat, boundary) != 0) {
         throw Failure("cannot read DVD+R DL boundary information");

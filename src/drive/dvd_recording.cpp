@@ -3,7 +3,6 @@
 //
 // A DVD recording from the state before it to the last chunk: reset, open, and the stream.
 #include "drive/dvd_detail.h"
-#include "drive/dvd_texts.h"
 #include "drive/profiles.h"
 #include "drive/waiting.h"
 #include "platform/byte_order.h"
@@ -22,17 +21,17 @@ struct Filled {
 
 // Reads until `buffer` is full, the source has ended or the user has cancelled. A source that
 // fails is not taken for one that has ended: its stream would look whole on the disc.
-Filled Fill(CAspiCD& drive, IByteSource& source, std::span<uint8_t> buffer,
+Filled Fill(DvdRecording& dvd, IByteSource& source, std::span<uint8_t> buffer,
             const ProgressFunctor& progress) {
     Filled filled;
     while (filled.bytes < buffer.size() && !filled.cancelled) {
-        ReportProgress(drive, progress);
+        ReportProgress(dvd, progress);
         const std::ptrdiff_t got =
             source.Read(buffer.data() + filled.bytes, buffer.size() - filled.bytes);
         if (got < 0) {
             throw CAspiCD::CgrowisofsException("cannot read source");
         }
-        filled.cancelled = IsCancelled(drive.m_pCancel);
+        filled.cancelled = IsCancelled(dvd.Drive().Cancel());
         if (got == 0) {
             break;
         }
@@ -45,9 +44,8 @@ constexpr double kNoSpeedWish = -1.0;
 
 } // namespace
 
-void CAspiCD::ResetDvdState() {
+void DvdRecording::ResetDvdState() {
     m_bMediaWritten = false;
-    m_bCacheLost = false;
     m_nWriteError = 0;
     m_nNextTrack = 1;
     m_bDaoMode = false;
@@ -73,7 +71,7 @@ void CAspiCD::ResetDvdState() {
     m_nFinalOffset = 0;
 }
 
-void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
+void DvdRecording::OpenDvdForWriting(bool ignorePrevious, double speed) {
     m_pWriteBuffer = std::make_unique<uint8_t[]>(kDvdBufferBytes);
     if (speed != kNoSpeedWish) {
         m_dSpeedFactor = speed;
@@ -88,7 +86,7 @@ void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
     m_nNextStart = 0;
     m_nSessionStart = 0;
     const bool readable = (m_nProfile & MEDIA_BLANK) == 0 &&
-                          ReadBlocks(m_pWriteBuffer.get(), 1, kFirstDescriptorBlock);
+                          m_drive.ReadBlocks(m_pWriteBuffer.get(), 1, kFirstDescriptorBlock);
     if (ignorePrevious) {
         return;
     }
@@ -102,9 +100,10 @@ void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
         GetNextSessionStart({m_pWriteBuffer.get(), size_t{kDvdBlockBytes}}, &m_nPreviousStart);
 }
 
-void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
-                                 const ProgressFunctor& progress, const CancelFunctor* cancel) {
-    const CancelScope cancelScope(*this, cancel);
+void DvdRecording::WriteDvdFromHandle(IByteSource& source, int64_t offset,
+                                      const ProgressFunctor& progress,
+                                      const CancelFunctor* cancel) {
+    const CancelScope cancelScope(m_drive, cancel);
     const int64_t capacity = GetDvdBytes(); // 0 when unknown
     m_nStartOffset = offset;
     m_nCurrentOffset = offset;
@@ -160,6 +159,55 @@ void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
     if (!m_bMediaWritten) {
         throw CgrowisofsException(kDvdWriteError);
     }
+}
+
+// --- CAspiCD's face of all this ---
+
+void CAspiCD::ResetDvdState() {
+    m_pDvd->ResetDvdState();
+    m_bCacheLost = false;
+}
+
+void CAspiCD::OpenDvdForWriting(bool ignorePrevious, double speed) {
+    m_pDvd->OpenDvdForWriting(ignorePrevious, speed);
+}
+
+void CAspiCD::CountSpaceFromDiscStart() {
+    m_pDvd->m_bSpaceFromDiscStart = true;
+}
+
+int64_t CAspiCD::GetDvdBytes() {
+    return m_pDvd->GetDvdBytes();
+}
+
+void CAspiCD::WriteDvdFromHandle(IByteSource& source, int64_t offset,
+                                 const ProgressFunctor& progress, const CancelFunctor* cancel) {
+    m_pDvd->WriteDvdFromHandle(source, offset, progress, cancel);
+}
+
+void CAspiCD::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
+                                  const CancelFunctor* cancel) {
+    m_pDvd->FormatDvdRewritable(offset, quick, progress, cancel);
+}
+
+std::vector<CAspiCD::DvdChunk> CAspiCD::UpdateVolumeDescriptors() {
+    return m_pDvd->UpdateVolumeDescriptors();
+}
+
+bool CAspiCD::FinishDvd() {
+    const auto finish = std::exchange(m_pDvd->m_pfnFinalize, nullptr);
+    if (finish == nullptr) {
+        return true;
+    }
+    finish(*m_pDvd);
+    // A finisher that stops at a step leaves the mark.
+    return !m_pDvd->m_bMediaWritten && !m_bCacheLost;
+}
+
+DvdFacts CAspiCD::GetDvdFacts() const {
+    const DvdRecording& dvd = *m_pDvd;
+    return {dvd.m_nProfile,       dvd.m_nPreviousStart, dvd.m_nNextStart, dvd.m_nStartOffset,
+            dvd.m_nCurrentOffset, dvd.m_nFinalOffset,   dvd.m_nWriteError};
 }
 
 } // namespace larkspin

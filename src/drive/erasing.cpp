@@ -22,8 +22,8 @@ namespace larkspin {
 
 namespace {
 
-uint32_t PlusRwFormatBlocks(const CAspiCD& drive) {
-    const uint8_t* const format = FindFormat(drive.m_abyFormats, kFormatTypePlusRw);
+uint32_t PlusRwFormatBlocks(const DvdRecording& dvd) {
+    const uint8_t* const format = FindFormat(dvd.m_abyFormats, kFormatTypePlusRw);
     if (format == nullptr) {
         throw CAspiCD::CgrowisofsException("can't locate DVD+RW format descriptor");
     }
@@ -31,8 +31,8 @@ uint32_t PlusRwFormatBlocks(const CAspiCD& drive) {
 }
 
 // True if `size` bytes lie in the part of the disc that is formatted already.
-bool FitsCurrentFormat(const CAspiCD& drive, int64_t size) {
-    return BlocksInFullEcc(size) <= LoadBe32(&drive.m_abyFormats[kCurrentBlocks]);
+bool FitsCurrentFormat(const DvdRecording& dvd, int64_t size) {
+    return BlocksInFullEcc(size) <= LoadBe32(&dvd.m_abyFormats[kCurrentBlocks]);
 }
 
 int SendFormatUnit(CScsiCommand& command, FormatType type, uint32_t blocks, uint8_t parameter) {
@@ -55,14 +55,14 @@ int WaitForFormat(CScsiCommand& command) {
 
 } // namespace
 
-void FormatBdRe(CAspiCD& drive, CScsiCommand& command) {
-    const uint8_t* const format = FindFormat(drive.m_abyFormats, kFormatTypeFull);
+void FormatBdRe(DvdRecording& dvd, CScsiCommand& command) {
+    const uint8_t* const format = FindFormat(dvd.m_abyFormats, kFormatTypeFull);
     if (format == nullptr) {
         throw CAspiCD::CgrowisofsException("the drive offers no format for this BD-RE");
     }
     constexpr uint8_t ignored = 0;
     if (SendFormatUnit(command, kFormatTypeFull, LoadBe32(format), ignored) != 0 ||
-        WaitForFormat(command) != 0 || drive.m_nLateError != 0) {
+        WaitForFormat(command) != 0 || dvd.Drive().LateError() != 0) {
         throw CAspiCD::CgrowisofsException("formatting the BD-RE failed");
     }
 }
@@ -96,9 +96,9 @@ bool CAspiCD::IsBlankingInProgress(int* percent) {
     return busy;
 }
 
-void CAspiCD::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
-                                  const CancelFunctor* cancel) {
-    const CancelScope cancelScope(*this, cancel);
+void DvdRecording::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunctor& progress,
+                                       const CancelFunctor* cancel) {
+    const CancelScope cancelScope(m_drive, cancel);
     const int64_t capacity = GetDvdBytes();
     m_bZeroFill = true;
     m_nStartOffset = offset;
@@ -130,7 +130,7 @@ void CAspiCD::FormatDvdRewritable(int64_t offset, bool quick, const ProgressFunc
     }
 }
 
-void CAspiCD::FormatPlusRw(CScsiCommand& command) {
+void DvdRecording::FormatPlusRw(CScsiCommand& command) {
     if (CurrentCapacityTypeOf(m_abyFormats) != kUnformatted) {
         return;
     }
@@ -144,7 +144,7 @@ void CAspiCD::FormatPlusRw(CScsiCommand& command) {
     }
 }
 
-int CAspiCD::RestartPlusRwFormat(CScsiCommand& command, int64_t size) {
+int DvdRecording::RestartPlusRwFormat(CScsiCommand& command, int64_t size) {
     if (!m_bDaoOnly && size != 0 && FitsCurrentFormat(*this, size)) {
         return 0;
     }
@@ -156,7 +156,7 @@ int CAspiCD::RestartPlusRwFormat(CScsiCommand& command, int64_t size) {
     return 0;
 }
 
-int CAspiCD::QuickGrowMinusRw(CScsiCommand& command, int64_t size) {
+int DvdRecording::QuickGrowMinusRw(CScsiCommand& command, int64_t size) {
     const bool formatted = CurrentCapacityTypeOf(m_abyFormats) == kFormatted;
     if (formatted && size != 0 && FitsCurrentFormat(*this, size)) {
         return 0;

@@ -175,7 +175,7 @@ uint32_t ReadProfileOfLoadedDisc(CAspiCD& drive, CScsiCommand& command) {
         if (command.Transport(Direction::NONE) != 0) {
             throw CAspiCD::CgrowisofsException("cannot close tray");
         }
-        IClock& clock = drive.m_pTransport->Clock();
+        IClock& clock = drive.Clock();
         const uint64_t start = clock.TickMs();
         const CancelFunctor overdue([&] { return clock.TickMs() - start >= kLoadLimitMs; });
         drive.WaitForUnit(command, &overdue);
@@ -213,10 +213,7 @@ bool CAspiCD::IsDiskErasable() {
 }
 
 void CAspiCD::ReadDiskInfo() {
-    m_nCapacity = 0;
-    m_nNextAddress = 0;
-    m_dwDiskState = 0;
-    m_dwDiskKnown = 0;
+    m_disk = {};
 
     std::array<uint8_t, kFullAnswer> info = {};
     DirectResult result = ReadDiscInformation(*this, info, kDiscReportSeconds);
@@ -237,42 +234,42 @@ void CAspiCD::ReadDiskInfo() {
     cdb[8] = sessions.size();
     const bool hasSessions =
         !SendDirect(*this, SRB_DIR_IN, cdb, sessions.data(), sessions.size()).Failed();
-    if (hasSessions && (m_dwDiskKnown & DISK_BLANK) == 0) {
-        m_dwDiskKnown |= DISK_BLANK;
+    if (hasSessions && (m_disk.m_dwDiskKnown & DISK_BLANK) == 0) {
+        m_disk.m_dwDiskKnown |= DISK_BLANK;
         if (sessions[kLastCompleteSession] == 0) {
-            m_dwDiskState |= DISK_BLANK;
+            m_disk.m_dwDiskState |= DISK_BLANK;
         }
     }
 }
 
 void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
     if ((info[2] & kErasableBit) != 0) {
-        m_dwDiskState |= DISK_ERASABLE;
+        m_disk.m_dwDiskState |= DISK_ERASABLE;
     }
     const uint8_t status = DiscStatusOf(info.data());
     if (status == kDiscEmpty) {
-        m_dwDiskState |= DISK_BLANK | DISK_APPENDABLE;
+        m_disk.m_dwDiskState |= DISK_BLANK | DISK_APPENDABLE;
     } else if (status == kDiscIncomplete && LastSessionStateOf(info.data()) == kEmptySession) {
-        m_dwDiskState |= DISK_APPENDABLE;
+        m_disk.m_dwDiskState |= DISK_APPENDABLE;
         int32_t next = 0;
         if (ReadSaoNextAddress(&next) == 0) {
-            m_nNextAddress = next + kBlocksBeforeZero;
+            m_disk.m_nNextAddress = next + kBlocksBeforeZero;
         } else {
             // The lead-in of the last session, plus the minute that it takes.
             const uint8_t* const msf = &info[kLastSessionLeadIn];
-            m_nNextAddress = ((msf[0] + 1) * 60 + msf[1]) * kFramesPerSecond + msf[2];
+            m_disk.m_nNextAddress = ((msf[0] + 1) * 60 + msf[1]) * kFramesPerSecond + msf[2];
         }
     }
     const uint8_t session = LastSessionStateOf(info.data());
     if (status == kDiscIncomplete &&
         (session == kIncompleteSession || session == kDamagedSession)) {
-        m_dwDiskState |= DISK_SESSION_OPEN;
+        m_disk.m_dwDiskState |= DISK_SESSION_OPEN;
     }
-    m_dwDiskKnown |= DISK_ERASABLE | DISK_BLANK | DISK_APPENDABLE | DISK_SESSION_OPEN;
+    m_disk.m_dwDiskKnown |= DISK_ERASABLE | DISK_BLANK | DISK_APPENDABLE | DISK_SESSION_OPEN;
 
     if (const std::optional<int32_t> limit = LeadOutLimit(info)) {
-        m_dwDiskKnown |= DISK_CAPACITY_KNOWN;
-        m_nCapacity = *limit;
+        m_disk.m_dwDiskKnown |= DISK_CAPACITY_KNOWN;
+        m_disk.m_nCapacity = *limit;
     }
 }
 
@@ -399,8 +396,8 @@ int32_t CAspiCD::GetDvdCapacity() {
     return static_cast<int32_t>(CapacityFromFormats(profile, formats));
 }
 
-uint32_t CAspiCD::IdentifyMedia() {
-    CScsiCommand command(*this);
+uint32_t DvdRecording::IdentifyMedia() {
+    CScsiCommand command(m_drive);
     std::array<uint8_t, 36> inquiry = {};
     command[0] = mmc::kInquiry;
     command[4] = inquiry.size();
@@ -411,7 +408,7 @@ uint32_t CAspiCD::IdentifyMedia() {
         throw CgrowisofsException("not a DVD drive");
     }
 
-    const uint32_t profile = ReadProfileOfLoadedDisc(*this, command);
+    const uint32_t profile = ReadProfileOfLoadedDisc(m_drive, command);
     const MediumTraits& medium = TraitsOf(profile);
     if ((profile & kDvdProfileBits) == 0 && !medium.IsBd()) {
         return profile;
@@ -446,7 +443,7 @@ uint32_t CAspiCD::IdentifyMedia() {
     return media;
 }
 
-uint32_t CAspiCD::GetDvdBlocks(CScsiCommand& command) {
+uint32_t DvdRecording::GetDvdBlocks(CScsiCommand& command) {
     if (TraitsOf(m_nProfile).IsSequential()) {
         std::array<uint8_t, 32> track = {};
         if (ReadTrackInformation(command, static_cast<uint32_t>(m_nNextTrack), track) != 0) {
@@ -457,8 +454,8 @@ uint32_t CAspiCD::GetDvdBlocks(CScsiCommand& command) {
     return CapacityFromFormats(m_nProfile, m_abyFormats);
 }
 
-int64_t CAspiCD::GetDvdBytes() {
-    CScsiCommand command(*this);
+int64_t DvdRecording::GetDvdBytes() {
+    CScsiCommand command(m_drive);
     return int64_t{GetDvdBlocks(command)} * kDvdBlockBytes;
 }
 

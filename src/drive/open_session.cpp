@@ -96,13 +96,14 @@ void LeaveRoomForMore(CAspiCD& drive) {
         return;
     }
     drive.ResetDvdState();
-    drive.m_nProfile = drive.IdentifyMedia();
-    const MediumTraits& medium = TraitsOf(drive.m_nProfile);
+    drive.Dvd().m_nProfile = drive.Dvd().IdentifyMedia();
+    const MediumTraits& medium = TraitsOf(drive.Dvd().m_nProfile);
     if (!medium.IsIncremental()) {
         return;
     }
     CScsiCommand command(drive);
-    drive.SetupWriteParameters(command, medium.profile, kMultiSessionOpen | kWriteTypeIncremental);
+    drive.Dvd().SetupWriteParameters(command, medium.profile,
+                                     kMultiSessionOpen | kWriteTypeIncremental);
 }
 
 } // namespace

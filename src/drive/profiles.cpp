@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "drive/profiles.h"
-#include "drive/aspi_cd.h"
+#include "drive/dvd_detail.h"
 
 #include <algorithm>
 #include <iterator>
@@ -11,16 +11,16 @@ namespace larkspin {
 
 namespace {
 
-template <void (CAspiCD::*Finish)()>
-void By(CAspiCD& drive) {
-    (drive.*Finish)();
+template <void (DvdRecording::*Finish)()>
+void By(DvdRecording& dvd) {
+    (dvd.*Finish)();
 }
 
-constexpr MediumTraits::Finisher kFinishMinusR = By<&CAspiCD::FinishMinusR>;
-constexpr MediumTraits::Finisher kFinishMinusRw = By<&CAspiCD::FinishMinusRw>;
-constexpr MediumTraits::Finisher kFinishPlusR = By<&CAspiCD::FinishPlusR>;
-constexpr MediumTraits::Finisher kFinishPlusRw = By<&CAspiCD::FinishPlusRw>;
-constexpr MediumTraits::Finisher kFinishRam = By<&CAspiCD::FinishRam>;
+constexpr MediumTraits::Finisher kFinishMinusR = By<&DvdRecording::FinishMinusR>;
+constexpr MediumTraits::Finisher kFinishMinusRw = By<&DvdRecording::FinishMinusRw>;
+constexpr MediumTraits::Finisher kFinishPlusR = By<&DvdRecording::FinishPlusR>;
+constexpr MediumTraits::Finisher kFinishPlusRw = By<&DvdRecording::FinishPlusRw>;
+constexpr MediumTraits::Finisher kFinishRam = By<&DvdRecording::FinishRam>;
 
 constexpr bool kDvdWay = true;
 constexpr bool kCdWay = false;

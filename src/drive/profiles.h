@@ -9,7 +9,7 @@
 
 namespace larkspin {
 
-class CAspiCD;
+class DvdRecording;
 
 // GetCurrentProfile's answer for a drive without GET CONFIGURATION. It is taken for one of CDs.
 constexpr uint32_t kUnknownProfile = 65535;
@@ -48,7 +48,7 @@ enum class Erasing {
 };
 
 struct MediumTraits {
-    using Finisher = void (*)(CAspiCD& drive);
+    using Finisher = void (*)(DvdRecording& dvd);
 
     uint32_t profile = 0;
     const char16_t* name = u"";
@@ -80,7 +80,7 @@ struct MediumTraits {
     bool HasNothingToClose() const { return setup == DvdSetup::Ram || setup == DvdSetup::BdRe; }
 };
 
-// `profile` may have CAspiCD::m_nProfile's mark of a blank disc. A number that the table has not
+// `profile` may have the mark MEDIA_BLANK. A number that the table has not
 // gives the traits of nothing.
 const MediumTraits& TraitsOf(uint32_t profile);
 

@@ -17,9 +17,9 @@ uint8_t& CScsiCommand::operator[](size_t index) {
 }
 
 int CScsiCommand::Transport(Direction direction, void* buffer, uint32_t length) {
-    CAspiTransport& transport = *m_pDrive->m_pTransport;
+    CAspiTransport& transport = m_pDrive->Transport();
     m_abySense.fill(0);
-    m_abyCdb[1] |= static_cast<uint8_t>(m_pDrive->m_byLun << 5);
+    m_abyCdb[1] |= static_cast<uint8_t>(m_pDrive->Lun() << 5);
     transport.m_nTimeoutSeconds = m_nTimeoutSeconds;
     const uint8_t status =
         m_pDrive->SendCommand(direction == Direction::WRITE ? SRB_DIR_OUT : SRB_DIR_IN,

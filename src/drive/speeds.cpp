@@ -230,11 +230,11 @@ std::span<const uint8_t> NearestDescriptor(std::span<const uint8_t> answer, doub
 }
 
 // SET STREAMING (MMC) to the speeds of a descriptor, for the whole disc.
-void SetStreaming(CAspiCD& drive, CScsiCommand& command, std::span<const uint8_t> descriptor) {
+void SetStreaming(DvdRecording& dvd, CScsiCommand& command, std::span<const uint8_t> descriptor) {
     constexpr uint32_t kMilliseconds = 1000;
     std::array<uint8_t, 28> streaming = {};
     streaming[0] = descriptor[0];
-    StoreBe32(&streaming[8], drive.GetDvdBlocks(command) - 1);
+    StoreBe32(&streaming[8], dvd.GetDvdBlocks(command) - 1);
     std::copy_n(&descriptor[kReadSpeed], 4, &streaming[12]);
     StoreBe32(&streaming[16], kMilliseconds);
     std::copy_n(&descriptor[kWriteSpeed], 4, &streaming[20]);
@@ -268,13 +268,13 @@ bool CAspiCD::SetCdSpeed(uint32_t speed) {
     return SendDirect(*this, SRB_DIR_OUT, cdb).Failed();
 }
 
-void CAspiCD::SetVelocity(int32_t kilobytesPerSecond) {
+void DvdRecording::SetVelocity(int32_t kilobytesPerSecond) {
     m_nVelocity = kilobytesPerSecond;
     m_nPollDelayMs =
         m_nDriveBufferKB * 500 / static_cast<uint32_t>(std::max(m_nVelocity, kLowestDvdSpeed));
 }
 
-std::vector<uint8_t> CAspiCD::ReadPage2A(CScsiCommand& command) {
+std::vector<uint8_t> DvdRecording::ReadPage2A(CScsiCommand& command) {
     constexpr size_t kPageBytesNeeded = 30;
     std::vector<uint8_t> answer(12);
     if (SenseModePage(command, kPageCapabilities, answer) != 0) {
@@ -296,7 +296,7 @@ std::vector<uint8_t> CAspiCD::ReadPage2A(CScsiCommand& command) {
     return answer;
 }
 
-int CAspiCD::ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command) {
+int DvdRecording::ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command) {
     const std::optional<uint32_t> count = DescriptorCount(answer);
     if (!count || *count == 0) {
         return -1;
@@ -322,8 +322,8 @@ int CAspiCD::ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiComman
     return 0;
 }
 
-int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
-                              std::vector<uint8_t>* page2A) {
+int DvdRecording::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
+                                   std::vector<uint8_t>* page2A) {
     bool isBroken = false;
     const std::vector<uint8_t> descriptors = ReadWriteSpeedDescriptors(command, &isBroken);
     if (isBroken) {
@@ -382,7 +382,7 @@ int CAspiCD::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
     return aimed;
 }
 
-void CAspiCD::VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2A) {
+void DvdRecording::VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2A) {
     const std::span<const uint8_t> page = PageOf(page2A);
     if (page.size() < kPageDescriptorCount || page[1] < kPageCurrentSpeed) {
         SetVelocity(kLowestDvdSpeed);

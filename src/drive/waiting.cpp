@@ -35,45 +35,44 @@ bool SleepUnlessCancelled(IClock& clock, uint64_t milliseconds, const CancelFunc
 
 void BusyWait::Begin() {
     if (!m_nBegun) {
-        m_nBegun = m_drive.m_pTransport->Clock().TickMs();
+        m_nBegun = m_drive.Clock().TickMs();
         m_nProgress = m_nAsked = *m_nBegun;
     }
 }
 
 bool BusyWait::Pause(uint64_t milliseconds) {
     Begin();
-    return !m_drive.m_bGivenUp &&
-           SleepUnlessCancelled(m_drive.m_pTransport->Clock(), milliseconds, m_pCancel) && GoOn();
+    return !m_drive.IsGivenUp() && SleepUnlessCancelled(m_drive.Clock(), milliseconds, m_pCancel) &&
+           GoOn();
 }
 
 bool BusyWait::ShortPause(uint64_t milliseconds) {
     constexpr uint64_t kMostMs = 300;
     Begin();
-    const uint64_t waited = m_drive.m_pTransport->Clock().TickMs() - *m_nBegun;
+    const uint64_t waited = m_drive.Clock().TickMs() - *m_nBegun;
     return Pause(std::max(milliseconds, std::min(waited / 8, kMostMs)));
 }
 
 bool BusyWait::GoOn() {
     constexpr uint64_t kUnattendedMs = 15 * kPatienceMs;
     Begin();
-    IClock& clock = m_drive.m_pTransport->Clock();
+    IClock& clock = m_drive.Clock();
     const uint64_t now = clock.TickMs();
-    if (!m_drive.m_bGivenUp && !IsCancelled(m_pCancel) && now - m_nAsked >= m_nPatienceMs) {
-        const BusyAnswer answer =
-            m_drive.m_busyFunctor ? m_drive.m_busyFunctor() : BusyAnswer::NobodyThere;
+    if (!m_drive.IsGivenUp() && !IsCancelled(m_pCancel) && now - m_nAsked >= m_nPatienceMs) {
+        const BusyAnswer answer = m_drive.AskAboutBusy();
         m_nAsked = clock.TickMs();
         if (answer == BusyAnswer::WaitOn) {
             m_nProgress = m_nAsked;
         }
-        m_drive.m_bGivenUp = answer == BusyAnswer::GiveUp ||
-                             m_nAsked - m_nProgress >= std::max(kUnattendedMs, m_nPatienceMs);
+        m_drive.SetGivenUp(answer == BusyAnswer::GiveUp ||
+                           m_nAsked - m_nProgress >= std::max(kUnattendedMs, m_nPatienceMs));
     }
-    return !m_drive.m_bGivenUp && !IsCancelled(m_pCancel);
+    return !m_drive.IsGivenUp() && !IsCancelled(m_pCancel);
 }
 
 void BusyWait::NoteFigure(int figure) {
     if (std::exchange(m_figure, figure) != figure && m_nBegun) {
-        m_nProgress = m_nAsked = m_drive.m_pTransport->Clock().TickMs();
+        m_nProgress = m_nAsked = m_drive.Clock().TickMs();
     }
 }
 

@@ -25,7 +25,7 @@ bool IsCancelled(const CancelFunctor* cancel);
 bool SleepUnlessCancelled(IClock& clock, uint64_t milliseconds, const CancelFunctor* cancel);
 
 // One wait for a drive that is busy, from its first pause on. When the drive has got nowhere for
-// its patience, CAspiCD::m_busyFunctor is asked what becomes of it, and again after as much time.
+// its patience, CAspiCD::SetBusyFunctor is asked what becomes of it, and again after as much time.
 class BusyWait {
   public:
     static constexpr uint64_t kPatienceMs = 120'000;
@@ -34,7 +34,7 @@ class BusyWait {
     BusyWait(CAspiCD& drive, const CancelFunctor* cancel) : m_drive(drive), m_pCancel(cancel) {}
 
     // All three are true if the drive is to be asked again. Else the user has cancelled, or the
-    // wait is given up, which m_bGivenUp of the drive tells; a wait that is begun after that has no
+    // wait is given up, which IsGivenUp of the drive tells; a wait that is begun after that has no
     // pause.
     bool Pause(uint64_t milliseconds);
     // The same for a drive that is expected back soon: the pause is stretched to an eighth of the

@@ -109,11 +109,11 @@ bool AudioWriting::CheckDisc() {
             if (!ReadDiskInfoWhenReady(m_env, m_hold, m_drive, JobKind::Audio)) {
                 return false;
             }
-            const bool blank = IsKnown(m_drive, DISK_BLANK);
-            if (blank && KnownCapacity(m_drive)) {
+            const bool blank = m_drive.Disk().IsKnownToBe(DISK_BLANK);
+            if (blank && m_drive.Disk().Capacity()) {
                 return true;
             }
-            again = !blank && IsKnown(m_drive, DISK_ERASABLE)
+            again = !blank && m_drive.Disk().IsKnownToBe(DISK_ERASABLE)
                         ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
                         : prompts::NotSuitableForAudio(m_hold.UiWithFreeDrive());
         }
@@ -233,7 +233,7 @@ bool AudioWriting::AskToLeaveOut(const std::vector<std::u16string>& refusals, si
 
 bool AudioWriting::FitsDisc(const Tracks& tracks) {
     const int64_t excess =
-        static_cast<int64_t>(tracks.totalBytes / kCdBlockBytes) - m_drive.m_nCapacity;
+        static_cast<int64_t>(tracks.totalBytes / kCdBlockBytes) - m_drive.Disk().m_nCapacity;
     if (excess <= kGraceBlocks) {
         return true;
     }
@@ -281,7 +281,7 @@ CopyEnd AudioWriting::WriteCopy() {
     }
     m_drive.EjectDisk();
     m_hold.Release();
-    if (!finished || (m_drive.m_bCacheLost && !cancelled)) {
+    if (!finished || (m_drive.IsCacheLost() && !cancelled)) {
         m_notices.push_back(NoLeadOutText(m_drive));
     }
     if (!m_bBrokenOff) {

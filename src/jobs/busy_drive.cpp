@@ -21,16 +21,16 @@ BusyAnswer Ask(CCDWriterUI& ui, IClock& clock) {
 } // namespace
 
 BusyQuestion::BusyQuestion(CCDWriterUI& ui, CAspiCD& drive) : m_drive(drive) {
-    drive.m_bGivenUp = false;
-    drive.m_busyFunctor = [&ui, &drive] { return Ask(ui, drive.m_pTransport->Clock()); };
+    drive.SetGivenUp(false);
+    drive.SetBusyFunctor([&ui, &drive] { return Ask(ui, drive.Clock()); });
 }
 
 BusyQuestion::~BusyQuestion() {
-    m_drive.m_busyFunctor = nullptr;
+    m_drive.SetBusyFunctor(nullptr);
 }
 
 const char16_t* UnlessGivenUp(const CAspiCD& drive, const char16_t* text) {
-    return drive.m_bGivenUp ? kGivenUp : text;
+    return drive.IsGivenUp() ? kGivenUp : text;
 }
 
 } // namespace larkspin

@@ -9,7 +9,7 @@
 
 namespace larkspin {
 
-// Puts the drive's waits before the user (CAspiCD::m_busyFunctor) until the object ends. A wait is
+// Puts the drive's waits before the user (CAspiCD::SetBusyFunctor) until the object ends. A wait is
 // given up only by a Yes, so that neither a Return too many nor a display that has gone ends a disc
 // whose drive is merely slow. With nobody there, half an hour does.
 class BusyQuestion {

@@ -25,7 +25,7 @@ Verdict AgainOnceBlanked(JobEnv& env, CAspiCD& drive) {
 // Something that is no volume to add to.
 Verdict CheckOtherContent(JobEnv& env, DriveHold& hold, CAspiCD& drive) {
     const bool isInPlace = TraitsOf(drive.GetCurrentProfile()).IsWrittenInPlace();
-    if (!isInPlace && !IsKnown(drive, DISK_ERASABLE)) {
+    if (!isInPlace && !drive.Disk().IsKnownToBe(DISK_ERASABLE)) {
         return AgainIf(prompts::NothingToAddTo(hold.UiWithFreeDrive()));
     }
     if (!prompts::EraseNotBlank(env.ui)) {
@@ -75,21 +75,21 @@ Verdict CheckWritableCd(DriveHold& hold, CAspiCD& drive, int32_t estimate) {
     if (estimate > kCdLimitSectors) {
         return AgainIf(prompts::TooMuchDataForCd(hold.UiWithFreeDrive()));
     }
-    const std::optional<int32_t> capacity = KnownCapacity(drive);
+    const std::optional<int32_t> capacity = drive.Disk().Capacity();
     if (!capacity) {
         return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
     }
     if (*capacity >= estimate) {
         return Verdict::Passed;
     }
-    return AgainIf(IsKnown(drive, DISK_BLANK)
+    return AgainIf(drive.Disk().IsKnownToBe(DISK_BLANK)
                        ? prompts::CapacityNotEnough(hold.UiWithFreeDrive())
                        : prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
 }
 
 Verdict OfferErase(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate) {
     const int32_t limit = HasDvdWay(drive) ? kDvdLimitSectors : kCdLimitSectors;
-    if (estimate > limit || !IsKnown(drive, DISK_ERASABLE)) {
+    if (estimate > limit || !drive.Disk().IsKnownToBe(DISK_ERASABLE)) {
         return AgainIf(prompts::NotSuitableForWriting(hold.UiWithFreeDrive()));
     }
     return AgainIf(prompts::EraseForMoreSpace(env.ui) && InJobErase(env, drive));
@@ -102,13 +102,12 @@ Verdict CheckOnce(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t estimate
     const uint32_t profile = drive.GetCurrentProfile();
     const MediumTraits& medium = TraitsOf(profile);
     if (medium.IsWrittenInPlace()) {
-        drive.m_dwDiskState |= DISK_APPENDABLE;
-        drive.m_dwDiskKnown |= DISK_APPENDABLE;
+        drive.Disk().SetAppendable();
     }
-    if (IsKnown(drive, DISK_SESSION_OPEN) && medium.hasSessions) {
+    if (drive.Disk().IsKnownToBe(DISK_SESSION_OPEN) && medium.hasSessions) {
         return AgainIf(OfferClosing(env, hold, drive));
     }
-    if (!IsKnown(drive, DISK_APPENDABLE)) {
+    if (!drive.Disk().IsKnownToBe(DISK_APPENDABLE)) {
         return OfferErase(env, hold, drive, estimate);
     }
     if (profile == 0) {
@@ -143,7 +142,7 @@ Verdict AskForRoom(JobEnv& env, DriveHold& hold, CAspiCD& drive, const DataRoom&
                    DataDisc* disc) {
     const bool isInPlace = TraitsOf(drive.GetCurrentProfile()).IsWrittenInPlace();
     const bool isWorthIt = room.start > 0 && room.sectors <= room.capacity;
-    if (isWorthIt && (isInPlace || IsKnown(drive, DISK_ERASABLE))) {
+    if (isWorthIt && (isInPlace || drive.Disk().IsKnownToBe(DISK_ERASABLE))) {
         if (!prompts::EraseForMoreSpace(env.ui)) {
             return Verdict::GiveUp;
         }

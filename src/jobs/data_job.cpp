@@ -234,11 +234,12 @@ void DataWriting::StopGenerator() {
 DataWriting::Start DataWriting::PrepareDvd(const DataDisc& disc) {
     try {
         m_drive.ResetDvdState();
-        m_drive.m_bSpaceFromDiscStart = true; // as the generator is told to count
+        m_drive.CountSpaceFromDiscStart(); // as the generator is told to count
         m_drive.OpenDvdForWriting(disc.ignorePrevious, m_dSpeed);
         m_room.capacity = m_drive.GetDvdBytes() / kSectorBytes;
         m_room.unit = kSectorsPerDvdChunk;
-        return StartGenerator(kDvdPipeBytes, m_drive.m_nPreviousStart, m_drive.m_nNextStart);
+        const DvdFacts facts = m_drive.GetDvdFacts();
+        return StartGenerator(kDvdPipeBytes, facts.previousStart, facts.nextStart);
     } catch (const CAspiCD::CgrowisofsException& failure) {
         m_env.ui.ShowMessage(StoppedText(failure));
     } catch (const std::bad_alloc&) {
@@ -258,7 +259,7 @@ bool DataWriting::WriteDvd() {
         m_env.ui.ShowMessage(kOutOfMemory);
     }
     // After a failure the recording is still open, and the disc is about to be ejected.
-    RunFinisher(m_drive);
+    m_drive.FinishDvd();
     door.Release();
     End();
     return true;
@@ -266,7 +267,7 @@ bool DataWriting::WriteDvd() {
 
 void DataWriting::RecordDvd() {
     Status(u"Writing data...");
-    m_drive.WriteDvdFromHandle(*m_pPipe, int64_t{m_drive.m_nNextStart} * kSectorBytes,
+    m_drive.WriteDvdFromHandle(*m_pPipe, int64_t{m_drive.GetDvdFacts().nextStart} * kSectorBytes,
                                DvdProgress(m_env.ui, m_drive, JobKind::Data), &m_cancel);
     const bool cancelled = m_cancel();
     // The stream has just ended early if there is one.
@@ -276,7 +277,7 @@ void DataWriting::RecordDvd() {
         RecordDescriptors(m_drive.UpdateVolumeDescriptors());
     }
     Status(u"Finalizing disk...");
-    const bool finished = RunFinisher(m_drive);
+    const bool finished = m_drive.FinishDvd();
     if (!finished) {
         m_notices.push_back(NotFinishedText(m_drive));
     }
@@ -319,7 +320,7 @@ DataWriting::Start DataWriting::PrepareCd() {
         m_env.ui.ShowMessage(kGeneratorFailed);
         return Start::Failed;
     }
-    m_room.capacity = KnownCapacity(m_drive).value_or(0);
+    m_room.capacity = m_drive.Disk().Capacity().value_or(0);
     m_room.unit = 1;
     return StartGenerator(kCdPipeBytes, previousStart, nextStart);
 }
@@ -351,15 +352,15 @@ bool DataWriting::RecordCd() {
         m_drive.SyncCache(&m_cancel);
         Status(u"Writing lead-in and lead-out...");
         // One that is still busy would take the command's whole time to refuse it.
-        const bool closed = !m_drive.m_bGivenUp && m_drive.CloseSession() == 0;
+        const bool closed = !m_drive.IsGivenUp() && m_drive.CloseSession() == 0;
         // What the drive could not empty its cache of is missing on the disc, closed or not.
-        if (m_drive.m_bCacheLost) {
+        if (m_drive.IsCacheLost()) {
             m_notices.push_back(UnlessGivenUp(m_drive, kCacheLost));
         }
-        if (!closed && !m_drive.m_bGivenUp) {
+        if (!closed && !m_drive.IsGivenUp()) {
             m_notices.push_back(kSessionNotClosed);
         }
-        m_bWhole = closed && !m_drive.m_bCacheLost && !m_cancel();
+        m_bWhole = closed && !m_drive.IsCacheLost() && !m_cancel();
     }
     if (const std::u16string error = m_pGenerator->Error(); !error.empty()) {
         m_bWhole = false;
@@ -428,7 +429,7 @@ void DataWriting::Verify() {
 }
 
 void DataWriting::TellResults() {
-    if (m_bWhole && m_drive.m_bCacheLost) { // told as late as at the door
+    if (m_bWhole && m_drive.IsCacheLost()) { // told as late as at the door
         m_notices.push_back(kCacheLost);
     }
     const ExtentList& extents = m_record.Extents();

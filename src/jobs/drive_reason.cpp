@@ -56,8 +56,8 @@ std::u16string ReasonOf(int code) {
 }
 
 void TellWriteError(const CAspiCD& drive, std::vector<std::u16string>* notices) {
-    if (drive.m_nWriteError != 0) {
-        notices->push_back(drive.m_bGivenUp ? kGivenUp : ReasonOf(drive.m_nWriteError));
+    if (const int error = drive.GetDvdFacts().writeError; error != 0) {
+        notices->push_back(drive.IsGivenUp() ? kGivenUp : ReasonOf(error));
     }
 }
 

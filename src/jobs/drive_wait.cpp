@@ -20,7 +20,7 @@ bool DriveWait::Continue() {
 }
 
 bool AwaitDrive(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind kind) {
-    drive.m_bDiscTouched = drive.m_bCacheLost = false;
+    drive.BeginWithDisc();
     while (!env.host.IsLeaving()) {
         CAspiCD::UnitState state = CAspiCD::UnitState::Ready;
         {
@@ -46,7 +46,7 @@ bool ReadDiskInfoWhenReady(JobEnv& env, DriveHold& hold, CAspiCD& drive, JobKind
             return false;
         }
         drive.ReadDiskInfo();
-        if ((drive.m_dwDiskKnown & DISK_APPENDABLE) != 0) {
+        if (drive.Disk().Knows(DISK_APPENDABLE)) {
             break;
         }
     }

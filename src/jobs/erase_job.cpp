@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "drive/dvd_texts.h"
 #include "drive/mmc.h"
 #include "drive/profiles.h"
 #include "jobs/drive_reason.h"
@@ -51,18 +50,18 @@ std::optional<EraseOutcome> OutcomeUnlessCancelled(JobEnv& env, CAspiCD& drive,
 
 // How much of the disc a fill that ended early has reached; empty if it came to the end.
 std::u16string FillFailure(const CAspiCD& drive) {
-    const int64_t end = drive.m_nFinalOffset;
+    const DvdFacts facts = drive.GetDvdFacts();
+    const int64_t end = facts.finalOffset;
     // A drive that doesn't tell its disc's size tells the end of it.
-    const bool isWhole = end > 0
-                             ? drive.m_nCurrentOffset + static_cast<int64_t>(kDvdChunkBytes) > end
-                             : drive.m_nWriteError == mmc::kLbaOutOfRange;
+    const bool isWhole = end > 0 ? facts.currentOffset + static_cast<int64_t>(kDvdChunkBytes) > end
+                                 : facts.writeError == mmc::kLbaOutOfRange;
     if (isWhole) {
         return u"";
     }
-    const int64_t percent = end > 0 ? drive.m_nCurrentOffset * 100 / end : 0;
+    const int64_t percent = end > 0 ? facts.currentOffset * 100 / end : 0;
     return FormatWide("The drive stopped at %d%% of the disk; what lies behind was not erased. ",
                       static_cast<int>(percent)) +
-           (drive.m_nWriteError != 0 ? ReasonOf(drive.m_nWriteError) : u"");
+           (facts.writeError != 0 ? ReasonOf(facts.writeError) : u"");
 }
 
 // Nothing if the user cancelled.
@@ -76,12 +75,13 @@ std::optional<EraseOutcome> EraseByFormat(JobEnv& env, CAspiCD& drive,
     try {
         drive.ResetDvdState();
         drive.OpenDvdForWriting(true, choice.dSpeed);
-        drive.FormatDvdRewritable(drive.m_nNextStart, quick,
+        drive.FormatDvdRewritable(drive.GetDvdFacts().nextStart, quick,
                                   DvdProgress(env.ui, drive, JobKind::Erase), &cancel);
     } catch (const CAspiCD::CgrowisofsException& failure) {
         if (quick || !IsEndOfFill(failure)) {
             env.ui.ShowMessage(StoppedText(failure) + u".");
-            reason = drive.m_nWriteError != 0 ? ReasonOf(drive.m_nWriteError) : kNotDone;
+            const int error = drive.GetDvdFacts().writeError;
+            reason = error != 0 ? ReasonOf(error) : kNotDone;
         } else {
             reason = FillFailure(drive);
         }
@@ -90,7 +90,7 @@ std::optional<EraseOutcome> EraseByFormat(JobEnv& env, CAspiCD& drive,
         reason = kNotDone;
     }
     // Also after a failure: the disc is about to be ejected, and no session may stay open on it.
-    if (!RunFinisher(drive) && reason.empty()) {
+    if (!drive.FinishDvd() && reason.empty()) {
         reason = NotFinishedText(drive);
     }
     return OutcomeUnlessCancelled(env, drive, cancel, reason);

@@ -31,7 +31,7 @@ EraseOutcome LookAtErased(JobEnv& env, CAspiCD& drive, const std::u16string& rea
 }
 
 void NoteLostBlocks(const CAspiCD& drive, EraseOutcome* outcome) {
-    if (drive.m_bCacheLost && outcome->reason.empty()) {
+    if (drive.IsCacheLost() && outcome->reason.empty()) {
         outcome->reason = ReasonOf(kKeyMediumError << 16);
     }
 }

@@ -147,8 +147,8 @@ ImageWriting::Verdict ImageWriting::CheckOnce() {
     if (medium.recording == Recording::Random) {
         return AgainIf(prompts::RandomBdNotSupported(m_hold.UiWithFreeDrive()));
     }
-    if (!medium.IsOverwritten() && !IsKnown(m_drive, DISK_BLANK)) {
-        return AgainIf(IsKnown(m_drive, DISK_ERASABLE)
+    if (!medium.IsOverwritten() && !m_drive.Disk().IsKnownToBe(DISK_BLANK)) {
+        return AgainIf(m_drive.Disk().IsKnownToBe(DISK_ERASABLE)
                            ? prompts::EraseNotBlank(m_env.ui) && InJobErase(m_env, m_drive)
                            : prompts::NotSuitableForImage(m_hold.UiWithFreeDrive()));
     }
@@ -169,8 +169,9 @@ ImageWriting::Verdict ImageWriting::CheckDvd() {
         return AgainIf(prompts::ImageTooLargeForDisk(
             m_hold.UiWithFreeDrive(), prompts::ExcessMegabytes(m_nSectors - capacity)));
     }
-    const bool erasableKnown = (m_drive.m_dwDiskKnown & DISK_ERASABLE) != 0;
-    if (m_nSectors < kCdLimitSectors && erasableKnown && !IsKnown(m_drive, DISK_ERASABLE)) {
+    const bool erasableKnown = m_drive.Disk().Knows(DISK_ERASABLE);
+    if (m_nSectors < kCdLimitSectors && erasableKnown &&
+        !m_drive.Disk().IsKnownToBe(DISK_ERASABLE)) {
         const Verdict verdict = WasteUnless(prompts::WasteDvd(m_env.ui));
         if (verdict != Verdict::Passed) {
             return verdict;
@@ -183,7 +184,7 @@ ImageWriting::Verdict ImageWriting::CheckDvd() {
 }
 
 ImageWriting::Verdict ImageWriting::CheckCd() {
-    const std::optional<int32_t> capacity = KnownCapacity(m_drive);
+    const std::optional<int32_t> capacity = m_drive.Disk().Capacity();
     if (!capacity) {
         return prompts::UseUnidentifiedDisk(m_env.ui) ? Verdict::Passed : Verdict::GiveUp;
     }
@@ -206,7 +207,7 @@ bool ImageWriting::WriteCopy() {
     }
     m_drive.EjectDisk();
     m_hold.Release();
-    if (m_bWhole && m_drive.m_bCacheLost) { // told as late as at the door
+    if (m_bWhole && m_drive.IsCacheLost()) { // told as late as at the door
         m_notices.push_back(kCacheLost);
     }
     const std::u16string contents =
@@ -238,7 +239,7 @@ bool ImageWriting::WriteDvd() {
     try {
         m_drive.ResetDvdState();
         m_drive.OpenDvdForWriting(true, m_dSpeed);
-        m_drive.WriteDvdFromHandle(source, int64_t{m_drive.m_nNextStart} * kSectorBytes,
+        m_drive.WriteDvdFromHandle(source, int64_t{m_drive.GetDvdFacts().nextStart} * kSectorBytes,
                                    DvdProgress(m_env.ui, m_drive, JobKind::Image), &m_cancel);
         if (!m_cancel() && source.Bytes() < m_nBytes) {
             m_notices.push_back(kImageShorter);
@@ -253,7 +254,7 @@ bool ImageWriting::WriteDvd() {
         told = true;
     }
     // Also after a failure: the disc is about to be ejected, and no session may stay open on it.
-    const bool closed = RunFinisher(m_drive);
+    const bool closed = m_drive.FinishDvd();
     door.Release();
     progress.End();
     const bool isTooSmall = m_nBytes < static_cast<int64_t>(kDvdBufferBytes);

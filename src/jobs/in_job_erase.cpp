@@ -61,7 +61,7 @@ bool InJobErase(JobEnv& env, CAspiCD& drive) {
     {
         const ProgressScope progress(env, JobKind::Erase);
         if (!WatchBlanking(env, drive)) {
-            if (drive.m_bGivenUp) {
+            if (drive.IsGivenUp()) {
                 env.ui.ShowMessage(kGivenUp);
             }
             return false;
@@ -78,7 +78,7 @@ bool InJobErase(JobEnv& env, CAspiCD& drive) {
 }
 
 std::u16string BlankFailure(const CAspiCD& drive) {
-    return drive.m_nBlankError != 0 ? ReasonOf(drive.m_nBlankError) : u"";
+    return drive.BlankError() != 0 ? ReasonOf(drive.BlankError()) : u"";
 }
 
 } // namespace larkspin

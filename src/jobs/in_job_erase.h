@@ -13,7 +13,7 @@ namespace larkspin {
 // user interface is told that there is no figure. A cancel doesn't stop the drive: the drive is
 // asked once more, and the watching ends. False if the drive was still busy then. A drive that was
 // reset, or goes silent, in the middle is waited for as long as a disc that is to be judged. One
-// that gets nowhere is a busy drive (CAspiCD::m_busyFunctor), without a percentage after an hour.
+// that gets nowhere is a busy drive (CAspiCD::SetBusyFunctor), without a percentage after an hour.
 bool WatchBlanking(JobEnv& env, CAspiCD& drive);
 
 // Blanks the disc in the least way, without a dialog, and looks at it. A disc that is not empty

@@ -80,16 +80,6 @@ bool HasDvdWay(CAspiCD& drive) {
     return TraitsOf(drive.GetCurrentProfile()).hasDvdWay;
 }
 
-bool IsKnown(const CAspiCD& drive, DiskStateBits bit) {
-    return (drive.m_dwDiskState & drive.m_dwDiskKnown & bit) != 0;
-}
-
-std::optional<int32_t> KnownCapacity(const CAspiCD& drive) {
-    return (drive.m_dwDiskKnown & DISK_CAPACITY_KNOWN) != 0
-               ? std::optional<int32_t>(drive.m_nCapacity)
-               : std::nullopt;
-}
-
 bool IsCancelled(const CCDWriterUI& ui, JobKind kind) {
     switch (kind) {
     case JobKind::Data:
@@ -108,7 +98,7 @@ bool IsCancelled(const CCDWriterUI& ui, JobKind kind) {
 
 CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind) {
     return CancelFunctor([&env, &drive, kind] {
-        return IsCancelled(env.ui, kind) || (!drive.m_bDiscTouched && env.host.IsLeaving());
+        return IsCancelled(env.ui, kind) || (!drive.IsDiscTouched() && env.host.IsLeaving());
     });
 }
 
@@ -132,27 +122,16 @@ int32_t HeldSectors(uint64_t sectors) {
     return static_cast<int32_t>(std::min<uint64_t>(sectors, std::numeric_limits<int32_t>::max()));
 }
 
-bool RunFinisher(CAspiCD& drive) {
-    const auto finish = drive.m_pfnFinalize;
-    if (finish == nullptr) {
-        return true;
-    }
-    drive.m_pfnFinalize = nullptr;
-    finish(drive);
-    // A finisher that stops at a step leaves the mark.
-    return !drive.m_bMediaWritten && !drive.m_bCacheLost;
-}
-
 const char16_t* NotFinishedText(const CAspiCD& drive) {
-    if (drive.m_bCacheLost) {
+    if (drive.IsCacheLost()) {
         return UnlessGivenUp(drive, kCacheLost);
     }
-    const bool isClosed = TraitsOf(drive.m_nProfile).HasNothingToClose();
+    const bool isClosed = TraitsOf(drive.GetDvdFacts().profile).HasNothingToClose();
     return UnlessGivenUp(drive, isClosed ? kNotStopped : kSessionNotClosed);
 }
 
 const char16_t* NoLeadOutText(const CAspiCD& drive) {
-    return UnlessGivenUp(drive, drive.m_bCacheLost ? kCacheLost : kLeadOutFailed);
+    return UnlessGivenUp(drive, drive.IsCacheLost() ? kCacheLost : kLeadOutFailed);
 }
 
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure) {
@@ -251,7 +230,8 @@ void DoorLock::Release() {
 
 ProgressFunctor DvdProgress(CCDWriterUI& ui, const CAspiCD& drive, JobKind kind) {
     return [&ui, &drive, kind](int percent) {
-        ui.SetAmount(kind, static_cast<uint64_t>(drive.m_nFinalOffset - drive.m_nStartOffset));
+        const DvdFacts facts = drive.GetDvdFacts();
+        ui.SetAmount(kind, static_cast<uint64_t>(facts.finalOffset - facts.startOffset));
         ui.SetProgress(kind, percent);
     };
 }

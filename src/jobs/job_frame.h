@@ -29,11 +29,6 @@ CAspiCD* FindDrive(JobEnv& env, uint32_t index);
 // Whether the disc in the drive is recorded as DVDs are: those, and BDs. It picks a job's way.
 bool HasDvdWay(CAspiCD& drive);
 
-// The last disc report (CAspiCD::ReadDiskInfo) says so, and is valid there.
-bool IsKnown(const CAspiCD& drive, DiskStateBits bit);
-// Lead-out start of the last disc report, if it is valid.
-std::optional<int32_t> KnownCapacity(const CAspiCD& drive);
-
 // The user has cancelled what the progress window of that kind of job shows.
 bool IsCancelled(const CCDWriterUI& ui, JobKind kind);
 // What ends a job early: its Cancel, and as long as nothing on the disc has been changed, the wish
@@ -54,9 +49,7 @@ uint32_t HeldCopies(uint32_t typed);
 // A count of sectors in a signed 32-bit number; what it can't hold stays at its greatest value.
 int32_t HeldSectors(uint64_t sectors);
 
-// Runs the finisher of a DVD recording if one is still due. False if the drive could not close what
-// was written, or lost some of it; NotFinishedText tells which.
-bool RunFinisher(CAspiCD& drive);
+// What CAspiCD::FinishDvd could not do.
 const char16_t* NotFinishedText(const CAspiCD& drive);
 
 // The same for a session at once that FinishSaoWrite could not finish.
@@ -162,11 +155,11 @@ class DriveHold {
 class PathsTaking {
   public:
     PathsTaking(JobHost& host, CAspiCD& drive) : m_drive(drive) {
-        drive.m_beforeFirstBlock = [&host] { host.TakePaths(); };
+        drive.SetBeforeFirstBlock([&host] { host.TakePaths(); });
     }
     PathsTaking(const PathsTaking&) = delete;
     PathsTaking& operator=(const PathsTaking&) = delete;
-    ~PathsTaking() { m_drive.m_beforeFirstBlock = nullptr; }
+    ~PathsTaking() { m_drive.SetBeforeFirstBlock(nullptr); }
 
   private:
     CAspiCD& m_drive;

@@ -19,8 +19,9 @@ std::u16string Close(CAspiCD& drive, const CancelFunctor& cancel) {
         return StoppedText(failure);
     }
     drive.ReadDiskInfo();
-    return IsKnown(drive, DISK_SESSION_OPEN) ? u"The drive reports no error, and did not close it."
-                                             : u"";
+    return drive.Disk().IsKnownToBe(DISK_SESSION_OPEN)
+               ? u"The drive reports no error, and did not close it."
+               : u"";
 }
 
 } // namespace

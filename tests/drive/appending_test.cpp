@@ -17,10 +17,10 @@ TEST(NextSessionTest, InPlaceItBeginsBehindTheVolume) {
             Bytes descriptor(kBlock);
             StoreBoth32(&descriptor[kVolumeSpaceSize], size);
             int32_t previous = 0;
-            EXPECT_EQ(FailureOf([&] { bench.drive.GetNextSessionStart(descriptor, &previous); }),
+            EXPECT_EQ(FailureOf([&] { bench.dvd.GetNextSessionStart(descriptor, &previous); }),
                       next != 0 ? "" : "previous session is not iso9660");
             EXPECT_EQ(previous, next != 0 ? 16 : 0);
-            EXPECT_EQ(bench.drive.m_nNextStart, next);
+            EXPECT_EQ(bench.dvd.m_nNextStart, next);
             EXPECT_TRUE(bench.port.Sent().empty());
         }
     }
@@ -53,17 +53,17 @@ TEST(NextSessionTest, SequentialMediaSayWhereTheNextTrackIsOrWhyThereIsNone) {
         for (const uint32_t profile : {0x11, 0x14, 0x15, 0x16, 0x1B, 0x2B}) {
             SCOPED_TRACE(testing::Message() << c.text << " " << profile);
             DvdBench bench(profile);
-            bench.drive.m_abyDiscInfo = {0, 0, c.status, 0, 0, 3, 0, 0, 0, 0, 1};
+            bench.dvd.m_abyDiscInfo = {0, 0, c.status, 0, 0, 3, 0, 0, 0, 0, 1};
             bench.port.Always(kReadTrackInformation, trackAt(0x12340));
             bench.port.Always(kReadToc, tocAt(0x8000));
             bench.port.Always(c.question, c.reply);
             int32_t previous = 0;
-            EXPECT_EQ(FailureOf([&] { bench.drive.GetNextSessionStart({}, &previous); }), c.text);
+            EXPECT_EQ(FailureOf([&] { bench.dvd.GetNextSessionStart({}, &previous); }), c.text);
             const bool appends = c.text[0] == '\0';
-            EXPECT_EQ(bench.drive.m_nNextStart, appends ? 0x12340 : 0);
+            EXPECT_EQ(bench.dvd.m_nNextStart, appends ? 0x12340 : 0);
             EXPECT_EQ(previous, appends ? 0x8010 : 0);
             if (appends) {
-                EXPECT_EQ(bench.drive.m_nNextTrack, 0x103);
+                EXPECT_EQ(bench.dvd.m_nNextTrack, 0x103);
                 EXPECT_EQ(bench.Trace(),
                           (Lines{"52 01 00 00 01 03 00 00 24", "43 00 01 00 00 00 00 00 0C"}));
             }
@@ -77,10 +77,10 @@ struct UpdateBench : DvdBench {
                          const Bytes& newTypes = {1, 0, 2, 255})
         : DvdBench(profile), older(BlocksOf(VolumeStream(32, 1000, oldTypes), 16, 16)),
           newer(BlocksOf(VolumeStream(32, 500, newTypes, 100), 16, 16)) {
-        drive.m_nSessionStart = 1008;
-        drive.m_bMediaWritten = true;
-        drive.m_nNextWriteAddress = 1520;
-        std::ranges::copy(newer, drive.m_pWriteBuffer.get() + kDvdChunkBytes);
+        dvd.m_nSessionStart = 1008;
+        dvd.m_bMediaWritten = true;
+        dvd.m_nNextWriteAddress = 1520;
+        std::ranges::copy(newer, dvd.m_pWriteBuffer.get() + kDvdChunkBytes);
         port.Always(kRead10, older);
     }
     std::string Update() {
@@ -122,19 +122,19 @@ TEST(DescriptorUpdateTest, EachMediumIsReadBackAfterItsOwnFlush) {
     for (const auto& [profile, isGrown, trace] : cases) {
         SCOPED_TRACE(testing::Message() << profile << " " << isGrown);
         UpdateBench bench(profile);
-        bench.drive.m_bQuickGrown = isGrown;
+        bench.dvd.m_bQuickGrown = isGrown;
         EXPECT_EQ(bench.Update(), "");
         EXPECT_EQ(bench.Trace(), trace);
-        EXPECT_TRUE(bench.drive.m_bStopAfterFinish);
-        EXPECT_TRUE(bench.drive.m_bMediaWritten) << "the finisher has work to do";
+        EXPECT_TRUE(bench.dvd.m_bStopAfterFinish);
+        EXPECT_TRUE(bench.dvd.m_bMediaWritten) << "the finisher has work to do";
         if (!trace.empty()) {
             EXPECT_EQ(bench.port.Sent().back().cdb[0], kWrite10);
         }
         // Without a session, or when the user cancelled before a descriptor was written.
         bench.port.Clear();
         for (const bool written : {false, true}) {
-            bench.drive.m_bMediaWritten = written;
-            bench.drive.m_nSessionStart = written ? 0 : 1008;
+            bench.dvd.m_bMediaWritten = written;
+            bench.dvd.m_nSessionStart = written ? 0 : 1008;
             EXPECT_EQ(bench.Update(), "");
         }
         EXPECT_TRUE(bench.port.Sent().empty());
@@ -202,7 +202,7 @@ TEST(DescriptorUpdateTest, SaysWhatWentWrong) {
         UpdateBench bench(profile);
         bench.port.AnswerNth(failing, Sense(0x30C00));
         EXPECT_EQ(bench.Update(), text);
-        EXPECT_TRUE(bench.drive.m_bStopAfterFinish);
+        EXPECT_TRUE(bench.dvd.m_bStopAfterFinish);
     }
 }
 

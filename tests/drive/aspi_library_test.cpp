@@ -77,7 +77,7 @@ TEST_F(AspiLibraryTest, ScanGivesADriveALetterAndTellsNoDriveFromNoTransport) {
     DriveList drives;
     ASSERT_EQ(drives.ScanDrives(m_port, m_clock, {FAKE_ASPI}), DriveList::ScanResult::Found);
     ASSERT_EQ(drives.Count(), 1u);
-    EXPECT_EQ(drives.At(0).m_byTarget, FakeAspiControl::kTarget);
+    EXPECT_EQ(CAspiCDPeek::Target(drives.At(0)), FakeAspiControl::kTarget);
     EXPECT_EQ(drives.At(0).GetDriveLetter(), u'C');
     EXPECT_EQ(drives.At(0).DisplayName(), u"C");
     m_control->supportInfo = 0x0100; // the library works and has no adapter
@@ -130,7 +130,7 @@ TEST_F(AspiLibraryTest, CommandOverItsTimeIsAborted) {
         EXPECT_EQ(result.status, SS_ABORTED);
         EXPECT_TRUE(result.Failed());
         EXPECT_EQ(m_control->aborts, 1);
-        EXPECT_EQ(library.drive.m_byLastStatus, SS_ABORTED);
+        EXPECT_EQ(library.drive.LastStatus(), SS_ABORTED);
         EXPECT_EQ(m_clock.TickMs() - start, seconds == 0 ? 30'000u : seconds * 1000);
         EXPECT_EQ(library.transport.m_nTimeoutSeconds, 0u);
     }

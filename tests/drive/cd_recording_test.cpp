@@ -198,9 +198,9 @@ TEST_F(SessionAtOnceTest, CommandsGoOutInOrderAndOptionsAsFarAsTheDriveHasThem) 
         burnFree = speedControl = c.options;
         bench.port.ForgetAnswers();
         SetPages(bench.port, c.pages + std::vector<Bytes>{Page(5, 50, before)});
-        bench.drive.m_dwCapabilities = 0xFF;
+        CAspiCDPeek::Capabilities(bench.drive) = 0xFF;
         EXPECT_EQ(Prepare(), 0);
-        EXPECT_EQ(bench.drive.m_dwCapabilities, c.capabilities);
+        EXPECT_EQ(CAspiCDPeek::Capabilities(bench.drive), c.capabilities);
 
         Bytes opcodes(c.pages.empty() || c.pages[0][0] != 0x2A ? 2 : 3, kModeSense10);
         if (c.choices >= 0) {
@@ -242,7 +242,7 @@ TEST_F(SessionAtOnceTest, PreGapLiesBeforeTheFirstBlock) {
         {0, 2352, 19, "2A 00 FF FF FF 6A 00 00 08"},
         {20'150, 2048, 10, "2A 00 00 00 4E 20 00 00 10"}};
     for (const auto& [nextAddress, blockSize, count, first] : cases) {
-        bench.drive.m_nNextAddress = nextAddress;
+        bench.drive.Disk().m_nNextAddress = nextAddress;
         EXPECT_EQ(Prepare(nullptr, blockSize), 0);
         const std::vector<SentCommand> writes = bench.port.Sent(kWrite10);
         EXPECT_EQ(Trace(writes).at(0), first);
@@ -415,16 +415,16 @@ TEST(LeadOutTest, BlocksLostInTheCacheAreAFailure) {
         ScriptedDrive bench;
         bench.port.Queue(kSynchronizeCache, reply);
         EXPECT_EQ(bench.drive.SyncCache(), 0);
-        EXPECT_EQ(bench.drive.m_bCacheLost, isLost);
+        EXPECT_EQ(bench.drive.IsCacheLost(), isLost);
         bench.drive.SyncCache();
-        EXPECT_EQ(bench.drive.m_bCacheLost, isLost) << "a good flush brings nothing back";
+        EXPECT_EQ(bench.drive.IsCacheLost(), isLost) << "a good flush brings nothing back";
     }
     // One that is still writing is asked again, and not for ever.
     for (const int busy : {1, 1000, 2000}) {
         ScriptedDrive bench;
         bench.port.Queue(kSynchronizeCache, Sense(0x20408), busy);
         bench.drive.SyncCache();
-        EXPECT_EQ(bench.drive.m_bCacheLost, busy == 2000);
+        EXPECT_EQ(bench.drive.IsCacheLost(), busy == 2000);
         EXPECT_EQ(bench.clock.TotalSleep(), std::min(busy, 1800) * 1000);
     }
 }

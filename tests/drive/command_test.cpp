@@ -66,7 +66,7 @@ TEST(CommandTest, ResultTellsSuccessSenseAndSilence) {
         const DirectResult result = SendDirect(bench.drive, SRB_DIR_OUT, Cdb(0), nullptr, 0, 33);
         EXPECT_EQ(result.Failed(), c.failed);
         EXPECT_EQ(result.Unanswered(), c.unanswered);
-        EXPECT_EQ(bench.drive.m_byLastStatus, result.status);
+        EXPECT_EQ(bench.drive.LastStatus(), result.status);
         EXPECT_EQ(bench.transport.m_nTimeoutSeconds, 0u);
         // The sense of one command is not taken for that of the next, also when it is sent again.
         bench.port.Queue(0, NoReply());
@@ -223,7 +223,7 @@ TEST(HandleEventsTest, StartsTheUnitOnceGathersTheClassesAndKeepsTheMask) {
     CommandBench busy;
     busy.port.Always(kGetEventStatus, Event(6, 1, 1, 0xFFFF)); // nearly two hours
     const CancelFunctor cancel([&] { return busy.clock.TotalSleep() >= 1000; });
-    busy.drive.m_pCancel = &cancel;
+    busy.drive.ExchangeCancel(&cancel);
     busy.drive.HandleEvents(busy.command);
     EXPECT_EQ(busy.clock.TotalSleep(), 1000);
 }
@@ -241,9 +241,9 @@ TEST(WaitForUnitTest, PollsASecondApartUntilTheUnitAnswers) {
     EXPECT_EQ(bench.drive.WaitForUnit(bench.command), 0);
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(1000, 700, 1000, 1000));
     EXPECT_EQ(bench.Trace(), Lines(5, "00"));
-    EXPECT_EQ(bench.drive.m_nLateError, 0x30C00) << "the first error of the command before";
+    EXPECT_EQ(bench.drive.LateError(), 0x30C00) << "the first error of the command before";
     EXPECT_EQ(bench.drive.WaitForUnit(bench.command), 0);
-    EXPECT_EQ(bench.drive.m_nLateError, 0);
+    EXPECT_EQ(bench.drive.LateError(), 0);
 }
 
 TEST(WaitForUnitTest, EndsWithoutMediumOrAnswerOnStrangeAnswersAndWhenCancelled) {
@@ -259,7 +259,7 @@ TEST(WaitForUnitTest, EndsWithoutMediumOrAnswerOnStrangeAnswersAndWhenCancelled)
         CommandBench bench;
         bench.port.Always(kTestUnitReady, Sense(0x20404));
         CancelFunctor cancel([&] { return bench.clock.TotalSleep() >= 2400; });
-        bench.drive.m_pCancel = throughTheDrive ? &cancel : nullptr;
+        bench.drive.ExchangeCancel(throughTheDrive ? &cancel : nullptr);
         const CancelFunctor* const passed = throughTheDrive ? nullptr : &cancel;
         EXPECT_EQ(bench.drive.WaitForUnit(bench.command, passed), -1);
         EXPECT_EQ(bench.clock.TotalSleep(), 2400);
@@ -279,18 +279,15 @@ TEST(WaitForUnitTest, EndsWithoutMediumOrAnswerOnStrangeAnswersAndWhenCancelled)
 
 TEST(AspiCdTest, CopyTakesTheIdentityAndStartsAfresh) {
     ScriptedDrive bench;
-    bench.drive.m_strName = u"LARK    WRITER ONE      ";
-    bench.drive.m_wDriveLetter = u'Q';
-    bench.drive.m_bConfigKnown = bench.drive.m_bHasConfig = true;
-    bench.drive.m_bMediaWritten = true;
-    bench.drive.m_nProfile = 0x1B;
-    const CAspiCD copy(bench.drive);
-    EXPECT_EQ(copy.m_strName, bench.drive.m_strName);
-    EXPECT_EQ(copy.m_wDriveLetter, u'Q');
-    EXPECT_EQ(copy.m_pTransport, &bench.transport);
-    EXPECT_TRUE(copy.m_bConfigKnown && copy.m_bHasConfig);
-    EXPECT_FALSE(copy.m_bMediaWritten);
-    EXPECT_EQ(copy.m_nProfile, 0u);
+    CAspiCDPeek::Identity(bench.drive) =
+        std::tuple(u"LARK    WRITER ONE      ", u'Q', &bench.transport, true, true);
+    bench.dvd.m_bMediaWritten = true;
+    bench.dvd.m_nProfile = 0x1B;
+    CAspiCD copy(bench.drive);
+    EXPECT_EQ(CAspiCDPeek::Identity(copy), CAspiCDPeek::Identity(bench.drive));
+    EXPECT_EQ(copy.GetDriveLetter(), u'Q');
+    EXPECT_FALSE(copy.Dvd().m_bMediaWritten);
+    EXPECT_EQ(copy.Dvd().m_nProfile, 0u);
 
     const std::string text(200, 'x');
     EXPECT_STREQ(CAspiCD::CgrowisofsException(text.c_str()).what(), std::string(127, 'x').c_str());

@@ -19,9 +19,9 @@ TEST(DriveListTest, KeepsTheDrivesInTheOrderOfTheirAddresses) {
     DriveList drives;
     ASSERT_EQ(drives.ScanDrives(port, clock, {}), DriveList::ScanResult::Found);
     ASSERT_EQ(drives.Count(), 3u);
-    EXPECT_EQ(drives.At(0).m_strName, u"ALPHA   ONE             ");
-    EXPECT_EQ(drives.At(1).m_strName, u"GAMMA   THREE           ");
-    EXPECT_EQ(drives.At(2).m_strName, u"BETA    TWO             ");
+    EXPECT_EQ(drives.At(0).Name(), u"ALPHA   ONE             ");
+    EXPECT_EQ(drives.At(1).Name(), u"GAMMA   THREE           ");
+    EXPECT_EQ(drives.At(2).Name(), u"BETA    TWO             ");
     EXPECT_EQ(drives.At(0).GetDriveLetter(), u'D');
     EXPECT_EQ(drives.At(2).GetDriveLetter(), u'C');
     EXPECT_EQ(drives.At(2).DisplayName(), u"sr0");
@@ -37,7 +37,7 @@ TEST(DriveListTest, ReleaseClosesAnOpenRecordingThroughTheTransport) {
     for (const bool byNextScan : {false, true}) {
         ASSERT_EQ(drives.ScanDrives(port, clock, {}), DriveList::ScanResult::Found);
         port.Clear();
-        drives.At(0).m_pfnFinalize = [](CAspiCD& drive) { drive.CloseSession(); };
+        drives.At(0).Dvd().m_pfnFinalize = [](DvdRecording& dvd) { dvd.Drive().CloseSession(); };
         if (byNextScan) {
             drives.ScanDrives(port, clock, {});
         } else {

@@ -48,8 +48,8 @@ class DvdBench : public ScriptedDrive {
     // A formatted disc of this profile; a sequential one takes data from block 0 on.
     explicit DvdBench(uint32_t profile, uint32_t discBlocks = kDiscBlocks) {
         s_nDaoToggle = -1;
-        drive.m_nProfile = profile;
-        drive.m_pWriteBuffer = std::make_unique<uint8_t[]>(kDvdBufferBytes);
+        dvd.m_nProfile = profile;
+        dvd.m_pWriteBuffer = std::make_unique<uint8_t[]>(kDvdBufferBytes);
         port.Always(Feature(0), ProfileAnswer(profile));
         port.Always(Feature(0x21), Answer(16, {{3, 12}, {10, 1}}));
         port.Always(ModePage(5), ModeAnswer(Page(5, 50)));
@@ -60,11 +60,11 @@ class DvdBench : public ScriptedDrive {
         port.Always(kGetPerformance, Sense(0x52000));
     }
     // What a test leaves open is not closed.
-    ~DvdBench() { drive.m_pfnFinalize = nullptr; }
+    ~DvdBench() { dvd.m_pfnFinalize = nullptr; }
     DvdBench(const DvdBench&) = delete;
     DvdBench& operator=(const DvdBench&) = delete;
 
-    uint32_t Profile() const { return drive.m_nProfile & 0xFFFF; }
+    uint32_t Profile() const { return dvd.m_nProfile & 0xFFFF; }
     void SetPage2A(const Bytes& page) { port.Always(ModePage(0x2A), ModeAnswer(page)); }
     void SetTrack(uint32_t nextBlock, uint32_t freeBlocks) {
         Bytes track = TrackAnswer(nextBlock, freeBlocks, Profile() == 0x13 ? 0x11 : 0x01);
@@ -74,12 +74,12 @@ class DvdBench : public ScriptedDrive {
     // What IdentifyMedia would have read, and what the drive will answer if asked.
     void SetFormats(const std::vector<FormatDescriptor>& descriptors) {
         const Bytes answer = FormatsAnswer(descriptors);
-        drive.m_abyFormats.fill(0);
-        std::copy(answer.begin(), answer.end(), drive.m_abyFormats.begin());
+        dvd.m_abyFormats.fill(0);
+        std::copy(answer.begin(), answer.end(), dvd.m_abyFormats.begin());
         port.Always(kReadFormatCapacities, answer);
     }
     void SetDiscInfo(const Bytes& info) {
-        std::copy(info.begin(), info.end(), drive.m_abyDiscInfo.begin());
+        std::copy(info.begin(), info.end(), dvd.m_abyDiscInfo.begin());
         port.Always(kReadDiscInformation, info);
     }
 

@@ -15,8 +15,8 @@ constexpr int kLongWrite = 0x20408;
 struct ChunkBench : DvdBench {
     explicit ChunkBench(uint32_t profile = 0x1B) : DvdBench(profile) {
         s_nDaoToggle = 0;
-        drive.m_bMediaWritten = true;
-        drive.m_nVelocity = 1385;
+        dvd.m_bMediaWritten = true;
+        dvd.m_nVelocity = 1385;
         for (size_t i = 0; i < chunk.size(); ++i) {
             chunk[i] = static_cast<uint8_t>(i / 2048 + 1);
         }
@@ -27,7 +27,7 @@ struct ChunkBench : DvdBench {
         port.Always(kReadBufferCapacity, size > 0 ? Reply(answer) : Sense(0x52000));
     }
     void RefuseWrites(int times, int code) { port.Queue(kWrite10, Sense(code), times); }
-    int Write(int64_t block) { return drive.WriteDvdChunk(chunk.data(), block * 2048); }
+    int Write(int64_t block) { return dvd.WriteDvdChunk(chunk.data(), block * 2048); }
 
     Bytes chunk = Bytes(kDvdChunkBytes);
 };
@@ -45,19 +45,19 @@ TEST(DvdChunkTest, SendsSixteenBlocksLessThoseBeforeTheFirstWritableOne) {
     };
     ChunkBench never;
     for (const int64_t offset : {2048, 32767, -32768}) { // not where a chunk begins
-        EXPECT_EQ(never.drive.WriteDvdChunk(never.chunk.data(), offset), -1);
+        EXPECT_EQ(never.dvd.WriteDvdChunk(never.chunk.data(), offset), -1);
     }
     EXPECT_EQ(never.Write(0x100000000), -1);
     EXPECT_TRUE(never.port.Sent().empty());
     for (const auto& [written, nextWritable, result, trace] : cases) {
         SCOPED_TRACE(nextWritable);
         ChunkBench bench;
-        bench.drive.m_bMediaWritten = written;
-        bench.drive.m_nNextWriteAddress = nextWritable;
+        bench.dvd.m_bMediaWritten = written;
+        bench.dvd.m_nNextWriteAddress = nextWritable;
         EXPECT_EQ(bench.Write(0x123420), result);
         EXPECT_EQ(bench.Trace(), trace);
-        EXPECT_EQ(bench.drive.m_bMediaWritten, !trace.empty());
-        EXPECT_EQ(bench.drive.m_nNextWriteAddress, trace.empty() ? nextWritable : 0x123430u);
+        EXPECT_EQ(bench.dvd.m_bMediaWritten, !trace.empty());
+        EXPECT_EQ(bench.dvd.m_nNextWriteAddress, trace.empty() ? nextWritable : 0x123430u);
         for (const SentCommand& sent : bench.port.Sent()) {
             EXPECT_EQ(sent.dataOut, Bytes(bench.chunk.end() - result, bench.chunk.end()));
         }
@@ -85,8 +85,8 @@ TEST(DvdChunkTest, WaitsForALongWriteAsLongAsTheBufferNeeds) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         ChunkBench bench;
-        bench.drive.m_nVelocity = c.velocity;
-        bench.drive.m_nDriveBufferKB = c.knownKB;
+        bench.dvd.m_nVelocity = c.velocity;
+        bench.dvd.m_nDriveBufferKB = c.knownKB;
         bench.SetBuffer(c.size, c.free);
         bench.RefuseWrites(2, kLongWrite);
         EXPECT_EQ(bench.Write(16), c.result);
@@ -107,7 +107,7 @@ TEST(DvdChunkTest, WaitsForALongWriteAsLongAsTheBufferNeeds) {
 
 TEST(DvdChunkTest, WithoutASpeedABusyEventDecides) {
     ChunkBench bench;
-    bench.drive.m_nVelocity = 0;
+    bench.dvd.m_nVelocity = 0;
     bench.port.Queue(kGetEventStatus, Bytes{0, 6, 6, 0x40, 1, 1, 0, 3}); // busy, 3 units of 100 ms
     bench.port.Queue(kGetEventStatus, Bytes{0, 2, 0, 0x40});
     bench.RefuseWrites(3, kLongWrite);
@@ -121,7 +121,7 @@ TEST(DvdChunkTest, WithoutASpeedABusyEventDecides) {
 
 TEST(DvdChunkTest, BecomingReadyIsWaitedForAtBlockZeroOnly) {
     ChunkBench bench;
-    bench.drive.m_nPollDelayMs = 150;
+    bench.dvd.m_nPollDelayMs = 150;
     bench.RefuseWrites(6, 0x20401);
     EXPECT_EQ(bench.Write(0), kWhole);
     EXPECT_THAT(bench.clock.Sleeps(), ElementsAre(150, 150, 150, 5000, 300, 300));
@@ -157,14 +157,14 @@ TEST(DvdChunkTest, OtherErrorsFailAtOnceAndOnlyADlDiscForgetsThatItWasWritten) {
         bench.port.Queue(kWrite10, reply);
         EXPECT_EQ(bench.Write(0), -1);
         EXPECT_EQ(bench.port.Sent().size(), 1u);
-        EXPECT_EQ(bench.drive.m_bMediaWritten, writtenAfter);
+        EXPECT_EQ(bench.dvd.m_bMediaWritten, writtenAfter);
     }
 }
 
 TEST(DvdChunkTest, WritingInOneGoWaitsLongerUntilTheDriveHasPaused) {
     ChunkBench bench;
     s_nDaoToggle = -1;
-    bench.drive.m_bDaoMode = true;
+    bench.dvd.m_bDaoMode = true;
     bench.SetBuffer(512, 512);
     EXPECT_EQ(bench.Write(0), kWhole);
     bench.RefuseWrites(1, kLongWrite);
@@ -191,13 +191,13 @@ TEST(DvdChunkTest, ACancelEndsEveryWaitButNoChunkThatTheDriveTakes) {
     for (const auto& [code, velocity, freeKB] : cases) {
         SCOPED_TRACE(testing::Message() << code << " " << velocity << " " << freeKB);
         ChunkBench bench(0x2B);
-        bench.drive.m_nVelocity = velocity;
+        bench.dvd.m_nVelocity = velocity;
         bench.SetBuffer(512, freeKB);
         bench.port.Always(kWrite10, Sense(code));
         const CancelFunctor cancel([&bench] { return bench.clock.TotalSleep() >= 20'000; });
         const CancelScope scope(bench.drive, &cancel);
         EXPECT_EQ(bench.Write(0), kChunkCancelled);
-        EXPECT_TRUE(bench.drive.m_bMediaWritten);
+        EXPECT_TRUE(bench.dvd.m_bMediaWritten);
         EXPECT_LE(bench.clock.TotalSleep(), 20'200);
         EXPECT_LE(std::ranges::max(bench.clock.Sleeps()), 200);
         // A drive that stays busy for 20 s is not asked in a frenzy.

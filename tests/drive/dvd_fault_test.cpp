@@ -33,19 +33,18 @@ struct RoadBench : DvdBench {
         std::string failure = FailureOf([&] {
             drive.OpenDvdForWriting(false, -1.0);
             MemorySource source(stream);
-            drive.WriteDvdFromHandle(source, drive.m_nNextStart * int64_t{kBlock}, nullptr,
-                                     nullptr);
+            drive.WriteDvdFromHandle(source, dvd.m_nNextStart * int64_t{kBlock}, nullptr, nullptr);
             drive.UpdateVolumeDescriptors();
         });
-        if (drive.m_pfnFinalize != nullptr) {
-            drive.m_pfnFinalize(drive);
+        if (dvd.m_pfnFinalize != nullptr) {
+            dvd.m_pfnFinalize(dvd);
         }
         if (!failure.empty()) {
             return failure;
         }
         // Only what says that it worked is whole.
         const Bytes disc = Recorded();
-        EXPECT_EQ(disc.size(), drive.m_nStartOffset + stream.size());
+        EXPECT_EQ(disc.size(), dvd.m_nStartOffset + stream.size());
         EXPECT_TRUE(std::equal(stream.rbegin(), stream.rend(), disc.rbegin()));
         return "";
     }
@@ -71,11 +70,11 @@ TEST(DvdFaultTest, NoFaultLosesDataInSilenceOrHangsOrLeavesTheDiscOpen) {
         const Lines commands = sound.Trace();
         ASSERT_GT(commands.size(), 10u);
         RoadBench whole(profile); // the same volume, which counts its size from block 0
-        whole.drive.m_bSpaceFromDiscStart = true;
+        whole.dvd.m_bSpaceFromDiscStart = true;
         ASSERT_EQ(whole.Go(VolumeStream(80, kSessionStart + 80)), "");
         EXPECT_EQ(whole.Trace(), commands);
         for (const RoadBench* bench : {&sound, &whole}) {
-            EXPECT_EQ(bench->drive.m_nFinalOffset, int64_t{kSessionStart + 80} * kDvdBlockBytes);
+            EXPECT_EQ(bench->dvd.m_nFinalOffset, int64_t{kSessionStart + 80} * kDvdBlockBytes);
             if (profile == 0x12 || profile == 0x13 || profile == 0x1A) {
                 // In place the old descriptor tells the size of both parts.
                 const Bytes disc = bench->Recorded();
@@ -94,15 +93,15 @@ TEST(DvdFaultTest, NoFaultLosesDataInSilenceOrHangsOrLeavesTheDiscOpen) {
                 EXPECT_LT(bench.clock.TotalSleep(), 60'000);
                 EXPECT_LT(bench.port.Sent().size(), 2 * commands.size() + 20);
                 // Blocks that the drive says it lost are not passed over.
-                const bool isTold = !failure.empty() || bench.drive.m_bMediaWritten;
+                const bool isTold = !failure.empty() || bench.dvd.m_bMediaWritten;
                 const bool isFlush = commands[nth].starts_with("35");
                 EXPECT_TRUE(isTold || !isFlush || &fault != faults);
                 // A finisher that was stopped by the fault does its work when it runs again; only
                 // a DVD-RAM has nothing to close.
-                if (bench.drive.m_bMediaWritten && profile != 0x12) {
-                    ASSERT_NE(bench.drive.m_pfnFinalize, nullptr);
-                    bench.drive.m_pfnFinalize(bench.drive);
-                    EXPECT_FALSE(bench.drive.m_bMediaWritten);
+                if (bench.dvd.m_bMediaWritten && profile != 0x12) {
+                    ASSERT_NE(bench.dvd.m_pfnFinalize, nullptr);
+                    bench.dvd.m_pfnFinalize(bench.dvd);
+                    EXPECT_FALSE(bench.dvd.m_bMediaWritten);
                 }
             }
         }

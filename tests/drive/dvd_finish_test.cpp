@@ -15,39 +15,40 @@ const Lines kStop = {"1B 01"};
 struct FinishCase {
     const char* what;
     uint32_t profile;
-    bool CAspiCD::*mode; // true for this case
-    Lines steps;         // without the stop of the unit
+    bool DvdRecording::*mode; // true for this case
+    Lines steps;              // without the stop of the unit
     bool clearsAddress = false;
 };
 
 const FinishCase kCases[] = {
     {"DVD+RW", 0x1A, nullptr, kFlush + Lines{"5B 01", "00"} + kCloseSession, true},
     {"DVD+R", 0x1B, nullptr, kFlush + kCloseTrack + kCloseSession},
-    {"DVD+R, one go", 0x1B, &CAspiCD::m_bDaoOnly, kFlush + kCloseTrack + Lines{"5B 01 06", "00"}},
-    {"DVD+R DL, one go", 0x2B, &CAspiCD::m_bDaoOnly,
+    {"DVD+R, one go", 0x1B, &DvdRecording::m_bDaoOnly,
+     kFlush + kCloseTrack + Lines{"5B 01 06", "00"}},
+    {"DVD+R DL, one go", 0x2B, &DvdRecording::m_bDaoOnly,
      kFlush + kCloseTrack + Lines{"5B 01 05", "00"}},
     {"DVD-RW overwrite", 0x13, nullptr, kFlush, true},
-    {"DVD-RW overwrite, grown", 0x13, &CAspiCD::m_bQuickGrown, kFlush + kCloseSession, true},
+    {"DVD-RW overwrite, grown", 0x13, &DvdRecording::m_bQuickGrown, kFlush + kCloseSession, true},
     {"DVD-R", 0x11, nullptr, kFlush + kCloseTrack + kCloseSession},
     {"DVD-RAM", 0x12, nullptr, kFlush},
-    {"DVD-R, one go", 0x11, &CAspiCD::m_bDaoMode, Lines{"35 02", "00"}},
+    {"DVD-R, one go", 0x11, &DvdRecording::m_bDaoMode, Lines{"35 02", "00"}},
 };
 
 // With the finisher that the medium got.
 struct Finished : DvdBench {
     explicit Finished(const FinishCase& c) : DvdBench(c.profile) {
-        drive.PrepareDvdMedia(0);
+        dvd.PrepareDvdMedia(0);
         port.Clear();
-        drive.m_bMediaWritten = true;
-        drive.m_nNextWriteAddress = 4711;
-        drive.m_nNextTrack = 0x102;
+        dvd.m_bMediaWritten = true;
+        dvd.m_nNextWriteAddress = 4711;
+        dvd.m_nNextTrack = 0x102;
         if (c.mode != nullptr) {
-            drive.*c.mode = true;
+            dvd.*c.mode = true;
         }
     }
     // What the finisher sends.
     Lines Finish() {
-        drive.m_pfnFinalize(drive);
+        dvd.m_pfnFinalize(dvd);
         Lines trace = Trace();
         port.Clear();
         return trace;
@@ -59,13 +60,13 @@ TEST(DvdFinishTest, ClosesEachMediumInItsOwnWay) {
         SCOPED_TRACE(c.what);
         Finished bench(c);
         EXPECT_EQ(bench.Finish(), c.steps + kStop);
-        EXPECT_FALSE(bench.drive.m_bMediaWritten);
-        EXPECT_FALSE(bench.drive.m_bQuickGrown);
-        EXPECT_EQ(bench.drive.m_nNextWriteAddress, c.clearsAddress ? 0u : 4711u);
+        EXPECT_FALSE(bench.dvd.m_bMediaWritten);
+        EXPECT_FALSE(bench.dvd.m_bQuickGrown);
+        EXPECT_EQ(bench.dvd.m_nNextWriteAddress, c.clearsAddress ? 0u : 4711u);
         EXPECT_EQ(bench.Finish(), Lines{}) << "nothing is left to finish";
 
         Finished running(c);
-        running.drive.m_bStopAfterFinish = false;
+        running.dvd.m_bStopAfterFinish = false;
         EXPECT_EQ(running.Finish(), c.steps) << "the unit is left running";
     }
 }
@@ -86,8 +87,8 @@ TEST(DvdFinishTest, AnErrorAtTheStopOfTheUnitCounts) {
         Finished bench({"", c.profile, nullptr, {}});
         bench.port.Queue(kStartStopUnit, Sense(c.code));
         bench.Finish();
-        EXPECT_EQ(bench.drive.m_bMediaWritten, !c.isDone);
-        EXPECT_EQ(bench.drive.m_bCacheLost, c.isLost);
+        EXPECT_EQ(bench.dvd.m_bMediaWritten, !c.isDone);
+        EXPECT_EQ(bench.drive.IsCacheLost(), c.isLost);
     }
 }
 
@@ -109,7 +110,7 @@ TEST(DvdFinishTest, StopsAtTheFirstStepThatFailsAndCanBeRunAgain) {
                 Finished bench(c);
                 bench.port.AnswerNth(step, replies[fault]);
                 const Lines trace = bench.Finish();
-                ASSERT_EQ(bench.drive.m_bMediaWritten, stops);
+                ASSERT_EQ(bench.dvd.m_bMediaWritten, stops);
                 if (stops) {
                     EXPECT_EQ(trace.back(), c.steps[isFirstFlush && !inOneGo ? 2 : step]);
                     EXPECT_EQ(bench.Finish(), c.steps + kStop);
@@ -121,7 +122,7 @@ TEST(DvdFinishTest, StopsAtTheFirstStepThatFailsAndCanBeRunAgain) {
 
 TEST(DvdFinishTest, WaitsForTheDriveAsLongAsItTakes) {
     Finished bench({"DVD+R", 0x1B, nullptr, {}});
-    bench.drive.m_nPollDelayMs = 77;
+    bench.dvd.m_nPollDelayMs = 77;
     bench.port.Queue(kTestUnitReady, Sense(0x20408)); // after the flush
     bench.port.Queue(kCloseTrackSession, {});
     bench.port.Queue(kCloseTrackSession, Sense(0x20407), 3);
@@ -137,7 +138,7 @@ TEST(DvdFinishTest, WaitsForTheDriveAsLongAsItTakes) {
 TEST(BusyDriveTest, IsAskedInModerationAndWaitedForUntilItIsGivenUp) {
     static const Bytes chunk(kDvdChunkBytes);
     static int32_t address = 0;
-    const auto write = [](CAspiCD& drive) { drive.WriteDvdChunk(chunk.data(), 32768); };
+    const auto write = [](CAspiCD& drive) { drive.Dvd().WriteDvdChunk(chunk.data(), 32768); };
     const std::tuple<uint8_t, int, int, std::function<void(CAspiCD&)>> cases[] = {
         {kWrite10, 0x20408, 22'160, write}, // at 16x
         {kWrite10, 0x20407, 22'160, write},
@@ -146,8 +147,8 @@ TEST(BusyDriveTest, IsAskedInModerationAndWaitedForUntilItIsGivenUp) {
          [](CAspiCD& drive) { drive.WriteBlocks(&address, chunk.data(), 1, nullptr, 2048); }},
         {kSynchronizeCache, 0x20408, 0, [](CAspiCD& drive) { drive.SyncCache(); }},
         {kTestUnitReady, 0x20408, 0, [](CAspiCD& drive) { drive.FinishSaoWrite(); }},
-        {kTestUnitReady, 0x20408, 0, [](CAspiCD& drive) { drive.FinishPlusR(); }},
-        {kStartStopUnit, 0x20407, 0, [](CAspiCD& drive) { drive.StopUnit(); }},
+        {kTestUnitReady, 0x20408, 0, [](CAspiCD& drive) { drive.Dvd().FinishPlusR(); }},
+        {kStartStopUnit, 0x20407, 0, [](CAspiCD& drive) { drive.Dvd().StopUnit(); }},
     };
     for (const auto& [opcode, code, velocity, run] : cases) {
         SCOPED_TRACE(testing::Message() << int{opcode} << " " << code << " " << velocity);
@@ -155,22 +156,22 @@ TEST(BusyDriveTest, IsAskedInModerationAndWaitedForUntilItIsGivenUp) {
         bench.port.Always(kReadBufferCapacity, Answer(12, {{4, 512 << 10, 4}, {8, 512 << 10, 4}}));
         bench.port.Always(kGetEventStatus, Bytes{0, 6, 6, 0x40, 1, 1, 0, 3});
         bench.port.Always(opcode, Sense(code));
-        bench.drive.m_nVelocity = velocity;
-        bench.drive.m_bMediaWritten = true;
+        bench.dvd.m_nVelocity = velocity;
+        bench.dvd.m_bMediaWritten = true;
         std::vector<BusyAnswer> answers = {BusyAnswer::GiveUp, BusyAnswer::WaitOn};
-        bench.drive.m_busyFunctor = [&] {
+        bench.drive.SetBusyFunctor([&] {
             const BusyAnswer answer = answers.back();
             answers.pop_back();
             return answer;
-        };
+        });
         run(bench.drive);
-        EXPECT_TRUE(bench.drive.m_bGivenUp && answers.empty());
+        EXPECT_TRUE(bench.drive.IsGivenUp() && answers.empty());
         EXPECT_EQ(bench.clock.TotalSleep() / 15'000, 240 / 15);
         EXPECT_LE(bench.port.Sent().size(), 240u * 10);
         run(bench.drive);
         EXPECT_EQ(bench.clock.TotalSleep() / 15'000, 240 / 15) << "now nothing waits any more";
-        bench.drive.m_bGivenUp = false;
-        bench.drive.m_busyFunctor = nullptr;
+        bench.drive.SetGivenUp(false);
+        bench.drive.SetBusyFunctor(nullptr);
         run(bench.drive);
         EXPECT_EQ(bench.clock.TotalSleep() / 120'000, 15 + 2);
     }
@@ -180,9 +181,9 @@ TEST(DvdFinishTest, FlushGivesTheErrorOfTheSecondFlushAndTimeForALeadOut) {
     DvdBench bench(0x11);
     bench.port.Queue(kSynchronizeCache, Sense(0x52400)); // not immediate: no wait
     bench.port.Queue(kSynchronizeCache, Sense(0x20408));
-    EXPECT_EQ(bench.drive.FlushDvdCache(true), 0x20408);
-    bench.drive.m_bDaoMode = true;
-    EXPECT_EQ(bench.drive.FlushDvdCache(true), 0);
+    EXPECT_EQ(bench.dvd.FlushDvdCache(true), 0x20408);
+    bench.dvd.m_bDaoMode = true;
+    EXPECT_EQ(bench.dvd.FlushDvdCache(true), 0);
     EXPECT_EQ(bench.Trace(), (Lines{"35 02", "35", "35 02", "00", "35 @900"}));
 }
 
@@ -190,10 +191,11 @@ TEST(DvdFinishTest, AFinisherStillSetRunsWhenTheDriveGoesAway) {
     ScriptedBench bench;
     {
         CAspiCD drive(0, 0, 0, &bench.transport);
-        drive.m_bMediaWritten = true;
-        drive.m_pfnFinalize = [](CAspiCD& one) { one.FinishMinusRw(); };
+        drive.Dvd().m_bMediaWritten = true;
+        drive.Dvd().m_pfnFinalize = [](DvdRecording& one) { one.FinishMinusRw(); };
         const CAspiCD copy(drive);
-        EXPECT_EQ(copy.m_pfnFinalize, nullptr) << "a copy must not close the disc a second time";
+        EXPECT_EQ(copy.Dvd().m_pfnFinalize, nullptr)
+            << "a copy must not close the disc a second time";
     }
     EXPECT_EQ(bench.Trace(), kFlush + kStop);
 }

@@ -12,12 +12,12 @@ const Arrange kAsIs = [](DvdBench&) {};
 const Arrange kOneGoOnly = [](DvdBench& bench) {
     bench.port.Always(Feature(0x21), Answer(16, {{3, 12}}));
 };
-const Arrange kOneGoByChoice = [](DvdBench& bench) { bench.drive.m_bDaoMode = true; };
-const Arrange kOneGoOnPlus = [](DvdBench& bench) { bench.drive.m_bDaoOnly = true; };
+const Arrange kOneGoByChoice = [](DvdBench& bench) { bench.dvd.m_bDaoMode = true; };
+const Arrange kOneGoOnPlus = [](DvdBench& bench) { bench.dvd.m_bDaoOnly = true; };
 const Arrange kWithoutTheFeature = [](DvdBench& bench) {
     bench.port.Always(Feature(0x21), Answer(16, {{3, 4}}));
 };
-const Arrange kSecondSession = [](DvdBench& bench) { bench.drive.m_nNextTrack = 2; };
+const Arrange kSecondSession = [](DvdBench& bench) { bench.dvd.m_nNextTrack = 2; };
 const Arrange kNotCalibrated = [](DvdBench& bench) { bench.SetDiscInfo(Answer(32, {{1, 32}})); };
 
 // A disc with these formats, and what became of its background format: 0 never begun, 1
@@ -25,7 +25,7 @@ const Arrange kNotCalibrated = [](DvdBench& bench) { bench.SetDiscInfo(Answer(32
 Arrange Formatted(const std::vector<FormatDescriptor>& formats, uint8_t state = 3) {
     return [formats, state](DvdBench& bench) {
         bench.SetFormats(formats);
-        bench.drive.m_abyDiscInfo[7] = state;
+        bench.dvd.m_abyDiscInfo[7] = state;
     };
 }
 
@@ -87,13 +87,13 @@ TEST(DvdPrepareTest, SetsTheDriveUpAsTheMediumAsks) {
         bench.SetTrack(4096, 0);
         bench.port.Always(kReadDvdStructure, Answer(20, {{1, 10}}));
         c.arrange(bench);
-        bench.drive.PrepareDvdMedia(1000 * kBlock);
+        bench.dvd.PrepareDvdMedia(1000 * kBlock);
         EXPECT_EQ(bench.Trace(), kLockAndEvents + c.trace);
         const bool readsAddress = c.trace.back().starts_with("52 01 00");
-        EXPECT_EQ(bench.drive.m_nNextWriteAddress, readsAddress ? 4096u : 0u);
-        EXPECT_EQ(bench.drive.m_nDriveBufferKB, 1024u);
-        EXPECT_EQ(bench.drive.m_nVelocity, 5540);
-        EXPECT_FALSE(bench.drive.m_bMediaWritten);
+        EXPECT_EQ(bench.dvd.m_nNextWriteAddress, readsAddress ? 4096u : 0u);
+        EXPECT_EQ(bench.dvd.m_nDriveBufferKB, 1024u);
+        EXPECT_EQ(bench.dvd.m_nVelocity, 5540);
+        EXPECT_FALSE(bench.dvd.m_bMediaWritten);
         for (const SentCommand& select : bench.port.Sent(kModeSelect10)) {
             EXPECT_EQ((select.dataOut[8 + 3] & 0xC0) | (select.dataOut[8 + 2] & 0x0F), c.selected);
         }
@@ -104,16 +104,16 @@ TEST(DvdPrepareTest, TakesNoAddressThatIsNotVouchedForAndReservesNothingWithoutA
     for (const Reply& answer :
          {Reply(TrackAnswer(4096, 0, 1, 0)), Sense(0x52400, TrackAnswer(4096))}) {
         DvdBench bench(0x2B);
-        bench.drive.m_bDaoOnly = true;
+        bench.dvd.m_bDaoOnly = true;
         bench.port.Always(kReadTrackInformation, answer);
-        bench.drive.PrepareDvdMedia(0);
-        EXPECT_EQ(bench.drive.m_nNextWriteAddress, 0u);
+        bench.dvd.PrepareDvdMedia(0);
+        EXPECT_EQ(bench.dvd.m_nNextWriteAddress, 0u);
         EXPECT_EQ(bench.Trace(), kLockAndEvents + kSpeed + kReadAddress);
     }
     DvdBench bench(0x15);
     kOneGoOnly(bench);
-    bench.drive.PrepareDvdMedia(0);
-    EXPECT_TRUE(bench.drive.m_bDaoMode);
+    bench.dvd.PrepareDvdMedia(0);
+    EXPECT_TRUE(bench.dvd.m_bDaoMode);
     EXPECT_TRUE(bench.port.Sent(kReadDvdStructure).empty());
     EXPECT_TRUE(bench.port.Sent(kReserveTrack).empty());
 }
@@ -126,10 +126,10 @@ TEST(DvdPrepareTest, FindsTheDrivesBufferOnPage2A) {
         Bytes page = Answer(32, {{0, 0x2A}, {1, length}, {12, bufferKB, 2}});
         page.resize(length + size_t{2});
         bench.SetPage2A(page);
-        bench.drive.PrepareDvdMedia(0);
-        EXPECT_EQ(bench.drive.m_nDriveBufferKB, expected);
+        bench.dvd.PrepareDvdMedia(0);
+        EXPECT_EQ(bench.dvd.m_nDriveBufferKB, expected);
         // The time for half of it, at the lowest speed if there is no other.
-        EXPECT_EQ(bench.drive.m_nPollDelayMs, expected * 500 / 1352);
+        EXPECT_EQ(bench.dvd.m_nPollDelayMs, expected * 500 / 1352);
     }
 }
 
@@ -163,7 +163,7 @@ TEST(DvdWriteParametersTest, AreFilledForEachMedium) {
             const uint8_t packets = c.fixedPackets ? 0x11 : 0x01;
             bench.port.Always(kReadTrackInformation,
                               Answer(32, {{5, 0xDD}, {6, packets}, {20, 0x01020304, 4}}));
-            bench.drive.SetupWriteParameters(bench.command, c.profile, c.writeMode);
+            bench.dvd.SetupWriteParameters(bench.command, c.profile, c.writeMode);
 
             page[0] = 0x05;
             page[2] = c.p2;
@@ -189,7 +189,7 @@ TEST(DvdWriteParametersTest, AnswersAreNotBelievedBeyondTheirEnds) {
         DvdBench bench(0x1B);
         bench.port.Queue(ModePage(5), first);
         bench.port.Queue(ModePage(5), second);
-        bench.drive.SetupWriteParameters(bench.command, 0x1B, 0xC0);
+        bench.dvd.SetupWriteParameters(bench.command, 0x1B, 0xC0);
         EXPECT_EQ(bench.Trace().back(), "55 10 00 00 00 00 00 00 3C");
         EXPECT_EQ(bench.port.Sent().back().dataOut.at(8), 5);
     }
@@ -246,7 +246,7 @@ TEST(DvdPrepareTest, SaysWhatIsWrongWithTheDriveOrTheDisc) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.text << " " << c.profile << " " << c.question);
         DvdBench bench(c.profile);
-        bench.drive.m_bDaoOnly = c.profile == 0x2B;
+        bench.dvd.m_bDaoOnly = c.profile == 0x2B;
         if (c.question == kSendOpcInformation) {
             bench.SetDiscInfo(Answer(32, {{1, 32}})); // no stored calibration
         }
@@ -254,7 +254,7 @@ TEST(DvdPrepareTest, SaysWhatIsWrongWithTheDriveOrTheDisc) {
         for (const Reply& answer : c.answers) {
             bench.port.Queue(c.question, answer);
         }
-        EXPECT_EQ(FailureOf([&] { bench.drive.PrepareDvdMedia(c.blocks * kBlock); }), c.text);
+        EXPECT_EQ(FailureOf([&] { bench.dvd.PrepareDvdMedia(c.blocks * kBlock); }), c.text);
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);
     }
 }
@@ -265,7 +265,7 @@ TEST(DvdPrepareTest, TheLayersOfADvdPlusRDlAreSplitInHalvesOfWholeEccBlocks) {
     for (const auto& [blocks, split] : splits) {
         DvdBench bench(0x2B);
         bench.port.Always(kReadDvdStructure, Answer(12, {{1, 10}}));
-        bench.drive.SplitPlusRDl(bench.command, blocks * kBlock);
+        bench.dvd.SplitPlusRDl(bench.command, blocks * kBlock);
         EXPECT_EQ(bench.port.Sent().back().dataOut, Answer(12, {{1, 10}, {8, split, 4}}));
     }
 }

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "drive/dvd_bench.h"
-#include "drive/dvd_texts.h"
 #include "support/memory_source.h"
 
 namespace larkspin {
@@ -18,7 +17,7 @@ struct RecordingBench : DvdBench {
             drive.WriteDvdFromHandle(
                 source, offset, [this](int percent) { progress.push_back(percent); }, cancel);
         });
-        EXPECT_EQ(drive.m_pCancel, nullptr);
+        EXPECT_EQ(drive.Cancel(), nullptr);
         return failure;
     }
     std::string Write(const Bytes& stream, int64_t offset = 0) {
@@ -44,10 +43,10 @@ TEST(DvdRecordingTest, EveryProfileRecordsTheStreamUnchangedAndPadsTheLastChunk)
             stream.resize(chunks * kDvdChunkBytes);
             EXPECT_EQ(bench.Recorded(), stream);
             EXPECT_EQ(bench.Writes(), chunks);
-            EXPECT_TRUE(bench.drive.m_bMediaWritten);
-            EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
+            EXPECT_TRUE(bench.dvd.m_bMediaWritten);
+            EXPECT_NE(bench.dvd.m_pfnFinalize, nullptr);
             // UpdateVolumeDescriptors needs the new descriptors there.
-            const uint8_t* const kept = bench.drive.m_pWriteBuffer.get() + kDvdChunkBytes;
+            const uint8_t* const kept = bench.dvd.m_pWriteBuffer.get() + kDvdChunkBytes;
             EXPECT_TRUE(std::equal(kept, kept + kDvdChunkBytes, stream.begin() + kDvdChunkBytes));
         }
     }
@@ -57,7 +56,7 @@ TEST(DvdRecordingTest, EveryProfileRecordsTheStreamUnchangedAndPadsTheLastChunk)
         stream.resize(tooShort);
         EXPECT_EQ(bench.Write(stream), "");
         EXPECT_EQ(bench.Trace(), Lines{"52 01 00 00 00 01 00 00 20"}) << "only the capacity";
-        EXPECT_EQ(bench.drive.m_pfnFinalize, nullptr);
+        EXPECT_EQ(bench.dvd.m_pfnFinalize, nullptr);
     }
 }
 
@@ -85,7 +84,7 @@ TEST(DvdRecordingTest, ReportsHowFarTheVolumeIs) {
         EXPECT_EQ(bench.progress, c.progress);
         const Bytes disc = bench.Recorded();
         EXPECT_EQ(Bytes(disc.begin() + c.offset * kBlock, disc.end()), c.stream);
-        EXPECT_EQ(bench.drive.m_nCurrentOffset, static_cast<int64_t>(disc.size()));
+        EXPECT_EQ(bench.dvd.m_nCurrentOffset, static_cast<int64_t>(disc.size()));
     }
 }
 
@@ -150,21 +149,21 @@ TEST(DvdRecordingTest, ACancelOrAFailureEndsTheRecordingAndWhatWasWrittenCanBeCl
             bench.port.Always(kWrite10, Sense(0x20408));
         }
         EXPECT_EQ(bench.Write(source, 0, &cancel), c.kind == kFails ? "cannot read source" : "");
-        EXPECT_EQ(bench.drive.m_nCurrentOffset, static_cast<int64_t>(c.chunks * kDvdChunkBytes));
-        EXPECT_EQ(bench.drive.m_bMediaWritten, c.chunks > 0);
+        EXPECT_EQ(bench.dvd.m_nCurrentOffset, static_cast<int64_t>(c.chunks * kDvdChunkBytes));
+        EXPECT_EQ(bench.dvd.m_bMediaWritten, c.chunks > 0);
         // A busy drive was sent one chunk more, and never another one in its place.
         const size_t sent = c.chunks + (c.kind == kBusy ? 1 : 0);
         EXPECT_EQ(bench.Recorded(), BlocksOf(stream, 0, sent * kDvdChunkBlocks));
         if (c.kind == kBusy) {
             continue;
         }
-        ASSERT_EQ(bench.drive.m_pfnFinalize != nullptr, c.chunks > 0);
+        ASSERT_EQ(bench.dvd.m_pfnFinalize != nullptr, c.chunks > 0);
         if (c.chunks == 0) {
             EXPECT_EQ(bench.Trace().size(), 1u) << "only the capacity was asked for";
             continue;
         }
-        bench.drive.m_pfnFinalize(bench.drive);
-        EXPECT_FALSE(bench.drive.m_bMediaWritten);
+        bench.dvd.m_pfnFinalize(bench.dvd);
+        EXPECT_FALSE(bench.dvd.m_bMediaWritten);
     }
     RecordingBench before(0x11);
     const CancelFunctor cancel([] { return true; });
@@ -176,7 +175,7 @@ TEST(DvdRecordingTest, ACancelOrAFailureEndsTheRecordingAndWhatWasWrittenCanBeCl
 TEST(DvdRecordingTest, AFormatRunsToItsEndWhateverTheUserSays) {
     RecordingBench bench(0x1A);
     bench.SetFormats({{2'295'104, 1}, {2'295'104, 0x26}});
-    bench.drive.m_abyDiscInfo[7] = 0;
+    bench.dvd.m_abyDiscInfo[7] = 0;
     bench.port.Queue(kTestUnitReady, Sense(0x20404), 5);
     const CancelFunctor cancel([&bench] { return !bench.port.Sent(kFormatUnit).empty(); });
     MemorySource source(VolumeStream(160));
@@ -192,34 +191,35 @@ TEST(DvdOpenTest, AcceptsWhatCanBeRecordedAndForgetsTheRecordingBefore) {
         SCOPED_TRACE(profile);
         RecordingBench bench(profile);
         CAspiCD& drive = bench.drive;
-        drive.m_bMediaWritten = drive.m_bDaoOnly = drive.m_bDaoMode = drive.m_bQuickGrown = true;
-        drive.m_bZeroFill = true;
-        drive.m_bStopAfterFinish = false;
-        drive.m_pfnFinalize = [](CAspiCD&) {};
-        drive.m_nNextTrack = drive.m_nVelocity = drive.m_nSessionStart = drive.m_nNextStart = 7;
-        drive.m_nPreviousStart = 7;
-        drive.m_nNextWriteAddress = drive.m_nPollDelayMs = drive.m_nDriveBufferKB = 7;
-        drive.m_nCurrentOffset = drive.m_nFinalOffset = drive.m_nStartOffset = 7;
-        drive.m_dSpeedFactor = 7;
+        DvdRecording& dvd = bench.dvd;
+        dvd.m_bMediaWritten = dvd.m_bDaoOnly = dvd.m_bDaoMode = dvd.m_bQuickGrown = true;
+        dvd.m_bZeroFill = true;
+        dvd.m_bStopAfterFinish = false;
+        dvd.m_pfnFinalize = [](DvdRecording&) {};
+        dvd.m_nNextTrack = dvd.m_nVelocity = dvd.m_nSessionStart = dvd.m_nNextStart = 7;
+        dvd.m_nPreviousStart = 7;
+        dvd.m_nNextWriteAddress = dvd.m_nPollDelayMs = dvd.m_nDriveBufferKB = 7;
+        dvd.m_nCurrentOffset = dvd.m_nFinalOffset = dvd.m_nStartOffset = 7;
+        dvd.m_dSpeedFactor = 7;
         drive.ResetDvdState();
-        EXPECT_FALSE(drive.m_bMediaWritten || drive.m_bDaoOnly || drive.m_bDaoMode ||
-                     drive.m_bQuickGrown || drive.m_bZeroFill || !drive.m_bStopAfterFinish);
-        EXPECT_EQ(drive.m_pfnFinalize, nullptr);
-        EXPECT_EQ(std::tuple(drive.m_nNextTrack, drive.m_nNextWriteAddress, drive.m_nPollDelayMs,
-                             drive.m_nDriveBufferKB, drive.m_nVelocity, drive.m_dSpeedFactor),
+        EXPECT_FALSE(dvd.m_bMediaWritten || dvd.m_bDaoOnly || dvd.m_bDaoMode || dvd.m_bQuickGrown ||
+                     dvd.m_bZeroFill || !dvd.m_bStopAfterFinish);
+        EXPECT_EQ(dvd.m_pfnFinalize, nullptr);
+        EXPECT_EQ(std::tuple(dvd.m_nNextTrack, dvd.m_nNextWriteAddress, dvd.m_nPollDelayMs,
+                             dvd.m_nDriveBufferKB, dvd.m_nVelocity, dvd.m_dSpeedFactor),
                   std::tuple(1, 1u, 189u, 512u, 0, 0.0));
-        EXPECT_EQ(drive.m_nCurrentOffset + drive.m_nFinalOffset + drive.m_nStartOffset, 0);
-        EXPECT_EQ(drive.m_abyFormats[3] + drive.m_abyDiscInfo[1], 0);
-        EXPECT_EQ(drive.m_nSessionStart + drive.m_nNextStart + drive.m_nPreviousStart, 0);
+        EXPECT_EQ(dvd.m_nCurrentOffset + dvd.m_nFinalOffset + dvd.m_nStartOffset, 0);
+        EXPECT_EQ(dvd.m_abyFormats[3] + dvd.m_abyDiscInfo[1], 0);
+        EXPECT_EQ(dvd.m_nSessionStart + dvd.m_nNextStart + dvd.m_nPreviousStart, 0);
 
-        drive.m_nPreviousStart = drive.m_nNextStart = drive.m_nSessionStart = 7;
+        dvd.m_nPreviousStart = dvd.m_nNextStart = dvd.m_nSessionStart = 7;
         const bool isRecordable = profile > 0x10 && profile != 0x42;
         for (const double speed : {4.0, -1.0}) { // a wish, and none
             EXPECT_EQ(FailureOf([&] { drive.OpenDvdForWriting(true, speed); }),
                       isRecordable ? "" : "disk is not a recordable DVD");
-            EXPECT_EQ(drive.m_dSpeedFactor, 4.0);
+            EXPECT_EQ(dvd.m_dSpeedFactor, 4.0);
         }
-        EXPECT_EQ(drive.m_nSessionStart + drive.m_nNextStart + drive.m_nPreviousStart,
+        EXPECT_EQ(dvd.m_nSessionStart + dvd.m_nNextStart + dvd.m_nPreviousStart,
                   isRecordable ? 0 : 21);
     }
 }
@@ -240,12 +240,12 @@ TEST(DvdOpenTest, AnAppendNeedsAnIsoVolume) {
         bench.port.Always(kRead10, block16);
         EXPECT_EQ(FailureOf([&] { bench.drive.OpenDvdForWriting(false, -1.0); }), text);
         const bool appends = text[0] == '\0';
-        EXPECT_EQ(bench.drive.m_nPreviousStart, appends ? 16 : 0);
-        EXPECT_EQ(bench.drive.m_nNextStart, appends ? 1008 : 0);
-        EXPECT_EQ(bench.drive.m_nSessionStart, appends ? 1008 : 0);
+        EXPECT_EQ(bench.dvd.m_nPreviousStart, appends ? 16 : 0);
+        EXPECT_EQ(bench.dvd.m_nNextStart, appends ? 1008 : 0);
+        EXPECT_EQ(bench.dvd.m_nSessionStart, appends ? 1008 : 0);
         // To ignore what is there is always possible.
         EXPECT_EQ(FailureOf([&] { bench.drive.OpenDvdForWriting(true, -1.0); }), "");
-        EXPECT_EQ(bench.drive.m_nNextStart, 0);
+        EXPECT_EQ(bench.dvd.m_nNextStart, 0);
     }
 }
 

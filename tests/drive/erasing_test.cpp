@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "drive/dvd_bench.h"
-#include "drive/dvd_texts.h"
 
 namespace larkspin {
 namespace {
@@ -74,22 +73,22 @@ TEST(FormatTest, IsDoneWhenTheDiscAndTheRecordingNeedIt) {
         SCOPED_TRACE(testing::Message() << c.what << " " << static_cast<int>(c.kind));
         DvdBench bench(0x1A);
         bench.SetFormats(c.formats);
-        bench.drive.m_bDaoOnly = c.daoOnly;
+        bench.dvd.m_bDaoOnly = c.daoOnly;
         bench.port.Queue(kTestUnitReady, Sense(0x20404));
         Lines trace = {"04 11", "00", "00"};
         if (c.kind == Kind::PlusRw) {
-            bench.drive.FormatPlusRw(bench.command);
+            bench.dvd.FormatPlusRw(bench.command);
             trace.push_back("35");
         } else if (c.kind == Kind::RestartPlusRw) {
-            EXPECT_EQ(bench.drive.RestartPlusRwFormat(bench.command, c.blocks * kBlock), 0);
+            EXPECT_EQ(bench.dvd.RestartPlusRwFormat(bench.command, c.blocks * kBlock), 0);
         } else {
-            EXPECT_EQ(bench.drive.QuickGrowMinusRw(bench.command, c.blocks * kBlock), 0);
+            EXPECT_EQ(bench.dvd.QuickGrowMinusRw(bench.command, c.blocks * kBlock), 0);
         }
         EXPECT_EQ(bench.Trace(), c.list.empty() ? Lines() : trace);
         for (const SentCommand& sent : bench.port.Sent(kFormatUnit)) {
             EXPECT_EQ(sent.dataOut, c.list);
         }
-        EXPECT_EQ(bench.drive.m_bQuickGrown, c.grown);
+        EXPECT_EQ(bench.dvd.m_bQuickGrown, c.grown);
     }
 }
 
@@ -100,23 +99,23 @@ TEST(FormatTest, AFormatThatFailsSaysSo) {
     bench.SetFormats({{100, 1}, {2'295'104, 0x26}, {5000, 0x13}});
     bench.port.Queue(kFormatUnit, refused, 3);
     bench.port.Queue(kSynchronizeCache, Sense(0x33101));
-    EXPECT_EQ(FailureOf([&] { bench.drive.FormatPlusRw(command); }), "format command failed");
-    EXPECT_EQ(bench.drive.RestartPlusRwFormat(command, 0), 1);
-    EXPECT_EQ(bench.drive.QuickGrowMinusRw(command, 0), 1);
-    EXPECT_EQ(FailureOf([&] { bench.drive.FormatPlusRw(command); }), "flush failed");
+    EXPECT_EQ(FailureOf([&] { bench.dvd.FormatPlusRw(command); }), "format command failed");
+    EXPECT_EQ(bench.dvd.RestartPlusRwFormat(command, 0), 1);
+    EXPECT_EQ(bench.dvd.QuickGrowMinusRw(command, 0), 1);
+    EXPECT_EQ(FailureOf([&] { bench.dvd.FormatPlusRw(command); }), "flush failed");
     bench.port.Queue(kTestUnitReady, Sense(0x23A00));
-    EXPECT_EQ(bench.drive.QuickGrowMinusRw(command, 0), 0x23A00);
+    EXPECT_EQ(bench.dvd.QuickGrowMinusRw(command, 0), 0x23A00);
 
     const char* const notListed = "can't locate DVD+RW format descriptor";
     bench.SetFormats({{100, 1}, {7, 0}});
-    EXPECT_EQ(FailureOf([&] { bench.drive.FormatPlusRw(command); }), notListed);
-    EXPECT_EQ(FailureOf([&] { bench.drive.RestartPlusRwFormat(command, 0); }), notListed);
+    EXPECT_EQ(FailureOf([&] { bench.dvd.FormatPlusRw(command); }), notListed);
+    EXPECT_EQ(FailureOf([&] { bench.dvd.RestartPlusRwFormat(command, 0); }), notListed);
 }
 
 struct EraseTest : testing::Test {
     EraseTest() {
         // What a cancelled recording may have left in the buffer.
-        std::fill_n(bench.drive.m_pWriteBuffer.get(), kDvdBufferBytes, uint8_t{0xEE});
+        std::fill_n(bench.dvd.m_pWriteBuffer.get(), kDvdBufferBytes, uint8_t{0xEE});
         bench.port.OnCommand([](const SentCommand& sent) {
             const bool beyond =
                 sent.cdb[0] == kWrite10 && LoadBe32(&sent.cdb[2]) + 16 > kDiscBlocks;
@@ -128,7 +127,7 @@ struct EraseTest : testing::Test {
         bench.drive.FormatDvdRewritable(
             static_cast<int64_t>(offset), quick,
             [this](int percent) { progress.push_back(percent); }, cancel);
-        EXPECT_EQ(bench.drive.m_pCancel, nullptr);
+        EXPECT_EQ(bench.drive.Cancel(), nullptr);
     }
 
     static constexpr uint32_t kDiscBlocks = 160;
@@ -146,9 +145,9 @@ TEST_F(EraseTest, QuickZeroesTheDescriptorsOnly) {
         EXPECT_EQ(LoadBe32(&writes[0].cdb[2]), offset / kBlock);
         EXPECT_EQ(bench.Recorded(), Bytes(offset + kDvdBufferBytes));
         EXPECT_EQ(progress, (std::vector<int>{50, 100}));
-        EXPECT_TRUE(bench.drive.m_bZeroFill);
+        EXPECT_TRUE(bench.dvd.m_bZeroFill);
         bench.port.Clear();
-        bench.drive.m_pfnFinalize(bench.drive);
+        bench.dvd.m_pfnFinalize(bench.dvd);
         EXPECT_EQ(bench.port.SentOpcodes(), (Bytes{0x35, 0, 0x35, 0x5B, 0, 0x5B, 0, 0x1B}));
     }
 }
@@ -160,20 +159,20 @@ TEST_F(EraseTest, FullRunsUntilTheDriveRefusesOrTheUserSaysSo) {
     for (const SentCommand& write : bench.port.Sent(kWrite10)) {
         EXPECT_EQ(write.dataOut, Bytes(kDvdChunkBytes));
     }
-    EXPECT_NE(bench.drive.m_pfnFinalize, nullptr);
-    EXPECT_TRUE(bench.drive.m_bMediaWritten);
+    EXPECT_NE(bench.dvd.m_pfnFinalize, nullptr);
+    EXPECT_TRUE(bench.dvd.m_bMediaWritten);
 
     for (const size_t writes : {0u, 5u}) {
         bench.port.Clear();
-        bench.drive.m_pfnFinalize = nullptr;
+        bench.dvd.m_pfnFinalize = nullptr;
         const CancelFunctor cancel([&] { return bench.port.Sent(kWrite10).size() == writes; });
         Erase(0, false, &cancel);
         EXPECT_EQ(bench.port.Sent().empty(), writes == 0);
-        EXPECT_EQ(bench.drive.m_nCurrentOffset, static_cast<int64_t>(writes * kDvdChunkBytes));
-        EXPECT_EQ(bench.drive.m_pfnFinalize != nullptr, writes > 0);
+        EXPECT_EQ(bench.dvd.m_nCurrentOffset, static_cast<int64_t>(writes * kDvdChunkBytes));
+        EXPECT_EQ(bench.dvd.m_pfnFinalize != nullptr, writes > 0);
     }
     bench.port.Clear();
-    bench.drive.m_nProfile = 0x2A;
+    bench.dvd.m_nProfile = 0x2A;
     EXPECT_EQ(FailureOf([this] { Erase(0, true); }), "disk type not supported");
     EXPECT_TRUE(bench.port.Sent(kWrite10).empty());
 }

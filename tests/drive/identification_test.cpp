@@ -61,18 +61,19 @@ TEST(DiskInfoTest, StatesOfADisc) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
-        bench.drive.m_nCapacity = bench.drive.m_nNextAddress = 77; // left by another disc
-        bench.drive.m_dwDiskState = bench.drive.m_dwDiskKnown = 0xFF;
+        bench.drive.Disk().m_nCapacity = bench.drive.Disk().m_nNextAddress =
+            77; // left by another disc
+        bench.drive.Disk().m_dwDiskState = bench.drive.Disk().m_dwDiskKnown = 0xFF;
         bench.port.Queue(kReadDiscInformation, Sense(0x62800), 3); // the change is told first
         bench.port.Queue(kReadDiscInformation, c.info);
         bench.port.Always(ModePage(5), ModeAnswer(Page(5, 50)));
         bench.port.Always(kReadTrackInformation, TrackAnswer(20'000, 0, 0x40));
         bench.drive.ReadDiskInfo();
-        EXPECT_EQ(bench.drive.m_dwDiskState, c.state);
-        EXPECT_EQ(bench.drive.m_dwDiskKnown,
+        EXPECT_EQ(bench.drive.Disk().m_dwDiskState, c.state);
+        EXPECT_EQ(bench.drive.Disk().m_dwDiskKnown,
                   known | (c.capacity > 0 ? uint32_t{DISK_CAPACITY_KNOWN} : 0));
-        EXPECT_EQ(bench.drive.m_nCapacity, c.capacity);
-        EXPECT_EQ(bench.drive.m_nNextAddress, c.next);
+        EXPECT_EQ(bench.drive.Disk().m_nCapacity, c.capacity);
+        EXPECT_EQ(bench.drive.Disk().m_nNextAddress, c.next);
         EXPECT_EQ(bench.Trace().front(), "51 00 00 00 00 00 00 00 FF @240");
         EXPECT_EQ(bench.Trace().back(), "43 00 01 00 00 00 00 00 0C");
     }
@@ -81,7 +82,7 @@ TEST(DiskInfoTest, StatesOfADisc) {
     bench.port.Queue(kReadDiscInformation, DiscInfo(1, 0, 0, 0x0A0205));
     bench.port.Always(kModeSense10, Sense(0x52400));
     bench.drive.ReadDiskInfo();
-    EXPECT_EQ(bench.drive.m_nNextAddress, ((10 + 1) * 60 + 2) * 75 + 5);
+    EXPECT_EQ(bench.drive.Disk().m_nNextAddress, ((10 + 1) * 60 + 2) * 75 + 5);
 }
 
 TEST(DiskInfoTest, FailureLeavesTheDiscUnknownButForTheToc) {
@@ -103,8 +104,8 @@ TEST(DiskInfoTest, FailureLeavesTheDiscUnknownButForTheToc) {
         bench.port.Always(kReadDiscInformation, c.info);
         bench.port.Always(kReadToc, c.toc);
         bench.drive.ReadDiskInfo();
-        EXPECT_EQ(bench.drive.m_dwDiskState, c.state);
-        EXPECT_EQ(bench.drive.m_dwDiskKnown, c.known);
+        EXPECT_EQ(bench.drive.Disk().m_dwDiskState, c.state);
+        EXPECT_EQ(bench.drive.Disk().m_dwDiskKnown, c.known);
         EXPECT_EQ(bench.port.Sent(kReadDiscInformation).size(), c.asked);
     }
 }
@@ -254,8 +255,8 @@ TEST(CapacityTest, ComesFromTheTrackOrTheFormats) {
             EXPECT_EQ(Trace({sent}), Lines{"52 01 00 00 01 02 00 00 20"});
         }
 
-        std::ranges::copy(c.formats, bench.drive.m_abyFormats.begin());
-        bench.drive.m_nNextTrack = 3;
+        std::ranges::copy(c.formats, bench.dvd.m_abyFormats.begin());
+        bench.dvd.m_nNextTrack = 3;
         bench.port.Clear();
         EXPECT_EQ(bench.drive.GetDvdBytes(), int64_t{c.dvdBlocks} * 2048);
         for (const std::string& sent : bench.Trace()) {
@@ -298,7 +299,7 @@ TEST(CapacityTest, BadListsOfFormatsFail) {
                 if (family == 0) {
                     EXPECT_EQ(bench.drive.GetDvdCapacity(), -1);
                 } else {
-                    bench.drive.IdentifyMedia();
+                    bench.dvd.IdentifyMedia();
                 }
             });
             EXPECT_EQ(failure, family == 0 ? "" : "cannot detect disk format");
@@ -324,7 +325,7 @@ TEST(IdentifyMediaTest, BlankMarkComesFromTheDiscOrItsFormat) {
         DvdBench bench(profile);
         bench.SetDiscInfo(DiscInfo(status));
         bench.SetFormats({{5, type}, {9, 0x26}});
-        EXPECT_EQ(bench.drive.IdentifyMedia(), media) << name;
+        EXPECT_EQ(bench.dvd.IdentifyMedia(), media) << name;
     }
 }
 
@@ -334,7 +335,7 @@ TEST(IdentifyMediaTest, OpenTrayIsLoadedOnceAndTheWaitHasAnEnd) {
     bench.port.Queue(Feature(0), ProfileAnswer(9));
     bench.port.Queue(kTestUnitReady, Sense(0x23A02));
     bench.port.Queue(kTestUnitReady, Sense(0x20401)); // becoming ready
-    EXPECT_EQ(bench.drive.IdentifyMedia(), 9u);
+    EXPECT_EQ(bench.dvd.IdentifyMedia(), 9u);
     EXPECT_EQ(bench.Trace(), (Lines{"46 00 00 00 00 00 00 00 08", "00", "1B 00 00 00 03", "00",
                                     "00", "46 00 00 00 00 00 00 00 08"}));
     const std::tuple<Reply, Reply, size_t, int64_t> cases[] = {
@@ -348,7 +349,7 @@ TEST(IdentifyMediaTest, OpenTrayIsLoadedOnceAndTheWaitHasAnEnd) {
         none.port.Always(Feature(0), ProfileAnswer(0));
         none.port.Queue(kTestUnitReady, empty);
         none.port.Always(kTestUnitReady, loaded);
-        EXPECT_EQ(none.drive.IdentifyMedia(), 0u);
+        EXPECT_EQ(none.dvd.IdentifyMedia(), 0u);
         EXPECT_EQ(none.port.Sent(kStartStopUnit).size(), loads);
         EXPECT_EQ(none.clock.TotalSleep(), sleep);
     }
@@ -365,13 +366,13 @@ TEST(IdentifyMediaTest, EachFailureHasItsText) {
         DvdBench bench(question == kStartStopUnit ? 0 : 0x1A);
         bench.port.Always(kTestUnitReady, Sense(0x23A00));
         bench.port.Always(question, reply);
-        EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), text);
+        EXPECT_EQ(FailureOf([&] { bench.dvd.IdentifyMedia(); }), text);
     }
     DvdBench bench(0x1A);
     bench.transport.m_Devices[2].abyInquiry[0] = 4;
-    EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), "not a DVD drive");
+    EXPECT_EQ(FailureOf([&] { bench.dvd.IdentifyMedia(); }), "not a DVD drive");
     bench.transport.m_Devices[2].bPresent = false;
-    EXPECT_EQ(FailureOf([&] { bench.drive.IdentifyMedia(); }), "inquiry failed");
+    EXPECT_EQ(FailureOf([&] { bench.dvd.IdentifyMedia(); }), "inquiry failed");
 }
 
 TEST(IsoVolumeTest, NeedsADiscAndAPrimaryDescriptor) {

@@ -64,7 +64,7 @@ TEST(WriteSpeedListTest, ComesFromGetPerformanceInTheDrivesOrderAsMultiplesOfThe
         } else {
             EXPECT_EQ(FailureOf([&] { bench.drive.GetWriteSpeeds(); }), "Unsupported media.");
         }
-        bench.drive.m_bHasConfig = false; // an old drive, for CDs only
+        CAspiCDPeek::HasConfig(bench.drive) = false; // an old drive, for CDs only
         EXPECT_THAT(bench.drive.GetWriteSpeeds(), ElementsAre(DoubleEq(5540 / 176.4)));
     }
     DvdBench bench(0x1B);
@@ -147,18 +147,18 @@ TEST(Page2ATest, SecondReadTakesItAll) {
     const Bytes whole = Page2A(5540, {5540, 2770});
     DvdBench bench(0x1A);
     bench.port.Queue(ModePage(0x2A), whole, 2);
-    EXPECT_EQ(bench.drive.ReadPage2A(bench.command), whole);
+    EXPECT_EQ(bench.dvd.ReadPage2A(bench.command), whole);
     EXPECT_EQ(bench.Trace(), (Lines{"5A 08 2A 00 00 00 00 00 0C", "5A 08 2A 00 00 00 00 00 30"}));
 
     // A mode data length that is too short is helped by the page length, one that grew is cut.
     Bytes liar = whole;
     liar[1] = 20;
     bench.port.Queue(ModePage(0x2A), liar, 2);
-    EXPECT_EQ(bench.drive.ReadPage2A(bench.command).size(), whole.size());
+    EXPECT_EQ(bench.dvd.ReadPage2A(bench.command).size(), whole.size());
     liar[1] = 200;
     bench.port.Queue(ModePage(0x2A), whole);
     bench.port.Queue(ModePage(0x2A), liar);
-    EXPECT_EQ(bench.drive.ReadPage2A(bench.command)[1], whole.size() - 2);
+    EXPECT_EQ(bench.dvd.ReadPage2A(bench.command)[1], whole.size() - 2);
 }
 
 TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
@@ -182,11 +182,11 @@ TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
         bench.port.Queue(kCurrent, CurrentSpeed(1, 1));
         bench.port.Always(kCurrent, CurrentSpeed(aimed, 1));
         bench.port.Always(ModePage(0x2A), Page2A(7));
-        bench.drive.m_dSpeedFactor = wish;
+        bench.dvd.m_dSpeedFactor = wish;
         Bytes page = Page2A(1);
-        EXPECT_EQ(bench.drive.SetDvdWriteSpeed(bench.command, dash, &page), int(aimed));
-        EXPECT_EQ(bench.drive.m_nVelocity, int(aimed));
-        EXPECT_EQ(bench.drive.m_dSpeedFactor, 0.0);
+        EXPECT_EQ(bench.dvd.SetDvdWriteSpeed(bench.command, dash, &page), int(aimed));
+        EXPECT_EQ(bench.dvd.m_nVelocity, int(aimed));
+        EXPECT_EQ(bench.dvd.m_dSpeedFactor, 0.0);
         EXPECT_EQ(LoadBe16(&page[8 + 28]), 7) << "the page was read again";
 
         const std::vector<SentCommand> streaming = bench.port.Sent(kSetStreaming);
@@ -244,16 +244,16 @@ TEST(DvdSpeedTest, CurrentSpeedIsAskedOfThePageToo) {
         bench.port.Always(kList, c.list);
         bench.port.Always(kCurrent, c.current);
         bench.port.Always(ModePage(0x2A), c.page);
-        bench.drive.m_dSpeedFactor = c.wish;
+        bench.dvd.m_dSpeedFactor = c.wish;
         Bytes page = c.page;
         int aimed = 0;
         EXPECT_EQ(FailureOf([&] {
-                      aimed = bench.drive.SetDvdWriteSpeed(bench.command, true,
-                                                           page.empty() ? nullptr : &page);
+                      aimed = bench.dvd.SetDvdWriteSpeed(bench.command, true,
+                                                         page.empty() ? nullptr : &page);
                   }),
                   c.text);
         EXPECT_EQ(aimed, c.aimed);
-        EXPECT_EQ(bench.drive.m_nVelocity, c.velocity);
+        EXPECT_EQ(bench.dvd.m_nVelocity, c.velocity);
         EXPECT_EQ(bench.Trace().back() == "AC 04 00 00 00 00 00 00 00 03", c.current.data == zones);
         EXPECT_EQ(bench.port.Sent(kSetStreaming).size(), c.wish == 8 && aimed >= 0 ? 1u : 0u);
     }
@@ -278,8 +278,8 @@ TEST(DvdSpeedTest, EachFailureHasItsText) {
         for (const Reply& answer : replies) {
             bench.port.Queue(question, answer);
         }
-        bench.drive.m_dSpeedFactor = 8;
-        EXPECT_EQ(FailureOf([&] { bench.drive.PrepareDvdRecording(bench.command, 0x1A); }), text);
+        bench.dvd.m_dSpeedFactor = 8;
+        EXPECT_EQ(FailureOf([&] { bench.dvd.PrepareDvdRecording(bench.command, 0x1A); }), text);
         EXPECT_EQ(bench.port.QueuedLeft(), 0u);
     }
 }
@@ -305,12 +305,12 @@ TEST(PageVelocityTest, OnlyACredibleSpeedStands) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedDrive bench;
-        bench.drive.m_dSpeedFactor = 2;
-        bench.drive.m_nPollDelayMs = 1;
-        bench.drive.VelocityFromPage2A(c.dash, c.page);
-        EXPECT_EQ(bench.drive.m_nVelocity, c.velocity);
-        EXPECT_EQ(bench.drive.m_nPollDelayMs, c.delay);
-        EXPECT_EQ(bench.drive.m_dSpeedFactor, c.wish);
+        bench.dvd.m_dSpeedFactor = 2;
+        bench.dvd.m_nPollDelayMs = 1;
+        bench.dvd.VelocityFromPage2A(c.dash, c.page);
+        EXPECT_EQ(bench.dvd.m_nVelocity, c.velocity);
+        EXPECT_EQ(bench.dvd.m_nPollDelayMs, c.delay);
+        EXPECT_EQ(bench.dvd.m_dSpeedFactor, c.wish);
     }
 }
 

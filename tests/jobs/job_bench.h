@@ -189,8 +189,7 @@ class JobBench {
     // Puts the disc back in; true if it is a disc with a closed session on it.
     bool IsClosed() {
         Reload();
-        return (Drive().m_dwDiskKnown & DISK_BLANK) != 0 &&
-               (Drive().m_dwDiskState & DISK_BLANK) == 0 &&
+        return Drive().Disk().Knows(DISK_BLANK) && !Drive().Disk().IsKnownToBe(DISK_BLANK) &&
                Drive().ReadMultiSessionStart(nullptr) == 0;
     }
     // Adds these of the source folder's files and folders to the disc, without a word to the user;

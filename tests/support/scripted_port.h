@@ -9,7 +9,7 @@
 // thread.
 #pragma once
 
-#include "drive/aspi_cd.h"
+#include "drive/dvd_detail.h"
 #include "drive/port.h"
 #include "drive/timeouts.h"
 #include "drive/transport.h"
@@ -25,6 +25,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -322,8 +323,20 @@ struct ScriptedBench {
 };
 
 // The same with its CAspiCD.
+// What a drive keeps to itself.
+struct CAspiCDPeek {
+    static auto Identity(CAspiCD& drive) {
+        return std::tie(drive.m_strName, drive.m_wDriveLetter, drive.m_pTransport,
+                        drive.m_bConfigKnown, drive.m_bHasConfig);
+    }
+    static bool& HasConfig(CAspiCD& drive) { return drive.m_bHasConfig; }
+    static uint32_t& Capabilities(CAspiCD& drive) { return drive.m_dwCapabilities; }
+    static uint8_t Target(const CAspiCD& drive) { return drive.m_byTarget; }
+};
+
 struct ScriptedDrive : ScriptedBench {
     CAspiCD drive{0, 0, 0, &transport};
+    DvdRecording& dvd = drive.Dvd();
 };
 
 } // namespace larkspin
