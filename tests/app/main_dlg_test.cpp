@@ -154,6 +154,7 @@ TEST(MessageTable, EraseTakesTheStagedPathAwayAndEraseDiskTranslates) {
         EXPECT_EQ(bench.dlg.EraseDisk(drive), 0);
         ASSERT_TRUE(bench.AJobWasStarted());
         bench.EndJob();
+        EXPECT_EQ(bench.port.Sent().back().letterIndex, kFirstLetterIndex + 1);
         EXPECT_EQ(bench.ui.Exits(), 0) << "a cancelled dialog leaves the program idle";
     }
     for (const char16_t* drive : {u"sr", u"sr2", u"E", u"d", u"/home/sr1", u"Dx"}) {

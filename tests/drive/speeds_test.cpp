@@ -172,6 +172,8 @@ TEST(DvdSpeedTest, WishIsScaledByTheLowestSpeedAndMatched) {
         {"lowest 4x", {5'540, 11'080}, 8, true, 11'080},
         {"lowest 6x", {8'310, 16'620}, 12, true, 16'620},
         {"lowest 8x", {11'080, 16'620, 22'160}, 12, false, 16'620},
+        {"exactly 14872", {14'872, 22'308}, 12, false, 22'308},
+        {"lowest 14873", {14'873, 22'310}, 12, false, 14'873},
         {"lowest 12x", {16'620, 22'160}, 12, false, 16'620},
         {"lowest 16x", {22'160, 27'700}, 16, false, 22'160},
     };

@@ -41,6 +41,8 @@ TEST(DataJob, WritesTheQueueToABlankCd) {
     const Bytes track = bench.Track();
     const std::string id(track.begin() + 16 * 2048 + 40, track.begin() + 16 * 2048 + 72);
     EXPECT_EQ(id.substr(0, id.find_last_not_of(' ') + 1), "_NIT_1");
+    const Bytes wide = {0, 0xDC, 0, 'n', 0, 'i', 0, 't', 0, ' ', 0, '1'};
+    EXPECT_TRUE(std::equal(wide.begin(), wide.end(), track.begin() + 17 * 2048 + 40)) << "Joliet";
     EXPECT_TRUE(bench.IsClosed());
 }
 
@@ -285,6 +287,52 @@ TEST(DataJob, ADriveThatRefusesTheSettingsWritesNothing) {
         ASSERT_EQ(bench.ui.Texts().size(), 1U);
         EXPECT_TRUE(bench.ui.Texts()[0].starts_with(u"The drive does not take the settings"));
         EXPECT_EQ(bench.commands[mmc::kWrite10] + bench.host.clears + bench.ejects, 0);
+    }
+}
+
+TEST(Jobs, GiveTheDriveTheSpeedAndTheSettingsOfTheUser) {
+    const struct {
+        JobKind job;
+        const char* kind;
+        double speed;
+        uint32_t kilobytes; // a second, as the drive is told
+    } cases[] = {
+        {JobKind::Data, "cd-r", 4, 708},
+        {JobKind::Audio, "cd-r", 8, 1416},
+        {JobKind::Image, "cd-r", 16, 2832},
+        {JobKind::Data, "dvd+r", 2.4, 3324},
+    };
+    for (const auto& test : cases) {
+        for (const bool isProtected : {false, true}) {
+            SCOPED_TRACE(
+                Format("%d on %s, %d", static_cast<int>(test.job), test.kind, isProtected));
+            JobBench bench(test.kind);
+            bench.host.underrunProtection = isProtected;
+            bench.host.speedControl = !isProtected;
+            bench.ui.data.dSpeed = bench.ui.audio.dSpeed = bench.ui.image.dSpeed = test.speed;
+            uint32_t told = 0;
+            std::optional<bool> protection; // bit BUFE of the write parameters
+            bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+                const auto* data = static_cast<const uint8_t*>(request.data);
+                if (request.cdb[0] == mmc::kSetCdSpeed) {
+                    told = LoadBe16(&request.cdb[4]);
+                } else if (request.cdb[0] == mmc::kSetStreaming) {
+                    told = LoadBe32(data + 20);
+                } else if (request.cdb[0] == mmc::kModeSelect10 && (data[8] & 0x3F) == 5) {
+                    protection = (data[8 + 2] & 0x40) != 0;
+                }
+                return std::nullopt;
+            };
+            const Bytes bytes = Payload(300 * 2352 * 4, 1);
+            const bool isAudio = test.job == JobKind::Audio;
+            bench.RunOne(test.job, isAudio ? bench.AddWav("a.wav", bytes)
+                                           : bench.AddFile("a.iso", Bytes(600 * 2048)));
+            EXPECT_EQ(bench.ui.Texts(), Texts{});
+            EXPECT_EQ(told, test.kilobytes);
+            if (test.job != JobKind::Data) { // which is always written with it
+                EXPECT_EQ(protection, isProtected);
+            }
+        }
     }
 }
 

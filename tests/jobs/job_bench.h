@@ -92,8 +92,10 @@ class FakeHost final : public JobHost {
     std::u16string DataHeaderText() override { return u"data header"; }
     std::u16string AudioHeaderText(uint32_t) override { return u"audio header"; }
     void LoadSettings() override { ++settingsLoads; }
-    bool BufferUnderrunProtection() override { return true; }
-    bool WriteSpeedControl() override { return true; }
+    bool underrunProtection = true;
+    bool speedControl = true;
+    bool BufferUnderrunProtection() override { return underrunProtection; }
+    bool WriteSpeedControl() override { return speedControl; }
     bool VerifyAfterWriting() override { return false; }
     std::vector<std::u16string> successes;
     std::function<void(const std::u16string& what)> onSuccess = [this](const std::u16string& what) {

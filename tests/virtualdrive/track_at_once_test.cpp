@@ -87,6 +87,8 @@ TEST_F(TrackAtOnceTest, TracksOfOneSessionAreApartByRunOutAndPregap) {
     EXPECT_EQ(points, (Bytes{0xA0, 0xA1, 0xA2, 1, 2, 0xB0}));
     // Lead-out at block 854, which is 00:13:29.
     EXPECT_EQ(host.DataAt(26 + 8, 3), (Bytes{0, 13, 29}));
+    // The next session may begin 11,400 blocks behind it, with its pregap.
+    EXPECT_EQ(host.DataAt(59 + 4, 3), (Bytes{2, 43, 29}));
 }
 
 TEST_F(TrackAtOnceTest, ATrackHasItsLeastLengthAndTheDiscItsMost) {

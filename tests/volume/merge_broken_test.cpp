@@ -108,6 +108,18 @@ TEST_F(BrokenDisc, EndsWithAText) {
     }
 }
 
+TEST_F(BrokenDisc, ItsDescriptorIsLookedForInAHundredSectors) {
+    for (const ptrdiff_t place : {99, 100}) {
+        MemoryDisc disc;
+        disc.Append({{u"/file", std::string(200 * 2048, 'f')}});
+        const auto descriptor = disc.bytes.begin() + 16 * 2048;
+        std::copy_n(descriptor, 2048, disc.bytes.begin() + place * 2048);
+        descriptor[1] = 'X';
+        EXPECT_EQ(disc.Merge({{u"/new", "new"}}).error,
+                  place == 99 ? u"" : u"Unable to find previous session.");
+    }
+}
+
 TEST_F(BrokenDisc, EveryReadThatFailsEndsTheMerge) {
     ASSERT_EQ(Merge().error, u"");
     const size_t reads = m_disc.reads;

@@ -191,6 +191,17 @@ TEST(MergeSessions, SectionsAndAssociatedFilesStayTogether) {
     }
 }
 
+TEST(MergeSessions, AFolderLosesItsExtendedAttributes) {
+    MemoryDisc disc;
+    disc.Append({{u"/D/file", "kept"}});
+    uint8_t* const folder = disc.RootRecord("D");
+    folder[1] = 1; // one sector of them, and then the names (ECMA-119 9.1.2)
+    --folder[2];
+    disc.Append({{u"/new", "new"}});
+    EXPECT_EQ(disc.RootRecord("D")[1], 0);
+    EXPECT_TRUE(disc.Reader().RockRidgeTree().contains("/D/file"));
+}
+
 TEST(MergeSessions, CdXaDataGivesWayToNames) {
     SourceFiles files({{u"/a long name.text", "long"}});
     MemoryDisc disc(MakeVolume(files, files.Items(), 0, [](GenOptions& options) {
