@@ -35,13 +35,13 @@ bool FitsCurrentFormat(const DvdRecording& dvd, int64_t size) {
     return BlocksInFullEcc(size) <= LoadBe32(&dvd.m_abyFormats[kCurrentBlocks]);
 }
 
-int SendFormatUnit(CScsiCommand& command, FormatType type, uint32_t blocks, uint8_t parameter) {
+// `parameter`: 24 bits, whose meaning is the type's.
+int SendFormatUnit(CScsiCommand& command, FormatType type, uint32_t blocks, uint32_t parameter) {
     std::array<uint8_t, 12> list = {};
     list[1] = 2; // immediate
     list[3] = 8; // length of the descriptor that follows
     StoreBe32(&list[4], blocks);
-    list[8] = static_cast<uint8_t>(type << 2);
-    list[11] = parameter;
+    StoreBe32(&list[8], uint32_t{type} << 26 | parameter);
     command[0] = mmc::kFormatUnit;
     command[1] = 0x11; // format data, format code 1
     return command.Transport(Direction::WRITE, list.data(), list.size());
@@ -60,8 +60,9 @@ void FormatBdRe(DvdRecording& dvd, CScsiCommand& command) {
     if (format == nullptr) {
         throw CAspiCD::CgrowisofsException("the drive offers no format for this BD-RE");
     }
-    constexpr uint8_t ignored = 0;
-    if (SendFormatUnit(command, kFormatTypeFull, LoadBe32(format), ignored) != 0 ||
+    // What the type's parameter is for is the drive's to know: it gets back what it offers.
+    const uint32_t parameter = LoadBe32(format + 4) & 0xFFFFFF;
+    if (SendFormatUnit(command, kFormatTypeFull, LoadBe32(format), parameter) != 0 ||
         WaitForFormat(command) != 0 || dvd.Drive().LateError() != 0) {
         throw CAspiCD::CgrowisofsException("formatting the BD-RE failed");
     }

@@ -3,6 +3,7 @@
 
 #include "audio/factory.h"
 #include "drive/cue_sheet.h"
+#include "drive/profiles.h"
 #include "jobs/capacity_marks.h"
 #include "jobs/drive_wait.h"
 #include "jobs/in_job_erase.h"
@@ -104,7 +105,9 @@ bool AudioWriting::CheckDisc() {
         }
         bool again = false;
         if (HasDvdWay(m_drive)) {
-            again = prompts::DvdAudioNotSupported(m_hold.UiWithFreeDrive());
+            const bool isBd = TraitsOf(m_drive.GetCurrentProfile()).IsBd();
+            CCDWriterUI& ui = m_hold.UiWithFreeDrive();
+            again = isBd ? prompts::BluRayAudioNotSupported(ui) : prompts::DvdAudioNotSupported(ui);
         } else {
             if (!ReadDiskInfoWhenReady(m_env, m_hold, m_drive, JobKind::Audio)) {
                 return false;

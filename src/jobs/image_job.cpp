@@ -38,6 +38,9 @@ constexpr const char16_t* kWriteFailed =
     u"Internal error #565. Writing process failed. Process aborted.";
 constexpr const char16_t* kImageTooSmall =
     u"The image is smaller than 64 kb, which is too small for a DVD. Nothing was written.";
+constexpr const char16_t* kImageTooSmallForBd =
+    u"The image is smaller than 64 kb, which is too small for a Blu-ray disk. Nothing was "
+    u"written.";
 constexpr const char16_t* kImageShorter =
     u"The image file ended before all of it was written. The disk is not complete.";
 
@@ -169,15 +172,20 @@ ImageWriting::Verdict ImageWriting::CheckDvd() {
         return AgainIf(prompts::ImageTooLargeForDisk(
             m_hold.UiWithFreeDrive(), prompts::ExcessMegabytes(m_nSectors - capacity)));
     }
-    const bool erasableKnown = m_drive.Disk().Knows(DISK_ERASABLE);
-    if (m_nSectors < kCdLimitSectors && erasableKnown &&
-        !m_drive.Disk().IsKnownToBe(DISK_ERASABLE)) {
+    const MediumTraits& medium = TraitsOf(m_drive.GetCurrentProfile());
+    const bool isWrittenOnce =
+        m_drive.Disk().Knows(DISK_ERASABLE) && !m_drive.Disk().IsKnownToBe(DISK_ERASABLE);
+    const bool fitsCd = m_nSectors < kCdLimitSectors;
+    if (isWrittenOnce && medium.IsBd() && m_nSectors < kDvdLimitSectors) {
+        return WasteUnless(prompts::WasteBluRay(m_env.ui, fitsCd ? u"CD-R/RW" : u"DVD"));
+    }
+    if (isWrittenOnce && fitsCd) {
         const Verdict verdict = WasteUnless(prompts::WasteDvd(m_env.ui));
         if (verdict != Verdict::Passed) {
             return verdict;
         }
     }
-    if (TraitsOf(m_drive.GetCurrentProfile()).IsPlusRDl() && m_nSectors < kDvdLimitSectors) {
+    if (medium.IsPlusRDl() && m_nSectors < kDvdLimitSectors) {
         return WasteUnless(prompts::WasteDoubleLayer(m_env.ui));
     }
     return Verdict::Passed;
@@ -259,7 +267,8 @@ bool ImageWriting::WriteDvd() {
     progress.End();
     const bool isTooSmall = m_nBytes < static_cast<int64_t>(kDvdBufferBytes);
     if (!told && isTooSmall) {
-        m_notices.push_back(kImageTooSmall);
+        m_notices.push_back(TraitsOf(m_drive.GetCurrentProfile()).IsBd() ? kImageTooSmallForBd
+                                                                         : kImageTooSmall);
     } else if (!told && !closed) {
         m_notices.push_back(NotFinishedText(m_drive));
     }

@@ -57,6 +57,12 @@ bool DvdAudioNotSupported(CCDWriterUI& ui) {
                         u"Please insert another disk and press \"OK\".");
 }
 
+bool BluRayAudioNotSupported(CCDWriterUI& ui) {
+    return OkCancel(ui, u"Audio cannot be written to a Blu-ray disk. Only conventional CD-Rs and "
+                        u"CD-RWs can be written as audio.\n\n"
+                        u"Please insert another disk and press \"OK\".");
+}
+
 bool NotSuitableForAudio(CCDWriterUI& ui) {
     return OkCancel(ui, u"The disk is not suitable for creating audio disk. It's not empty and "
                         u"cannot be erased.\n\n"
@@ -146,6 +152,15 @@ bool WasteDvd(CCDWriterUI& ui) {
                         u"You are going to write DVD disk, but image size is small enough to fit "
                         u"CD-R/RW disk.\n\n"
                         u"Should Larkspin ignore this and proceed with writing anyway?");
+}
+
+bool WasteBluRay(CCDWriterUI& ui, const std::u16string& smaller) {
+    return YesNoGuarded(ui,
+                        u"You are going to write Blu-ray disk, but image size is small enough to "
+                        u"fit " +
+                            smaller +
+                            u" disk.\n\nShould Larkspin ignore this and proceed with writing "
+                            u"anyway?");
 }
 
 bool WasteDoubleLayer(CCDWriterUI& ui) {

@@ -22,6 +22,7 @@ bool DataTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
 bool TooMuchDataForCd(CCDWriterUI& ui);
 bool CapacityNotEnough(CCDWriterUI& ui);
 bool DvdAudioNotSupported(CCDWriterUI& ui);
+bool BluRayAudioNotSupported(CCDWriterUI& ui);
 bool NotSuitableForAudio(CCDWriterUI& ui);
 bool NotSuitableForImage(CCDWriterUI& ui);
 bool ImageTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
@@ -45,6 +46,8 @@ bool CloseOpenSession(CCDWriterUI& ui);
 
 // Yes goes on with the disc as it is.
 bool WasteDvd(CCDWriterUI& ui);
+// `smaller`: the disc that would do.
+bool WasteBluRay(CCDWriterUI& ui, const std::u16string& smaller);
 bool WasteDoubleLayer(CCDWriterUI& ui);
 bool UseUnidentifiedDisk(CCDWriterUI& ui);
 

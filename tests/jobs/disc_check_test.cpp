@@ -30,6 +30,12 @@ constexpr const char16_t* kNotForAudio =
 constexpr const char16_t* kNotADvd =
     u"Creating DVD-Audio disks is not yet supported. Only conventional CD-Rs and CD-RWs can be "
     u"written as audio.\n\nPlease insert another disk and press \"OK\".";
+constexpr const char16_t* kNotOnBluRay =
+    u"Audio cannot be written to a Blu-ray disk. Only conventional CD-Rs and CD-RWs can be written "
+    u"as audio.\n\nPlease insert another disk and press \"OK\".";
+constexpr const char16_t* kRandomBd =
+    u"The disk is a BD-R in random recording mode, which Larkspin does not write.\n\n"
+    u"Please insert another disk and press \"OK\".";
 constexpr const char16_t* kNotForImage =
     u"The disk is not suitable for image burning. It's not empty and cannot be erased.\n\n"
     u"Please insert another disk and press \"OK\".";
@@ -143,6 +149,18 @@ TEST(DiscCheck, NothingIsWrittenOnAnyRoadUnlessTheDriveIsHeld) {
     }
 }
 
+TEST(DiscCheck, ABdInRandomModeIsRefusedByName) {
+    for (const JobKind job : {JobKind::Data, JobKind::Image}) {
+        SCOPED_TRACE(static_cast<int>(job));
+        JobBench bench("bd-r");
+        bench.AnswerCommand(mmc::kGetConfiguration, {0, 0, 0, 8, 0, 0, 0, 0x42});
+        bench.ui.onBox = [](const FakeUi::Box&) { return false; };
+        bench.RunOne(job, bench.AddFile("image", Payload(400 * 2048, 1)));
+        EXPECT_EQ(bench.ui.Texts(), Texts{kRandomBd});
+        EXPECT_EQ(bench.Track(), Bytes());
+    }
+}
+
 TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
     const struct {
         const char* name;
@@ -166,6 +184,7 @@ TEST(DiscCheck, PromptsUntilTheDiscIsRightOrTheUserGivesUp) {
         {"audio on a closed CD-R", JobKind::Audio, "cd-r", 0, true, 400, kNotForAudio, "cd-r"},
         {"audio on a closed CD-RW", JobKind::Audio, "cd-rw", 0, true, 400, kNotBlankText, nullptr},
         {"audio on a DVD", JobKind::Audio, "dvd-r", 0, false, 400, kNotADvd, "cd-r"},
+        {"audio on a Blu-ray disc", JobKind::Audio, "bd-re", 0, false, 400, kNotOnBluRay, "cd-r"},
         {"image on a closed CD-R", JobKind::Image, "cd-r", 0, true, 400, kNotForImage, "cd-r"},
         {"image on a closed CD-RW", JobKind::Image, "cd-rw", 0, true, 400, kNotBlankText, nullptr},
         {"image on a small CD", JobKind::Image, "cd-r", 1000, false, 2025, kImageTooLarge, "cd-r"},

@@ -79,9 +79,10 @@ TEST_P(DvdJob, WritesImagesOfEachLength) {
     // What is too short to hold a volume is not begun.
     bench.InsertNew(kind.name);
     EXPECT_EQ(bench.RunImage(bench.AddFile("image", Payload(65'535, 1))), JobEnd::Exit);
+    const std::u16string disk = bench.kind.starts_with("bd") ? u"Blu-ray disk" : u"DVD";
     EXPECT_EQ(bench.ui.Texts().back(),
-              u"The image is smaller than 64 kb, which is too small for a DVD. Nothing was "
-              u"written.");
+              u"The image is smaller than 64 kb, which is too small for a " + disk +
+                  u". Nothing was written.");
     EXPECT_EQ(bench.Track(), Bytes());
     EXPECT_EQ(bench.DiscStatus(), kind.blank);
 }

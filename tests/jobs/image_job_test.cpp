@@ -224,6 +224,11 @@ TEST(ImageJob, AReadFaultEndsIt) {
     }
 }
 
+std::u16string WasteBd(const std::u16string& smaller) {
+    return u"You are going to write Blu-ray disk, but image size is small enough to fit " +
+           smaller + u" disk.\n\nShould Larkspin ignore this and proceed with writing anyway?";
+}
+
 TEST(ImageJob, ADiscThatWouldBeWastedIsUpToTheUser) {
     constexpr uint64_t kSingleLayer = 2'300'000;
     const struct {
@@ -237,6 +242,10 @@ TEST(ImageJob, ADiscThatWouldBeWastedIsUpToTheUser) {
         {"dvd+r-dl", 400, {kWasteDvd, kWasteLayer}},
         {"dvd+r-dl", kSingleLayer - 1, {kWasteLayer}},
         {"dvd+r-dl", kSingleLayer, {}},
+        {"bd-r", 359'999, {WasteBd(u"CD-R/RW")}},
+        {"bd-r", 360'000, {WasteBd(u"DVD")}},
+        {"bd-r", kSingleLayer, {}},
+        {"bd-re", 400, {}},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(Format("%s, %d", test.kind, static_cast<int>(test.sectors)));

@@ -22,11 +22,13 @@ Bytes Chunk(int32_t block) {
 }
 
 // Writes block after block, and puts a byte into the pipe behind each command.
-[[noreturn]] void Write(const std::string& disc, int progress, bool isCd) {
+[[noreturn]] void Write(const std::string& disc, int progress, const std::string& kind) {
     VirtualDrive drive(SystemClock());
     Host host(drive);
-    if (!drive.Insert(disc) || host.TestUnitReady() == kGood ||
-        (isCd ? host.SelectTrackAtOnce() : host.SelectDash({})) != kGood) {
+    const bool isReady = drive.Insert(disc) && host.TestUnitReady() != kGood; // a new disc
+    const bool isSet = kind == "bd-r" ||
+                       (kind == "cd-r" ? host.SelectTrackAtOnce() : host.SelectDash({})) == kGood;
+    if (!isReady || !isSet) {
         ::_exit(1);
     }
     for (int32_t block = 0; host.Write(block, Chunk(block)) == kGood; block += kChunkBlocks) {
@@ -47,7 +49,7 @@ class DiscStoreTest : public DriveTest {
         ASSERT_EQ(::pipe(ends), 0);
         const pid_t writer = ::fork();
         if (writer == 0) {
-            Write(Disc(), ends[1], kind == "cd-r");
+            Write(Disc(), ends[1], kind);
         }
         ::close(ends[1]);
         char byte = 0;
@@ -92,6 +94,14 @@ TEST_F(DiscStoreTest, AKilledWriterOfADvdGoesOnAtTheNextEccBlock) {
     ASSERT_EQ(host.SelectDash({}), kGood);
     ASSERT_EQ(host.NextWritable(), 640);
     ExpectGood({host.Write(640, Chunk(640)), host.Close(2)});
+    ExpectRead(608, Chunk(608));
+    ExpectRead(kWritten, Bytes(10UL * 2048) + Chunk(640));
+}
+
+TEST_F(DiscStoreTest, AKilledWriterOfABdGoesOnAtTheNextCluster) {
+    WriteUntilKilled("bd-r");
+    ASSERT_EQ(host.NextWritable(), 640);
+    ExpectGood({host.Write(640, Chunk(640)), host.Close(1, 1), host.Close(2)});
     ExpectRead(608, Chunk(608));
     ExpectRead(kWritten, Bytes(10UL * 2048) + Chunk(640));
 }
