@@ -3,6 +3,8 @@
 
 #include "desktop_notice.h"
 
+#include "larkspin_client.h"
+
 #include "app/notification.h"
 
 #include <cstdio>
@@ -21,8 +23,8 @@ bool HasTerminal() {
 
 void TellUser(const std::string& text) {
     std::fprintf(stderr, "larkspin-send: %s\n", text.c_str());
-    if (!HasTerminal()) {
-        Notify({text});
+    if (!HasTerminal() && !Notify({text})) {
+        ShowInBox(text);
     }
 }
 

@@ -14,7 +14,6 @@
 #include <QStandardPaths>
 #include <QThread>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -23,6 +22,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace larkspin {
 
@@ -62,7 +62,7 @@ bool MayKeep(int output) {
 
 // Starts the program in a session of its own, so that it outlives this one and its terminal. Of
 // what we have open it gets no more than the output.
-pid_t Spawn(const QString& program) {
+pid_t Spawn(const QString& program, const std::vector<std::string>& words = {}) {
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
     ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
@@ -76,7 +76,12 @@ pid_t Spawn(const QString& program) {
     }
     ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     std::string path = program.toLocal8Bit().toStdString();
-    const std::array<char*, 2> arguments = {path.data(), nullptr};
+    std::vector<std::string> texts = words;
+    std::vector<char*> arguments = {path.data()};
+    for (std::string& text : texts) {
+        arguments.push_back(text.data());
+    }
+    arguments.push_back(nullptr);
     pid_t pid = -1;
     const int error =
         ::posix_spawn(&pid, path.c_str(), &actions, &attributes, arguments.data(), environ);
@@ -120,6 +125,16 @@ SendError NotStarted(std::optional<int> code, const std::string& otherwise) {
 }
 
 } // namespace
+
+void ShowInBox(const std::string& text) {
+    if (const QString program = FindProgram(); HasDisplay() && !program.isEmpty()) {
+        try {
+            Spawn(program, {"--tell", text});
+        } catch (const SendError&) {
+            // It stands on standard error.
+        }
+    }
+}
 
 CLarkspinClient::CLarkspinClient() : m_bus(QDBusConnection::sessionBus()) {
     if (!m_bus.isConnected()) {

@@ -15,6 +15,10 @@
 
 namespace larkspin {
 
+// Has the program show `text` in a box, and does not wait for it. Nothing comes of it without a
+// display.
+void ShowInBox(const std::string& text);
+
 class SendError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The process entry. Arguments are only those that ask for help or the version, and the toolkit's
-// own; what the program is to do comes by message.
+// The process entry. Arguments are only those that ask for help, the version or a box, and the
+// toolkit's own; what the program is to do comes by message.
 //
 // There are two processes. The one that was started is the engine: drives, queue, jobs and the
 // messages from outside. It holds no connection to a display, so that a disc which is being written
@@ -210,25 +210,39 @@ int RunEngine(ChildProcess& windows, int& argc, char** argv) {
     return RunWithDrives(SystemClock(), desk);
 }
 
+// Says `text` in a box for a program that has no windows of its own.
+int TellInBox(ChildProcess& windows, const char* text, int& argc, char** argv) {
+    const Guarded<QCoreApplication> application(argc, argv);
+    CMainThread main;
+    Desk desk(windows.TakeSocket(), main);
+    if (!desk.link.Ask(op::kOpenDisplay)) {
+        return NoDisplay("there is no display to show a message on");
+    }
+    desk.link.Ask(op::kShowStopBox, ToWide(text), kBoxTitle);
+    return kExitNormal;
+}
+
 int RunProcess(int& argc, char** argv) {
     // Who reads our output may go away, and must not take a disc that is being written along.
     std::signal(SIGPIPE, SIG_IGN);
     try {
         // First of all: a process with threads cannot be split.
         ChildProcess windows([&](int socket) { return RunWindows(socket, argc, argv); });
-        return RunEngine(windows, argc, argv);
+        const bool onlyTells = argc == 3 && std::strcmp(argv[1], "--tell") == 0;
+        return onlyTells ? TellInBox(windows, argv[2], argc, argv) : RunEngine(windows, argc, argv);
     } catch (const std::exception& failure) {
         return NoDisplay(failure.what());
     }
 }
 
-constexpr const char* kHelp = R"(Usage: larkspin [--help | --version]
+constexpr const char* kHelp = R"(Usage: larkspin [--help | --version | --tell TEXT]
 
 Writes optical discs. The program shows itself as an icon in the desktop's tray; files reach it from
 the file manager's menu ("Add to disc queue") or by larkspin-send, which also starts it.
 
   --help       this text
   --version    the version of the program
+  --tell TEXT  shows a text in a box, for larkspin-send where there are no notifications
 
 Environment:
   LARKSPIN_VIRTUAL_DRIVE   folders joined by ":", used as discs of a virtual drive in the place of

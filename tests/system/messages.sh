@@ -26,11 +26,15 @@ finish() {
 }
 trap finish EXIT
 
+# Without a display no box comes up.
+blind=(env -u DISPLAY -u WAYLAND_DISPLAY)
+
 # expect CODE COMMAND...: runs larkspin-send, which must end with this code.
 expect() {
-    local wanted=$1 got=0
+    local wanted=$1 got=0 how=()
     shift
-    "$send" "$@" >>"$work/output" 2>&1 || got=$?
+    ((wanted == 0)) || how=("${blind[@]}")
+    "${how[@]}" "$send" "$@" >>"$work/output" 2>&1 || got=$?
     ((got == wanted)) || fail "larkspin-send $* ended with $got, not $wanted"
 }
 
@@ -81,12 +85,38 @@ told() { # CODE WORDS COMMAND...
     [[ $got == "$wanted" && $text == *"$words"* ]] || fail "$*: $got, '$text'"
 }
 echo 'plain' >"$work/plain.txt"
-blind=(env -u DISPLAY -u WAYLAND_DISPLAY)
 told 4 'is DISPLAY or WAYLAND_DISPLAY set?' "${blind[@]}" "$send" add "$work/plain.txt"
 told 253 'please start Larkspin on a desktop' "${blind[@]}" "$larkspin"
 told 4 'is DBUS_SESSION_BUS_ADDRESS set?' \
-    env DBUS_SESSION_BUS_ADDRESS=unix:path=/none "$send" status
+    "${blind[@]}" DBUS_SESSION_BUS_ADDRESS=unix:path=/none "$send" status
 not_running || fail 'it runs all the same'
+
+# --- nobody is left without a word: boxes, and a window ---
+window_is_up() {
+    xdotool search --onlyvisible --name '^Larkspin' >/dev/null
+}
+no_window() {
+    ! window_is_up
+}
+# box CODE WORDS COMMAND...: starts it without a terminal, and presses OK.
+box() {
+    local wanted=$1 words=$2 got=0
+    shift 2
+    "$@" </dev/null >"$work/said" 2>&1 &
+    within 20 window_is_up
+    xdotool key Return
+    within 20 no_window
+    wait $! || got=$?
+    [[ $got == "$wanted" ]] || fail "$*: $got"
+    grep -q "$words" "$work/said" || fail "$*: '$(<"$work/said")'"
+}
+box 3 'cannot find' "$send" add "$work/missing"
+compgen -G '/sys/block/sr*' >/dev/null ||
+    box 0 'No optical drives found in your system.' env -u LARKSPIN_VIRTUAL_DRIVE "$larkspin"
+DBUS_SESSION_BUS_ADDRESS=unix:path=/none "$larkspin" >>"$work/output" 2>&1 &
+within 20 window_is_up
+kill $!
+wait $! || fail "without a bus: $?"
 
 # --- a bus that starts the program, and does not know of the display that has come since ---
 mkdir -p "$work/share/dbus-1/services"
@@ -135,16 +165,13 @@ within 30 not_running
 within 30 not_running
 
 # --- nobody has to answer a dialog before the program can end, and no disc is written then ---
-window_is_up() {
-    xdotool search --onlyvisible --name '^Larkspin' >/dev/null
-}
 ask_to_write() {
     expect 0 add "$work/early.txt"
     expect 0 write-data
     within 20 window_is_up
 }
 ask_to_write
-"$send" wait >>"$work/output" 2>&1 &
+"${blind[@]}" "$send" wait >>"$work/output" 2>&1 &
 waiting=$!
 sleep 0.5
 "$send" quit
