@@ -297,10 +297,9 @@ TEST(Jobs, GiveTheDriveTheSpeedAndTheSettingsOfTheUser) {
         double speed;
         uint32_t kilobytes; // a second, as the drive is told
     } cases[] = {
-        {JobKind::Data, "cd-r", 4, 708},
-        {JobKind::Audio, "cd-r", 8, 1416},
-        {JobKind::Image, "cd-r", 16, 2832},
-        {JobKind::Data, "dvd+r", 2.4, 3324},
+        {JobKind::Data, "cd-r", 4, 708},    {JobKind::Audio, "cd-r", 8, 1416},
+        {JobKind::Image, "cd-r", 16, 2832}, {JobKind::Data, "dvd+r", 2.4, 3324},
+        {JobKind::Data, "bd-r", 2, 8991}, // 1x is 4,495.5
     };
     for (const auto& test : cases) {
         for (const bool isProtected : {false, true}) {
