@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, AppendToEachKind,
 TEST(CutSession, IsFollowedByOneThatTellsWhatIsMissing) {
     const Bytes old = Payload(100'000, 1);
     const Bytes lost = Payload(6'000'000, 2);
-    for (const char* kind : {"dvd+r", "dvd-r", "dvd-rw", "cd-r", "cd-rw"}) {
+    for (const char* kind : {"dvd+r", "bd-r", "dvd-r", "dvd-rw", "cd-r", "cd-rw"}) {
         for (const bool cancels : {true, false}) {
             const bool isCd = std::string_view(kind).starts_with("cd");
             if (isCd && cancels) {
@@ -174,7 +174,7 @@ TEST(CutSession, IsFollowedByOneThatTellsWhatIsMissing) {
 
 // A session that the drive tells too little of is whole if there is data behind what it tells.
 TEST(CutSession, IsNoneOnlyBecauseTheDriveTellsOfTooLittle) {
-    for (const char* kind : {"cd-r", "dvd-r", "dvd+r"}) {
+    for (const char* kind : {"cd-r", "dvd-r", "dvd+r", "bd-r"}) {
         for (const int percent : {4, 50}) { // up to which it tells of it; the folders come then
             SCOPED_TRACE(Format("%s, %d", kind, percent));
             JobBench bench(kind);
@@ -233,7 +233,7 @@ TEST(CutSession, WithoutItsFoldersGivesWayToTheOneBefore) {
     const Bytes third = Payload(70'000, 4);
     const std::u16string left = u"Files on the disk that are not complete (1):\nlost\n";
     enum Kind { kSecond, kSecondAgain, kFirst, kZeros };
-    for (const char* kind : {"dvd+r", "dvd-r", "cd-r"}) {
+    for (const char* kind : {"dvd+r", "bd-r", "dvd-r", "cd-r"}) {
         for (const Kind cut : {kSecond, kSecondAgain, kFirst, kZeros}) {
             SCOPED_TRACE(Format("%s, %d", kind, cut));
             JobBench bench(kind);

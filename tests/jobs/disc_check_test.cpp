@@ -255,7 +255,8 @@ TEST(DiscCheck, AVolumeThatDoesNotFitBesideTheOldOneCostsNothing) {
     } cases[] = {
         {"cd-r", 20'000, false}, {"cd-rw", 20'000, true},   {"dvd-r", 20'000, false},
         {"dvd+r", 9000, false},  {"dvd-rw", 20'000, true},  {"dvd+rw", 9000, true},
-        {"dvd-ram", 9000, true}, {"dvd-rw-ow", 9000, true},
+        {"dvd-ram", 9000, true}, {"dvd-rw-ow", 9000, true}, {"bd-r", 9000, false},
+        {"bd-re", 9472, true},
     };
     const Bytes old = Payload(1'000'000, 1);
     const Bytes large = Payload(8600 * 2048, 2);
@@ -318,7 +319,7 @@ TEST(DiscCheck, WhatCouldNotBeLookedAtIsNotWrittenOver) {
     };
     const Bytes old = Payload(100'000, 1);
     const Bytes fresh = Payload(300'000, 2);
-    for (const char* kind : {"dvd+rw", "bd-re", "dvd-ram", "dvd-rw-ow", "dvd+r"}) {
+    for (const char* kind : {"dvd+rw", "bd-re", "dvd-ram", "dvd-rw-ow", "dvd+r", "bd-r"}) {
         JobBench bench(kind);
         bench.AddFile("old", old);
         ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));
