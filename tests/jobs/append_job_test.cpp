@@ -202,7 +202,7 @@ TEST(CutSession, IsNoneOnlyBecauseTheDriveTellsOfTooLittle) {
 
 // On a disc that is written in place there is none before it: the user decides.
 TEST(CutSession, InPlaceWithoutItsFoldersIsWrittenOverIfTheUserWants) {
-    for (const char* kind : {"dvd+rw", "dvd-ram"}) {
+    for (const char* kind : {"dvd+rw", "dvd-ram", "bd-re"}) {
         JobBench bench(kind);
         bench.AddFile("old", Payload(100'000, 1));
         ASSERT_NO_FATAL_FAILURE(bench.Burn({"old"}));

@@ -115,7 +115,7 @@ TEST(DataJob, ACancelAtAnyMomentLeavesTheDiscAsItStands) {
 
 // Nothing is asked of the disc before the user has seen it, and nothing is told twice.
 TEST(DataJob, WhatIsLeftOutIsToldBeforeTheFirstBlock) {
-    for (const char* kind : {"cd-r", "dvd+rw"}) {
+    for (const char* kind : {"cd-r", "dvd+rw", "bd-re"}) {
         SCOPED_TRACE(kind);
         JobBench bench(kind);
         const std::u16string pipe = ToWide((bench.Source() / "d/pipe").string());
@@ -333,6 +333,21 @@ TEST(Jobs, GiveTheDriveTheSpeedAndTheSettingsOfTheUser) {
             }
         }
     }
+}
+
+TEST(Jobs, GiveANewBdReTheFormatThatItsDriveOffers) {
+    JobBench bench("bd-re");
+    Bytes sent;
+    bench.onCommand = [&](const PortRequest& request) -> std::optional<InjectedAnswer> {
+        if (request.cdb[0] == mmc::kFormatUnit) {
+            const auto* data = static_cast<const uint8_t*>(request.data);
+            sent.assign(data + 4, data + request.length);
+        }
+        return std::nullopt;
+    };
+    bench.RunOne(JobKind::Data, bench.AddFile("a", Payload(5000, 1)));
+    // 11,826,176 blocks; type 00h, with the spare area of 12,288 clusters.
+    EXPECT_EQ(sent, (Bytes{0, 0xB4, 0x74, 0, 0, 0, 0x30, 0}));
 }
 
 TEST(DataJob, ADriveThatStaysBusyIsAskedAbout) {

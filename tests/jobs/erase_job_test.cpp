@@ -114,6 +114,7 @@ TEST(EraseJob, WhatIsStillOnTheDiscIsTold) {
         {"cd-rw", kQuick, mmc::kBlank, 1, gone, true, kUnknown, u"did not answer"},
         {"cd-rw", kQuick, mmc::kBlank, 1, noDisc, true, kUnknown, u"no disk in the drive"},
         {"dvd+rw", kQuick, mmc::kWrite10, 2, badDisc, false, kNotEmpty, u"cannot write", true},
+        {"bd-re", kQuick, mmc::kWrite10, 2, badDisc, false, kNotEmpty, u"cannot write", true},
         {"dvd+rw", kFull, mmc::kWrite10, 33, badDisc, false, kLooksEmpty, u"stopped at 50%"},
         {"dvd+rw", kFull, mmc::kSynchronizeCache, 1, badDisc, false, kLooksEmpty, u"had taken"},
     };

@@ -429,7 +429,7 @@ Road ImageRoad(const std::string& name, const std::string& kind, size_t bytes) {
     };
     road.texts = kImageTexts;
     road.reasons = kReasons;
-    road.questions = {u"You are going to write D"}; // a disc that is larger than needed
+    road.questions = {u"You are going to write "}; // a disc that is larger than needed
     return road;
 }
 
@@ -443,9 +443,10 @@ Road EraseRoad(const std::string& name, const std::string& kind, EraseMode mode)
     road.isWhole = [kind, mode](JobBench& bench) {
         const Bytes track = bench.Track();
         const auto isZero = [](uint8_t byte) { return byte == 0; };
-        return kind == "dvd+rw" ? std::all_of(track.begin(), track.begin() + 65'536, isZero) &&
-                                      (mode == EraseMode::Quick || !Holds(track, kOld))
-                                : (bench.DiscStatus() & 3) == 0;
+        const bool isOverwritten = kind == "dvd+rw" || kind == "bd-re";
+        return isOverwritten ? std::all_of(track.begin(), track.begin() + 65'536, isZero) &&
+                                   (mode == EraseMode::Quick || !Holds(track, kOld))
+                             : (bench.DiscStatus() & 3) == 0;
     };
     road.texts = {u"Cannot erase this disk in this drive.",
                   u"Stopped: ",
@@ -522,6 +523,7 @@ std::vector<Road> Roads() {
     add(EraseRoad("EraseOfACdRw", "cd-rw", EraseMode::Quick));
     add(EraseRoad("EraseOfADvdRw", "dvd-rw", EraseMode::Full));
     add(EraseRoad("EraseOfADvdPlusRw", "dvd+rw", EraseMode::Quick));
+    add(EraseRoad("EraseOfABdRe", "bd-re", EraseMode::Quick));
     Road filled = EraseRoad("FullEraseOfADvdPlusRw", "dvd+rw", EraseMode::Full);
     filled.capacity = 512;
     add(filled);
@@ -541,10 +543,12 @@ std::vector<Road> Roads() {
         add(ImageRoad("ImageOn_" + name, kind, 150'000), stopped);
     }
     add(BehindAVolume(DataRoad("DataBehindAVolumeOn_bdre", "bd-re", kNew)));
-    add(DataRoad("DataOn_bdre", "bd-re", kNew),
-        {{mmc::kFormatUnit, {u"Stopped: formatting the BD-RE failed"}},
-         {mmc::kWrite10, {u"Stopped: write error"}},
-         {mmc::kStartStopUnit, {kCacheLost, kNotStopped}}});
+    for (const Road& road :
+         {DataRoad("DataOn_bdre", "bd-re", kNew), ImageRoad("ImageOn_bdre", "bd-re", 150'000)}) {
+        add(road, {{mmc::kFormatUnit, {u"Stopped: formatting the BD-RE failed"}},
+                   {mmc::kWrite10, {u"Stopped: write error"}},
+                   {mmc::kStartStopUnit, {kCacheLost, kNotStopped}}});
+    }
     add(After([](JobBench& bench) { return bench.RunErase(); },
               DataRoad("DataInOneGo", "dvd-rw", kNew)));
     return roads;

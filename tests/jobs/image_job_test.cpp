@@ -181,7 +181,7 @@ TEST(ImageJob, AnImageThatChangesBehindTheDialog) {
                  {401 * kSector, {kImageShorter}, 401},
                  {0, {kImageShorter}, 0},
                  {900 * kSector, {}, 800}};
-    for (const char* kind : {"cd-r", "dvd+rw"}) {
+    for (const char* kind : {"cd-r", "dvd+rw", "bd-re"}) {
         for (const auto& test : cases) {
             SCOPED_TRACE(Format("%s, %d", kind, test.bytes));
             JobBench bench(kind);

@@ -7,11 +7,14 @@
 // atomic.
 #pragma once
 
+#include "platform/text.h"
 #include "ui/ccdwriter_ui.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -140,6 +143,10 @@ class FakeUi : public CCDWriterUI {
         {
             const std::lock_guard lock(m_mutex);
             m_boxes.push_back(box);
+            if (m_boxes.size() > 100'000) { // a question that comes again for ever
+                std::fprintf(stderr, "asked for ever: %s\n", ToNative(text).c_str());
+                std::abort();
+            }
         }
         return onBox ? onBox(box) : buttons == BoxButtons::Ok;
     }
