@@ -32,7 +32,10 @@ class MemoryFile final : public ISequentialFile {
 
     std::ptrdiff_t Read(void* buffer, size_t bytes) override {
         m_data.m_onRead();
-        m_bWaited = m_bWaited || std::exchange(m_data.m_bCold, false);
+        if (m_data.m_bCold) { // files that are read on several threads are warm
+            m_bWaited = true;
+            m_data.m_bCold = false;
+        }
         const size_t left = m_data.m_bytes.size() - m_nAt;
         if (left == 0 && m_data.m_bEndless) {
             std::fill_n(static_cast<uint8_t*>(buffer), bytes, uint8_t{0});
