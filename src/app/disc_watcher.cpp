@@ -76,10 +76,6 @@ class GlancePort final : public IScsiPort {
     const std::function<bool()>& m_isFree;
 };
 
-std::u16string SizeText(int64_t bytes) {
-    return FormatSize(bytes);
-}
-
 std::u16string TimeText(int64_t audioBytes) {
     const int64_t seconds = audioBytes / kPcmBytesPerSecond;
     return FormatWide("%lld:%02lld", static_cast<long long>(seconds / kSecondsPerMinute),
@@ -93,14 +89,14 @@ std::u16string RoomText(const DiscGlance& glance, bool isAudioShown) {
     case DiscGlance::State::Closed:
         return glance.erasable ? u", to be erased before it is written" : u", cannot be written";
     case DiscGlance::State::InPlace:
-        return glance.blocks > 0 ? u", " + SizeText(glance.blocks * kDataBlock) : u"";
+        return glance.blocks > 0 ? u", " + FormatSize(glance.blocks * kDataBlock) : u"";
     case DiscGlance::State::Writable:
         break;
     }
     if (!glance.freeBlocks) {
         return {};
     }
-    const std::u16string room = u", " + SizeText(*glance.freeBlocks * kDataBlock) + u" free";
+    const std::u16string room = u", " + FormatSize(*glance.freeBlocks * kDataBlock) + u" free";
     return isAudioShown ? room + u" (" + TimeText(*glance.freeBlocks * kAudioBlock) + u" of audio)"
                         : room;
 }
@@ -115,7 +111,7 @@ std::u16string ExcessText(const DiscGlance& glance, const QueueNeeds& needs, boo
     const int64_t excess =
         static_cast<int64_t>(needs.bytes.value_or(0)) - glance.blocks * kDataBlock;
     if (excess > 0) {
-        text += u"\nThe queue does not fit: " + SizeText(excess) + u" too much";
+        text += u"\nThe queue does not fit: " + FormatSize(excess) + u" too much";
     }
     const int64_t audioExcess = int64_t{needs.audioBytes.value_or(0)} - glance.blocks * kAudioBlock;
     if (isAudioShown && audioExcess > 0) {
