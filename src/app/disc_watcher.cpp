@@ -19,7 +19,6 @@ namespace {
 
 constexpr int kMostTries = 3;
 constexpr uint64_t kStaleMs = 15'000;
-constexpr int64_t kDataBlock = 2048;
 constexpr int64_t kAudioBlock = 2352;
 constexpr int64_t kSecondsPerMinute = 60;
 
@@ -89,14 +88,15 @@ std::u16string RoomText(const DiscGlance& glance, bool isAudioShown) {
     case DiscGlance::State::Closed:
         return glance.erasable ? u", to be erased before it is written" : u", cannot be written";
     case DiscGlance::State::InPlace:
-        return glance.blocks > 0 ? u", " + FormatSize(glance.blocks * kDataBlock) : u"";
+        return glance.blocks > 0 ? u", " + FormatSize(glance.blocks * kLogicalBlockBytes) : u"";
     case DiscGlance::State::Writable:
         break;
     }
     if (!glance.freeBlocks) {
         return {};
     }
-    const std::u16string room = u", " + FormatSize(*glance.freeBlocks * kDataBlock) + u" free";
+    const std::u16string room =
+        u", " + FormatSize(*glance.freeBlocks * kLogicalBlockBytes) + u" free";
     return isAudioShown ? room + u" (" + TimeText(*glance.freeBlocks * kAudioBlock) + u" of audio)"
                         : room;
 }
@@ -109,7 +109,7 @@ std::u16string ExcessText(const DiscGlance& glance, const QueueNeeds& needs, boo
         return text;
     }
     const int64_t excess =
-        static_cast<int64_t>(needs.bytes.value_or(0)) - glance.blocks * kDataBlock;
+        static_cast<int64_t>(needs.bytes.value_or(0)) - glance.blocks * kLogicalBlockBytes;
     if (excess > 0) {
         text += u"\nThe queue does not fit: " + FormatSize(excess) + u" too much";
     }

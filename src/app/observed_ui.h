@@ -47,36 +47,12 @@ class ObservedUi final : public CCDWriterUI {
     EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override {
         return AskDialog([&] { return m_ui.ShowEraseType(speeds); });
     }
-    void StartDataProgress(uint32_t diskType) override {
-        m_observer.OnStart(JobKind::Data);
-        m_ui.StartDataProgress(diskType);
+    void StartProgress(JobKind kind, uint32_t diskType) override {
+        m_observer.OnStart(kind);
+        m_ui.StartProgress(kind, diskType);
     }
-    void StartAudioProgress(uint32_t diskType) override {
-        m_observer.OnStart(JobKind::Audio);
-        m_ui.StartAudioProgress(diskType);
-    }
-    void StartImageProgress(uint32_t diskType) override {
-        m_observer.OnStart(JobKind::Image);
-        m_ui.StartImageProgress(diskType);
-    }
-    void StartEraseProgress() override {
-        m_observer.OnStart(JobKind::Erase);
-        m_ui.StartEraseProgress();
-    }
-    void StartVerifyProgress() override {
-        m_observer.OnStart(JobKind::Verify);
-        m_ui.StartVerifyProgress();
-    }
-    void StopDataProgress() override { m_ui.StopDataProgress(); }
-    void StopAudioProgress() override { m_ui.StopAudioProgress(); }
-    void StopImageProgress() override { m_ui.StopImageProgress(); }
-    void StopEraseProgress() override { m_ui.StopEraseProgress(); }
-    void StopVerifyProgress() override { m_ui.StopVerifyProgress(); }
-    bool IsDataCancelled() const override { return m_ui.IsDataCancelled(); }
-    bool IsAudioCancelled() const override { return m_ui.IsAudioCancelled(); }
-    bool IsImageCancelled() const override { return m_ui.IsImageCancelled(); }
-    bool IsEraseCancelled() const override { return m_ui.IsEraseCancelled(); }
-    bool IsVerifyCancelled() const override { return m_ui.IsVerifyCancelled(); }
+    void StopProgress(JobKind kind) override { m_ui.StopProgress(kind); }
+    bool IsCancelled(JobKind kind) const override { return m_ui.IsCancelled(kind); }
     void SetStatus(JobKind kind, const std::u16string& text) override {
         m_observer.OnStatus(text);
         m_ui.SetStatus(kind, text);

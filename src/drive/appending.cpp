@@ -23,7 +23,7 @@ constexpr char kTrackUnreadable[] = "cannot read track information";
 constexpr char kNotFlushed[] = "internal error #1008";
 
 void RewriteChunk(DvdRecording& dvd, const uint8_t* chunk, uint32_t block) {
-    if (dvd.WriteDvdChunk(chunk, block * kDvdBlockBytes) != static_cast<int>(kDvdChunkBytes)) {
+    if (dvd.WriteDvdChunk(chunk, block * kLogicalBlockBytes) != static_cast<int>(kDvdChunkBytes)) {
         throw CAspiCD::CgrowisofsException(
             "unable to update volume descriptors, added data may be not accessible");
     }
@@ -112,8 +112,8 @@ std::vector<CAspiCD::DvdChunk> DvdRecording::UpdateVolumeDescriptors() {
     // Some readers go to the anchor without asking whether the disc has a volume of UDF.
     if (hadUdf && sessionStart > kFirstAnchor &&
         m_drive.ReadBlocks(older, kDvdChunkBlocks, kFirstAnchor) &&
-        IsAnchor({older, kDvdBlockBytes})) {
-        std::fill_n(older, kDvdBlockBytes, uint8_t{0});
+        IsAnchor({older, kLogicalBlockBytes})) {
+        std::fill_n(older, kLogicalBlockBytes, uint8_t{0});
         rewrite(kFirstAnchor);
     }
     return rewritten;

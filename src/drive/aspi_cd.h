@@ -86,6 +86,7 @@ struct DvdFacts {
     int writeError = 0;
 };
 
+constexpr int64_t kLogicalBlockBytes = 2048; // of a data track, and of every disc but CDs
 constexpr size_t kDvdChunkBytes = 32768;
 constexpr size_t kDvdBufferBytes = 2 * kDvdChunkBytes;
 

@@ -14,7 +14,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint32_t kDataBlockBytes = 2048;
 constexpr int32_t kPreGapBlocks = 150;
 
 // At most this many blocks go into one WRITE: 32,768 bytes of data, 18,816 bytes of audio.
@@ -29,7 +28,7 @@ constexpr uint64_t kLeadOutPollMs = 2000;
 constexpr uint8_t kDataTrack = 4; // track mode: data, recorded in one piece
 
 int32_t ChunkBlocks(uint32_t blockSize) {
-    return blockSize == kDataBlockBytes ? kDataChunkBlocks : kOtherChunkBlocks;
+    return blockSize == kLogicalBlockBytes ? kDataChunkBlocks : kOtherChunkBlocks;
 }
 
 enum class ChunkResult { Written, Cancelled, Failed };

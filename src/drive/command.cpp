@@ -19,7 +19,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint32_t kBlockBytes = 2048;
 constexpr uint64_t kDefaultWaitMs = 10'000;
 
 // How long a library may take to give back a command that it was told to abort.
@@ -214,7 +213,7 @@ uint8_t CAspiCD::SendNoData(uint8_t direction, std::span<const uint8_t> cdb) {
 }
 
 bool CAspiCD::ReadBlocks(void* buffer, uint32_t count, uint32_t lba) {
-    const uint32_t bytes = count * kBlockBytes;
+    const uint32_t bytes = static_cast<uint32_t>(count * kLogicalBlockBytes);
     std::memset(buffer, 0, bytes);
     Cdb cdb(mmc::kRead10);
     StoreBe32(&cdb[2], lba);

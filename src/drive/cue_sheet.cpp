@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "drive/cue_sheet.h"
+#include "drive/aspi_cd.h"
 
 #include <algorithm>
 
@@ -15,7 +16,6 @@ constexpr int32_t kFramesPerMinute = 60 * kFramesPerSecond;
 // The user's data begins at 00:02:00.
 constexpr int32_t kFirstFrame = 2 * kFramesPerSecond;
 
-constexpr int64_t kDataBlockBytes = 2048;
 constexpr uint32_t kAudioBlockBytes = 2352;
 
 constexpr uint8_t kLeadInTrack = 0x00;
@@ -61,7 +61,7 @@ MsfAddress::MsfAddress(int32_t frameCount) : total(frameCount < 0 ? 0 : frameCou
 std::vector<uint8_t> BuildImageCueSheet(int64_t imageBytes) {
     constexpr uint8_t kOuter = kControlData | kAdr;
     constexpr uint8_t kTrack = kControlData | kControlCopy | kAdr;
-    const auto end = static_cast<int32_t>(imageBytes / kDataBlockBytes + kFirstFrame);
+    const auto end = static_cast<int32_t>(imageBytes / kLogicalBlockBytes + kFirstFrame);
     std::vector<uint8_t> sheet;
     Append(&sheet, {kOuter, kLeadInTrack, 0, kFormMode1MadeByDrive, MsfAddress(0)});
     Append(&sheet, {kTrack, 1, 0, kFormMode1, MsfAddress(0)});

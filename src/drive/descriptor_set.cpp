@@ -16,12 +16,12 @@ namespace larkspin {
 
 namespace {
 
-using Descriptor = std::array<uint8_t, kDvdBlockBytes>;
+using Descriptor = std::array<uint8_t, kLogicalBlockBytes>;
 
 enum DescriptorType : uint8_t { kBootRecord = 0, kTerminator = 255 }; // ECMA-119 8.2 and 8.3
 
 std::span<const uint8_t> BlockOf(std::span<const uint8_t> blocks, size_t index) {
-    return blocks.subspan(index * kDvdBlockBytes, kDvdBlockBytes);
+    return blocks.subspan(index * kLogicalBlockBytes, kLogicalBlockBytes);
 }
 
 // Standard identifier of a volume structure descriptor (ECMA-119 8.1.2, ECMA-167 2/9.1).
@@ -35,7 +35,7 @@ bool IsDescriptor(std::span<const uint8_t> block) {
 
 // The descriptors of the set in front of its terminator.
 size_t CountDescriptors(std::span<const uint8_t> blocks) {
-    const size_t count = blocks.size() / kDvdBlockBytes;
+    const size_t count = blocks.size() / kLogicalBlockBytes;
     size_t i = 0;
     while (i < count && IsDescriptor(BlockOf(blocks, i)) && BlockOf(blocks, i)[0] != kTerminator) {
         ++i;
@@ -45,7 +45,7 @@ size_t CountDescriptors(std::span<const uint8_t> blocks) {
 
 // The same with its terminators.
 size_t CountSet(std::span<const uint8_t> blocks) {
-    const size_t count = blocks.size() / kDvdBlockBytes;
+    const size_t count = blocks.size() / kLogicalBlockBytes;
     size_t end = CountDescriptors(blocks);
     while (end < count && IsDescriptor(BlockOf(blocks, end)) &&
            BlockOf(blocks, end)[0] == kTerminator) {
@@ -88,7 +88,7 @@ bool MergeDescriptorSets(std::span<uint8_t> older, std::span<const uint8_t> newe
     };
     const size_t setBlocks = CountSet(older);
     size_t slots = setBlocks;
-    while (slots < older.size() / kDvdBlockBytes && IsExtended(BlockOf(older, slots))) {
+    while (slots < older.size() / kLogicalBlockBytes && IsExtended(BlockOf(older, slots))) {
         ++slots;
     }
     const size_t oldCount = CountDescriptors(older);
@@ -106,7 +106,8 @@ bool MergeDescriptorSets(std::span<uint8_t> older, std::span<const uint8_t> newe
     set.resize(std::min(set.size(), std::max<size_t>(slots, 2) - 1));
     set.resize(std::max<size_t>(slots, 1), Terminator());
     for (size_t i = 0; i < set.size(); ++i) {
-        std::ranges::copy(set[i], older.begin() + static_cast<std::ptrdiff_t>(i * kDvdBlockBytes));
+        std::ranges::copy(set[i],
+                          older.begin() + static_cast<std::ptrdiff_t>(i * kLogicalBlockBytes));
     }
     return slots > setBlocks;
 }

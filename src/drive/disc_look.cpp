@@ -63,7 +63,7 @@ class Looker {
     Block Read(uint32_t lba, std::span<uint8_t> data) {
         Cdb cdb(mmc::kRead10);
         StoreBe32(&cdb[2], lba);
-        StoreBe16(&cdb[7], static_cast<uint16_t>(data.size() / kDvdBlockBytes));
+        StoreBe16(&cdb[7], static_cast<uint16_t>(data.size() / kLogicalBlockBytes));
         const DirectResult result = Ask(cdb, data);
         if (IsNotRecorded(result)) {
             return Block::NotRecorded;
@@ -128,7 +128,7 @@ CAspiCD::DiscContent LookInPlace(Looker& looker, uint8_t formatState) {
     // What the background format has not reached can't be read, and was never written.
     const bool mayBeUnformatted =
         formatState == kFormatInterrupted || formatState == kFormatRunning;
-    const std::span<uint8_t> block(data.data(), kDvdBlockBytes);
+    const std::span<uint8_t> block(data.data(), kLogicalBlockBytes);
     for (const uint32_t fromEnd : {0U, 1U, kFirstAnchor + 1}) {
         const uint32_t lba = fromEnd == 0 ? kFirstAnchor : *blocks - fromEnd;
         if (lba >= *blocks) {
@@ -183,7 +183,7 @@ CAspiCD::UnitState CAspiCD::AwaitUnit(const GoOn& goOn) {
 }
 
 CAspiCD::VolumeLook CAspiCD::LookForIsoVolume(const GoOn& goOn) {
-    std::array<uint8_t, kDvdBlockBytes> block = {};
+    std::array<uint8_t, kLogicalBlockBytes> block = {};
     Looker looker(*this, goOn);
     if (!looker.ReadDiscInformation(block)) {
         return VolumeLook::Unknown;

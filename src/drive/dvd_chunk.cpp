@@ -156,25 +156,25 @@ int SendWrite(CScsiCommand& command, const uint8_t* data, uint32_t lba, uint32_t
     StoreBe32(&command[2], lba);
     StoreBe16(&command[7], static_cast<uint16_t>(blocks));
     return command.Transport(Direction::WRITE, const_cast<uint8_t*>(data),
-                             blocks * static_cast<uint32_t>(kDvdBlockBytes));
+                             blocks * static_cast<uint32_t>(kLogicalBlockBytes));
 }
 
 } // namespace
 
 int DvdRecording::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
     constexpr auto chunkBytes = static_cast<int64_t>(kDvdChunkBytes);
-    constexpr int64_t lastOffset = (int64_t{UINT32_MAX} - kDvdChunkBlocks) * kDvdBlockBytes;
+    constexpr int64_t lastOffset = (int64_t{UINT32_MAX} - kDvdChunkBlocks) * kLogicalBlockBytes;
     if (offset < 0 || offset > lastOffset || offset % chunkBytes != 0) {
         return -1;
     }
-    auto lba = static_cast<uint32_t>(offset / kDvdBlockBytes);
+    auto lba = static_cast<uint32_t>(offset / kLogicalBlockBytes);
     uint32_t blocks = kDvdChunkBlocks;
     if (!m_bMediaWritten && m_nNextWriteAddress > lba) {
         if (lba + blocks <= m_nNextWriteAddress) {
             return static_cast<int>(kDvdChunkBytes);
         }
         const uint32_t skipped = m_nNextWriteAddress - lba;
-        buffer += skipped * kDvdBlockBytes;
+        buffer += skipped * kLogicalBlockBytes;
         blocks -= skipped;
         lba = m_nNextWriteAddress;
     }
@@ -206,7 +206,7 @@ int DvdRecording::WriteDvdChunk(const uint8_t* buffer, int64_t offset) {
     if (s_nDaoToggle < 0) {
         s_nDaoToggle = 0;
     }
-    return static_cast<int>(blocks * kDvdBlockBytes);
+    return static_cast<int>(blocks * kLogicalBlockBytes);
 }
 
 } // namespace larkspin

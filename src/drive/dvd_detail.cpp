@@ -37,7 +37,7 @@ void ReportProgress(const DvdRecording& dvd, const ProgressFunctor& progress) {
 }
 
 uint32_t BlocksInFullEcc(int64_t bytes) {
-    const int64_t blocks = bytes / kDvdBlockBytes;
+    const int64_t blocks = bytes / kLogicalBlockBytes;
     return static_cast<uint32_t>((blocks + kEccBlocks - 1) / kEccBlocks * kEccBlocks);
 }
 

@@ -14,12 +14,11 @@
 
 namespace larkspin {
 
-// Logical block of a DVD, and the blocks of one ECC block, the smallest unit that is recorded.
-constexpr int64_t kDvdBlockBytes = 2048;
+// The blocks of one ECC block, the smallest unit that is recorded.
 constexpr uint32_t kEccBlocks = 16;
 // Where the volume descriptors of a session begin, from its start (ECMA-119 6.2.1).
 constexpr int32_t kFirstDescriptorBlock = 16;
-constexpr uint32_t kDvdChunkBlocks = static_cast<uint32_t>(kDvdChunkBytes / kDvdBlockBytes);
+constexpr uint32_t kDvdChunkBlocks = static_cast<uint32_t>(kDvdChunkBytes / kLogicalBlockBytes);
 
 // WriteDvdChunk's result when the user cancelled while the drive was busy: nothing was written,
 // nothing failed.

@@ -44,7 +44,7 @@ void CheckMinusRDlLayers(CScsiCommand& command, int64_t size) {
         throw Failure("unable to read dvd-r dl structure");
     }
     const uint32_t layerEnd = LoadBe32(&answer[16]) & 0xFFFFFF;
-    if (size / kDvdBlockBytes <= layerEnd) {
+    if (size / kLogicalBlockBytes <= layerEnd) {
         throw Failure("more than half of space on DVD-R DL disk will be wasted, use single layer "
                       "disk instead");
     }

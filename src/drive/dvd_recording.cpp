@@ -97,7 +97,7 @@ void DvdRecording::OpenDvdForWriting(bool ignorePrevious, double speed) {
         throw CgrowisofsException("previous session is not iso9660");
     }
     m_nSessionStart =
-        GetNextSessionStart({m_pWriteBuffer.get(), size_t{kDvdBlockBytes}}, &m_nPreviousStart);
+        GetNextSessionStart({m_pWriteBuffer.get(), size_t{kLogicalBlockBytes}}, &m_nPreviousStart);
 }
 
 void DvdRecording::WriteDvdFromHandle(IByteSource& source, int64_t offset,
@@ -121,7 +121,8 @@ void DvdRecording::WriteDvdFromHandle(IByteSource& source, int64_t offset,
     const uint8_t* const descriptor = buffer.data() + kDvdChunkBytes;
     const bool isVolume = IsPrimaryDescriptor(descriptor);
     const int64_t end =
-        isVolume ? VolumeEnd(*this, descriptor, offset / kDvdBlockBytes) * kDvdBlockBytes : offset;
+        isVolume ? VolumeEnd(*this, descriptor, offset / kLogicalBlockBytes) * kLogicalBlockBytes
+                 : offset;
     if (capacity != 0 && end > capacity) {
         throw CgrowisofsException("disk capacity is too low");
     }

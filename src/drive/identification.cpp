@@ -94,10 +94,10 @@ uint32_t ScaleBlocks(std::span<const uint8_t> formats, uint32_t blocks) {
     const uint32_t length =
         uint32_t{formats[kBlockLength]} << 16 | LoadBe16(&formats[kBlockLength + 1]);
     uint64_t scaled = blocks;
-    if (length > kDvdBlockBytes) {
-        scaled *= length / kDvdBlockBytes;
+    if (length > kLogicalBlockBytes) {
+        scaled *= length / kLogicalBlockBytes;
     } else if (length > 0) {
-        scaled /= kDvdBlockBytes / length;
+        scaled /= kLogicalBlockBytes / length;
     }
     return static_cast<uint32_t>(std::min<uint64_t>(scaled, INT32_MAX));
 }
@@ -456,7 +456,7 @@ uint32_t DvdRecording::GetDvdBlocks(CScsiCommand& command) {
 
 int64_t DvdRecording::GetDvdBytes() {
     CScsiCommand command(m_drive);
-    return int64_t{GetDvdBlocks(command)} * kDvdBlockBytes;
+    return int64_t{GetDvdBlocks(command)} * kLogicalBlockBytes;
 }
 
 } // namespace larkspin

@@ -78,7 +78,7 @@ void FillUp(CAspiCD& drive, const LastTrack& track, const CancelFunctor* cancel)
     const int32_t end = next + track.MissingBlocks();
     while (next < end && !IsCancelled(cancel)) {
         const int32_t blocks = std::min<int32_t>(end - next, kDvdChunkBlocks);
-        if (drive.WriteBlocks(&next, zeros.data(), blocks, cancel, kDvdBlockBytes) != 0) {
+        if (drive.WriteBlocks(&next, zeros.data(), blocks, cancel, kLogicalBlockBytes) != 0) {
             return; // the closing that follows tells why
         }
     }

@@ -12,7 +12,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr uint32_t kDataBlockBytes = 2048;
 constexpr uint32_t kAudioBlockBytes = 2352;
 
 } // namespace
@@ -21,7 +20,9 @@ int CAspiCD::ReadData(void* buffer, uint32_t count, uint32_t lba) {
     Cdb cdb(mmc::kRead10);
     StoreBe32(&cdb[2], lba);
     StoreBe16(&cdb[7], static_cast<uint16_t>(count));
-    return SendDirect(*this, SRB_DIR_IN, cdb, buffer, count * kDataBlockBytes).Error();
+    return SendDirect(*this, SRB_DIR_IN, cdb, buffer,
+                      static_cast<uint32_t>(count * kLogicalBlockBytes))
+        .Error();
 }
 
 int CAspiCD::ReadAudio(void* buffer, uint32_t count, int32_t lba) {

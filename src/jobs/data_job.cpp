@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "drive/profiles.h"
+#include "jobs/cd_writing.h"
 #include "jobs/data_check.h"
 #include "jobs/drive_reason.h"
 #include "jobs/file_list.h"
@@ -24,7 +25,6 @@ namespace {
 
 constexpr size_t kDvdPipeBytes = size_t{32} << 20;
 constexpr size_t kCdPipeBytes = size_t{16} << 20;
-constexpr int32_t kSectorsPerWrite = 16;
 constexpr uint32_t kSectorsPerDvdChunk = kDvdChunkBytes / kSectorBytes;
 constexpr int32_t kShortestTrack = 300; // sectors of a data track on a CD (Orange Book)
 
@@ -370,24 +370,11 @@ bool DataWriting::RecordCd() {
 }
 
 bool DataWriting::WriteTrack(int32_t* address, int32_t totalSectors) {
-    std::vector<uint8_t> buffer(size_t{kSectorsPerWrite} * kSectorBytes);
-    int32_t remaining = totalSectors;
-    while (remaining > 0 && !m_cancel()) {
-        const std::ptrdiff_t bytesRead = ReadFully(
-            *m_pPipe, buffer.data(), size_t(std::min(remaining, kSectorsPerWrite)) * kSectorBytes);
-        if (bytesRead < 0) {
-            return Abort(kPipeFailed);
-        }
-        const auto sectors = static_cast<int32_t>(bytesRead / kSectorBytes);
-        if (sectors == 0) {
-            break; // the generator has closed its end
-        }
-        if (m_drive.WriteBlocks(address, buffer.data(), sectors, &m_cancel, kSectorBytes) != 0) {
-            return Abort(kWriteFailed);
-        }
-        remaining -= sectors;
-        m_env.ui.SetProgress(JobKind::Data,
-                             static_cast<int>(100 - int64_t{remaining} * 100 / totalSectors));
+    CdStream stream{*m_pPipe, *address, totalSectors, JobKind::Data, m_cancel, nullptr};
+    const CdStreamEnd end = WriteStream(m_env.ui, m_drive, &stream);
+    *address = stream.address;
+    if (end != CdStreamEnd::Ended) {
+        return Abort(end == CdStreamEnd::ReadFailed ? kPipeFailed : kWriteFailed);
     }
     return true;
 }

@@ -4,6 +4,7 @@
 #include "drive/cue_sheet.h"
 #include "drive/profiles.h"
 #include "jobs/capacity_marks.h"
+#include "jobs/cd_writing.h"
 #include "jobs/drive_reason.h"
 #include "jobs/drive_wait.h"
 #include "jobs/file_list.h"
@@ -25,7 +26,6 @@ namespace larkspin {
 
 namespace {
 
-constexpr int32_t kSectorsPerWrite = 16;
 // A capacity from here on counts as large enough for any image.
 constexpr int32_t kAnyImageBlocks = 400'000;
 
@@ -297,31 +297,19 @@ bool ImageWriting::WriteCd() {
 }
 
 bool ImageWriting::RecordCd(ISequentialFile& image) {
-    std::vector<uint8_t> buffer(size_t{kSectorsPerWrite} * kSectorBytes);
     if (m_bVerify) {
         m_record.Expect(PiecesOf(int64_t{m_nSectors} * kSectorBytes), 0);
     }
     m_env.ui.SetAmount(JobKind::Image, uint64_t(m_nSectors) * kSectorBytes);
-    int32_t address = 0;
-    int32_t remaining = m_nSectors;
-    while (remaining > 0 && !m_cancel()) {
-        const std::ptrdiff_t bytesRead = ReadFully(
-            image, buffer.data(), size_t(std::min(remaining, kSectorsPerWrite)) * kSectorBytes);
-        if (bytesRead < 0) {
-            return Fail(kReadFailed);
-        }
-        const auto sectors = static_cast<int32_t>(bytesRead / kSectorBytes);
-        if (sectors == 0) {
-            break;
-        }
-        if (m_drive.WriteBlocks(&address, buffer.data(), sectors, &m_cancel, kSectorBytes) != 0) {
-            m_drive.SyncCache();
-            return Fail(UnlessGivenUp(m_drive, kWriteFailed));
-        }
-        m_record.Take(std::span(buffer).first(static_cast<size_t>(sectors) * kSectorBytes));
-        remaining -= sectors;
-        m_env.ui.SetProgress(JobKind::Image,
-                             static_cast<int>(100 - int64_t{remaining} * 100 / m_nSectors));
+    CdStream stream{image, 0, m_nSectors, JobKind::Image, m_cancel, &m_record};
+    switch (WriteStream(m_env.ui, m_drive, &stream)) {
+    case CdStreamEnd::Ended:
+        break;
+    case CdStreamEnd::ReadFailed:
+        return Fail(kReadFailed);
+    case CdStreamEnd::WriteFailed:
+        m_drive.SyncCache();
+        return Fail(UnlessGivenUp(m_drive, kWriteFailed));
     }
     if (!m_cancel()) {
         Status(u"Writing lead-out...");
@@ -329,7 +317,7 @@ bool ImageWriting::RecordCd(ISequentialFile& image) {
         if (!m_bWhole) {
             m_notices.push_back(NoLeadOutText(m_drive));
         }
-        if (remaining > 0) {
+        if (stream.left > 0) {
             m_notices.push_back(kImageShorter);
         }
     }

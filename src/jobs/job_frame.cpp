@@ -20,27 +20,6 @@ constexpr int32_t kMostCopies = 20;
 constexpr size_t kMostNotices = 10;
 constexpr uint64_t kStatusMs = 100;
 
-struct ProgressOperations {
-    void (CCDWriterUI::*start)(uint32_t);
-    void (CCDWriterUI::*stop)();
-};
-
-ProgressOperations OperationsOf(JobKind kind) {
-    switch (kind) {
-    case JobKind::Data:
-        return {&CCDWriterUI::StartDataProgress, &CCDWriterUI::StopDataProgress};
-    case JobKind::Audio:
-        return {&CCDWriterUI::StartAudioProgress, &CCDWriterUI::StopAudioProgress};
-    case JobKind::Image:
-        return {&CCDWriterUI::StartImageProgress, &CCDWriterUI::StopImageProgress};
-    case JobKind::Verify:
-        return {nullptr, &CCDWriterUI::StopVerifyProgress};
-    case JobKind::Erase:
-        break;
-    }
-    return {nullptr, &CCDWriterUI::StopEraseProgress};
-}
-
 } // namespace
 
 JobEnd RunJob(JobEnv& env, const std::function<JobEnd()>& body) {
@@ -80,25 +59,9 @@ bool HasDvdWay(CAspiCD& drive) {
     return TraitsOf(drive.GetCurrentProfile()).hasDvdWay;
 }
 
-bool IsCancelled(const CCDWriterUI& ui, JobKind kind) {
-    switch (kind) {
-    case JobKind::Data:
-        return ui.IsDataCancelled();
-    case JobKind::Audio:
-        return ui.IsAudioCancelled();
-    case JobKind::Image:
-        return ui.IsImageCancelled();
-    case JobKind::Verify:
-        return ui.IsVerifyCancelled();
-    case JobKind::Erase:
-        break;
-    }
-    return ui.IsEraseCancelled();
-}
-
 CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind) {
     return CancelFunctor([&env, &drive, kind] {
-        return IsCancelled(env.ui, kind) || (!drive.IsDiscTouched() && env.host.IsLeaving());
+        return env.ui.IsCancelled(kind) || (!drive.IsDiscTouched() && env.host.IsLeaving());
     });
 }
 
@@ -155,13 +118,7 @@ void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& noti
 
 ProgressScope::ProgressScope(JobEnv& env, JobKind kind, uint32_t diskType)
     : m_ui(env.ui), m_kind(kind) {
-    if (const ProgressOperations operations = OperationsOf(kind); operations.start != nullptr) {
-        (m_ui.*operations.start)(diskType);
-    } else if (kind == JobKind::Verify) {
-        m_ui.StartVerifyProgress();
-    } else {
-        m_ui.StartEraseProgress();
-    }
+    m_ui.StartProgress(kind, kind == JobKind::Verify ? kNothingAtStake : diskType);
     m_callbacks.emplace(m_ui, kind);
     m_ui.StartTrayAnimation();
 }
@@ -172,7 +129,7 @@ void ProgressScope::End() {
     }
     m_ui.StopTrayAnimation();
     m_callbacks.reset();
-    (m_ui.*OperationsOf(m_kind).stop)();
+    m_ui.StopProgress(m_kind);
 }
 
 LateProgress::LateProgress(JobEnv& env, JobKind kind, uint64_t silentMs)
@@ -199,7 +156,7 @@ bool LateProgress::Continue(const std::function<std::u16string()>& status) {
 }
 
 bool IsGivenUp(JobEnv& env, JobKind kind) {
-    return IsCancelled(env.ui, kind) || env.host.IsLeaving();
+    return env.ui.IsCancelled(kind) || env.host.IsLeaving();
 }
 
 bool DriveHold::Take() {
@@ -234,22 +191,6 @@ ProgressFunctor DvdProgress(CCDWriterUI& ui, const CAspiCD& drive, JobKind kind)
         ui.SetAmount(kind, static_cast<uint64_t>(facts.finalOffset - facts.startOffset));
         ui.SetProgress(kind, percent);
     };
-}
-
-std::ptrdiff_t ReadFully(IByteSource& source, void* buffer, size_t bytes) {
-    size_t filled = 0;
-    while (filled < bytes) {
-        const std::ptrdiff_t got =
-            source.Read(static_cast<std::byte*>(buffer) + filled, bytes - filled);
-        if (got < 0) {
-            return -1;
-        }
-        if (got == 0) {
-            break;
-        }
-        filled += static_cast<size_t>(got);
-    }
-    return static_cast<std::ptrdiff_t>(filled);
 }
 
 } // namespace larkspin

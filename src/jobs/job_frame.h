@@ -29,8 +29,6 @@ CAspiCD* FindDrive(JobEnv& env, uint32_t index);
 // Whether the disc in the drive is recorded as DVDs are: those, and BDs. It picks a job's way.
 bool HasDvdWay(CAspiCD& drive);
 
-// The user has cancelled what the progress window of that kind of job shows.
-bool IsCancelled(const CCDWriterUI& ui, JobKind kind);
 // What ends a job early: its Cancel, and as long as nothing on the disc has been changed, the wish
 // to leave the program.
 CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind);
@@ -189,9 +187,5 @@ class DoorLock {
 // Shows how far the DVD logic is, and how much it has to write, in the progress window of that kind
 // of job. The references outlive it.
 ProgressFunctor DvdProgress(CCDWriterUI& ui, const CAspiCD& drive, JobKind kind);
-
-// Reads until `bytes` bytes are there or the source ends. Returns the count, or -1 after a failed
-// read.
-std::ptrdiff_t ReadFully(IByteSource& source, void* buffer, size_t bytes);
 
 } // namespace larkspin

@@ -164,12 +164,12 @@ EraseTypeResult RemoteUi::ShowEraseType(const std::vector<double>& speeds) {
     return m_link.Ask(op::kShowEraseType, speeds).value_or(EraseTypeResult());
 }
 
-void RemoteUi::Start(JobKind kind, uint32_t diskType) {
+void RemoteUi::StartProgress(JobKind kind, uint32_t diskType) {
     Of(kind).logic.Start(diskType, {}, 0);
     m_link.Tell(op::kStartProgress, kind, diskType);
 }
 
-void RemoteUi::Stop(JobKind kind) {
+void RemoteUi::StopProgress(JobKind kind) {
     m_link.Tell(op::kStopProgress, kind);
 }
 

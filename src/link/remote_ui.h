@@ -56,21 +56,9 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     CopyParametersResult ShowAudioParameters(const std::u16string& header, bool verify) override;
     CopyParametersResult ShowImageParameters(const std::u16string& header, bool verify) override;
     EraseTypeResult ShowEraseType(const std::vector<double>& speeds) override;
-    void StartDataProgress(uint32_t diskType) override { Start(JobKind::Data, diskType); }
-    void StartAudioProgress(uint32_t diskType) override { Start(JobKind::Audio, diskType); }
-    void StartImageProgress(uint32_t diskType) override { Start(JobKind::Image, diskType); }
-    void StartEraseProgress() override { Start(JobKind::Erase, 0); }
-    void StartVerifyProgress() override { Start(JobKind::Verify, kNothingAtStake); }
-    void StopDataProgress() override { Stop(JobKind::Data); }
-    void StopAudioProgress() override { Stop(JobKind::Audio); }
-    void StopImageProgress() override { Stop(JobKind::Image); }
-    void StopEraseProgress() override { Stop(JobKind::Erase); }
-    void StopVerifyProgress() override { Stop(JobKind::Verify); }
-    bool IsDataCancelled() const override { return Of(JobKind::Data).logic.IsCancelled(); }
-    bool IsAudioCancelled() const override { return Of(JobKind::Audio).logic.IsCancelled(); }
-    bool IsImageCancelled() const override { return Of(JobKind::Image).logic.IsCancelled(); }
-    bool IsEraseCancelled() const override { return Of(JobKind::Erase).logic.IsCancelled(); }
-    bool IsVerifyCancelled() const override { return Of(JobKind::Verify).logic.IsCancelled(); }
+    void StartProgress(JobKind kind, uint32_t diskType) override;
+    void StopProgress(JobKind kind) override;
+    bool IsCancelled(JobKind kind) const override { return Of(kind).logic.IsCancelled(); }
     void SetStatus(JobKind kind, const std::u16string& text) override;
     void SetProgress(JobKind kind, int percent) override;
     int Progress(JobKind kind) const override { return Of(kind).logic.Progress(); }
@@ -110,8 +98,6 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     };
 
     Job& Of(JobKind kind) const { return *m_jobs.at(static_cast<size_t>(kind)); }
-    void Start(JobKind kind, uint32_t diskType);
-    void Stop(JobKind kind);
     void Show(JobKind kind);
     void TakeModels(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store);
     void TakeWishes();

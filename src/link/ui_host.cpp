@@ -33,8 +33,8 @@ void UiHost::TakeJobs() {
     m_link.On(op::kShowImageParameters, Where::Worker, m_ui, &CCDWriterUI::ShowImageParameters);
     m_link.On(op::kShowEraseType, Where::Worker, m_ui, &CCDWriterUI::ShowEraseType);
     m_link.On(op::kAskUser, Where::Worker, m_ui, &CCDWriterUI::AskUser);
-    m_link.On(op::kStartProgress, Where::Reader, *this, &UiHost::StartProgress);
-    m_link.On(op::kStopProgress, Where::Reader, *this, &UiHost::StopProgress);
+    m_link.On(op::kStartProgress, Where::Reader, m_ui, &CCDWriterUI::StartProgress);
+    m_link.On(op::kStopProgress, Where::Reader, m_ui, &CCDWriterUI::StopProgress);
     m_link.On(op::kShowProgress, Where::Reader,
               [this](JobKind kind, const std::u16string& status, uint64_t bytes, int percent) {
                   m_ui.SetStatus(kind, status);
@@ -67,46 +67,6 @@ void UiHost::TakeView() {
     m_link.On(op::kShowQueueEditor, Where::Main, m_view, &IMainView::ShowQueueEditor);
     m_link.On(op::kCancelQuestions, Where::Main, m_view, &IMainView::CancelQuestions);
     m_link.On(op::kShowErrorBox, Where::Main, m_view, &IMainView::ShowErrorBox);
-}
-
-void UiHost::StartProgress(JobKind kind, uint32_t diskType) {
-    switch (kind) {
-    case JobKind::Data:
-        m_ui.StartDataProgress(diskType);
-        break;
-    case JobKind::Audio:
-        m_ui.StartAudioProgress(diskType);
-        break;
-    case JobKind::Image:
-        m_ui.StartImageProgress(diskType);
-        break;
-    case JobKind::Erase:
-        m_ui.StartEraseProgress();
-        break;
-    case JobKind::Verify:
-        m_ui.StartVerifyProgress();
-        break;
-    }
-}
-
-void UiHost::StopProgress(JobKind kind) {
-    switch (kind) {
-    case JobKind::Data:
-        m_ui.StopDataProgress();
-        break;
-    case JobKind::Audio:
-        m_ui.StopAudioProgress();
-        break;
-    case JobKind::Image:
-        m_ui.StopImageProgress();
-        break;
-    case JobKind::Erase:
-        m_ui.StopEraseProgress();
-        break;
-    case JobKind::Verify:
-        m_ui.StopVerifyProgress();
-        break;
-    }
 }
 
 // The view wants its menu filled before this returns, so the answer is waited for, but not long:

@@ -31,8 +31,6 @@ class UiHost {
   private:
     void TakeJobs();
     void TakeView();
-    void StartProgress(JobKind kind, uint32_t diskType);
-    void StopProgress(JobKind kind);
     void OnRightClick();
 
     Link& m_link;

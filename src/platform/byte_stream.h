@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <span>
 
 namespace larkspin {
 
@@ -19,6 +21,15 @@ class IByteSource {
     // stream, -1 a failure. Blocks until at least one byte, the end or a failure is there.
     virtual std::ptrdiff_t Read(void* buffer, size_t bytes) = 0;
 };
+
+// Reads into `buffer` until its first `needed` bytes are there or the source ends, and gives the
+// count of bytes read, which may exceed `needed`; nothing if reading fails. The rest of the buffer
+// stays as it is.
+std::optional<size_t> ReadUpTo(IByteSource& source, std::span<uint8_t> buffer, size_t needed);
+
+inline std::optional<size_t> ReadUpTo(IByteSource& source, std::span<uint8_t> buffer) {
+    return ReadUpTo(source, buffer, buffer.size());
+}
 
 class IByteSink {
   public:

@@ -77,22 +77,23 @@ class CCDWriterUI {
 
     // Progress dialogs. Start: bar to 0, flags cleared, shown and brought to the front, clock and
     // timer started. `diskType` is an MMC profile for the cancel question.
-    virtual void StartDataProgress(uint32_t diskType) = 0;
-    virtual void StartAudioProgress(uint32_t diskType) = 0;
-    virtual void StartImageProgress(uint32_t diskType) = 0;
-    virtual void StartEraseProgress() = 0;
-    virtual void StartVerifyProgress() = 0;
-    virtual void StopDataProgress() = 0;
-    virtual void StopAudioProgress() = 0;
-    virtual void StopImageProgress() = 0;
-    virtual void StopEraseProgress() = 0;
-    virtual void StopVerifyProgress() = 0;
+    virtual void StartProgress(JobKind kind, uint32_t diskType) = 0;
+    virtual void StopProgress(JobKind kind) = 0;
+    virtual bool IsCancelled(JobKind kind) const = 0;
 
-    virtual bool IsDataCancelled() const = 0;
-    virtual bool IsAudioCancelled() const = 0;
-    virtual bool IsImageCancelled() const = 0;
-    virtual bool IsEraseCancelled() const = 0;
-    virtual bool IsVerifyCancelled() const = 0;
+    // The same by name.
+    void StartDataProgress(uint32_t diskType) { StartProgress(JobKind::Data, diskType); }
+    void StartAudioProgress(uint32_t diskType) { StartProgress(JobKind::Audio, diskType); }
+    void StartImageProgress(uint32_t diskType) { StartProgress(JobKind::Image, diskType); }
+    void StartEraseProgress() { StartProgress(JobKind::Erase, 0); }
+    void StopDataProgress() { StopProgress(JobKind::Data); }
+    void StopAudioProgress() { StopProgress(JobKind::Audio); }
+    void StopImageProgress() { StopProgress(JobKind::Image); }
+    void StopEraseProgress() { StopProgress(JobKind::Erase); }
+    bool IsDataCancelled() const { return IsCancelled(JobKind::Data); }
+    bool IsAudioCancelled() const { return IsCancelled(JobKind::Audio); }
+    bool IsImageCancelled() const { return IsCancelled(JobKind::Image); }
+    bool IsEraseCancelled() const { return IsCancelled(JobKind::Erase); }
 
     virtual void SetStatus(JobKind kind, const std::u16string& text) = 0;
     virtual void SetProgress(JobKind kind, int percent) = 0; // held in 0 to 100

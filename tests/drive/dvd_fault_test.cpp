@@ -74,7 +74,7 @@ TEST(DvdFaultTest, NoFaultLosesDataInSilenceOrHangsOrLeavesTheDiscOpen) {
         ASSERT_EQ(whole.Go(VolumeStream(80, kSessionStart + 80)), "");
         EXPECT_EQ(whole.Trace(), commands);
         for (const RoadBench* bench : {&sound, &whole}) {
-            EXPECT_EQ(bench->dvd.m_nFinalOffset, int64_t{kSessionStart + 80} * kDvdBlockBytes);
+            EXPECT_EQ(bench->dvd.m_nFinalOffset, int64_t{kSessionStart + 80} * kLogicalBlockBytes);
             if (profile == 0x12 || profile == 0x13 || profile == 0x1A) {
                 // In place the old descriptor tells the size of both parts.
                 const Bytes disc = bench->Recorded();

@@ -403,7 +403,7 @@ TEST_F(AppendJob, AllReadersFindTheNewFileOnADiscWrittenInPlace) {
                 pipe, 0, 0, {});
             pipe.CloseWrite();
             Bytes bytes(size_t{16} << 20);
-            bytes.resize(static_cast<size_t>(ReadFully(pipe, bytes.data(), bytes.size())));
+            bytes.resize(pipe.ReadFully(bytes.data(), bytes.size()));
             WriteFileBytes(image, bytes);
         } else {
             Run(bench, "xorriso -as mkisofs -quiet " + options + " -o old.iso source");

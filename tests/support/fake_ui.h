@@ -99,21 +99,17 @@ class FakeUi : public CCDWriterUI {
         }
         return Dialogue(u"", erase);
     }
-    void StartDataProgress(uint32_t diskType) override { Start(JobKind::Data, diskType); }
-    void StartAudioProgress(uint32_t diskType) override { Start(JobKind::Audio, diskType); }
-    void StartImageProgress(uint32_t diskType) override { Start(JobKind::Image, diskType); }
-    void StartEraseProgress() override { Start(JobKind::Erase, 0); }
-    void StartVerifyProgress() override { Start(JobKind::Verify, kNothingAtStake); }
-    void StopDataProgress() override { Of(JobKind::Data).shown = false; }
-    void StopAudioProgress() override { Of(JobKind::Audio).shown = false; }
-    void StopImageProgress() override { Of(JobKind::Image).shown = false; }
-    void StopEraseProgress() override { Of(JobKind::Erase).shown = false; }
-    void StopVerifyProgress() override { Of(JobKind::Verify).shown = false; }
-    bool IsDataCancelled() const override { return Of(JobKind::Data).cancelled; }
-    bool IsAudioCancelled() const override { return Of(JobKind::Audio).cancelled; }
-    bool IsImageCancelled() const override { return Of(JobKind::Image).cancelled; }
-    bool IsEraseCancelled() const override { return Of(JobKind::Erase).cancelled; }
-    bool IsVerifyCancelled() const override { return Of(JobKind::Verify).cancelled; }
+    void StartProgress(JobKind kind, uint32_t diskType) override {
+        Dialog& dialog = Of(kind);
+        dialog.shown = true;
+        dialog.cancelled = false;
+        dialog.percent = 0;
+        ++dialog.starts;
+        const std::lock_guard lock(m_mutex);
+        m_diskTypes.push_back(diskType);
+    }
+    void StopProgress(JobKind kind) override { Of(kind).shown = false; }
+    bool IsCancelled(JobKind kind) const override { return Of(kind).cancelled; }
     void SetStatus(JobKind kind, const std::u16string& text) override {
         {
             const std::lock_guard lock(m_mutex);
@@ -186,15 +182,6 @@ class FakeUi : public CCDWriterUI {
     }
     Dialog& Of(JobKind kind) { return m_dialogs[static_cast<size_t>(kind)]; }
     const Dialog& Of(JobKind kind) const { return m_dialogs[static_cast<size_t>(kind)]; }
-    void Start(JobKind kind, uint32_t diskType) {
-        Dialog& dialog = Of(kind);
-        dialog.shown = true;
-        dialog.cancelled = false;
-        dialog.percent = 0;
-        ++dialog.starts;
-        const std::lock_guard lock(m_mutex);
-        m_diskTypes.push_back(diskType);
-    }
 
     std::array<Dialog, kJobKinds.size()> m_dialogs;
     std::atomic<bool> m_verifyOffered = false;

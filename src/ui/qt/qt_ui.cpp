@@ -317,51 +317,16 @@ EraseTypeResult QtUi::ShowEraseType(const std::vector<double>& speeds) {
     return input ? logic.Accept(*input) : EraseTypeResult();
 }
 
-void QtUi::StartDataProgress(uint32_t diskType) {
-    m_pImpl->Start(JobKind::Data, diskType);
-}
-void QtUi::StartAudioProgress(uint32_t diskType) {
-    m_pImpl->Start(JobKind::Audio, diskType);
-}
-void QtUi::StartImageProgress(uint32_t diskType) {
-    m_pImpl->Start(JobKind::Image, diskType);
-}
-void QtUi::StartEraseProgress() {
-    m_pImpl->Start(JobKind::Erase, 0);
-}
-void QtUi::StartVerifyProgress() {
-    m_pImpl->Start(JobKind::Verify, kNothingAtStake);
-}
-void QtUi::StopDataProgress() {
-    m_pImpl->Stop(JobKind::Data);
-}
-void QtUi::StopAudioProgress() {
-    m_pImpl->Stop(JobKind::Audio);
-}
-void QtUi::StopImageProgress() {
-    m_pImpl->Stop(JobKind::Image);
-}
-void QtUi::StopEraseProgress() {
-    m_pImpl->Stop(JobKind::Erase);
-}
-void QtUi::StopVerifyProgress() {
-    m_pImpl->Stop(JobKind::Verify);
+void QtUi::StartProgress(JobKind kind, uint32_t diskType) {
+    m_pImpl->Start(kind, diskType);
 }
 
-bool QtUi::IsDataCancelled() const {
-    return m_pImpl->Dialog(JobKind::Data).logic.IsCancelled();
+void QtUi::StopProgress(JobKind kind) {
+    m_pImpl->Stop(kind);
 }
-bool QtUi::IsAudioCancelled() const {
-    return m_pImpl->Dialog(JobKind::Audio).logic.IsCancelled();
-}
-bool QtUi::IsImageCancelled() const {
-    return m_pImpl->Dialog(JobKind::Image).logic.IsCancelled();
-}
-bool QtUi::IsEraseCancelled() const {
-    return m_pImpl->Dialog(JobKind::Erase).logic.IsCancelled();
-}
-bool QtUi::IsVerifyCancelled() const {
-    return m_pImpl->Dialog(JobKind::Verify).logic.IsCancelled();
+
+bool QtUi::IsCancelled(JobKind kind) const {
+    return m_pImpl->Dialog(kind).logic.IsCancelled();
 }
 
 void QtUi::SetStatus(JobKind kind, const std::u16string& text) {

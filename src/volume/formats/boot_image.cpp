@@ -5,7 +5,6 @@
 
 #include "platform/text.h"
 #include "volume/model/error.h"
-#include "volume/model/read_up_to.h"
 #include "volume/model/sector_writers.h"
 #include "volume/model/tree.h"
 

@@ -6,7 +6,6 @@
 #include "platform/byte_order.h"
 #include "platform/paths.h"
 #include "platform/text.h"
-#include "volume/model/read_up_to.h"
 #include "volume/model/tree.h"
 
 #include <algorithm>

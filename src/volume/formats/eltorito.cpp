@@ -10,7 +10,6 @@
 #include "volume/formats/rockridge.h"
 #include "volume/model/error.h"
 #include "volume/model/names.h"
-#include "volume/model/read_up_to.h"
 #include "volume/model/run.h"
 #include "volume/model/sector_stream.h"
 #include "volume/model/sector_writers.h"

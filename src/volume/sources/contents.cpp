@@ -7,7 +7,6 @@
 #include "platform/text.h"
 #include "volume/formats/dvdvideo.h"
 #include "volume/model/error.h"
-#include "volume/model/read_up_to.h"
 #include "volume/model/run.h"
 #include "volume/model/sector_stream.h"
 #include "volume/sources/open_ahead.h"

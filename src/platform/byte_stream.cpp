@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "volume/model/read_up_to.h"
+#include "platform/byte_stream.h"
 
 namespace larkspin {
 
