@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "app/settings.h"
-#include "platform/settings_keys.h"
+#include "platform/settings_store.h"
 
 #include <array>
 

@@ -15,6 +15,11 @@
 
 namespace larkspin {
 
+// Where the program's values stand in the settings store.
+inline constexpr const char* kSettingsKey = "Software\\Quernstone Development\\cdwrite";
+inline constexpr const char* kTitlesKey = "Software\\Quernstone Development\\cdwrite\\titles";
+inline constexpr const char* kShowFileIconsValue = "ShowFileIcons";
+
 class ISettingsStore {
   public:
     virtual ~ISettingsStore() = default;

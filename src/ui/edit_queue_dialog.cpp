@@ -3,7 +3,7 @@
 
 #include "ui/edit_queue_dialog.h"
 
-#include "platform/settings_keys.h"
+#include "platform/settings_store.h"
 
 #include <algorithm>
 #include <array>

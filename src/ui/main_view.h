@@ -16,7 +16,7 @@ namespace larkspin {
 
 enum class BalloonIcon : uint32_t { None = 0, Information = 1, Warning = 2, Error = 3 };
 
-// Commands of the idle tray menu and of the other menus, as they stand in the resources.
+// Commands of the idle tray menu and of the other menus.
 enum MenuCommand : uint32_t {
     CMD_OK = 1,
     CMD_CANCEL = 2,

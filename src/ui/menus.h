@@ -24,7 +24,7 @@ struct MenuItem {
     bool operator==(const MenuItem&) const = default;
 };
 
-// The menus by their resource numbers.
+// The menus, each by its number.
 enum class MenuId : uint32_t {
     RunningShown = 225,  // a job runs, its dialog is on the screen
     RunningHidden = 226, // a job runs, its dialog is hidden

@@ -3,7 +3,7 @@
 
 #include "ui/parameter_dialogs.h"
 
-#include "ui/speed_list.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,6 +13,13 @@
 namespace larkspin {
 
 namespace {
+
+std::u16string SpeedText(double speed) {
+    if (static_cast<long long>(speed * 10.0) % 10 == 0) {
+        return FormatWide("%lldx", static_cast<long long>(speed));
+    }
+    return FormatWide("%.1fx", speed);
+}
 
 std::u16string FoldBlanks(const std::u16string& text) {
     std::u16string folded;
@@ -29,6 +36,20 @@ bool IsBlank(char16_t unit) {
 }
 
 } // namespace
+
+std::vector<std::u16string> SpeedTexts(const std::vector<double>& speeds) {
+    std::vector<std::u16string> texts = {u"Max"};
+    texts.reserve(speeds.size() + 1);
+    for (const double speed : speeds) {
+        texts.push_back(SpeedText(speed));
+    }
+    return texts;
+}
+
+double ReadSpeedChoice(const std::vector<double>& speeds, size_t selected) {
+    const size_t index = selected == 0 ? 0 : selected - 1;
+    return index < speeds.size() ? speeds[index] : kNoSpeedWish;
+}
 
 uint32_t ParseCopies(const std::u16string& text) {
     constexpr uint32_t kLimit = std::numeric_limits<int32_t>::max();

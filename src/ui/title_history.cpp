@@ -3,7 +3,7 @@
 
 #include "ui/title_history.h"
 
-#include "platform/settings_keys.h"
+#include "platform/settings_store.h"
 
 #include <algorithm>
 #include <boost/lexical_cast.hpp>

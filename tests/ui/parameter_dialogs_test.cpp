@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // What the parameter dialogs show, and what their answers turn into.
-#include "platform/settings_keys.h"
+#include "platform/settings_store.h"
 #include "support/manual_clock.h"
 #include "support/memory_store.h"
 #include "ui/fakes.h"
 #include "ui/parameter_dialogs.h"
-#include "ui/speed_list.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

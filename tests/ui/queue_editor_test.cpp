@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // Rows, details, icons and layout of the queue editor.
-#include "platform/settings_keys.h"
+#include "platform/settings_store.h"
 #include "support/fake_files.h"
 #include "support/manual_clock.h"
 #include "support/memory_store.h"

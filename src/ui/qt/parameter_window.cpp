@@ -3,10 +3,10 @@
 
 #include "ui/qt/parameter_window.h"
 
+#include "ui/parameter_dialogs.h"
 #include "ui/qt/artwork.h"
 #include "ui/qt/controls.h"
 #include "ui/qt/qt_text.h"
-#include "ui/speed_list.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -4,7 +4,6 @@
 #include "volume/formats/udf.h"
 
 #include "volume/formats/udf_descriptors.h"
-#include "volume/formats/udf_tree.h"
 #include "volume/model/run.h"
 #include "volume/model/sector_stream.h"
 

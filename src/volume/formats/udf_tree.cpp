@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "volume/formats/udf_tree.h"
+#include "volume/formats/udf.h"
 
 #include "volume/formats/joliet.h"
 #include "volume/formats/udf_tag.h"

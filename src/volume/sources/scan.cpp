@@ -6,7 +6,7 @@
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "volume/formats/rockridge.h"
-#include "volume/formats/udf_tree.h"
+#include "volume/formats/udf.h"
 #include "volume/model/error.h"
 #include "volume/model/names.h"
 #include "volume/model/run.h"

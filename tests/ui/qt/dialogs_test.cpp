@@ -4,7 +4,7 @@
 // The parameter dialogs and message boxes as a job and its user meet them.
 #include "ui/qt/ui_bench.h"
 
-#include "platform/settings_keys.h"
+#include "platform/settings_store.h"
 
 #include <QAbstractEventDispatcher>
 #include <QCheckBox>
