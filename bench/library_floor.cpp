@@ -72,7 +72,7 @@ size_t DecodeVorbis(const Bytes& file) {
     if (ov_open_callbacks(&source, &decoder, nullptr, 0, callbacks) != 0) {
         return 0;
     }
-    const auto frameBytes = static_cast<size_t>(2 * ov_info(&decoder, -1)->channels);
+    const auto frameBytes = size_t{2} * static_cast<size_t>(ov_info(&decoder, -1)->channels);
     std::array<char, 16384> buffer;
     size_t bytes = 0;
     int link = 0;

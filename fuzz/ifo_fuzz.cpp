@@ -72,7 +72,7 @@ void AddControl(std::vector<Part>& parts, const std::u16string& name, std::strin
     }
     bytes.resize(2048);
     bytes += rest;
-    bytes.resize((bytes.size() + 2047) / 2048 * 2048 + (size & 3) * 2048U);
+    bytes.resize((bytes.size() + 2047) / 2048 * 2048 + size_t{size & 3U} * 2048);
     parts.push_back({name + u".IFO", bytes});
     parts.push_back({name + u".BUP", std::move(bytes)});
 }

@@ -254,7 +254,7 @@ TEST_F(SgPortTest, OutcomesOfTheKernelBecomeThoseOfThePort) {
 TEST_F(SgPortTest, BytesMovedAreWhatTheKernelDidNotLeaveOver) {
     const std::tuple<int, uint32_t> cases[] = {{0, 64}, {60, 4}, {64, 0}, {65, 0}, {-1, 64}};
     for (const auto& [left, moved] : cases) {
-        kernel.onSgIo = [&](sg_io_hdr& header) {
+        kernel.onSgIo = [left = left](sg_io_hdr& header) {
             header.resid = left;
             return 0;
         };

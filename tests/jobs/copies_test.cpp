@@ -12,7 +12,7 @@ constexpr JobKind kJobs[] = {JobKind::Audio, JobKind::Image};
 // A source for both jobs: a WAV file is also an image.
 class Copies : public testing::Test {
   protected:
-    void SetUp(JobBench& bench, uint32_t copies) {
+    void Prepare(JobBench& bench, uint32_t copies) {
         path = bench.AddWav("a.wav", pcm);
         bench.ui.audio.nCopies = bench.ui.image.nCopies = copies;
     }
@@ -25,7 +25,7 @@ TEST_F(Copies, ComeOneAfterTheOther) {
     for (const JobKind job : kJobs) {
         SCOPED_TRACE(static_cast<int>(job));
         JobBench bench;
-        SetUp(bench, 3);
+        Prepare(bench, 3);
         std::vector<std::string> discs{bench.disc};
         bench.ui.onBox = [&](const FakeUi::Box& box) {
             EXPECT_EQ(box.buttons, BoxButtons::OkCancel);
@@ -77,7 +77,7 @@ TEST_F(Copies, EndWithTheUserOrTheImage) {
     for (const auto& test : cases) {
         SCOPED_TRACE(Format("%s, %d", test.name, static_cast<int>(test.job)));
         JobBench bench;
-        SetUp(bench, 33); // held at 20
+        Prepare(bench, 33); // held at 20
         bench.ui.onBox = [&](const FakeUi::Box& box) {
             if (box.text == NextCopyText(1, 20)) {
                 bench.InsertNew("cd-r");
@@ -103,7 +103,7 @@ TEST_F(Copies, EndWithAWriteFaultOnACd) {
     for (const JobKind job : {JobKind::Audio, JobKind::Image, JobKind::Data}) {
         SCOPED_TRACE(static_cast<int>(job));
         JobBench bench;
-        SetUp(bench, 2);
+        Prepare(bench, 2);
         bench.FailCommand(mmc::kWrite10, 20, FailWith(3, 0x0C, 0)); // behind the pre-gap
         EXPECT_EQ(bench.RunOne(job, path), JobEnd::Exit);
         EXPECT_EQ(bench.ui.Texts().size(), 1U) << "nobody is asked for another disc";
@@ -115,7 +115,7 @@ TEST_F(Copies, EndWithAWriteFaultOnACd) {
 
 TEST_F(Copies, GoOnAfterAWriteFaultOnADvd) {
     JobBench bench("dvd+rw");
-    SetUp(bench, 2);
+    Prepare(bench, 2);
     bench.FailCommand(mmc::kWrite10, 5, FailWith(3, 0x0C, 0));
     EXPECT_EQ(bench.RunOne(JobKind::Image, path), JobEnd::Exit);
     EXPECT_EQ(bench.ui.Texts(),

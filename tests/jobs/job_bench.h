@@ -213,7 +213,7 @@ class JobBench {
     }
     // Brings the disc to its end: nothing can be added to it.
     void Finalize() {
-        const std::u16string image = AddFile("filler", Payload(400 * 2048, 9));
+        const std::u16string image = AddFile("filler", Payload(size_t{400} * 2048, 9));
         ASSERT_EQ(RunImage(image), JobEnd::Exit);
         ASSERT_TRUE(drive.Insert(disc));
         fs::remove(Source() / "filler");

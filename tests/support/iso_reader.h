@@ -116,12 +116,12 @@ class IsoReader : public SectorImage {
         return Read(Names::RockRidge);
     }
     Tree IsoTree() const {
-        const Tree tree = Read(Names::Iso);
+        Tree tree = Read(Names::Iso);
         CheckPathTables(tree, false);
         return tree;
     }
     Tree JolietTree() const {
-        const Tree tree = Read(Names::Joliet);
+        Tree tree = Read(Names::Joliet);
         CheckPathTables(tree, true);
         return tree;
     }

@@ -37,12 +37,12 @@ class MemoryDisc final : public IBlockReader {
     // Runs the generator over the last session; the disc stays as it is.
     VolumeResult Merge(SourceFiles files, const std::function<void(GenOptions&)>& setOptions = {}) {
         reads = sectorsRead = 0;
-        const VolumeResult result = RunGenerator(files, files.Items(),
-                                                 {.sessionBase = Sectors(),
-                                                  .setOptions = setOptions,
-                                                  .drive = this,
-                                                  .previousBase = lastSession,
-                                                  .onSizeReady = [this] { isWriting = true; }});
+        VolumeResult result = RunGenerator(files, files.Items(),
+                                           {.sessionBase = Sectors(),
+                                            .setOptions = setOptions,
+                                            .drive = this,
+                                            .previousBase = lastSession,
+                                            .onSizeReady = [this] { isWriting = true; }});
         isWriting = false;
         return result;
     }

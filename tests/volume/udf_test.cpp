@@ -110,10 +110,11 @@ TEST(Udf, CutsTextsToTheirFields) {
         {std::u16string(200, u'\x4E00'), std::u16string(63, u'\x4E00')}};
     SourceFiles files({{u"/f", "text"}});
     for (const auto& [title, shown] : cases) {
-        const VolumeResult result = MakeVolume(files, {u"/f"}, 0, [&](GenOptions& options) {
-            options.udf = true;
-            options.joliet_volume_id = title;
-        });
+        const VolumeResult result =
+            MakeVolume(files, {u"/f"}, 0, [&title = title](GenOptions& options) {
+                options.udf = true;
+                options.joliet_volume_id = title;
+            });
         EXPECT_EQ(UdfReader(result.image).volumeId, ToNative(shown));
     }
 }
