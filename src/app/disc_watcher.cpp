@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "app/disc_watcher.h"
-#include "drive/direct_command.h"
 #include "drive/drive_list.h"
-#include "drive/mmc.h"
 #include "drive/profiles.h"
 #include "jobs/capacity_marks.h"
 #include "platform/insist.h"
@@ -225,13 +223,11 @@ void DiscWatcher::LookInto(int letterIndex) {
         return;
     }
     CAspiCD& drive = drives.At(0);
-    DirectResult ready = SendDirect(drive, SRB_DIR_OUT, Cdb(mmc::kTestUnitReady));
-    if (ready.Key() == kKeyUnitAttention) { // another disc, or a reset
+    const CAspiCD::DiscPresence presence = drive.AskForDisc();
+    if (presence != CAspiCD::DiscPresence::Unmoved) {
         m_known.erase(letterIndex);
-        ready = SendDirect(drive, SRB_DIR_OUT, Cdb(mmc::kTestUnitReady));
     }
-    if (ready.Failed()) {
-        m_known.erase(letterIndex);
+    if (presence == CAspiCD::DiscPresence::None) {
         return;
     }
     Known& known = m_known[letterIndex];

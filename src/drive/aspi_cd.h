@@ -190,6 +190,13 @@ class CAspiCD : public IBlockReader {
     int32_t ReadLastSessionFirstTrack();
     int32_t GetDvdCapacity(); // blocks; -1 the drive fails, 0 unknown kind
 
+    enum class DiscPresence {
+        None,    // or not ready to be read, or no answer
+        Unmoved, // as far as the drive knows
+        New,     // perhaps: it has been changed since, or the drive was reset
+    };
+    // Asks whether there is a disc, which wakes no drive. Its notice of a change ends with that.
+    DiscPresence AskForDisc();
     // What a ready drive tells of its disc without reading from it or changing a setting; nothing
     // if it does not tell.
     std::optional<DiscGlance> GlanceAtDisc();

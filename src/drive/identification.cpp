@@ -273,6 +273,15 @@ void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
     }
 }
 
+CAspiCD::DiscPresence CAspiCD::AskForDisc() {
+    const DirectResult first = SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kTestUnitReady));
+    if (first.Key() != kKeyUnitAttention) {
+        return first.Failed() ? DiscPresence::None : DiscPresence::Unmoved;
+    }
+    const DirectResult second = SendDirect(*this, SRB_DIR_OUT, Cdb(mmc::kTestUnitReady));
+    return second.Failed() ? DiscPresence::None : DiscPresence::New;
+}
+
 std::optional<DiscGlance> CAspiCD::GlanceAtDisc() {
     DiscGlance glance;
     glance.profile = GetCurrentProfile();
