@@ -109,11 +109,12 @@ TEST(Scan, LeavesOutWhatHasNoContents) {
     EXPECT_THAT(
         result.notices,
         ElementsAre(u"File /gone cannot be found.", u"/x/.. has no name that a disc could show.",
-                    u"/f/vanished is a link that leads nowhere.", u"File /f/secret cannot be read.",
-                    u"/f/socket is neither a file nor a folder.", u"File /f/huge is too large.",
-                    u"/f/null is neither a file nor a folder.", u"Folder /f/locked cannot be read.",
+                    u"File /f/huge is too large.", u"/f/null is neither a file nor a folder.",
+                    u"File /f/secret cannot be read.", u"/f/socket is neither a file nor a folder.",
+                    u"/f/vanished is a link that leads nowhere.",
                     u"Folder /f/half could not be read to its end. What was not read is "
                     u"not on the disc.",
+                    u"Folder /f/locked cannot be read.",
                     u"/s/1 cannot be reached, for you may not enter a folder on the way to it.",
                     u"/s/2 cannot be reached, for the disk or server that it is on reports an "
                     u"error."));

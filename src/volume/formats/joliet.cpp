@@ -334,6 +334,9 @@ void ForEachShown(VolumeRun& run, IsoDirectory& top, const Visit& visit) {
     for (IsoDirectory* child = top.first_child; child != nullptr; child = child->next) {
         ForEachShown(run, *child, visit);
     }
+    if (run.tree.RelocationDirectory() == nullptr) {
+        return;
+    }
     for (const IsoEntry* entry = top.joliet_entries; entry != nullptr; entry = entry->joliet_next) {
         if (entry->Has(kEntryPlaceholder) && entry->relocated_to != nullptr) {
             ForEachShown(run, *entry->relocated_to->own_directory, visit);

@@ -68,6 +68,8 @@ bool FolderWalk::List(const std::u16string& path, std::vector<std::u16string>* n
     const bool whole = m_files.Enumerate(path, names);
     if (m_order == Order::ByName) {
         std::ranges::sort(*names, ReadsBefore);
+    } else {
+        std::ranges::sort(*names);
     }
     if (whole) {
         return true;
