@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "drive/bd_media.h"
 #include "drive/dvd_bench.h"
 
 namespace larkspin {
@@ -110,6 +111,12 @@ TEST(FormatTest, AFormatThatFailsSaysSo) {
     bench.SetFormats({{100, 1}, {7, 0}});
     EXPECT_EQ(FailureOf([&] { bench.dvd.FormatPlusRw(command); }), notListed);
     EXPECT_EQ(FailureOf([&] { bench.dvd.RestartPlusRwFormat(command, 0); }), notListed);
+
+    bench.port.Queue(kFormatUnit, refused);
+    EXPECT_EQ(FailureOf([&] { FormatBdRe(bench.dvd, command); }), "formatting the BD-RE failed");
+    bench.SetFormats({{100, 1}, {7, 0x30}});
+    EXPECT_EQ(FailureOf([&] { FormatBdRe(bench.dvd, command); }),
+              "the drive offers no format for this BD-RE");
 }
 
 struct EraseTest : testing::Test {

@@ -1,8 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "support/manual_clock.h"
 #include "support/udf_reader.h"
+#include "volume/formats/iso9660.h"
 #include "volume/model/dates.h"
+#include "volume/model/run.h"
 #include "volume_kit.h"
 
 #include <algorithm>
@@ -166,6 +169,36 @@ TEST(Dates, OutsideTheirFieldsGiveTheNearestThatHasAForm) {
         EXPECT_EQ(MakeRecordDate(c.moment), c.record) << c.zone << c.moment;
         EXPECT_EQ(DescriptorDate(c.moment),
                   c.descriptor + std::string(1, static_cast<char>(c.record[6])));
+    }
+}
+
+TEST(PathTable, AParentHasASixteenBitPlace) { // ECMA-119 9.4.4
+    SourceFiles files;
+    ManualClock clock;
+    VolumeRun run(files, clock, {}, {}, 0, 0);
+    IsoDirectory& root = run.tree.Root();
+    const auto add = [&](IsoDirectory& parent, std::string name) -> IsoDirectory& {
+        IsoEntry& entry = run.tree.NewEntry();
+        entry.record.name = std::move(name);
+        run.iso_tables.CountRecord(static_cast<uint32_t>(entry.record.name.size()));
+        return run.tree.NewDirectory(parent, entry, {}, {});
+    };
+    root.self = &run.tree.NewEntry();
+    run.iso_tables.CountRecord(1);
+    for (uint32_t place = 2; place < 0xFFFF; ++place) {
+        add(root, Format("%05u", place));
+    }
+    for (const char* last : {"A", "B"}) { // the second is the 0x10000th
+        add(add(root, last), "X");
+        run.iso_tables.FixSectors();
+        const OutputFragment table = PathTableFragment(run);
+        if (*last == 'A') {
+            table.generate();
+            EXPECT_EQ(run.iso_tables.big[run.iso_tables.bytes - 4], 0xFF);
+            EXPECT_EQ(run.iso_tables.big[run.iso_tables.bytes - 3], 0xFF);
+        } else {
+            EXPECT_THROW(table.generate(), CCDWriterISOGenException);
+        }
     }
 }
 

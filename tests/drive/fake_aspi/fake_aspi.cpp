@@ -64,7 +64,7 @@ uint32_t FAKE_ASPI_SEND(SrbHeader* srb) {
         auto& block = *reinterpret_cast<SRB_GDEVBlock*>(srb);
         const bool isDrive = srb->SRB_HaId == 0 && block.SRB_Lun == 0 &&
                              block.SRB_Target == FakeAspiControl::kTarget;
-        block.SRB_DeviceType = isDrive ? kTypeCdRom : kTypeNone;
+        block.SRB_DeviceType = isDrive ? kTypeWriteOnce : kTypeNone; // the shim knows CD-ROM alone
         srb->SRB_Status = isDrive ? SS_COMP : SS_NO_DEVICE;
         return srb->SRB_Status;
     }
