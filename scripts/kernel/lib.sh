@@ -40,7 +40,7 @@ as() {
 
 begin_session() {
     export DISPLAY=:9
-    Xvfb "$DISPLAY" -screen 0 1024x768x24 -nolisten tcp -ac >/run/xvfb.log 2>&1 &
+    Xvfb "$DISPLAY" -screen 0 1024x768x24 -noreset -nolisten tcp -ac >/run/xvfb.log 2>&1 &
     local user
     for user in alice bob; do
         as "$user" dbus-daemon --session --fork --address="unix:path=/run/user/$user/bus" \

@@ -35,7 +35,7 @@ trap finish EXIT
 open_xcb() {
     local number
     exec {pipe}<> <(:)
-    Xvfb -displayfd "$pipe" -screen 0 1024x768x24 -nolisten tcp 2>/dev/null &
+    Xvfb -displayfd "$pipe" -screen 0 1024x768x24 -noreset -nolisten tcp 2>/dev/null &
     display=$!
     read -r -t 20 -u "$pipe" number || fail 'no X server'
     export DISPLAY=:$number

@@ -20,7 +20,7 @@ mkdir -m 700 "$XDG_RUNTIME_DIR"
 finish() {
     local code=$?
     "$send" quit || true
-    ((code == 0)) || cat "$work/output" >&2 || true
+    ((code == 0)) || cat "$work"/{output,said} >&2 || true
     rm -rf "$work"
     exit "$code"
 }
@@ -91,9 +91,35 @@ told 4 'is DBUS_SESSION_BUS_ADDRESS set?' \
     "${blind[@]}" DBUS_SESSION_BUS_ADDRESS=unix:path=/none "$send" status
 not_running || fail 'it runs all the same'
 
+# --- nobody is left without a word: boxes, and a window ---
 window_is_up() {
     xdotool search --onlyvisible --name '^Larkspin' >/dev/null
 }
+no_window() {
+    ! window_is_up
+}
+press_return_until() {
+    xdotool key Return
+    "$@"
+}
+# box CODE WORDS COMMAND...: starts it without a terminal, and presses OK.
+box() {
+    local wanted=$1 words=$2 got=0
+    shift 2
+    "$@" </dev/null >"$work/said" 2>&1 &
+    within 20 window_is_up
+    within 20 press_return_until no_window
+    wait $! || got=$?
+    [[ $got == "$wanted" ]] || fail "$*: $got"
+    grep -q "$words" "$work/said" || fail "$*: '$(<"$work/said")'"
+}
+box 3 'cannot find' "$send" add "$work/missing"
+compgen -G '/sys/block/sr*' >/dev/null ||
+    box 0 'No optical drives found in your system.' env -u LARKSPIN_VIRTUAL_DRIVE "$larkspin"
+DBUS_SESSION_BUS_ADDRESS=unix:path=/none "$larkspin" >>"$work/output" 2>&1 &
+within 20 window_is_up
+kill $!
+wait $! || fail "without a bus: $?"
 
 # --- a bus that starts the program, and does not know of the display that has come since ---
 mkdir -p "$work/share/dbus-1/services"
@@ -241,10 +267,6 @@ wait_code=0
 waiting=$!
 expect 1 write-data
 expect 0 add "$work/early.txt"
-press_return_until() {
-    xdotool key Return
-    "$@"
-}
 job_has_ended() {
     "$send" query | grep -qx 'job: none'
 }
