@@ -61,7 +61,8 @@ QueueLayout LayOutQueueEditor(int cx, int cy, const QueueControlSizes& sizes) {
 }
 
 QueueMinimum MinimumQueueEditor(const QueueControlSizes& sizes) {
-    const int width = kMargin + std::max(ButtonsWidth(sizes), sizes.nCheckWidth + kMargin);
+    const int width = kMargin + std::max({ButtonsWidth(sizes), sizes.nCheckWidth + kMargin,
+                                          sizes.nHeadWidth + kListRight});
     const int height = ListTop(sizes) + kListMinHeight + TotalSpace(sizes) + kListGap +
                        sizes.nCheckHeight + kCheckGap + sizes.nButtonHeight + kBottom;
     return {std::max(kQueueMinWidth, width), std::max(kQueueMinHeight, height)};

@@ -30,8 +30,10 @@ struct QueueControlSizes {
     int nCheckWidth = 155;
     int nCheckHeight = 13;
     int nGrip = 16;
-    int nTotalHeight = 0; // the line under the list
-    int nHeadHeight = 0;  // above the list: the stand-in for the tray icon, where there is no tray
+    int nTotalHeight = 0; // the lines under the list
+    // Above the list: the stand-in for the tray icon, where there is no tray.
+    int nHeadHeight = 0;
+    int nHeadWidth = 0; // the least in which its buttons can be read
 };
 
 struct QueueLayout {

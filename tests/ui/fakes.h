@@ -58,9 +58,10 @@ class FakeQueue final : public IQueueModel {
                        paths.end());
     }
     QueueState State(bool showsDiscs) override {
-        return {m_version, bAllAudio, u"total", showsDiscs ? u"discs" : u""};
+        return {m_version, bAllAudio, u"total", showsDiscs ? discs : u""};
     }
     bool bAllAudio = false;
+    std::u16string discs = u"discs";
     std::optional<std::u16string> HeaderText(JobKind /*kind*/) override { return header; }
 
     std::optional<std::u16string> header; // empty: not measured yet

@@ -116,7 +116,7 @@ TEST(QueueLayout, NothingOverlapsDownToTheMinimum) {
                                    .nButtonHeight = 50,
                                    .nCheckWidth = 430,
                                    .nCheckHeight = 40};
-    const QueueControlSizes standIn = {.nHeadHeight = 60};
+    const QueueControlSizes standIn = {.nHeadHeight = 60, .nHeadWidth = 340};
     for (const QueueControlSizes& sizes : {QueueControlSizes(), big, standIn}) {
         const QueueMinimum least = MinimumQueueEditor(sizes);
         EXPECT_GE(least.width, 300);
@@ -137,6 +137,7 @@ TEST(QueueLayout, NothingOverlapsDownToTheMinimum) {
             }
             EXPECT_GE(layout.list.height, 48);
             EXPECT_GE(layout.list.y, sizes.nHeadHeight);
+            EXPECT_GE(layout.head.width, sizes.nHeadWidth);
         }
     }
 }

@@ -59,6 +59,7 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model,
     m_pTotal = new QLabel(this);
     m_pTotal->setObjectName(QStringLiteral("1022"));
     m_pTotal->setTextFormat(Qt::PlainText);
+    m_pTotal->setWordWrap(true);
     m_pTotal->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 
     m_pReport = new QCheckBox(QStringLiteral("&Show additional information"), this);
@@ -394,8 +395,9 @@ void CQueueWindow::MeasureControls() {
     m_sizes.nCheckWidth = std::max(least.nCheckWidth, report.width());
     m_sizes.nCheckHeight = std::max(least.nCheckHeight, report.height());
     m_sizes.nTotalHeight =
-        std::max(m_pTotal->fontMetrics().height(), m_pTotal->sizeHint().height());
+        std::max(m_pTotal->fontMetrics().height(), m_pTotal->heightForWidth(m_pList->width()));
     m_sizes.nHeadHeight = m_bStandIn ? m_pHead->HeightFor(m_pList->width()) : 0;
+    m_sizes.nHeadWidth = m_bStandIn ? m_pHead->minimumSizeHint().width() : 0;
     const QueueMinimum minimum = MinimumQueueEditor(m_sizes);
     setMinimumSize(minimum.width, minimum.height);
 }
@@ -418,7 +420,7 @@ void CQueueWindow::LayOut() {
 void CQueueWindow::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
     LayOut();
-    MeasureControls(); // a notice may need more or fewer lines now
+    MeasureControls(); // texts may need more or fewer lines now
     LayOut();
 }
 

@@ -264,6 +264,11 @@ TEST_F(QueueWindowTest, KeepsItsMinimumAndAllItsControlsInReach) {
                 ElementsAre("1012 Files and folders to be written",
                             "1015 Show additional information", "2 Close", "tray Larkspin"));
     window->resize(10, 10);
+    queue.discs = u"Disc in sr0: DVD+R, 4.38 Gb free. The queue does not fit.\nDisc in sr1: BD-R";
+    const auto* total = window->findChild<QLabel*>("1022");
+    Pump([&] { return total->text().contains("sr1"); });
+    EXPECT_EQ(total->height(), total->heightForWidth(total->width())) << "no line is cut off";
+    EXPECT_GT(total->height(), total->fontMetrics().lineSpacing() * 3) << "one of them is wrapped";
     EXPECT_GE(window->width(), 300);
     EXPECT_GE(window->height(), 200);
     for (const char* id : {"1012", "1013", "1014", "1015", "1022", "2"}) {
