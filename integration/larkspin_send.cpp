@@ -261,13 +261,14 @@ int Status(const std::vector<std::string>&, uint) {
 }
 
 int Wait(const std::vector<std::string>&, uint) {
+    // Larkspin itself has told the user.
     const QString result = CLarkspinClient().WaitForJob();
     if (result == "failed") {
-        TellUser("the job has failed");
+        std::fputs("larkspin-send: the job has failed\n", stderr);
         return kJobFailed;
     }
     if (result == "cancelled") {
-        TellUser("the job was cancelled");
+        std::fputs("larkspin-send: the job was cancelled\n", stderr);
         return kCancelled;
     }
     return kDone; // or there was no job

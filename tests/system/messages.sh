@@ -174,7 +174,7 @@ ask_to_write() {
     within 20 window_is_up
 }
 ask_to_write
-"${blind[@]}" "$send" wait >>"$work/output" 2>&1 &
+"$send" wait >>"$work/output" 2>&1 &
 waiting=$!
 sleep 0.5
 "$send" quit
