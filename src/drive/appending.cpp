@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Appending to a DVD: where the old volume lies and the new session begins, and the update of the
+// Appending to a DVD: finding the old volume and the start of the new session, and updating the
 // volume descriptors on media that are written in place.
 #include "drive/bd_media.h"
 #include "drive/descriptor_set.h"
@@ -37,10 +37,10 @@ int32_t DvdRecording::GetNextSessionStart(std::span<const uint8_t> descriptor,
     if (!medium.IsWrittenInPlace()) {
         return ReadSequentialSessionStart(previousStart);
     }
-    // A volume has its descriptor inside and ends on a disc that can be addressed. Any other size
-    // would put the new data over the old.
+    // A volume contains its own descriptor and ends where the disc can still be addressed. With any
+    // other size, the new data would overwrite the old.
     const int64_t size = LoadLe32(descriptor.data() + kVolumeSpaceSize);
-    // A session of a BD-RE does not begin in a cluster that holds old data.
+    // A session on a BD-RE does not begin in a cluster that holds old data.
     const int64_t unit = medium.IsBd() ? kBdClusterBlocks : int64_t{kEccBlocks};
     if (size <= kFirstDescriptorBlock || size > INT32_MAX - unit) {
         throw CgrowisofsException("previous session is not iso9660");
@@ -76,7 +76,7 @@ int32_t DvdRecording::ReadSequentialSessionStart(int32_t* previousStart) {
     }
     const int64_t previous = int64_t{LoadBe32(&toc[8])} + kFirstDescriptorBlock;
     const int64_t next = LoadBe32(&track[8]);
-    // No session begins before the end of another: data sent there would go nowhere.
+    // No session begins before the end of another one: data sent there would be lost.
     if (next <= previous || next > INT32_MAX) {
         throw CgrowisofsException(kTrackUnreadable);
     }
@@ -86,7 +86,7 @@ int32_t DvdRecording::ReadSequentialSessionStart(int32_t* previousStart) {
 }
 
 std::vector<CAspiCD::DvdChunk> DvdRecording::UpdateVolumeDescriptors() {
-    // With nothing written the old descriptors still tell the truth; the new ones, if a cancelled
+    // If nothing was written, the old descriptors are still correct. The new ones, if a cancelled
     // recording got as far as reading them, would hide the old files behind data that isn't there.
     if (m_nSessionStart == 0 || !m_bMediaWritten) {
         return {};
@@ -109,7 +109,7 @@ std::vector<CAspiCD::DvdChunk> DvdRecording::UpdateVolumeDescriptors() {
         rewritten.push_back({block, {older, older + kDvdChunkBytes}});
     };
     rewrite(kFirstDescriptorBlock);
-    // Some readers go to the anchor without asking whether the disc has a volume of UDF.
+    // Some readers go to the anchor without checking whether the disc has a UDF volume.
     if (hadUdf && sessionStart > kFirstAnchor &&
         m_drive.ReadBlocks(older, kDvdChunkBlocks, kFirstAnchor) &&
         IsAnchor({older, kLogicalBlockBytes})) {
@@ -122,13 +122,13 @@ std::vector<CAspiCD::DvdChunk> DvdRecording::UpdateVolumeDescriptors() {
 int DvdRecording::ReadOverwriteDescriptors(uint8_t* buffer) {
     const MediumTraits& medium = TraitsOf(m_nProfile);
     if (!medium.IsWrittenInPlace()) {
-        return 0; // sequential media have true sessions
+        return 0; // sequential media have real sessions
     }
     if (medium.setup == DvdSetup::MinusRwOverwrite) {
         m_bStopAfterFinish = false;
         FinishMinusRw();
         m_bStopAfterFinish = true;
-        // The finisher that the caller runs afterwards would find nothing amiss any more.
+        // Otherwise the finisher that the caller runs next would not notice.
         if (m_bMediaWritten) {
             throw CgrowisofsException(kNotFlushed);
         }

@@ -24,7 +24,7 @@ int CAspiCD::ReadMultiSessionStart(int32_t* address) {
         return -1;
     }
     const size_t wanted = LoadBe16(toc.data()) + size_t{2};
-    // Taking the first session for the last would hide every later one from the new volume.
+    // Mistaking the first session for the last would hide all later ones from the new volume.
     if (wanted < kFirstBlockOfSession + 4) {
         return -1;
     }

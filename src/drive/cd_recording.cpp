@@ -33,7 +33,7 @@ int32_t ChunkBlocks(uint32_t blockSize) {
 
 enum class ChunkResult { Written, Cancelled, Failed };
 
-// One WRITE, sent again for as long as the drive's buffer is full.
+// One WRITE, repeated for as long as the drive's buffer is full.
 ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t blocks,
                        const CancelFunctor* cancel, uint32_t blockSize) {
     IClock& clock = drive.Clock();
@@ -63,17 +63,17 @@ ChunkResult WriteChunk(CAspiCD& drive, int32_t address, uint8_t* data, int32_t b
     return ChunkResult::Cancelled;
 }
 
-// SYNCHRONIZE CACHE. What it tells of blocks that the drive had taken before.
+// The result of SYNCHRONIZE CACHE for blocks that the drive had accepted before.
 enum class FlushResult { Done, Busy, Lost };
 
 FlushResult FlushOnce(CAspiCD& drive) {
     const DirectResult result = SendDirect(drive, SRB_DIR_OUT, Cdb(mmc::kSynchronizeCache));
     switch (result.Key()) {
-    case kKeyNotReady: // no longer, if the disc or the drive has gone
+    case kKeyNotReady: // not ready any more: the disc or the drive has gone
         return result.Asc() == kAscNotReady ? FlushResult::Busy : FlushResult::Lost;
-    case kKeyUnitAttention: // a reset empties the cache, and not onto the disc
+    case kKeyUnitAttention: // a reset empties the cache without writing it
         return result.Asc() == kAscReset ? FlushResult::Lost : FlushResult::Busy;
-    case kKeyIllegalRequest: // mostly that there is nothing to flush
+    case kKeyIllegalRequest: // usually: there is nothing to flush
         return result.Asc() == kAscIncompatibleMedium ? FlushResult::Lost : FlushResult::Done;
     default:
         return IsRecordingError(result.Key()) || result.Unanswered() ? FlushResult::Lost
@@ -97,8 +97,8 @@ int WritePreGap(CAspiCD& drive, const CancelFunctor* cancel, uint32_t blockSize)
 } // namespace
 
 int CAspiCD::SetTaoParameters() {
-    // The first tries may meet news of a reset or of a disc, and a drive that knows nothing of
-    // buffer underruns refuses the bit against them.
+    // The first attempts may run into the report of a reset or of a new disc. A drive without
+    // buffer underrun protection refuses the bit that enables it.
     constexpr int kTries = 4;
     constexpr int kTriesWithBufe = 2;
     for (int tries = 0; tries < kTries; ++tries) {
@@ -173,7 +173,7 @@ int CAspiCD::PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const u
 
 int CAspiCD::WriteBlocks(int32_t* address, const void* buffer, int32_t count,
                          const CancelFunctor* cancel, uint32_t blockSize) {
-    // The request block has one pointer for both directions; nothing writes to the data.
+    // The request block has one pointer for both directions; the data is not written to.
     auto* data = static_cast<uint8_t*>(const_cast<void*>(buffer));
     while (count > 0) {
         const int32_t blocks = std::min(count, ChunkBlocks(blockSize));
@@ -205,7 +205,7 @@ int CAspiCD::SyncCache(const CancelFunctor* cancel) {
 }
 
 int CAspiCD::FinishSaoWrite(const CancelFunctor* cancel) {
-    // A drive that is busy with the lead-out already is waited for below.
+    // A drive that is already busy with the lead-out is waited for below.
     if (FlushOnce(*this) == FlushResult::Lost) {
         m_bCacheLost = true;
     }
@@ -243,9 +243,8 @@ int CAspiCD::GetUnitBusy() {
     if (const int readiness = TestUnitReady(); readiness != 0) {
         return readiness;
     }
-    // Only the sense of this command matters. Its answer is fetched all the same: a device that
-    // wants to send bytes which nobody takes upsets ATAPI host adapters in the middle of a
-    // recording.
+    // Only the sense of this command matters, but its answer is fetched all the same: a device
+    // whose data nobody reads confuses ATAPI host adapters in the middle of a recording.
     constexpr uint8_t kAnswerBytes = 4;
     std::array<uint8_t, kAnswerBytes> answer = {};
     Cdb cdb(mmc::kReadDiscInformation);

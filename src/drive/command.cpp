@@ -21,13 +21,13 @@ namespace {
 
 constexpr uint64_t kDefaultWaitMs = 10'000;
 
-// How long a library may take to give back a command that it was told to abort.
+// How long a library may take to return a command that it was told to abort.
 constexpr uint64_t kAbortGraceMs = 1000;
 
 constexpr int kPollMs = 1000;
 
-// A drive that answers with neither ready nor not ready nor a unit attention is given up after as
-// many polls in a row; one that has an event to tell at every asking is left alone after as many.
+// A drive is given up after this many answers in a row that are neither ready, not ready nor a unit
+// attention, and left alone after this many events in a row.
 constexpr int kMaxStrangeAnswers = 100;
 constexpr int kMaxEventRounds = 100;
 
@@ -40,7 +40,7 @@ enum EventClass : uint8_t {
     kDeviceBusy = 6,
 };
 
-// What HandleEvents does about events, with what it has to remember between them.
+// What HandleEvents does about events, and what it has to remember between them.
 class EventResponder {
   public:
     explicit EventResponder(CScsiCommand& command) : m_command(command) {}
@@ -74,9 +74,9 @@ class EventResponder {
     uint16_t m_nProfile = 0;
 };
 
-// How many bytes a command must move to be of use: all that go to the drive, all of the blocks that
-// are read, and of an answer the part that each caller looks at without asking how long it is (SPC,
-// MMC). `length` bytes are asked for.
+// How many bytes a command must move to be of use: all bytes sent to the drive, all blocks read,
+// and of an answer the part that callers use without checking its length (SPC, MMC). `length` is
+// the number of bytes requested.
 uint32_t NeededBytes(uint8_t direction, uint8_t opcode, uint32_t length) {
     if ((direction & SRB_DIR_IN) == 0 || opcode == mmc::kRead10 || opcode == mmc::kReadCd) {
         return length;
@@ -87,7 +87,7 @@ uint32_t NeededBytes(uint8_t direction, uint8_t opcode, uint32_t length) {
         {mmc::kGetConfiguration, 8},
         {mmc::kGetEventStatus, 4},
         {mmc::kReadDiscInformation, 24},  // up to the last possible lead-out
-        {mmc::kReadTrackInformation, 28}, // up to the track's size, as the oldest drives give it
+        {mmc::kReadTrackInformation, 28}, // up to the track's size, as the oldest drives return it
         {mmc::kModeSense10, 8},
         {mmc::kReadBufferCapacity, 12},
         {mmc::kGetPerformance, 8},
@@ -125,7 +125,7 @@ uint8_t CAspiCD::SendCommand(uint8_t direction, std::span<const uint8_t> cdb, vo
         }
         return status;
     }
-    m_byLastStatus = SS_ERR; // it was not run a single time
+    m_byLastStatus = SS_ERR; // the command was never run
     return m_byLastStatus;
 }
 
@@ -154,8 +154,8 @@ uint8_t CAspiCD::SendOnce(uint8_t direction, std::span<const uint8_t> cdb, void*
     srb.SRB_CDBLen = static_cast<uint8_t>(std::min<size_t>(cdb.size(), kSrbCdbBytes));
     std::copy_n(cdb.begin(), srb.SRB_CDBLen, srb.CDBByte);
 
-    // A library may go on writing after a time-out, when the caller's buffer is long gone. Only
-    // the shim, which never outlives the call, works in the caller's buffer.
+    // A library may write to the buffer after a time-out, when the caller's is long gone. Only the
+    // shim, which is done when the call returns, uses the caller's buffer.
     const bool copyData = !m_pTransport->m_bUsePassThrough && length > 0;
     if (copyData) {
         const auto* bytes = static_cast<const uint8_t*>(data);
@@ -279,7 +279,7 @@ int CAspiCD::WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel) {
     int strangeAnswers = 0;
     m_nLateError = 0;
     while (strangeAnswers < kMaxStrangeAnswers) {
-        // Asks for a cancel also when a slow answer has used up the pause.
+        // Checks for a cancel even if a slow answer has used up the pause.
         if (!wait.Pause(static_cast<uint64_t>(std::max<int64_t>(delay, 0)))) {
             return -1;
         }

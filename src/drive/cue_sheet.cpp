@@ -26,7 +26,7 @@ constexpr uint8_t kAdr = 0x01;
 constexpr uint8_t kControlData = 0x40;
 constexpr uint8_t kControlCopy = 0x20;
 
-// DATA FORM: what the host sends, or that the drive makes the area by itself.
+// DATA FORM: data from the host, or an area that the drive creates itself.
 constexpr uint8_t kFormAudio = 0x00;
 constexpr uint8_t kFormAudioMadeByDrive = 0x01;
 constexpr uint8_t kFormMode1 = 0x10;
@@ -42,7 +42,7 @@ struct CueEntry {
 
 void Append(std::vector<uint8_t>* sheet, const CueEntry& entry) {
     constexpr uint8_t kScms = 0;
-    // A place that no disc has stays one when its minutes don't fit, and the drive refuses it.
+    // If the minutes don't fit, the address stays one that no disc has, and the drive refuses it.
     const int32_t minutes = std::min<int32_t>(entry.address.minutes, UINT8_MAX);
     sheet->insert(sheet->end(),
                   {entry.control, entry.track, entry.index, entry.form, kScms,

@@ -23,8 +23,8 @@ struct MsfAddress {
 // One data track of `imageBytes` bytes: exactly 4 entries.
 std::vector<uint8_t> BuildImageCueSheet(int64_t imageBytes);
 
-// One audio track for each item of `trackBytes` (PCM bytes), without gaps but the first: 3 entries
-// more than tracks.
+// One audio track for each item of `trackBytes` (bytes of PCM). Only the first has a gap. The sheet
+// has three more entries than there are tracks.
 std::vector<uint8_t> BuildAudioCueSheet(std::span<const uint32_t> trackBytes);
 
 } // namespace larkspin

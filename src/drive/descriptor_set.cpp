@@ -33,7 +33,7 @@ bool IsDescriptor(std::span<const uint8_t> block) {
     return IdentifierOf(block) == "CD001";
 }
 
-// The descriptors of the set in front of its terminator.
+// The number of descriptors before the terminator.
 size_t CountDescriptors(std::span<const uint8_t> blocks) {
     const size_t count = blocks.size() / kLogicalBlockBytes;
     size_t i = 0;
@@ -61,7 +61,7 @@ bool IsExtended(std::span<const uint8_t> block) {
     return block[0] == 0 && std::ranges::find(kExtended, IdentifierOf(block)) != kExtended.end();
 }
 
-// El Torito 2.0: a boot record with the block of its catalog.
+// El Torito 2.0: a boot record holds the block of its catalog.
 bool HasCatalogBefore(std::span<const uint8_t> bootRecord, uint32_t keptEnd) {
     constexpr std::string_view kElTorito = "EL TORITO SPECIFICATION";
     constexpr size_t kAtSystem = 7;
@@ -95,7 +95,7 @@ bool MergeDescriptorSets(std::span<uint8_t> older, std::span<const uint8_t> newe
     const size_t newCount = CountDescriptors(newer);
     for (size_t i = 0; i < newCount; ++i) {
         add(BlockOf(newer, i));
-        // El Torito asks for its record in the second place.
+        // El Torito requires its record to be the second one.
         for (size_t old = 1; i == 0 && old < oldCount; ++old) {
             if (BlockOf(older, old)[0] == kBootRecord &&
                 HasCatalogBefore(BlockOf(older, old), keptEnd)) {

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CAspiCD: waiting for a unit before its disc is judged, and what is on a disc that may be written
-// over. Whatever can't be found out here is told as such: taken for "nothing" it would cost the
-// disc.
+// CAspiCD: waiting for a unit before its disc is judged, and what is on a disc that may be
+// overwritten. Whatever can't be found out is reported as unknown: reporting "nothing" would cost
+// the user the disc.
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
@@ -22,8 +22,8 @@ namespace {
 constexpr uint64_t kUnitPollMs = 1000;
 constexpr uint64_t kPauseSliceMs = 200;
 
-// A question that the drive could not answer is put again, once the unit is ready: a drive that was
-// reset, or fell asleep, answers something else first.
+// If the drive can't answer, it is asked again once the unit is ready: a drive that was reset or
+// has fallen asleep reports that first.
 constexpr int kMostTries = 3;
 
 constexpr uint32_t kBlocksOfStart = 32; // system area, volume descriptors, UDF recognition
@@ -42,7 +42,7 @@ bool Pause(IClock& clock, uint64_t milliseconds, const CAspiCD::GoOn& goOn) {
     return goOn();
 }
 
-// The address is none that anything has been recorded at. That is an answer, and not a failure.
+// Nothing has been recorded at this address. That is an answer, not a failure.
 bool IsNotRecorded(const DirectResult& result) {
     return result.Key() == kKeyBlankCheck || result.Code() == mmc::kLbaOutOfRange;
 }
@@ -51,7 +51,7 @@ class Looker {
   public:
     Looker(CAspiCD& drive, const CAspiCD::GoOn& goOn) : m_drive(drive), m_goOn(goOn) {}
 
-    // 32 bytes of READ DISC INFORMATION. False if the drive does not tell.
+    // Reads 32 bytes of READ DISC INFORMATION. False if the drive does not tell.
     bool ReadDiscInformation(std::span<uint8_t> answer) {
         Cdb cdb(mmc::kReadDiscInformation);
         StoreBe16(&cdb[7], static_cast<uint16_t>(answer.size()));
@@ -71,7 +71,7 @@ class Looker {
         return result.Failed() ? Block::Failed : Block::Read;
     }
 
-    // The blocks that the disc has in its present format; nothing if the drive does not tell.
+    // Number of blocks in the disc's present format; nothing if the drive does not tell.
     std::optional<uint32_t> FormattedBlocks() {
         std::array<uint8_t, 12> formats = {};
         Cdb cdb(mmc::kReadFormatCapacities);
@@ -104,7 +104,7 @@ bool IsDiscEmpty(std::span<const uint8_t> discInformation) {
     return (discInformation[2] & 3) == 0;
 }
 
-// What a disc that is written in place and has no ISO 9660 volume holds.
+// What a disc holds that is written in place and has no ISO 9660 volume.
 CAspiCD::DiscContent LookInPlace(Looker& looker, uint8_t formatState) {
     using Content = CAspiCD::DiscContent;
     const std::optional<uint32_t> blocks = looker.FormattedBlocks();
@@ -125,7 +125,7 @@ CAspiCD::DiscContent LookInPlace(Looker& looker, uint8_t formatState) {
             return Content::Other;
         }
     }
-    // What the background format has not reached can't be read, and was never written.
+    // What the background format has not reached can't be read, but was never written either.
     const bool mayBeUnformatted =
         formatState == kFormatInterrupted || formatState == kFormatRunning;
     const std::span<uint8_t> block(data.data(), kLogicalBlockBytes);
@@ -171,7 +171,7 @@ CAspiCD::UnitState CAspiCD::AwaitUnit(const GoOn& goOn) {
                 isStarted = true;
             }
         } else if (!result.Unanswered()) {
-            return UnitState::Ready; // or ailing in a way that waiting doesn't mend
+            return UnitState::Ready; // or in some trouble that waiting won't fix
         }
         if (clock.TickMs() - start >= kLimitMs) {
             return UnitState::Busy;

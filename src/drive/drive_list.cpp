@@ -13,7 +13,7 @@ namespace {
 constexpr uint8_t kTargets = 8;
 constexpr uint8_t kLuns = 8;
 
-// Adapter count, or -1 when the transport does not answer as ASPI does.
+// Adapter count, or -1 if the transport's answer does not follow ASPI.
 int AdapterCount(CAspiTransport& transport) {
     const uint32_t info = transport.SupportInfo();
     return (info >> 8 & 0xFF) == 1 ? static_cast<int>(info & 0xFF) : -1;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The process's list of optical drives, in the order of discovery; a drive is known by its index.
+// The process's list of optical drives, in order of discovery. Drives are identified by index.
 #pragma once
 
 #include "drive/aspi_cd.h"
@@ -12,26 +12,26 @@ namespace larkspin {
 
 class DriveList {
   public:
-    // NoTransport: there is an ASPI library, and it can't be used.
+    // NoTransport: there is an ASPI library, but it can't be used.
     enum class ScanResult { Found, None, NoTransport };
 
     DriveList() = default;
 
-    // Walks all addresses of a new transport once and keeps every drive met. The old drives and
+    // Walks all addresses of a new transport once and adds every drive found. The old drives and
     // their transport are released first. `port` and `clock` must outlive the list.
     //
-    // Through an ASPI library a drive has no letter of its own; it gets one by its place in the
-    // list, "C" for the first, as long as there are letters.
+    // A drive behind an ASPI library has no letter of its own; it gets one by its position in the
+    // list, "C" for the first, as long as letters are left.
     ScanResult ScanDrives(IScsiPort& port, IClock& clock, std::vector<std::string> libraries);
     // Scans again, with the arguments of the last scan, if drives have come or gone since, or if
-    // there was one that could not be used. Else sends nothing. True if there was a scan, after
-    // which the drives are other objects.
+    // one of them could not be used. Otherwise sends nothing. Returns true if there was a scan,
+    // which replaces all drive objects.
     bool LookAgain();
-    // The drives of the last scan that are there and can't be used, a text for the user each.
+    // The drives that the last scan found but that can't be used: one text each for the user.
     const std::vector<std::u16string>& Refused() const { return m_refused; }
-    // Of the last scan; null before one. Scanning again leaves it what it is.
+    // The port of the last scan; null before the first. LookAgain does not change it.
     IScsiPort* Port() const { return m_pPort; }
-    // Lets go of all drives; one whose recording is still open closes it first.
+    // Releases all drives; one whose recording is still open closes it first.
     void ReleaseDrives();
 
     size_t Count() const { return m_drives.size(); }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Writing one chunk of a DVD, and what to do about a drive that will not take it yet.
+// Writing one chunk of a DVD, and what to do when the drive does not accept it yet.
 #include "drive/bd_media.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
@@ -18,11 +18,11 @@ std::atomic<int> s_nDaoToggle{-1};
 
 namespace {
 
-constexpr uint32_t kDeviceBusyEvent = 0x40; // HandleEvents met a busy report and waited for it
+constexpr uint32_t kDeviceBusyEvent = 0x40; // HandleEvents saw a busy report and waited for it
 constexpr int64_t kLongPauseMs = 5000;
 
-// The pauses and repetitions of one chunk, which is one wait. Every repetition sleeps or is
-// counted, and asks the user's cancel.
+// The pauses and repetitions for one chunk, which form a single wait. Every repetition sleeps or is
+// counted, and checks for the user's cancel.
 class ChunkRetries {
   public:
     enum class Next { SendAgain, Fail, Cancelled };
@@ -30,7 +30,7 @@ class ChunkRetries {
     explicit ChunkRetries(CScsiCommand& command)
         : m_command(command), m_drive(command.Drive()), m_wait(m_drive, m_drive.Cancel()) {}
 
-    // What follows a WRITE at block `lba` that ended in `code`.
+    // What to do after a WRITE at block `lba` that ended with `code`.
     Next After(int code, uint32_t lba) {
         const bool isBecomingReady = code == mmc::kBecomingReady && lba == 0;
         const bool isAtWork = code == mmc::kFormatInProgress || code == mmc::kOperationInProgress ||
@@ -38,7 +38,7 @@ class ChunkRetries {
         if (code != mmc::kLongWriteInProgress && !isBecomingReady && !isAtWork) {
             return Next::Fail;
         }
-        if (!m_wait.GoOn()) { // and the events of a busy drive are part of the wait
+        if (!m_wait.GoOn()) { // the events of a busy drive are part of the wait
             return If(false);
         }
         if (isAtWork) {
@@ -82,7 +82,7 @@ class ChunkRetries {
         return Pause(delay);
     }
 
-    // How much of the drive's buffer has to go to the disc before sending makes sense again.
+    // How much of the drive's buffer must be written before it is worth sending again.
     int64_t KilobytesToDrain() {
         std::array<uint8_t, 12> answer = {};
         m_command[0] = mmc::kReadBufferCapacity;
@@ -109,7 +109,7 @@ class ChunkRetries {
         return Pause(m_drive.Dvd().m_nPollDelayMs);
     }
 
-    // A flush would fill up the cluster begun, and leave no place for this chunk.
+    // A flush would fill up the current cluster and leave no room for this chunk.
     bool IsInCluster(uint32_t lba) const {
         const MediumTraits& medium = TraitsOf(m_drive.Dvd().m_nProfile);
         return medium.IsBd() && medium.IsSequential() && lba % kBdClusterBlocks != 0;
@@ -138,7 +138,7 @@ class ChunkRetries {
     Next SendAgain() { return If(m_wait.GoOn()); }
 
     Next Pause(int64_t milliseconds) {
-        if (milliseconds < 0) { // a drive with a speed below zero
+        if (milliseconds < 0) { // a drive that reports a negative speed
             return Next::Fail;
         }
         return If(m_wait.ShortPause(

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the source files of DVD recording, erasing and appending share. Not for other libraries.
+// Shared by the source files of DVD recording, erasing and appending. Not for other libraries.
 #pragma once
 
 #include "drive/aspi_cd.h"
@@ -14,26 +14,26 @@
 
 namespace larkspin {
 
-// The blocks of one ECC block, the smallest unit that is recorded.
+// Blocks in an ECC block, the smallest unit that is recorded.
 constexpr uint32_t kEccBlocks = 16;
-// Where the volume descriptors of a session begin, from its start (ECMA-119 6.2.1).
+// Where a session's volume descriptors begin, counted from its start (ECMA-119 6.2.1).
 constexpr int32_t kFirstDescriptorBlock = 16;
 constexpr uint32_t kDvdChunkBlocks = static_cast<uint32_t>(kDvdChunkBytes / kLogicalBlockBytes);
 
-// WriteDvdChunk's result when the user cancelled while the drive was busy: nothing was written,
+// WriteDvdChunk's result when the user cancelled while the drive was busy: nothing was written, and
 // nothing failed.
 constexpr int kChunkCancelled = -2;
 
-// A pause that comes out shorter, because a drive claims an absurd speed, would be a busy loop.
+// A shorter pause, which a drive that claims an absurd speed would cause, would be a busy loop.
 constexpr uint32_t kShortestPauseMs = 5;
 
-// Selects the long time-out of WRITE(10) while it is not 0. Process-wide and kept from one
-// recording to the next: -1 asks the next chunk for m_bDaoMode. Only the thread that owns the
-// drives changes it.
+// While not 0, WRITE(10) gets the long time-out. Process-wide, and kept from one recording to the
+// next: -1 makes the next chunk look at m_bDaoMode. Changed only by the thread that owns the
+// drives.
 extern std::atomic<int> s_nDaoToggle;
 
-// The DVD logic of a drive: the state of a recording, and the steps. See CAspiCD for the operations
-// of the same names.
+// The DVD logic of a drive: the state of a recording and its steps. Operations with the same names
+// as in CAspiCD are described there.
 class DvdRecording {
   public:
     using CgrowisofsException = CAspiCD::CgrowisofsException;
@@ -47,8 +47,8 @@ class DvdRecording {
     CAspiCD& Drive() { return m_drive; }
 
     // --- what is in the drive (identification.cpp) ---
-    // Closes the tray of a drive without a disc, and waits up to two minutes for what it then finds
-    // there: some drives never call a disc ready that they cannot read. That is like no disc.
+    // If there is no disc, closes the tray and waits up to two minutes for one: some drives never
+    // report a disc that they can't read as ready. That counts as no disc.
     uint32_t IdentifyMedia(); // throws
     uint32_t GetDvdBlocks(CScsiCommand& command);
     int64_t GetDvdBytes();
@@ -64,22 +64,23 @@ class DvdRecording {
     void PrepareDvdRecording(CScsiCommand& command, uint32_t profile); // throws
     void SetupWriteParameters(CScsiCommand& command, uint32_t profile,
                               uint8_t writeMode); // throws
-    // Writes kDvdChunkBytes at byte `offset` and waits for a busy drive. Blocks before the first
-    // writable one are left out. The bytes done, or -1; -2 when the user cancelled during a wait.
+    // Writes kDvdChunkBytes at byte `offset`, waiting for a busy drive. Skips blocks before the
+    // first writable one. Returns the number of bytes done, -1 on failure, or kChunkCancelled.
     int WriteDvdChunk(const uint8_t* buffer, int64_t offset);
-    // 0, or an error code. A medium or hardware error that the drive reports anywhere on the way
-    // counts: it tells of lost blocks once, and then is ready and flushes without an error. Without
-    // alsoWait no answer counts too; a drive that refuses to flush at once is let be.
+    // Returns 0, or an error code. A medium or hardware error that the drive reports at any step
+    // counts: it reports lost blocks once, and then is ready and flushes without an error. Without
+    // alsoWait, a missing answer also counts as an error, but not a refusal to flush at once.
     int FlushDvdCache(bool alsoWait);
-    // The finishers close what was written. They stop at the first step that fails, also when it
-    // fails after the drive has taken it, and can then be run again. No cancel ends them. A DVD-RAM
-    // has nothing to close, but a cache to empty, and is not done before its disc has stopped.
+    // The finishers close what was written. They stop at the first step that fails, even if it
+    // fails after the drive has accepted it, and can then be run again. They can't be cancelled. A
+    // DVD-RAM needs no closing, but its cache has to be emptied, and it is not done until the disc
+    // has stopped.
     void FinishPlusRw();
     void FinishPlusR();
     void FinishMinusRw();
     void FinishMinusR();
     void FinishRam();
-    // 0, or an error code.
+    // Returns 0, or an error code.
     int StopUnit();
     void SplitPlusRDl(CScsiCommand& command, int64_t size); // throws
 
@@ -89,7 +90,7 @@ class DvdRecording {
     int ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command); // throws
     int SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
                          std::vector<uint8_t>* page2A); // throws
-    // What PrepareDvdRecording believes when SetDvdWriteSpeed gave a negative value.
+    // What PrepareDvdRecording assumes when SetDvdWriteSpeed returned a negative value.
     void VelocityFromPage2A(bool dashFamily, std::span<const uint8_t> page2A);
 
     // --- formatting and overwriting (erasing.cpp) ---
@@ -100,16 +101,16 @@ class DvdRecording {
     int QuickGrowMinusRw(CScsiCommand& command, int64_t size);
 
     // --- appending (appending.cpp) ---
-    // A volume on a disc that is written in place whose size can't be true is no ISO 9660 volume:
-    // the new data would lie over the old.
+    // If the size of a volume on a disc that is written in place can't be true, it is not treated
+    // as an ISO 9660 volume: the new data would overwrite the old.
     int32_t GetNextSessionStart(std::span<const uint8_t> descriptor,
                                 int32_t* previousStart); // throws
-    // A track that does not begin behind the last session counts as unreadable.
+    // A track that does not begin after the last session counts as unreadable.
     int32_t ReadSequentialSessionStart(int32_t* previousStart); // throws
     std::vector<DvdChunk> UpdateVolumeDescriptors();            // throws
     int ReadOverwriteDescriptors(uint8_t* buffer);              // throws
 
-    // The state; ResetDvdState sets the values shown.
+    // The state, with the values that ResetDvdState sets.
     bool m_bMediaWritten = false;
     int32_t m_nNextTrack = 1;
     bool m_bDaoMode = false;
@@ -130,7 +131,7 @@ class DvdRecording {
     int32_t m_nPreviousStart = 0;
     int32_t m_nNextStart = 0;
     int32_t m_nSessionStart = 0;
-    // The volume that is recorded states its size from block 0, not from the start of its session.
+    // The volume being recorded counts its size from block 0, not from the start of its session.
     bool m_bSpaceFromDiscStart = false;
     int64_t m_nStartOffset = 0;
     int64_t m_nCurrentOffset = 0;
@@ -142,7 +143,7 @@ class DvdRecording {
     CAspiCD& m_drive;
 };
 
-// Sets CAspiCD::Cancel() for the length of one operation, and puts it back after it. With null,
+// Sets CAspiCD::Cancel() for the duration of one operation and restores it afterwards. With null,
 // nothing inside can be cancelled.
 class CancelScope {
   public:
@@ -157,35 +158,35 @@ class CancelScope {
     const CancelFunctor* m_pBefore;
 };
 
-// Writes one chunk at m_nCurrentOffset and moves that on. False once the user has cancelled;
-// throws CgrowisofsException when the drive did not take the whole chunk.
+// Writes one chunk at m_nCurrentOffset and advances that. False once the user has cancelled; throws
+// CgrowisofsException when the drive did not accept the whole chunk.
 bool WriteNextChunk(DvdRecording& dvd, const uint8_t* chunk);
 
-// Reports how far m_nCurrentOffset is on its way from m_nStartOffset to m_nFinalOffset.
+// Reports the progress of m_nCurrentOffset from m_nStartOffset to m_nFinalOffset.
 void ReportProgress(const DvdRecording& dvd, const ProgressFunctor& progress);
 
-// Whole blocks of `bytes`, rounded up to ECC blocks.
+// The number of blocks for `bytes`, rounded up to whole ECC blocks.
 uint32_t BlocksInFullEcc(int64_t bytes);
 
-// READ TRACK INFORMATION of one track; the answer's size is the allocation length (below 256).
+// READ TRACK INFORMATION for one track. The allocation length is the size of `answer` (below 256).
 int ReadTrackInformation(CScsiCommand& command, uint32_t track, std::span<uint8_t> answer);
 
-// SYNCHRONIZE CACHE with at least that much time; immediate returns before the cache is empty.
+// SYNCHRONIZE CACHE with at least this time-out; `immediate` returns before the cache is empty.
 int SynchronizeCache(CScsiCommand& command, bool immediate, uint32_t timeoutSeconds = 0);
 
 // True for a block that begins like a primary volume descriptor (ECMA-119 8.4).
 bool IsPrimaryDescriptor(const uint8_t* block);
 
-// Where an anchor of ECMA-167 may lie, from the start of the disc and from its end (3/8.4.2.1).
+// Where an ECMA-167 anchor may lie, counted from either end of the disc (3/8.4.2.1).
 constexpr uint32_t kFirstAnchor = 256;
-// True for a block that begins like one: a descriptor tag of type 2 with its checksum (3/7.2,
+// True for a block that begins like an anchor: a descriptor tag of type 2 with its checksum (3/7.2,
 // 3/10.2).
 bool IsAnchor(std::span<const uint8_t> block);
 
 // Volume Space Size, a both-endian number of blocks, in a volume descriptor (ECMA-119 8.4.8).
 constexpr size_t kVolumeSpaceSize = 80;
 
-// The block behind a volume that begins at block `start`, by its primary volume descriptor.
+// The block after a volume that begins at block `start`, by its primary volume descriptor.
 int64_t VolumeEnd(const DvdRecording& dvd, const uint8_t* descriptor, int64_t start);
 
 } // namespace larkspin

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Closing a DVD recording in the way that suits the medium.
+// Closing a DVD recording in the way the medium needs.
 //
-// A finisher runs only when something was written. It stops at the first step that fails and then
-// leaves m_bMediaWritten set, so that it can be run again. Finishers ask no cancel functor: a disc
+// A finisher does its work only if something was written. It stops at the first step that fails and
+// leaves m_bMediaWritten set, so that it can be run again. Finishers can't be cancelled: a disc
 // whose recording was cut short still has to be closed.
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
@@ -40,18 +40,18 @@ int SendClose(CScsiCommand& command, CloseFunction function, int32_t track = 0) 
     return command.Transport(Direction::NONE);
 }
 
-// Waits for the end of a closing that has begun. True if it succeeded.
+// Waits for a close operation to end. True if it succeeded.
 bool WaitForClose(CScsiCommand& command) {
     CAspiCD& drive = command.Drive();
     return drive.WaitForUnit(command) == 0 && drive.LateError() == 0;
 }
 
-// Starts the closing and waits for its end. True on success.
+// Starts a close operation and waits for it. True if it succeeded.
 bool Close(CScsiCommand& command, CloseFunction function, int32_t track = 0) {
     return SendClose(command, function, track) == 0 && WaitForClose(command);
 }
 
-// The same for a drive that may still be busy with the closing before.
+// The same for a drive that may still be busy with the previous close operation.
 bool CloseWhenFree(CScsiCommand& command, CloseFunction function) {
     CAspiCD& drive = command.Drive();
     BusyWait wait(drive, nullptr);
@@ -81,7 +81,7 @@ int Flush(DvdRecording& dvd, bool alsoWait) {
         const int waited = dvd.Drive().WaitForUnit(command);
         lost = dvd.Drive().LateError() != 0 || alsoWait ? dvd.Drive().LateError() : waited;
     } else if (!IsRecordingError(command.Key()) && (alsoWait || HasSense(command.Sense()))) {
-        lost = 0; // a drive that does not flush at once, or is busy, has lost nothing
+        lost = 0; // a drive that can't flush at once, or is busy, has lost nothing
     }
     if (!alsoWait) {
         return lost;

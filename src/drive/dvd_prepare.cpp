@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Setting a drive up for a DVD recording: what the medium in it asks for, by its profile.
+// Setting up a drive for a DVD recording, depending on the profile of the medium.
 #include "drive/bd_media.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
@@ -29,7 +29,7 @@ constexpr uint8_t kPhysicalFormat = 0x10;
 
 constexpr uint16_t kIncrementalStreamingFeature = 0x21;
 
-// READ DVD STRUCTURE of the answer's size (below 256).
+// READ DVD STRUCTURE. The allocation length is the size of `answer` (below 256).
 int ReadDvdStructure(CScsiCommand& command, uint8_t format, std::span<uint8_t> answer) {
     command[0] = mmc::kReadDvdStructure;
     command[7] = format;
@@ -37,7 +37,7 @@ int ReadDvdStructure(CScsiCommand& command, uint8_t format, std::span<uint8_t> a
     return command.Transport(Direction::READ, answer.data(), static_cast<uint32_t>(answer.size()));
 }
 
-// A DVD-R DL whose second layer would stay empty is a waste the user should know of.
+// The user should know when the second layer of a DVD-R DL would be wasted.
 void CheckMinusRDlLayers(CScsiCommand& command, int64_t size) {
     std::array<uint8_t, 20> answer = {};
     if (ReadDvdStructure(command, kPhysicalFormat, answer) != 0) {
@@ -50,7 +50,7 @@ void CheckMinusRDlLayers(CScsiCommand& command, int64_t size) {
     }
 }
 
-// A drive that refuses the reservation shows it at the first write.
+// If the drive refuses the reservation, the first write shows it.
 void ReserveTrack(CScsiCommand& command, int64_t size) {
     command[0] = mmc::kReserveTrack;
     StoreBe32(&command[5], BlocksInFullEcc(size));
@@ -122,7 +122,7 @@ uint8_t SequentialMinusWriteMode(DvdRecording& dvd, CScsiCommand& command,
     return writeMode;
 }
 
-// MODE SENSE(10)'s answer with the whole of the write parameters page.
+// MODE SENSE(10)'s answer with the whole write parameters page.
 std::vector<uint8_t> ReadWriteParameters(CScsiCommand& command) {
     constexpr size_t needed = kPacketSize + 4;
     std::vector<uint8_t> answer(12);
@@ -147,7 +147,7 @@ constexpr uint8_t kLinkSizeValid = 0x20;
 constexpr uint8_t kFixedPacket = 0x20;
 constexpr uint8_t kDvdLinkBlocks = 16;
 
-// Fills the page for `medium`; `track` is READ TRACK INFORMATION's answer for track 1.
+// Fills in the page for `medium`; `track` is READ TRACK INFORMATION's answer for track 1.
 void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, const MediumTraits& medium,
                          uint8_t writeMode) {
     page[0] &= static_cast<uint8_t>(~kParametersSavable);
@@ -181,8 +181,8 @@ void FillWriteParameters(uint8_t* page, std::span<const uint8_t> track, const Me
 
 } // namespace
 
-// A cancel that comes before anything on the disc has been changed leaves no finisher behind: there
-// is nothing to be written then.
+// If the user cancels before anything on the disc has been changed, no finisher is set: there is
+// nothing to be written.
 void DvdRecording::PrepareDvdMedia(int64_t size) {
     m_pfnFinalize = nullptr;
     const auto isStopped = [this] {
@@ -190,7 +190,7 @@ void DvdRecording::PrepareDvdMedia(int64_t size) {
     };
     CScsiCommand command(m_drive);
     command[0] = mmc::kPreventAllowMediumRemoval;
-    command[4] = 1; // a door that cannot be locked stops nobody
+    command[4] = 1; // a door that can't be locked is no obstacle
     command.Transport(Direction::NONE);
     m_drive.HandleEvents(command);
     if (isStopped()) {
@@ -285,7 +285,7 @@ void DvdRecording::SetupWriteParameters(CScsiCommand& command, uint32_t profile,
                                         uint8_t writeMode) {
     const MediumTraits& medium = TraitsOf(profile);
     std::array<uint8_t, 32> track = {};
-    // Track 1 speaks for all tracks of a DVD.
+    // Track 1 stands for all tracks of a DVD.
     if (ReadTrackInformation(command, 1, track) != 0) {
         throw Failure("internal error #1015");
     }
@@ -303,7 +303,7 @@ void DvdRecording::SetupWriteParameters(CScsiCommand& command, uint32_t profile,
     }
 
     const std::span<const uint8_t> page = PageOf(parameters);
-    std::vector<uint8_t> list(kModeHeaderBytes + page.size()); // behind a header of zeros
+    std::vector<uint8_t> list(kModeHeaderBytes + page.size()); // after a header of zeros
     std::ranges::copy(page, list.begin() + kModeHeaderBytes);
     FillWriteParameters(&list[kModeHeaderBytes], track, medium, writeMode);
     const auto length = static_cast<uint16_t>(list.size());

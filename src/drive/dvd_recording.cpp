@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A DVD recording from the state before it to the last chunk: reset, open, and the stream.
+// A DVD recording up to its last chunk: reset, open, and the stream.
 #include "drive/dvd_detail.h"
 #include "drive/profiles.h"
 #include "drive/waiting.h"
@@ -13,14 +13,14 @@ namespace larkspin {
 
 namespace {
 
-// What reading a buffer's worth from the source came to.
+// The result of reading one buffer from the source.
 struct Filled {
     size_t bytes = 0; // in the buffer
     bool cancelled = false;
 };
 
-// Reads until `buffer` is full, the source has ended or the user has cancelled. A source that
-// fails is not taken for one that has ended: its stream would look whole on the disc.
+// Reads until `buffer` is full, the source ends or the user cancels. A source that fails must not
+// be mistaken for one that has ended: its stream would look complete on the disc.
 Filled Fill(DvdRecording& dvd, IByteSource& source, std::span<uint8_t> buffer,
             const ProgressFunctor& progress) {
     Filled filled;
@@ -114,7 +114,7 @@ void DvdRecording::WriteDvdFromHandle(IByteSource& source, int64_t offset,
 
     const std::span<uint8_t> buffer(m_pWriteBuffer.get(), kDvdBufferBytes);
     const Filled head = Fill(*this, source, buffer, nullptr);
-    // A stream that is over before its first descriptors are complete holds no volume.
+    // A stream that ends before its first descriptors are complete holds no volume.
     if (head.cancelled || head.bytes < buffer.size()) {
         return;
     }
@@ -156,13 +156,13 @@ void DvdRecording::WriteDvdFromHandle(IByteSource& source, int64_t offset,
             return;
         }
     }
-    // Every chunk lay before the first writable block and was left out.
+    // Every chunk lay before the first writable block and was skipped.
     if (!m_bMediaWritten) {
         throw CgrowisofsException(kDvdWriteError);
     }
 }
 
-// --- CAspiCD's face of all this ---
+// --- the interface in CAspiCD ---
 
 void CAspiCD::ResetDvdState() {
     m_pDvd->ResetDvdState();
@@ -201,7 +201,7 @@ bool CAspiCD::FinishDvd() {
         return true;
     }
     finish(*m_pDvd);
-    // A finisher that stops at a step leaves the mark.
+    // A finisher that stops early leaves the flag set.
     return !m_pDvd->m_bMediaWritten && !m_bCacheLost;
 }
 

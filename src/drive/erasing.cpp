@@ -3,9 +3,9 @@
 //
 // Making rewritable discs ready: blanking, formatting, overwriting with zeros.
 //
-// CD-RW and DVD-RW are blanked by the drive, which goes on by itself once told. A DVD+RW has no
-// blanking and is overwritten. The formats run inside PrepareDvdMedia to their end: a format that
-// is left alone half way leaves a disc that cannot be written, so they ask no cancel functor.
+// CD-RW and DVD-RW are blanked by the drive, which goes on by itself once told. A DVD+RW can't be
+// blanked and is overwritten. Formats run to their end inside PrepareDvdMedia: an interrupted
+// format leaves a disc that can't be written, so they can't be cancelled.
 #include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
@@ -30,12 +30,12 @@ uint32_t PlusRwFormatBlocks(const DvdRecording& dvd) {
     return LoadBe32(format);
 }
 
-// True if `size` bytes lie in the part of the disc that is formatted already.
+// True if `size` bytes lie within the part of the disc that is already formatted.
 bool FitsCurrentFormat(const DvdRecording& dvd, int64_t size) {
     return BlocksInFullEcc(size) <= LoadBe32(&dvd.m_abyFormats[kCurrentBlocks]);
 }
 
-// `parameter`: 24 bits, whose meaning is the type's.
+// `parameter`: 24 bits, whose meaning depends on the type.
 int SendFormatUnit(CScsiCommand& command, FormatType type, uint32_t blocks, uint32_t parameter) {
     std::array<uint8_t, 12> list = {};
     list[1] = 2; // immediate
@@ -60,7 +60,7 @@ void FormatBdRe(DvdRecording& dvd, CScsiCommand& command) {
     if (format == nullptr) {
         throw CAspiCD::CgrowisofsException("the drive offers no format for this BD-RE");
     }
-    // What the type's parameter is for is the drive's to know: it gets back what it offers.
+    // Only the drive knows what the type's parameter means: it gets back what it offered.
     const uint32_t parameter = LoadBe32(format + 4) & 0xFFFFFF;
     if (SendFormatUnit(command, kFormatTypeFull, LoadBe32(format), parameter) != 0 ||
         WaitForFormat(command) != 0 || dvd.Drive().LateError() != 0) {
@@ -164,7 +164,7 @@ int DvdRecording::QuickGrowMinusRw(CScsiCommand& command, int64_t size) {
     }
     const uint8_t* const growable = FindFormat(m_abyFormats, kFormatTypeQuickGrow);
     if (growable == nullptr) {
-        // The disc is quick formatted: its session has to be closed in the end.
+        // The disc is quick formatted: its session has to be closed at the end.
         if (!formatted) {
             m_bQuickGrown = true;
         }

@@ -20,7 +20,7 @@ constexpr size_t kBlockLength = 9; // three bytes
 
 enum CurrentCapacityType : uint8_t { kUnformatted = 1, kFormatted = 2 };
 
-// Format types that decide something here; they are those of FORMAT UNIT too.
+// The format types that matter here; FORMAT UNIT uses the same numbers.
 enum FormatType : uint8_t {
     kFormatTypeFull = 0x00,
     kFormatTypeQuickGrow = 0x13,

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CAspiCD: what lies in the drive. First the direct family, which serves the decisions of the jobs
-// on any disc; then the family of the DVD recorder.
+// CAspiCD: identifying the disc in the drive. First the direct family, on which the jobs base their
+// decisions for any disc; then the family of the DVD recorder.
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/format_list.h"
@@ -48,7 +48,7 @@ enum SessionState : uint8_t { kEmptySession = 0, kIncompleteSession = 1, kDamage
 constexpr size_t kLastSessionLeadIn = 17;
 constexpr size_t kLastLeadOut = 21;
 
-// GET CONFIGURATION for the current profile only.
+// GET CONFIGURATION for just the current profile.
 DirectResult GetConfiguration(CAspiCD& drive, std::span<uint8_t> answer) {
     Cdb cdb(mmc::kGetConfiguration);
     cdb[1] = 1;
@@ -64,7 +64,7 @@ DirectResult ReadDiscInformation(CAspiCD& drive, std::span<uint8_t> answer,
                       timeoutSeconds);
 }
 
-// The last possible start of the lead-out, as a block address; nothing if it is not told.
+// The last possible start of the lead-out, as a block address; nothing if unknown.
 std::optional<int32_t> LeadOutLimit(std::span<const uint8_t> info) {
     const uint8_t* const msf = &info[kLastLeadOut];
     if (msf[0] == 0xFF && msf[1] == 0xFF && msf[2] == 0xFF) {
@@ -82,14 +82,14 @@ DirectResult ReadTrack(CAspiCD& drive, int32_t number, std::span<uint8_t> track)
     return SendDirect(drive, SRB_DIR_IN, cdb, track.data(), static_cast<uint32_t>(track.size()));
 }
 
-// Free blocks plus the next writable address, in an answer of READ TRACK INFORMATION.
+// Free blocks plus the next writable address, from an answer of READ TRACK INFORMATION.
 uint32_t EndOfFreeBlocks(std::span<const uint8_t> track) {
     constexpr uint8_t kNextAddressValid = 1;
     const uint64_t next = (track[7] & kNextAddressValid) != 0 ? LoadBe32(&track[12]) : 0;
     return static_cast<uint32_t>(std::min<uint64_t>(LoadBe32(&track[16]) + next, INT32_MAX));
 }
 
-// A count of blocks of the length that the capacity list gives, in blocks of 2048 bytes.
+// Converts a number of blocks of the capacity list's block length to blocks of 2048 bytes.
 uint32_t ScaleBlocks(std::span<const uint8_t> formats, uint32_t blocks) {
     const uint32_t length =
         uint32_t{formats[kBlockLength]} << 16 | LoadBe16(&formats[kBlockLength + 1]);
@@ -102,13 +102,13 @@ uint32_t ScaleBlocks(std::span<const uint8_t> formats, uint32_t blocks) {
     return static_cast<uint32_t>(std::min<uint64_t>(scaled, INT32_MAX));
 }
 
-// Scaled blocks of the format descriptor of a type; 0 if the list has none.
+// Scaled blocks of a type's format descriptor; 0 if the list has none.
 uint32_t FormatBlocks(std::span<const uint8_t> formats, FormatType type) {
     const uint8_t* const descriptor = FindFormat(formats, type);
     return descriptor != nullptr ? ScaleBlocks(formats, LoadBe32(descriptor)) : 0;
 }
 
-// Capacity in blocks of 2048 bytes that a medium's list of formats tells; 0 for other media.
+// A medium's capacity in blocks of 2048 bytes according to its list of formats; 0 for other media.
 uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats) {
     switch (TraitsOf(profile).capacity) {
     case CapacityFormat::Current:
@@ -117,7 +117,7 @@ uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats)
         return FormatBlocks(formats, kFormatTypeFull);
     case CapacityFormat::PlusRw:
         return FormatBlocks(formats, kFormatTypePlusRw);
-    case CapacityFormat::CurrentOrFull: // the format it has; before that, the one it is to get
+    case CapacityFormat::CurrentOrFull: // the present format; if unformatted, the format to come
         return CurrentCapacityTypeOf(formats) == kFormatted
                    ? ScaleBlocks(formats, LoadBe32(&formats[kCurrentBlocks]))
                    : FormatBlocks(formats, kFormatTypeFull);
@@ -127,15 +127,15 @@ uint32_t CapacityFromFormats(uint32_t profile, std::span<const uint8_t> formats)
     return 0;
 }
 
-// Media of the jobs that are written from the inside out, and never formatted.
+// Media that the jobs write from the inside out, and never format.
 bool IsSequential(uint32_t profile) {
     const MediumTraits& medium = TraitsOf(profile);
     return medium.IsSequential() && medium.hasSessions;
 }
 
-// The two steps by which a list of formats is read: its length, then all of it. `send` sends READ
-// FORMAT CAPACITIES with the allocation length given into `formats` and tells whether that worked.
-// False when a command failed or the two lengths make no sense.
+// Reads a list of formats in two steps: its length, then all of it. `send` sends READ FORMAT
+// CAPACITIES with the given allocation length, reads into `formats` and tells whether that worked.
+// Returns false when a command failed or the two lengths make no sense.
 template <typename Send>
 bool ReadFormats(std::span<uint8_t> formats, uint8_t leastLength, const Send& send) {
     constexpr uint16_t kFirstAllocation = 12;
@@ -150,7 +150,7 @@ bool ReadFormats(std::span<uint8_t> formats, uint8_t leastLength, const Send& se
     return send(static_cast<uint16_t>(length + kListHeaderBytes)) && formats[kListLength] == length;
 }
 
-// The current profile; 0 when there is no disc. A tray that may be open is closed once.
+// The current profile; 0 if there is no disc. Tries once to close a tray that may be open.
 uint32_t ReadProfileOfLoadedDisc(CAspiCD& drive, CScsiCommand& command) {
     constexpr int kWithoutQualifier = 0xFFF00;
     constexpr int kNoMedium = 0x23A00;
@@ -255,7 +255,7 @@ void CAspiCD::TakeDiskInfo(std::span<const uint8_t> info) {
         if (ReadSaoNextAddress(&next) == 0) {
             m_disk.m_nNextAddress = next + kBlocksBeforeZero;
         } else {
-            // The lead-in of the last session, plus the minute that it takes.
+            // The lead-in of the last session, plus the minute that it takes up.
             const uint8_t* const msf = &info[kLastSessionLeadIn];
             m_disk.m_nNextAddress = ((msf[0] + 1) * 60 + msf[1]) * kFramesPerSecond + msf[2];
         }
@@ -356,7 +356,7 @@ int CAspiCD::ReadNextWritableAddress(int32_t* address) {
 }
 
 int CAspiCD::ReadSaoNextAddress(int32_t* address) {
-    // The address depends on the write type in effect, so that goes first.
+    // The address depends on the current write type, so that is set first.
     std::array<uint8_t, 56> page = {};
     std::array<uint8_t, kModeHeaderBytes> header = {};
     if (ModeSense(kPageWriteParameters, page, header.data()) != 0) {
@@ -385,7 +385,7 @@ int32_t CAspiCD::GetDvdCapacity() {
         isUnknownCommand = result.Code() == mmc::kInvalidOperationCode;
         return !HasSense(result.sense) && !result.Unanswered();
     };
-    // Discs that are not formatted don't need the list, and some drives for them don't know it.
+    // Discs that are not formatted don't need the list, and some drives don't support it for them.
     if (!ReadFormats(formats, 0, send) && !isUnknownCommand) {
         return -1;
     }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Mode pages: reading and selecting them, and what the capabilities and write options pages say.
+// Mode pages: reading and setting them, and what the capabilities and write options pages say.
 #include "drive/mode_pages.h"
 #include "drive/aspi_cd.h"
 #include "drive/direct_command.h"
@@ -21,7 +21,7 @@ constexpr size_t kDescriptorBytes = 8;
 // Page 2Ah, byte 4.
 constexpr uint8_t kBurnProofCapable = 0x80;
 
-// Vendor page 30h: what the drive can do stands in byte 2, what it shall do in byte 3.
+// Vendor page 30h: byte 2 holds what the drive can do, byte 3 what it is to do.
 constexpr size_t kVendorAbilities = 2;
 constexpr size_t kVendorChoices = 3;
 constexpr uint8_t kVendorPageLength = 14;
@@ -48,7 +48,7 @@ size_t ModeDataBytes(std::span<const uint8_t> answer) {
 
 size_t WholeAnswerBytes(std::span<const uint8_t> head) {
     size_t bytes = ModeDataBytes(head);
-    // With block descriptors the page is somewhere behind.
+    // With block descriptors, the page is somewhere further on.
     if (BlockDescriptorBytes(head) == 0) {
         bytes = std::max(bytes, kModeHeaderBytes + kPageHeaderBytes + head[kModeHeaderBytes + 1]);
     }
@@ -113,7 +113,7 @@ int CAspiCD::ModeSelect(std::span<const uint8_t> page, const uint8_t* header) {
     const size_t pageBytes = page[1] + kPageHeaderBytes;
     std::vector<uint8_t> list(kModeHeaderBytes + pageBytes);
     if (header != nullptr) {
-        // Of the header only the medium type and the device-specific byte go back to the drive.
+        // Only the medium type and the device-specific byte of the header go back to the drive.
         list[2] = header[2];
         list[3] = header[3];
     }

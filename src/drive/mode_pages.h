@@ -30,39 +30,39 @@ enum WriteParametersField : size_t {
 };
 constexpr uint8_t kParametersSavable = 0x80; // in byte 0; reserved when the page is selected
 constexpr uint8_t kBufe = 0x40;
-constexpr uint8_t kMultiSessionOpen = 0xC0; // in kTrackMode: a next session is allowed
+constexpr uint8_t kMultiSessionOpen = 0xC0; // in kTrackMode: another session is allowed
 constexpr uint8_t kMode1Block = 8;
 
-// Write types, the low bits of kWriteType. A DVD counts as incremental what a CD calls packets.
+// Write types, the low bits of kWriteType. What a CD calls packets is incremental on a DVD.
 enum WriteType : uint8_t {
     kWriteTypeIncremental = 0,
     kWriteTypeTrackAtOnce = 1,
-    kWriteTypeSessionAtOnce = 2, // of a DVD: all of it in one go
+    kWriteTypeSessionAtOnce = 2, // on a DVD: everything in one go
 };
 
-// Makes a page read from the drive ask for session at once, without test writing.
+// Changes a page read from the drive to session at once, without test writing.
 void SelectSessionAtOnce(std::span<uint8_t> writeParameters);
 
-// The largest allocation length of a command that has 16 bits for it.
+// The largest allocation length of a command that has a 16-bit field for it.
 constexpr size_t kMaxAllocation = 0xFFFF;
 
-// MODE SENSE(10) of a page's current values, without block descriptors if the drive obeys; as much
-// as `answer` holds. Returns what CScsiCommand::Transport does.
+// MODE SENSE(10) for a page's current values, without block descriptors if the drive complies.
+// Reads as much as fits into `answer`. Returns what CScsiCommand::Transport does.
 int SenseModePage(CScsiCommand& command, uint8_t page, std::span<uint8_t> answer);
 
-// Bytes that belong to the header and what follows it, as the answer tells.
+// Bytes in the header and everything after it, according to the answer.
 size_t ModeDataBytes(std::span<const uint8_t> answer);
 
-// Allocation length for all of an answer, by its first 10 bytes or more: what the mode data length
-// promises, or the page's own length if that is more; at most kMaxAllocation.
+// Allocation length for the whole of an answer whose first 10 bytes or more are given: the mode
+// data length, or what the page's own length adds up to if that is more; at most kMaxAllocation.
 size_t WholeAnswerBytes(std::span<const uint8_t> head);
 
 // Bytes of block descriptors between header and page.
 size_t BlockDescriptorBytes(std::span<const uint8_t> answer);
 
-// The page in an answer, as far as the drive says it goes and the answer reaches; empty if there
-// is none. Bytes behind the page's own length, which the mode data length may promise, belong to
-// it: old drives give a page length that is too short.
+// The page in an answer, as far as the drive says it goes and the answer reaches; empty if there is
+// none. It includes bytes beyond the page's own length if the mode data length covers them: old
+// drives give a page length that is too short.
 std::span<const uint8_t> PageOf(std::span<const uint8_t> answer);
 
 } // namespace larkspin

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CAspiCD: closing a session that a recording left open when it was cut off.
+// CAspiCD: closing a session that an interrupted recording left open.
 #include "drive/direct_command.h"
 #include "drive/dvd_detail.h"
 #include "drive/mmc.h"
@@ -22,10 +22,10 @@ constexpr uint8_t kAscSessionFixation = 0x72;
 
 enum CloseFunction : uint8_t { kCloseTrack = 1, kCloseSession = 2 };
 
-// The last track of the disc as READ TRACK INFORMATION tells of it.
+// The last track of the disc, as READ TRACK INFORMATION reports it.
 class LastTrack {
   public:
-    // 0, or an error as DirectResult::Error gives it.
+    // Returns 0, or an error like DirectResult::Error.
     int Read(CAspiCD& drive) {
         std::array<uint8_t, 32> info = {};
         Cdb cdb(mmc::kReadDiscInformation);
@@ -46,8 +46,9 @@ class LastTrack {
     uint16_t Number() const { return m_number; }
     bool IsBlank() const { return (m_track[6] & 0x40) != 0; }
 
-    // What is missing for a drive to close it: all of a track that was reserved, and what makes any
-    // other one long enough. Nothing if it takes no more blocks.
+    // The number of blocks that must be written before a drive will close the track: the rest of a
+    // reserved track, or whatever makes any other one long enough. Nothing if it accepts no more
+    // blocks.
     int32_t MissingBlocks() const {
         if ((m_track[7] & 1) == 0) {
             return 0;
@@ -79,16 +80,16 @@ void FillUp(CAspiCD& drive, const LastTrack& track, const CancelFunctor* cancel)
     while (next < end && !IsCancelled(cancel)) {
         const int32_t blocks = std::min<int32_t>(end - next, kDvdChunkBlocks);
         if (drive.WriteBlocks(&next, zeros.data(), blocks, cancel, kLogicalBlockBytes) != 0) {
-            return; // the closing that follows tells why
+            return; // the close operation that follows tells why
         }
     }
 }
 
-// A drive closes the session, or the whole disc, as the write parameters say.
+// The write parameters tell a drive whether to close just the session or the whole disc.
 void LeaveRoomForMore(CAspiCD& drive) {
     const MediumTraits& current = TraitsOf(drive.GetCurrentProfile());
     if (current.IsBd()) {
-        return; // has no write parameters: only a close function of its own ends the disc
+        return; // has no write parameters: only a close function of its own finalises the disc
     }
     if (!current.hasDvdWay) {
         drive.SetBlockSize2048();
@@ -114,7 +115,7 @@ int CAspiCD::CloseOpenSession(const CancelFunctor* cancel) {
         return code;
     }
     LeaveRoomForMore(*this);
-    // Whether the track could be closed shows when its session is to be.
+    // If the track could not be closed, closing its session will show it.
     if (!track.IsBlank()) {
         const int code = Close(*this, kCloseTrack, track.Number());
         if ((code >> 8 & 0xFF) == kAscSessionFixation && track.MissingBlocks() > 0) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CAspiTransport: the shim that serves request blocks through a port.
+// CAspiTransport: the shim, which serves request blocks through a port.
 #include "drive/mmc.h"
 #include "drive/srb.h"
 #include "drive/transport.h"
@@ -163,7 +163,7 @@ LockResult CAspiTransport::LockAndDismount(uint8_t port, uint8_t target, uint8_t
     if (result.Refused()) {
         return result;
     }
-    // A handle from when the user had no right to write would fail at each command that writes.
+    // A handle opened when the user had no write permission would fail at each command that writes.
     AspiDeviceEntry& row = m_Devices[letter];
     if (row.hDevice == nullptr || row.bReadOnly) {
         row.hDevice = OpenDevice(letter);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the kinds of media are like, by profile number (MMC): one table for all who decide by it.
+// The properties of each kind of medium, by profile number (MMC): one table for everybody.
 #pragma once
 
 #include <cstdint>
@@ -11,21 +11,21 @@ namespace larkspin {
 
 class DvdRecording;
 
-// GetCurrentProfile's answer for a drive without GET CONFIGURATION. It is taken for one of CDs.
+// GetCurrentProfile's result for a drive without GET CONFIGURATION, which is taken for a CD drive.
 constexpr uint32_t kUnknownProfile = 65535;
 
 constexpr uint32_t kProfileCdR = 0x09;
 constexpr uint32_t kProfileCdRw = 0x0A;
 
-// How a disc is recorded, once the drive has been told which it is.
+// How a disc is recorded.
 enum class Recording {
-    Other,      // as a CD is, or not at all
-    Sequential, // from the inside out, a session behind the other
-    InPlace,    // anywhere, and over what is there: no sessions
+    Other,      // like a CD, or not at all
+    Sequential, // from the inside out, one session after another
+    InPlace,    // anywhere, over what is there: no sessions
     Random,     // a BD-R in random mode, which is not recorded
 };
 
-// What has to be set up before a recording of the DVD logic, and thereby what closes it.
+// How the DVD logic sets a recording up, which also decides how it is closed.
 enum class DvdSetup {
     NotSupported,
     MinusSequential,
@@ -38,13 +38,13 @@ enum class DvdSetup {
 
 enum class SpeedUnit { None, Cd, Dvd, Bd };
 
-// Which entry of the drive's list of formats tells the capacity.
+// Which entry of the drive's list of formats holds the capacity.
 enum class CapacityFormat { None, Current, Full, PlusRw, CurrentOrFull };
 
 enum class Erasing {
     AsReported, // blanked, if the disc report says that it can be
     Blank,      // blanked, whatever the disc report says
-    Overwrite,  // knows no blanking: formatted, or filled with zeros
+    Overwrite,  // can't be blanked: formatted, or filled with zeros
 };
 
 struct MediumTraits {
@@ -52,10 +52,10 @@ struct MediumTraits {
 
     uint32_t profile = 0;
     const char16_t* name = u"";
-    bool hasDvdWay = false; // recorded by the DVD logic; all else takes the CD way through a job
+    bool hasDvdWay = false; // recorded by the DVD logic; the jobs record all others like CDs
     SpeedUnit speed = SpeedUnit::None;
     Recording recording = Recording::Other;
-    bool hasSessions = false; // the jobs add data to it by sessions
+    bool hasSessions = false; // the jobs append data as further sessions
     DvdSetup setup = DvdSetup::NotSupported;
     Finisher finish = nullptr; // closes a recording of the DVD logic
     CapacityFormat capacity = CapacityFormat::None;
@@ -64,30 +64,28 @@ struct MediumTraits {
 
     bool IsWrittenInPlace() const { return recording == Recording::InPlace; }
     bool IsSequential() const { return recording == Recording::Sequential; }
-    // A kind that is recorded.
+    // Only Blu-ray discs that are recorded.
     bool IsBd() const { return speed == SpeedUnit::Bd; }
-    // Takes an image or a volume over what it holds, whatever the disc report says.
+    // Images and volumes overwrite what it holds, whatever the disc report says.
     bool IsOverwritten() const { return IsWrittenInPlace() && erasing != Erasing::AsReported; }
-    // The families of DVD by their dash. An overwritten DVD-RW is of the second only.
+    // The dash families of DVD. A DVD-RW in overwrite mode belongs only to the second.
     bool IsSequentialMinus() const { return setup == DvdSetup::MinusSequential; }
     bool IsDash() const { return IsSequentialMinus() || setup == DvdSetup::MinusRwOverwrite; }
-    // DVD-R, and a DVD-RW that is written like one.
+    // DVD-R, or DVD-RW written like one.
     bool IsIncremental() const { return IsSequentialMinus() && !isDoubleLayer; }
     bool IsMinusR() const { return IsIncremental() && erasing == Erasing::AsReported; }
     bool IsPlusR() const { return setup == DvdSetup::PlusSequential && !isDoubleLayer && !IsBd(); }
     bool IsPlusRDl() const { return setup == DvdSetup::PlusSequential && isDoubleLayer; }
-    // The drive needs no closing: what was written is there once its cache is empty.
+    // The drive needs no closing command: what was written is on the disc once the cache is empty.
     bool HasNothingToClose() const { return setup == DvdSetup::Ram || setup == DvdSetup::BdRe; }
 };
 
-// `profile` may have the mark MEDIA_BLANK. A number that the table has not
-// gives the traits of nothing.
+// `profile` may include MEDIA_BLANK. An unknown number gives the traits of no medium.
 const MediumTraits& TraitsOf(uint32_t profile);
 
-// Name of a medium by its MMC profile number for the user; empty for a number that has none.
+// The medium's name for the user, by MMC profile number; empty for an unknown number.
 std::u16string DiskTypeName(uint32_t profile);
 
-// The DVD test.
 bool IsDvdProfile(uint32_t profile);
 
 } // namespace larkspin

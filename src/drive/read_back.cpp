@@ -60,7 +60,7 @@ bool CAspiCD::ReadTracks(std::vector<RecordedTrack>* tracks) {
         track.session = static_cast<uint32_t>(answer[33] << 8 | answer[3]);
         track.isData = (answer[5] & kDataTrack) != 0;
         track.begin = LoadBe32(&answer[8]);
-        // A disc that is written in place counts as a track as a whole.
+        // A disc that is written in place counts as a single track.
         track.end = static_cast<uint32_t>(
             std::min<uint64_t>(uint64_t{track.begin} + LoadBe32(&answer[24]), end));
         if (track.begin < track.end) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Reading sense data in fixed format (SPC, "Sense data").
+// Reads sense data in fixed format (SPC, "Sense data").
 #pragma once
 
 #include "platform/byte_order.h"
@@ -23,7 +23,7 @@ enum SenseKey : uint8_t {
     kKeyBlankCheck = 8,
 };
 
-// Additional sense codes that decide something here.
+// The additional sense codes that matter here.
 enum AdditionalSense : uint8_t {
     kAscNotReady = 0x04,
     kAscOutOfRange = 0x21,
@@ -42,13 +42,13 @@ enum NotReadyQualifier : uint8_t {
     kAscqLongWrite = 0x08,
 };
 
-// Sense of this many bytes reaches up to the code and its qualifier.
+// Sense of this length includes the code and its qualifier.
 constexpr uint8_t kShortSenseBytes = 14;
-// Sense of this many bytes holds the progress indication too.
+// Sense of this length also includes the progress indication.
 constexpr uint8_t kLongSenseBytes = 18;
 
-// What a drive says of blocks that it had taken and could not record. It says so once, at whatever
-// command comes next (SPC, "Deferred errors").
+// A drive's report that blocks it had already accepted could not be recorded. It is sent once, with
+// whatever command comes next (SPC, "Deferred errors").
 constexpr bool IsRecordingError(uint8_t key) {
     return key == kKeyMediumError || key == kKeyHardwareError;
 }
@@ -61,20 +61,20 @@ constexpr uint8_t SenseKeyOf(std::span<const uint8_t> sense) {
     return sense[2] & 0x0F;
 }
 
-// The command did what it was to do, but the drive had to try harder than usual for it.
+// The command succeeded, but the drive had to try harder than usual.
 constexpr bool IsRecovered(std::span<const uint8_t> sense) {
     return HasSense(sense) && SenseKeyOf(sense) == kKeyRecovered;
 }
 
-// The news is of a command that has long been answered; the one that brought it was not run (SPC,
-// "Deferred errors").
+// The report belongs to a command that was answered long ago; the one that returned it was not run
+// (SPC, "Deferred errors").
 constexpr bool IsDeferred(std::span<const uint8_t> sense) {
     return (sense[0] & 0x7F) == 0x71;
 }
 
-// How far an operation in progress is, as a share of 65536, if sense of kLongSenseBytes tells it.
+// The progress of a running operation, as a fraction of 65536, if sense of kLongSenseBytes has it.
 inline std::optional<uint16_t> ProgressOf(std::span<const uint8_t> sense) {
-    constexpr uint8_t kValid = 0x80; // the sense-key specific bytes hold a progress
+    constexpr uint8_t kValid = 0x80; // the sense-key specific bytes hold a progress indication
     return (sense[15] & kValid) != 0 ? std::optional(LoadBe16(&sense[16])) : std::nullopt;
 }
 

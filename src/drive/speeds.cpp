@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CAspiCD: the write speeds of a drive and the choice among them. Speeds are in KB/s unless they
-// are multiples of a medium's base speed.
+// CAspiCD: a drive's write speeds and the choice among them. Speeds are in KB/s unless they are
+// given as multiples of a medium's base speed.
 #include "drive/bd_media.h"
 #include "drive/direct_command.h"
 #include "drive/mmc.h"
@@ -25,7 +25,7 @@ using Failure = CAspiCD::CgrowisofsException;
 constexpr double kCdBase = 176.4;
 constexpr double kDvdBase = 1385.0;
 constexpr double kMinCredibleFactor = 1.0;
-constexpr double kMinCredibleBdFactor = 0.99; // 1x is 4,495.5 KB/s, and drives round it
+constexpr double kMinCredibleBdFactor = 0.99; // 1x is 4,495.5 KB/s, and drives round that
 constexpr double kMaxCredibleFactor = 60.0;
 
 // No DVD recorder is slower than this.
@@ -61,7 +61,7 @@ int32_t LoadSpeed(const uint8_t* bytes) {
     return static_cast<int32_t>(std::min<uint32_t>(LoadBe32(bytes), INT32_MAX));
 }
 
-// How many descriptors the drive holds, by the header of an answer; empty if that makes no sense.
+// The drive's number of descriptors, from the header of an answer; nothing if it makes no sense.
 std::optional<uint32_t> DescriptorCount(std::span<const uint8_t> answer) {
     const uint32_t bytes = LoadBe32(answer.data()) - 4;
     if (bytes % kDescriptorBytes != 0 || bytes / kDescriptorBytes > kMaxDescriptors) {
@@ -75,7 +75,7 @@ size_t CountIn(std::span<const uint8_t> answer) {
     return answer.empty() ? 0 : (answer.size() - kPerformanceHeader) / kDescriptorBytes;
 }
 
-// GET PERFORMANCE of as many descriptors as `answer` holds behind the header.
+// GET PERFORMANCE for as many descriptors as fit into `answer` after the header.
 bool GetPerformance(CScsiCommand& command, uint8_t type, std::span<uint8_t> answer) {
     constexpr uint8_t kNominalWritePerformance = 4;
     std::ranges::fill(answer, uint8_t{0});
@@ -96,7 +96,7 @@ std::span<const uint8_t> DescriptorAt(std::span<const uint8_t> answer, size_t in
     return answer.subspan(AnswerBytes(static_cast<uint32_t>(index)), kDescriptorBytes);
 }
 
-// What the current profile's 1x means, in KB/s.
+// 1x of the current profile, in KB/s.
 double SpeedBase(CAspiCD& drive) {
     switch (TraitsOf(drive.GetCurrentProfile()).speed) {
     case SpeedUnit::Cd:
@@ -111,8 +111,8 @@ double SpeedBase(CAspiCD& drive) {
     throw Failure("Unsupported media.");
 }
 
-// The drive's write speed descriptors behind the header of the answer; empty if it has none to
-// give. `isBroken` tells that it has some and they could not be fetched.
+// The header and the drive's write speed descriptors; empty if it has none. `isBroken` is set if it
+// has some, but they could not be read.
 std::vector<uint8_t> ReadWriteSpeedDescriptors(CScsiCommand& command, bool* isBroken) {
     *isBroken = false;
     std::vector<uint8_t> answer(AnswerBytes(1));
@@ -130,8 +130,8 @@ std::vector<uint8_t> ReadWriteSpeedDescriptors(CScsiCommand& command, bool* isBr
     return *isBroken ? std::vector<uint8_t>() : answer;
 }
 
-// All write speeds by GET PERFORMANCE, as multiples of `base`. Empty if the drive has none to
-// give or one of them can't be true.
+// All write speeds from GET PERFORMANCE, as multiples of `base`. Empty if the drive has none or if
+// one of them can't be true.
 std::vector<double> SpeedsFromPerformance(CScsiCommand& command, double base) {
     bool isBroken = false;
     const std::vector<uint8_t> answer = ReadWriteSpeedDescriptors(command, &isBroken);
@@ -147,9 +147,9 @@ std::vector<double> SpeedsFromPerformance(CScsiCommand& command, double base) {
     return speeds;
 }
 
-// All write speeds of the list in page 2Ah, as multiples of `base`.
+// All write speeds in the list on page 2Ah, as multiples of `base`.
 std::vector<double> SpeedsFromPage(CScsiCommand& command, double base) {
-    constexpr int kMaxAttempts = 8; // a drive whose page grows each time is not sane
+    constexpr int kMaxAttempts = 8; // for a drive whose page grows each time
     const Failure failure("Cannot determine available write speeds.");
     std::vector<uint8_t> answer(36);
     size_t needed = 0;
@@ -179,8 +179,8 @@ std::vector<double> SpeedsFromPage(CScsiCommand& command, double base) {
     return speeds;
 }
 
-// A wish in multiples of 1x as a multiple of a drive's lowest speed: what that speed is tells the
-// base that the drive counts in.
+// Converts a wish in multiples of 1x to a multiple of the drive's lowest speed, which shows what
+// base the drive counts in.
 double ScaleWish(double factor, int32_t lowest, bool dashFamily) {
     if (lowest > 20'280) {
         return factor * 0.0625;
@@ -206,7 +206,7 @@ double ScaleWish(double factor, int32_t lowest, bool dashFamily) {
     return factor;
 }
 
-// The write speed descriptor nearest to a wish; the first of two that are equally near.
+// The write speed descriptor nearest to a wish; the first of two equally near ones.
 std::span<const uint8_t> NearestDescriptor(std::span<const uint8_t> answer, double factor,
                                            bool dashFamily, bool isBd) {
     int32_t lowest = INT32_MAX;
@@ -246,7 +246,7 @@ void SetStreaming(DvdRecording& dvd, CScsiCommand& command, std::span<const uint
     }
 }
 
-// Page 2Ah holds the current write speed, and the list of write speeds too.
+// Page 2Ah includes the current write speed and the list of write speeds.
 bool HasSpeedList(std::span<const uint8_t> page) {
     return page.size() >= kPageDescriptors && page[1] >= kPageDescriptorCount;
 }
@@ -333,7 +333,7 @@ int DvdRecording::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
         return -1;
     }
     int32_t aimed = 0;
-    bool askPage = false; // GET PERFORMANCE does not tell the current speed, or not the truth
+    bool askPage = false; // GET PERFORMANCE does not report the current speed, or not the real one
     for (;;) {
         if (!askPage) {
             std::vector<uint8_t> current(AnswerBytes(1));
@@ -363,7 +363,7 @@ int DvdRecording::SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
             if (aimed == 0) {
                 return 0;
             }
-            continue; // see what the drive made of it
+            continue; // check what the drive made of it
         }
         if (aimed == 0 || aimed == m_nVelocity) {
             return aimed;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The SCSI Request Blocks of ASPI for Win32, as the ASPI library and the shim take them: packed
-// records with a common header. Pointers are as wide as the platform's.
+// The SCSI Request Blocks of ASPI for Win32, as the ASPI library and the shim expect them: packed
+// records with a common header. Pointers have the platform's width.
 //
 // Completion is polled: SRB_Status is the only field that another thread may write while this one
 // reads it, so it is read through SrbStatusOf.
@@ -32,7 +32,7 @@ struct SrbHeader {
     uint8_t SRB_Status = SS_PENDING;
     uint8_t SRB_HaId = 0;
     uint8_t SRB_Flags = 0;
-    uint32_t SRB_Hdr_Rsvd = 0; // the shim leaves the PortError of a failed command here
+    uint32_t SRB_Hdr_Rsvd = 0; // the shim stores the PortError of a failed command here
 };
 
 struct SRB_HAInquiry {
@@ -78,7 +78,7 @@ struct SRB_Abort {
 
 #pragma pack(pop)
 
-// A record is handed over by its header, which is its first member.
+// A record is passed by a pointer to its header, which is its first member.
 static_assert(std::is_standard_layout_v<SRB_HAInquiry> && sizeof(SRB_HAInquiry) == 60);
 static_assert(std::is_standard_layout_v<SRB_GDEVBlock> && sizeof(SRB_GDEVBlock) == 12);
 static_assert(std::is_standard_layout_v<SRB_ExecSCSICmd> &&
@@ -89,9 +89,8 @@ inline uint8_t SrbStatusOf(SrbHeader& header) {
     return std::atomic_ref<uint8_t>(header.SRB_Status).load(std::memory_order_acquire);
 }
 
-// All the memory of one request. An ASPI library that did not take back a command after its abort
-// may still write to this, so a request that never ended is kept for good
-// (CAspiTransport::Abandon).
+// All the memory of one request. An ASPI library that did not return a command after its abort may
+// still write here, so a request that never ended is never freed (CAspiTransport::Abandon).
 struct AspiRequest {
     SRB_ExecSCSICmd exec;
     SRB_GDEVBlock deviceType;

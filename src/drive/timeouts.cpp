@@ -15,14 +15,14 @@ struct CommandTime {
     uint8_t opcode;
     uint32_t seconds;
     uint8_t immediateBit = 0;      // in byte 1 of the CDB: the drive answers before it is done
-    uint32_t immediateSeconds = 0; // then
+    uint32_t immediateSeconds = 0; // if that bit is set
 };
 
-constexpr uint32_t kTray = 60;     // the mechanism and a disc that comes up to speed
-constexpr uint32_t kReading = 30;  // what has to look at a disc that was just put in
-constexpr uint32_t kSettling = 60; // before a long operation is under way
+constexpr uint32_t kTray = 60;     // the mechanism, and spinning up a disc
+constexpr uint32_t kReading = 30;  // commands that may have to examine a new disc first
+constexpr uint32_t kSettling = 60; // until a long operation is under way
 constexpr uint32_t kWorking = 120; // flush, calibration
-constexpr uint32_t kWriting = 180; // the first write makes some drives record the lead-in
+constexpr uint32_t kWriting = 180; // some drives record the lead-in at the first write
 constexpr uint32_t kClosing = 480;
 constexpr uint32_t kErasing = 9600;
 
@@ -38,7 +38,7 @@ constexpr CommandTime kTimes[] = {
     {mmc::kReadFormatCapacities, kReading},
     {mmc::kReserveTrack, kSettling},
     {mmc::kSendDvdStructure, kSettling},
-    {mmc::kFormatUnit, kSettling}, // always sent as an immediate one
+    {mmc::kFormatUnit, kSettling}, // always sent with the immediate bit
     {mmc::kWrite10, kWriting},
     {mmc::kSynchronizeCache, kWorking, 0x02, kReading},
     {mmc::kSendOpcInformation, kWorking},

@@ -12,7 +12,7 @@ namespace larkspin {
 
 namespace {
 
-// Requests that a library never gave back; see CAspiTransport::Abandon.
+// Requests that a library never returned; see CAspiTransport::Abandon.
 std::vector<std::unique_ptr<AspiRequest>>& AbandonedRequests() {
     static std::vector<std::unique_ptr<AspiRequest>> requests;
     return requests;
@@ -23,8 +23,8 @@ std::string LastLoadError() {
     return text != nullptr ? text : "";
 }
 
-// The loader says in words alone, and in the user's language, whether a library is missing: as it
-// does of one that is surely not there.
+// The loader reports a missing library only as a text in the user's language, so that text is
+// compared with the one for a library that certainly does not exist.
 bool IsAbsent(const std::string& name, const std::string& error) {
     const std::string nowhere = "/larkspin-no-such-library";
     if (void* library = ::dlopen(nowhere.c_str(), RTLD_NOW | RTLD_LOCAL); library != nullptr) {
@@ -91,7 +91,7 @@ uint8_t CAspiTransport::SendSrb(SrbHeader* srb) {
 }
 
 bool CAspiTransport::AwaitSrb(SrbHeader& srb, uint64_t milliseconds) {
-    // Most commands end within microseconds; the long ones need no busy processor.
+    // Most commands end within microseconds; the long ones should not keep the processor busy.
     constexpr int kYields = 64;
     const uint64_t start = m_clock.TickMs();
     for (int round = 0; SrbStatusOf(srb) == SS_PENDING; ++round) {

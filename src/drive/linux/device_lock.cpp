@@ -15,13 +15,13 @@ namespace larkspin {
 
 namespace {
 
-constexpr int kMaxMountPoints = 8; // one device can be mounted over and over
+constexpr int kMaxMountPoints = 8; // a device can be mounted several times
 constexpr int kAttempts = 12;
 constexpr int kUdevAttempts = 40;
 constexpr std::chrono::milliseconds kPause{250};
 constexpr std::chrono::milliseconds kUnmountLimit{20'000};
 
-// The kernel writes blanks and the like of a mount point as a backslash and three octal digits.
+// The kernel writes spaces and the like in a mount point as a backslash and three octal digits.
 std::string Unescaped(const std::string& field) {
     constexpr size_t kDigits = 3;
     std::string text;
@@ -81,9 +81,9 @@ LockResult CDeviceLock::Take() {
 }
 
 LockResult CDeviceLock::Hold() {
-    constexpr int kFlags = O_RDWR | O_EXCL | O_NONBLOCK | O_CLOEXEC; // also with no disc in it
+    constexpr int kFlags = O_RDWR | O_EXCL | O_NONBLOCK | O_CLOEXEC; // works without a disc, too
     for (int attempt = 1;; ++attempt) {
-        // Also after a pause: what had the device may have been about to mount it.
+        // Also after a pause: the program that had the device may have been about to mount it.
         if (const std::string refusal = Unmount(); !refusal.empty()) {
             return RefusedBecause(refusal);
         }
@@ -124,8 +124,8 @@ LockResult CDeviceLock::RefusedByUsers() {
 }
 
 std::vector<std::string> CDeviceLock::MountPoints() {
-    // "major:minor", the third field of the table, is the same under every name of the device; the
-    // fifth is where it is mounted (proc(5)).
+    // "major:minor", the third field of the table, is the same for every name of the device; the
+    // fifth is the mount point (proc(5)).
     std::istringstream numberText(m_calls.ReadText(m_place.sysfsFolder + "/dev"));
     std::string number;
     numberText >> number;
@@ -145,14 +145,14 @@ std::vector<std::string> CDeviceLock::MountPoints() {
     return points;
 }
 
-// Empty, or why something stays mounted.
+// Returns nothing, or why something could not be unmounted.
 std::string CDeviceLock::Unmount() {
     for (int round = 0;; ++round) {
         const std::vector<std::string> points = MountPoints();
         if (points.empty()) {
             return {};
         }
-        // The last one lies on top where several share a mount point.
+        // The last one is on top if several share a mount point.
         const std::string& point = points.back();
         const BusReply reply =
             m_bus.Call({"org.freedesktop.UDisks2",

@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// An optical drive's device file, taken away from the rest of the system.
+// Exclusive use of an optical drive's device file.
 //
-// What is mounted from the device is unmounted, through UDisks2 first, which lets whoever sits in
-// front of the machine do so, then by the system call, which lets root. Then the device is held
-// open for reading and writing with O_EXCL: the kernel lets nobody else mount or hold it, and stops
-// polling it for events, which it does for an exclusive writer only. Last it is locked with flock,
-// which is how udev is kept from acting on a device (systemd.io/BLOCK_DEVICE_LOCKING): anybody who
-// opens the drive has the kernel ask it for events, and to the eject button's udev's answer is to
-// unlock the door and open it, also in the middle of a write.
+// First, everything mounted from the device is unmounted: through UDisks2, which permits that to
+// the user at the machine, and otherwise by the system call, which permits it to root. Then the
+// device is opened for reading and writing with O_EXCL, which keeps others from mounting or holding
+// it. It also stops the kernel's event polling, which only an exclusive writer can do. Last, it is
+// locked with flock, which keeps udev from acting on a device (systemd.io/BLOCK_DEVICE_LOCKING).
+// Otherwise, when anybody opens the drive, the kernel asks it for events, and udev answers a press
+// of the eject button by unlocking and opening the door, even in the middle of a write.
 #pragma once
 
 #include "drive/linux/system_calls.h"
@@ -35,10 +35,10 @@ class CDeviceLock {
     CDeviceLock(ISystemCalls& calls, ISystemBus& bus, Place place);
     CDeviceLock(const CDeviceLock&) = delete;
     CDeviceLock& operator=(const CDeviceLock&) = delete;
-    ~CDeviceLock(); // lets the device go
+    ~CDeviceLock(); // releases the device
 
-    // Waits up to three seconds for a program that has the device for a moment, as one does that
-    // looks at a new disc, and up to ten for udev. To be called once.
+    // Waits up to three seconds for a program that uses the device briefly, for example to look at
+    // a new disc, and up to ten for udev. To be called once.
     LockResult Take();
 
   private:

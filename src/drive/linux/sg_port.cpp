@@ -22,9 +22,9 @@ constexpr uint32_t kMaxPort = 255;
 constexpr uint32_t kMaxTarget = 7;
 constexpr uint32_t kMaxLun = 7;
 
-constexpr int kNeverWait = O_NONBLOCK | O_CLOEXEC; // open also with no disc in the drive
+constexpr int kNeverWait = O_NONBLOCK | O_CLOEXEC; // works without a disc, too
 
-// Outcomes that the kernel gives in sg_io_hdr::host_status and driver_status.
+// Results that the kernel stores in sg_io_hdr::host_status and driver_status.
 enum HostStatus : unsigned short {
     kHostOk = 0,
     kHostNoConnect = 1,
@@ -54,8 +54,8 @@ bool IsDescriptorFormat(uint8_t responseCode) {
     return (responseCode & 0x7F) == 0x72 || (responseCode & 0x7F) == 0x73;
 }
 
-// Sense in the fixed format (SPC). Some bridges give the other format, whose key and codes stand
-// right behind the response code.
+// Stores the sense in fixed format (SPC). Some bridges return the other format, which has the key
+// and codes right after the response code.
 void TakeSense(const std::array<uint8_t, 32>& sense, PortCompletion* completion) {
     if (!IsDescriptorFormat(sense[0])) {
         completion->sense = sense;
@@ -73,7 +73,7 @@ void TakeSense(const std::array<uint8_t, 32>& sense, PortCompletion* completion)
 PortCompletion CompletionOf(const sg_io_hdr& header, const std::array<uint8_t, 32>& sense) {
     PortCompletion completion;
     completion.status = header.status;
-    // A host adapter that counts nonsense is taken at its limits.
+    // If a host adapter's count is nonsense, it is clamped.
     const int64_t moved = int64_t{header.dxfer_len} - header.resid;
     completion.moved =
         static_cast<uint32_t>(std::clamp<int64_t>(moved, 0, int64_t{header.dxfer_len}));
@@ -89,7 +89,7 @@ PortCompletion CompletionOf(const sg_io_hdr& header, const std::array<uint8_t, 3
     if (header.host_status == kHostNoConnect || header.host_status == kHostBadTarget) {
         completion.error = PortError::InvalidHandle;
     } else if (!hasSense && (header.host_status != kHostOk || header.status != 0)) {
-        completion.error = PortError::Failed; // refused, and nothing says why
+        completion.error = PortError::Failed; // refused without a reason
     }
     return completion;
 }
@@ -120,8 +120,8 @@ PortCompletion CSgDevice::Execute(const PortRequest& request) {
     std::array<uint8_t, 16> cdb = {};
     const size_t cdbLength = std::min(request.cdb.size(), cdb.size());
     std::copy_n(request.cdb.begin(), cdbLength, cdb.begin());
-    // The address is in the descriptor. The kernel writes the LUN here where a device wants it,
-    // and others may refuse bits that are reserved (SPC-2 and later).
+    // The file descriptor implies the address. The kernel inserts the LUN for devices that want it,
+    // and others may refuse reserved bits (SPC-2 and later).
     cdb[1] &= 0x1F;
 
     sg_io_hdr header = {};
@@ -174,7 +174,7 @@ bool CSgPort::IsOpticalDrive(int letterIndex) {
     if (letterIndex < kFirstLetterIndex || letterIndex > kLastLetterIndex) {
         return false;
     }
-    // The peripheral device types that the kernel's driver takes (SPC): CD-ROM and write-once.
+    // The peripheral device types handled by the kernel's driver (SPC): CD-ROM and write-once.
     const std::string type = m_calls.ReadText(SysfsFolder(letterIndex) + "/device/type");
     return type.starts_with("5\n") || type.starts_with("4\n");
 }
@@ -216,8 +216,8 @@ std::optional<PortAddress> CSgPort::ReadAddress(int letterIndex) {
 }
 
 PortError CSgPort::AddressOf(int letterIndex, PortAddress* address) {
-    // All drives have an address or none: one that is made up from the letter index must not meet
-    // another drive's real one.
+    // Either all drives have an address or none: one made up from the letter index must not match
+    // another drive's real address.
     std::set<std::tuple<uint8_t, uint8_t, uint8_t>> taken;
     for (int other = kFirstLetterIndex; other <= kLastLetterIndex; ++other) {
         if (!IsOpticalDrive(other)) {
@@ -294,7 +294,7 @@ bool CSgPort::IsInUse(int letterIndex) {
 }
 
 std::string CSgPort::Inventory() {
-    // A drive in the place of another may get its name and its address, but seldom its make too.
+    // A drive that replaces another may get the same name and address, but seldom the same make.
     std::string inventory;
     for (const std::string& name : KernelNames()) {
         const std::string device = m_strSysfs + "/block/" + name + "/device";

@@ -4,14 +4,14 @@
 // The port on Linux: optical drives of the kernel's sr driver, found in sysfs and driven with the
 // SG_IO ioctl.
 //
-// /dev/sr0 sits at letter index 2 ("C:"), sr1 at 3, up to sr23 at 25; further drives can only be
-// named. A drive's address is its host, target and LUN in sysfs. Addresses that a walk over ports 0
-// to 255, targets 0 to 7 and LUNs 0 to 7 would not meet, or that two drives share (the channel is
-// no part of them), can't tell drives apart; then no drive has an address
-// (PortError::NotSupported) and each is known by its letter.
+// /dev/sr0 has letter index 2 ("C:"), sr1 has 3, up to sr23 with 25; further drives can only be
+// named. A drive's address is its host, target and LUN in sysfs. Addresses can't be used if a walk
+// over ports 0 to 255, targets 0 to 7 and LUNs 0 to 7 would miss one, or if two drives share one
+// (the channel is not part of it). Then no drive has an address (PortError::NotSupported), and each
+// is identified by its letter.
 //
-// The user needs permission to read and write the device file; Debian gives it to the group
-// "cdrom" and to whoever sits in front of the machine.
+// The user needs permission to read and write the device file; Debian grants it to the group
+// "cdrom" and to the user at the machine.
 #pragma once
 
 #include "drive/linux/device_lock.h"
@@ -36,7 +36,7 @@ class CSgPort final : public IScsiPort {
     bool IsOpticalDrive(int letterIndex) override;
     std::u16string DisplayName(int letterIndex) override;
     std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) override;
-    // Commands need no share in the lock (device_lock.h).
+    // Commands don't go through the locked handle (device_lock.h).
     LockResult LockAndDismount(int letterIndex) override;
     void Unlock(int letterIndex) override;
     std::u16string WhyClosed(int letterIndex) override;
@@ -49,7 +49,7 @@ class CSgPort final : public IScsiPort {
   private:
     std::string SysfsFolder(int letterIndex) const;
     std::string DevicePath(int letterIndex) const;
-    std::vector<std::string> KernelNames(); // "sr0" and so on, of all optical drives
+    std::vector<std::string> KernelNames(); // "sr0" and so on, for all optical drives
     std::optional<PortAddress> ReadAddress(int letterIndex);
 
     ISystemBus& m_bus;
