@@ -31,7 +31,7 @@ class Lister {
         try {
             m_reader.DetectRockRidge(root);
         } catch (const CCDWriterISOGenException&) {
-            // The root itself tells what is wrong with it.
+            // The root reports its own problems.
         }
         while (!m_pending.empty() && goOn()) {
             const Folder folder = std::move(m_pending.back());
@@ -73,7 +73,7 @@ class Lister {
 
     void AddEntry(const Folder& folder, const OldEntry& old) {
         const IsoEntry& entry = old.entry;
-        // What a CL stands for is met where it lies.
+        // The target of a CL is listed where it lies.
         if (entry.record.IsDots() || old.child_link) {
             return;
         }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The files of a volume on a disc, by its own directories (ECMA-119, with the names of RRIP), for
-// whoever reads them all.
+// Lists the files of a volume on a disc from its directories (ECMA-119, with the names of RRIP),
+// for reading them all.
 #pragma once
 
 #include "platform/byte_stream.h"
@@ -16,20 +16,20 @@
 namespace larkspin {
 
 struct DiscVolume {
-    uint64_t end = 0; // byte of the disc behind the volume, by its own word; 0: there is no volume
-    // What files and folders occupy, in the order of the disc; one that takes a block from the one
-    // before begins behind it.
+    uint64_t end = 0; // where the volume ends, in bytes, as it claims; 0: there is none
+    // What files and folders occupy, in disc order. One that shares a block with the one before
+    // begins after it.
     ExtentList extents;
     size_t files = 0;
     uint64_t fileBytes = 0;
-    // A line for each folder that can't be read or understood, so that nobody knows what is in it,
+    // One line for each folder that can't be read or understood, so that its contents are unknown,
     // and for each file that is not on the disc as a whole.
     std::vector<std::u16string> problems;
 };
 
 // Reads the directories of the volume whose descriptors begin at sector `start`, and nothing at or
-// behind sector `end`. `goOn` is asked before each directory; when it says no, the volume is what
-// has been found so far.
+// after sector `end`. `goOn` is called before each directory. If it returns false, the volume is
+// what has been found so far.
 DiscVolume ListVolume(IBlockReader& drive, uint32_t start, uint32_t end,
                       const std::function<bool()>& goOn);
 

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What goes on the disc, extent by extent, for whoever reads it back: places and names, a few dozen
-// bytes for each.
+// What goes on the disc, extent by extent, for reading it back: places and names, a few dozen bytes
+// each.
 //
-// Padding (in front of the descriptors, behind a file's last byte, behind the files) belongs to no
-// extent. Not locked.
+// Padding (before the descriptors, after a file's last byte, after the files) belongs to no extent.
+// Not locked.
 #pragma once
 
 #include "volume/model/sectors.h"
@@ -22,7 +22,7 @@ struct VolumeRun;
 
 class ExtentList {
   public:
-    // Bytes from block 0 of the disc on.
+    // In bytes from block 0 of the disc.
     struct Extent {
         uint64_t begin = 0;
         uint64_t bytes = 0;
@@ -30,10 +30,10 @@ class ExtentList {
         uint64_t End() const { return begin + bytes; }
     };
 
-    // Extents are added in the order of the disc, each behind the end of the one before. One
-    // without bytes is left out.
+    // Extents are added in disc order, each after the end of the previous one. An empty one is left
+    // out.
     void Add(const Extent& extent, const std::u16string& name);
-    // A file on disk. Files of one folder that follow one another share its path.
+    // A file on disk. Consecutive files of one folder share its path.
     void AddFile(const Extent& extent, const std::u16string& folder, const std::u16string& name);
     void AddEmptyFiles(size_t count) { m_nFiles += count; }
     void Reserve(size_t extents) { m_rows.reserve(extents); }
@@ -41,10 +41,10 @@ class ExtentList {
     size_t Count() const { return m_rows.size(); }
     size_t Files() const { return m_nFiles; }
     uint64_t FileBytes() const { return m_nFileBytes; }
-    // Sum of all.
+    // The total size.
     uint64_t Bytes() const { return m_nBytes; }
     Extent At(size_t index) const { return m_rows[index].extent; }
-    // The path of a file, or the name as it was given.
+    // The path of a file, or the name that was given.
     std::u16string NameOf(size_t index) const;
 
   private:
@@ -53,7 +53,7 @@ class ExtentList {
     struct Row {
         Extent extent;
         uint32_t folder;
-        uint32_t nameEnd; // in m_strNames; it begins where that of the row before ends
+        uint32_t nameEnd; // in m_strNames; it begins where the previous row's ends
     };
 
     void AddRow(const Extent& extent, uint32_t folder, const std::u16string& name);
@@ -66,8 +66,8 @@ class ExtentList {
     uint64_t m_nBytes = 0;
 };
 
-// The extents of a volume whose fragments and files all have their places: what the fragments send,
-// and each file that this run sends.
+// The extents of a volume whose fragments and files all have their places: the data that the
+// fragments send, and each file that this run sends.
 ExtentList ListExtents(const VolumeRun& run, const std::vector<OutputFragment>& fragments);
 
 } // namespace larkspin

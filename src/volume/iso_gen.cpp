@@ -16,7 +16,7 @@ namespace larkspin {
 
 namespace {
 
-// What makes a volume a data disc, whatever the options were before.
+// The settings that make a volume a data disc, whatever the options were before.
 GenOptions DataDiscOptions(GenOptions options) {
     options.no_name_version = true;
     options.no_trailing_dot = false;

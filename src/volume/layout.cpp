@@ -23,7 +23,7 @@ namespace larkspin {
 
 namespace {
 
-// Some drives can't read the last sectors of a track; these keep them free of data.
+// Some drives can't read the last sectors of a track; these keep data out of them.
 constexpr uint32_t kEndPadSectors = 150;
 
 OutputFragment InitialPadFragment(VolumeRun& run) {
@@ -42,8 +42,8 @@ OutputFragment EndPadFragment(VolumeRun& run) {
     return fragment;
 }
 
-// Has no sectors. By its place all directories have their extents when it is sized, and all are
-// sent when it is written.
+// Has no sectors. Its position ensures that all directories have their extents when it is sized,
+// and have all been sent when it is written.
 OutputFragment CleanupFragment(VolumeRun& run) {
     OutputFragment fragment{.name = "Directory tree cleanup"};
     fragment.size = [&run] { FinishRockRidge(run); };
@@ -187,7 +187,7 @@ void SendVolume(VolumeRun& run, IByteSink& sink, const SizeReady& sizeReady,
     try {
         WriteFragments(run, fragments, stream);
     } catch (const ReaderGone&) {
-        return; // whoever took the reader away knows why
+        return; // the one who closed the reader knows why
     }
 }
 

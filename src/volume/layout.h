@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The conductor: sorts the tree, plans the volume, and sends it.
+// The top level: sorts the tree, plans the volume, and sends it.
 //
-// The table of fragments stands in layout.cpp; each view of the volume supplies its rows, and a
-// further view joins by adding its rows there.
+// The table of fragments is in layout.cpp. Each view of the volume supplies its rows, and a new
+// view is added by adding its rows there.
 #pragma once
 
 #include "platform/byte_stream.h"
@@ -17,16 +17,15 @@ namespace larkspin {
 
 struct VolumeRun;
 
-// Called once, on the generator's thread, when the volume's length stands and before the first
+// Called once, on the generator's thread, when the volume's length is known and before the first
 // sector goes out.
 using SizeReady = std::function<void(uint32_t totalSectors)>;
-// Given, right before SizeReady and on the same thread, what will go out.
+// Receives, right before SizeReady and on the same thread, what will go out.
 using ExtentsReady = std::function<void(ExtentList extents)>;
 
-// `run.tree` holds the whole volume. Size and generate pass run first, without any I/O; then
-// `extentsReady`, if there is one, is given what goes out, and `sizeReady` is told the length in
-// sectors; then every sector goes out once, in address order.
-// Returns early once the reader of `sink` has gone.
+// `run.tree` holds the whole volume. The size and generate passes run first, without any I/O. Then
+// `extentsReady`, unless empty, receives what goes out, and `sizeReady` the length in sectors; then
+// every sector goes out once, in address order. Returns early once the reader of `sink` has gone.
 void SendVolume(VolumeRun& run, IByteSink& sink, const SizeReady& sizeReady,
                 const ExtentsReady& extentsReady);
 

@@ -25,7 +25,7 @@ namespace {
     throw CCDWriterISOGenException(ToWide(text));
 }
 
-// Makes the ISO names of one directory unique.
+// Makes the ISO names in one directory unique.
 class NameHash {
   public:
     explicit NameHash(const GenOptions& options) : m_options(options) {}
@@ -52,8 +52,8 @@ class NameHash {
 
     void Rename(IsoEntry& entry) {
         const ClashName clash(entry.record.name, entry.record.IsDirectory(), m_options);
-        // Names are only ever added, so what was taken once stays taken, and each family's search
-        // goes on where it ended.
+        // Names are only ever added, so a taken name stays taken, and each family's search
+        // continues where it ended.
         uint32_t& number = m_next[clash.Family()];
         for (; number < ClashName::kCandidates; ++number) {
             std::string candidate = clash.Candidate(number);
@@ -82,7 +82,7 @@ void MakeNamesUnique(const VolumeRun& run, IsoDirectory& directory) {
 
 // Where an entry comes from, as a text for the user.
 std::string OriginOf(const IsoEntry& entry) {
-    constexpr size_t kShown = 40; // units of the end; a text of a failure is short
+    constexpr size_t kShown = 40; // units at the end; the text of a failure is short
     std::u16string path = entry.SourcePath();
     if (path.empty()) {
         path = entry.name;
@@ -90,7 +90,7 @@ std::string OriginOf(const IsoEntry& entry) {
     return ToNative(path.size() > kShown ? u"..." + path.substr(path.size() - kShown) : path);
 }
 
-// Fails if two entries would show under one name.
+// Fails if two entries would have the same Rock Ridge name.
 void CheckTwins(std::vector<IsoEntry*> entries) {
     std::stable_sort(entries.begin(), entries.end(),
                      [](const IsoEntry* a, const IsoEntry* b) { return a->name < b->name; });
@@ -104,7 +104,7 @@ void CheckTwins(std::vector<IsoEntry*> entries) {
     }
 }
 
-// Puts the visible entries in ISO order, those outside the ISO tree behind them.
+// Puts the visible entries in ISO order, followed by those outside the ISO tree.
 void SortEntries(VolumeRun& run, IsoDirectory& directory) {
     std::vector<IsoEntry*> visible;
     std::vector<IsoEntry*> hidden;
@@ -137,7 +137,7 @@ void SortEntries(VolumeRun& run, IsoDirectory& directory) {
 void MeasureRecord(IsoDirectory& directory, IsoEntry& entry) {
     uint32_t length = entry.RecordLength();
     if (length > DirectoryRecord::kLongest) {
-        RefitSystemUse(entry); // as an earlier session had it, the name was shorter
+        RefitSystemUse(entry); // the name was shorter in the earlier session
         length = entry.RecordLength();
     }
     if (length > DirectoryRecord::kLongest) {
@@ -148,8 +148,8 @@ void MeasureRecord(IsoDirectory& directory, IsoEntry& entry) {
     directory.continuation_bytes = PlaceContinuations(entry, directory.continuation_bytes);
 }
 
-// Lengths of records, size of the directory and of its continuation areas, and its share of the
-// path table. They hold for the sorted chain only.
+// Measures records, the directory and its continuation areas, and its share of the path table. The
+// results are only valid for the sorted chain.
 void MeasureDirectory(VolumeRun& run, IsoDirectory& directory) {
     const bool isRoot = &directory == &run.tree.Root();
     directory.iso_size = 0;

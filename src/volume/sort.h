@@ -8,12 +8,12 @@ namespace larkspin {
 
 struct VolumeRun;
 
-// Works through the whole tree, and counts the path table.
+// Processes the whole tree and counts the path table.
 //
-// Of entries whose ISO names agree, the one of higher priority keeps its name and among equals the
-// one scanned first; the others get digits. Fails if the digits run out, if a record grows beyond
-// 255 bytes, or if two entries of a directory would show under one Rock Ridge name, as one of them
-// could never be reached. Tells the files that have another name than on disk.
+// Of entries with the same ISO name, the one with the highest priority keeps it, and among equals
+// the one scanned first; the others get digits. Fails if the digits run out, if a record grows
+// beyond 255 bytes, or if two entries of a directory would have the same Rock Ridge name, as one of
+// them could never be reached. Tells the user which files have another name than on disk.
 void SortIsoTree(VolumeRun& run);
 
 } // namespace larkspin

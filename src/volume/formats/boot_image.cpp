@@ -41,7 +41,7 @@ std::unique_ptr<ISequentialFile> Open(IFileSystem& files, const IsoEntry& entry)
     return file;
 }
 
-// The type of the one partition in the master boot record of a hard disk image.
+// The type of the only partition in the master boot record of a hard disk image.
 uint8_t PartitionType(IFileSystem& files, const IsoEntry& entry) {
     constexpr size_t kRecordBytes = 512;
     constexpr size_t kTableAt = 446;
@@ -84,7 +84,7 @@ uint8_t FloppyMedia(uint32_t virtualSectors) {
 BootImage ReadBootImage(IFileSystem& files, const BootEntry& boot, const IsoEntry& entry) {
     const uint32_t virtualSectors = SectorsOf(entry.size) * kVirtualSectors;
     BootImage image = {.start = entry.start_sector};
-    uint32_t load = 1; // an emulated medium is booted by its first sector
+    uint32_t load = 1; // an emulated medium boots from its first sector
     if (boot.hard_disk_emulation) {
         image.media = kHardDisk;
         image.partition_type = PartitionType(files, entry);
@@ -103,7 +103,7 @@ BootImage ReadBootImage(IFileSystem& files, const BootEntry& boot, const IsoEntr
 
 BootPatches::Patch MakeBootTable(IFileSystem& files, const IsoEntry& entry,
                                  uint32_t primaryDescriptor) {
-    // The table would make the file longer, or has no room for its size.
+    // The table would make the file longer, or its size does not fit into the table.
     if (entry.size < kChecksumFrom || entry.size > UINT32_MAX) {
         FailBad();
     }

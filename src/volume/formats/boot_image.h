@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// One boot image: what its catalog entry must say, and its boot information table.
+// A boot image: the values for its catalog entry, and its boot information table.
 #pragma once
 
 #include "volume/model/boot_patches.h"
@@ -21,13 +21,13 @@ struct BootImage {
     uint32_t start = 0;        // absolute sector of the disc
 };
 
-// Fails with "Bad boot image." for a size that no medium of its emulation has, for an image without
-// a byte, for one whose sectors to load don't fit their 16 bits, and for a hard disk without
-// exactly one partition. `entry` has its extent.
+// Fails with "Bad boot image." for a size that no medium of its emulation has, for an empty image,
+// for one whose sectors to load don't fit into 16 bits, and for a hard disk without exactly one
+// partition. `entry` has its extent.
 BootImage ReadBootImage(IFileSystem& files, const BootEntry& boot, const IsoEntry& entry);
 
 // The table for the image of `entry`, and the bytes that it will replace. Fails for an image that
-// can't hold the table, or is not the file that was scanned.
+// can't hold the table, or is no longer the file that was scanned.
 BootPatches::Patch MakeBootTable(IFileSystem& files, const IsoEntry& entry,
                                  uint32_t primaryDescriptor);
 

@@ -22,7 +22,7 @@ namespace {
 constexpr std::u16string_view kFolderName = u"VIDEO_TS";
 constexpr uint32_t kMostVobs = 9;
 constexpr uint32_t kMostTitleSets = 99;
-// More than a double-layer disc has: control data that ask for more lie.
+// More than a double-layer disc has: control data that ask for more are wrong.
 constexpr int64_t kMostSectors = 0x400000;
 
 // Offsets in an IFO file. "Set" is the video manager or a title set.
@@ -58,7 +58,7 @@ std::optional<int64_t> FileSectors(const IsoDirectory& folder, std::u16string_vi
     if (entry == nullptr) {
         return std::nullopt;
     }
-    Require(entry->size % kSectorBytes == 0); // its last sector would shift all that follows
+    Require(entry->size % kSectorBytes == 0); // its last sector would shift everything after it
     return entry->size / kSectorBytes;
 }
 
@@ -90,7 +90,7 @@ class Ifo {
     std::array<uint8_t, kHeadBytes> m_head = {};
 };
 
-// Where the title sets start, in ascending order, counted from the start of the video manager.
+// The starts of the title sets, in ascending order, from the start of the video manager.
 std::vector<int64_t> TitleSetStarts(Ifo& manager) {
     constexpr size_t kTableHead = 8;
     constexpr size_t kTitleBytes = 12;
@@ -109,7 +109,7 @@ std::vector<int64_t> TitleSetStarts(Ifo& manager) {
     return starts;
 }
 
-// Sectors that the control data give the parts of a set.
+// Sectors that the control data allot to the parts of a set.
 struct Areas {
     int64_t ifo = 0;
     int64_t menu = 0;
@@ -138,7 +138,7 @@ DvdFileSet::Row ManagerRow(const IsoDirectory& folder, const Ifo& manager,
             .backup_padding = backup - ifo};
 }
 
-// `length`: sectors to the start of the next title set; nothing for the last one.
+// `length`: sectors up to the start of the next title set; nothing for the last one.
 DvdFileSet::Row TitleSetRow(IFileSystem& files, const IsoDirectory& folder, uint32_t number,
                             std::optional<int64_t> length) {
     const Ifo control(files, folder, FormatWide("VTS_%02u_0.IFO", number), "DVDVIDEO-VTS");
@@ -163,7 +163,8 @@ DvdFileSet::Row TitleSetRow(IFileSystem& files, const IsoDirectory& folder, uint
     Require(2 * ifo + menu.value_or(0) + title <= last + 1);
 
     Areas areas;
-    // A set with a menu alone follows the rule of one with titles: the menu starts where it says.
+    // A set with only a menu follows the same rule as one with titles: the menu starts where it
+    // says.
     areas.ifo = menu || hasTitle ? std::max(menuStart, ifoEnd) : last - ifo + 1;
     if (menu && menuStart == 0) {
         Require(*menu == 0);
@@ -209,7 +210,7 @@ DvdFileSet MakeFileSet(IFileSystem& files, const IsoDirectory& folder) {
 
 enum class Part { Ifo, Menu, Title, Backup, Other };
 
-// A file of a VIDEO_TS folder, as its name tells.
+// A file of a VIDEO_TS folder, as identified by its name.
 struct PartName {
     static constexpr uint32_t kNoSet = kMostTitleSets + 1;
 
@@ -218,7 +219,7 @@ struct PartName {
     uint32_t vob = 0;
 
     auto Order() const { return std::tuple(set, part, vob); }
-    // The name that the part has in every set.
+    // The name of the part in every set.
     std::u16string Proper() const {
         const char* const extension = part == Part::Ifo      ? "IFO"
                                       : part == Part::Backup ? "BUP"
@@ -260,8 +261,8 @@ PartName ParsePartName(std::u16string_view name) {
     return part;
 }
 
-// The part that the control data have room for under that name; Other for one that they don't know,
-// like a title VOB behind a gap.
+// The part of that name for which the control data have room; Other if they don't know it, like a
+// title VOB after a gap.
 PartName CountedPart(const DvdFileSet& set, std::u16string_view name) {
     const PartName part = ParsePartName(name);
     const bool isCounted = part.part != Part::Other && part.set <= set.TitleSets() &&

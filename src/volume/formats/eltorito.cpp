@@ -115,7 +115,7 @@ void WriteBootEntry(FieldWriter& writer, size_t at, const BootEntry& boot, const
     writer.Little32(at + 8, image.start);
 }
 
-// Fills the catalog and patches the images. Nothing is patched before all images are known good.
+// Fills in the catalog and patches the images, but only after all images have been checked.
 void FillCatalog(VolumeRun& run, std::span<uint8_t> catalog) {
     FieldWriter writer(catalog);
     WriteValidationEntry(writer, run.options.publisher_id);
@@ -163,7 +163,7 @@ void WriteBootRecord(VolumeRun& run, SectorStream& stream) {
     stream.Write(sector);
 }
 
-// Reads up to 16 sectors; what the file lacks stays zero.
+// Reads up to 16 sectors; whatever the file lacks stays zero.
 std::vector<uint8_t> ReadBootArea(const VolumeRun& run) {
     const std::unique_ptr<ISequentialFile> file =
         run.files.OpenSequential(run.options.generic_boot_path);

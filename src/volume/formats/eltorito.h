@@ -4,7 +4,8 @@
 // Bootable volumes: the El Torito boot catalog and its Boot Record descriptor, and the boot area in
 // the first 16 sectors.
 //
-// Paths in the volume's tree have their components parted by '\', or by '/' if they begin with it.
+// The components of paths in the volume's tree are separated by '\', or by '/' if the path begins
+// with '/'.
 //
 // With `patch_boot_info` the user's own image file is changed on disk (boot_patches.h). All images
 // are checked before the first is patched.

@@ -84,7 +84,7 @@ Sector PrimaryDescriptor(const VolumeRun& run) {
     return sector;
 }
 
-// A root that stands for no folder on disk has the first moment of 1970 for its date.
+// A root without a folder on disk is dated with the first moment of 1970.
 DirectoryRecord RootRecord(VolumeRun& run) {
     DirectoryRecord record;
     record.length = kRootRecordBytes;
@@ -144,7 +144,7 @@ void AssignExtents(VolumeRun& run) {
     });
 }
 
-// Done as late as the write pass, as only now all entries have their extents.
+// Done in the write pass, because only now do all entries have their extents.
 void WriteDirectory(IsoDirectory& directory, SectorStream& stream, std::vector<uint8_t>& sectors,
                     std::vector<uint8_t>& areas) {
     sectors.assign(RoundToSectors(directory.iso_size), 0);
@@ -158,7 +158,7 @@ void WriteDirectory(IsoDirectory& directory, SectorStream& stream, std::vector<u
         }
         ForEachRecord(*entry, [&](IsoEntry& shown) {
             const DirectoryRecord& record = shown.record;
-            // The areas come first, as the CE that leads to them stands in the part copied next.
+            // The areas come first: the CE that points to them is in the part copied next.
             areasOffset = WriteContinuations(shown, areasOffset, areasSector, areas);
             offset = PlaceInSector(offset, record.length);
             const std::span<uint8_t> bytes = std::span(sectors).subspan(offset, record.length);

@@ -53,7 +53,7 @@ inline constexpr size_t kVdFileNameBytes = 37;
 // Sectors from the start of a session to its primary volume descriptor (ECMA-119 6.2.1).
 inline constexpr uint32_t kSystemAreaSectors = 16;
 
-// Where a volume descriptor's tree stands: its path tables and its root.
+// Writes where a volume descriptor's tree is: its path tables and its root.
 void WriteTreePlace(FieldWriter& writer, const PathTables& tables, const DirectoryRecord& root);
 
 OutputFragment PrimaryDescriptorFragment(VolumeRun& run);

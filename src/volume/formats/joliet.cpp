@@ -26,7 +26,7 @@ namespace {
 
 constexpr uint32_t kRecordHead = 34; // record head and a name of one byte, or the pad of a long one
 constexpr uint8_t kTypeSupplementary = 2;
-constexpr char16_t kStrayBytes = 0xDC00; // a byte that is no UTF-8 is held as this plus the byte
+constexpr char16_t kStrayBytes = 0xDC00; // a byte that is not UTF-8 is stored as this plus the byte
 constexpr char16_t kReplacement = u'_';
 
 // What stands for each unit of ASCII.
@@ -64,7 +64,7 @@ uint32_t NameBytes(std::u16string_view shown) {
     return 2 * static_cast<uint32_t>(shown.size());
 }
 
-// Makes the Joliet names of one directory unique.
+// Makes the Joliet names in one directory unique.
 class JolietNames {
   public:
     explicit JolietNames(VolumeRun& run) : m_run(run) {}
@@ -81,7 +81,7 @@ class JolietNames {
             place->second = &entry;
         }
     }
-    // Gives names to those whose own is taken, once all are added.
+    // Renames entries whose name is taken, once all have been added.
     void RenameLosers() {
         for (IsoEntry* entry : m_losers) {
             Rename(*entry);
@@ -114,7 +114,8 @@ class JolietNames {
         const size_t room = m_run.options.joliet_name_limit - kDigits - extension.size();
         const std::u16string_view root =
             name.substr(0, std::min(name.size() - extension.size(), room));
-        // Names are only ever added, so each search goes on where the last one for its name ended.
+        // Names are only ever added, so each search continues where the last one for its name
+        // ended.
         uint32_t& number = m_next[std::u16string(root) + u'\0' + std::u16string(extension)];
         for (; number < ClashName::kCandidates; ++number) {
             std::u16string candidate(root);
@@ -124,7 +125,7 @@ class JolietNames {
             if (m_names.emplace(Key(*kept), &entry).second) {
                 entry.joliet_name = kept;
                 if (entry.relocated_to != nullptr) {
-                    entry.relocated_to->joliet_name = kept; // as path tables have it
+                    entry.relocated_to->joliet_name = kept; // for the path tables
                 }
                 return;
             }
@@ -139,7 +140,7 @@ class JolietNames {
     std::vector<IsoEntry*> m_losers;
 };
 
-// What stands first whatever its letters.
+// What comes first regardless of its letters.
 uint32_t Rank(const IsoEntry& entry, bool dvdVideo) {
     if (entry.record.IsDot()) {
         return 0;
@@ -223,7 +224,7 @@ void SortBelow(VolumeRun& run, IsoDirectory& directory) {
     }
 }
 
-// The directory that a directory record of the Joliet tree leads to.
+// The directory that a directory record of the Joliet tree points to.
 const IsoDirectory& TargetOf(const IsoDirectory& holder, const IsoEntry& entry) {
     if (entry.record.IsDot()) {
         return holder;
@@ -321,12 +322,12 @@ IsoDirectory* TrueParent(const IsoDirectory& directory) {
     return directory.TrueParent();
 }
 
-// Visits the shown directories from parent to child as Joliet has them, so that a reader that can't
-// go back finds each directory behind its parent.
+// Visits the shown directories from parent to child in Joliet's order, so that a reader that can't
+// seek back finds each directory after its parent.
 template <typename Visit>
 void ForEachShown(VolumeRun& run, IsoDirectory& top, const Visit& visit) {
     if (&top == run.tree.RelocationDirectory()) {
-        return; // its directories are met at their true places
+        return; // its directories are visited at their real places
     }
     if (IsShown(top)) {
         visit(top);
@@ -395,7 +396,7 @@ void MakeJolietNamesUnique(VolumeRun& run) {
         }
         JolietNames names(run);
         for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-            names.Add(**entry); // the latest stands in front
+            names.Add(**entry); // the latest is first
         }
         names.RenameLosers();
     });

@@ -23,7 +23,7 @@ constexpr size_t kAtNameLength = 0;
 constexpr size_t kAtExtent = 2;
 constexpr size_t kAtParent = 6;
 constexpr size_t kAtName = 8;
-constexpr uint32_t kHighestParent = 0xFFFF; // the field has 16 bits
+constexpr uint32_t kHighestParent = 0xFFFF; // a 16-bit field
 
 struct Row {
     std::string name;

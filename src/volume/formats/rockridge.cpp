@@ -17,12 +17,12 @@ namespace {
 
 constexpr uint32_t kRoomInRecord = 254;
 constexpr uint32_t kRoomInArea = 2040;
-constexpr uint32_t kLeastRecordBase = 70; // head and name count as this much at least
+constexpr uint32_t kLeastRecordBase = 70; // head and name count as at least this much
 constexpr size_t kNameBytesPerNm = 248;
 constexpr uint8_t kSystemUseVersion = 1;
 
-// Bytes that must be free for an entry to be put into the current area: its own, and those of the
-// CE which may have to follow it.
+// Bytes that must be free for an entry to go into the current area: its own, and those of the CE
+// that may have to follow it.
 constexpr uint32_t kNeedRr = 33;
 constexpr uint32_t kNeedNm = 34;
 constexpr uint32_t kNeedNmHead = 33;
@@ -56,8 +56,8 @@ constexpr uint32_t kErBytes =
     kErHead + kErIdentifier.size() + kErDescriptor.size() + kErSource.size();
 static_assert(kErBytes <= 255); // the length has one byte, and the entry one sector
 
-// Lays out the System Use data of one entry as a chain of areas: the first stands in the directory
-// record, each but the last ends with a CE that leads to the next.
+// Lays out the System Use data of one entry as a chain of areas: the first is in the directory
+// record, and each but the last ends with a CE that points to the next.
 class SystemUseBuilder {
   public:
     explicit SystemUseBuilder(uint32_t plainRecordLength)
@@ -66,9 +66,9 @@ class SystemUseBuilder {
     }
 
     bool Fits(size_t bytes) const { return Used() + bytes <= m_nRoom; }
-    // Bytes of name that an NM put here can hold.
+    // The number of bytes of the name that an NM added here can hold.
     size_t NameRoom() const { return m_nRoom - Used() - kNeedNmHead; }
-    // Leaves the current area if `bytes` don't fit.
+    // Moves on to a new area if `bytes` don't fit.
     void Require(size_t bytes) {
         if (!Fits(bytes)) {
             Continue();
@@ -110,7 +110,7 @@ class SystemUseBuilder {
 
   private:
     size_t Used() const { return m_nRecordBase + m_bytes.size() - m_nBlockStart; }
-    // Puts the length of the area that has just ended into the CE that leads to it.
+    // Stores the length of the area that has just ended in the CE that points to it.
     void FixAreaLength() {
         if (m_nBlockStart != 0) {
             FieldWriter(std::span(m_bytes).subspan(m_nBlockStart - kCeBytes, kCeBytes))
@@ -121,7 +121,7 @@ class SystemUseBuilder {
     std::vector<uint8_t> m_bytes;
     size_t m_nRecordBase;
     size_t m_nBlockStart = 0; // where the current continuation area begins
-    size_t m_nInlineEnd = 0;  // behind the first CE
+    size_t m_nInlineEnd = 0;  // after the first CE
     size_t m_nRoom = kRoomInRecord;
 };
 
@@ -268,8 +268,8 @@ void LinkRelocated(IsoDirectory& relocation) {
     }
 }
 
-// A directory has a link in its parent, its own ".", and a ".." in each subdirectory, also in one
-// that relocation has moved away.
+// A directory has one link from its parent, one from its own ".", and one from the ".." of each
+// subdirectory, including relocated ones.
 uint32_t CountLinks(const IsoDirectory& directory) {
     uint32_t links = 2;
     for (const IsoDirectory* child = directory.first_child; child != nullptr; child = child->next) {

@@ -7,7 +7,7 @@ namespace larkspin {
 
 namespace {
 
-// Bytes that an entry must have for its fields to be there.
+// The least number of bytes an entry must have to contain its fields.
 size_t LeastBytes(std::string_view signature) {
     if (signature == "CE") {
         return kCeBytes;

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// System Use entries of SUSP 1.12 and RRIP 1.12: where their fields stand, and the walk over them.
+// System Use entries of SUSP 1.12 and RRIP 1.12: the offsets of their fields, and walking over
+// them.
 //
 // Offsets are bytes from the start of an entry.
 #pragma once
@@ -33,23 +34,23 @@ inline constexpr size_t kAtTfStamps = 5;
 inline constexpr size_t kLinkBytes = 12; // of PL and CL
 inline constexpr size_t kAtLinkExtent = 4;
 
-// CD-XA's own System Use data, which stands in front and has no signature.
+// CD-XA's own System Use data, which comes first and has no signature.
 inline constexpr size_t kXaBytes = 14;
 
 // Bytes of CD-XA data at the start of `data`: 14 or 0.
 size_t XaBytesInFront(std::span<const uint8_t> data);
 
-// Gives the entries of one area in turn. ST, zero padding and a rest of less than 4 bytes end the
-// walk; so does an entry that is malformed: of another version than 1 or 2, longer than the area,
-// or too short for its fields.
+// Returns the entries of one area in turn. The walk ends at ST, at zero padding, when less than 4
+// bytes are left, and at a malformed entry: one with a version other than 1 or 2, longer than the
+// area, or too short for its fields.
 class SystemUseWalk {
   public:
-    // `area` begins behind any CD-XA data.
+    // `area` begins after any CD-XA data.
     explicit SystemUseWalk(std::span<const uint8_t> area) : m_rest(area) {}
 
     // The next entry; empty at the end.
     std::span<const uint8_t> Next();
-    // True if the walk has met something malformed.
+    // True if the walk ended at something malformed.
     bool Failed() const { return m_bFailed; }
 
   private:

@@ -16,7 +16,7 @@ namespace {
 constexpr uint32_t kSequencesAt = 32; // sectors from the start of the session
 constexpr uint32_t kAnchorAt = 256;   // ECMA-167 3/8.4.2.1
 // Some drives can't read the last sectors of a track, and readers look for an anchor in the last
-// one that they can: each of these is one.
+// one that they can read: each of these is an anchor.
 constexpr uint32_t kEndAnchors = 150;
 
 void Write(SectorStream& stream, const std::vector<UdfSector>& sectors) {
@@ -84,7 +84,7 @@ OutputFragment FileSet(VolumeRun& run) {
     return fragment;
 }
 
-// The partition ends behind the first anchor of the tail if more follow, else in front of it.
+// The partition ends after the first anchor of the tail if more follow, else before it.
 OutputFragment EndAnchor(VolumeRun& run) {
     OutputFragment fragment{.name = "UDF Anchor end volume"};
     fragment.size = [&run] {

@@ -28,8 +28,8 @@ void Finish(UdfSector& sector, uint32_t bytes, UdfTag tag, uint32_t location) {
     WriteUdfTag(std::span(sector).first(bytes), tag, location);
 }
 
-// ECMA-167 3/10.1. UDF 2.2.2.5 wants the first 16 characters of the volume set's identifier to
-// differ from volume to volume.
+// ECMA-167 3/10.1. UDF 2.2.2.5 requires the first 16 characters of the volume set's identifier to
+// be different for each volume.
 UdfSector PrimaryVolume(const VolumeRun& run, uint32_t location) {
     UdfSector sector = {};
     FieldWriter writer(sector);

@@ -49,7 +49,7 @@ constexpr uint16_t NextCrc(uint16_t crc, uint8_t byte) {
 
 constexpr size_t kSlice = 8; // bytes taken at once
 
-// Table k holds the CRC of each byte with k zero bytes behind it: the CRC of a slice is the sum of
+// Table k holds the CRC of each byte followed by k zero bytes: the CRC of a slice is the sum of
 // those of its bytes.
 constexpr std::array<CrcTable, kSlice> MakeSliceTables() {
     std::array<CrcTable, kSlice> tables = {kCrcTable};
@@ -63,8 +63,8 @@ constexpr std::array<CrcTable, kSlice> MakeSliceTables() {
 
 constexpr std::array<CrcTable, kSlice> kSliceTables = MakeSliceTables();
 
-// What a run of 2^k zero bytes does to a CRC. The CRC is linear, so the effect on a value is the
-// sum of those on its two bytes.
+// The effect of a run of 2^k zero bytes on a CRC. As the CRC is linear, the effect on a value is
+// the sum of those on its two bytes.
 struct ZeroRun {
     std::array<uint16_t, 256> low = {};
     std::array<uint16_t, 256> high = {};

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The small forms that all UDF descriptors are built of: the tag with its checksums, timestamps,
-// entity identifiers, and texts. ECMA-167 gives the forms, UDF 1.02 what stands in them.
+// The basic elements of all UDF descriptors: the tag with its checksums, timestamps, entity
+// identifiers, and texts. ECMA-167 defines their format, UDF 1.02 their contents.
 #pragma once
 
 #include "volume/model/dates.h"
@@ -38,32 +38,32 @@ enum class UdfTag : uint16_t {
 
 // ECMA-167 3/7.2.6: polynomial 0x1021, initial value 0, most significant bit first.
 uint16_t UdfCrc(std::span<const uint8_t> bytes);
-// The CRC of the bytes that gave `crc` and `zeros` (below 2048) zero bytes behind them.
+// The CRC after another `zeros` (below 2048) zero bytes, where `crc` is the CRC so far.
 uint16_t UdfCrcOverZeros(uint16_t crc, uint32_t zeros);
 
-// Fills the tag at the front of `descriptor`, whose other bytes must be final. `location` is the
-// sector of the descriptor, counted as the place of the descriptor asks for. The descriptor is
-// `zeros` bytes longer than the span, and these are zero.
+// Fills in the tag at the front of `descriptor`, whose other bytes must be final. `location` is the
+// sector of the descriptor, counted as its place requires. The descriptor is `zeros` bytes longer
+// than the span, and those bytes are zero.
 void WriteUdfTag(std::span<uint8_t> descriptor, UdfTag tag, uint32_t location, uint32_t zeros = 0);
 
 // ECMA-167 1/7.3: 12 bytes, local time with its zone in minutes.
 void WriteUdfTimestamp(FieldWriter& writer, size_t offset, const RecordDate& date);
-// The one character set of UDF: "OSTA Compressed Unicode".
+// UDF's only character set: "OSTA Compressed Unicode".
 void WriteUdfCharset(FieldWriter& writer, size_t offset);
-// Who wrote the structure.
+// The developer of the writing program.
 void WriteUdfDeveloper(FieldWriter& writer, size_t offset);
 // UDF 2.1.5.3: the domain, with its revision and both of its write protect flags.
 void WriteUdfDomain(FieldWriter& writer, size_t offset);
 // UDF 2.2.7.1: the logical volume's information.
 void WriteUdfVolumeInfo(FieldWriter& writer, size_t offset);
 
-// UDF 2.1.1: the compression byte and the characters of `text` after the mapping that Joliet names
-// pass: 8 with one byte each if all fit, else 16 with big-endian units.
+// UDF 2.1.1: the compression byte and the characters of `text`, mapped like Joliet names: 8 with
+// one byte each if they all fit, else 16 with big-endian units.
 std::string UdfCompressed(std::u16string_view text);
 // The length of that.
 size_t UdfCompressedBytes(std::u16string_view text);
-// ECMA-167 1/7.2.12: compressed text in a field of `width` bytes, cut to fit, with the count of its
-// bytes in the last one. An empty text is all zeros.
+// ECMA-167 1/7.2.12: compressed text in a field of `width` bytes, truncated to fit, with its number
+// of bytes in the last one. An empty text is all zeros.
 void WriteUdfText(FieldWriter& writer, size_t offset, size_t width, std::u16string_view text);
 
 } // namespace larkspin

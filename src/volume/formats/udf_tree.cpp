@@ -80,7 +80,8 @@ uint32_t IdentifiersSize(const VolumeRun& run, const IsoDirectory& directory) {
     return bytes;
 }
 
-// Where the allocation descriptors end. ECMA-167 4/12: all extents but the last are whole blocks.
+// Returns where the allocation descriptors end. ECMA-167 4/12: all extents but the last are whole
+// blocks.
 size_t WriteAllocations(FieldWriter& writer, uint64_t bytes, uint32_t block) {
     size_t at = kEntryHead;
     for (; bytes > 0; at += kAllocationBytes) {
@@ -129,7 +130,7 @@ void WriteFileEntry(const VolumeRun& run, const EntryFacts& facts, uint32_t loca
                 static_cast<uint32_t>(kSectorBytes - end));
 }
 
-// The identifiers of one directory, one behind the other and across sectors.
+// The identifiers of one directory, one after another and across sectors.
 class IdentifierWriter {
   public:
     IdentifierWriter(const UdfPlan& plan, std::span<uint8_t> area, uint32_t block)
@@ -224,7 +225,7 @@ void PlanUdfDirectories(VolumeRun& run) {
 
 void PlanUdfFiles(VolumeRun& run) {
     ForEachFile(run, [&](IsoEntry& entry) {
-        // Only contents kept from an earlier session have their place already.
+        // Only contents kept from an earlier session already have their place.
         if (entry.size > 0 && (entry.record.extent != 0 || entry.Has(kEntryMayBeKept))) {
             throw CCDWriterISOGenException(u"UDF cannot show the files of an earlier session.");
         }

@@ -17,11 +17,11 @@ namespace larkspin {
 
 namespace {
 
-// A folder of the cut session, and the one of its name in the new volume; null if that has none.
+// A folder of the cut session, and the one of the same name in the new volume, or null.
 struct Folder {
     OldExtent extent;
     IsoDirectory* shown;
-    std::u16string path; // with a '/' behind; empty for the root
+    std::u16string path; // followed by a '/'; empty for the root
 };
 
 std::unordered_map<std::u16string_view, IsoEntry*> EntriesOf(const IsoDirectory* directory) {
@@ -33,7 +33,7 @@ std::unordered_map<std::u16string_view, IsoEntry*> EntriesOf(const IsoDirectory*
     return entries;
 }
 
-// What a folder of the cut session holds; nothing if it is one of those that are missing.
+// The contents of a folder of the cut session; nothing if the folder is one of those missing.
 std::vector<OldEntry> ReadIfThere(OldDirectoryReader& reader, const OldExtent& extent) {
     try {
         return reader.Read(extent);
@@ -54,7 +54,7 @@ void TellCutSession(VolumeRun& run, IBlockReader& drive, const CutSession& sessi
         reader.DetectRockRidge(root);
         pending.push_back({root, &run.tree.Root(), {}});
     } catch (const CCDWriterISOGenException&) {
-        return; // not even the root is there: nothing can be named
+        return; // not even the root is there: no names are known
     }
     while (!pending.empty()) {
         const Folder folder = std::move(pending.back());

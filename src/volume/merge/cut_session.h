@@ -11,9 +11,9 @@ namespace larkspin {
 
 struct VolumeRun;
 
-// Tells (OldCut) that the session is left out, and names each file of its own (OldBroken) that the
-// folders which did come to the disc still tell of, unless the queue brings it. Never fails but for
-// what the drive throws of its own.
+// Reports that the session is left out (OldCut), and each of its own files (OldBroken) that can be
+// found through those of its folders that are on the disc, unless the queue includes it. Fails only
+// with exceptions of the drive itself.
 void TellCutSession(VolumeRun& run, IBlockReader& drive, const CutSession& session);
 
 } // namespace larkspin

@@ -28,7 +28,7 @@ namespace larkspin {
 
 namespace {
 
-// Deeper than any path can name, and still no danger to the walks over the tree.
+// Deeper than any path can be, but still harmless to the recursive walks over the tree.
 constexpr uint32_t kDeepest = 1024;
 
 // The directory that shows under the name of `entry`, wherever relocation has put it; null for a
@@ -37,7 +37,7 @@ IsoDirectory* ShownDirectory(const IsoEntry& entry) {
     return entry.relocated_to != nullptr ? entry.relocated_to->own_directory : entry.own_directory;
 }
 
-// The names from the root down to what the directory holds, each with a '/' behind.
+// The names from the root down to the directory, each followed by a '/'.
 std::u16string PathOf(const IsoDirectory& directory) {
     std::u16string path;
     for (const IsoDirectory* at = &directory; at->parent != at; at = at->parent) {
@@ -60,9 +60,9 @@ void HideFromJoliet(IsoDirectory& directory) {
     directory.self->flags |= kEntryNotInJoliet;
 }
 
-// The change time that the Rock Ridge data of an entry of the queue holds.
+// The change time in the Rock Ridge data of an entry of the queue.
 RecordDate ChangeTimeOf(IsoEntry& fresh) {
-    constexpr size_t kAtChangeTime = 19; // behind modification and access
+    constexpr size_t kAtChangeTime = 19; // after modification and access
     RecordDate date = {};
     const std::span<const uint8_t> tf = FindSystemUse(fresh, "TF");
     if (tf.size() >= kAtChangeTime + date.size()) {
@@ -71,11 +71,11 @@ RecordDate ChangeTimeOf(IsoEntry& fresh) {
     return date;
 }
 
-// True if the file on disk is the one that the disc has already: its name agrees, and so do size,
-// date and what Rock Ridge says of them, the time of the last change of attributes included: some
-// programs write into a file and set its date back. A time zone or a file system that changes the
-// date makes it another file, which costs space but loses nothing.
-// Contents held in memory are filled in while the volume is sent, so they are never the old ones.
+// True if the file on disk is the one already on the disc: its name matches, and so do size, date
+// and their Rock Ridge values, including the time of the last attribute change, as some programs
+// write into a file and restore its date. A time zone or a file system that changes the date makes
+// it a different file, which costs space but loses nothing. Contents held in memory are filled in
+// while the volume is sent, so they never count as unchanged.
 bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
     bool isPlain = fresh.memory_contents == nullptr && !old.transformed;
     uint64_t bytes = 0;
@@ -105,8 +105,8 @@ bool IsUnchanged(IsoEntry& fresh, const OldEntry& old) {
     return (!old.created || *old.created == changed) && (!old.changed || *old.changed == changed);
 }
 
-// What the old session may refer to ends where it does, not where the new one begins: there is a
-// gap between them.
+// The old session may only refer to what lies before its own end, not up to the start of the new
+// one: there is a gap between them.
 uint32_t RecordedEnd(const VolumeRun& run) {
     const uint32_t end = run.options.previous_end;
     return end > run.previous_base ? std::min(end, run.session_base) : run.session_base;
@@ -127,21 +127,21 @@ class Merger {
     }
 
   private:
-    // A directory of the new tree, and the old one whose entries are still to be added to it.
+    // A directory of the new tree, and the old one whose entries have yet to be added to it.
     struct Pending {
         IsoDirectory* directory;
         OldExtent extent;
-        uint32_t level; // of names from the root down
+        uint32_t level; // number of names from the root
     };
-    // An entry with RE, and the directory of the new tree whose old one it was met in.
+    // An entry with RE, and the new directory for the old one in which it was found.
     struct Moved {
         OldEntry old;
         const IsoDirectory* holder;
     };
-    // A CL entry, whose directory hasn't been met yet.
+    // A CL entry whose directory hasn't been found yet.
     struct Placeholder {
-        IsoEntry* entry;         // stands for it in the new tree; null if `directory` does
-        IsoDirectory* directory; // of the new tree, with which the old one merges
+        IsoEntry* entry;         // its entry in the new tree; null if `directory` is set
+        IsoDirectory* directory; // the new directory with which the old one merges
         uint32_t level;
     };
 
@@ -158,8 +158,8 @@ class Merger {
         }
     }
 
-    // Earlier sessions, and other programs, have relocation directories of their own. One that
-    // holds nothing else becomes that of this volume, or joins it; any other keeps its ordinary
+    // Earlier sessions, and other programs, have relocation directories of their own. One with no
+    // other contents becomes, or joins, that of this volume; any other one keeps its ordinary
     // entries.
     void TakeRelocationDirectory(IsoDirectory& directory, const std::vector<OldEntry>& entries) {
         IsoDirectory& root = m_run.tree.Root();
@@ -231,8 +231,8 @@ class Merger {
         }
     }
 
-    // An entry of the queue meets the old one of its name. False if the old one stays on the
-    // volume.
+    // Handles an entry of the queue and an old one of the same name. False if the old one stays on
+    // the volume.
     bool Overlay(IsoEntry& fresh, OldEntry& old, uint32_t level) {
         IsoDirectory* const directory = ShownDirectory(fresh);
         const bool isOldFolder = old.entry.record.IsDirectory() || old.child_link;
@@ -240,9 +240,9 @@ class Merger {
             if (!isOldFolder && IsUnchanged(fresh, old)) {
                 KeepSections(m_run.tree, fresh, old.same_name, old.entry);
             } else if (fresh.source_name != nullptr) {
-                return false; // nobody has asked for the name that was made up to be replaced
+                return false; // the replaced name would be a made-up one that nobody has asked for
             } else if (isOldFolder) {
-                // A file that took the place of a folder would hide all that the folder holds.
+                // A file that replaced a folder would hide all its contents.
                 if (fresh.source_folder == nullptr) {
                     FailToMerge();
                 }
@@ -255,7 +255,7 @@ class Merger {
         } else if (isOldFolder) {
             m_pending.push_back({directory, OldExtent::Of(old.entry.record), level + 1});
         } else if (directory == m_run.tree.RelocationDirectory()) {
-            FailToMerge(); // no user has asked for that name to be replaced
+            FailToMerge(); // the user never asked for that name to be replaced
         }
         return true;
     }
@@ -302,7 +302,7 @@ class Merger {
         m_pending.push_back({&directory, extent, level});
     }
 
-    // Directories get new addresses, and have no extended attributes any more.
+    // Directories get new addresses, and lose their extended attributes.
     static void ClearExtent(IsoEntry& entry) {
         entry.flags = 0;
         entry.record.extent = 0;
@@ -312,8 +312,8 @@ class Merger {
         entry.size = 0;
     }
 
-    // A ".." tells the true parent of a moved directory, and of no other; one that doesn't fit is
-    // made anew with the dots that are missing.
+    // A ".." identifies the real parent of a moved directory, but of no other. One that doesn't fit
+    // is made anew together with any missing dots.
     void AdoptDot(IsoDirectory& directory, OldEntry& old) {
         const bool isDot = old.entry.record.IsDot();
         const bool isMoved = directory.parent == m_run.tree.RelocationDirectory();
@@ -346,8 +346,8 @@ class Merger {
         }
     }
 
-    // Gives the relocated directories met so far their places; true if that has brought more to
-    // read. Those that no placeholder leads to come last, as what they hold may be asked for.
+    // Gives the relocated directories found so far their places; true if that has added more to
+    // read. Those without a placeholder come last, because placeholders may need what they contain.
     bool PlaceRelocated() {
         if (!m_met.empty()) {
             for (const uint32_t sector : std::exchange(m_met, {})) {
@@ -368,8 +368,9 @@ class Merger {
         return true;
     }
 
-    // Rock Ridge hides a directory that no placeholder leads to, and readers without it find it
-    // where it was. Some programs hide their relocation directory so: it stays in the root.
+    // Rock Ridge hides a directory without a placeholder, and readers without Rock Ridge find it
+    // where it was. Some programs hide their relocation directory in this way: it stays in the
+    // root.
     void PlaceUnclaimed(Moved& moved) {
         IsoDirectory& root = m_run.tree.Root();
         IsoDirectory* const relocation = m_run.tree.RelocationDirectory();

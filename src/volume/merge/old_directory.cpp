@@ -24,7 +24,7 @@ namespace {
 constexpr size_t kLongestName = 4096;
 constexpr uint32_t kMostAreas = 256; // continuation areas of one entry
 constexpr uint32_t kLargestTranslationTable = 16U << 20;
-// All entries of the old session together; what honest discs hold takes a tenth of it.
+// All entries of the old session together; real discs need a tenth of it.
 constexpr uint64_t kMostMemory = uint64_t{1} << 30;
 // Records whose continuation areas are fetched together.
 constexpr size_t kBatch = 256;
@@ -36,7 +36,7 @@ constexpr uint8_t kTfAccess = 0x04;
 constexpr uint8_t kTfAttributes = 0x08;
 constexpr uint8_t kTfLongForm = 0x80;
 
-// What is wrong with one entry. Where that is a file, the others can do without it.
+// A problem with a single entry. If it is a file, the others are still usable.
 class BrokenEntry final : public CCDWriterISOGenException {
   public:
     using CCDWriterISOGenException::CCDWriterISOGenException;
@@ -51,7 +51,7 @@ std::string_view WithoutVersion(std::string_view isoName) {
     return isoName.substr(0, isoName.find(';'));
 }
 
-// True for what a file system can have as the name of a file.
+// True if a file system can have a file of that name.
 bool IsFileName(std::string_view name) {
     return !name.empty() && name != "." && name != ".." &&
            name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
@@ -62,7 +62,7 @@ std::span<const uint8_t> SystemUseOf(std::span<const uint8_t> record, size_t nam
     return plain < record.size() ? record.subspan(plain) : std::span<const uint8_t>();
 }
 
-// The area that a CE leads to; nothing if the disc has no such area. Holds until the next call.
+// The area that a CE points to; nothing if the disc has no such area. Valid until the next call.
 std::optional<std::span<const uint8_t>> Continuation(PreviousDisc& disc,
                                                      std::span<const uint8_t> ce) {
     const uint32_t sector = ReadLittle32(ce, kAtCeBlock);
@@ -122,8 +122,8 @@ void Break(OldEntry& old) {
     old.is_broken = true;
 }
 
-// Joins the records of a file in several extents, and an associated file with the one that it
-// belongs to, into one entry: they share their name.
+// Joins the records of a file in several extents, and an associated file with its file, into one
+// entry: they share their name.
 std::vector<OldEntry> JoinSections(std::vector<OldEntry> records) {
     std::vector<OldEntry> entries;
     for (OldEntry& record : records) {
@@ -153,8 +153,8 @@ std::vector<OldEntry> JoinSections(std::vector<OldEntry> records) {
     return entries;
 }
 
-// Gives twins names of their own, so that none hides the other: a file that the disc has in several
-// versions shows its later ones with the version.
+// Gives twins names of their own, so that none hides another: if the disc has several versions of a
+// file, the later ones get the version in their name.
 void SeparateTwins(std::vector<OldEntry>& entries) {
     std::unordered_set<std::u16string> names;
     for (OldEntry& old : entries) {
@@ -203,7 +203,7 @@ class OldDirectoryReader::SystemUseReader {
     }
 
   private:
-    // Gives the area that follows; empty if this is the last.
+    // Returns the next area; empty if this is the last.
     std::span<const uint8_t> WalkArea(std::span<const uint8_t> area) {
         std::span<const uint8_t> ce;
         SystemUseWalk walk(area);
@@ -252,8 +252,8 @@ class OldDirectoryReader::SystemUseReader {
         }
     }
 
-    // RRIP 4.1.6: the stamps that the flags announce follow in the order of the bits. Those of the
-    // long form are left alone; a file that has them counts as changed.
+    // RRIP 4.1.6: the stamps announced by the flags follow in bit order. Those in long form are
+    // ignored; a file that has them counts as changed.
     void TakeTimes(std::span<const uint8_t> tf) {
         const uint8_t flags = tf[kAtTfFlags];
         size_t at = kAtTfStamps;
@@ -279,7 +279,7 @@ class OldDirectoryReader::SystemUseReader {
 
     PreviousDisc& m_disc;
     OldEntry& m_old;
-    std::vector<uint8_t> m_all; // all entries but CE
+    std::vector<uint8_t> m_all; // all entries except CE
     std::string m_strName;
 };
 
@@ -296,7 +296,7 @@ void OldDirectoryReader::DetectRockRidge(const OldExtent& root) {
     bool hasApple = false;
     bool hasOther = false;
     bool isSound = true;
-    // SUSP 5.3 wants SP in the record itself; where that has a CE instead, names must not get lost.
+    // SUSP 5.3 requires SP in the record itself; if there is a CE instead, names must not get lost.
     std::span<const uint8_t> area = use.subspan(xaBytes);
     for (uint32_t areas = 0; areas < kMostAreas && !area.empty() && !m_bHasSusp; ++areas) {
         std::span<const uint8_t> ce;
@@ -312,10 +312,10 @@ void OldDirectoryReader::DetectRockRidge(const OldExtent& root) {
             hasOther |= signature != "AA";
         }
         isSound &= !walk.Failed();
-        // A CE that leads nowhere is for the reading of the directory to complain of.
+        // A CE that leads nowhere is reported when the directory is read.
         area = ce.empty() ? ce : Continuation(m_disc, ce).value_or(std::span<const uint8_t>());
     }
-    // With CD-XA or Apple's entries alone the data is kept, though nothing announces it.
+    // With only CD-XA or Apple's entries, the data is kept although nothing announces it.
     m_bHasRockRidge = isSound && (hasOther ? m_bHasSusp : hasApple || xaBytes != 0);
 }
 
@@ -327,7 +327,7 @@ std::vector<OldEntry> OldDirectoryReader::Read(const OldExtent& directory) {
         FailToMerge();
     }
     const std::vector<uint8_t> sectors = m_disc.ReadSectors(directory);
-    if (sectors[0] == 0) { // no "." (ECMA-119 6.8.2.2): what was not written was filled up
+    if (sectors[0] == 0) { // no "." (ECMA-119 6.8.2.2): zeros were written instead
         throw CutSessionException();
     }
     std::vector<OldEntry> entries = SplitRecords(sectors);
@@ -340,7 +340,7 @@ std::vector<OldEntry> OldDirectoryReader::Read(const OldExtent& directory) {
     return entries;
 }
 
-// The dots stand in front, each once; what stays where it is lies on the disc.
+// The dots come first, once each; contents that stay in place are within the disc.
 void OldDirectoryReader::Check(std::vector<OldEntry>& entries) const {
     for (size_t i = 0; i < entries.size(); ++i) {
         DirectoryRecord& record = entries[i].entry.record;
@@ -369,7 +369,7 @@ void OldDirectoryReader::ReadSystemUse(std::vector<OldEntry>& entries) {
         }
         OldEntry& old = entries[i];
         IsoEntry& entry = old.entry;
-        // What has no length where an entry has it is data of another kind.
+        // If a length is missing where an entry has it, this is some other kind of data.
         const bool isForeign = entry.rr_data.size() >= kXaBytes &&
                                XaBytesInFront(entry.rr_data) == 0 &&
                                entry.rr_data[kAtSystemUseLength] == 0;
@@ -388,7 +388,7 @@ void OldDirectoryReader::ReadSystemUse(std::vector<OldEntry>& entries) {
                 if (isFolder && !m_disc.IsCut()) {
                     throw;
                 }
-                // The areas of the dots may lie behind all folders; new dots can be made.
+                // The areas of the dots may lie after all folders, but new dots can be made.
                 if (isFolder && !entry.record.IsDots()) {
                     throw CutSessionException();
                 }

@@ -17,13 +17,13 @@ namespace {
 
 constexpr uint32_t kSectorsPerRead = 16;
 constexpr uint32_t kSectorsSearched = 100;
-constexpr uint64_t kSpareReads = 1024; // beyond what a sane disc of any size needs
+constexpr uint64_t kSpareReads = 1024; // beyond what a normal disc of any size needs
 constexpr size_t kMostSectorsKept = 4096;
 constexpr uint8_t kTypePrimary = 1;
 constexpr size_t kRootRecordBytes = 34;
-// A track at once on a CD ends with two blocks that can't be read, and count as its own.
+// A track at once on a CD ends with two unreadable blocks that count as its own.
 constexpr uint32_t kRunOutSectors = 2;
-constexpr uint32_t kMostZeros = 4096; // looked at behind the data of a session
+constexpr uint32_t kMostZeros = 4096; // examined after the data of a session
 
 bool IsZero(std::span<const uint8_t> bytes) {
     return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; });
@@ -96,8 +96,7 @@ OldExtent PreviousDisc::FindPreviousRoot(uint32_t start) {
     throw CCDWriterISOGenException(u"Unable to find previous session.");
 }
 
-// A volume that claims more than there is was cut off, unless it is the drive that tells of too
-// little.
+// A volume that claims more than there is was cut off, unless the drive reports too little.
 void PreviousDisc::MoveEndTo(uint64_t claimed) {
     if (claimed <= m_nEnd) {
         return;
@@ -108,7 +107,7 @@ void PreviousDisc::MoveEndTo(uint64_t claimed) {
     m_bIsCut = claimed > m_nEnd;
 }
 
-// The sector behind the last one in front of `limit` with data on it; nothing below m_nEnd.
+// The sector after the last one before `limit` that has data on it; never below m_nEnd.
 uint32_t PreviousDisc::ProvenEnd(uint32_t limit) {
     enum class Content { None, Zeros, Data };
     const auto look = [this](uint32_t sector) {
@@ -125,7 +124,7 @@ uint32_t PreviousDisc::ProvenEnd(uint32_t limit) {
         const uint32_t middle = readable + (end - readable) / 2;
         (look(middle) != Content::None ? readable : end) = middle;
     }
-    // Zeros prove nothing: some drives read them out of the gap between two sessions.
+    // Zeros prove nothing: some drives return them for the gap between two sessions.
     const uint32_t least = end - std::min(end - m_nEnd, kMostZeros);
     while (end > least && look(end - 1) != Content::Data) {
         --end;

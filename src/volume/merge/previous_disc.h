@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The disc that a session is added to, as the merge reads it.
+// The disc to which a session is added, as read for the merge.
 //
-// Whatever the disc holds, what is read from it is bounded: nothing at or behind the new session,
-// no more than twice the sectors in front of it. Every failure is a CCDWriterISOGenException.
+// Whatever is on the disc, reading is bounded: nothing at or after the new session is read, and not
+// much more than twice the number of sectors before it. All failures are CCDWriterISOGenExceptions.
 #pragma once
 
 #include "platform/byte_stream.h"
@@ -19,48 +19,48 @@
 
 namespace larkspin {
 
-// Ends the run: the old session can't be laid under the new one without loss.
+// Ends the run: the old session can't be merged without loss.
 [[noreturn]] void FailToMerge();
 
-// Contents on the disc, in absolute sectors.
+// Where contents are on the disc, in absolute sectors.
 struct OldExtent {
     uint32_t sector = 0;
     uint32_t bytes = 0;
 
-    // Where the contents of a record begin: behind its extended attributes (ECMA-119 9.1.2).
+    // The contents of a record, after its extended attributes (ECMA-119 9.1.2).
     static OldExtent Of(const DirectoryRecord& record);
 };
 
 class PreviousDisc {
   public:
-    // `endSector`: where the session that is read ends, as the drive tells it. `newSession`: the
-    // first sector of the new one, at or behind that. `drive` must outlive this object.
+    // `endSector`: the end of the session to be read, according to the drive. `newSession`: the
+    // first sector of the new one, not before that. `drive` must outlive this object.
     PreviousDisc(IBlockReader& drive, uint32_t endSector, uint32_t newSession);
 
-    // True if all of the extent lies in front of the end.
+    // True if the whole extent lies before the end.
     bool Holds(const OldExtent& extent) const;
 
-    // The first sector at or behind `start` that is a primary volume descriptor; looks at 100
-    // sectors. Gives its root directory. If the volume claims more than the drive tells of, the end
-    // moves behind the last sector that has data on it all the same. Fails if there is none or if
-    // it is of another kind than 2048-byte sectors and a single volume, with CutSessionException if
-    // nothing but zeros came to the disc.
+    // Looks for a primary volume descriptor in the 100 sectors from `start` and returns the root
+    // directory of the first. If the volume claims more than the drive reports, the end moves past
+    // the last sector that has data on it nevertheless. Fails if there is none or if it is not a
+    // single volume with 2048-byte sectors, and with CutSessionException if there is nothing but
+    // zeros on the disc.
     OldExtent FindPreviousRoot(uint32_t start);
 
-    // Whole sectors of the extent, read in pieces of up to 16. Fails if it isn't inside the disc,
-    // with CutSessionException if the volume claims more than the disc has.
+    // The whole sectors of the extent, read in pieces of up to 16. Fails if it isn't inside the
+    // disc, with CutSessionException if the volume claims more than the disc has.
     std::vector<uint8_t> ReadSectors(const OldExtent& extent);
 
-    // True if the volume that FindPreviousRoot has found claims more than there is.
+    // True if the volume found by FindPreviousRoot claims more than there is.
     bool IsCut() const { return m_bIsCut; }
-    // The first sector behind the volume that FindPreviousRoot has found, by its own word, but none
-    // that the disc doesn't have.
+    // The first sector after the volume found by FindPreviousRoot, as the volume claims, limited to
+    // what the disc has.
     uint32_t VolumeEnd() const { return m_nVolumeEnd; }
 
-    // Reads these sectors, neighbours at one go, for the calls of Sector that follow, and forgets
-    // those before. Sectors that the disc doesn't have are passed over.
+    // Reads these sectors, neighbours in one go, for the following calls of Sector, and forgets
+    // earlier ones. Skips sectors that the disc doesn't have.
     void Prefetch(std::vector<uint32_t> sectors);
-    // One sector inside the disc. Holds until the next call of this or of Prefetch.
+    // One sector inside the disc. Valid until the next call of this or of Prefetch.
     std::span<const uint8_t> Sector(uint32_t sector);
 
   private:
@@ -75,7 +75,7 @@ class PreviousDisc {
     uint32_t m_nNewSession;
     uint32_t m_nVolumeEnd = 0;
     bool m_bIsCut = false;
-    uint64_t m_nSectorsLeft; // that may still be read
+    uint64_t m_nSectorsLeft; // the number that may still be read
     std::map<uint32_t, SectorBytes> m_sectors;
 };
 

@@ -14,7 +14,7 @@ BootPatches::~BootPatches() {
             m_files.PatchBytes(patch->path, kBootTableOffset, patch->old);
         }
     } catch (const std::bad_alloc&) {
-        return; // the run ends for want of memory, and nobody is left to tell
+        return; // the run is ending for lack of memory, and there is nobody left to tell
     }
 }
 
@@ -24,7 +24,7 @@ bool BootPatches::HasPatched(const std::u16string& path) const {
 }
 
 bool BootPatches::Apply(const Patch& patch) {
-    m_applied.push_back(patch); // first, as a write that fails may have done a part
+    m_applied.push_back(patch); // first, because a failed write may have been partly done
     return m_files.PatchBytes(patch.path, kBootTableOffset, patch.table);
 }
 

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The boot information tables of a run: the user's own image files are changed on disk, as boot
-// loaders expect it, by a table of 56 bytes at byte 8 that says where the image lies. A run that
-// does not come to its end puts the old bytes back, whatever ended it.
+// The boot information tables of a run. As boot loaders expect it, the user's own image files are
+// changed on disk: a table of 56 bytes at byte 8 says where the image lies. A run that does not
+// complete restores the old bytes, whatever ended it.
 #pragma once
 
 #include "platform/files.h"
@@ -20,8 +20,8 @@ namespace larkspin {
 inline constexpr uint64_t kBootTableOffset = 8;
 inline constexpr size_t kBootTableBytes = 56;
 
-// What has been written into boot images during a run. Gives each file its old bytes back when it
-// goes, unless Keep was called.
+// What has been written into boot images during a run. The destructor restores each file's old
+// bytes unless Keep was called.
 class BootPatches {
   public:
     struct Patch {

@@ -13,7 +13,7 @@ namespace larkspin {
 namespace {
 
 constexpr int32_t kQuarterHour = 15 * 60;
-// A day's distance from the ends of the field's range keeps every zone inside it.
+// A day inside the ends of the field's range, so that every zone stays within it.
 constexpr int64_t kEarliest = -2'208'988'800 + 86'400; // 2 January 1900
 constexpr int64_t kLatest = 5'869'583'999 - 86'400;    // 30 December 2155
 // The same for a year of four digits.
@@ -26,8 +26,8 @@ struct ZonedTime {
     uint8_t zone = 0; // a signed number of quarter hours
 };
 
-// ECMA-119 8.4.26.1 has zones of whole quarter hours from 12 hours behind UTC to 13 ahead. Outside
-// of them, and in historic zones between them, the moment is told in the nearest one towards UTC.
+// ECMA-119 8.4.26.1 has zones in quarter hours from 12 hours behind UTC to 13 ahead. For any other
+// zone, historic ones between the steps included, the nearest one towards UTC is used.
 ZonedTime InZone(int64_t moment) {
     constexpr int32_t kWest = -48;
     constexpr int32_t kEast = 52;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What ends a run of the generator.
+// Errors that end a run of the generator.
 #pragma once
 
 #include <array>
@@ -23,8 +23,8 @@ class CCDWriterISOGenException : public std::exception {
     std::array<char, 128> m_szNarrow = {};
 };
 
-// The session to be merged was cut off before its folders were on the disc. An earlier one may
-// serve, with this one in GenOptions::cut_sessions.
+// The session to be merged was cut off before its folders were on the disc. An earlier one may do
+// instead, with this one in GenOptions::cut_sessions.
 class CutSessionException : public CCDWriterISOGenException {
   public:
     CutSessionException() : CCDWriterISOGenException(u"Cannot merge previous session.") {}

@@ -12,12 +12,12 @@ namespace {
 
 constexpr uint32_t kNamePart = 8;
 constexpr uint32_t kExtensionPart = 3;
-constexpr size_t kClashRoot = 5; // bytes of the root that stay in front of the digits
+constexpr size_t kClashRoot = 5; // bytes of the root kept before the digits
 constexpr size_t kClashDigits = 3;
 constexpr std::string_view kVersion = ";1";
 
-// Index of the dot that begins the extension; npos if there is none. A dot with nothing or only a
-// backup mark behind it gives way to the one before.
+// Index of the dot that begins the extension; npos if there is none. If a dot is followed by
+// nothing or only by a backup mark, the previous one counts.
 size_t ExtensionDot(std::string_view name) {
     const size_t last = name.rfind('.');
     if (last == std::string_view::npos || last == 0) {

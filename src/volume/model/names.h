@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// ISO 9660 names: translation of source names, comparison, and the digits of a clash.
+// ISO 9660 names: conversion of source names, comparison, and the digits after a clash.
 #pragma once
 
 #include "volume/model/options.h"
@@ -12,8 +12,8 @@
 
 namespace larkspin {
 
-// The name in a directory record of the source name `native` (8-bit text, so a multi-byte
-// character counts as several bytes). "." and ".." give the single bytes 0 and 1 of
+// Converts the source name `native` to the name in a directory record. `native` is 8-bit text, so a
+// multi-byte character counts as several bytes. "." and ".." become the single bytes 0 and 1 of
 // ECMA-119 7.6.2.
 std::string MakeIsoName(std::string_view native, bool isDirectory, const GenOptions& options);
 
@@ -21,10 +21,10 @@ std::string MakeIsoName(std::string_view native, bool isDirectory, const GenOpti
 // version.
 std::string_view UniquePart(std::string_view isoName);
 
-// True if `a` stands before `b` in a directory (ECMA-119 9.3 with '.' lowest).
+// True if `a` comes before `b` in a directory (ECMA-119 9.3 with '.' lowest).
 bool IsoNameLess(std::string_view a, std::string_view b);
 
-// The three digits of base 36 of `number`, which is below ClashName::kCandidates.
+// `number`, which is below ClashName::kCandidates, as three digits of base 36.
 std::string ClashDigits(uint32_t number);
 
 // The name that an entry gets when its own is taken: a shortened root, three digits of base 36,
@@ -37,7 +37,7 @@ class ClashName {
 
     // `number` below kCandidates; 0 gives the digits "000".
     std::string Candidate(uint32_t number) const;
-    // Equal for all names that compete for the same candidates.
+    // The same for all names that compete for the same candidates.
     std::string Family() const { return m_strRoot + '\0' + m_strTail; }
 
   private:

@@ -22,16 +22,16 @@ struct BootEntry {
     uint16_t load_segment = 0;
 };
 
-// A session that was cut off, in absolute sectors: its first one, and the one behind its last.
+// A session that was cut off: its first absolute sector, and the one after its last.
 struct CutSession {
     uint32_t start = 0;
     uint32_t end = 0;
 };
 
 struct GenOptions {
-    uint32_t interchange_level = 1; // above 3 adds the Enhanced Volume Descriptor
-    uint32_t iso_name_limit = 31;   // bytes of an ISO name, whatever the level
-    bool no_name_version = false;   // no ";1" behind ISO file names
+    uint32_t interchange_level = 1; // above 3: adds the Enhanced Volume Descriptor
+    uint32_t iso_name_limit = 31;   // bytes of an ISO name, regardless of the level
+    bool no_name_version = false;   // no ";1" after ISO file names
     bool no_trailing_dot = false;
     bool keep_lowercase = false;
     bool keep_inner_dots = false;
@@ -41,26 +41,26 @@ struct GenOptions {
     uint32_t joliet_name_limit = 64; // UTF-16 units
     uint32_t ucs_level = 3;
     bool rock_ridge = false;
-    bool normalize_attributes = false; // owner and mode as the next four say
+    bool normalize_attributes = false; // owner and mode from the next four
     uint32_t uid = 0;
     uint32_t gid = 0;
     uint32_t file_mode = 0; // 0: the file's own mode, made readable and not writable
     uint32_t dir_mode = 0;
     uint32_t synthetic_dir_mode = 0x16D;
     uint32_t relocation_depth = 6;
-    bool rr_moved_visible_name = false; // on: the relocation directory's name begins with a dot
+    bool rr_moved_visible_name = false; // the relocation directory's name begins with a dot
     bool pad_end = true;
     bool keep_backup_files = true;
-    // Sector behind the last one of the session that is merged; 0: all up to the new session. A
-    // session that was cut off names files that lie behind.
+    // The sector after the last one of the session to be merged; 0: everything up to the new
+    // session. A session that was cut off lists files that lie beyond.
     uint32_t previous_end = 0;
-    // Sessions behind the one that is merged which were cut off before their folders were on the
-    // disc. The files of theirs that can still be read about are told.
+    // Sessions after the one to be merged that were cut off before their folders were on the disc.
+    // Those of their files that can still be identified are reported.
     std::vector<CutSession> cut_sessions;
-    // False: no session is merged, for all of them are such ones.
+    // False: no session is merged, because all of them were cut off in that way.
     bool has_previous = true;
     // The volume space size counts from sector 0 of the disc, not from the first sector of the
-    // session: some systems refuse Rock Ridge data at or behind it, which lies at absolute sectors.
+    // session: some systems reject Rock Ridge data, which has absolute sectors, beyond it.
     bool space_from_disc_start = false;
     uint16_t volume_set_size = 1;
     uint16_t volume_sequence = 1;

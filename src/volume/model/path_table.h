@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The two path tables of a tree (ECMA-119 9.4), and the room that they need.
+// The two path tables of a tree (ECMA-119 9.4) and the space that they need.
 #pragma once
 
 #include <cstdint>
@@ -16,9 +16,9 @@ struct PathTables {
     std::vector<uint8_t> little; // the L table
     std::vector<uint8_t> big;    // the M table
 
-    // Counts the record of a directory whose name has `nameBytes` bytes; 1 for the root.
+    // Counts the record of a directory with a name of `nameBytes` bytes; 1 for the root.
     void CountRecord(uint32_t nameBytes);
-    // Once all records are counted.
+    // To be called once all records are counted.
     void FixSectors();
 };
 

@@ -25,20 +25,20 @@
 
 namespace larkspin {
 
-// Where the UDF view of a volume stands, filled while the volume is planned.
+// The position of a volume's UDF view, determined while the volume is planned.
 //
-// Sectors are absolute on the disc, but for those of UDF's tree of directories, which are written
+// Sectors are absolute on the disc, except those of UDF's directory tree, which are written
 // relative to the partition.
 struct UdfPlan {
     uint32_t main_sequence = 0;
     uint32_t reserve_sequence = 0;
     uint32_t integrity_sequence = 0;
     uint32_t partition_start = 0; // the File Set Descriptor is its first block
-    uint32_t partition_end = 0;   // first sector behind it
+    uint32_t partition_end = 0;   // the first sector after it
     uint32_t root_entry = 0;      // the file entry of the root
     uint32_t last_entry = 0;      // the file entry with the highest unique identifier
     uint32_t files = 0;
-    uint32_t directories = 0; // the root is one
+    uint32_t directories = 0; // including the root
 
     uint32_t PartitionSectors() const { return partition_end - partition_start; }
     uint32_t BlockOf(uint32_t sector) const { return sector - partition_start; }
@@ -51,34 +51,34 @@ struct VolumeRun {
     IFileSystem& files;
     const GenOptions options;
 
-    // Tells the user of a name.
+    // Reports a name to the user.
     void Tell(NoticeReason reason, std::u16string path, std::u16string shownAs = {}) const;
 
-    // The moment of the volume (seconds since 1970, UTC), taken once. Descriptors, "Version block",
-    // UDF and all names that no file stands behind carry it.
+    // The moment of the volume (seconds since 1970, UTC), taken once. Used for descriptors,
+    // "Version block", UDF and all names without a file on disk.
     const int64_t moment;
-    // The clock's tick at that moment: two volumes of the same second differ in it.
+    // The clock's tick at that moment, which differs for two volumes made in the same second.
     const uint32_t moment_milliseconds;
     // For directories that only exist on the volume.
     const FileStatus default_status;
-    // Of the folder on disk whose contents stand at the top, if there is one.
+    // The status of the folder on disk whose contents form the root, if there is one.
     std::optional<FileStatus> root_status;
 
     // Sectors, absolute on the disc.
     const uint32_t previous_base; // first sector of the last session
     const uint32_t session_base;  // first sector of this session
-    uint32_t plan_sector;         // first sector not yet given to anything
+    uint32_t plan_sector;         // first sector not yet assigned
 
     IsoTree tree;
     RecordDateCache dates;
     PathTables iso_tables;
     PathTables joliet_tables;
     std::vector<uint8_t> extension_record;                     // one sector, see rockridge.h
-    std::array<uint8_t, kSectorBytes> primary_descriptor = {}; // as sent; Joliet starts from it
+    std::array<uint8_t, kSectorBytes> primary_descriptor = {}; // as sent, and the basis of Joliet's
     DirectoryRecord root_record;                               // of the primary tree
     DirectoryRecord joliet_root_record;
     std::deque<DeferredFile> contents; // in order of ascending sector
-    size_t empty_files = 0;            // of the queue; they have no place
+    size_t empty_files = 0;            // in the queue; they have no sectors
     UdfPlan udf;
     BootPatches boot_patches;
 

@@ -9,7 +9,7 @@ namespace larkspin {
 
 namespace {
 
-// Puts a record like that of `entry` behind `last`, the link that ends its sections.
+// Adds a record like that of `entry` after `last`, the link that ends its sections.
 IsoEntry** AddSection(IsoTree& tree, const IsoEntry& entry, IsoEntry** last, uint32_t bytes) {
     IsoEntry& section = tree.NewEntry();
     section.record = entry.record;

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Typed writers for the fields of disc structures, and the readers that go with them.
+// Typed writers for the fields of disc structures, and the matching readers.
 //
-// Offsets are bytes from the start of the structure, as the standards give them counted from 0.
+// Offsets are in bytes from the start of the structure, counted from 0.
 #pragma once
 
 #include <algorithm>
@@ -42,7 +42,7 @@ class FieldWriter {
         assert(offset + text.size() <= m_bytes.size());
         std::copy(text.begin(), text.end(), m_bytes.begin() + offset);
     }
-    // `text` in a field of `width` bytes, cut or padded with spaces.
+    // `text` in a field of `width` bytes, truncated or padded with spaces.
     void PaddedText(size_t offset, size_t width, std::string_view text) {
         Fill(offset, width, ' ');
         Text(offset, text.substr(0, width));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Arithmetic of 2048-byte sectors.
+// Arithmetic for 2048-byte sectors.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +10,10 @@ namespace larkspin {
 
 inline constexpr uint32_t kSectorBytes = 2048;
 
-// Addresses have 32 bits, and the jobs count sectors with a sign; no disc comes near.
+// Addresses have 32 bits, and the jobs use signed sector counts; no disc is that large.
 inline constexpr uint32_t kMostSectors = INT32_MAX;
 
-// Sectors that hold `bytes` bytes.
+// The number of sectors for `bytes` bytes.
 constexpr uint32_t SectorsOf(uint64_t bytes) {
     return static_cast<uint32_t>((bytes + kSectorBytes - 1) / kSectorBytes);
 }
@@ -23,10 +23,10 @@ constexpr uint32_t RoundToSectors(uint32_t bytes) {
     return SectorsOf(bytes) * kSectorBytes;
 }
 
-// Where an item of `length` bytes (at most 2047) goes when `offset` is the next free byte.
-// ECMA-119 6.8.1.1 forbids a directory record that crosses a sector; here none ends on a sector's
-// last byte either. Directories and continuation areas follow the same rule when they are sized
-// and when they are built, so the two can't disagree.
+// Where an item of `length` bytes (at most 2047) goes when `offset` is the next free byte. ECMA-119
+// 6.8.1.1 does not allow a directory record to cross a sector; here none ends on a sector's last
+// byte either. Directories and continuation areas follow this rule both when they are sized and
+// when they are built, so the two always agree.
 constexpr uint32_t PlaceInSector(uint32_t offset, uint32_t length) {
     return offset % kSectorBytes + length > kSectorBytes - 1 ? RoundToSectors(offset) : offset;
 }

@@ -88,10 +88,10 @@ Forms FormsOf(NoticeReason reason) {
     return {"%s", ""};
 }
 
-constexpr size_t kListedNames = 12;   // of all reasons together
+constexpr size_t kListedNames = 12;   // for all reasons together
 constexpr size_t kLongestShown = 100; // units of a path
 
-// A line of a list, which no path breaks or makes wider than a screen.
+// A line of a list, in which a path can't break the line or make it wider than a screen.
 std::u16string Shown(std::u16string path) {
     for (char16_t& unit : path) {
         unit = unit < u' ' ? u'?' : unit;
@@ -106,7 +106,7 @@ std::u16string Shown(std::u16string path) {
 
 std::u16string TextOf(const VolumeNotice& notice) {
     std::u16string text = ToWide(FormsOf(notice.reason).line);
-    // The last first: a path may hold anything.
+    // The last one first: a path may contain anything.
     if (const size_t name = text.find(u"\"%s\""); name != std::u16string::npos) {
         text.replace(name + 1, 2, notice.shown_as);
     }
@@ -125,7 +125,7 @@ std::u16string ListOf(const std::vector<VolumeNotice>& notices) {
     for (const auto& [reason, group] : groups) {
         const size_t most = std::max<size_t>(kListedNames / groups.size(), 1);
         text += text.empty() ? u"" : u"\n\n";
-        if (group.front()->path.empty()) { // of the disc, not of a file
+        if (group.front()->path.empty()) { // about the disc, not a file
             text += TextOf(*group.front());
             continue;
         }

@@ -28,7 +28,7 @@ void TakeExtentOf(const IsoDirectory& directory, DirectoryRecord& record) {
 
 void AssignFile(VolumeRun& run, IsoEntry& entry, uint32_t padSectors) {
     entry.start_sector = run.plan_sector;
-    uint32_t sector = run.plan_sector; // may wrap around for a file that is refused below
+    uint32_t sector = run.plan_sector; // may overflow for a file that is refused below
     ForEachRecord(entry, [&](IsoEntry& section) {
         section.record.extent = sector;
         sector += SectorsOf(section.record.size);
@@ -72,13 +72,13 @@ void AssignEntry(VolumeRun& run, const IsoDirectory& directory, IsoEntry& entry,
     }
 }
 
-// The DVD-Video sets met on the way through the tree.
+// The DVD-Video sets found on the way through the tree.
 class DvdFolders {
   public:
     explicit DvdFolders(VolumeRun& run) : m_run(run) {}
 
-    // The set that `directory` belongs to, its own or that of a sibling in front of it; null if
-    // there is none.
+    // The set that `directory` belongs to, its own or that of a sibling before it; null if there is
+    // none.
     const DvdFileSet* SetOf(const IsoDirectory& directory) {
         if (!m_run.options.dvd_video) {
             return nullptr;
@@ -95,7 +95,7 @@ class DvdFolders {
         return found != m_sets.end() ? &found->second : nullptr;
     }
 
-    // Once all directories have been asked for.
+    // For use once all directories have been asked for.
     void TellIfNone() const {
         if (m_run.options.dvd_video && !m_bFound) {
             m_run.Tell(NoticeReason::NoDvd, u"VIDEO_TS");
@@ -124,9 +124,9 @@ std::u16string PathOf(const DeferredFile& item) {
     return JoinPath(*item.source_folder, item.name);
 }
 
-// Fills `piece` from `file`, with zeros behind the end of the file. Reading stops once the first
-// `needed` bytes are there: what follows them in the last sector is of no account. Gives the bytes
-// read; nothing if reading fails.
+// Fills `piece` from `file`, with zeros after the end of the file. Reading stops once the first
+// `needed` bytes are there: what follows them in the last sector does not matter. Returns the
+// number of bytes read; nothing if reading fails.
 std::optional<size_t> ReadPiece(ISequentialFile& file, std::span<uint8_t> piece, size_t needed) {
     const std::optional<size_t> filled = ReadUpTo(file, piece, needed);
     if (filled) {
@@ -136,7 +136,7 @@ std::optional<size_t> ReadPiece(ISequentialFile& file, std::span<uint8_t> piece,
 }
 
 // How a file that has just been read differs from what the scan saw; nothing if it does not. Its
-// name is looked up only where the file alone does not tell, since that is what costs time.
+// name is looked up only if the open file is not enough to tell, because that takes time.
 std::optional<NoticeReason> ChangeOf(VolumeRun& run, const DeferredFile& item,
                                      const OpenAhead::Opened& source, bool endedEarly) {
     FileStatus now;
@@ -177,8 +177,8 @@ bool StreamFile(VolumeRun& run, const DeferredFile& item, const OpenAhead::Opene
         stream.Commit(SectorsOf(piece.size()));
         left -= needed;
     }
-    // The last sectors are still in the stream's buffer, so that nobody takes the volume for
-    // complete before this is told.
+    // The last sectors are still in the stream's buffer, so nobody considers the volume complete
+    // before this is reported.
     if (const auto change = ChangeOf(run, item, source, endedEarly)) {
         run.Tell(*change, PathOf(item));
     }

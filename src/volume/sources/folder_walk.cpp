@@ -62,8 +62,8 @@ void FolderWalk::FollowLinks() {
     }
 }
 
-// Reads the names in a folder. False if it has become something else since its status was taken.
-// One that can't be read is told; what could be read of it counts.
+// Reads the names in a folder. False if it has become something else since its status was taken. A
+// folder that can't be read is reported; what could be read of it counts.
 bool FolderWalk::List(const std::u16string& path, std::vector<std::u16string>* names) {
     const bool whole = m_files.Enumerate(path, names);
     if (m_order == Order::ByName) {
@@ -108,7 +108,7 @@ void FolderWalk::AddNames(IsoDirectory* directory, const std::u16string& path,
             AddFile(place, *here, std::move(found));
         }
     }
-    here.reset(); // a deep tree must not take all descriptors
+    here.reset(); // a deep tree must not use up all descriptors
     names = {};
     for (FoundName& folder : folders) {
         if (!m_visitor.GoesOn(path)) {
@@ -158,8 +158,8 @@ void FolderWalk::AddFolder(const WalkPlace& place, FoundName folder) {
     AddNames(directory, folder.path, std::move(names));
 }
 
-// The folders around the present item, whatever links its path goes through. Behind a link, those
-// of the link.
+// The folders around the current item, whatever links its path goes through. After a link, those of
+// the link.
 const FolderWalk::Identities* FolderWalk::Around() {
     if (m_pAround == nullptr) {
         Identities& around = m_arounds.emplace_back();

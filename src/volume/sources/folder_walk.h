@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The walk over the paths of a queue: one set of rules for all who ask what lies below them, the
-// measures, the estimate, the tracks of an audio disc and the tree of a volume.
+// The walk over the paths of a queue: one set of rules for everything that needs to know what is
+// below them, that is the measures, the estimate, the tracks of an audio disc and the tree of a
+// volume.
 //
-// Links are followed. A folder is known by device and inode. Below one item of the queue, and
-// wherever links lead to, each is entered once; where it comes again it stays empty, and is told.
-// Folders proper come first, and what links lead to when all items have been walked: so a folder's
-// contents stand at their own place. A link to a folder around the item that it lies in is not
-// followed, and told: it would bring in what nobody has picked. Two items that overlap were both
-// picked by the user, and each is walked as a whole.
+// Links are followed. Folders are identified by device and inode. Below one item of the queue, and
+// wherever links lead, each folder is entered once; where it appears again it stays empty, which is
+// reported. Real folders are walked first, and the targets of links after all items, so that a
+// folder's contents appear at their own place. A link to a folder around its own queue item is not
+// followed, but reported: it would add what nobody has picked. If two items overlap, the user has
+// picked both, and each is walked completely.
 //
 // The files of a folder come before those of its sub-folders. Devices, pipes and sockets are never
 // opened.
@@ -29,51 +30,51 @@ namespace larkspin {
 
 struct IsoDirectory;
 
-// Where names are found: the folder on disk, and what the visitor has made of it.
+// Where names are found: the folder on disk, and the directory that the visitor made for it.
 struct WalkPlace {
     IsoDirectory* directory = nullptr;
-    const std::u16string* folder = nullptr; // lives as long as names of the folder come
+    const std::u16string* folder = nullptr; // valid for as long as names of the folder follow
 };
 
-// What the walk tells of. Exceptions end the walk.
+// Receives what the walk finds. Exceptions end the walk.
 class IWalkVisitor {
   public:
     virtual ~IWalkVisitor() = default;
 
-    // Asked before each name. False ends the walk.
+    // Called before each name. False ends the walk.
     virtual bool GoesOn(const std::u16string& folder) = 0;
-    // False passes over the name.
+    // False skips the name.
     virtual bool Wants(const std::u16string& folder, const std::u16string& name) = 0;
-    // Names of `folder` come next.
+    // The names of `folder` come next.
     virtual WalkPlace Open(IsoDirectory* directory, const std::u16string& folder) = 0;
-    // A file that can be read.
+    // A readable file.
     virtual void File(const WalkPlace& place, std::u16string name, const std::u16string& path,
                       const FileStatus& status) = 0;
-    // A folder; its names may come later, or never. The result is given to Open then.
+    // A folder. Its names may come later, or never; the result is then passed to Open.
     virtual IsoDirectory* Folder(const WalkPlace& place, const std::u16string& name,
                                  const std::u16string& path, const FileStatus& status) = 0;
-    // What is left out, or not as it stands on disk.
+    // Something is left out, or differs from what is on disk.
     virtual void Tell(NoticeReason reason, const std::u16string& path) = 0;
 };
 
 class FolderWalk {
   public:
-    // The order of what a folder holds. Sorting by units costs less than it gains: a volume has its
-    // names in nearly that order, and so walks through memory as it was filled.
+    // The order of a folder's contents. Sorting by units costs less than it saves: a volume has its
+    // names in nearly that order, so memory is read in the order in which it was filled.
     enum class Order {
         ByUnits,
-        ByName, // of ReadsBefore
+        ByName, // as by ReadsBefore
     };
 
-    // The references are kept. Files of `sizeLimit` bytes or more have no place on the disc.
+    // The references are kept. Files of `sizeLimit` bytes or more don't fit on the disc.
     FolderWalk(IFileSystem& files, IWalkVisitor& visitor, uint64_t sizeLimit,
                Order order = Order::ByUnits)
         : m_files(files), m_visitor(visitor), m_nSizeLimit(sizeLimit), m_order(order) {}
 
-    // Walks an item of that status, but for links to folders. The names of one that counts as a
-    // folder by its text (paths.h) come straight into `directory`.
+    // Walks an item of that status, except links to folders. The names in an item that counts as a
+    // folder by its text (paths.h) go straight into `directory`.
     void Add(const std::u16string& item, const FileStatus& status, IsoDirectory* directory);
-    // Walks what the links lead to that Add has met. To be called once, at the end.
+    // Walks the targets of the links that Add has found. To be called once, at the end.
     void FollowLinks();
 
   private:
@@ -112,16 +113,16 @@ class FolderWalk {
     IWalkVisitor& m_visitor;
     const uint64_t m_nSizeLimit;
     const Order m_order;
-    Identities m_inItem;              // folders entered below the present item
-    Identities m_taken;               // folders entered below earlier items, then behind links too
-    Identities* m_pEntered = nullptr; // which of the two counts now
+    Identities m_inItem; // folders entered below the current item
+    Identities m_taken;  // folders entered below earlier items, later through links too
+    Identities* m_pEntered = nullptr; // which of the two is in use
     const std::u16string* m_pItem = nullptr;
     std::deque<Identities> m_arounds;      // of the items that hold links
-    const Identities* m_pAround = nullptr; // the one for the links that are found now
+    const Identities* m_pAround = nullptr; // the one for the links being found now
     std::deque<FoundLink> m_links;
 };
 
-// Why a name that has no status is not on the disc.
+// Why a name without a status is not on the disc.
 NoticeReason WhyMissing(IFileSystem& files, const std::u16string& path);
 
 } // namespace larkspin

@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The files of a volume in the order in which they are sent, opened.
+// Opens the files of a volume in the order in which they are sent.
 //
-// When a file makes the sender wait for a disk, the system is asked for the next ones at once, so
-// that the disk has many requests to choose from instead of one. Their descriptors are kept until
-// their turn comes. While everything is in memory a file is opened when its turn comes.
+// When a file makes the sender wait for a disk, the system is asked for the following files at
+// once, so that the disk can choose among many requests instead of having one. Their descriptors
+// are kept until they are needed. As long as everything is in memory, each file is opened only when
+// it is needed.
 #pragma once
 
 #include "platform/files.h"
@@ -24,14 +25,14 @@ class OpenAhead {
         std::unique_ptr<ISequentialFile> file; // null if it can't be opened
     };
 
-    // Both are kept. What is sent is taken from the front of `contents`.
+    // Keeps both references. What has been sent is removed from the front of `contents`.
     OpenAhead(IFileSystem& files, const std::deque<DeferredFile>& contents)
         : m_files(files), m_contents(contents) {}
 
-    // The file at the front, which is on disk.
+    // The file at the front, which must be on disk.
     Opened TakeFront();
-    // The front has been sent, and its file given back; `hasWaited`, for a disk. Called before it
-    // is taken from the contents, for each of them.
+    // The front has been sent and its file closed; `hasWaited` says whether it waited for a disk.
+    // To be called for each of the contents, before it is removed.
     void FrontSent(bool hasWaited);
 
   private:
@@ -40,7 +41,7 @@ class OpenAhead {
 
     IFileSystem& m_files;
     const std::deque<DeferredFile>& m_contents;
-    std::deque<Opened> m_ahead; // of the contents behind the front
+    std::deque<Opened> m_ahead; // the contents after the front
     Opened m_front;             // if it was opened ahead
     bool m_bWaited = false;     // since the last look ahead
     const std::u16string* m_pFolderPath = nullptr;

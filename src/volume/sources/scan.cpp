@@ -37,7 +37,7 @@ bool IsBackupName(std::u16string_view name) {
            (name.size() > kSuffix.size() && EndsWithNoCase(name, kSuffix));
 }
 
-// Fails unless `path`, which is no POSIX path, has the form of a folder or file on a drive.
+// Fails unless `path`, which is not a POSIX path, is a folder or file on a drive.
 void CheckDrivePath(std::u16string_view path) {
     if (path.size() < kDriveRootLength) {
         throw CCDWriterISOGenException(u"Internal error #991.");
@@ -102,7 +102,7 @@ class Scanner final : public IWalkVisitor {
         if (isEmpty || (!m_bHasFiles && m_bLeftOut)) {
             throw CCDWriterISOGenException(u"No files to write.");
         }
-        // Several items may have filled the root, and folders of one name become one.
+        // Several items may have filled the root, and folders of the same name become one.
         SeparateTwins(m_run, m_run.tree.Root());
         for (IsoDirectory* directory : m_shared) {
             SeparateTwins(m_run, *directory);
@@ -149,7 +149,7 @@ class Scanner final : public IWalkVisitor {
 
   private:
     [[noreturn]] static void FailTooLong(const std::u16string& name) {
-        constexpr size_t kShown = 40; // units; a text of a failure is short
+        constexpr size_t kShown = 40; // units; the text of a failure is short
         throw CCDWriterISOGenException(
             FormatWide("Internal error #940. The path of \"%s\" is too long.",
                        ToNative(name.substr(0, kShown)).c_str()));
@@ -179,8 +179,8 @@ class Scanner final : public IWalkVisitor {
         return *place;
     }
 
-    // ECMA-119 6.8.2.1 allows eight levels. A deeper directory goes to the relocation directory
-    // and leaves a placeholder, an empty file to ISO 9660, at its true place.
+    // ECMA-119 6.8.2.1 allows eight levels. A deeper directory goes to the relocation directory and
+    // leaves a placeholder, an empty file to ISO 9660, in its real place.
     IsoDirectory& Relocate(IsoEntry& placeholder, std::string_view native,
                            const std::u16string& path, FileStatus status) {
         IsoDirectory& relocation = RelocationDirectory(m_run);
@@ -207,8 +207,8 @@ class Scanner final : public IWalkVisitor {
     bool m_bLeftOut = false;
 };
 
-// A dot of `directory` that leads to `target`, and shows its status: some systems take that of a
-// folder from there.
+// Adds a dot to `directory` that points to `target` and has its status: some systems take a
+// folder's status from there.
 void AddDot(VolumeRun& run, IsoDirectory& directory, const IsoDirectory& target,
             std::u16string name, uint32_t rrFlags) {
     const FileStatus& status = run.root_status.value_or(run.default_status);

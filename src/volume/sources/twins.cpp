@@ -26,11 +26,11 @@ bool KeepsName(const IsoEntry& entry) {
            entry.source_folder == nullptr;
 }
 
-// Gives a file of the queue another name than it has on disk.
+// Gives a file of the queue another name than on disk.
 void RenameFile(VolumeRun& run, IsoEntry& entry, std::u16string name) {
     FileStatus status;
     if (!run.files.Status(entry.SourcePath(), &status)) {
-        status.mode = kModeRegular; // it has just gone, and can't be read when its turn comes
+        status.mode = kModeRegular; // it has just gone, and will be unreadable when its turn comes
     }
     NormalizeStatus(run.options, status);
     if (entry.source_name == nullptr) {

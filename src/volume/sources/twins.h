@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Files of the queue that would show under a name that is taken in their folder: two items of one
-// name, folders of one name that both hold such a file. Each gets a name of its own, "photo
-// (2).jpg", so that none hides the other.
+// Files of the queue whose name is already taken in their folder, because two items have the same
+// name, or two folders of one name both contain such a file. Each gets a name of its own, "photo
+// (2).jpg", so that none hides another.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,11 @@ namespace larkspin {
 struct IsoDirectory;
 struct VolumeRun;
 
-// `name` with a number in front of its extension, of at most 255 native bytes.
+// `name` with a number before its extension, at most 255 native bytes long.
 std::u16string NumberedName(std::u16string_view name, uint32_t number);
 
-// Renames the twins in `directory`. Folders keep their names, and what no file on disk stands
-// behind; among files the one that came first. A file that is in there twice stays once.
+// Renames the twins in `directory`. Folders and entries without a file on disk keep their names;
+// among files, the first one does. A file that was added twice is kept once.
 void SeparateTwins(VolumeRun& run, IsoDirectory& directory);
 
 } // namespace larkspin
