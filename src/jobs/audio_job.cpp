@@ -30,23 +30,23 @@ namespace larkspin {
 
 namespace {
 
-constexpr int64_t kGraceBlocks = 7000; // past the reported capacity, left to the drive to take
+constexpr int64_t kGraceBlocks = 7000; // past the reported capacity; the drive decides
 
 constexpr const char16_t* kNotStarted = u"Internal error #663. Unable to initiate recording.";
 constexpr const char16_t* kWriteFailed = u"Internal error #965. Writing failed. Process aborted.";
 // Title of the box for a source that can't be opened.
 constexpr const char16_t* kReaderBoxTitle = u"Brackwater";
 
-// The sources of one copy, one reader for each track, all open before the first block.
+// The sources of one copy: one reader for each track, all opened before the first block.
 struct Tracks {
     std::vector<std::unique_ptr<CReader>> readers;
     std::vector<std::u16string> paths;
     std::vector<uint32_t> bytes;
     uint64_t totalBytes = 0;
-    std::stop_source stop; // of all reading
+    std::stop_source stop; // ends all reading
 };
 
-// What can't be a track, and why.
+// The files that can't be tracks, and why.
 struct Refusals {
     std::vector<std::u16string> texts;
     std::set<std::u16string> files;
@@ -90,14 +90,14 @@ class AudioWriting {
     const double m_dSpeed;
     const bool m_bVerify;
     const CancelFunctor m_cancel;
-    std::set<std::u16string> m_leftOut;    // files, by the user's word
+    std::set<std::u16string> m_leftOut;    // files, as the user has decided
     AudioRecord m_record;                  // of this copy, if it is to be verified
-    std::vector<std::u16string> m_notices; // what the user has to be told of this copy
+    std::vector<std::u16string> m_notices; // what the user has to be told about this copy
     bool m_bBrokenOff = false;             // a track of this copy has silence in it
     int m_nLastPercent = 0;                // the bar is touched only when the percentage changes
 };
 
-// Prompts until the disc is a blank CD; false when the user gives up.
+// Prompts until the disc is a blank CD; false if the user gives up.
 bool AudioWriting::CheckDisc() {
     while (m_hold.Take()) {
         if (!AwaitDrive(m_env, m_hold, m_drive, JobKind::Audio)) {
@@ -127,8 +127,8 @@ bool AudioWriting::CheckDisc() {
     return false;
 }
 
-// Opens all files that can be tracks. What can't be is told at once, and left out of all copies if
-// the user says so; false when they give up.
+// Opens all files that can be tracks. The user is told at once about those that can't, and may
+// leave them out of all copies; false if they give up.
 bool AudioWriting::OpenTracks(Tracks* tracks) {
     Refusals refusals;
     if (!AwaitTracks(tracks, &refusals)) {
@@ -141,8 +141,8 @@ bool AudioWriting::OpenTracks(Tracks* tracks) {
     return AskToLeaveOut(refusals.texts, m_list.files.size(), tracks->readers.size());
 }
 
-// Reads into all files beside this thread, so that it can be cancelled; false if it was. A file may
-// hold nothing but what a library searches to its end, or lie on a slow server.
+// Opens all files on another thread, so that it can be cancelled; false if it was. A file may
+// contain nothing, so that a library searches it to its end, or be on a slow server.
 bool AudioWriting::AwaitTracks(Tracks* tracks, Refusals* refusals) {
     CEvent done(CEvent::Reset::Manual);
     std::atomic<size_t> looked = 0;
@@ -170,7 +170,7 @@ bool AudioWriting::AwaitTracks(Tracks* tracks, Refusals* refusals) {
     try {
         opening = m_env.startThread(openAll);
     } catch (const std::system_error&) {
-        openAll(); // without a Cancel
+        openAll(); // can't be cancelled
     }
     LateProgress progress(m_env, JobKind::Audio, kSilentMs);
     const auto status = [&] {
@@ -197,7 +197,7 @@ bool AudioWriting::AwaitTracks(Tracks* tracks, Refusals* refusals) {
     return !progress.WasCancelled();
 }
 
-// Empty, or why `file` can't be a track.
+// Returns nothing, or why `file` can't be a track.
 std::u16string AudioWriting::OpenTrack(const std::u16string& file, Tracks* tracks) {
     if (!IsSupportedAudioFile(file)) {
         return u"Error: cannot write " + file +
@@ -216,14 +216,14 @@ std::u16string AudioWriting::OpenTrack(const std::u16string& file, Tracks* track
     return {};
 }
 
-// `files` are all, `others` those that can be written. A disc without some of its songs can't be
-// made good later, so No is the default.
+// `files` is the number of all, `others` of those that can be written. Songs can't be added to a
+// disc later, so No is the default.
 bool AudioWriting::AskToLeaveOut(const std::vector<std::u16string>& refusals, size_t files,
                                  size_t others) {
     std::u16string text =
         FormatWide("%zu of %zu files cannot be written to an audio disk.", refusals.size(), files);
     if (others > 0) {
-        // In front, for a list that is longer than the box.
+        // At the front, in case the list is longer than the box.
         text += FormatWide(" Should Larkspin write the other %zu without them?", others);
     }
     text += u"\n";
@@ -247,7 +247,7 @@ bool AudioWriting::FitsDisc(const Tracks& tracks) {
 
 CopyEnd AudioWriting::WriteCopy() {
     Tracks tracks;
-    // The songs before the disc, which is not erased for nothing.
+    // The songs come first, so that a disc is not erased for nothing.
     if (!OpenTracks(&tracks) || !CheckDisc() || !FitsDisc(tracks) || m_env.host.IsLeaving()) {
         return CopyEnd::GiveUp;
     }
@@ -302,7 +302,7 @@ CopyEnd AudioWriting::WriteCopy() {
 bool AudioWriting::WriteTracks(Tracks& tracks) {
     int32_t address = 0;
     uint64_t written = 0;
-    std::u16string clipped; // the tracks, in one notice
+    std::u16string clipped; // the tracks concerned, in one notice
     m_bBrokenOff = false;
     m_env.ui.SetAmount(JobKind::Audio, tracks.totalBytes);
     for (size_t i = 0; i < tracks.readers.size() && !m_cancel(); ++i) {
@@ -377,7 +377,7 @@ bool IsTooLong(JobEnv& env, const std::optional<uint32_t>& audioBytes) {
 
 } // namespace
 
-// What is measured at once is told before the dialog, which a slow disk must not hold up.
+// A quick measurement is awaited before the dialog, which a slow disk must not delay.
 JobEnd AudioJob(JobEnv& env) {
     const std::vector<std::u16string> queueCopy = env.host.CopyQueue();
     std::optional<uint32_t> audioBytes = env.host.QueueAudioBytes();

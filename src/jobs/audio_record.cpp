@@ -49,7 +49,7 @@ void AudioRecord::Take(std::span<const uint8_t> bytes) {
         if (bytes.empty()) {
             return;
         }
-        // A tone is the same again after each period, but where it begins there is but one.
+        // A tone repeats after each period, but it begins in only one place.
         m_nSoundBegin = first + silence;
         m_sound.resize(std::min<uint64_t>(m_nSoundBegin - kMostOffsetBytes, kMostOffsetBytes));
         m_nSoundBegin -= m_sound.size();

@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What a job has written to an audio CD: a hash for each track, and a stretch of sound by which the
-// offset of the drive can be found.
+// What a job has written to an audio CD: a hash for each track, and a stretch of sound from which
+// the drive's offset can be determined.
 //
-// A drive reads audio some samples before or behind the place that it wrote them to, always by the
-// same number. What may lie outside of what it can read for that, at the very beginning and the
-// very end, has hashes of its own.
+// A drive reads audio from a place that is off by a constant number of samples. What that may put
+// out of its reach, at the very beginning and the very end, is hashed separately.
 #pragma once
 
 #include "jobs/written_record.h"
@@ -18,19 +17,19 @@
 namespace larkspin {
 
 constexpr uint32_t kAudioSampleBytes = 4;
-// An offset up to this is no error.
+// A larger offset is an error.
 constexpr uint32_t kMostOffsetBytes = 1176 * kAudioSampleBytes;
 
 class AudioRecord {
   public:
-    // Forgets everything. Bytes of each track, in the order of the disc.
+    // Starts over with tracks of these sizes in bytes, in disc order.
     void Expect(const std::vector<uint32_t>& trackBytes);
     void Take(std::span<const uint8_t> bytes);
 
     const WrittenRecord& Written() const { return m_written; }
 
-    // The first sound that a drive can read with any offset, with some of the silence in front of
-    // it, and its place. Empty for silence alone.
+    // The first sound that a drive can read with any offset, with some of the silence before it,
+    // and its position. Empty if there is only silence.
     std::span<const uint8_t> Sound() const { return m_sound; }
     uint64_t SoundBegin() const { return m_nSoundBegin; }
 

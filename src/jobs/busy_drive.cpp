@@ -9,7 +9,7 @@ namespace larkspin {
 namespace {
 
 BusyAnswer Ask(CCDWriterUI& ui, IClock& clock) {
-    // The box is deaf for its first second: who answers before that is nobody.
+    // The box ignores input for its first second: an earlier answer did not come from a user.
     constexpr uint64_t kSoonestMs = 1000;
     const uint64_t shown = clock.TickMs();
     if (prompts::StopWaiting(ui)) {

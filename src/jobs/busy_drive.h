@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What becomes of a drive that a job waits for and that does not get on: the user decides.
+// Lets the user decide about a drive that a job waits for and that makes no progress.
 #pragma once
 
 #include "drive/aspi_cd.h"
@@ -9,9 +9,9 @@
 
 namespace larkspin {
 
-// Puts the drive's waits before the user (CAspiCD::SetBusyFunctor) until the object ends. A wait is
-// given up only by a Yes, so that neither a Return too many nor a display that has gone ends a disc
-// whose drive is merely slow. With nobody there, half an hour does.
+// Asks the user about the drive's waits (CAspiCD::SetBusyFunctor) as long as the object lives. Only
+// a Yes gives a wait up, so that neither a stray Return nor a lost display ends a disc whose drive
+// is merely slow. With nobody there, half an hour does.
 class BusyQuestion {
   public:
     BusyQuestion(CCDWriterUI& ui, CAspiCD& drive);
@@ -27,7 +27,7 @@ inline constexpr const char16_t* kGivenUp =
     u"The drive was busy for so long that it was not waited for any longer. The disk is not "
     u"complete. Please switch the drive off and on before you use it again.";
 
-// What a failed operation is told as: `text`, or that the drive was not waited for any longer.
+// The text for a failed operation: `text`, or that the wait for the drive was given up.
 const char16_t* UnlessGivenUp(const CAspiCD& drive, const char16_t* text);
 
 } // namespace larkspin

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The capacities that the program tells the user of, and what lies above each.
+// The capacities that are shown to the user, and what larger sizes need.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The loop by which a job's sectors of 2048 bytes come onto a CD.
+// The loop that writes a job's sectors of 2048 bytes to a CD.
 #pragma once
 
 #include "jobs/job_frame.h"
@@ -16,19 +16,19 @@ constexpr int32_t kSectorsPerWrite = 16;
 struct CdStream {
     IByteSource& source;
     int32_t address; // the next block on the disc
-    int32_t left;    // sectors that are still to come
-    JobKind kind;    // whose bar moves
+    int32_t left;    // sectors still to come
+    JobKind kind;    // determines whose bar moves
     const CancelFunctor& cancel;
-    WrittenRecord* record; // takes what was written; may be null
+    WrittenRecord* record; // receives what was written; may be null
 };
 
 enum class CdStreamEnd {
-    Ended, // all is written, the source has ended early, or the user has cancelled
+    Ended, // all is written, the source ended early, or the user cancelled
     ReadFailed,
     WriteFailed,
 };
 
-// Moves on the address and the count. A part of a sector at the source's end is left out.
+// Advances the address and the count. A partial sector at the end of the source is left out.
 CdStreamEnd WriteStream(CCDWriterUI& ui, CAspiCD& drive, CdStream* stream);
 
 } // namespace larkspin

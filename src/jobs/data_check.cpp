@@ -22,7 +22,7 @@ Verdict AgainOnceBlanked(JobEnv& env, CAspiCD& drive) {
     return InJobErase(env, drive) ? Verdict::Again : Verdict::GiveUp;
 }
 
-// Something that is no volume to add to.
+// The disc holds something that is not a volume to append to.
 Verdict CheckOtherContent(JobEnv& env, DriveHold& hold, CAspiCD& drive) {
     const bool isInPlace = TraitsOf(drive.GetCurrentProfile()).IsWrittenInPlace();
     if (!isInPlace && !drive.Disk().IsKnownToBe(DISK_ERASABLE)) {
@@ -34,7 +34,7 @@ Verdict CheckOtherContent(JobEnv& env, DriveHold& hold, CAspiCD& drive) {
     return isInPlace ? Verdict::Passed : AgainOnceBlanked(env, drive);
 }
 
-// What is on a DVD decides whether the volume is added to it, or lies over it.
+// The content of a DVD decides whether the volume is appended to it or overwrites it.
 Verdict CheckContent(JobEnv& env, DriveHold& hold, CAspiCD& drive, DataDisc* disc) {
     auto content = CAspiCD::DiscContent::Unknown;
     {
@@ -70,7 +70,7 @@ Verdict CheckWritableDvd(JobEnv& env, DriveHold& hold, CAspiCD& drive, int32_t e
     return CheckContent(env, hold, drive, disc);
 }
 
-// Compares with the whole disc, not with what is free on it.
+// Compares with the size of the disc, not with the free space on it.
 Verdict CheckWritableCd(DriveHold& hold, CAspiCD& drive, int32_t estimate) {
     if (estimate > kCdLimitSectors) {
         return AgainIf(prompts::TooMuchDataForCd(hold.UiWithFreeDrive()));

@@ -44,8 +44,8 @@ std::u16string CreationFailedText(const std::u16string& error) {
     return u"Disk creation failed with following error:\n\n" + error + u".";
 }
 
-// The part of the job behind the disc check: one disc, written in the way that suits it. Up to the
-// first block it may be begun again, on this disc or another.
+// The job after the disc check: one disc, written in the way that suits it. Up to the first block,
+// it may be started again, on this disc or another.
 class DataWriting {
   public:
     DataWriting(JobEnv& env, CAspiCD& drive, const std::vector<std::u16string>& queue,
@@ -58,23 +58,23 @@ class DataWriting {
         m_args.title = title;
         m_args.files = &env.files;
         m_args.clock = &env.clock;
-        m_args.record = &m_record; // also for what is told at the end
+        m_args.record = &m_record; // also for the reports at the end
         m_args.keepsHashes = verify;
     }
 
-    // CutInPlace: the volume on the disc can't be added to, and there is no earlier one.
+    // CutInPlace: nothing can be appended to the volume on the disc, and there is no earlier one.
     enum class Start { Ready, Cancelled, Failed, Stopped, CutInPlace };
 
-    // Finds where the session begins and lays the volume out. Nothing is written. The windows of
-    // the job come up, and are gone again after all but Ready.
+    // Finds the start of the session and lays the volume out. Writes nothing. The windows of the
+    // job come up, and are gone again unless the result is Ready.
     Start Prepare(const DataDisc& disc);
-    // Valid once Prepare has given Ready: what the volume and the disc come to.
+    // Valid once Prepare has returned Ready: the sizes of the volume and the disc.
     DataRoom Room() const { return m_room; }
-    // The same: the user has accepted what is left out of the volume.
+    // Likewise: the user has accepted what is left out of the volume.
     bool IsAccepted() { return m_leftOut.Accept(m_pGenerator->LeftOut()); }
-    // Undoes Prepare, which may follow again.
+    // Undoes Prepare, which may be called again.
     void Abandon();
-    // The last moment at which the queue can stay as it is.
+    // The last chance to leave the queue as it is.
     bool IsCancelled() const { return m_cancel(); }
     // Writes what Prepare has laid out. True if the disc is to be ejected.
     bool Write() {
@@ -84,7 +84,7 @@ class DataWriting {
 
     // Reads back what Write has written, if that is wanted and nothing went wrong.
     void Verify();
-    // What the user has to be told at the end.
+    // Tells the user the results at the end.
     void TellResults();
 
   private:
@@ -116,10 +116,9 @@ class DataWriting {
     GeneratorThreadArgs m_args;
     std::vector<std::u16string> m_notices;
     const bool m_bVerify;
-    bool m_bWhole = false;  // all that was to be recorded is on the disc, as far as is known
+    bool m_bWhole = false;  // as far as is known, the disc holds all that was to be recorded
     WrittenRecord m_record; // of the volume
-    std::vector<WrittenRecord>
-        m_descriptors; // of those that lead to it on a disc that is written in place
+    std::vector<WrittenRecord> m_descriptors; // that lead to it on a disc that is written in place
     Verification m_verification;
     std::optional<ProgressScope> m_progress;
     std::unique_ptr<BytePipe> m_pPipe; // outlives the generator: declared first
@@ -144,7 +143,7 @@ void DataWriting::Abandon() {
         m_drive.LockDoor(false);
     }
     End();
-    m_notices.clear(); // they are of a volume that is not written; the next generator has its own
+    m_notices.clear(); // of a volume that is not written; the next generator has its own
 }
 
 void DataWriting::End() {
@@ -171,7 +170,7 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
         return !m_cancel();
     };
     do {
-        m_pGenerator.reset(); // what it has to tell is told again
+        m_pGenerator.reset(); // what it has to report will be reported again
         m_pPipe = std::make_unique<BytePipe>(pipeBytes);
         m_args.pipe = m_pPipe.get();
         m_pGenerator = std::make_unique<ImageGeneratorThread>(m_args);
@@ -196,7 +195,7 @@ DataWriting::Start DataWriting::StartGenerator(size_t pipeBytes, int32_t previou
     return Start::Ready;
 }
 
-// False if the drive does not tell of one, nor that there is none.
+// False if the drive reports neither a session nor that there is none.
 bool DataWriting::TakeEarlierSession() {
     const uint32_t toDescriptors = m_bDvd ? kSystemAreaSectors : 0;
     m_args.cutSessions.push_back(
@@ -270,9 +269,9 @@ void DataWriting::RecordDvd() {
     m_drive.WriteDvdFromHandle(*m_pPipe, int64_t{m_drive.GetDvdFacts().nextStart} * kSectorBytes,
                                DvdProgress(m_env.ui, m_drive, JobKind::Data), &m_cancel);
     const bool cancelled = m_cancel();
-    // The stream has just ended early if there is one.
+    // If there is one, the stream has simply ended early.
     const std::u16string error = m_pGenerator->Error();
-    // A volume that was cut short must not take the place of the one on the disc.
+    // A volume that was cut short must not replace the one on the disc.
     if (!cancelled && error.empty()) {
         RecordDescriptors(m_drive.UpdateVolumeDescriptors());
     }
@@ -282,7 +281,7 @@ void DataWriting::RecordDvd() {
         m_notices.push_back(NotFinishedText(m_drive));
     }
     m_bWhole = finished && !m_cancel() && error.empty();
-    // Nothing else would tell this disc from a good one.
+    // Nothing else distinguishes this disc from a good one.
     if (!cancelled && !error.empty()) {
         m_notices.push_back(CreationFailedText(error));
     }
@@ -303,8 +302,8 @@ void DataWriting::RecordDescriptors(const std::vector<CAspiCD::DvdChunk>& chunks
 
 DataWriting::Start DataWriting::PrepareCd() {
     m_drive.SetBlockSize2048();
-    // A drive tells the next address for the write type in effect (MMC, READ TRACK INFORMATION),
-    // and the disc report, or an earlier job, may have left another one there.
+    // A drive reports the next address for the current write type (MMC, READ TRACK INFORMATION),
+    // which the disc report, or an earlier job, may have changed.
     if (m_drive.SetTaoParameters() != 0) {
         m_env.ui.ShowMessage(kSettingsRefused);
         return Start::Failed;
@@ -313,10 +312,10 @@ DataWriting::Start DataWriting::PrepareCd() {
     int32_t nextStart = 0;
     const bool previousKnown = m_drive.ReadMultiSessionStart(&previousStart) == 0;
     m_drive.ReadNextWritableAddress(&nextStart);
-    // A drive that is still set for another write type counts from the pre-gap of a blank disc.
+    // A drive still set to another write type counts from the pre-gap of a blank disc.
     nextStart = std::max(nextStart, 0);
     if (nextStart != 0 && !previousKnown) {
-        // Merging with a wrong session would hide the files of the right one.
+        // Merging with the wrong session would hide the files of the right one.
         m_env.ui.ShowMessage(kGeneratorFailed);
         return Start::Failed;
     }
@@ -337,7 +336,7 @@ bool DataWriting::RecordCd() {
         return true;
     }
     const DoorLock door(m_drive);
-    // Once more: a reset would have undone them.
+    // Again, because a reset would have undone them.
     if (m_drive.SetTaoParameters() != 0) {
         return Fail(kSettingsRefused);
     }
@@ -351,9 +350,9 @@ bool DataWriting::RecordCd() {
     if (!m_cancel()) {
         m_drive.SyncCache(&m_cancel);
         Status(u"Writing lead-in and lead-out...");
-        // One that is still busy would take the command's whole time to refuse it.
+        // A drive that is still busy would take the command's full time to refuse it.
         const bool closed = !m_drive.IsGivenUp() && m_drive.CloseSession() == 0;
-        // What the drive could not empty its cache of is missing on the disc, closed or not.
+        // Whatever could not be flushed is missing from the disc, closed or not.
         if (m_drive.IsCacheLost()) {
             m_notices.push_back(UnlessGivenUp(m_drive, kCacheLost));
         }
@@ -379,7 +378,7 @@ bool DataWriting::WriteTrack(int32_t* address, int32_t totalSectors) {
     return true;
 }
 
-// Also fills up the track of a generator that failed early: drives refuse to close a shorter one.
+// Also fills up the track if the generator failed early: drives refuse to close a shorter one.
 bool DataWriting::PadTrack(int32_t* address) {
     static constexpr std::array<uint8_t, size_t{kSectorsPerWrite}* kSectorBytes> kZeros = {};
     const auto nextStart = static_cast<int32_t>(m_room.start);
@@ -416,7 +415,7 @@ void DataWriting::Verify() {
 }
 
 void DataWriting::TellResults() {
-    if (m_bWhole && m_drive.IsCacheLost()) { // told as late as at the door
+    if (m_bWhole && m_drive.IsCacheLost()) { // may be reported as late as when the door is unlocked
         m_notices.push_back(kCacheLost);
     }
     const ExtentList& extents = m_record.Extents();
@@ -432,8 +431,8 @@ void DataWriting::TellResults() {
     ShowClosingNotices(m_env.ui, m_notices);
 }
 
-// Brings the disc, the volume and the room for it together, with the help of the user. Nothing is
-// written but an erase that the user has asked for.
+// Brings together the disc, the volume and the room for it, with the user's help. Writes nothing,
+// apart from an erase that the user has asked for.
 std::optional<DataWriting::Start> BeginWriting(JobEnv& env, DriveHold& hold, CAspiCD& drive,
                                                DataWriting& writing, int32_t estimate) {
     DataDisc disc;
@@ -459,7 +458,7 @@ std::optional<DataWriting::Start> BeginWriting(JobEnv& env, DriveHold& hold, CAs
 
 JobEnd DataJob(JobEnv& env) {
     const std::vector<std::u16string> queueCopy = env.host.CopyQueue();
-    // What is measured at once is there when the dialog opens, which a slow disk must not hold up.
+    // A quick measurement is awaited before the dialog, which a slow disk must not delay.
     std::u16string header = env.host.DataHeaderText();
     for (int looks = 0; looks < kLooksBeforeDialog && header == kCalculating; ++looks) {
         env.clock.Sleep(kLookTime);

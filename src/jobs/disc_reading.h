@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Reading a disc extent by extent, as the user sees it: the bar, Cancel, and what can't be read.
+// Reads a disc extent by extent, with what the user sees of it: bar, Cancel, unreadable files.
 //
 // Used by the job's thread.
 #pragma once
@@ -28,31 +28,31 @@ class DiscReading {
     };
     using Sink = std::function<void(std::span<const uint8_t>)>;
 
-    // Works in the window of a job of that kind, which is up. `total` bytes are to be read.
+    // Works in the window of such a job, which is up. `total` is the number of bytes to read.
     DiscReading(JobEnv& env, JobKind kind, uint64_t total)
         : m_env(env), m_kind(kind), m_nTotal(total) {}
 
-    // Gives `sink` the bytes of an extent, read `offset` bytes off their place, up to the first
-    // block that can't be read: one is enough to tell. The count of those bytes.
+    // Passes the bytes of an extent to `sink`, read `offset` bytes away from their place, up to the
+    // first block that can't be read: one is enough. Returns the number of those bytes.
     uint64_t Read(const ExtentList::Extent& extent, DiscWindow& window, int64_t offset,
                   const Sink& sink);
 
-    // A line for what is bad. The first of them are kept.
+    // Adds a line about something bad. Only the first of them are kept.
     void AddBad(const std::u16string& line);
-    // The line for an extent of which only `read` bytes could be read.
+    // Adds the line for an extent of which only `read` bytes could be read.
     void AddUnreadable(const std::u16string& name, const ExtentList::Extent& extent, uint64_t read,
                        const DiscWindow& window);
 
-    // Ends it by the state of the drive, which is not Ready.
+    // Ends the reading because of the drive's state, which is not Ready.
     void Stop(CAspiCD::UnitState state);
     void TellImpossible(const std::u16string& reason);
     bool IsOver() const { return m_end != End::Whole; }
     End Ended() const { return m_end; }
     bool IsBad() const { return m_nBad > 0; }
 
-    // "You cancelled its verification after 12%." and the like, of one that is over.
+    // "You cancelled its verification after 12%." and the like, for a reading that is over.
     std::u16string EndText() const;
-    // The lines of AddBad, each behind a line break.
+    // The lines of AddBad, each after a line break.
     std::u16string BadLines() const;
 
   private:

@@ -14,9 +14,9 @@ namespace larkspin {
 
 namespace {
 
-// What passes through a shim at one time.
+// The most that a shim transfers at once.
 constexpr uint32_t kPieceBytes = 65'536;
-// A piece that gets no answer may be more than a host adapter takes. This much is sent when
+// If a piece gets no answer, it may be too large for a host adapter. This is the size used when
 // writing.
 constexpr uint32_t kFewestBlocks = 8;
 constexpr int kMostTries = 3;
@@ -25,7 +25,7 @@ int64_t BlockOf(int64_t position, int64_t blockBytes) {
     return position >= 0 ? position / blockBytes : (position - blockBytes + 1) / blockBytes;
 }
 
-// Anything else concerns the drive, and may pass.
+// Any other error concerns the drive, and may be temporary.
 bool ConcernsTheBlocks(int code) {
     const int key = code >> 16;
     return code > 0 && key != kKeyNotReady && key != kKeyUnitAttention;
@@ -70,7 +70,7 @@ void DiscWindow::Load(int64_t block) {
 }
 
 int DiscWindow::Read(int64_t block, uint32_t count) {
-    const int mostTries = count > 1 ? 1 : kMostTries; // a piece is tried again block by block
+    const int mostTries = count > 1 ? 1 : kMostTries; // a piece is retried block by block
     for (int tries = 1;; ++tries) {
         const int code =
             m_format == Format::Data

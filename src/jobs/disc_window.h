@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A disc's bytes in the order of the disc, read through its drive in pieces as large as a drive
-// takes; where a piece can't be read, block by block, so that what is damaged can be named.
+// Reads a disc's bytes in disc order, in pieces as large as the drive accepts. Where a piece can't
+// be read, it goes block by block, so that the damaged part can be named.
 //
 // Used by the job's thread.
 #pragma once
@@ -19,16 +19,17 @@ class DiscWindow {
   public:
     enum class Format { Data, Audio }; // READ(10), READ CD
 
-    // Asks `goOn` where it waits for the drive. No block at or behind byte `end` is read ahead.
+    // `goOn` is called while waiting for the drive. Blocks at or after byte `end` are not read
+    // ahead.
     DiscWindow(CAspiCD& drive, Format format, uint64_t end, CAspiCD::GoOn goOn);
 
     uint32_t BlockBytes() const { return m_nBlockBytes; }
-    // The bytes from byte `position` of the disc on, one at least. They hold until the next call.
-    // None: that block can't be read, or the drive has stopped working (Stopped).
+    // The bytes from byte `position` of the disc on, at least one. Valid until the next call. Empty
+    // if that block can't be read, or if the drive has stopped working (see State).
     std::span<const uint8_t> From(int64_t position);
-    // What the drive told of the block, as CScsiCommand::Transport gives it.
+    // The drive's error for that block, as CScsiCommand::Transport returns it.
     int Error() const { return m_nError; }
-    // Ready, unless the drive is not ready any more and nothing further can be read.
+    // Ready, unless the drive is no longer ready and nothing more can be read.
     CAspiCD::UnitState State() const { return m_state; }
 
   private:
@@ -44,7 +45,7 @@ class DiscWindow {
     std::vector<uint8_t> m_buffer;
     int64_t m_nBegin = 0; // the blocks in the buffer
     uint32_t m_nCount = 0;
-    int64_t m_nSinglyUntil = 0; // a piece that ends here could not be read as a whole
+    int64_t m_nSinglyUntil = 0; // a piece ending here could not be read as a whole
     int m_nError = 0;
     CAspiCD::UnitState m_state = CAspiCD::UnitState::Ready;
 };

@@ -12,13 +12,13 @@ namespace {
 
 struct Reason {
     int key;
-    int asc; // kAny: whatever it is
+    int asc; // kAny: matches all
     const char16_t* text;
 };
 
 constexpr int kAny = -1;
 
-// The first row that fits holds.
+// The first matching row is used.
 constexpr Reason kReasons[] = {
     {kKeyNotReady, kAscMediumNotPresent, u"There is no disk in the drive any more."},
     {kKeyNotReady, kAny, u"The drive is still busy with the disk. Please try again later."},

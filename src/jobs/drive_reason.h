@@ -12,10 +12,10 @@
 namespace larkspin {
 
 // Why the drive failed, and what can be done about it, in a sentence or two. `code` is not 0: an
-// error as CScsiCommand::Transport gives it, -1 for a command that got no answer.
+// error as CScsiCommand::Transport returns it, or -1 for a command that got no answer.
 std::u16string ReasonOf(int code);
 
-// Adds the reason of a DVD recording that a WRITE has ended, if one has.
+// If a failed WRITE has ended a DVD recording, adds the reason.
 void TellWriteError(const CAspiCD& drive, std::vector<std::u16string>* notices);
 
 } // namespace larkspin

@@ -18,7 +18,7 @@ namespace larkspin {
 
 namespace {
 
-// What a fill with zeros ends in at the end of the disc.
+// How filling with zeros fails at the end of the disc.
 bool IsEndOfFill(const CAspiCD::CgrowisofsException& failure) {
     const std::string_view text = failure.what();
     return text == kDvdWriteError || text == kDvdOutOfSpace;
@@ -28,7 +28,7 @@ std::vector<double> SpeedsOf(CAspiCD& drive) {
     try {
         return drive.GetWriteSpeeds();
     } catch (const CAspiCD::CgrowisofsException&) {
-        return {}; // a drive that can't tell still erases
+        return {}; // a drive that doesn't tell can still erase
     }
 }
 
@@ -48,11 +48,11 @@ std::optional<EraseOutcome> OutcomeUnlessCancelled(JobEnv& env, CAspiCD& drive,
     return cancel() ? std::nullopt : std::optional(outcome);
 }
 
-// How much of the disc a fill that ended early has reached; empty if it came to the end.
+// How much of the disc a fill reached before it ended early; empty if it reached the end.
 std::u16string FillFailure(const CAspiCD& drive) {
     const DvdFacts facts = drive.GetDvdFacts();
     const int64_t end = facts.finalOffset;
-    // A drive that doesn't tell its disc's size tells the end of it.
+    // If the drive doesn't report the disc's size, the end of the fill is the end of the disc.
     const bool isWhole = end > 0 ? facts.currentOffset + static_cast<int64_t>(kDvdChunkBytes) > end
                                  : facts.writeError == mmc::kLbaOutOfRange;
     if (isWhole) {
@@ -64,7 +64,7 @@ std::u16string FillFailure(const CAspiCD& drive) {
            (facts.writeError != 0 ? ReasonOf(facts.writeError) : u"");
 }
 
-// Nothing if the user cancelled.
+// Returns nothing if the user cancelled.
 std::optional<EraseOutcome> EraseByFormat(JobEnv& env, CAspiCD& drive,
                                           const EraseTypeResult& choice) {
     DoorLock door(drive);

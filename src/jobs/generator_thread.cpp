@@ -16,12 +16,12 @@ namespace {
 
 constexpr std::chrono::milliseconds kCancelTestTime{100};
 
-// Ends a generator whose job has gone; no user sees it.
+// Ends a generator whose job has gone; never shown to the user.
 class Stopped final : public std::exception {};
 
 } // namespace
 
-// The job's file system until the generator is told to stop. Counts what is looked at.
+// The job's file system, until the generator is told to stop. Counts the names looked at.
 class ImageGeneratorThread::StoppableFiles final : public IFileSystem {
   public:
     explicit StoppableFiles(ImageGeneratorThread& owner) : m_owner(owner) {}
@@ -159,7 +159,7 @@ void ImageGeneratorThread::SetError(const std::u16string& text) {
 }
 
 void ImageGeneratorThread::Run() {
-    // Whatever happens in there, the job must neither wait for ever nor die with this thread.
+    // Whatever happens in here, the job must neither wait for ever nor die with this thread.
     try {
         GenerateOrTell();
     } catch (const std::bad_alloc&) {
@@ -178,7 +178,7 @@ void ImageGeneratorThread::GenerateOrTell() {
     } catch (const CCDWriterISOGenException& failure) {
         SetError(failure.WideText());
     } catch (const Stopped&) {
-        // The job is on its way out and asks for nothing more.
+        // The job is ending and asks for nothing more.
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& failure) {

@@ -3,7 +3,7 @@
 
 #include "jobs/hash.h"
 
-// The library picks the fastest of its ways on the processor that it finds, where it has several.
+// Where the library has several implementations, it picks the fastest one for the processor.
 #if defined(__x86_64__)
 #include <xxh_x86dispatch.h>
 #else

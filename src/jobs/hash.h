@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The hash of what is written and read back: XXH3 of 128 bits. It tells bytes that have changed by
-// accident, at a cost that vanishes beside a copy.
+// The hash of what is written and read back: XXH3 with 128 bits. It detects accidental changes at a
+// cost that is negligible compared to copying.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ class Hash {
     Hash();
 
     void Add(std::span<const uint8_t> bytes);
-    // Of the bytes since the last call.
+    // The digest of the bytes since the last call.
     Digest Take();
 
   private:

@@ -26,7 +26,7 @@ namespace larkspin {
 
 namespace {
 
-// A capacity from here on counts as large enough for any image.
+// From this capacity on, a disc counts as large enough for any image.
 constexpr int32_t kAnyImageBlocks = 400'000;
 
 constexpr const char16_t* kNoImage = u"Internal error #561. Unable to open image file.";
@@ -44,7 +44,7 @@ constexpr const char16_t* kImageTooSmallForBd =
 constexpr const char16_t* kImageShorter =
     u"The image file ended before all of it was written. The disk is not complete.";
 
-// Null unless `path` is a regular file that can be read. Its size goes to *bytes.
+// Returns null unless `path` is a readable regular file, whose size goes to *bytes.
 std::unique_ptr<ISequentialFile> OpenImage(IFileSystem& files, const std::u16string& path,
                                            int64_t* bytes) {
     FileStatus status;
@@ -56,7 +56,7 @@ std::unique_ptr<ISequentialFile> OpenImage(IFileSystem& files, const std::u16str
     return *bytes >= 0 ? std::move(image) : nullptr;
 }
 
-// An image has no parts that could be named, so that it is told where in it something is wrong.
+// An image has no named parts, so the report says where in it something is wrong.
 ExtentList PiecesOf(int64_t imageBytes) {
     constexpr uint64_t kPieceBytes = uint64_t{4} << 20;
     ExtentList pieces;
@@ -70,8 +70,8 @@ ExtentList PiecesOf(int64_t imageBytes) {
     return pieces;
 }
 
-// Counts what the DVD logic takes from the image: it knows an end, but not whether it is the right
-// one.
+// Counts what the DVD logic takes from the image: it notices the end, but not whether it is the
+// right one.
 class CountedSource final : public IByteSource {
   public:
     explicit CountedSource(IByteSource& source) : m_source(source) {}
@@ -97,10 +97,10 @@ class ImageWriting {
           m_dSpeed(parameters.dSpeed), m_bVerify(parameters.bVerify),
           m_cancel(CancelOf(env, drive, JobKind::Image)) {}
 
-    // Both return false when the job has to give up.
+    // Both return false if the job has to give up.
     bool CheckDisc();
     bool WriteCopy();
-    // The last copy was, while it was written.
+    // True if the last copy was cancelled while it was written.
     bool WasCancelled() const { return m_bCancelled; }
 
   private:
@@ -122,14 +122,14 @@ class ImageWriting {
     DriveHold m_hold{m_env.ui, m_drive};
     const std::u16string& m_strPath;
     const int64_t m_nBytes;
-    const int32_t m_nSectors; // a last part shorter than a sector is left out
+    const int32_t m_nSectors; // without a last partial sector
     const double m_dSpeed;
     const bool m_bVerify;
     const CancelFunctor m_cancel;
     WrittenRecord m_record; // of this copy, if it is to be verified
-    bool m_bWhole = false;  // this copy is on the disc, as far as is known
+    bool m_bWhole = false;  // as far as is known, this copy is on the disc
     bool m_bCancelled = false;
-    std::vector<std::u16string> m_notices; // what the user has to be told of this copy
+    std::vector<std::u16string> m_notices; // what the user has to be told about this copy
 };
 
 bool ImageWriting::CheckDisc() {
@@ -215,7 +215,7 @@ bool ImageWriting::WriteCopy() {
     }
     m_drive.EjectDisk();
     m_hold.Release();
-    if (m_bWhole && m_drive.IsCacheLost()) { // told as late as at the door
+    if (m_bWhole && m_drive.IsCacheLost()) { // may be reported as late as when the door is unlocked
         m_notices.push_back(kCacheLost);
     }
     const std::u16string contents =

@@ -11,7 +11,7 @@ namespace larkspin {
 namespace {
 
 constexpr uint64_t kPollMs = 100;
-// A drive without a figure may be at a whole disc for the better part of an hour.
+// Without a figure, a drive may need the better part of an hour for a whole disc.
 constexpr uint64_t kPatienceWithoutFigureMs = uint64_t{60} * 60 * 1000;
 constexpr uint32_t kPollsPerStep = 10;
 constexpr int kNoPercentage = -1;
@@ -25,7 +25,7 @@ bool WatchBlanking(JobEnv& env, CAspiCD& drive) {
     int percent = kNoPercentage;
     uint32_t pollCount = 0; // polls without a percentage
     while (!env.ui.IsEraseCancelled()) {
-        // Something else than "busy" may be a piece of news that hides it.
+        // An answer other than "busy" may be some report that hides it.
         if (!drive.IsBlankingInProgress(&percent) &&
             (drive.AwaitUnit(goOn) != CAspiCD::UnitState::Busy ||
              !drive.IsBlankingInProgress(&percent))) {

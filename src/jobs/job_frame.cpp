@@ -24,7 +24,7 @@ constexpr uint64_t kStatusMs = 100;
 
 JobEnd RunJob(JobEnv& env, const std::function<JobEnd()>& body) {
     // The jobs catch what they expect. Anything else must not take the process down with a disc
-    // half written; the guards on its way out have unlocked the door and joined the threads.
+    // half written; the guards have unlocked the door and joined the threads by now.
     try {
         env.host.LoadSettings();
         env.ui.HideQueueDialog();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The parts that the jobs share: drive look-up, disc facts, and the guards around the writing.
+// Shared by all jobs: drive look-up, disc facts, and the guards around the writing.
 #pragma once
 
 #include "drive/aspi_cd.h"
@@ -17,71 +17,71 @@
 namespace larkspin {
 
 constexpr int32_t kCdLimitSectors = 360'000;
-constexpr int32_t kDvdLimitSectors = 2'300'000; // above it no single layer disc
+constexpr int32_t kDvdLimitSectors = 2'300'000; // more than any single layer disc holds
 
-// How a job ends whose user has said no before anything was asked of the disc: the queue is kept. A
-// feeding program's paths go with that, and so does the program if no others have come.
+// How a job ends when the user declines before anything was asked of the disc. The queue is kept,
+// except that a feeding program's paths are dropped, and the program exits unless others have come.
 JobEnd EndOfCancelledDialog(JobHost& host);
 
 // Null for an index past the end of the drive list.
 CAspiCD* FindDrive(JobEnv& env, uint32_t index);
 
-// Whether the disc in the drive is recorded as DVDs are: those, and BDs. It picks a job's way.
+// Whether the disc in the drive is recorded like a DVD (DVDs and BDs), which decides a job's way.
 bool HasDvdWay(CAspiCD& drive);
 
-// What ends a job early: its Cancel, and as long as nothing on the disc has been changed, the wish
-// to leave the program.
+// Ends a job early: on its Cancel, and, as long as nothing on the disc has been changed, when the
+// program is about to exit.
 CancelFunctor CancelOf(JobEnv& env, CAspiCD& drive, JobKind kind);
 
-// The disc's kind for the cancel question. A drive that has no profile to report gives CD-RW or
-// CD-R, as the disc can be erased or not.
+// The kind of disc for the cancel question. For a drive without profiles it is CD-RW or CD-R,
+// depending on whether the disc can be erased.
 uint32_t DiskTypeOf(CAspiCD& drive);
 uint32_t CdTypeOf(CAspiCD& drive);
 
-// A speed from a dialog as SetCdSpeed takes it: -1.0, no wish, gives 0.
+// Converts a speed from a dialog for SetCdSpeed: -1.0, no preference, becomes 0.
 uint32_t WholeSpeed(double speed);
 
-// Copies as the user typed them, held in 1 to 20; negative numbers arrive wrapped around.
+// The number of copies as typed, limited to 1 to 20; a negative number arrives wrapped around.
 uint32_t HeldCopies(uint32_t typed);
 
-// A count of sectors in a signed 32-bit number; what it can't hold stays at its greatest value.
+// A number of sectors as a signed 32-bit number, limited to its maximum.
 int32_t HeldSectors(uint64_t sectors);
 
-// What CAspiCD::FinishDvd could not do.
+// What CAspiCD::FinishDvd failed to do.
 const char16_t* NotFinishedText(const CAspiCD& drive);
 
-// The same for a session at once that FinishSaoWrite could not finish.
+// The same for a session at once that FinishSaoWrite failed to finish.
 const char16_t* NoLeadOutText(const CAspiCD& drive);
 
-// "Stopped: %s", the words for a failure of the DVD logic.
+// "Stopped: %s", the text for a failure of the DVD logic.
 std::u16string StoppedText(const CAspiCD::CgrowisofsException& failure);
 
-// What the user must know when the job is over, in one box: files that changed, a disc that was cut
-// short. Nothing is shown for an empty list; a long one is told in part.
+// What the user must know at the end of the job, in one box: files that changed, a disc that was
+// cut short. Shows nothing for an empty list, and only part of a long one.
 void ShowClosingNotices(CCDWriterUI& ui, const std::vector<std::u16string>& notices);
 
-// What is told of a disc that is as it was asked for, with what is on it behind.
+// Reports a disc that is as requested; followed by its contents.
 inline constexpr const char16_t* kDiscWritten = u"Disc written: ";
 inline constexpr const char16_t* kOutOfMemory = u"Out of memory";
-// Told of a recording that was not closed: nothing else tells its disc from a good one.
+// For a recording that was not closed: nothing else distinguishes its disc from a good one.
 inline constexpr const char16_t* kSessionNotClosed =
     u"The drive could not close the session. The disk may not be readable in other drives.";
-// Told when the drive reports that its cache did not reach the disc.
+// For a drive whose cache did not reach the disc.
 inline constexpr const char16_t* kCacheLost =
     u"The drive could not write everything that it had taken. The disk is not complete; please "
     u"write it again, on another disk if this happens once more.";
-// Told of a DVD-RAM whose drive reports an error when it stops the disc.
+// For a DVD-RAM drive that reports an error when it stops the disc.
 inline constexpr const char16_t* kNotStopped =
     u"The drive reported an error when it was to stop the disk. Please check that the disk can be "
     u"read.";
-// Told of a session at once that was not finished: nothing else tells its disc from a good one.
+// For a session at once that was not finished: nothing else distinguishes its disc from a good one.
 inline constexpr const char16_t* kLeadOutFailed =
     u"The drive could not write the lead-out. The disk may not be readable in other drives.";
 
-// Progress dialog, tray callbacks and tray animation of a job while it works.
+// The progress dialog, tray callbacks and tray animation of a working job.
 class ProgressScope {
   public:
-    // `diskType` is of no use to a job that erases or verifies.
+    // `diskType` does not matter to a job that erases or verifies.
     ProgressScope(JobEnv& env, JobKind kind, uint32_t diskType = 0);
     ProgressScope(const ProgressScope&) = delete;
     ProgressScope& operator=(const ProgressScope&) = delete;
@@ -95,15 +95,15 @@ class ProgressScope {
     std::optional<TrayCallbackGuard> m_callbacks;
 };
 
-// The progress window of work that may last, before the disc is touched: it comes up once
-// `silentMs` have passed, can be cancelled, and is gone when the object ends. An erase job's window
-// can only say that a disc is being erased, so that job works without one.
+// The progress window of possibly slow work before the disc is touched: it appears once `silentMs`
+// have passed, can be cancelled, and disappears with the object. An erase job's window can only say
+// that a disc is being erased, so that job does without.
 class LateProgress {
   public:
     LateProgress(JobEnv& env, JobKind kind, uint64_t silentMs);
 
-    // To be called often. `status` is asked for the text to show now and then. False once the user
-    // has cancelled, or the program is to end.
+    // To be called often. `status` is called now and then for the text to show. Returns false once
+    // the user has cancelled, or the program is about to exit.
     bool Continue(const std::function<std::u16string()>& status);
     bool WasCancelled() const { return m_bCancelled; }
 
@@ -118,12 +118,13 @@ class LateProgress {
     bool m_bCancelled = false;
 };
 
-// Of a job that is not writing: its progress window was cancelled, or the program is to end.
+// For a job that is not writing: its progress window was cancelled, or the program is about to
+// exit.
 bool IsGivenUp(JobEnv& env, JobKind kind);
 
-// The drive, kept from everybody else (CAspiCD::LockAndDismount): held before the last look at the
-// disc, so that it is still the same when it is written, and until it has come out. While the user
-// is to put in another disc the drive is free, for otherwise its button does nothing. While it is
+// Exclusive use of the drive (CAspiCD::LockAndDismount), from before the last look at the disc, so
+// that it is still the same disc when it is written, until it has been ejected. While the user is
+// to change the disc the drive is free, because otherwise its button does nothing. While it is
 // held, the user is asked about a drive that stays busy.
 class DriveHold {
   public:
@@ -132,11 +133,11 @@ class DriveHold {
     DriveHold& operator=(const DriveHold&) = delete;
     ~DriveHold() { Release(); }
 
-    // Asks the user when somebody else has the drive, as often as they wish. False when they give
-    // up.
+    // If somebody else has the drive, asks the user, as often as they want to retry. False when
+    // they give up.
     bool Take();
     void Release();
-    // Frees the drive for a question that another disc may answer, and gives what to ask it with.
+    // Frees the drive for a question that may lead to another disc, and returns the UI to ask with.
     CCDWriterUI& UiWithFreeDrive() {
         Release();
         return m_ui;
@@ -148,8 +149,8 @@ class DriveHold {
     std::optional<BusyQuestion> m_busy; // while it is held
 };
 
-// Takes the job's paths out of the queue before the first block goes to the drive in its lifetime.
-// A job that fails or is cancelled earlier leaves them there.
+// Removes the job's paths from the queue before the first block is sent to the drive during the
+// object's lifetime. A job that fails or is cancelled earlier leaves them there.
 class PathsTaking {
   public:
     PathsTaking(JobHost& host, CAspiCD& drive) : m_drive(drive) {
@@ -163,10 +164,10 @@ class PathsTaking {
     CAspiCD& m_drive;
 };
 
-// The drive's door, locked until the object ends.
+// Keeps the drive's door locked as long as the object lives.
 class DoorLock {
   public:
-    // The DVD logic locks the door itself, when it prepares the disc.
+    // The DVD logic locks the door itself, while it prepares the disc.
     enum class By { ThisObject, DvdLogic };
 
     explicit DoorLock(CAspiCD& drive, By by = By::ThisObject) : m_pDrive(&drive) {
@@ -184,8 +185,8 @@ class DoorLock {
     CAspiCD* m_pDrive;
 };
 
-// Shows how far the DVD logic is, and how much it has to write, in the progress window of that kind
-// of job. The references outlive it.
+// Shows the progress of the DVD logic, and how much it has to write, in the progress window of such
+// a job. The references must outlive it.
 ProgressFunctor DvdProgress(CCDWriterUI& ui, const CAspiCD& drive, JobKind kind);
 
 } // namespace larkspin

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What a job needs of the engine that started it: the queue, its head lines and the settings.
+// What a job needs from the engine that started it: the queue, its head lines and the settings.
 //
-// All operations are called on the job's thread.
+// All functions are called on the job's thread.
 #pragma once
 
 #include <cstdint>
@@ -18,31 +18,31 @@ class JobHost {
     virtual ~JobHost() = default;
 
     virtual std::vector<std::u16string> CopyQueue() = 0;
-    // Takes out of the queue what the last CopyQueue has found there, and nothing that has come
+    // Removes from the queue what the last CopyQueue found there, and nothing that has been added
     // since; a second call does nothing.
     virtual void TakePaths() = 0;
-    // The program is to end. A job that has changed nothing on its disc yet ends too.
+    // The program is about to exit. A job that has not changed anything on its disc yet ends, too.
     virtual bool IsLeaving() = 0;
-    // The queue was taken over by a feeding program.
+    // A feeding program has taken over the queue.
     virtual bool IsQueueExclusive() = 0;
 
-    // PCM bytes of the queue; a sum that 32 bits can't hold stays at their greatest number. Empty
-    // while the queue is being measured, which this does not wait for.
+    // PCM bytes of the queue, limited to the largest 32-bit number. Empty while the queue is still
+    // being measured; does not wait.
     virtual std::optional<uint32_t> QueueAudioBytes() = 0;
-    // kCalculating while the queue is being measured.
+    // kCalculating while the queue is still being measured.
     virtual std::u16string DataHeaderText() = 0;
     virtual std::u16string AudioHeaderText(uint32_t audioBytes) = 0;
 
-    // Reads the settings anew; the answers of the next three change only by this.
+    // Reads the settings again; the next three results change only then.
     virtual void LoadSettings() = 0;
     virtual bool BufferUnderrunProtection() = 0;
     virtual bool WriteSpeedControl() = 0;
-    // What the tick box "Verify" starts with in this job.
+    // The initial state of the "Verify" tick box in this job.
     virtual bool VerifyAfterWriting() = 0;
 
-    // Tells the user that one disc has been made as it was asked for: by a notification that stays,
-    // or in a box that is waited for where the desktop has none. What is told of
-    // this disc after it spoils it.
+    // Tells the user that one disc has been made as requested: with a notification that stays, or,
+    // if the desktop has none, in a box that is waited for. A later message about this disc makes
+    // it a failure.
     virtual void TellSuccess(const std::u16string& what) = 0;
 };
 

@@ -9,7 +9,7 @@ namespace larkspin {
 
 namespace {
 
-// Empty, or why the session is still open.
+// Returns nothing, or why the session is still open.
 std::u16string Close(CAspiCD& drive, const CancelFunctor& cancel) {
     try {
         if (const int code = drive.CloseOpenSession(&cancel); code != 0) {

@@ -8,8 +8,8 @@
 
 namespace larkspin {
 
-// Tells the user why nothing can be added to the disc, and closes its last session if they want
-// that. True if the disc is to be looked at again. Nothing is written without their Yes.
+// Tells the user why nothing can be appended to the disc, and closes its last session if they want
+// that. True if the disc must be checked again. Nothing is written without their Yes.
 bool OfferClosing(JobEnv& env, DriveHold& hold, CAspiCD& drive);
 
 } // namespace larkspin

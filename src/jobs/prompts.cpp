@@ -14,7 +14,7 @@ bool OkCancel(CCDWriterUI& ui, const std::u16string& text) {
     return ui.AskUser(text, kBoxTitle, BoxButtons::OkCancel, BoxIcon::None);
 }
 
-// For a Yes that can't be taken back.
+// For a Yes that can't be undone.
 bool YesNoGuarded(CCDWriterUI& ui, const std::u16string& text) {
     return ui.AskUser(text, kBoxTitle, BoxButtons::YesNoGuarded, BoxIcon::None);
 }

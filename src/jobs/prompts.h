@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The questions that the jobs put to the user, each text in one place.
+// The questions that the jobs ask the user: each text in one place.
 //
-// Every prompt is a message box without an owner, titled "Larkspin 1.4", run on the job's thread.
-// It returns true for OK or Yes. Prompts never fail. Where Yes can't be taken back, No is the
+// Every prompt is a message box without an owner, titled "Larkspin 1.4", shown from the job's
+// thread. It returns true for OK or Yes. Prompts never fail. Where Yes can't be undone, No is the
 // default.
 #pragma once
 
@@ -15,7 +15,7 @@
 
 namespace larkspin::prompts {
 
-// OK looks at the disc again, Cancel gives up.
+// OK checks the disc again, Cancel gives up.
 bool NotSuitableForWriting(CCDWriterUI& ui);
 bool RandomBdNotSupported(CCDWriterUI& ui);
 bool DataTooLargeForDisk(CCDWriterUI& ui, int32_t megabytes);
@@ -33,7 +33,7 @@ bool CannotLookAtDisk(CCDWriterUI& ui);
 bool NothingToAddTo(CCDWriterUI& ui);
 bool SessionStaysOpen(CCDWriterUI& ui, const std::u16string& reason);
 
-// `list` tells what will not be on the disc. OK writes all the rest.
+// `list` shows what will not be on the disc. OK writes the rest.
 bool WriteTheRest(CCDWriterUI& ui, const std::u16string& list);
 void NothingToWrite(CCDWriterUI& ui, const std::u16string& list);
 
@@ -41,29 +41,29 @@ void NothingToWrite(CCDWriterUI& ui, const std::u16string& list);
 bool EraseForMoreSpace(CCDWriterUI& ui);
 bool EraseNotBlank(CCDWriterUI& ui);
 
-// Yes closes the session and goes on, No gives up.
+// Yes closes the session and continues, No gives up.
 bool CloseOpenSession(CCDWriterUI& ui);
 
-// Yes goes on with the disc as it is.
+// Yes continues with the disc as it is.
 bool WasteDvd(CCDWriterUI& ui);
-// `smaller`: the disc that would do.
+// `smaller`: the disc that would be large enough.
 bool WasteBluRay(CCDWriterUI& ui, const std::u16string& smaller);
 bool WasteDoubleLayer(CCDWriterUI& ui);
 bool UseUnidentifiedDisk(CCDWriterUI& ui);
 
 // "%d:%02d" of the excess in minutes and seconds.
 bool AudioTooLongForDisk(CCDWriterUI& ui, int32_t minutes, int32_t seconds);
-// The drive can't be had alone; the reason is a sentence of its own. OK tries again.
+// Exclusive use of the drive failed; the reason is a complete sentence. OK tries again.
 bool DriveNotHeld(CCDWriterUI& ui, const std::u16string& reason);
 bool NextCopy(CCDWriterUI& ui, uint32_t written, uint32_t copies);
-// Of a drive that stays busy; Yes gives the work up. The progress windows stay meanwhile.
+// For a drive that stays busy; Yes gives up the work. The progress windows stay meanwhile.
 bool StopWaiting(CCDWriterUI& ui);
 
-// Told, not asked. False when the program is going away, and there is nobody to insert one.
+// A message, not a question. False when the program is exiting and nobody can insert a disc.
 bool InsertAnotherDisk(CCDWriterUI& ui);
 void AudioOverEightyMinutes(CCDWriterUI& ui);
 
-// An excess in sectors as the prompts tell it: whole megabytes, what is below one as 0.
+// An excess in sectors as shown in prompts: in whole megabytes, 0 if below one.
 int32_t ExcessMegabytes(int64_t sectors);
 
 } // namespace larkspin::prompts

@@ -14,13 +14,13 @@ namespace larkspin {
 
 namespace {
 
-// How a drive answers for blocks that it does not know of: a session that it has not looked at yet.
+// How a drive answers for blocks that it doesn't know about: a session it has not yet looked at.
 bool IsHidden(int code) {
     const int key = code >> 16;
     return code > 0 && (key == kKeyIllegalRequest || key == kKeyBlankCheck);
 }
 
-// Blocks are counted as the drive counts them, for a line of a report.
+// For a line of a report. Blocks are numbered as the drive numbers them.
 std::u16string DiffersLine(const std::u16string& name, const ExtentList::Extent& extent,
                            uint32_t blockBytes) {
     return name + FormatWide(": differs (blocks %llu to %llu)",
@@ -49,7 +49,7 @@ void Verification::CompareAudio(const AudioRecord& record) {
 
 void Verification::Run(Records records, const std::function<void(DiscWindow& window)>& compare) {
     if (m_env.host.IsLeaving()) {
-        return; // the disc is finished, and the program is to end
+        return; // the disc is finished, and the program is about to exit
     }
     uint64_t total = 0;
     uint64_t end = 0;
@@ -70,11 +70,11 @@ void Verification::Run(Records records, const std::function<void(DiscWindow& win
         return;
     }
     const DoorLock door(m_drive);
-    m_drive.SetCdSpeed(0); // reading too is at full speed from now on
+    m_drive.SetCdSpeed(0); // from here on, reading is at full speed too
     compare(window);
 }
 
-// Some drives show a new session only when they have looked at the disc anew.
+// Some drives show a new session only after looking at the disc again.
 bool Verification::BringUp(Records records, DiscWindow& window) {
     const CAspiCD::GoOn goOn = [this] { return !IsGivenUp(m_env, m_kind); };
     CAspiCD::UnitState state = m_drive.AwaitUnit(goOn);
@@ -91,8 +91,8 @@ bool Verification::BringUp(Records records, DiscWindow& window) {
     return !m_reading->IsOver();
 }
 
-// False if the drive refuses the beginnings of the first and of the last extent as blocks that it
-// does not have.
+// False if the drive refuses the beginning of the first or last extent as blocks that it does not
+// have.
 bool Verification::IsShown(Records records, DiscWindow& window) {
     const ExtentList& first = records.front()->Extents();
     const ExtentList& last = records.back()->Extents();
@@ -102,8 +102,8 @@ bool Verification::IsShown(Records records, DiscWindow& window) {
         });
 }
 
-// The drive reads the sound that was written at SoundBegin this many bytes further on. Silence
-// leaves no trace of it, and does not need one.
+// Finds out how many bytes further on the drive reads the sound that was written at SoundBegin.
+// Silence shows no offset, and does not need one.
 void Verification::FindOffset(const AudioRecord& record, DiscWindow& window) {
     const std::span<const uint8_t> sound = record.Sound();
     constexpr auto most = static_cast<int64_t>(kMostOffsetBytes);
@@ -113,7 +113,7 @@ void Verification::FindOffset(const AudioRecord& record, DiscWindow& window) {
         const std::span<const uint8_t> piece =
             window.From(begin + static_cast<int64_t>(found.size()));
         if (piece.empty()) {
-            break; // the offsets that can be tried are fewer
+            break; // fewer offsets can be tried
         }
         found.insert(found.end(), piece.begin(), piece.end());
     }
@@ -122,7 +122,7 @@ void Verification::FindOffset(const AudioRecord& record, DiscWindow& window) {
         return at + part.size() <= found.size() &&
                std::ranges::equal(part, std::span(found).subspan(at, part.size()));
     };
-    // The whole of it or, where it is damaged, a part. The nearest offset counts: a tone may fit at
+    // All of it or, where it is damaged, a part. The nearest offset wins: a tone may match at
     // several.
     for (const size_t parts : {1, 4}) {
         const size_t bytes = sound.size() / parts;
@@ -143,7 +143,7 @@ void Verification::FindOffset(const AudioRecord& record, DiscWindow& window) {
     }
 }
 
-// In front of the first byte or behind the last one, for the offset of the drive.
+// Before the first byte or after the last one because of the drive's offset.
 bool Verification::IsOutOfReach(const ExtentList& extents, const ExtentList::Extent& extent) const {
     const uint64_t last = extents.At(extents.Count() - 1).End();
     return static_cast<int64_t>(extent.begin) + m_nOffset < 0 ||

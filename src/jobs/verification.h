@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Reading back what a job has written, and telling whether it is there: between the end of the
-// recording and the eject, through the drive. Nothing is written, and no source is looked at.
+// Reads back what a job has written and reports whether it is there: between the end of the
+// recording and the eject, through the drive. Nothing is written, and the sources are not used.
 //
 // Used by the job's thread.
 #pragma once
@@ -22,22 +22,22 @@ namespace larkspin {
 
 class Verification {
   public:
-    // Works with the windows of a job of that kind, which must be down.
+    // Works with the windows of such a job, which must be down.
     Verification(JobEnv& env, CAspiCD& drive, JobKind kind)
         : m_env(env), m_drive(drive), m_kind(kind) {}
 
-    // Compares the data that `records` tell of; they are complete and in the order of the disc. The
-    // drive must be held. The user may cancel it, which costs nothing but the certainty; nothing is
-    // compared, or told, when the program is to end.
+    // Compares the data described by `records`, which are complete and in disc order. The drive
+    // must be held. The user may cancel, which costs nothing but the certainty. If the program is
+    // about to exit, nothing is compared or reported.
     void CompareData(std::span<const WrittenRecord* const> records);
 
-    // The same for an audio CD. The offset of the drive is found from the first sound.
+    // The same for an audio CD. The drive's offset is determined from the first sound.
     void CompareAudio(const AudioRecord& record);
 
     bool WasBegun() const { return m_reading.has_value(); }
-    // How good the disc is, if a comparison was begun: told as a success, or in a box. `contents`
-    // names what has been written: "3 files, 1.20 Mb". A good disc is no success if there are
-    // `notices` of what is wrong with what was written; it then goes to these.
+    // Reports how good the disc is, if a comparison was begun: as a success, or in a box.
+    // `contents` describes what has been written: "3 files, 1.20 Mb". If there are `notices` about
+    // what was written, a good disc is not a success, and is added to them instead.
     void Tell(const std::u16string& contents, std::vector<std::u16string>* notices) const;
 
   private:
@@ -56,8 +56,8 @@ class Verification {
     const JobKind m_kind;
     std::optional<DiscReading> m_reading;
     Hash m_hash;
-    int64_t m_nOffset = 0;        // bytes that the drive is off by; 0 with data
-    bool m_bEdgesLeftOut = false; // of an audio CD, what the drive can't read for its offset
+    int64_t m_nOffset = 0;        // the drive's offset in bytes; 0 for data
+    bool m_bEdgesLeftOut = false; // what its offset puts out of the drive's reach
 };
 
 } // namespace larkspin

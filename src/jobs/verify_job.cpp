@@ -17,9 +17,10 @@ namespace larkspin {
 
 namespace {
 
-// A track at once on a CD ends with two blocks that can't be read, and count as its own.
+// A track at once on a CD ends with two unreadable blocks that count as its own.
 constexpr uint32_t kRunOutBlocks = 2;
-// What belongs to no file is told by pieces, so that one damaged block leaves most of it known.
+// What belongs to no file is reported in pieces, so that a damaged block leaves most of it
+// verified.
 constexpr uint64_t kPieceBytes = uint64_t{4} << 20;
 
 using Tracks = std::vector<CAspiCD::RecordedTrack>;
@@ -33,9 +34,9 @@ class DiscVerifying {
     DiscVerifying(JobEnv& env, CAspiCD& drive, const Tracks& tracks)
         : m_env(env), m_drive(drive), m_tracks(tracks) {}
 
-    // With the windows up.
+    // To be called with the windows up.
     void Run();
-    // Once they are down.
+    // To be called once they are down.
     void Tell() const;
 
   private:
@@ -51,7 +52,7 @@ class DiscVerifying {
     const Tracks& m_tracks;
     const bool m_bIsDvd = HasDvdWay(m_drive);
     const CAspiCD::GoOn m_goOn = [this] { return !IsGivenUp(m_env, JobKind::Verify); };
-    DiscVolume m_volume; // of the last session
+    DiscVolume m_volume; // in the last session
     uint32_t m_nVolumeBegin = 0;
     ExtentList m_data;
     ExtentList m_sound;
@@ -60,11 +61,11 @@ class DiscVerifying {
 
 void DiscVerifying::Run() {
     m_env.ui.SetStatus(JobKind::Verify, u"Reading the folders...");
-    m_drive.SetCdSpeed(0); // the fastest
+    m_drive.SetCdSpeed(0); // full speed
     ListFiles();
     ListBlocks();
     m_reading.emplace(m_env, JobKind::Verify, m_data.Bytes() + m_sound.Bytes());
-    // A drive that has gone meanwhile has made all folders unreadable.
+    // If the drive has gone meanwhile, no folder could be read.
     if (const CAspiCD::UnitState state = m_drive.AwaitUnit(m_goOn);
         state != CAspiCD::UnitState::Ready) {
         m_reading->Stop(state);
@@ -79,7 +80,7 @@ void DiscVerifying::Run() {
     Read(m_sound, DiscWindow::Format::Audio);
 }
 
-// The folders of the volume in the last session name what is in the earlier ones too.
+// The folders of the volume in the last session also name what is in the earlier ones.
 void DiscVerifying::ListFiles() {
     const auto first =
         std::ranges::find(m_tracks, m_tracks.back().session, &CAspiCD::RecordedTrack::session);
@@ -89,7 +90,7 @@ void DiscVerifying::ListFiles() {
     }
 }
 
-// Behind a volume there may be blocks that were never written, or can't be read.
+// After a volume there may be blocks that were never written, or can't be read.
 uint64_t DiscVerifying::EndOf(const CAspiCD::RecordedTrack& track) const {
     const uint64_t end = uint64_t{track.end} * kSectorBytes;
     if (m_volume.end != 0 && track.begin == m_nVolumeBegin) {
@@ -98,7 +99,7 @@ uint64_t DiscVerifying::EndOf(const CAspiCD::RecordedTrack& track) const {
     return m_bIsDvd ? end : end - std::min(end, uint64_t{kRunOutBlocks} * kSectorBytes);
 }
 
-// What lies between two files, as far as it belongs to a track.
+// What lies between two files, where it belongs to a track.
 void DiscVerifying::AddRest(uint64_t begin, uint64_t end) {
     for (const CAspiCD::RecordedTrack& track : m_tracks) {
         uint64_t at = std::max(begin, BeginOf(track));

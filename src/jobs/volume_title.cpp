@@ -32,7 +32,7 @@ char NarrowUnit(char16_t unit) {
     return IsCapital(unit) || IsDigit(unit) ? static_cast<char>(unit) : '_';
 }
 
-// The month's name is English whatever the user's locale: the field takes no other letters.
+// The month's name is English regardless of the user's locale: the field takes no other letters.
 std::string NarrowDate(int64_t moment) {
     static const locale_t english = ::newlocale(LC_ALL_MASK, "C", nullptr);
     const std::tm local = LocalTime(moment);

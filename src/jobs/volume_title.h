@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The two names of a data disc.
+// The two titles of a data disc.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,9 @@ struct VolumeTitle {
     std::u16string wide; // at most 127 units; for Joliet
 };
 
-// `title` is the dialog's, `moment` now. A title that is still the date in the user's locale, or
-// that has no letter, gets a narrow name of its own: the date as "05_JUL_2008", in English.
+// `title` is the dialog's, `moment` the current time. A title that is still the date in the user's
+// locale, or that has no letter, gets a different narrow name: the date as "05_JUL_2008", in
+// English.
 VolumeTitle MakeVolumeTitle(const std::u16string& title, int64_t moment);
 
 } // namespace larkspin

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What a job has written to a disc, as a hash for each extent: made from the bytes on their way to
-// the drive, so that nobody has to read a source again.
+// What a job has written to a disc, as a hash for each extent. The hashes are computed on the way
+// to the drive, so that no source has to be read again.
 //
-// Filled by one thread, in the order of the disc; read by another once that one has been joined.
+// Filled by one thread, in disc order; read by another one after that has been joined.
 #pragma once
 
 #include "jobs/hash.h"
@@ -19,16 +19,16 @@ namespace larkspin {
 
 class WrittenRecord {
   public:
-    // Forgets everything. The first byte that Take is given is that at `position`, counted as in
-    // the list, and in front of no extent's end.
+    // Starts over. The first byte passed to Take is the one at `position`, counted as in the list.
+    // No extent may end before it.
     void Expect(ExtentList extents, uint64_t position);
-    // The next bytes. What belongs to no extent is passed over.
+    // Takes the next bytes. Those that belong to no extent are ignored.
     void Take(std::span<const uint8_t> bytes);
 
     const ExtentList& Extents() const { return m_extents; }
-    // Of the extents that have gone by as a whole.
+    // Of the extents that are complete so far.
     const std::vector<Digest>& Digests() const { return m_digests; }
-    // All of what was expected has gone by, and it was something.
+    // Everything that was expected has passed through, and it was not empty.
     bool IsComplete() const {
         return m_extents.Count() > 0 && m_digests.size() == m_extents.Count();
     }
@@ -36,11 +36,11 @@ class WrittenRecord {
   private:
     ExtentList m_extents;
     std::vector<Digest> m_digests;
-    Hash m_hash; // of the extent at m_digests.size(), as far as it has gone by
+    Hash m_hash; // of the extent at m_digests.size(), as far as it has been seen
     uint64_t m_nPosition = 0;
 };
 
-// Keeps the record of what goes through to `sink`. Both outlive it.
+// Records what is written to `sink`. Both references must outlive it.
 class RecordingSink final : public IByteSink {
   public:
     RecordingSink(IByteSink& sink, WrittenRecord& record) : m_sink(sink), m_record(record) {}
@@ -55,7 +55,7 @@ class RecordingSink final : public IByteSink {
     WrittenRecord& m_record;
 };
 
-// Keeps the record of what is read from `source`. Both outlive it.
+// Records what is read from `source`. Both references must outlive it.
 class RecordingSource final : public IByteSource {
   public:
     RecordingSource(IByteSource& source, WrittenRecord& record)
