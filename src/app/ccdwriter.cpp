@@ -208,7 +208,7 @@ std::optional<std::u16string> CCDWriter::HeaderText(JobKind kind) {
            DiscSuffix(*bytes, u" BluRay or HD DVD disc required.");
 }
 
-// What is not measured yet is left out of *needs.
+// *needs does not include what has not been measured yet.
 std::u16string CCDWriter::TotalText(QueueNeeds* needs) {
     const std::lock_guard lock(m_totalMutex);
     const uint64_t version = m_queue.Version();
@@ -229,7 +229,7 @@ std::u16string CCDWriter::TotalText(QueueNeeds* needs) {
 }
 
 QueueState CCDWriter::State(bool showsDiscs) {
-    // The version first: a change that comes meanwhile is seen next time.
+    // The version first: a change that comes in between is noticed next time.
     QueueState state = {m_queue.Version(), m_queue.IsAllAudio(), {}, {}};
     QueueNeeds needs;
     if (!m_queue.IsEmpty()) {
@@ -271,7 +271,7 @@ bool CCDWriter::VerifyAfterWriting() {
 
 void CCDWriter::TellSuccess(const std::u16string& what) {
     const bool isTold = m_notify && m_notify(what, m_settings.BeepWhenDone != 0);
-    if (!isTold && !IsLeaving()) { // nobody waits for a box when the program is to end
+    if (!isTold && !IsLeaving()) { // nobody will read a box when the program is about to exit
         m_ui->ShowMessage(what);
     }
     m_monitor.Succeed();
@@ -282,7 +282,7 @@ void CCDWriter::StartJob(JobKind kind, JobBody body, VerifyWish verify) {
     if (m_bBusy || m_bLeaving) {
         throw CCDWriterError(kBusy);
     }
-    // The thread of the last job has nothing left to do that needs the gate.
+    // The last job's thread has nothing left to do that needs the gate.
     if (m_hJobThread.joinable()) {
         m_hJobThread.join();
     }
@@ -291,7 +291,7 @@ void CCDWriter::StartJob(JobKind kind, JobBody body, VerifyWish verify) {
     try {
         m_monitor.Begin(kind);
         m_hJobThread = m_startThread([this, work = std::move(body)] { JobThread(work); });
-    } catch (const std::exception&) { // no thread, or no memory for one
+    } catch (const std::exception&) { // no thread is available, or no memory for one
         m_bBusy = false;
         m_monitor.Fail();
         Insist([this] { m_monitor.End(); });
@@ -318,7 +318,7 @@ void CCDWriter::EndJob(JobEnd end) {
         leave = m_bLeaving;
         m_bBusy = false;
     }
-    Insist([this] { m_monitor.End(); }); // when another job may be started, and before the end
+    Insist([this] { m_monitor.End(); }); // after another job may be started, and before the exit
     if (leave) {
         Insist([this] { m_ui->RequestExit(); });
     } else if (end == JobEnd::Exit) {

@@ -1,19 +1,19 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CCDWriter: the engine. It owns the queue with its estimates and notices, and runs the jobs.
+// CCDWriter: the engine. It owns the queue with its sizes and notices, and runs the jobs.
 //
-// One job runs at a time, on a thread of its own. The gate is taken before the thread is made, so
-// that of two requests only one gets through. The start operations and BeginQuit are called on the
-// main thread; everything else may be called on any.
+// One job runs at a time, on its own thread. The gate is taken before the thread is created, so
+// that only one of two simultaneous requests succeeds. The start operations and BeginQuit are
+// called on the main thread; everything else may be called on any thread.
 //
-// Leaving while a job runs: the wish is remembered, and the program is asked to end when the job
-// has ended by itself. A job that has begun to change its disc is never cut short by it, one that
-// has not ends at its next test. Once the program has been asked to end no
-// further job is started.
+// Leaving while a job runs: the request is remembered, and the program is asked to exit when the
+// job has ended by itself. This never interrupts a job that has begun to change its disc; one that
+// has not ends the next time it checks. Once the program has been asked to exit, no further job is
+// started.
 //
-// No path that was accepted is lost but by the user's own wish: the end of a job ends the program
-// only if the queue is empty then, and else tells what is still there.
+// A path that was accepted is never lost against the user's wishes: the end of a job ends the
+// program only if the queue is then empty; otherwise the user is told what is still there.
 #pragma once
 
 #include "app/disc_watcher.h"
@@ -38,7 +38,7 @@
 
 namespace larkspin {
 
-// Whether a disc is read back when it is written; the user may choose otherwise in the dialog.
+// Whether a disc is read back after it is written; the user may choose otherwise in the dialog.
 enum class VerifyWish : uint32_t { AsSet = 0, Yes = 1, No = 2 };
 
 class CCDWriter final : public JobHost, public IQueueModel {
@@ -49,16 +49,16 @@ class CCDWriter final : public JobHost, public IQueueModel {
         ThreadStarter startThread = [](std::function<void()> body) {
             return std::thread(std::move(body));
         };
-        // Empty takes GetAudioFileLength.
+        // If empty, GetAudioFileLength is used.
         ItemMeasures::AudioLength audioLength;
-        // Where the machine is asked to stay awake while a job runs; null asks nobody. Kept.
+        // Used to keep the machine awake while a job runs; null for no bus. Kept.
         ISystemBus* systemBus = nullptr;
-        // Shows a notification of the desktop that stays when the program has gone, with a sound if
-        // `beep`. False if the desktop has none; empty for such a desktop. On the job's thread.
+        // Shows a desktop notification that outlives the program, with a sound if `beep`. False if
+        // the desktop can't; may be empty. Called on the job's thread.
         std::function<bool(const std::u16string& text, bool beep)> notify;
     };
 
-    // All references are kept.
+    // Keeps all references.
     CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock,
               Options options);
     CCDWriter(DriveList& drives, ISettingsStore& store, IFileSystem& files, IClock& clock)
@@ -67,26 +67,26 @@ class CCDWriter final : public JobHost, public IQueueModel {
     CCDWriter& operator=(const CCDWriter&) = delete;
     ~CCDWriter() override { Detach(); }
 
-    // Gives the engine its user interface and starts the watchers. Both must stay until Detach.
+    // Gives the engine its user interface and starts the watchers. Both must live until Detach.
     void Attach(CCDWriterUI& ui, IMainView& view);
-    // Waits for the job and ends the watchers. The engine is of no more use then.
+    // Waits for the job and ends the watchers. After that, the engine can't be used any more.
     void Detach();
 
     // --- the queue ---
-    // False, and not taken, if the program is about to end.
+    // Returns false, and does not add the path, if the program is about to exit.
     bool AddPath(const std::u16string& path);
     void ClearQueue() { m_queue.Clear(); }
     void RecheckAllAudio() { m_queue.RecheckAllAudio(); }
-    // The queue belongs to a feeding program from now on: it is cleared, and no notice comes any
-    // more.
+    // From now on, the queue belongs to a feeding program: it is cleared, and no more notices are
+    // shown.
     void TakeOverQueue();
     bool IsQueueEmpty() { return m_queue.IsEmpty(); }
     bool IsAllAudio() const { return m_queue.IsAllAudio(); }
-    // Empty while the queue is being measured.
+    // Empty while the queue is still being measured.
     std::optional<std::u16string> QueueSummaryText();
 
     // --- the jobs ---
-    // Throw CCDWriterError when a job runs already or no thread can be had.
+    // Throw CCDWriterError if a job is already running or no thread is available.
     void StartErase(uint32_t driveIndex);
     void StartVerify(uint32_t driveIndex);
     void StartImageBurn(const std::u16string& path, VerifyWish verify = VerifyWish::AsSet);
@@ -94,10 +94,10 @@ class CCDWriter final : public JobHost, public IQueueModel {
     void StartDataWrite(VerifyWish verify = VerifyWish::AsSet);
     bool IsBusy() const { return m_bBusy; }
     JobMonitor& Monitor() { return m_monitor; }
-    // True when the program may end now. False while a job runs: the user interface is asked to
-    // end the program (RequestExit) when the job is over.
+    // True if the program may exit now. False while a job runs: once it is over, the user interface
+    // is asked to end the program (RequestExit).
     bool BeginQuit();
-    // The program ends now or with the job that runs, and the queue with it.
+    // The program exits, with its queue, now or at the end of the current job.
     bool IsLeaving() override;
 
     // JobHost
@@ -139,28 +139,28 @@ class CCDWriter final : public JobHost, public IQueueModel {
     ISystemBus* const m_pSystemBus;
     const std::function<bool(const std::u16string&, bool)> m_notify;
     JobMonitor m_monitor;
-    std::optional<ObservedUi> m_ui; // by the monitor
+    std::optional<ObservedUi> m_ui; // with the monitor as its observer
     IMainView* m_pView = nullptr;
 
     ItemMeasures m_measures;
     QueueWatcher m_watcher;
     WriteQueue m_queue;
-    std::atomic<bool> m_bAudioWanted = false; // the playing time of a queue that isn't all audio
+    std::atomic<bool> m_bAudioWanted = false; // the playing time, even if not all is audio
     std::atomic<bool> m_bExclusiveQueue = false;
     std::mutex m_totalMutex;           // guards the next three
-    std::optional<uint64_t> m_totalOf; // version of the queue that has this total
+    std::optional<uint64_t> m_totalOf; // the queue version that has this total
     std::u16string m_strTotal;
     QueueNeeds m_needs;
-    uint64_t m_nCopied = 0; // latest arrival that the job has; the job thread's
-    Settings m_settings;    // after the construction, the job thread's
+    uint64_t m_nCopied = 0; // the latest arrival that the job has seen; used by the job's thread
+    Settings m_settings;    // used by the job's thread, once constructed
 
-    // Guards the members below, the hand-over to a new job thread, and that no path comes between
-    // the last look at the queue and the end.
+    // Guards the members below and the hand-over to a new job thread, and makes sure that no path
+    // arrives between the last look at the queue and the exit.
     std::mutex m_gate;
     std::atomic<bool> m_bBusy = false;
-    std::atomic<VerifyWish> m_verify = VerifyWish::AsSet; // of the job that runs
+    std::atomic<VerifyWish> m_verify = VerifyWish::AsSet; // of the current job
     bool m_bQuitWhenDone = false;
-    bool m_bLeaving = false; // the program has been asked to end
+    bool m_bLeaving = false; // the program has been asked to exit
     std::thread m_hJobThread;
     DiscWatcher m_discs; // asks whether a job runs
 };

@@ -67,7 +67,7 @@ CDbusEndpoint::CDbusEndpoint(CMainDlg& dialog, CCDWriter& writer, Post post)
 
 CDbusEndpoint::~CDbusEndpoint() {
     m_writer.Monitor().OnChange({});
-    TellNews(); // the end of the last job goes out before the name
+    TellNews(); // the end of the last job is reported before the name is released
     if (m_bRegistered) {
         QDBusConnection bus = QDBusConnection::sessionBus();
         bus.unregisterService(kServiceName);
@@ -77,7 +77,7 @@ CDbusEndpoint::~CDbusEndpoint() {
 
 bool CDbusEndpoint::Register() {
     QDBusConnection bus = QDBusConnection::sessionBus();
-    // The object first: whoever waits for the name may call at once.
+    // The object first: callers waiting for the name may call at once.
     m_bRegistered =
         bus.registerObject(kObjectPath, this,
                            QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals) &&

@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // The command interface on the session bus: each message of the main dialog by its number, and a
-// typed method for each that the outside needs. Calls arrive on the main thread.
+// typed method for each one needed from outside. Calls arrive on the main thread.
 //
-// Paths are byte strings ("ay"), so that every name a file can have survives the trip. A result is
-// that of the message: 0 or -1 for the starts of jobs, 1 or 2 for the queries, 1 for the others,
-// and 0 for a path that was not taken because the program is on its way out.
+// Paths are byte strings ("ay"), so that every possible file name survives. Results are those of
+// the messages: 0 or -1 for starting a job, 1 or 2 for queries, 1 for the others, and 0 for a path
+// that was rejected because the program is exiting.
 //
-// integration/desktop/org.larkspin.Larkspin1.xml tells the outside of all this, and is installed.
+// The installed file integration/desktop/org.larkspin.Larkspin1.xml describes this interface.
 #pragma once
 
 #include "app/main_dlg.h"
@@ -30,31 +30,31 @@ class CDbusEndpoint final : public QObject {
   public:
     using Post = std::function<void(std::function<void()>)>;
 
-    // The two must outlive the object. `post` runs functions on the main thread, as long as the
-    // object is there.
+    // Both references must outlive the object. `post` runs functions on the main thread, as long as
+    // the object exists.
     CDbusEndpoint(CMainDlg& dialog, CCDWriter& writer, Post post);
-    // Gives the bus back its name.
+    // Releases the name on the bus.
     ~CDbusEndpoint() override;
 
-    // Appears on the session bus. False if there is none, or the name is taken; the program is
-    // then without messages from outside.
+    // Appears on the session bus. False if there is no bus or the name is taken; the program then
+    // gets no messages from outside.
     bool Register();
 
   public slots:
-    // `path` counts for WM_COPYDATA (74), which has the tag of a path here.
+    // `path` is only used for WM_COPYDATA (74), which here always has the tag of a path.
     int Message(uint number, const QByteArray& path);
-    // The same with the argument that a WM_COMMAND or WM_COPYDATA brings along.
+    // The same with the argument of a WM_COMMAND or WM_COPYDATA.
     int MessageWithArgument(uint number, uint argument, const QByteArray& path);
 
     int AddPath(const QByteArray& path);
     int WriteData();
     int WriteAudio();
     int BurnImage(const QByteArray& path);
-    // `verify` is a VerifyWish: 0 as the settings say, 1 yes, 2 no.
+    // `verify` is a VerifyWish: 0 as in the settings, 1 yes, 2 no.
     int WriteData(uint verify);
     int WriteAudio(uint verify);
     int BurnImage(const QByteArray& path, uint verify);
-    // "sr0", "/dev/sr0", or the drive's letter; empty for the only drive.
+    // "sr0", "/dev/sr0", or the drive's letter; may be empty if there is only one drive.
     int EraseDisk(const QString& drive);
     int VerifyDisk(const QString& drive);
     int QueryQueue();
@@ -62,10 +62,10 @@ class CDbusEndpoint final : public QObject {
     int TakeOverQueue();
     int Quit();
 
-    // The paths in the queue, in order of arrival.
+    // The paths in the queue, in queue order.
     QByteArrayList ListQueue();
-    // "data", "audio", "image", "erase" or "verify", or empty if no job runs; `percent` is -1 where
-    // there is none to tell, `text` what is done now.
+    // "data", "audio", "image", "erase" or "verify", or empty if no job runs; `percent` is -1 if
+    // unknown, `text` is the current activity.
     QString JobStatus(int& percent, QString& text);
     // "done", "failed", "cancelled", or empty if no job has ended yet.
     QString LastJobResult();
@@ -82,7 +82,7 @@ class CDbusEndpoint final : public QObject {
     CCDWriter& m_writer;
     const Post m_post;
     std::atomic<bool> m_bNewsPending = false;
-    JobNews m_told; // what the signals have told
+    JobNews m_told; // what the signals have already reported
     bool m_bRegistered = false;
 };
 

@@ -20,7 +20,7 @@ constexpr uint64_t kStaleMs = 15'000;
 constexpr int64_t kAudioBlock = 2352;
 constexpr int64_t kSecondsPerMinute = 60;
 
-// Hands a command on only while no job runs, one at a time.
+// Passes commands on only while no job runs, one at a time.
 class YieldingDevice final : public IPortDevice {
   public:
     YieldingDevice(std::unique_ptr<IPortDevice> device, std::mutex& turn,
@@ -44,7 +44,7 @@ class YieldingDevice final : public IPortDevice {
     const std::function<bool()>& m_isFree;
 };
 
-// One drive of another port, to be read only.
+// A single drive of another port, for reading only.
 class GlancePort final : public IScsiPort {
   public:
     GlancePort(IScsiPort& port, int letterIndex, std::mutex& turn,
@@ -99,8 +99,8 @@ std::u16string RoomText(const DiscGlance& glance, bool isAudioShown) {
                         : room;
 }
 
-// What is surely too much for the whole disc. What an added session takes is not known before it is
-// made, as files that have not changed are kept.
+// Whether the queue is certainly too large for the whole disc. The size of an appended session is
+// not known in advance, as unchanged files are kept.
 std::u16string ExcessText(const DiscGlance& glance, const QueueNeeds& needs, bool isAudioShown) {
     std::u16string text;
     if (glance.blocks <= 0) {
@@ -196,7 +196,7 @@ void DiscWatcher::LookAround(const std::stop_token& stop) {
         if (stop.stop_requested() || !m_isFree()) {
             return;
         }
-        // What another program does to a disc is not known.
+        // What another program does to a disc is unknown.
         if (!m_pPort->IsOpticalDrive(letter) || m_pPort->IsInUse(letter)) {
             m_known.erase(letter);
             continue;

@@ -1,13 +1,12 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What lies in the drives, for the line under the queue.
+// Watches the discs in the drives, for the line under the queue.
 //
-// A thread of its own looks, and only while somebody sees the line and no job runs: every few
-// seconds it asks each drive whether it is ready, which wakes none, and what disc it has once it
-// has become so. It opens the devices for reading only and closes them again, holds no lock on them
-// and keeps away from a drive that another program has open. Whatever it could not find out is left
-// out.
+// Its own thread looks at the drives, but only while the line is visible and no job runs: every few
+// seconds it asks each drive whether it is ready, which wakes none, and, once one has become ready,
+// what disc it has. It opens the devices for reading only, closes them again, takes no lock and
+// ignores a drive that another program has open. Whatever it could not find out is left out.
 #pragma once
 
 #include "drive/aspi_cd.h"
@@ -32,36 +31,38 @@ struct SeenDisc {
     DiscGlance glance;
 };
 
-// What the queue comes to, as far as it has been measured.
+// The size of the queue, as far as it has been measured.
 struct QueueNeeds {
     std::optional<uint64_t> bytes;
-    std::optional<uint32_t> audioBytes; // PCM; only if all is audio
+    std::optional<uint32_t> audioBytes; // PCM bytes; only if everything is audio
 };
 
-// For each disc what it is, what is free on it, and how much the queue is too much for it.
+// For each disc: what it is, how much is free, and by how much the queue is too large for it.
 std::u16string DiscsText(const std::vector<SeenDisc>& discs, const QueueNeeds& needs);
 
 class DiscWatcher {
   public:
-    // `isFree`: no job runs; from any thread. `pause` lies between two looks.
+    // `isFree` says that no job runs, and may be called on any thread. `pause` is the time between
+    // two looks.
     DiscWatcher(IClock& clock, std::function<bool()> isFree, std::chrono::milliseconds pause);
     DiscWatcher(const DiscWatcher&) = delete;
     DiscWatcher& operator=(const DiscWatcher&) = delete;
     ~DiscWatcher() { Stop(); }
 
-    // `port` is kept; null has no drives. To be called once, before Stop.
+    // Keeps `port`; null means that there are no drives. To be called once, before Stop.
     void Start(IScsiPort* port);
-    // What was seen last, and not long ago; asks for another look. On any thread, without a wait.
+    // The most recent result, unless it is old; requests another look. On any thread; does not
+    // wait.
     std::vector<SeenDisc> Discs();
-    // For a job that has begun: what this sends to a drive has ended when it returns, and nothing
-    // follows until `isFree` says so.
+    // For a job that has begun: when this returns, all commands to the drives have ended, and none
+    // will follow until `isFree` returns true.
     void StandBack();
-    // Joins the thread, after the command that it may be at.
+    // Joins the thread, after the command that may be running.
     void Stop();
 
   private:
     struct Known {
-        int tries = 0; // at a disc that the drive tells nothing of
+        int tries = 0; // number of looks at a disc about which the drive reports nothing
         std::optional<DiscGlance> glance;
     };
 
@@ -73,10 +74,10 @@ class DiscWatcher {
     const std::function<bool()> m_isFree;
     const std::chrono::milliseconds m_pause;
     IScsiPort* m_pPort = nullptr;
-    std::map<int, Known> m_known; // discs of ready drives, by letter index; the watcher's
+    std::map<int, Known> m_known; // discs of ready drives, by letter; the watcher's
     std::mutex m_turn;            // held while a drive is asked
     std::mutex m_mutex;           // guards the next three
-    bool m_bOutdated = false;     // a job has begun since the last look did
+    bool m_bOutdated = false;     // a job has begun since the last look began
     std::vector<SeenDisc> m_discs;
     uint64_t m_nSeenAt = 0;
     CEvent m_wanted{CEvent::Reset::Auto};

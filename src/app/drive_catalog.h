@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The drives as the dialogs and the outside know them.
+// The drives as the dialogs and other programs see them.
 //
-// Names, labels and letters are taken at construction and by LookAgain, on the main thread while no
-// job runs; in between they may be read on any thread. The speeds are asked of the drive each time.
+// Names, labels and letters are determined at construction and by LookAgain, on the main thread
+// while no job runs; otherwise they may be read on any thread. Drives are asked for their speeds
+// each time.
 #pragma once
 
 #include "drive/drive_list.h"
@@ -17,18 +18,17 @@
 
 namespace larkspin {
 
-// What the user is told when there is no drive to work with.
+// The text for the user when there is no drive to work with.
 std::u16string NoDriveText(const DriveList& drives);
 
 class DriveCatalog final : public IDriveCatalog {
   public:
-    // `drives` is kept; only this object may scan again.
+    // Keeps `drives`; only this object may scan again.
     explicit DriveCatalog(DriveList& drives);
 
-    // Takes notice of drives that have come or gone; the indices of drives may be others then.
+    // Checks for drives that have come or gone; their indices may change.
     void LookAgain();
-    // What the user must know of the drives that are there and can't be used; empty if there are
-    // none.
+    // What the user must know about drives that exist but can't be used; empty if there are none.
     std::u16string RefusedText() const;
     std::u16string NoDriveText() const { return larkspin::NoDriveText(m_drives); }
 
@@ -40,8 +40,8 @@ class DriveCatalog final : public IDriveCatalog {
 
     // Index of the first drive with exactly this letter.
     std::optional<uint32_t> FindLetter(char16_t letter) const;
-    // The letter behind what a user calls a drive: a label such as "sr0", the device path
-    // "/dev/sr0", or the letter itself, alone or with a colon. 0 if that is no drive.
+    // The letter for a user's name of a drive: a label such as "sr0", a device path such as
+    // "/dev/sr0", or the letter itself, alone or with a colon. 0 if there is no such drive.
     char16_t LetterOf(std::u16string_view drive) const;
 
   private:

@@ -30,7 +30,7 @@ std::deque<std::string> SplitFolders(std::string_view list) {
     return folders;
 }
 
-// Puts the disc of the first folder that holds one, or can take one, into the drive.
+// Inserts the disc of the first folder that holds one, or can take one.
 void InsertNext(VirtualDrive& drive, std::deque<std::string>& folders, const std::string& kind) {
     while (!folders.empty()) {
         const std::string folder = folders.front();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the engine raises when it can't do what it was asked for. The texts are for the user.
+// Exceptions of the engine, with texts for the user.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ class CCDWriterException : public std::exception {
     std::array<char, 128> m_szText = {};
 };
 
-// A job that could not be started. It ends in the guarded starts of CMainDlg.
+// A job could not be started. Handled by the guarded starts in CMainDlg.
 class CCDWriterError : public CCDWriterException {
   public:
     using CCDWriterException::CCDWriterException;

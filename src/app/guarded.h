@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// An application object whose main thread outlives what a handler throws.
+// An application object whose event loop survives exceptions from handlers.
 #pragma once
 
 #include <cstdio>
@@ -12,9 +12,9 @@ class QObject;
 
 namespace larkspin {
 
-// `Application` is one of the toolkit's. What a handler throws, which is std::bad_alloc if
-// anything, ends that handler, and standard error tells of it; the toolkit itself would end the
-// process, and a disc that is being written with it.
+// `Application` is one of the toolkit's classes. An exception, which can only be std::bad_alloc,
+// ends just the handler and is reported on standard error; the toolkit itself would end the
+// process, and with it a disc that is being written.
 template <typename Application>
 class Guarded final : public Application {
   public:

@@ -52,7 +52,7 @@ void JobMonitor::SetResult(JobResult result) {
     m_soFar = result;
 }
 
-// What fails is told, and a cancel is not, so a job that has told nothing was cancelled.
+// Failures are reported and cancels are not, so a job that reported nothing was cancelled.
 void JobMonitor::End() {
     Alter([&] {
         m_news.bRunning = false;
@@ -92,7 +92,7 @@ void JobMonitor::OnNoPercentage() {
 void JobMonitor::OnQuestion(const std::u16string&, BoxButtons buttons) {
     AlterIfPossible([&] {
         ++m_nQuestions;
-        if (buttons == BoxButtons::Ok) { // nothing is asked: something has gone wrong
+        if (buttons == BoxButtons::Ok) { // not a question: something has gone wrong
             m_soFar = JobResult::Failed;
         }
     });

@@ -1,17 +1,18 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The process entry. Arguments are only those that ask for help, the version or a box, and the
-// toolkit's own; what the program is to do comes by message.
+// The process entry. Arguments only ask for help, the version or a box, or are the toolkit's own;
+// what the program is to do comes by message.
 //
-// There are two processes. The one that was started is the engine: drives, queue, jobs and the
-// messages from outside. It holds no connection to a display, so that a disc which is being written
-// does not depend on one. Its child holds the windows (windows_process.h); the two talk over a
-// link. When the windows go, a job goes on to its end, and then the engine ends.
+// There are two processes. The one that was started is the engine: drives, queue, jobs and messages
+// from outside. It has no connection to a display, so that a disc being written does not depend on
+// one. Its child has the windows (windows_process.h), and a link connects the two. When the windows
+// go, a job continues to its end, and then the engine exits.
 //
-// Exit codes: 0 after a normal end and when there is no drive to work with, 1 and 2 after the
-// commands of these numbers, -1 (255) when the mutex can't be made, -2 (254) for a second instance,
-// -3 (253) when there is no display, or it has gone while nobody had asked the program to end.
+// Exit codes: 0 after a normal end and if there is no drive to work with, 1 and 2 after the
+// commands with these numbers, -1 (255) if the mutex can't be created, -2 (254) for a second
+// instance, -3 (253) if there is no display, or if it went away although nobody had asked the
+// program to exit.
 #include "app/ccdwriter.h"
 #include "app/child_process.h"
 #include "app/dbus_endpoint.h"
@@ -91,7 +92,7 @@ struct Desk {
     ~Desk() { RemoteUi::CloseWindows(link); }
 
     CMainThread& main;
-    std::function<void()> gone; // what is done when the display goes; main thread
+    std::function<void()> gone; // called on the main thread when the display goes
     Link link;
 };
 
@@ -133,7 +134,7 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
         }
         quit();
     };
-    // Until the job's thread has been joined: a signal must not cut off a disc either way.
+    // Until the job's thread has been joined: a signal must not interrupt a disc meanwhile.
     const CQuitSignals quitSignals(quit);
     int code = kExitNormal;
     {
@@ -153,7 +154,7 @@ int RunMainLoop(DriveList& drives, IClock& clock, Desk& desk) {
     return lost != kExitNormal ? lost : code;
 }
 
-// What ends the program before it has a window.
+// Reports what ends the program before it has a window.
 void TellStop(Desk& desk, const std::u16string& text) {
     if (WantsProgressOnTerminal()) {
         EchoMessage(text);
@@ -193,8 +194,8 @@ int RunEngine(ChildProcess& windows, int& argc, char** argv) {
         return kExitSecondInstance;
     }
     const Guarded<QCoreApplication> application(argc, argv);
-    // The toolkit has set the user's locale. Dates ask for it by themselves; numbers in texts, on
-    // discs and in files are the same everywhere.
+    // The toolkit has set the user's locale. Dates choose it themselves; numbers in texts, on discs
+    // and in files are the same everywhere.
     std::setlocale(LC_NUMERIC, "C");
     std::setlocale(LC_TIME, "C");
     CMainThread main;
@@ -210,7 +211,7 @@ int RunEngine(ChildProcess& windows, int& argc, char** argv) {
     return RunWithDrives(SystemClock(), desk);
 }
 
-// Says `text` in a box for a program that has no windows of its own.
+// Shows `text` in a box before the program has windows of its own.
 int TellInBox(ChildProcess& windows, const char* text, int& argc, char** argv) {
     const Guarded<QCoreApplication> application(argc, argv);
     CMainThread main;
@@ -223,10 +224,10 @@ int TellInBox(ChildProcess& windows, const char* text, int& argc, char** argv) {
 }
 
 int RunProcess(int& argc, char** argv) {
-    // Who reads our output may go away, and must not take a disc that is being written along.
+    // Whoever reads our output may go away, which must not end a disc that is being written.
     std::signal(SIGPIPE, SIG_IGN);
     try {
-        // First of all: a process with threads cannot be split.
+        // Before anything else: a process with threads can't be forked.
         ChildProcess windows([&](int socket) { return RunWindows(socket, argc, argv); });
         const bool onlyTells = argc == 3 && std::strcmp(argv[1], "--tell") == 0;
         return onlyTells ? TellInBox(windows, argv[2], argc, argv) : RunEngine(windows, argc, argv);
@@ -257,7 +258,7 @@ Exit codes:
   255  the lock that keeps a second instance away cannot be made
 )";
 
-// True if that was all that was asked for.
+// True if nothing else was asked for.
 bool AnsweredAtOnce(int argc, char** argv) {
     const std::string_view first = argc > 1 ? argv[1] : "";
     if (first == "--help" || first == "-h") {

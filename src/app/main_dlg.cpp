@@ -152,7 +152,7 @@ void CMainDlg::TellRefusedDrives() {
     m_strRefusedTold = text;
 }
 
-// False, and told, if there is no drive. A job that runs has the drives to itself.
+// False, after telling the user, if there is no drive. A running job has the drives to itself.
 bool CMainDlg::LookForDrives() {
     if (m_writer.IsBusy()) {
         return true;
@@ -214,10 +214,11 @@ int32_t CMainDlg::EraseDiskInDrive() {
     return Guarded([&] { m_writer.StartErase(*index); });
 }
 
-// The letter of a drive by its name, 0 if there is none; nothing, and told, if it needs a name.
+// The letter of the drive with that name, 0 if there is none; nothing, after telling the user, if a
+// name is needed.
 std::optional<char16_t> CMainDlg::ChooseDrive(std::u16string_view drive) {
     if (!m_writer.IsBusy()) {
-        m_drives.LookAgain(); // it may have been plugged in just now
+        m_drives.LookAgain(); // it may just have been plugged in
     }
     if (drive.empty() && m_drives.Count() > 1) {
         m_view.ShowErrorBox(kWhichDrive, kBoxTitle);
@@ -261,7 +262,7 @@ void CMainDlg::ShowQueueSummary() {
     TellSummaryWhenMeasured();
 }
 
-// Looks again and again, as nothing may wait here for a disk.
+// Polls, because nothing here may wait for a disk.
 void CMainDlg::TellSummaryWhenMeasured() {
     m_view.AfterPainting([this] {
         if (const std::optional<std::u16string> text = m_writer.QueueSummaryText()) {

@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CMainDlg: the program's command interface, and what the tray icon's clicks mean while no job
-// runs. It has no window of its own; messages reach it by number. All calls on the main thread.
+// CMainDlg: the program's command interface, and what clicks on the tray icon do while no job runs.
+// It has no window of its own; messages are identified by number. All calls on the main thread.
 //
 // Leaving (UM_QUIT, "Exit", commands 1 and 2) while a job runs waits for the job's end, with the
-// exit code that was asked for first; the message has its usual result at once. A disc that is
-// being written is finished. Nobody has to be there for that: what the job asks of the user counts
-// as cancelled, so that a job which has not begun to write ends at once. A path that arrives when
-// the program is on its way out would be lost with the queue: UM_ADD_PATH does not take it, and
-// gives 0, as a window that is gone.
+// exit code that was requested first; the message itself returns its usual result at once. A disc
+// that is being written is finished, and nobody has to be there for that: questions of the job
+// count as cancelled, so that a job which has not begun to write ends at once. A path that arrives
+// while the program is exiting would be lost with the queue, so UM_ADD_PATH rejects it and returns
+// 0, like a window that no longer exists.
 #pragma once
 
 #include "app/ccdwriter.h"
@@ -40,28 +40,30 @@ enum MainMessage : uint32_t {
     UM_TAKE_OVER_QUEUE = 1132,
 };
 
-// Tag of a WM_COPYDATA that carries a path.
+// The tag of a WM_COPYDATA with a path.
 constexpr uint32_t COPYDATA_PATH_TAG = 0x29756;
 
 class CMainDlg {
   public:
-    // All references are kept.
+    // Keeps all references.
     CMainDlg(CCDWriter& writer, DriveCatalog& drives, IMainView& view);
 
-    // `argument` is the tag of a WM_COPYDATA, the command of a WM_COMMAND, the VerifyWish of a
-    // message that writes (any other number is AsSet), else without meaning;
-    // `path` counts for WM_COPYDATA only. An unknown number gives 0.
+    // `argument` is the tag of a WM_COPYDATA, the command of a WM_COMMAND or the VerifyWish of a
+    // message that writes (any other number is AsSet), and otherwise unused. `path` is only used
+    // for WM_COPYDATA. An unknown number returns 0.
     int32_t ProcessMessage(uint32_t message, uint32_t argument = 0,
                            const std::u16string& path = {});
 
-    // Erases the disc in a drive by its Linux name ("sr0", "/dev/sr0") or letter; the staged path
-    // becomes that drive's letter, as UM_ERASE_DISK wants it. Without a name the only drive is
-    // taken, and of several the user is told how to choose. Result as of UM_ERASE_DISK.
+    // Erases the disc in a drive given by its Linux name ("sr0", "/dev/sr0") or letter; the staged
+    // path becomes that drive's letter, as UM_ERASE_DISK expects it. Without a name, the only drive
+    // is used; if there are several, the user is told how to choose. Returns the result of
+    // UM_ERASE_DISK.
     int32_t EraseDisk(std::u16string_view drive);
-    // The same for the job that reads all of a disc. Nothing is staged.
+    // The same for the job that reads a whole disc. Nothing is staged.
     int32_t VerifyDisk(std::u16string_view drive);
 
-    // Each left button release on the icon. A click and a double click are told apart here.
+    // For each release of the left button on the icon. Clicks and double clicks are told apart
+    // here.
     void OnTrayLeftClick();
     void OnTrayRightClick();
 
@@ -88,10 +90,10 @@ class CMainDlg {
     bool m_bQueueTakenOver = false;
     bool m_bFirstFilesNoticeShown = false;
     std::u16string m_strStagedPath;
-    std::vector<std::u16string> m_menuDrives; // labels in the idle menu that was shown last
+    std::vector<std::u16string> m_menuDrives; // labels in the idle menu shown last
     bool m_bClickPending = false;
-    std::u16string m_strRefusedTold;    // of drives that can't be used
-    std::optional<int32_t> m_nQuitCode; // of a quit that waits for a job
+    std::u16string m_strRefusedTold;    // about drives that can't be used
+    std::optional<int32_t> m_nQuitCode; // of an exit that waits for a job
 };
 
 } // namespace larkspin

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// How large queued items are, and how long they play.
+// The sizes of queued items, and their playing times.
 //
-// An item is measured once and keeps its measure for the rest of the run, even if the file changes;
-// one that could not be read keeps its 0. All operations may be called on any thread. Measuring
-// runs outside the lock, so that nobody waits for somebody else's folder; two threads that measure
-// the same item at once agree on the first result.
+// An item is measured once and keeps the result while the program runs, even if the file changes;
+// one that could not be read keeps 0. All functions may be called on any thread. Measuring takes
+// place outside the lock, so that nobody waits for somebody else's folder; two threads that measure
+// the same item at once both use the first result.
 #pragma once
 
 #include "platform/files.h"
@@ -24,22 +24,22 @@ namespace larkspin {
 
 class ItemMeasures {
   public:
-    // PCM bytes of a file at CD format, read through `files`.
+    // PCM bytes of a file in CD format, read through `files`.
     using AudioLength = std::function<uint32_t(const std::u16string& path, IFileSystem& files)>;
 
     ItemMeasures(IFileSystem& files, AudioLength audioLength);
 
-    // Bytes of a file, exactly; of a folder, in whole sectors of 2048 bytes. Empty, and not kept,
-    // when `stop` is requested meanwhile.
+    // The size in bytes: exact for a file, in whole sectors of 2048 bytes for a folder. Empty, and
+    // not kept, if `stop` is requested meanwhile.
     std::optional<uint64_t> ItemBytes(const std::u16string& path, const std::stop_token& stop = {});
-    // The same, of its sound.
+    // The same for the PCM bytes of its audio.
     std::optional<uint32_t> ItemAudioBytes(const std::u16string& path,
                                            const std::stop_token& stop = {});
 
-    // What has been measured already. These never wait for a disk.
+    // What has been measured already; these never wait for a disk.
     std::optional<uint64_t> KnownBytes(const std::u16string& path);
     std::optional<uint32_t> KnownAudioBytes(const std::u16string& path);
-    // True for a folder whose bytes are known.
+    // True for a folder whose size is known.
     bool IsKnownFolder(const std::u16string& path);
 
   private:

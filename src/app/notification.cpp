@@ -27,12 +27,12 @@ bool Notify(const Notification& notification) {
     QDBusMessage call = QDBusMessage::createMethodCall("org.freedesktop.Notifications",
                                                        "/org/freedesktop/Notifications",
                                                        "org.freedesktop.Notifications", "Notify");
-    // No "desktop-entry": some desktops take the notes of a program away when it ends.
+    // No "desktop-entry": some desktops remove a program's notifications when it exits.
     QVariantMap hints;
     if (notification.bSound) {
         hints.insert("sound-name", "complete-media-burn"); // Sound Naming Specification
     }
-    // Servers may read markup in the body (body-markup).
+    // Servers may interpret markup in the body (body-markup).
     const QString body = QString::fromLocal8Bit(notification.text.c_str()).toHtmlEscaped();
     call.setArguments({QString("Larkspin"), 0U, QString("larkspin"), QString("Larkspin"), body,
                        QStringList(), hints, notification.bStays ? kNever : kServersOwnTime});

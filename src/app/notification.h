@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A notification of the desktop (Desktop Notifications Specification) that is sent by a program
-// without windows, and outlives it.
+// A desktop notification (Desktop Notifications Specification) that can be sent without windows and
+// outlives the program.
 #pragma once
 
 #include <string>
@@ -10,13 +10,13 @@
 namespace larkspin {
 
 struct Notification {
-    std::string text;    // as it is to be read: no markup
-    bool bStays = false; // until the user has put it away; else as long as the desktop likes
-    bool bSound = false; // the desktop's sound for a disc that is finished
+    std::string text;    // plain text, no markup
+    bool bStays = false; // until the user dismisses it; otherwise as long as the desktop likes
+    bool bSound = false; // the desktop's sound for a finished disc
 };
 
-// Waits until the desktop has it, up to five seconds. False if there is nobody to show it. A
-// service that has to be started first is. Any thread.
+// Sends it and waits, up to five seconds, until the desktop has it, starting the service if
+// necessary. False if there is nobody to show it. May be called on any thread.
 bool Notify(const Notification& notification);
 
 } // namespace larkspin

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A user interface that lets somebody look on: everything goes on to the user interface behind it,
-// and what a job tells and asks is shown to an observer on the way.
+// A user interface with an observer: every call is passed on to the actual user interface, and what
+// a job tells and asks is also reported to the observer.
 //
-// Called on the threads that call the one behind it.
+// Called on the same threads as the actual one.
 #pragma once
 
 #include "ui/ccdwriter_ui.h"
@@ -13,26 +13,26 @@
 
 namespace larkspin {
 
-// Called on the job's threads, more than one at a time where a job asks two things at once. What
-// has no interest may be left out.
+// Called on the job's threads, concurrently if a job asks two things at once. Functions of no
+// interest need not be overridden.
 class IJobObserver {
   public:
     virtual ~IJobObserver() = default;
 
-    // A progress window comes up, with its bar at 0.
+    // A progress window appears, with its bar at 0.
     virtual void OnStart(JobKind) {}
     virtual void OnStatus(const std::u16string&) {}
-    virtual void OnProgress(int) {} // per cent
-    // The drive gives no percentage; what OnProgress tells means nothing.
+    virtual void OnProgress(int) {} // percent
+    // The drive reports no percentage; OnProgress is meaningless.
     virtual void OnNoPercentage() {}
-    // A dialog or a box is about to open, and has been answered. A dialog has no text.
+    // A dialog or box is about to open, or has been answered. A dialog has no text.
     virtual void OnQuestion(const std::u16string&, BoxButtons) {}
     virtual void OnAnswer() {}
 };
 
 class ObservedUi final : public CCDWriterUI {
   public:
-    // Both are kept.
+    // Keeps both references.
     ObservedUi(CCDWriterUI& ui, IJobObserver& observer) : m_ui(ui), m_observer(observer) {}
 
     DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) override {

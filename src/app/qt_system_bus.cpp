@@ -15,7 +15,7 @@ namespace larkspin {
 
 namespace {
 
-// A connection to the bus under a name of its own, closed with the object.
+// A connection of its own to the bus, closed with the object.
 class Connection {
   public:
     Connection() : m_strName(QStringLiteral("larkspin-system-%1").arg(++s_count)) {}
@@ -71,7 +71,7 @@ class SystemBus final : public ISystemBus {
         }
         for (const QVariant& value : answer.arguments()) {
             if (value.canConvert<QDBusUnixFileDescriptor>()) {
-                // The toolkit closes its own with the message.
+                // The toolkit closes its own descriptor together with the message.
                 const int own = value.value<QDBusUnixFileDescriptor>().fileDescriptor();
                 reply.descriptor = ::fcntl(own, F_DUPFD_CLOEXEC, 0);
             }

@@ -63,7 +63,7 @@ void WriteQueue::Move(const std::vector<std::u16string>& paths, const std::u16st
     {
         const std::lock_guard lock(m_mutex);
         const std::unordered_set<std::u16string> moved(paths.begin(), paths.end());
-        // What comes next and stays is what they go in front of.
+        // The next path that stays is the one to insert them before.
         const auto target =
             std::find_if(std::find(m_paths.begin(), m_paths.end(), before), m_paths.end(),
                          [&](const std::u16string& path) { return !moved.contains(path); });

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The write queue: the paths picked for the next disc, no two equal, in order of arrival unless the
-// user moves them. The order is that of the tracks of an audio disc.
+// The write queue: the paths for the next disc, without duplicates, in order of arrival unless the
+// user moves them. This is also the order of the tracks on an audio disc.
 //
-// It lives in memory only. All operations may be called on any thread; each is one step, and those
-// that change the queue call back once when the lock is free again.
+// It exists only in memory. All functions may be called on any thread and are atomic. Those that
+// change the queue call back once after releasing the lock.
 #pragma once
 
 #include <atomic>
@@ -23,25 +23,25 @@ class WriteQueue {
     // Called after each change, on the thread that made it.
     explicit WriteQueue(std::function<void()> onChanged);
 
-    // Does nothing, and says false, for a path that is there already. Compared exactly.
+    // Returns false and does nothing if the path is already there. Compared exactly.
     bool Add(const std::u16string& path);
     void Clear();
-    // Removes every path that equals one of `paths`, then looks anew whether all is audio. Calls
-    // back even if none did.
+    // Removes every path equal to one of `paths`, then checks again whether everything is audio.
+    // Calls back even if nothing was removed.
     void Remove(const std::vector<std::u16string>& paths);
     void RecheckAllAudio();
-    // Puts those of `paths` that are there, in the order that they have, in front of `before`, or
-    // at the end if that is not there.
+    // Moves those of `paths` that are there, in their present order, to before `before`, or to the
+    // end if that is not there.
     void Move(const std::vector<std::u16string>& paths, const std::u16string& before);
 
     std::vector<std::u16string> Paths();
-    // The same, for one who removes them later: *last gets the number of the latest arrival.
+    // The same, for a later RemoveUpTo: *last gets the number of the latest arrival.
     std::vector<std::u16string> Paths(uint64_t* last);
-    // Removes what had arrived up to that number. A path that was removed and has come again since
+    // Removes what had arrived up to that number. A path that was removed and added again since
     // then stays.
     void RemoveUpTo(uint64_t last);
     bool IsEmpty();
-    // Every path has an audio suffix; true for an empty queue.
+    // All paths have an audio suffix; true for an empty queue.
     bool IsAllAudio() const { return m_bAllAudio; }
     // Changes with every change of the contents.
     uint64_t Version() const { return m_nVersion; }

@@ -98,7 +98,7 @@ void QueueWatcher::WatcherThread(const std::stop_token& stop) {
         if (stop.stop_requested()) {
             return;
         }
-        // Else this change gets no notice; the next one is measured anew.
+        // Otherwise this change gets no notice; the next one is measured again.
         Insist([&] { Pass(stop); });
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The notices that tell the user when the queue has outgrown a kind of disc.
+// The notices that tell the user when the queue has become too large for a kind of disc.
 #pragma once
 
 #include "platform/event.h"
@@ -27,14 +27,14 @@ struct QueueNotice {
 struct QueueTotals {
     uint64_t bytes = 0;
     bool allAudio = false;
-    uint32_t audioBytes = 0; // PCM bytes; 0 unless all is audio
+    uint32_t audioBytes = 0; // PCM bytes; 0 unless everything is audio
 };
 
-// What was told, so that each mark is told once as the queue grows past it.
+// Remembers what has been shown, so that each mark is reported once as the queue grows past it.
 class CapacityNotices {
   public:
-    // The notice for a queue that has changed to these totals. At most one comes at a time: the
-    // highest mark of the sizes first, the playing time only when no size had anything to say.
+    // The notice for a queue that now has these totals. There is at most one at a time: the highest
+    // size mark first, and the playing time only if there is none for the size.
     std::optional<QueueNotice> Pass(const QueueTotals& totals);
 
   private:
@@ -42,15 +42,15 @@ class CapacityNotices {
     uint32_t m_nLastAudio = 0;
 };
 
-// The thread that measures the queue after each change and gives the notices.
+// The thread that measures the queue after each change and shows the notices.
 class QueueWatcher {
   public:
-    // Measures the queue; empty when `stop` is requested meanwhile. On the watcher's thread. Called
-    // again if it finds no memory.
+    // Measures the queue; empty if `stop` is requested meanwhile. Called on the watcher's thread,
+    // and again if it runs out of memory.
     using Measure = std::function<std::optional<QueueTotals>(const std::stop_token& stop)>;
     using Notify = std::function<void(const QueueNotice& notice)>;
 
-    // `settle` is the time that a change is given for others to follow it.
+    // `settle` is how long to wait for further changes after a change.
     QueueWatcher(Measure measure, std::chrono::milliseconds settle);
     QueueWatcher(const QueueWatcher&) = delete;
     QueueWatcher& operator=(const QueueWatcher&) = delete;
@@ -58,13 +58,13 @@ class QueueWatcher {
 
     // `notify` is called on the watcher's thread. To be called once, before Stop.
     void Start(Notify notify);
-    // The queue has changed. On any thread.
+    // The queue has changed. May be called on any thread.
     void QueueChanged() { m_hQueueChanged.Set(); }
-    // Somebody waits for the measures: they are not put off until the queue has settled.
+    // Somebody is waiting for the sizes: measure without waiting for further changes.
     void Hurry();
-    // No notice comes after this returns; measuring goes on.
+    // After this returns, no notice is shown any more; measuring continues.
     void Silence();
-    // Joins the thread, in the middle of a measuring too. No notice comes after this returns.
+    // Joins the thread, interrupting a measurement. After this returns, no notice is shown.
     void Stop();
 
   private:
@@ -76,8 +76,8 @@ class QueueWatcher {
     Notify m_notify;
     CapacityNotices m_notices;
     CEvent m_hQueueChanged{CEvent::Reset::Auto};
-    CEvent m_settled{CEvent::Reset::Auto}; // before its time
-    std::mutex m_mutex;                    // held while a notice is given
+    CEvent m_settled{CEvent::Reset::Auto}; // ends the wait for further changes
+    std::mutex m_mutex;                    // held while a notice is shown
     bool m_bSilent = false;
     std::jthread m_hWatcherThread;
 };

@@ -19,7 +19,7 @@ std::array<int, 2> g_pipe = {-1, -1};
 void OnSignal(int) {
     const int savedErrno = errno;
     const char byte = 0;
-    // A full pipe holds enough wishes already.
+    // A full pipe holds enough requests already.
     [[maybe_unused]] const ssize_t ignored = ::write(g_pipe[1], &byte, 1);
     errno = savedErrno;
 }

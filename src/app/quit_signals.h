@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The signals that end a program as the wish to leave: a job that runs is ended in good order
-// first.
+// Treats the signals that end a program as a request to exit: a running job is first ended in good
+// order.
 #pragma once
 
 #include <QSocketNotifier>
@@ -13,17 +13,17 @@
 
 namespace larkspin {
 
-// All signals that end a process which does not handle them (signal(7)), but those that nobody can
-// handle, that tell of a fault in the process itself, and SIGPIPE.
+// All signals that by default end the process (signal(7)), except those that can't be handled,
+// those that report a fault in the process itself, and SIGPIPE.
 std::vector<int> QuitSignals();
 
 class CQuitSignals {
   public:
-    // `onQuit` is called on the main thread's loop for each signal. One object at a time.
+    // `onQuit` is called from the main thread's loop for each signal. Only one object at a time.
     explicit CQuitSignals(std::function<void()> onQuit);
     CQuitSignals(const CQuitSignals&) = delete;
     CQuitSignals& operator=(const CQuitSignals&) = delete;
-    // The signals have their usual effect again.
+    // Restores the signals' usual effect.
     ~CQuitSignals();
 
   private:

@@ -10,7 +10,7 @@ namespace larkspin {
 
 namespace {
 
-// Made in this order for a user who has none; the second belongs to a sibling program.
+// Created in this order if they are missing; the second belongs to a sibling program.
 constexpr std::array<const char*, 3> kNewKeys = {
     "Software\\Quernstone Development",
     "Software\\Quernstone Development\\Tunebarrow",

@@ -30,9 +30,9 @@ StayAwake::StayAwake(ISystemBus* bus) {
         return;
     }
     try {
-        // The lid apart: logind asks for more rights there, and may refuse it alone.
+        // The lid separately: logind requires more rights for it, and may refuse only that.
         for (const char* what : {"shutdown:sleep:idle", "handle-lid-switch"}) {
-            m_locks.reserve(m_locks.size() + 1); // before there is a lock to be lost
+            m_locks.reserve(m_locks.size() + 1); // before there is a lock that could be lost
             const BusReply reply = Inhibit(*bus, what);
             if (reply.Failed()) {
                 return;

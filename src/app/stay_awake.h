@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Keeps the machine up and awake while a job runs: inhibitor locks of logind
-// (org.freedesktop.login1.Manager.Inhibit). Where there is no logind, or it refuses, nothing is
-// held and nobody is told: the job runs as well without.
+// Keeps the machine up and awake while a job runs, by inhibitor locks of logind
+// (org.freedesktop.login1.Manager.Inhibit). If there is no logind, or it refuses, there are no
+// locks and nobody is told: the job works without them.
 #pragma once
 
 #include "platform/system_bus.h"
@@ -14,12 +14,12 @@ namespace larkspin {
 
 class StayAwake {
   public:
-    // Takes the locks, in the time that logind needs, which is at most a few seconds. On any
-    // thread. Null for `bus` takes none.
+    // Takes the locks, which takes at most the few seconds that logind may need. May be called on
+    // any thread. If `bus` is null, takes none.
     explicit StayAwake(ISystemBus* bus);
     StayAwake(const StayAwake&) = delete;
     StayAwake& operator=(const StayAwake&) = delete;
-    // Gives them back.
+    // Releases them.
     ~StayAwake();
 
   private:

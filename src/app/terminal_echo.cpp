@@ -39,7 +39,7 @@ void TerminalEcho::OnProgress(int percent) {
 }
 
 void TerminalEcho::OnQuestion(const std::u16string& text, BoxButtons) {
-    if (!text.empty()) { // a dialog says the rest itself
+    if (!text.empty()) { // a dialog reports the rest itself
         EchoMessage(text);
     }
 }

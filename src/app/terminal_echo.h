@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Tells a terminal what a job tells the user: status lines, percentages and message boxes go to
+// Copies what a job tells the user to a terminal: status lines, percentages and message boxes go to
 // standard output.
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace larkspin {
 
-// Tells the terminal of a message box.
+// Prints the text of a message box.
 void EchoMessage(const std::u16string& text);
 
 class TerminalEcho final : public IJobObserver {

@@ -44,7 +44,7 @@ void ShowStopBox(const std::u16string& text, const std::u16string& title) {
     box.exec();
 }
 
-// False if the engine has gone without a word: then there was nothing to show.
+// False if the engine has gone without a message: then there was nothing to show.
 bool WaitForWord(int socket) {
     char byte = 0;
     ssize_t got = 0;
@@ -70,7 +70,7 @@ class Windows {
             QCoreApplication::exit(0);
         });
         m_link.Start([this] {
-            if (!m_bLeaving) { // the engine has gone, and there is nothing here to be kept
+            if (!m_bLeaving) { // the engine has gone, and there is nothing here worth keeping
                 ::_exit(0);
             }
         });
@@ -90,7 +90,7 @@ class Windows {
     }
 
   private:
-    // The text of a failure, which the user has read then.
+    // The text of a failure, which the user has then read.
     std::optional<std::string> Open() {
         try {
             m_ui = std::make_unique<QtUi>(
@@ -105,7 +105,7 @@ class Windows {
     }
 
     std::atomic<bool> m_bLeaving = false;
-    bool m_bQuit = false; // the engine's wish; main thread
+    bool m_bQuit = false; // requested by the engine; used on the main thread
     Link m_link;
     RemoteCatalog m_catalog{m_link};
     RemoteQueue m_queue{m_link};

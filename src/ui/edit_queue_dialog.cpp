@@ -20,7 +20,7 @@ const CEditQueueDialog::Column& CEditQueueDialog::ColumnAt(int index) {
 }
 
 std::optional<std::vector<QueueRow>> CEditQueueDialog::Refresh(bool isSeen) {
-    // The version first: a change that comes between the two reads is seen next time.
+    // The version first: a change in between the two reads is noticed next time.
     const uint64_t version = m_state.nVersion;
     m_state = m_queue.State(isSeen);
     if (!m_bStale && m_state.nVersion == version) {

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the parameter dialogs show and what their answers mean.
+// What the parameter dialogs show and what their results mean.
 //
-// An object of these classes serves one run of its dialog and lives on the job's thread, which is
-// where the drives may be asked for their speeds. The window, on the main thread, gets a
-// ParameterContent and gives back a ParameterInput; nothing else is shared.
+// An object of these classes serves one run of its dialog and lives on the job's thread, where
+// drives may be asked for their speeds. The window, on the main thread, gets a ParameterContent and
+// returns a ParameterInput; nothing else is shared.
 #pragma once
 
 #include "platform/clock.h"
@@ -25,11 +25,11 @@ inline constexpr double kNoSpeedWish = -1.0;
 // "Max" first, then one text for each speed: "52x", "2.4x".
 std::vector<std::u16string> SpeedTexts(const std::vector<double>& speeds);
 
-// The speed behind row `selected` of that list. "Max" is the first speed that the drive reports,
-// or kNoSpeedWish if it reports none; so is a row past the end.
+// The speed in row `selected` of that list. "Max" is the first speed that the drive reports, or
+// kNoSpeedWish if it reports none; so is any row past the end.
 double ReadSpeedChoice(const std::vector<double>& speeds, size_t selected);
 
-// All that a window needs to open. Rows of `drives` are indexes into the drive list.
+// Everything that a window needs to open. Rows of `drives` are indices into the drive list.
 struct ParameterContent {
     JobKind kind = JobKind::Data;
     std::u16string strHeader;
@@ -40,7 +40,7 @@ struct ParameterContent {
     bool bVerify = false;                   // not in the erase dialog
 };
 
-// What the window held when OK was pressed.
+// The contents of the window when OK was pressed.
 struct ParameterInput {
     uint32_t nDriveRow = 0;
     uint32_t nSpeedRow = 0;
@@ -51,24 +51,24 @@ struct ParameterInput {
 };
 
 inline constexpr uint32_t kMinCopies = 1;
-inline constexpr uint32_t kMaxCopies = 20; // limits of the arrows; typed text is not held to them
+inline constexpr uint32_t kMaxCopies = 20; // limit of the arrows; typed text may be beyond it
 inline constexpr size_t kCopiesTextLimit = 15;
 
-// The number that `text` starts with, after blanks and a sign; 0 if there is none. Past 2147483647
-// it stays there. A negative count is no count and gives 0.
+// The number at the start of `text`, after blanks and a sign; 0 if there is none, or if it is
+// negative. Limited to 2147483647.
 uint32_t ParseCopies(const std::u16string& text);
 
-// The part that the dialogs with a drive list have in common.
+// Common to the dialogs with a drive list.
 class CDriveParameters {
   public:
-    // Speeds of that drive from now on, as texts. A drive that fails gives "Max" alone.
+    // Selects a drive and returns its speeds as texts. If the drive fails, only "Max".
     std::vector<std::u16string> SelectDrive(uint32_t index);
 
   protected:
     explicit CDriveParameters(IDriveCatalog& drives) : m_drives(drives) {}
 
     enum class Blanks { Keep, Fold };
-    // "%s (%s)" of name and label for each drive. Fold turns runs of blanks in a name into one.
+    // "%s (%s)" of each drive's name and label. Fold reduces runs of blanks in a name to one.
     std::vector<std::u16string> DriveTexts(Blanks blanks);
     double Speed(const ParameterInput& input) const;
 
@@ -82,9 +82,9 @@ class CDataParameters final : public CDriveParameters {
     CDataParameters(IDriveCatalog& drives, ISettingsStore& store, IClock& clock)
         : CDriveParameters(drives), m_store(store), m_clock(clock) {}
 
-    // Today's date is the title to start with.
+    // The initial title is today's date.
     ParameterContent Open(const std::u16string& header, bool verify);
-    // OK was pressed: the title, cut to kTitleLimit units, joins the history.
+    // OK was pressed: the title, cut to kTitleLimit units, is added to the history.
     DataParametersResult Accept(const ParameterInput& input);
 
   private:
@@ -93,7 +93,7 @@ class CDataParameters final : public CDriveParameters {
     CAutoCompletionList m_titles;
 };
 
-// The audio and the image dialog: one design, two pictures.
+// The audio and the image dialog, which differ only in their picture.
 class CCopyParameters : public CDriveParameters {
   public:
     ParameterContent Open(const std::u16string& header, bool verify);

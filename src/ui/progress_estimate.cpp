@@ -14,10 +14,10 @@ namespace {
 
 constexpr int kFull = 100;
 constexpr size_t kMostSteps = 12;
-// Before that the pace is that of buffers being filled.
+// Until then, the speed is that of buffers being filled.
 constexpr size_t kFewestSteps = 4;
 constexpr uint64_t kShortestMs = 4000;
-constexpr double kLongestLeftMs = 10.0 * 3600 * 1000; // nobody is helped by more
+constexpr double kLongestLeftMs = 10.0 * 3600 * 1000; // a longer time helps nobody
 
 } // namespace
 
@@ -46,7 +46,7 @@ std::u16string CProgressEstimate::Text(uint64_t bytes, uint64_t tickMs) const {
     if (moving < kShortestMs || last.nPercent >= kFull) {
         return {};
     }
-    // The next step is due by now if this is more than a step's time.
+    // If this is more than the time of one step, the next step is overdue.
     const double late = std::max(0.0, sinceLast - moving / steps);
     const double stepMs = (moving + late) / steps;
     const double left = (kFull - last.nPercent) * stepMs - std::min(sinceLast, stepMs);

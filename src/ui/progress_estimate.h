@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// How fast a job is and how long it will take, from looks at its bar. One thread.
+// Estimates a job's speed and remaining time by watching its bar. Single-threaded.
 #pragma once
 
 #include <cstdint>
@@ -10,16 +10,16 @@
 
 namespace larkspin {
 
-// The pace is that of the last steps of the bar: a drive gets faster on its way outwards, and the
-// first blocks go into buffers alone. A bar that stands still slows it down.
+// The speed is that of the bar's last steps: a drive gets faster towards the outside, and the first
+// blocks only go into buffers. A bar that stands still reduces it.
 class CProgressEstimate {
   public:
     // Another part of the work begins.
     void Start() { m_steps.clear(); }
-    // The bar as it is now, 0 to 100. One that goes back begins another part.
+    // The current bar, 0 to 100. If it goes back, another part begins.
     void Look(int percent, uint64_t tickMs);
-    // "Time left: 1:05, speed: 5.16 Mb/s"; `bytes` are what the whole bar stands for, 0 for what
-    // has no speed. Empty as long as nothing sane can be said.
+    // "Time left: 1:05, speed: 5.16 Mb/s"; `bytes` is what the whole bar stands for, 0 for work
+    // without a speed. Empty until there is a sensible estimate.
     std::u16string Text(uint64_t bytes, uint64_t tickMs) const;
 
   private:
@@ -27,7 +27,7 @@ class CProgressEstimate {
         int nPercent;
         uint64_t nTickMs;
     };
-    std::deque<Step> m_steps; // each moment at which the bar had moved, up to a number of them
+    std::deque<Step> m_steps; // the last few moments at which the bar had moved
 };
 
 } // namespace larkspin

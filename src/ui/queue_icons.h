@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Which picture stands before a path in the queue editor. The desktop is asked once for each
-// suffix, and all files with one suffix share its picture. Main thread.
+// The picture before each path in the queue editor. The desktop is asked once for each suffix, and
+// all files with that suffix share its picture. Main thread.
 #pragma once
 
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace larkspin {
 
-// The suffix of the path's last component, from the last dot to the end; empty without a dot.
+// The suffix of the path's last component, from the last dot on; empty without a dot.
 std::u16string_view QueueItemSuffix(std::u16string_view path);
 
 class CQueueIcons {
@@ -20,11 +20,11 @@ class CQueueIcons {
     static constexpr int kFolder = 0;
     static constexpr int kFile = 2;
 
-    // Asks the desktop for the picture of files with that suffix and adds it to the image list.
-    // Gives the new index, or kFile if the desktop has none.
+    // Asks the desktop for the picture for files with that suffix and adds it to the image list.
+    // Returns its index, or kFile if the desktop has none.
     using AddIcon = std::function<int(std::u16string_view suffix)>;
 
-    // `showFileIcons` off: every file has the general picture.
+    // `showFileIcons` off: every file has the same general picture.
     CQueueIcons(bool showFileIcons, AddIcon addIcon)
         : m_bShowFileIcons(showFileIcons), m_addIcon(std::move(addIcon)) {}
 

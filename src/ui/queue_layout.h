@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Where the controls of the queue editor stand, in pixels of the client area.
+// The positions of the queue editor's controls, in pixels of the client area.
 //
-// The list takes what is left; the buttons keep to the right and bottom edge, the check box to the
-// bottom edge. Sizes grow with the user's font and never fall under the defaults. A window too
-// narrow for all three in one row gets the check box in a row of its own above the buttons.
+// The list takes the remaining space; the buttons keep to the right and bottom edges, the check box
+// to the bottom edge. Sizes grow with the user's font and are never below the defaults. In a window
+// too narrow for all three in one row, the check box gets a row of its own above the buttons.
 #pragma once
 
 namespace larkspin {
@@ -22,7 +22,7 @@ struct QueueRect {
     bool operator==(const QueueRect&) const = default;
 };
 
-// What the controls ask for.
+// The sizes that the controls need.
 struct QueueControlSizes {
     int nCloseWidth = 75;
     int nDeleteWidth = 102;
@@ -31,9 +31,9 @@ struct QueueControlSizes {
     int nCheckHeight = 13;
     int nGrip = 16;
     int nTotalHeight = 0; // the lines under the list
-    // Above the list: the stand-in for the tray icon, where there is no tray.
+    // Above the list: the stand-in for the tray icon, if there is no tray.
     int nHeadHeight = 0;
-    int nHeadWidth = 0; // the least in which its buttons can be read
+    int nHeadWidth = 0; // the minimum to keep its buttons readable
 };
 
 struct QueueLayout {
@@ -48,7 +48,7 @@ struct QueueLayout {
 
 QueueLayout LayOutQueueEditor(int cx, int cy, const QueueControlSizes& sizes);
 
-// Smallest client area in which nothing overlaps, and not under the window's minimum.
+// The smallest client area without overlaps, at least the window's minimum.
 struct QueueMinimum {
     int width = kQueueMinWidth;
     int height = kQueueMinHeight;

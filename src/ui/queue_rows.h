@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The rows of the queue editor: the queue's paths in the order of their names, or as they are. Free
-// of state; any thread.
+// The rows of the queue editor: the queue's paths in the order of their names, or of the queue.
+// Stateless; any thread.
 #pragma once
 
 #include <cstddef>
@@ -13,12 +13,12 @@ namespace larkspin {
 
 struct QueueRow {
     std::u16string strPath;
-    size_t nTrack = 0; // place in the queue, from 1
+    size_t nTrack = 0; // position in the queue, from 1
 };
 
 enum class QueueOrder {
-    ByName,  // ascending, letters without regard to case; names that differ in case alone by units
-    ByTrack, // that of the queue
+    ByName,  // ascending, ignoring case; names that differ only in case by units
+    ByTrack, // the order of the queue
 };
 
 std::vector<QueueRow> MakeRows(std::vector<std::u16string> paths, QueueOrder order);

@@ -41,7 +41,7 @@ void CCDWriterUITrayIcon::PopCallbacks() {
 }
 
 void CCDWriterUITrayIcon::OnLeftButtonUp() {
-    // A copy, as the callback may push or pop.
+    // A copy, because the callback may push or pop.
     Callback left = m_callbacks.back().left;
     left();
 }

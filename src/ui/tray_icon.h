@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The notification-area icon: its animation, its balloons and what a click on it does.
+// The notification-area icon: its animation, its balloons and the effect of clicks on it.
 //
-// The logic behind the icon; a view shows it. Used on the main thread only.
+// The logic of the icon; a view shows it. Used only on the main thread.
 #pragma once
 
 #include "ui/main_view.h"
@@ -30,7 +30,7 @@ class ITrayView {
     // Calls OnAnimationTimer every `periodMs` until killed.
     virtual void StartAnimationTimer(uint32_t periodMs) = 0;
     virtual void KillAnimationTimer() = 0;
-    // Takes the place of a balloon that is up, at once.
+    // Immediately replaces any balloon that is visible.
     virtual void ShowBalloon(const Balloon& balloon) = 0;
 };
 
@@ -42,26 +42,26 @@ class CCDWriterUITrayIcon {
     static constexpr uint32_t kAnimationPeriodMs = 333;
     static constexpr const char16_t* kTip = u"Larkspin";
 
-    // Both callbacks do nothing at first. `view` is kept.
+    // Initially, both callbacks do nothing. Keeps `view`.
     explicit CCDWriterUITrayIcon(ITrayView& view);
 
-    // Sets the pair that clicks reach when no job has pushed its own.
+    // Sets the pair called by clicks while no job has pushed its own.
     void SetIdleCallbacks(const Callback& left, const Callback& right);
-    // Jobs nest their pairs; clicks reach the newest. Pop never takes the idle pair.
+    // Jobs push their pairs; clicks call the newest. Pop never removes the idle pair.
     void PushCallbacks(const Callback& left, const Callback& right);
     void PopCallbacks();
-    // A button was released over the icon. There is no double click here: two releases are two
-    // calls.
+    // A button was released over the icon. Double clicks are not detected here: two releases are
+    // two calls.
     void OnLeftButtonUp();
     void OnRightButtonUp();
 
-    // Frames 0, 1, 2 in turn. Starting a running animation and stopping a stopped one do nothing;
-    // after a stop the icon shows frame 0.
+    // Shows frames 0, 1 and 2 in turn. Starting a running animation or stopping a stopped one has
+    // no effect; after a stop, the icon shows frame 0.
     void StartTrayAnimation();
     void StopTrayAnimation();
     void OnAnimationTimer();
 
-    // Replaces a balloon that is up. What does not fit the limits of Balloon is cut.
+    // Replaces any visible balloon. Cuts texts that exceed the limits of Balloon.
     void ShowBalloon(const std::u16string& text, const std::u16string& title, BalloonIcon icon,
                      uint32_t timeoutMs);
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Thrown at start-up when a window cannot be made; ends the program with its text in a box.
+// Thrown at start-up if a window can't be created; its text is shown in a box and the program ends.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace larkspin {
 
 class CCDWriterUIException : public std::exception {
   public:
-    // At most 127 bytes of `text` are kept.
+    // Keeps at most 127 bytes of `text`.
     explicit CCDWriterUIException(std::string_view text = "Window creation failed.") {
         text = text.substr(0, m_szText.size() - 1);
         std::copy(text.begin(), text.end(), m_szText.begin());

@@ -9,7 +9,7 @@ namespace larkspin {
 
 namespace {
 
-// The drawings in pixels, in the sizes that the build has made of them.
+// A drawing as pixels, in the sizes that the build has produced.
 QPixmap LoadPixels(const QString& name, int side) {
     return QPixmap(QStringLiteral(":/artwork/%1_%2.png").arg(name).arg(side));
 }

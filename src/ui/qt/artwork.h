@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The program's own pictures. They are drawn as vectors; the build makes pixels of them, which are
-// part of the executable, so that no plug-in of the toolkit is needed. Main thread.
+// The program's own pictures. They are drawn as vectors. The build converts them to pixels inside
+// the executable, so that no toolkit plug-in is needed. Main thread.
 #pragma once
 
 #include <QIcon>
@@ -22,10 +22,10 @@ QIcon HideIcon();
 QIcon FolderIcon();
 QIcon FileIcon();
 
-// Side of a dialog's picture, in device independent pixels.
+// The width and height of a dialog's picture, in device independent pixels.
 inline constexpr int kPictureSize = 100;
 
-// A disc of that kind at rest, and the two that alternate while a job works on one.
+// A disc of that kind at rest, and the two pictures that alternate while a job works on one.
 QPixmap Picture(JobKind kind, const QWidget& shownOn);
 QPixmap WorkingPicture(JobKind kind, int frame, const QWidget& shownOn);
 

@@ -10,8 +10,9 @@ namespace larkspin {
 
 namespace {
 
-// The toolkit's own frame takes the keys that press a button for its check box, also when it has
-// none. On some desktops Return is one of them, and would never reach the default button.
+// The toolkit's own frame handles the keys for pressing a button on behalf of its check box, even
+// if it has none. On some desktops that includes Return, which would never reach the default
+// button.
 class CGroup final : public QGroupBox {
   public:
     using QGroupBox::QGroupBox;
@@ -37,7 +38,7 @@ QPushButton* MakeButton(int id, const QString& text, const QIcon& icon) {
 
 QGroupBox* MakeGroup(const QString& title) {
     auto* group = new CGroup(title);
-    group->setAccessibleName(title.trimmed()); // the blanks are for the eye
+    group->setAccessibleName(title.trimmed()); // the blanks are only visual
     group->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     return group;
 }

@@ -94,14 +94,14 @@ void CMainThread::RunPosted() {
     uint64_t count = 0;
     [[maybe_unused]] const ssize_t got = ::read(m_wakeUp, &count, sizeof count);
     std::unique_lock lock(m_mutex);
-    // No more than what is here now, so that a busy job leaves time for the user's own events.
+    // No more than there are now, so that a busy job leaves time for the user's own events.
     for (size_t left = m_posted.size(); left > 0 && !m_posted.empty(); --left) {
         const std::function<void()> work = std::move(m_posted.front());
         m_posted.pop_front();
         lock.unlock();
         try {
             work();
-        } catch (const std::exception& failure) { // the others still have their turn
+        } catch (const std::exception& failure) { // the others still get their turn
             std::fprintf(stderr, "larkspin: %s\n", failure.what());
         }
         lock.lock();
@@ -120,7 +120,7 @@ bool CMainThread::PostAndWait(Start start) {
         }
         m_calls.push_back(call);
     }
-    // Leaves the list of calls however the wait ends.
+    // Removes the call from the list, however the wait ends.
     struct Leave {
         CMainThread& main;
         const std::shared_ptr<CWaitingCall>& call;

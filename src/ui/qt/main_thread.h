@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The way from a job's thread to the main thread and back.
+// Runs functions of a job's thread on the main thread.
 //
-// A job's thread touches neither widgets nor anything else of Qt: it leaves functions here, which
-// the main thread runs in the order they came, from its event loop.
+// A job's thread touches neither widgets nor anything else of Qt: it posts functions here, which
+// the main thread runs in order from its event loop.
 #pragma once
 
 #include <condition_variable>
@@ -19,13 +19,13 @@ class QSocketNotifier;
 
 namespace larkspin {
 
-// One call of a job's thread that waits for an answer from the main thread.
+// A call by a job's thread that waits for an answer from the main thread.
 class CWaitingCall {
   public:
-    // Main thread: the answer is there. The caller goes on when it has run what was asked of it
+    // Main thread: the answer is ready. The caller returns once it has run whatever it was given
     // before.
     void Finish();
-    // Main thread: runs `work` on the waiting thread; dropped if that no longer waits.
+    // Main thread: runs `work` on the waiting thread; dropped if that is no longer waiting.
     void RunOnCaller(std::function<void()> work);
 
   private:
@@ -44,25 +44,25 @@ class CWaitingCall {
 
 class CMainThread {
   public:
-    // Made and destroyed on the main thread, after the application object and before it.
+    // Created on the main thread after the application object, and destroyed before it.
     CMainThread();
     CMainThread(const CMainThread&) = delete;
     CMainThread& operator=(const CMainThread&) = delete;
-    // Ends all waits; what was posted and has not run is dropped.
+    // Ends all waits; drops what has been posted but not run.
     ~CMainThread();
 
     bool IsCurrent() const { return std::this_thread::get_id() == m_id; }
 
-    // Any thread. Work that throws is told of on standard error, and is over.
+    // Any thread. An exception from `work` is reported on standard error.
     void Post(std::function<void()> work);
 
-    // A job's thread: posts `start` and waits until the call it is given is finished. False if the
-    // wait was released or `start` threw instead. `start` and all it leaves behind must own what
+    // A job's thread: posts `start` and waits until the call passed to it is finished. False if the
+    // wait was released or `start` threw. `start` and everything it leaves behind must own what
     // they use.
     using Start = std::function<void(const std::shared_ptr<CWaitingCall>&)>;
     bool PostAndWait(Start start);
 
-    // Main thread: ends all waits, now and from now on, and returns when no thread is inside
+    // Main thread: ends all waits, current and future, and returns when no thread is inside
     // PostAndWait any more.
     void ReleaseWaits();
 
@@ -76,7 +76,7 @@ class CMainThread {
     std::deque<std::function<void()>> m_posted;
     std::vector<std::shared_ptr<CWaitingCall>> m_calls;
     bool m_bReleased = false;
-    int m_wakeUp = -1; // eventfd that the main thread's loop watches
+    int m_wakeUp = -1; // eventfd watched by the main thread's loop
     std::unique_ptr<QSocketNotifier> m_pNotifier;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Menus on the screen. Main thread.
+// Shows menus. Main thread.
 #pragma once
 
 #include "ui/menus.h"
@@ -16,11 +16,11 @@ class QMenu;
 
 namespace larkspin {
 
-// Makes `menu` hold exactly `items`; a choice comes back through `command`.
+// Fills `menu` with exactly `items`; the choice is passed to `command`.
 void FillMenu(QMenu& menu, const std::vector<MenuItem>& items,
               const std::function<void(uint32_t)>& command);
 
-// Pops `menu` up at a point of the screen without waiting for the choice.
+// Pops up `menu` at a point of the screen, without waiting for the choice.
 void TrackMenuOnMonitor(QMenu& menu, QPoint point);
 
 } // namespace larkspin

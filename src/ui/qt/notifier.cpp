@@ -50,7 +50,7 @@ bool CNotifier::Show(const Balloon& balloon) {
     return true;
 }
 
-// One that the message bus starts when it is called is there too.
+// A service that the message bus starts on demand counts, too.
 bool CNotifier::IsThere() const {
     return m_bus.interface()->isServiceRegistered(kService) ||
            m_bus.interface()->activatableServiceNames().value().contains(kService);
@@ -60,7 +60,7 @@ void CNotifier::Send(const Balloon& balloon) {
     QDBusMessage call =
         QDBusMessage::createMethodCall(kService, QStringLiteral("/org/freedesktop/Notifications"),
                                        kService, QStringLiteral("Notify"));
-    // The title of a notification must not be empty; its body may be read as markup.
+    // A notification's title must not be empty; its body may be read as markup.
     const QString title = ToQt(balloon.strTitle);
     call << ToQt(CCDWriterUITrayIcon::kTip) << m_nShown << IconName(balloon.icon)
          << (title.isEmpty() ? ToQt(CCDWriterUITrayIcon::kTip) : title)

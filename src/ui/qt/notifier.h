@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Balloons through the desktop's notification service (Desktop Notifications Specification 1.2):
-// unlike those of a tray icon they can be replaced at once, and they need no tray. Main thread.
+// Balloons through the desktop's notification service (Desktop Notifications Specification 1.2).
+// Unlike those of a tray icon, they can be replaced at once and need no tray. Main thread.
 #pragma once
 
 #include "ui/tray_icon.h"
@@ -20,12 +20,12 @@ class CNotifier final : public QObject {
     Q_OBJECT
 
   public:
-    // `refused` gets each balloon that the service was asked to show and answered with an error, or
-    // not at all.
+    // `refused` is called for each balloon to which the service answered with an error, or not at
+    // all.
     explicit CNotifier(std::function<void(const Balloon&)> refused);
 
-    // False if the desktop has no such service; one that has to be started first is started. A
-    // balloon replaces the one before.
+    // Starts the service if necessary; false if the desktop has none. Each balloon replaces the
+    // previous one.
     bool Show(const Balloon& balloon);
 
   private:
@@ -34,8 +34,8 @@ class CNotifier final : public QObject {
 
     std::function<void(const Balloon&)> m_refused;
     QDBusConnection m_bus;
-    bool m_bWaiting = false;       // for the number of the balloon sent last
-    std::optional<Balloon> m_next; // to be sent when it is known
+    bool m_bWaiting = false;       // for the number of the last balloon
+    std::optional<Balloon> m_next; // to be sent when that is known
     uint32_t m_nShown = 0;         // 0: none yet
 };
 

@@ -35,7 +35,7 @@ QStringList ToQtList(const std::vector<std::u16string>& texts) {
     return list;
 }
 
-// The arrows keep to the limits of the copies; what is typed is left as it is.
+// The arrows respect the limits of the copies; typed text is left alone.
 class CCopiesBox final : public QSpinBox {
   public:
     CCopiesBox() {
@@ -49,7 +49,7 @@ class CCopiesBox final : public QSpinBox {
     }
     QLineEdit* Edit() const { return lineEdit(); }
     QSize sizeHint() const override {
-        QSize hint = QSpinBox::sizeHint(); // that of ten digits
+        QSize hint = QSpinBox::sizeHint(); // for ten digits
         hint.setWidth(hint.width() / 2);
         return hint;
     }
@@ -75,7 +75,7 @@ class CCopiesBox final : public QSpinBox {
     }
 };
 
-// A screen reader tells the label and the control together.
+// A screen reader reads out label and control together.
 QLabel* MakeLabel(const QString& text, QWidget& control) {
     auto* label = new QLabel(text);
     label->setBuddy(&control);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The window of the four parameter dialogs. It shows a ParameterContent and keeps what the user
-// makes of it; it knows no drive. Main thread.
+// The window of the four parameter dialogs. It shows a ParameterContent and collects the user's
+// input; it does not access drives. Main thread.
 #pragma once
 
 #include "ui/parameter_dialogs.h"
@@ -28,9 +28,9 @@ class CParameterWindow final : public QDialog {
   public:
     explicit CParameterWindow(const ParameterContent& content);
 
-    // Called when another drive is chosen. The speed list holds "Max" alone until SetSpeeds.
+    // Called when another drive is chosen. The speed list is just "Max" until SetSpeeds.
     void OnDriveChanged(std::function<void(uint32_t)> changed) { m_changed = std::move(changed); }
-    // Speed texts of that drive; ignored if another one has been chosen meanwhile.
+    // Speed texts of that drive; ignored if the user has chosen another one meanwhile.
     void SetSpeeds(uint32_t drive, const std::vector<std::u16string>& texts);
 
     void SetHeader(const std::u16string& text);

@@ -46,7 +46,7 @@ CProgressWindow::CProgressWindow(CProgressDialog& logic, IClock& clock, CWindowS
     m_pStatus = new QLabel;
     m_pStatus->setObjectName(QStringLiteral("1009"));
     m_pStatus->setTextFormat(Qt::PlainText);
-    // A long text is cut with dots, it does not widen the window.
+    // A long text is cut with an ellipsis instead of widening the window.
     m_pStatus->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     m_pBar = new QProgressBar;
     m_pBar->setObjectName(QStringLiteral("1000"));
@@ -57,7 +57,7 @@ CProgressWindow::CProgressWindow(CProgressDialog& logic, IClock& clock, CWindowS
     column->addWidget(Framed(QStringLiteral(" Progress "), m_pBar));
     column->addStretch();
 
-    // Return does nothing here: neither button is worth hitting by chance.
+    // Return does nothing here: neither button should be pressed by accident.
     QPushButton* cancel = MakeButton(CMD_CANCEL, QStringLiteral("Cancel"), CancelIcon());
     cancel->setAutoDefault(false);
     connect(cancel, &QPushButton::clicked, this, [this] { Command(CMD_CANCEL); });
@@ -139,12 +139,12 @@ void CProgressWindow::closeEvent(QCloseEvent* event) {
 
 void CProgressWindow::resizeEvent(QResizeEvent* event) {
     QDialog::resizeEvent(event);
-    Refresh(); // more or less of the status line fits now
+    Refresh(); // the status line may now fit better or worse
 }
 
 void CProgressWindow::AskCancel() {
     if (m_logic.IsCancelled()) {
-        return; // there is no way back that could be asked for
+        return; // it can't be undone, so there is nothing to ask
     }
     if (m_pQuestion != nullptr) {
         BringToFront(*m_pQuestion);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The window of a progress dialog. Lives hidden from start-up on. Main thread.
+// The window of a progress dialog. Created hidden at start-up. Main thread.
 #pragma once
 
 #include "platform/clock.h"
@@ -25,16 +25,16 @@ class CProgressWindow final : public QDialog {
     Q_OBJECT
 
   public:
-    // All references are kept. `visibilityChanged` is called after Hide and Show.
+    // Keeps all references. `visibilityChanged` is called after Hide and Show.
     CProgressWindow(CProgressDialog& logic, IClock& clock, CWindowSet& windows,
                     std::function<void()> visibilityChanged);
 
     // The job has started or ended.
     void Start();
     void Stop();
-    // Takes bar and status line from the logic.
+    // Updates bar and status line from the logic.
     void Refresh();
-    // CMD_CANCEL, CMD_HIDE or CMD_SHOW, from a button or from the tray menu. Nothing without a job.
+    // CMD_CANCEL, CMD_HIDE or CMD_SHOW, from a button or the tray menu. Ignored without a job.
     void Command(uint32_t command);
 
   public slots:

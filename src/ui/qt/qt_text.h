@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Wide text to and from the toolkit's. Both are UTF-16; no unit is changed.
+// Converts wide text to the toolkit's and back. Both are UTF-16; the units don't change.
 #pragma once
 
 #include <QString>
@@ -17,7 +17,7 @@ inline QString ToQt(std::u16string_view text) {
                    static_cast<qsizetype>(text.size()));
 }
 
-// A tool tip is read as markup if it looks like that, and a file may have such a name.
+// A tool tip that looks like markup is read as such, and a file may have such a name.
 inline QString PlainToolTip(const QString& text) {
     return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
 }

@@ -29,7 +29,7 @@
 #include <utility>
 #include <vector>
 
-// Outside of the namespace, as the resource compiler has it.
+// Outside the namespace, as the resource compiler requires.
 static void InitArtwork() {
     Q_INIT_RESOURCE(artwork);
 }
@@ -40,7 +40,7 @@ namespace {
 
 using Callback = CCDWriterUITrayIcon::Callback;
 
-// How long a message stays that nobody may be there to read.
+// How long a message stays if there may be nobody to read it.
 constexpr std::chrono::minutes kLastWordsTime{1};
 
 Callback ToCallback(std::function<void()> function) {
@@ -53,7 +53,7 @@ Callback ToCallback(std::function<void()> function) {
 
 } // namespace
 
-// A job's dialog: what it knows, its window, and whether the window has been told to look.
+// A job's dialog: its logic, its window, and whether an update of the window has been posted.
 struct JobDialog {
     JobDialog(JobKind kind, const std::function<void(JobKind, uint32_t)>& onCancel)
         : logic(kind, [kind, onCancel](uint32_t run) {
@@ -99,7 +99,7 @@ class QtUi::Impl {
     CMainThread m_main;
     CWindowSet m_windows;
     QPointer<CParameterWindow> m_pParameters;
-    std::vector<QPointer<QDialog>> m_questions;                      // what a job waits for
+    std::vector<QPointer<QDialog>> m_questions;                      // that a job waits for
     bool m_bLeaving = false;                                         // main thread
     std::array<std::unique_ptr<JobDialog>, kJobKinds.size()> m_jobs; // by JobKind
     CEditQueueDialog m_queueLogic;
@@ -161,7 +161,7 @@ void QtUi::Impl::RefreshTray() {
         if (standIn) {
             m_queueWindow.show();
         } else if (m_queueWindow.isMinimized()) {
-            m_queueWindow.hide(); // one that is open stays under the user's hands
+            m_queueWindow.hide(); // a window that is open stays as it is
         }
     }
 }
@@ -180,7 +180,7 @@ void QtUi::Impl::Stop(JobKind kind) {
 
 void QtUi::Impl::PostRefresh(JobKind kind) {
     JobDialog& dialog = Dialog(kind);
-    // One look at a time: a job may report thousands of times a second.
+    // One update at a time: a job may report thousands of times a second.
     if (!dialog.refreshPosted.exchange(true)) {
         m_main.Post([&dialog] {
             dialog.refreshPosted = false;
@@ -202,7 +202,7 @@ QtUi::Impl::AskParameters(const ParameterContent& content,
             OpenParameters(
                 content,
                 [this, selectDrive, call](uint32_t drive) {
-                    // The drive is asked on the job's thread, and its answer comes back here.
+                    // The drive is asked on the job's thread, and the answer is handled here.
                     call->RunOnCaller([this, selectDrive, drive] {
                         m_main.Post([this, drive, texts = selectDrive(drive)] {
                             if (m_pParameters != nullptr) {
@@ -234,7 +234,7 @@ void QtUi::Impl::OpenParameters(const ParameterContent& content,
         }));
 }
 
-// Puts the size of the queue in as soon as it is known.
+// Shows the size of the queue as soon as it is known.
 void QtUi::Impl::FillHeader(CParameterWindow& window, JobKind kind) {
     constexpr int kLookMs = 200;
     auto* timer = new QTimer(&window);
@@ -423,7 +423,7 @@ void QtUi::ShowBalloon(const std::u16string& text, const std::u16string& title, 
 
 void QtUi::SetIdleTrayCallbacks(std::function<void()> left, std::function<void()> right) {
     m_pImpl->m_tray.SetIdleCallbacks(ToCallback(std::move(left)), ToCallback(std::move(right)));
-    // Later, as the caller may not be ready for its callbacks yet.
+    // Later, because the caller may not be ready for its callbacks yet.
     m_pImpl->m_main.Post([impl = m_pImpl.get()] { impl->m_trayView.RefreshMenu(); });
 }
 
@@ -441,7 +441,7 @@ void QtUi::KillClickTimer() {
 }
 
 void QtUi::AfterPainting(std::function<void()> work) {
-    // A window is mapped and painted by turns of the event loop and of the display.
+    // Mapping and painting a window takes several turns of the event loop and the display.
     constexpr int kPaintingMs = 100;
     QTimer::singleShot(kPaintingMs, &m_pImpl->m_clickTimer, std::move(work));
 }
@@ -462,7 +462,7 @@ void QtUi::ShowQueueEditor() {
 void QtUi::CancelQuestions() {
     m_pImpl->m_bLeaving = true;
     for (const QPointer<QDialog>& question : std::exchange(m_pImpl->m_questions, {})) {
-        // One that was answered a moment ago is still there, but hidden.
+        // A box that was just answered still exists, but is hidden.
         if (question != nullptr && question->isVisible()) {
             question->reject();
         }

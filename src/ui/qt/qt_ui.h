@@ -3,12 +3,12 @@
 //
 // The Qt side of the user interface as one object: all windows of the program.
 //
-// Made on the main thread after QApplication and destroyed before it. CCDWriterUI's calls may come
-// from a job's thread, IMainView's from the main thread (ShowBalloon from any). Those of
-// CCDWriterUI that have an answer wait for the main thread, so they must not be called on it.
+// Created on the main thread after QApplication and destroyed before it. CCDWriterUI's functions
+// may be called on a job's thread, IMainView's on the main thread (ShowBalloon on any). Those of
+// CCDWriterUI that return an answer wait for the main thread, so they must not be called there.
 //
-// Where the desktop has no tray, the queue window is on the screen from the start and stands in
-// for the icon: a button takes its clicks and offers its menu, and balloons show beside it.
+// If the desktop has no tray, the queue window is visible from the start and stands in for the
+// icon: a button handles its clicks and offers its menu, and balloons are shown beside it.
 #pragma once
 
 #include "platform/clock.h"
@@ -25,20 +25,21 @@ namespace larkspin {
 
 class QtUi final : public CCDWriterUI, public IMainView {
   public:
-    // All references are kept. Called on the main thread: `onQuit` when RequestExit was called, and
-    // `onCancel` when the user has confirmed a Cancel in the progress dialog's run of that number.
-    // Throws CCDWriterUIException("Window creation failed.") if a window can't be made.
+    // Keeps all references. The callbacks are called on the main thread: `onQuit` after
+    // RequestExit, and `onCancel` when the user has confirmed a Cancel in the progress dialog's run
+    // of that number. Throws CCDWriterUIException("Window creation failed.") if a window can't be
+    // created.
     QtUi(IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store, IFileSystem& files,
          IClock& clock, std::function<void()> onQuit,
          const std::function<void(JobKind kind, uint32_t run)>& onCancel = {});
     QtUi(const QtUi&) = delete;
     QtUi& operator=(const QtUi&) = delete;
-    // Ends the waits of any job thread first.
+    // First ends the waits of any job thread.
     ~QtUi() override;
 
-    // Main thread: ends the waits of any job thread with the cancelled answer, now and from now
-    // on, and returns when none waits any more. Call it before joining a job's thread once the
-    // main loop no longer runs; Quit does it too.
+    // Main thread: ends all waits of job threads, current and future, with the cancelled answer,
+    // and returns when none is waiting any more. To be called before joining a job's thread when
+    // the main loop no longer runs; Quit does it, too.
     void ReleaseWaits();
 
     DataParametersResult ShowDataParameters(const std::u16string& header, bool verify) override;

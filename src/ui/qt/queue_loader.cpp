@@ -63,7 +63,7 @@ void CQueueLoader::Run() {
         const std::u16string path = std::move(m_requests.back());
         m_requests.pop_back();
         lock.unlock();
-        Insist([&] { Load(path); }); // else the row stays without
+        Insist([&] { Load(path); }); // otherwise the row stays without details
         lock.lock();
     }
 }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Reads what the queue editor shows of its paths on a thread of its own, so that neither a long
-// queue nor a slow disk holds up the window.
+// Reads what the queue editor shows about its paths on its own thread, so that neither a long queue
+// nor a slow disk blocks the window.
 #pragma once
 
 #include "platform/clock.h"
@@ -28,17 +28,17 @@ class CQueueLoader {
   public:
     using Deliver = std::function<void(const std::u16string& path, const QueueItemTexts& texts)>;
 
-    // `deliver` is called on the main thread. All references are kept and must outlive `main`'s
-    // last function.
+    // `deliver` is called on the main thread. All references are kept and must outlive the last
+    // function posted to `main`.
     CQueueLoader(IFileSystem& files, IClock& clock, CMainThread& main, Deliver deliver);
     CQueueLoader(const CQueueLoader&) = delete;
     CQueueLoader& operator=(const CQueueLoader&) = delete;
-    // Joins the thread, which ends after the path that it is at.
+    // Joins the thread, which stops after its current path.
     ~CQueueLoader();
 
-    // Main thread. What was asked last is read first: it is what the user looks at.
+    // Main thread. The last request is served first: it is what the user is looking at.
     void Request(const std::u16string& path);
-    // Forgets what has not been begun.
+    // Drops requests that have not been started.
     void Clear();
 
   private:

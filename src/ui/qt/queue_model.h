@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The queue editor's table: the columns but the name and the track are read when they are looked
-// at. Rows can be dragged within it if that is allowed. Main thread.
+// The queue editor's table. All columns but name and track are read when they become visible. If
+// allowed, rows can be dragged within it. Main thread.
 #pragma once
 
 #include "ui/qt/queue_loader.h"
@@ -23,14 +23,14 @@ class CQueueModel final : public QAbstractTableModel {
     Q_OBJECT
 
   public:
-    // All references are kept.
+    // Keeps all references.
     CQueueModel(IFileSystem& files, IClock& clock, CMainThread& main, bool showFileIcons);
 
-    // All rows anew; gives those that were there. What was read of a path stays on show until it
+    // Replaces all rows and returns the old ones. What was read about a path stays visible until it
     // has been read again.
     std::vector<QueueRow> SetRows(std::vector<QueueRow> rows);
     const std::vector<QueueRow>& Rows() const { return m_rows; }
-    // Empty for a path that is in no row.
+    // Empty if no row has this path.
     std::optional<int> RowOf(const std::u16string& path) const;
 
     void AllowDragging(bool allow) { m_bDragging = allow; }
@@ -43,12 +43,12 @@ class CQueueModel final : public QAbstractTableModel {
     Qt::DropActions supportedDropActions() const override { return Qt::MoveAction; }
     QStringList mimeTypes() const override;
     QMimeData* mimeData(const QModelIndexList& indexes) const override;
-    // Moves nothing itself, see Dropped.
+    // Does not move anything itself; see Dropped.
     bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
                       const QModelIndex& parent) override;
 
   signals:
-    // These paths were dropped in front of that one, or behind the last if that is empty.
+    // These paths were dropped before that one, or after the last if that is empty.
     void Dropped(const std::vector<std::u16string>& paths, const std::u16string& before);
 
   private:

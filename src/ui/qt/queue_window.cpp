@@ -76,7 +76,7 @@ CQueueWindow::CQueueWindow(CEditQueueDialog& logic, CQueueModel& model,
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
     connect(escape, &QShortcut::activated, this, [this] { CloseCommand(); });
 
-    SetReportStyle(true); // the columns get their widths
+    SetReportStyle(true); // sets the widths of the columns
     const QRect desktop = screen()->availableGeometry();
     const int width = std::clamp(ColumnsWidth(), DialogWidth(*this, kWidthUnits),
                                  std::max(DialogWidth(*this, kWidthUnits), desktop.width() / 2));
@@ -98,7 +98,7 @@ void CQueueWindow::MakeList() {
     m_pList->setUniformRowHeights(true);
     m_pList->setAllColumnsShowFocus(true);
     m_pList->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    m_pList->setTextElideMode(Qt::ElideMiddle); // both the folder and the name stay readable
+    m_pList->setTextElideMode(Qt::ElideMiddle); // both folder and name stay readable
     m_pList->header()->setStretchLastSection(false);
     m_pList->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_pList, &QWidget::customContextMenuRequested, this,
@@ -132,7 +132,7 @@ void CQueueWindow::AddTrackKeys() {
         key->setContext(Qt::WidgetShortcut);
         connect(key, &QShortcut::activated, this, [this, up] { MoveTracks(up); });
     }
-    // When the drag is over: the rows change with it.
+    // After the drag, because it changes the rows.
     connect(
         &m_model, &CQueueModel::Dropped, this,
         [this](const std::vector<std::u16string>& paths, const std::u16string& before) {
@@ -155,7 +155,7 @@ void CQueueWindow::MoveTracks(bool up) {
     }
 }
 
-// What the list needs to show its columns whole, and what stands beside it.
+// The width for showing all columns completely, and what is beside them.
 int CQueueWindow::ColumnsWidth() const {
     const QueueControlSizes sizes;
     const int outside = width() - LayOutQueueEditor(width(), height(), sizes).list.width;
@@ -163,8 +163,8 @@ int CQueueWindow::ColumnsWidth() const {
            m_pList->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, m_pList) + outside;
 }
 
-// A large font, or a locale that writes dates at length, needs more than the usual width. A date or
-// a size that is cut off says nothing. Only while the columns are shown: hidden ones have no width.
+// A large font, or a locale with long dates, needs more than the usual width; a truncated date or
+// size is useless. Only while the columns are visible: hidden ones have no width.
 void CQueueWindow::WidenColumns() {
     const QFontMetricsF font(m_pList->font());
     const int margins =
@@ -178,8 +178,9 @@ void CQueueWindow::WidenColumns() {
     widen(CEditQueueDialog::kSize, FormatSize(1023));
 }
 
-// With details on, the names take what the other columns leave of the list's width, and keep doing
-// so as it changes from `widthBefore`, unless the user has made the columns wider than the list.
+// With details on, the name column takes the width that the others leave, and keeps doing so as the
+// list's width changes from `widthBefore`, unless the user has made the columns wider than the
+// list.
 void CQueueWindow::FitName(int widthBefore) {
     const int width = m_pList->viewport()->width();
     const int columns = m_pList->header()->length();
@@ -218,7 +219,7 @@ void CQueueWindow::SetStandIn(bool on) {
 void CQueueWindow::RefreshRows() {
     std::optional<std::vector<QueueRow>> rows = m_logic.Refresh(isVisible() && !isMinimized());
     const QString summary = ToQt(m_logic.Summary());
-    if (summary != m_pTotal->text()) { // more lines where there is a playing time, or a disc
+    if (summary != m_pTotal->text()) { // there may be more lines, for a playing time or a disc
         m_pTotal->setText(summary);
         MeasureControls();
         LayOut();
@@ -226,7 +227,7 @@ void CQueueWindow::RefreshRows() {
     if (!rows) {
         return;
     }
-    // The user's place: what is selected, where the cursor is and what stands at the top.
+    // What to preserve: the selection, the cursor and the scroll position.
     const std::vector<std::u16string> selected = SelectedPaths();
     const int current = m_pList->currentIndex().row();
     const int top = m_pList->indexAt(QPoint(0, 0)).row();
@@ -237,7 +238,7 @@ void CQueueWindow::RefreshRows() {
     if (m_model.Rows().empty()) {
         return;
     }
-    // Where what stood in a row is now, or else what stood behind it.
+    // The present row of what was in a row, or of what followed it.
     const auto nearest = [&](int row) {
         for (auto at = static_cast<size_t>(row); at < before.size(); ++at) {
             if (const std::optional<int> now = m_model.RowOf(before[at].strPath)) {
@@ -264,7 +265,7 @@ void CQueueWindow::RefreshRows() {
     }
     m_pList->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
     if (current >= 0) {
-        // The cursor moves on to a neighbour of a row that is gone, but selects nothing.
+        // If its row is gone, the cursor moves to a neighbour, but selects nothing.
         m_pList->selectionModel()->setCurrentIndex(nearest(current), QItemSelectionModel::NoUpdate);
     }
     if (top >= 0) {
@@ -282,7 +283,7 @@ std::vector<std::u16string> CQueueWindow::SelectedPaths() const {
     return paths;
 }
 
-// The cursor has gone on to what follows; it is selected, so that the next Delete takes it.
+// The cursor has moved to the next row, which is selected so that another Delete removes it.
 void CQueueWindow::RemoveSelected() {
     const std::vector<std::u16string> selected = SelectedPaths();
     if (selected.empty()) {
@@ -310,7 +311,7 @@ void CQueueWindow::dragEnterEvent(QDragEnterEvent* event) {
 void CQueueWindow::dropEvent(QDropEvent* event) {
     for (const QUrl& url : event->mimeData()->urls()) {
         if (url.isLocalFile()) {
-            // The bytes as they are: not every name is UTF-8.
+            // The bytes as they are: some names are not UTF-8.
             const QByteArray path = url.path(QUrl::FullyEncoded).toLatin1();
             m_dropped(ToWide(QByteArray::fromPercentEncoding(path).toStdString()));
         }
@@ -333,7 +334,7 @@ void CQueueWindow::ShowContextMenu(QPoint position) {
     TrackMenuOnMonitor(m_contextMenu, m_pList->viewport()->mapToGlobal(position));
 }
 
-// The track stands in both styles, and its head, which tells the order and changes it.
+// The track is shown in both styles, with its header, which shows and changes the order.
 void CQueueWindow::ShowColumns() {
     const bool tracks = m_logic.IsAllAudio() && !m_model.Rows().empty();
     for (int column = 1; column < CEditQueueDialog::kColumns; ++column) {

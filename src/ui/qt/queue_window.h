@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The window of the queue editor. Files and folders can be dropped on it. Where the desktop has no
-// tray it also stands in for the tray icon (CStandIn). Main thread.
+// The window of the queue editor. Files and folders can be dropped on it. If the desktop has no
+// tray, it also stands in for the tray icon (CStandIn). Main thread.
 #pragma once
 
 #include "ui/edit_queue_dialog.h"
@@ -29,17 +29,17 @@ class CQueueWindow final : public QWidget {
     Q_OBJECT
 
   public:
-    // All references are kept. Starts hidden. `dropped` gets each path that is dropped.
+    // Keeps all references. Starts hidden. `dropped` is called for each dropped path.
     CQueueWindow(CEditQueueDialog& logic, CQueueModel& model,
                  std::function<void(const std::u16string& path)> dropped);
 
     CStandIn& StandIn() { return *m_pHead; }
-    // While on, closing minimises the window instead of hiding it, as it is all there is to see of
-    // the program.
+    // While on, closing minimises the window instead of hiding it, because nothing else of the
+    // program is visible.
     void SetStandIn(bool on);
     bool IsStandIn() const { return m_bStandIn; }
 
-    // Takes the rows from the queue if it has changed.
+    // Updates the rows if the queue has changed.
     void RefreshRows();
 
   protected:
@@ -65,7 +65,7 @@ class CQueueWindow final : public QWidget {
     void MoveTracks(bool up);
     void CloseCommand();
     void RemoveSelected();
-    void ShowState(); // what depends on the rows and on the selection
+    void ShowState(); // whatever depends on the rows and the selection
     void ShowContextMenu(QPoint position);
     std::vector<std::u16string> SelectedPaths() const;
 

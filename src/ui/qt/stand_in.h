@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What stands in for the tray icon where the desktop has no tray: a button that takes its clicks
-// and has its menu, buttons with words for what people come for, and a line for its balloons.
-// Main thread.
+// Stands in for the tray icon if the desktop has no tray: a button with its clicks and its menu,
+// labelled buttons for the main commands, and a line for its balloons. Main thread.
 #pragma once
 
 #include "ui/menus.h"
@@ -30,13 +29,13 @@ class CStandIn final : public QWidget {
 
     // Left clicks call `clicked`; right clicks and the arrow show `menu`, which is kept.
     void Connect(QMenu& menu, std::function<void()> clicked);
-    // What the icon's menu holds now. The buttons are enabled as its items are, and disabled where
-    // it has no such item; what they do comes through `command`.
+    // The current items of the icon's menu. The buttons are enabled like its items, and disabled if
+    // there is no such item; their commands are passed to `command`.
     void SetMenu(const std::vector<MenuItem>& items, std::function<void(uint32_t)> command);
     void SetIcon(const QIcon& icon);
     void ShowNotice(const Balloon& balloon);
 
-    // The usual notice fits, so that nothing moves when one comes or goes.
+    // Leaves room for the usual notice, so that nothing moves when one appears or disappears.
     int HeightFor(int width) const;
 
   signals:

@@ -48,7 +48,7 @@ void CTrayView::Connect(CCDWriterUITrayIcon& logic, StandIn standIn) {
     m_standIn.setIcon(m_frames.front());
     QObject::connect(&m_animation, &QTimer::timeout, &m_icon,
                      [this] { m_pLogic->OnAnimationTimer(); });
-    // Of two quick clicks some desktops report the second one as a double click.
+    // For two quick clicks, some desktops report the second one as a double click.
     QObject::connect(&m_icon, &QSystemTrayIcon::activated, &m_icon,
                      [this](QSystemTrayIcon::ActivationReason reason) {
                          if (reason == QSystemTrayIcon::Trigger ||
@@ -58,7 +58,7 @@ void CTrayView::Connect(CCDWriterUITrayIcon& logic, StandIn standIn) {
                      });
     QObject::connect(&m_menu, &QMenu::aboutToShow, &m_menu, [this] {
         FillIconMenu();
-        if (m_menu.isEmpty()) { // nothing to offer right now, so nothing is shown
+        if (m_menu.isEmpty()) { // nothing is shown if there is nothing to offer right now
             QMetaObject::invokeMethod(&m_menu, &QMenu::close, Qt::QueuedConnection);
         }
     });
@@ -71,7 +71,7 @@ void CTrayView::FillIconMenu() {
     m_pFilling = &wanted;
     m_pLogic->OnRightButtonUp();
     m_pFilling = nullptr;
-    if (wanted != m_items) { // each change is sent to the desktop
+    if (wanted != m_items) { // every change is sent to the desktop
         m_items = std::move(wanted);
         const auto choose = [this](uint32_t chosen) {
             const std::function<void(uint32_t)> command = m_command; // it may be replaced

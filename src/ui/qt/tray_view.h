@@ -22,7 +22,7 @@ class CNotifier;
 
 class CTrayView final : public ITrayView {
   public:
-    // Where balloons and frames go too: the window that stands in for a missing tray.
+    // The window that stands in for a missing tray; also gets balloons and frames.
     struct StandIn {
         std::function<void(const QIcon&)> setIcon;
         std::function<void(const Balloon&)> showBalloon;
@@ -34,16 +34,16 @@ class CTrayView final : public ITrayView {
     CTrayView& operator=(const CTrayView&) = delete;
     ~CTrayView() override;
 
-    // Shows the icon and wires it to its logic; both are kept.
+    // Shows the icon and connects it to its logic; keeps both.
     void Connect(CCDWriterUITrayIcon& logic, StandIn standIn);
 
     static bool HasTray() { return QSystemTrayIcon::isSystemTrayAvailable(); }
 
-    // The menu that the icon shows. Desktops fetch it in advance, so RefreshMenu has to be called
-    // when what a right click would show may have changed.
+    // The icon's menu. Desktops fetch it in advance, so RefreshMenu must be called whenever what a
+    // right click would show may have changed.
     QMenu& Menu() { return m_menu; }
     void RefreshMenu();
-    // Shows these items: in the icon's menu if that is being filled, else at the cursor.
+    // Shows these items: in the icon's menu if that is being filled, otherwise at the cursor.
     void TrackMenu(const std::vector<MenuItem>& items, std::function<void(uint32_t)> command);
 
     void SetTrayIcon(int frame) override;
@@ -53,14 +53,14 @@ class CTrayView final : public ITrayView {
 
   private:
     void FillIconMenu();
-    void ShowOwnBalloon(const Balloon& balloon); // the icon's, without the desktop's service
+    void ShowOwnBalloon(const Balloon& balloon); // without the desktop's service
 
     CCDWriterUITrayIcon* m_pLogic = nullptr;
     StandIn m_standIn;
     std::array<QIcon, CCDWriterUITrayIcon::kFrames> m_frames;
-    std::vector<MenuItem>* m_pFilling = nullptr; // not null while the icon's menu is being filled
-    std::vector<MenuItem> m_items;               // what it holds
-    std::function<void(uint32_t)> m_command;     // where its choices go
+    std::vector<MenuItem>* m_pFilling = nullptr; // set while the icon's menu is being filled
+    std::vector<MenuItem> m_items;               // its items
+    std::function<void(uint32_t)> m_command;     // called with the choice
     QMenu m_menu;
     QMenu m_popup;
     QSystemTrayIcon m_icon;

@@ -51,7 +51,7 @@ QMessageBox::Icon IconOf(BoxIcon icon) {
     return QMessageBox::NoIcon;
 }
 
-// The button that Escape and the window's close button stand for.
+// The button that corresponds to Escape and the window's close button.
 QMessageBox::StandardButton WayOut(BoxButtons buttons) {
     switch (buttons) {
     case BoxButtons::Ok:
@@ -71,7 +71,7 @@ QMessageBox::StandardButton DefaultOf(BoxButtons buttons) {
                                                  : QMessageBox::Ok;
 }
 
-// A key or a click that was meant for what was there before must not answer `box`.
+// A key or click meant for what was there before must not answer `box`.
 void HoldAnswers(QMessageBox& box) {
     const auto setEnabled = [&box](bool enabled) {
         for (QAbstractButton* button : box.buttons()) {
@@ -85,7 +85,7 @@ void HoldAnswers(QMessageBox& box) {
     });
 }
 
-// A text that would take the box beyond the screen scrolls, so that the buttons are in reach.
+// A text too long for the screen scrolls, so that the buttons can be reached.
 void LetLongTextScroll(QMessageBox& box) {
     auto* label = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
     const int most = box.screen()->availableGeometry().height() / 2;
@@ -118,7 +118,7 @@ QDialog* CWindowSet::Open(std::unique_ptr<QDialog> dialog, std::function<void(in
             const auto own = std::find_if(m_open.begin(), m_open.end(),
                                           [&](const auto& other) { return other.get() == open; });
             if (own != m_open.end()) {
-                own->release()->deleteLater(); // we are in a signal of its own
+                own->release()->deleteLater(); // this is called from one of its own signals
                 m_open.erase(own);
             }
             done(result);
@@ -145,7 +145,7 @@ QDialog* OpenMessageBox(CWindowSet& windows, const std::u16string& text,
     }
     box->setWindowModality(Qt::NonModal);
     LetLongTextScroll(*box);
-    // Room for the title beside the window's buttons, however short the text is.
+    // Room for the title beside the window's buttons, even if the text is short.
     if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
         grid->addItem(new QSpacerItem(DialogWidth(*box, kLeastBoxUnits), 0), grid->rowCount(), 0, 1,
                       grid->columnCount());
