@@ -51,9 +51,9 @@ std::unique_ptr<CReader> IfTaken(Make make) {
     }
 }
 
-// CWavReader takes plain files. What it refuses, and what it takes for PCM though it is none, is
-// left to libsndfile, and unfinished sizes that this does not see through to CWavReader again. What
-// they all refuse keeps the first answer. A disc of noise is none.
+// CWavReader reads plain files. libsndfile gets what it refuses and what is not PCM although it
+// would read it as such; files with unfinished sizes that libsndfile can't read go back to
+// CWavReader. If all refuse, the first answer is used. A disc must never be filled with noise.
 std::unique_ptr<CReader> MakeWav(const std::u16string& name, IFileSystem& files) {
     std::unique_ptr<CWavReader> plain;
     std::exception_ptr refusal;
@@ -97,7 +97,7 @@ struct AudioFormat {
     const char* title;
     std::unique_ptr<CReader> (*make)(const std::u16string& name, IFileSystem& files);
     std::optional<AudioProbe> (*probe)(const std::u16string& name, IFileSystem& files);
-    bool normalised; // whether the probe's length is brought to CD audio or told as it is
+    bool normalised; // whether the probe's length is converted to CD audio or used as it is
 };
 
 constexpr AudioFormat kFormats[] = {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// From a file name to CD audio, and to its length.
+// Turns a file name into CD audio, and into its length.
 #pragma once
 
 #include "audio/reader.h"
@@ -12,12 +12,11 @@
 namespace larkspin {
 
 // True if the name ends in ".wav", ".mp3", ".wma", ".ogg", ".ape", ".flac", ".m4a", ".aac",
-// ".opus",
-// ".aiff", ".aif" or ".wv", in any case. The file is not opened.
+// ".opus", ".aiff", ".aif" or ".wv", in upper or lower case. Does not open the file.
 bool IsSupportedAudioFile(std::u16string_view name);
 
-// A file that can't be a track: "NAME (FORMAT): REASON", with the name's last component whole, so
-// that the text may be longer than those of other CReaderExceptions.
+// A file that can't be a track: "NAME (FORMAT): REASON". The last component of the name is
+// complete, so the text may be longer than those of other CReaderExceptions.
 class CSourceRefusal final : public CReaderException {
   public:
     CSourceRefusal(const std::u16string& name, const char* format, const std::string& reason);
@@ -27,13 +26,13 @@ class CSourceRefusal final : public CReaderException {
     std::string m_strText;
 };
 
-// The finished chain for a file: 44,100 Hz, two channels, 16 bits, a whole number of 2352-byte
-// blocks. Empty if the suffix is none of these. Throws CSourceRefusal.
+// The complete chain for a file: 44,100 Hz, two channels, 16 bits, a whole number of 2352-byte
+// blocks. Null if the suffix is none of these. Throws CSourceRefusal.
 std::unique_ptr<CReader> CreateAudioReader(const std::u16string& name,
                                            IFileSystem& files = PosixFiles());
 
-// PCM bytes that the file will take on an audio CD, from its headers alone; 0 for what
-// can't be read, isn't known or is no regular file, which is not opened. Never throws.
+// PCM bytes that the file will take up on an audio CD, from its headers alone. 0 if it can't be
+// read, is of an unknown format, or is not a regular file, which is not opened. Never throws.
 uint32_t GetAudioFileLength(const std::u16string& name, IFileSystem& files = PosixFiles());
 
 } // namespace larkspin

@@ -23,7 +23,7 @@ void CPipedReader::StartTriedDecoder(const char* noPipe, const char* noThread) {
     try {
         CheckTrial(m_nDecoded - m_nDamaged, m_nTrial);
     } catch (const CReaderException&) {
-        StopDecoder(); // while what it decodes with still lives
+        StopDecoder(); // while everything that it decodes with still exists
         throw;
     }
 }
@@ -39,8 +39,8 @@ void CPipedReader::StartDecoder(const char* noPipe, const char* noThread) {
             try {
                 Decode();
             } catch (const std::exception&) {
-                // Ends the stream early, as any failure of a decoder does. Out of a thread it
-                // would end the process, and the disc that is being written with it.
+                // Ends the stream early, like any other failure of a decoder. If it left the
+                // thread, it would end the process, and with it a disc that is being written.
             }
             m_pPipe->CloseWrite();
             EndTrial();

@@ -13,7 +13,7 @@ uint32_t NormalisedLength(const AudioProbe& probe) {
     if (probe.rate <= 0) {
         return 0;
     }
-    // Held early, so that no later step can overflow.
+    // Limited early, so that no later step can overflow.
     uint64_t bytes = std::min<uint64_t>(probe.bytes, uint64_t{1} << 40);
     if (probe.bits > 16) {
         bytes = bytes / static_cast<uint64_t>(probe.bits / 8) * 2;

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the headers of an audio file say, and the place that it will take on a disc.
+// What the headers of an audio file say, and the room that it will take on a disc.
 //
-// A probe never throws but for std::bad_alloc and yields nothing for a file that can't be read or
-// isn't of its format. It may be called on any thread. ProbeWav and ProbeMp3 stand beside their
+// A probe throws nothing but std::bad_alloc, and returns nothing for a file that can't be read or
+// is in another format. It may be called on any thread. ProbeWav and ProbeMp3 are next to their
 // readers; ProbeHeader serves the others.
 #pragma once
 
@@ -24,8 +24,8 @@ struct AudioProbe {
     int channels = 0;
 };
 
-// Marks the constructor of a reader that reads the header alone and starts no decoder. It leaves
-// m_nLength out; PcmBytes tells the bytes of PCM, also where they fit no m_nLength.
+// Marks the constructor of a reader that only reads the header and starts no decoder. It does not
+// set m_nLength; PcmBytes returns the bytes of PCM, even if they don't fit into m_nLength.
 struct HeaderOnly {};
 
 template <class Reader>
@@ -41,10 +41,10 @@ std::optional<AudioProbe> ProbeHeader(const std::u16string& name, IFileSystem& f
     }
 }
 
-// Bytes of the finished track, a multiple of 2352: doubled unless the source has 16 bits or more,
-// less if it has more, brought
-// to 44,100 Hz with the fraction dropped, doubled unless it has two channels, rounded up. 0 for a
-// rate of 0 or less; what does not fit is held at the largest multiple of 2352 in 32 bits.
+// Bytes of the finished track, a multiple of 2352: the source's bytes, doubled if it has less than
+// 16 bits, reduced if it has more, converted to 44,100 Hz with the fraction dropped, doubled unless
+// it has two channels, and rounded up. 0 for a rate of 0 or less. Limited to the largest multiple
+// of 2352 in 32 bits.
 uint32_t NormalisedLength(const AudioProbe& probe);
 
 } // namespace larkspin

@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CReader: a pull source of PCM bytes whose total length is known before the first byte is read.
+// CReader: a source of PCM bytes whose total length is known before the first byte is read.
 //
-// Samples of all channels are interleaved, channel 0 first; 16-bit samples are signed
-// little-endian, and so are wider ones; 8-bit samples are unsigned with the middle at 128, as in a
-// WAV file. A reader is ready when its constructor returns and only goes forward. One thread uses a
-// reader at a time.
+// Samples of all channels are interleaved, channel 0 first. Samples of 16 bits or more are signed
+// little-endian; 8-bit samples are unsigned with the middle at 128, as in a WAV file. A reader is
+// ready when its constructor returns, and only moves forward. One thread uses a reader at a time.
 #pragma once
 
 #include "platform/text.h"
@@ -22,10 +21,10 @@ constexpr uint32_t kCdSampleRate = 44100;
 constexpr uint32_t kCdBlockBytes = 2352;
 constexpr uint32_t kCdReadChunkBytes = 18816; // 8 blocks
 
-// Raised by the constructors of readers and stages with a finished text for the user.
+// Thrown by the constructors of readers and stages, with a complete text for the user.
 class CReaderException : public std::exception {
   public:
-    // Keeps at most 127 bytes of the text, never half of a UTF-8 character.
+    // Keeps at most 127 bytes of the text, without splitting a UTF-8 character.
     explicit CReaderException(const std::string& text);
     const char* what() const noexcept override { return m_szText.data(); }
 
@@ -33,16 +32,16 @@ class CReaderException : public std::exception {
     std::array<char, 128> m_szText = {};
 };
 
-// The file can't be opened as one of its format, and its reader knows no more than that.
+// The file can't be opened as one of its format, and the reader knows no more about the reason.
 class CNotOpened final : public CReaderException {
   public:
     using CReaderException::CReaderException;
 };
 
-// What was lost of the sound that a reader has given so far.
+// What was lost of the sound that a reader has returned so far.
 struct SoundLoss {
-    bool brokeOff = false;       // the source ended early or is damaged; silence stands in for it
-    uint64_t clippedSamples = 0; // louder than full scale, and held there
+    bool brokeOff = false;       // the source ended early or is damaged; replaced by silence
+    uint64_t clippedSamples = 0; // louder than full scale, and limited to it
 };
 
 class CReader {
@@ -51,13 +50,13 @@ class CReader {
     CReader(const CReader&) = delete;
     CReader& operator=(const CReader&) = delete;
 
-    // Fills `buffer` with up to `bytes` bytes and stores the count in *bytesRead unless that is
-    // null. A count of 0 for a request above 0 is the end, now and at every later call. Decoding
-    // errors are not reported: the stream just ends early.
+    // Fills `buffer` with up to `bytes` bytes and stores their number in *bytesRead unless that is
+    // null. 0 for a request above 0 means the end, now and in every later call. Decoding errors are
+    // not reported: the stream just ends early.
     virtual void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) = 0;
-    // Complete once the end was read. For the thread that reads.
+    // Complete once the end was read. For the reading thread.
     virtual SoundLoss Loss() const { return {}; }
-    // May be called at any moment of the stream; joins the object's thread if it has one.
+    // May be called at any point of the stream; joins the object's thread if it has one.
     virtual ~CReader() = default;
 
     int32_t m_nLength = -1; // PCM bytes claimed; only the outermost stage makes it exact

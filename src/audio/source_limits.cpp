@@ -15,7 +15,7 @@ namespace larkspin {
 namespace {
 
 constexpr int64_t kMaxLength = std::numeric_limits<int32_t>::max();
-constexpr size_t kMaxText = 127; // what CReaderException keeps
+constexpr size_t kMaxText = 127; // as kept by CReaderException
 constexpr int64_t kMaxTrial = 1 << 20;
 constexpr std::string_view kTooLong = "it is longer than 2 GiB of sound.";
 
@@ -75,7 +75,7 @@ void CheckSource(const CReader& source) {
     if (source.m_nLength <= 0) {
         throw CReaderException("it holds no sound, or does not say how much.");
     }
-    // Both the widened and the finished length have a field to fit.
+    // Both the widened and the finished length must fit into a field.
     const int64_t widened = int64_t{source.m_nLength} * (source.m_nBits >= 16 ? 1 : 2);
     const AudioProbe probe = {.bytes = static_cast<uint64_t>(source.m_nLength),
                               .bits = source.m_nBits,

@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What a source may be, and how one is refused: the limits of the stages and of CReader's fields.
+// Which sources are accepted, and how one is refused: the limits of the stages and CReader's
+// fields.
 //
-// A refusal is a CReaderException whose text gives the reason; the factory puts the file's name in
-// front.
+// A refusal is a CReaderException whose text is the reason; the factory adds the file's name before
+// it.
 #pragma once
 
 #include "audio/reader.h"
@@ -16,29 +17,29 @@
 namespace larkspin {
 
 constexpr int32_t kMaxSourceChannels = 2;
-// Below this rate the output of one block outgrows the resampler's buffers.
+// Below this rate, the output for one block would exceed the resampler's buffers.
 constexpr int32_t kMinSourceRate = 2205;
-// Above this rate no real file lies.
+// No real file has a rate above this.
 constexpr int32_t kMaxSourceRate = 768000;
 
-// A text around the name of a file without its folder. What CReaderException can keep of a long
-// name is less than all, so that `after` always stands in full.
+// A text around the name of a file without its folder. As CReaderException can't keep all of a long
+// name, the name is shortened so that `after` is always complete.
 std::string TextWithName(std::string_view before, const std::u16string& name,
                          std::string_view after);
 
 // `bytes` as a CReader's m_nLength; refuses what does not fit. For the constructors of readers.
 int32_t CheckedLength(uint64_t bytes);
 
-// Bytes of the first second of `source`, or of all of it if that is less; at most 1 MiB. That much
-// is decoded when a file is opened, so that one which doesn't decode is refused.
+// Bytes of the first second of `source`, or all of it if that is less; at most 1 MiB. This much is
+// decoded when a file is opened, so that one that can't be decoded is refused.
 uint64_t TrialBytes(const CReader& source);
-// Refuses a file of which so few of these bytes could be decoded that it is no song. A quarter is
-// enough: lengths are estimates, and a song may begin with damage.
+// Refuses a file of which so little could be decoded that it is not a song. A quarter is enough:
+// lengths are estimates, and a song may begin with damage.
 void CheckTrial(uint64_t decoded, uint64_t trial);
 
-// Refuses a source that no chain can bring to CD audio: no or too many channels, a rate outside
-// the limits, no length, or a finished length that does not fit m_nLength. Its width is left to the
-// stages.
+// Refuses a source that no chain can convert to CD audio: no or too many channels, a rate outside
+// the limits, no length, or a finished length that does not fit into m_nLength. The stages check
+// its width.
 void CheckSource(const CReader& source);
 
 } // namespace larkspin

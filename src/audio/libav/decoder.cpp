@@ -18,12 +18,12 @@ namespace larkspin {
 namespace {
 
 constexpr int kIoBufferBytes = 32768;
-constexpr size_t kSkipSamplesBytes = 10;    // of a packet's note about them
+constexpr size_t kSkipSamplesBytes = 10;    // of a packet's side data about them
 constexpr int kMaxSamplesInFrame = 1 << 20; // of all channels; a hostile header may claim more
 
 } // namespace
 
-// What libavformat calls, with the decoder as opaque data.
+// Callbacks for libavformat, with the decoder as opaque data.
 struct CLibavDecoder::Callbacks {
     static int Read(void* opaque, uint8_t* buffer, int bytes) {
         auto& decoder = *static_cast<CLibavDecoder*>(opaque);
@@ -134,7 +134,7 @@ bool CLibavDecoder::Select(size_t index, AVSampleFormat output) {
     m_output = output;
     m_input = m_pCodec->sample_fmt;
 
-    // The same layout on both sides: samples change their form, channels are not mixed.
+    // The same layout on both sides: the form of the samples changes, but channels are not mixed.
     AVChannelLayout layout = {};
     av_channel_layout_default(&layout, Channels());
     SwrContext* converter = nullptr;
@@ -160,7 +160,8 @@ bool CLibavDecoder::ReadPacket() {
 
 uint64_t CLibavDecoder::PacketFrames() const {
     const AVCodecParameters& form = *m_pStream->codecpar;
-    // A packet of AAC always decodes to a whole frame, also where the container has a shorter one.
+    // A packet of AAC always decodes to a whole frame, even if the container says that it is
+    // shorter.
     const int64_t frames =
         form.codec_id == AV_CODEC_ID_AAC && form.frame_size > 0
             ? form.frame_size
@@ -203,7 +204,7 @@ void CLibavDecoder::SendPacket() {
         return;
     }
     m_nPacketFrames = PacketFrames();
-    // A packet that the decoder refuses is lost, and the next one is tried.
+    // A packet refused by the decoder is lost, and the next one is tried.
     if (avcodec_send_packet(m_pCodec.get(), m_pPacket.get()) < 0) {
         m_nLostFrames += m_nPacketFrames;
     }
@@ -241,7 +242,7 @@ std::span<const uint8_t> CLibavDecoder::Convert() {
                     const_cast<const uint8_t**>(m_pFrame->extended_data), m_pFrame->nb_samples);
     int64_t skip = 0;
     if (m_nSeekFrame >= 0) {
-        // Of the frames that come out of one packet, the first alone has a stamp.
+        // If a packet yields several frames, only the first has a time stamp.
         if (m_pFrame->pts != AV_NOPTS_VALUE) {
             m_nNextFrame =
                 av_rescale_q(m_pFrame->pts, m_pStream->time_base, AVRational{1, SampleRate()});

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// ILibavDecoder behind RAII.
+// The implementation of ILibavDecoder, with RAII.
 #pragma once
 
 #include "audio/readers/libav_decoder.h"
@@ -52,15 +52,15 @@ class CLibavDecoder final : public ILibavDecoder {
 
     explicit CLibavDecoder(ISequentialFile& file) : m_file(file) {}
     bool OpenInput(const char* demuxer);
-    // False when the decoder has no more.
+    // False if the decoder has no more.
     bool ReceiveFrame();
     void SendPacket();
     // The next packet of the selected stream. False at the end of the container.
     bool ReadPacket();
-    // Of m_pPacket, by what the container and the form of the sound say.
+    // The frames in m_pPacket, according to the container and the form of the sound.
     uint64_t PacketFrames() const;
     bool HasRightForm(const AVFrame& frame) const;
-    // The samples of m_pFrame, less what a seek has still to skip.
+    // The samples of m_pFrame, without those that a seek still has to skip.
     std::span<const uint8_t> Convert();
 
     ISequentialFile& m_file;
@@ -77,11 +77,11 @@ class CLibavDecoder final : public ILibavDecoder {
     AVSampleFormat m_input = AV_SAMPLE_FMT_NONE;
     int m_nChannels = 0;
     int m_nSampleRate = 0;
-    uint64_t m_nPacketFrames = 0; // of the packet that was sent last
+    uint64_t m_nPacketFrames = 0; // in the packet sent last
     uint64_t m_nLostFrames = 0;
-    bool m_bDraining = false;  // the container has ended; the decoder gives what it still holds
+    bool m_bDraining = false;  // the container has ended; the decoder returns what it still holds
     int64_t m_nSeekFrame = -1; // set by Seek until the first samples after it
-    int64_t m_nNextFrame = 0;  // that Convert gives, while m_nSeekFrame is set
+    int64_t m_nNextFrame = 0;  // the next one from Convert, while m_nSeekFrame is set
 };
 
 } // namespace larkspin

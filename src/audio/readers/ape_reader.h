@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A Monkey's Audio file, decoded on a thread of its own.
+// A Monkey's Audio file, decoded on its own thread.
 //
-// m_nBits is what the file says; the chain refuses what is neither 8 nor 16.
+// m_nBits is the file's; the chain refuses anything but 8 or 16.
 //
 // Constructor failures: "cannot open", "Internal error #610" (no pipe), "Internal error #111" (no
 // thread).
@@ -26,7 +26,7 @@ class CAPEReader : public CPipedReader {
     ~CAPEReader() override;
 
     // Positions in whole seconds, callable on any thread. SetPosition takes effect at the next
-    // block that is decoded; what is in the pipe by then still comes first.
+    // decoded block; what is already in the pipe still comes first.
     virtual void SetPosition(uint32_t seconds) { m_nSeekSeconds = seconds; }
     virtual uint32_t GetPosition() const;
     virtual uint32_t GetDuration() const;
@@ -37,14 +37,14 @@ class CAPEReader : public CPipedReader {
     void Decode() override;
 
   private:
-    // The file, for the decompressor: only reading and moving do anything.
+    // The file, for the decompressor: only reading and moving are implemented.
     class MyIO;
 
     std::unique_ptr<MyIO> m_pIO; // outlives m_pDecompress, which reads it
     std::unique_ptr<IAPEDecompress> m_pDecompress;
     int64_t m_nTotalBlocks = 0;               // samples of each channel
     int32_t m_nBlockAlign = 0;                // bytes of a block
-    std::atomic<int64_t> m_nSeekSeconds = -1; // -1: none is asked for
+    std::atomic<int64_t> m_nSeekSeconds = -1; // -1: no request
 };
 
 } // namespace larkspin

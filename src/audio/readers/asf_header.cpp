@@ -13,7 +13,7 @@ namespace larkspin {
 
 namespace {
 
-using Guid = std::array<uint8_t, 16>; // as it stands in the file
+using Guid = std::array<uint8_t, 16>; // as stored in the file
 
 constexpr Guid kHeader = {0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11,
                           0xA6, 0xD9, 0x00, 0xAA, 0x00, 0x62, 0xCE, 0x6C};
@@ -31,7 +31,7 @@ constexpr Guid kAdvancedContentEncryption = {0x33, 0x85, 0x05, 0x43, 0x81, 0x69,
 constexpr uint64_t kObjectPrefix = 24;          // GUID and 64-bit size
 constexpr uint64_t kHeaderPrefix = 30;          // and a count of objects, two reserved bytes
 constexpr uint64_t kHeaderExtensionPrefix = 46; // and a GUID, two reserved bytes, a data size
-// Offsets in the File Properties Object (3.2), and what of it is read.
+// Offsets in the File Properties Object (3.2), and how much of it is read.
 constexpr size_t kPlayDurationAt = 64;
 constexpr size_t kPrerollAt = 80;
 constexpr size_t kFlagsAt = 88;

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The few facts of an ASF header that are needed before a decoder is tried: whether the content is
+// The few facts of an ASF header that are needed before trying a decoder: whether the content is
 // encrypted, and how long it plays. From the ASF specification, revision 01.20.03.
 //
-// The walk is bounded: it reads a fixed number of bytes for each object and at most
-// kMaxAsfObjects objects, and trusts no size that leads out of the object around it.
+// The walk is bounded: it reads a fixed number of bytes for each object and at most kMaxAsfObjects
+// objects, and does not trust a size that exceeds the enclosing object.
 #pragma once
 
 #include "platform/files.h"
@@ -18,9 +18,9 @@ namespace larkspin {
 constexpr int kMaxAsfObjects = 4096;
 
 struct AsfHeader {
-    // A Content Encryption, Extended or Advanced Content Encryption Object is there.
+    // There is a Content Encryption, Extended or Advanced Content Encryption Object.
     bool isProtected = false;
-    // True playing time in units of 100 ns: the play duration less the preroll, which players
+    // Actual playing time in units of 100 ns: the play duration less the preroll, which players
     // buffer and do not play. Nothing for a file that was streamed and never completed.
     std::optional<uint64_t> duration;
 };

@@ -10,7 +10,7 @@
 
 namespace larkspin {
 
-// What libFLAC calls, with the reader as client data.
+// Callbacks for libFLAC, with the reader as client data.
 struct CFLACReader::Callbacks {
     static CFLACReader& Reader(void* client) { return *static_cast<CFLACReader*>(client); }
 
@@ -73,8 +73,8 @@ struct CFLACReader::Callbacks {
         }
     }
 
-    // A frame that can't be decoded is libFLAC's to step over. One that was damaged, or of which
-    // the start was not found, comes as silence after this.
+    // libFLAC itself skips a frame that can't be decoded. For one that was damaged, or whose start
+    // was not found, it returns silence after this call.
     static void Error(const FLAC__StreamDecoder* /*decoder*/, FLAC__StreamDecoderErrorStatus status,
                       void* client) {
         if (status == FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH ||
@@ -86,7 +86,7 @@ struct CFLACReader::Callbacks {
 
 namespace {
 
-// Interleaves two channels of 16-bit samples; the loop is plain so that it becomes vector code.
+// Interleaves two channels of 16-bit samples, in a loop simple enough for vector code.
 void InterleaveStereo16(const FLAC__int32* left, const FLAC__int32* right, size_t samples,
                         uint8_t* to) {
     for (size_t i = 0; i < samples; ++i) {
@@ -115,7 +115,8 @@ CFLACReader::CFLACReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSy
             &Callbacks::Length, &Callbacks::IsEndOfFile, &Callbacks::Write, &Callbacks::Metadata,
             &Callbacks::Error, this) == FLAC__STREAM_DECODER_INIT_STATUS_OK &&
         FLAC__stream_decoder_process_until_end_of_metadata(m_pDecoder.get()) != 0;
-    // libFLAC also takes a bare sequence of frames; without STREAMINFO nothing is known of it.
+    // libFLAC also accepts a bare sequence of frames; without STREAMINFO its properties are
+    // unknown.
     if (!read ||
         FLAC__stream_decoder_get_state(m_pDecoder.get()) > FLAC__STREAM_DECODER_END_OF_STREAM ||
         m_nSampleRate <= 0) {
@@ -130,7 +131,7 @@ CFLACReader::CFLACReader(const std::u16string& name, IFileSystem& files)
 }
 
 CFLACReader::~CFLACReader() {
-    // The callbacks see the flag also when the pipe has room, or when no frame is found any more.
+    // The callbacks see the flag even if the pipe has room, or if no more frame is found.
     m_bStop = true;
     StopDecoder();
 }
@@ -192,7 +193,7 @@ void CFLACReader::Decode() {
         if (target != kNoSeek && FLAC__stream_decoder_seek_absolute(decoder, target) == 0) {
             return;
         }
-        // A search for the next frame that is broken off counts as processed; its state tells.
+        // An aborted search for the next frame counts as processed; only the state shows it.
         if (FLAC__stream_decoder_get_state(decoder) >= FLAC__STREAM_DECODER_END_OF_STREAM) {
             return;
         }

@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A FLAC file through libFLAC, decoded on a thread of its own.
+// A FLAC file through libFLAC, decoded on its own thread.
 //
-// m_nBits is what STREAMINFO says, in whole bytes: samples of 12 bits leave with 16, of 20 with 24,
-// with zeros below. 8-bit samples leave as unsigned bytes, wider ones as signed ones.
+// m_nBits is STREAMINFO's, rounded up to whole bytes: samples of 12 bits become 16, those of 20
+// become 24, with zeros at the low end. 8-bit samples are returned as unsigned bytes, wider ones as
+// signed.
 //
-// A stream that doesn't tell its length (0 samples in STREAMINFO) has m_nLength 0; CheckSource
-// refuses it by name. A frame with another channel count or width than STREAMINFO's ends the
-// stream. A frame that libFLAC cannot decode is left out, a frame whose checksum is wrong comes
-// from libFLAC as silence. A file of which the first second is lost to that is refused.
+// A stream without a length (0 samples in STREAMINFO) has m_nLength 0, which CheckSource refuses by
+// name. A frame whose number of channels or width differs from STREAMINFO's ends the stream. A
+// frame that libFLAC can't decode is left out; for a frame with a wrong checksum, libFLAC returns
+// silence. A file that loses its first second in this way is refused.
 //
 // Constructor failures: "cannot open", "not a FLAC file", "Internal error #280" (no pipe),
 // "Internal error #281" (no thread).
@@ -34,7 +35,7 @@ class CFLACReader : public CPipedReader {
     ~CFLACReader() override;
 
     // Positions in whole seconds, callable on any thread. SetPosition takes effect at the next
-    // frame that is decoded; what is in the pipe by then still comes first.
+    // decoded frame; what is already in the pipe still comes first.
     virtual void SetPosition(uint32_t seconds);
     virtual uint32_t GetPosition() const;
     virtual uint32_t GetDuration() const { return m_nDurationSeconds; }
@@ -64,7 +65,7 @@ class CFLACReader : public CPipedReader {
     uint64_t m_nFileSize = 0;
     uint32_t m_nDurationSeconds = 0;
     bool m_bDamagedFrame = false;      // the next frame is silence in its place
-    bool m_bEndOfFile = false;         // a read callback met the end of the file
+    bool m_bEndOfFile = false;         // a read callback reached the end of the file
     std::atomic<bool> m_bStop = false; // the destructor asks the thread to stop
     std::atomic<uint64_t> m_nSeekSample = kNoSeek;
     std::atomic<uint64_t> m_nDecodeOffset = 0; // bytes into the file

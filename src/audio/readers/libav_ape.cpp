@@ -14,7 +14,7 @@ namespace larkspin {
 
 namespace {
 
-// The file that the decoder reads, on top of a CIO.
+// The file read by the decoder, on top of a CIO.
 class CIoFile final : public ISequentialFile {
   public:
     explicit CIoFile(CIO& io) : m_io(io) {}
@@ -34,7 +34,7 @@ class CIoFile final : public ISequentialFile {
     CIO& m_io;
 };
 
-// What the decoder shall give for a file of `bits`; 24-bit samples are cut out of it.
+// The form requested for a file of `bits`; 24-bit samples are cut from it.
 AVSampleFormat DecodedForm(int bits) {
     switch (bits) {
     case 8:
@@ -71,7 +71,7 @@ class CLibavApe final : public IAPEDecompress {
     int m_nSampleRate = 0;
     int64_t m_nTotalBlocks = 0;
     std::atomic<int64_t> m_nCurrentBlock = 0;
-    std::span<const uint8_t> m_rest; // decoded and not yet given out
+    std::span<const uint8_t> m_rest; // decoded and not yet returned
 };
 
 bool CLibavApe::Open() {

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A Monkey's Audio decompressor with a small call surface, on libavformat and libavcodec.
+// A small interface for decompressing Monkey's Audio, based on libavformat and libavcodec.
 //
-// A block is one sample of all channels. GetData and Seek belong to one thread; GetInfo may be
-// called from any. Bits per sample are what the file says; samples leave packed: 8-bit ones
-// unsigned, all others signed and little-endian.
+// A block is one sample of all channels. GetData and Seek are for one thread; GetInfo may be called
+// on any. The bits per sample are the file's. Samples are packed: 8-bit ones unsigned, all others
+// signed and little-endian.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@
 
 namespace larkspin {
 
-// How the decompressor gets at the file. Operations give 0 for success and any other number for
-// failure; a decompressor only reads, so that a file behind this may refuse all the rest.
+// The decompressor's access to the file. Functions return 0 for success and anything else for
+// failure. A decompressor only reads, so a file may refuse everything else.
 class CIO {
   public:
     virtual ~CIO() = default;
@@ -45,19 +45,19 @@ enum ApeInfo {
 class IAPEDecompress {
   public:
     virtual ~IAPEDecompress() = default;
-    // Puts up to `blocks` blocks at `buffer` and their number in *retrieved; 0 is the end.
-    // Anything but 0 as the result is a failure.
+    // Stores up to `blocks` blocks at `buffer` and their number in *retrieved; 0 is the end. Any
+    // result but 0 is a failure.
     virtual int GetData(char* buffer, int64_t blocks, int64_t* retrieved) = 0;
-    // Makes `block` the next that GetData gives. 0 on success.
+    // Makes `block` the next one that GetData returns. 0 on success.
     virtual int Seek(int64_t block) = 0;
-    // A field of ApeInfo; -1 for a field that isn't known.
+    // A field of ApeInfo; -1 for an unknown field.
     virtual int64_t GetInfo(int field) const = 0;
-    // Makes a GetData that runs on another thread come to its end soon.
+    // Makes a GetData running on another thread return soon.
     virtual void RequestStop() = 0;
 };
 
-// Null if `io` holds no Monkey's Audio file. `io` is borrowed and must outlive the result. Throws
-// what GetLibavModule does.
+// Null if `io` is not a Monkey's Audio file. `io` is not owned and must outlive the result. Throws
+// the exceptions of GetLibavModule.
 std::unique_ptr<IAPEDecompress> CreateIAPEDecompressEx(CIO& io);
 
 } // namespace larkspin

@@ -20,7 +20,7 @@ const LibavModule* Load() {
     std::error_code error;
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
     const std::filesystem::path path = program.parent_path() / LARKSPIN_MODULE_DIR / kFile;
-    // Never closed: decoders of it may live as long as the program.
+    // Never closed: its decoders may live as long as the program.
     void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* symbol = module == nullptr ? nullptr : ::dlsym(module, kLibavModuleSymbol);
     return symbol == nullptr ? nullptr : reinterpret_cast<LibavModuleFunction>(symbol)();

@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t kSilenceBytes = 65536; // at once
 
-// Samples leave in this form; none if it isn't one that a chain takes.
+// The form of the samples; none if it isn't one that a chain accepts.
 AVSampleFormat FormOf(const AVCodecParameters& stream) {
     switch (stream.format) {
     case AV_SAMPLE_FMT_U8:
@@ -44,8 +44,8 @@ CLibavReader::CLibavReader(HeaderOnly /*tag*/, const char* demuxer, const std::u
     const AVCodecParameters& stream = Open(demuxer, name);
     const uint64_t claimed = m_pDecoder->ClaimedFrames();
     uint64_t frames = claimed;
-    // Headers tell the length of lossy sound with what an encoder added, or in fractions of a
-    // second, or not at all. A file that breaks off long before the end that it claims keeps that.
+    // For lossy sound, headers state the length including what an encoder added, or in fractions of
+    // a second, or not at all. A file that ends long before its claimed end keeps that claim.
     if (claimed == 0 || !GetLibavModule().isLossless(stream.codec_id)) {
         frames = m_pDecoder->CountFrames();
         if (claimed > frames + static_cast<uint64_t>(m_nSampleRate)) {
@@ -70,7 +70,7 @@ CLibavReader::~CLibavReader() {
     StopDecoder();
 }
 
-// Starts the file from its beginning and sets the fields. The result lives as long as m_pDecoder.
+// Opens the file at its beginning and sets the fields. The result lives as long as m_pDecoder.
 const AVCodecParameters& CLibavReader::Open(const char* demuxer, const std::u16string& name) {
     m_pDecoder.reset();
     if (m_hFile != nullptr && m_hFile->Seek(0)) {
@@ -110,7 +110,7 @@ void CLibavReader::Decode() {
     }
 }
 
-// In the place of what was lost, so that the rest keeps its time.
+// In place of what was lost, so that the rest keeps its time.
 bool CLibavReader::WriteSilence(uint64_t frames) {
     const auto frameBytes = static_cast<uint64_t>(m_nChannels * m_nBits / 8);
     const uint8_t silence = m_nBits == 8 ? 0x80 : 0;

@@ -1,13 +1,12 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CLibavReader: the formats that libavformat and libavcodec read by themselves, decoded on a thread
-// of its own: AAC and Apple Lossless in an MPEG-4 file, bare AAC (ADTS), Opus in Ogg, AIFF,
-// WavPack.
+// CLibavReader: the formats that libavformat and libavcodec read by themselves, decoded on its own
+// thread: AAC and Apple Lossless in an MPEG-4 file, bare AAC (ADTS), Opus in Ogg, AIFF, WavPack.
 //
-// Samples leave in the width in which they are decoded: 8, 16 or 32 bits, or floats. What an
-// encoder added at the ends is left out where the file tells it in the library's terms. Sound that
-// cannot be decoded becomes silence.
+// Samples keep the width in which they are decoded: 8, 16 or 32 bits, or floats. What an encoder
+// added at the ends is left out if the file declares it in a way that the library understands.
+// Sound that can't be decoded becomes silence.
 #pragma once
 
 #include "audio/piped_reader.h"
@@ -21,9 +20,9 @@ namespace larkspin {
 
 class CLibavReader : public CPipedReader {
   public:
-    // `demuxer` is the library's name of the container. Throws
-    // CReaderException: "Cannot open %s.", "it holds no sound.", "it holds a kind of sound that
-    // cannot be decoded.", and what GetLibavModule, CheckedLength and StartTriedDecoder have.
+    // `demuxer` is the library's name of the container. Throws CReaderException: "Cannot open %s.",
+    // "it holds no sound.", "it holds a kind of sound that cannot be decoded.", and those of
+    // GetLibavModule, CheckedLength and StartTriedDecoder.
     CLibavReader(const char* demuxer, const std::u16string& name, IFileSystem& files);
     CLibavReader(HeaderOnly tag, const char* demuxer, const std::u16string& name,
                  IFileSystem& files);

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CMp3Dither: one channel of libmad's fixed-point samples to 16 bits, with noise-shaped dither.
+// CMp3Dither: reduces one channel of libmad's fixed-point samples to 16 bits, with noise-shaped
+// dither.
 #pragma once
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace larkspin {
 
 class CMp3Dither {
   public:
-    // `sample` is signed with 28 fractional bits; what lies outside -1.0 to 1.0 is clipped.
+    // `sample` is signed with 28 fractional bits; values outside -1.0 to 1.0 are clipped.
     int16_t Reduce(int32_t sample);
 
   private:
@@ -30,7 +31,7 @@ class CMp3Dither {
 
 // In the header for speed: it runs for each sample.
 inline int16_t CMp3Dither::Reduce(int32_t sample) {
-    // 64 bits, since a damaged stream can bring the decoder's samples near the ends of 32.
+    // 64 bits, since a damaged stream can bring the decoder's samples close to the limits of 32.
     int64_t shaped = int64_t{sample} + m_nError0 - m_nError1 + m_nError2;
     m_nError2 = m_nError1;
     m_nError1 = m_nError0 / 2;
@@ -40,7 +41,7 @@ inline int16_t CMp3Dither::Reduce(int32_t sample) {
                   static_cast<int32_t>(m_nRandom & kMask);
     m_nRandom = next;
 
-    // Clipping is no error to make good later.
+    // Clipping is not an error to be compensated later.
     if (out > kMost) {
         out = kMost;
         shaped = std::min(shaped, kMost);

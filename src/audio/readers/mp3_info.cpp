@@ -22,7 +22,7 @@ constexpr uint32_t kHasFrames = 1;
 // In LAME's extension.
 constexpr size_t kDelayAt = 21; // two numbers of 12 bits
 constexpr size_t kExtensionBytes = 24;
-// Encoders that are known to mean these numbers.
+// Encoders that are known to use these numbers correctly.
 constexpr std::array<std::string_view, 4> kEncoders = {"LAME", "L3.9", "Lavf", "Lavc"};
 
 size_t SideInfoBytes(const mad_header& header) {
@@ -41,7 +41,7 @@ bool StartsWith(std::span<const uint8_t> bytes, std::string_view id) {
 
 std::optional<Mp3Info> ReadMp3Info(const mad_header& header, const CMpegStream& stream) {
     std::span<const uint8_t> rest = stream.Frame();
-    // False if the frame has not that many bytes more.
+    // False if the frame has fewer bytes left.
     const auto step = [&rest](size_t bytes) {
         const bool there = bytes <= rest.size();
         rest = rest.subspan(there ? bytes : rest.size());

@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kMaxFrameSamples = 1152;
 constexpr uint64_t kUnitSamples = 32;
-constexpr uint64_t kDecoderDelay = 529; // samples that come out before the first that went in
+constexpr uint64_t kDecoderDelay = 529; // samples returned before the first one that went in
 constexpr uint64_t kLeastCoverage = 10; // frames of sound are at least a tenth of a file
 
 int ChannelsOf(const mad_header& header) {
@@ -33,9 +33,9 @@ int UnitsOf(const mad_header& header) {
 // What the frames of a file say.
 struct Mp3Scan {
     AudioProbe sound;
-    std::optional<Mp3Info> info; // the first frame is an encoder's own
+    std::optional<Mp3Info> info; // set if the first frame is an encoder's own
     uint64_t frames = 0;         // of sound
-    uint64_t samples = 0;        // of each channel, with what the encoder added
+    uint64_t samples = 0;        // of each channel, including what the encoder added
     uint64_t coveredBytes = 0;   // by runs of frames
 };
 
@@ -74,8 +74,8 @@ class Coverage {
     unsigned m_nRate = 0;
 };
 
-// The samples in front of the sound and behind it that are not part of it. An encoder that counted
-// other frames than there are cannot have meant the end that this file has.
+// The samples before and after the sound that are not part of it. If an encoder counted other
+// frames than there are, its numbers can't apply to the end of this file.
 uint64_t SamplesInFront(const Mp3Scan& scan) {
     return scan.info ? scan.info->delay : 0;
 }
@@ -86,7 +86,7 @@ uint64_t SamplesBehind(const Mp3Scan& scan) {
     return whole ? scan.info->padding : 0;
 }
 
-// Sums up all frames by their headers. Nothing if there are none or the walk broke off.
+// Adds up all frames by their headers. Nothing if there are none or the walk was interrupted.
 std::optional<Mp3Scan> ScanHeaders(CMpegStream& stream) {
     Mp3Scan scan;
     scan.sound.bits = 16;
@@ -124,7 +124,7 @@ bool IsCovered(const Mp3Scan& scan, const CMpegStream& stream) {
     return scan.coveredBytes >= stream.End() / kLeastCoverage;
 }
 
-// The mean of both channels in the place of the first.
+// The mean of both channels replaces the first.
 void MixToMono(mad_pcm* pcm) {
     for (unsigned i = 0; i < pcm->length; ++i) {
         pcm->samples[0][i] = static_cast<mad_fixed_t>(
@@ -132,17 +132,17 @@ void MixToMono(mad_pcm* pcm) {
     }
 }
 
-// A frame's samples with dither, interleaved. Channels go side by side, since each sample waits for
-// the error of the one before it in its own channel alone.
+// A frame's samples with dither, interleaved. The channels are processed in parallel, since each
+// sample depends only on the error of the previous one in its own channel.
 template <size_t kChannels>
 void Reduce(const mad_pcm& pcm, size_t begin, size_t end, std::array<CMp3Dither, 2>* channels,
             int16_t* to) {
     std::array<const mad_fixed_t*, kChannels> from;
     for (size_t channel = 0; channel < kChannels; ++channel) {
-        // A frame of one channel stands for both.
+        // A frame with one channel is used for both.
         from[channel] = pcm.samples[std::min<size_t>(channel, pcm.channels - 1)];
     }
-    std::array<CMp3Dither, 2> dither = *channels; // kept out of memory in the loop
+    std::array<CMp3Dither, 2> dither = *channels; // in registers during the loop
     for (size_t i = begin; i < end; ++i) {
         for (size_t channel = 0; channel < kChannels; ++channel) {
             *to++ = dither[channel].Reduce(from[channel][i]);
@@ -151,7 +151,7 @@ void Reduce(const mad_pcm& pcm, size_t begin, size_t end, std::array<CMp3Dither,
     *channels = dither;
 }
 
-// Null if the file can't be opened or has nothing to read.
+// Null if the file can't be opened or has no bytes.
 std::unique_ptr<CMpegStream> OpenStream(const std::u16string& name, IFileSystem& files) {
     std::unique_ptr<ISequentialFile> file = files.OpenSequential(name);
     if (!file) {
@@ -161,7 +161,7 @@ std::unique_ptr<CMpegStream> OpenStream(const std::u16string& name, IFileSystem&
     return stream->Rewind() ? std::move(stream) : nullptr;
 }
 
-// Where libmad puts a frame and its samples.
+// Storage for libmad's frame and its samples.
 struct FrameDecoder {
     mad_frame frame;
     mad_synth synth;

@@ -13,8 +13,8 @@ namespace larkspin {
 namespace {
 
 constexpr size_t kWindowBytes = 65536;
-// What libmad can always see ahead: the longest frame, of 5760 bytes, and the header after it,
-// which it needs to tell the length of frames in free format.
+// What libmad always has to see in advance: the longest frame, of 5760 bytes, and the header after
+// it, which it needs to determine the length of frames in free format.
 constexpr size_t kAheadBytes = 16384;
 constexpr unsigned long kMostMonoLayer2 = 192000; // bits per second
 
@@ -56,9 +56,9 @@ bool CMpegStream::NextFrame(mad_frame* frame) {
         if (mad_header_decode(&header, stream) != 0) {
             return -1;
         }
-        // The standard has no Layer II of one channel above 192 kbit/s, but encoders have. What
-        // libmad knows of the bit rate from here on is only the table that it chooses: that of
-        // free format is the right one for all high rates.
+        // The standard has no single-channel Layer II above 192 kbit/s, but encoders produce it.
+        // From here on, libmad only uses the bit rate to select a table, and the one for free
+        // format is right for all high rates.
         if (header.layer == MAD_LAYER_II && header.mode == MAD_MODE_SINGLE_CHANNEL &&
             (header.flags & MAD_FLAG_LSF_EXT) == 0 && header.bitrate > kMostMonoLayer2) {
             header.flags |= MAD_FLAG_FREEFORMAT;
@@ -83,7 +83,7 @@ bool CMpegStream::Next(Decode decode) {
             Refill();
         }
         StepOverTags();
-        // A failed search for the next frame loses libmad's note that it must search.
+        // When a search for the next frame fails, libmad forgets that it must go on searching.
         const int sync = m_Stream.sync;
         if (decode(&m_Stream) == 0) {
             return true;
@@ -95,7 +95,7 @@ bool CMpegStream::Next(Decode decode) {
             return false;
         }
         if (m_Stream.next_frame == m_Window.data() && m_nFilled >= kWindowBytes) {
-            // Something that claims to be a frame of a whole window isn't one.
+            // Something that claims to be as large as a whole window isn't a frame.
             ++m_Stream.next_frame;
             m_Stream.sync = 0;
             continue;
@@ -105,7 +105,7 @@ bool CMpegStream::Next(Decode decode) {
     }
 }
 
-// Puts zeros behind the last frame, once. False if that has been done or is not wanted.
+// Appends zeros to the last frame, once. False if that has been done or is not wanted.
 bool CMpegStream::PutGuard() {
     if (!m_bKeepsLast || m_bGuarded) {
         return false;
@@ -116,8 +116,8 @@ bool CMpegStream::PutGuard() {
     return true;
 }
 
-// Moves on behind the tags where the next frame is looked for. What claims to be a tag that is
-// longer than the rest of the file is none.
+// Skips the tags where the next frame is expected. A supposed tag that is longer than the rest of
+// the file is not one.
 void CMpegStream::StepOverTags() {
     for (;;) {
         const std::span<const uint8_t> ahead(m_Stream.next_frame, m_Stream.bufend);
@@ -142,8 +142,8 @@ void CMpegStream::StepOverTags() {
     }
 }
 
-// Moves what libmad still needs to the front of the window and fills up behind it. libmad's state
-// of synchronisation is kept; a new buffer would count as synchronised.
+// Moves what libmad still needs to the front of the window and fills it up. This keeps libmad's
+// synchronisation state, whereas a new buffer would count as synchronised.
 void CMpegStream::Refill() {
     const bool first = m_Stream.buffer == nullptr;
     const int sync = m_Stream.sync;

@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CMpegStream: libmad's stream over a file, through a window of fixed size that moves on.
+// CMpegStream: libmad's stream over a file, through a moving window of fixed size.
 //
-// Gives the same frames as a stream over the whole file in one buffer, except that junk can't pose
-// as a frame of more than a window, and that tags are stepped over: those behind the sound, and
-// those that stand in front of it or between two frames. For the readers' source files
-// only; this is where libmad's types are seen.
+// Returns the same frames as a stream over the whole file in one buffer, except that junk can't
+// pose as a frame larger than a window, and that tags before, between and after the frames are
+// skipped. Only for the source files of the readers: it exposes libmad's types.
 #pragma once
 
 #include "platform/files.h"
@@ -20,27 +19,27 @@ namespace larkspin {
 
 class CMpegStream {
   public:
-    // `file` stands at its start. What is appended to it from now on is not read.
+    // `file` is at its start. Whatever is appended to it later is not read.
     explicit CMpegStream(std::unique_ptr<ISequentialFile> file);
     CMpegStream(const CMpegStream&) = delete;
     CMpegStream& operator=(const CMpegStream&) = delete;
     ~CMpegStream();
 
-    // Has the last frame decoded even if nothing follows it: libmad then sees zeros behind it.
-    // Without this it leaves that frame out, unless tags behind it were left out.
+    // Makes sure that the last frame is decoded even if nothing follows it: libmad then sees zeros
+    // after it. Otherwise libmad leaves that frame out, unless tags after it were skipped.
     void KeepLastFrame() { m_bKeepsLast = true; }
     // Back to the start of the file. False if it can't be read or has no bytes.
     bool Rewind();
-    // Goes to the next frame; false at the end or if an error came that libmad can't recover from.
+    // Goes to the next frame; false at the end or after an error that libmad can't recover from.
     bool NextHeader(mad_header* header);
     bool NextFrame(mad_frame* frame);
-    // The bytes of the frame whose header was read last, valid until the next call.
+    // The bytes of the frame whose header was last read, valid until the next call.
     std::span<const uint8_t> Frame() const { return {m_Stream.this_frame, m_Stream.next_frame}; }
     // Offset of these bytes in the file.
     uint64_t FrameOffset() const;
-    // Bytes of the file that belong to no tag behind the sound.
+    // Bytes of the file before any tags at its end.
     uint64_t End() const { return m_nEnd; }
-    // Whether the last call met the end of the file, with all of it read.
+    // Whether the last call reached the end of the file, with all of it read.
     bool AtEnd() const;
 
   private:

@@ -13,7 +13,7 @@ namespace larkspin {
 
 namespace {
 
-// What libvorbisfile calls, with the file as data source.
+// Callbacks for libvorbisfile, with the file as data source.
 
 ISequentialFile& File(void* source) {
     return *static_cast<ISequentialFile*>(source);
@@ -69,7 +69,7 @@ COggReader::COggReader(HeaderOnly /*tag*/, const std::u16string& name, IFileSyst
     m_nChannels = info->channels;
     m_nSampleRate = static_cast<int32_t>(info->rate);
     const int64_t bytesPerSecond = int64_t{m_nSampleRate} * m_nChannels * kSampleBytes;
-    // Held below 2^62, which a double can hold and an integer too.
+    // Limited to less than 2^62, which both a double and an integer can hold.
     const double bytes = std::min(seconds * static_cast<double>(bytesPerSecond), 0x1p62);
     m_nPcmBytes = static_cast<uint64_t>(bytes);
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Reads from a file that may give less than it is asked for.
+// Reads from a file that may return less than requested.
 #pragma once
 
 #include "platform/files.h"
@@ -11,7 +11,7 @@
 
 namespace larkspin {
 
-// Reads until `bytes` are there or the file ends or fails; the count.
+// Reads until `bytes` have been read or the file ends or fails; returns the number read.
 inline size_t ReadWhole(ISequentialFile& file, void* buffer, size_t bytes) {
     size_t filled = 0;
     while (filled < bytes) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Moves in a file the way that decoder libraries ask for: from the start, the place or the end.
+// Seeks in a file as decoder libraries do: from the start, the current position or the end.
 #pragma once
 
 #include "platform/files.h"
@@ -11,8 +11,8 @@
 
 namespace larkspin {
 
-// `whence` is SEEK_SET, SEEK_CUR or SEEK_END. The new offset in bytes from the start; -1 if it
-// would lie before the start or the file cannot be moved.
+// `whence` is SEEK_SET, SEEK_CUR or SEEK_END. Returns the new offset in bytes from the start, or -1
+// if it would lie before the start or seeking fails.
 inline int64_t SeekFrom(ISequentialFile& file, int64_t offset, int whence) {
     int64_t base = whence == SEEK_SET ? 0 : -1;
     if (whence == SEEK_CUR) {

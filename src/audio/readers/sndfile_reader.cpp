@@ -17,7 +17,7 @@ namespace larkspin {
 
 struct CSndfileReader::Io {
     std::unique_ptr<ISequentialFile> file;
-    int64_t start = 0; // of the sound file, behind a tag
+    int64_t start = 0; // of the sound file, after a tag
 
     static Io& Of(void* user) { return *static_cast<Io*>(user); }
 
@@ -130,7 +130,7 @@ CSndfileReader::CSndfileReader(const std::u16string& name, IFileSystem& files)
     std::vector<uint8_t> second(trial);
     uint32_t decoded = 0;
     if (m_nChannels <= kMaxSourceChannels) {
-        // Of another reader, since not every form can be moved back to its start.
+        // With another reader, since not every form can be rewound to its start.
         CSndfileReader(HeaderOnly(), name, files)
             .Read(second.data(), static_cast<uint32_t>(trial), &decoded);
         CheckTrial(decoded, trial);

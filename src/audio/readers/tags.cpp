@@ -26,8 +26,8 @@ bool StartsWith(std::span<const uint8_t> bytes, std::string_view id) {
     return bytes.size() >= id.size() && std::equal(id.begin(), id.end(), bytes.begin());
 }
 
-// Bytes of the contents by an ID3v2 header or footer, in groups of seven bits. False if the bytes
-// are neither: the top bits of a size are never set, and no version is 0xFF.
+// Bytes of the contents according to an ID3v2 header or footer, in groups of seven bits. False if
+// the bytes are neither: the top bits of a size are never set, and no version is 0xFF.
 bool Id3v2Contents(std::span<const uint8_t> bytes, std::string_view id, uint64_t* contents) {
     if (bytes.size() < kId3v2HeaderBytes || !StartsWith(bytes, id) || bytes[3] == 0xFF ||
         bytes[4] == 0xFF) {
@@ -56,7 +56,7 @@ bool ReadApeTag(std::span<const uint8_t> bytes, ApeTag* tag) {
     return tag->size >= kApeHeaderBytes;
 }
 
-// Bytes of the tag that ends with `tail`, the last bytes of what is left of a file; 0 if none does.
+// Bytes of the tag that ends with `tail`, the last bytes before other tags; 0 if there is none.
 uint64_t TagBytesBehind(std::span<const uint8_t> tail) {
     if (tail.size() >= kId3v1Bytes && StartsWith(tail.last(kId3v1Bytes), "TAG")) {
         return kId3v1Bytes;

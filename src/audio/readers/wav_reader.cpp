@@ -17,7 +17,7 @@ namespace larkspin {
 namespace {
 
 constexpr uint16_t kPcmFormatTag = 1;
-// Programs that write to a pipe put at least that in the place of a size that they do not know yet.
+// Programs that write to a pipe put at least this in place of a size that they don't know yet.
 constexpr uint32_t kUnfinishedBytes = 0x7FFF0000;
 constexpr uint32_t kChunkHeaderBytes = 8; // identifier and size
 constexpr uint32_t kFormTypeBytes = 4;
@@ -35,7 +35,7 @@ struct Chunk {
 
     bool Is(std::string_view name) const { return std::string_view(id.data(), id.size()) == name; }
     uint64_t End() const { return offset + size; }
-    // Chunks begin at even distances; an odd one is followed by a pad byte.
+    // Chunks begin at even offsets; a pad byte follows an odd one.
     uint64_t Next() const { return End() + (size & 1); }
 };
 
@@ -51,7 +51,7 @@ class WavWalk {
     WavWalk(ISequentialFile& file, WavSizes sizes)
         : m_file(file), m_sizes(sizes), m_nFileSize(std::max<int64_t>(file.Size(), 0)) {}
 
-    // False if there is no form WAVE, a chunk reaches beyond it, or a part is missing.
+    // False if there is no form WAVE, a chunk extends beyond it, or a part is missing.
     bool Run(WavFile* found) {
         Chunk riff;
         if (!FindForm(&riff)) {
@@ -116,7 +116,7 @@ class WavWalk {
         return static_cast<uint32_t>(std::min<uint64_t>(rest, UINT32_MAX));
     }
 
-    // The chunk must be there as a whole, but only its first fields are read.
+    // The chunk must be complete, but only its first fields are read.
     bool ReadFormat(const Chunk& chunk, WavFormat* format) {
         if (chunk.End() > m_nFileSize) {
             return false;
@@ -176,7 +176,7 @@ CWavReader::CWavReader(const std::u16string& name, IFileSystem& files, WavSizes 
 void CWavReader::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     const uint32_t wanted = std::min(bytes, m_nDataLeft);
     const auto got = static_cast<uint32_t>(ReadWhole(*m_pFile, buffer, wanted));
-    // After a short read nothing more is to come, whatever becomes of the file.
+    // After a short read, nothing more will be returned, whatever happens to the file.
     m_nDataLeft = got < wanted ? 0 : m_nDataLeft - got;
     if (bytesRead != nullptr) {
         *bytesRead = got;

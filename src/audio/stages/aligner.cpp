@@ -25,7 +25,7 @@ void CAligner::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     uint32_t got = 0;
     m_pSource->Read(buffer, bytes, &got);
     std::memset(static_cast<uint8_t*>(buffer) + got, 0, bytes - got);
-    // Up to the claimed end, the zeros behind the source's bytes stand in for audio.
+    // Up to the claimed end, the zeros after the source's bytes replace missing audio.
     const uint32_t delivered = std::min(bytes, left);
     m_nPosition += static_cast<int32_t>(delivered);
     m_nSilence += static_cast<int32_t>(delivered - std::min(got, delivered));

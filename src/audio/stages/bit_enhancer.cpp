@@ -26,7 +26,7 @@ void CBitEnhancer::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
     uint32_t got = 0;
     m_pSource->Read(out + half, half, &got);
     for (size_t i = 0; i < got; ++i) {
-        // (v - 128) * 256: the low byte is 0, the high byte v with its top bit turned over.
+        // (v - 128) * 256: the low byte is 0, the high byte v with its top bit inverted.
         const uint8_t v = in[i];
         out[2 * i] = 0;
         out[2 * i + 1] = v ^ 0x80;

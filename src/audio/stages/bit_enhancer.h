@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CBitEnhancer: 8-bit unsigned samples to 16-bit signed ones, value (v - 128) * 256.
+// CBitEnhancer: converts 8-bit unsigned samples to 16-bit signed ones, (v - 128) * 256.
 #pragma once
 
 #include "audio/reader.h"
@@ -12,10 +12,10 @@ namespace larkspin {
 
 class CBitEnhancer final : public CReader {
   public:
-    // Throws CReaderException "Internal error #292." without a source and "Internal error #293."
-    // for a source that has not 8 bits. Claims twice the length of its source.
+    // Throws CReaderException "Internal error #292." if `source` is null, and "Internal error
+    // #293." if it does not have 8 bits. Claims twice the length of its source.
     explicit CBitEnhancer(std::unique_ptr<CReader> source);
-    // Reads bytes / 2 bytes of the source, so an odd last byte of a request stays unfilled.
+    // Reads bytes / 2 bytes from the source; an odd last byte of a request is not filled.
     void Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) override;
     SoundLoss Loss() const override { return m_pSource->Loss(); }
 

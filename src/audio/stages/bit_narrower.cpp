@@ -15,7 +15,7 @@ namespace {
 
 constexpr int64_t kFullScale = CTriangularDither::kFullScale;
 
-// A float as a sample of 32 bits, or beyond that range.
+// Converts a float to a 32-bit sample, or to something beyond that range.
 int64_t FromFloat(uint32_t bits) {
     const auto value = static_cast<double>(std::bit_cast<float>(bits));
     if (std::isnan(value)) {

@@ -19,8 +19,8 @@ CMonoToStereo::CMonoToStereo(std::unique_ptr<CReader> source) : m_pSource(std::m
 }
 
 void CMonoToStereo::Read(void* buffer, uint32_t bytes, uint32_t* bytesRead) {
-    // The source fills the back half of the frames' place; copying from the front never overtakes
-    // it. It is asked for whole samples only, so that none is cut in two between calls.
+    // The source fills the back half of the buffer; copying from the front never overtakes it. Only
+    // whole samples are requested, so that none is split between calls.
     auto* out = static_cast<uint8_t*>(buffer);
     const uint32_t half = bytes / 4 * 2;
     const uint8_t* in = out + half;

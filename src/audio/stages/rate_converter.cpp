@@ -15,8 +15,8 @@ namespace {
 // a block was too short for any output.
 constexpr size_t kHistory = 64;
 
-// The sums of one filter over the samples of each channel. The lanes keep the additions free of
-// one another, so that a compiler can do several at once.
+// The sums of one filter over the samples of each channel. The lanes keep the additions
+// independent, so that a compiler can do several at once.
 template <size_t kChannels>
 std::array<double, kChannels>
 Dot(const float* filter, const std::array<const double*, kChannels>& samples, size_t count) {
@@ -37,7 +37,7 @@ Dot(const float* filter, const std::array<const double*, kChannels>& samples, si
     return result;
 }
 
-// floor, which is a call into the C library on the plainest processors.
+// floor, without the library call that it is on the most basic processors.
 int FloorToInt(double value) {
     const int whole = static_cast<int>(value);
     return whole - (value < whole ? 1 : 0);
@@ -53,7 +53,7 @@ int16_t ToSample(float value) {
 
 CRateConverter::CRateConverter(int32_t sourceRate, int32_t targetRate, int channels)
     : m_dRatio(static_cast<double>(sourceRate) / targetRate), m_Filters(sourceRate, targetRate) {
-    // The zeros behind a filter's taps may lie over samples behind the block.
+    // The zeros after a filter's taps may be applied to samples after the block.
     const size_t size = kHistory + kBlockFrames + CSincFilters::kLanes;
     m_Window.assign(static_cast<size_t>(channels), std::vector<double>(size, 0.0));
 }
@@ -67,7 +67,7 @@ void CRateConverter::Convert(std::span<const int16_t> block, std::vector<int16_t
             to[i] = block[i * channels + channel];
         }
     }
-    // A frame may come more than the ratio asks for, where the block before left one due.
+    // There may be one frame more than the ratio gives, if the previous block left one due.
     output->resize((static_cast<size_t>(static_cast<double>(frames) / m_dRatio) + 2) * channels);
     size_t made = 0;
     for (size_t at = 0; at < frames;) {
@@ -93,7 +93,7 @@ size_t CRateConverter::ResampleBlock(size_t at, size_t frames, int16_t* to, size
     const auto desired = static_cast<size_t>(static_cast<double>(frames) / m_dRatio);
 
     size_t made = 0;
-    int j = 0; // the input sample at or before the output sample's time
+    int j = 0; // the input sample at or before the time of the output sample
     for (; made < desired; ++made) {
         const double time = static_cast<double>(made) * m_dRatio - m_dInputTime;
         j = FloorToInt(time);

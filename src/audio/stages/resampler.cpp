@@ -10,12 +10,12 @@
 
 namespace larkspin {
 
-// Samples pass between bytes of the stream and int16_t as they are.
+// Samples are copied unchanged between bytes of the stream and int16_t.
 static_assert(std::endian::native == std::endian::little);
 
 namespace {
 
-// Above it the 32 taps are too few for the steepness that is needed.
+// Above this, 32 taps are too few for the required steepness.
 constexpr int32_t kMostFilterRate = 48000;
 
 bool CountAsEqual(double ratio) {
@@ -76,7 +76,7 @@ void CResampler::Convert() {
     }
 }
 
-// Whole frames of the source, as many as a block takes but at the source's end. False at the end.
+// Whole frames of the source: a full block, except at the end of the source. False at the end.
 bool CResampler::ReadBlock(std::vector<int16_t>* block) {
     block->resize(CRateConverter::kBlockFrames * m_nChannels);
     auto* to = reinterpret_cast<uint8_t*>(block->data());

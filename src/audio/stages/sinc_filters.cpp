@@ -14,7 +14,7 @@ namespace {
 constexpr int kMaxPhases = 320;
 constexpr int kBaseFilterLen = 31;
 
-// A sinc of cut-off `fcn` at `x` of 0 to `l` input samples, its middle at l / 2.
+// A sinc with cut-off `fcn` at `x`, from 0 to `l` input samples, centred at l / 2.
 double BlackmanSinc(double x, double fcn, double l) {
     constexpr double kPi = std::numbers::pi;
     const double wcn = kPi * fcn;
@@ -58,8 +58,9 @@ CSincFilters::CSincFilters(int32_t sourceRate, int32_t targetRate)
             filter[i] = static_cast<float>(filter[i] / sum);
             gain += filter[i];
         }
-        // What rounding left over, some 1e-8, goes to the outermost tap, the least heard one:
-        // truncation would make a whole step of it wherever the signal stands still.
+        // What is left by rounding, some 1e-8, goes to the outermost tap, where it is least
+        // audible. Otherwise, truncation would turn it into a whole step wherever the signal is
+        // constant.
         filter[0] = static_cast<float>(filter[0] + (1 - gain));
     }
 }

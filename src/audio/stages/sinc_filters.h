@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The filters of a band-limited interpolator: sincs under a Blackman window, one for each phase
-// between two input samples.
+// The filters of a band-limited interpolator: sinc functions with a Blackman window, one for each
+// phase between two input samples.
 #pragma once
 
 #include <cstddef>
@@ -13,12 +13,12 @@ namespace larkspin {
 
 class CSincFilters {
   public:
-    // Computes all filters, each with unit gain at 0 Hz. Rates in samples per second, above 0.
+    // Computes all filters, each with unit gain at 0 Hz. Rates are in samples per second, above 0.
     CSincFilters(int32_t sourceRate, int32_t targetRate);
 
-    // Input samples under a filter, less one: 31, or 32 when the source rate is a whole multiple
-    // of the target rate. A ratio that is only nearly whole meets phases across the whole sample
-    // and so needs the filter that is centred between two samples.
+    // The number of input samples that a filter covers, minus one: 31, or 32 when the source rate
+    // is an exact multiple of the target rate. A nearly exact ratio goes through all phases of a
+    // sample and so needs the filter that is centred between two samples.
     int FilterLen() const { return m_nFilterLen; }
     int Taps() const { return m_nFilterLen + 1; }
     // Phases on each side of the centre; filters are numbered from 0 to 2 * Phases().

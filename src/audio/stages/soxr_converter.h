@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// CSoxrConverter: sample rate conversion by libsoxr in its high quality, for rates from which much
-// has to be filtered out. Flat to 20 kHz, and what lies above half the target rate is gone. The
-// result is brought to 16 bits with triangular dither.
+// CSoxrConverter: sample rate conversion by libsoxr in its high quality, for rates at which much
+// has to be filtered out. Flat to 20 kHz; everything above half the target rate is removed. The
+// result is reduced to 16 bits with triangular dither.
 #pragma once
 
 #include "audio/stages/triangular_dither.h"
@@ -19,12 +19,13 @@ namespace larkspin {
 
 class CSoxrConverter {
   public:
-    // Rates in samples per second; 1 or 2 channels. Throws std::bad_alloc if libsoxr can't start.
+    // Rates are in samples per second; 1 or 2 channels. Throws std::bad_alloc if libsoxr can't
+    // start.
     CSoxrConverter(int32_t sourceRate, int32_t targetRate, int channels);
 
-    // Replaces *output by the interleaved samples that are ready when `block`, of whole frames, has
-    // gone in; Flush by those that are left at the stream's end. All together they are as long as
-    // what went in.
+    // Convert replaces *output by the interleaved samples that are ready after `block`, which holds
+    // whole frames; Flush by those left at the end of the stream. Together they are as long as the
+    // input.
     void Convert(std::span<const int16_t> block, std::vector<int16_t>* output);
     void Flush(std::vector<int16_t>* output);
 
