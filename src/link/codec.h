@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// How values travel between the engine and the process of the windows.
+// How values are transferred between the engine and the windows' process.
 //
-// A value is written as its bytes, in the machine's own order: both ends are one program on one
-// machine. Numbers, texts, lists, optional values, enumerations and records can travel. An
-// enumeration needs an IsKnown, which says whether it has a value, and a record a Fields, which
-// ties its members together; both stand in protocol.h.
+// A value is transferred as its bytes in the machine's own order: both ends are the same program on
+// the same machine. Numbers, texts, lists, optional values, enumerations and records are supported.
+// An enumeration needs an IsKnown, which says whether a value exists, and a record a Fields, which
+// ties its members together; both are in protocol.h.
 //
-// Free of state; any thread.
+// Stateless; any thread.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@
 
 namespace larkspin {
 
-// What has come from the other process is not what it ought to be.
+// Invalid data has come from the other process.
 class LinkError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -99,7 +99,7 @@ void Put(std::string& out, const T& value) {
     }
 }
 
-// Throws LinkError if `in` holds no such value.
+// Throws LinkError if `in` does not contain such a value.
 template <typename T>
 T Get(FrameReader& in) {
     if constexpr (std::is_same_v<T, bool>) {
@@ -126,7 +126,7 @@ T Get(FrameReader& in) {
         return text;
     } else if constexpr (codec::IsList<T>::value) {
         const uint32_t count = Get<uint32_t>(in);
-        if (count > in.Left()) { // each element has a byte at least
+        if (count > in.Left()) { // each element has at least one byte
             throw LinkError("a list is longer than its frame");
         }
         T list;
@@ -149,7 +149,7 @@ T Get(FrameReader& in) {
 template <typename... Values>
 std::tuple<Values...> GetAll(std::string_view bytes) {
     FrameReader in(bytes);
-    std::tuple<Values...> values{Get<Values>(in)...}; // braces: from left to right
+    std::tuple<Values...> values{Get<Values>(in)...}; // braces: evaluated from left to right
     if (in.Left() != 0) {
         throw LinkError("a frame is too long");
     }

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Frames over one end of a socket pair: a length of 32 bits, then as many bytes.
+// Frames over one end of a socket pair: a 32-bit length, then that many bytes.
 //
-// One thread may send while another one receives; Shut may be called on any.
+// One thread may send while another one receives; Shut may be called on any thread.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,8 @@ namespace larkspin {
 
 class FrameSocket {
   public:
-    // Far above what is ever sent. What the length says is not set aside before it has come, so a
-    // wrong one costs nothing.
+    // Far more than is ever sent. Memory is not reserved by the stated length, so a wrong one costs
+    // nothing.
     static constexpr size_t kMaxFrame = size_t{256} << 20;
 
     // Owns `fd`.
@@ -25,12 +25,12 @@ class FrameSocket {
     FrameSocket& operator=(const FrameSocket&) = delete;
     ~FrameSocket();
 
-    // Waits for room. False if the other end has gone, or the frame is longer than kMaxFrame.
+    // Waits until there is room. False if the other end has gone, or the frame exceeds kMaxFrame.
     bool Send(std::string_view frame);
-    // Waits for the next frame. Empty when the other end has gone, in the middle of a frame too,
-    // and when a length is above kMaxFrame.
+    // Waits for the next frame. Empty if the other end has gone, even in the middle of a frame, or
+    // if a length exceeds kMaxFrame.
     std::optional<std::string> Receive();
-    // Both ends see the end from now on; what waits in Send or Receive comes back.
+    // Ends the connection for both ends; waiting calls of Send and Receive return.
     void Shut();
 
   private:

@@ -30,7 +30,7 @@ void Link::Close() {
         m_writer.join();
     }
     ReleaseWaits();
-    for (Worker& worker : m_workers) { // nobody adds to them any more
+    for (Worker& worker : m_workers) { // no more are added
         worker.thread.join();
     }
     m_workers.clear();
@@ -88,7 +88,7 @@ std::string_view Link::Body(const std::string& frame) {
     return std::string_view(frame).substr(kHeadBytes);
 }
 
-// The question that this thread is at, of whichever link: no thread serves two.
+// The question that this thread is handling, on any link: no thread serves two.
 uint32_t& Link::Serving() {
     thread_local uint32_t serial = 0;
     return serial;
@@ -179,7 +179,7 @@ void Link::Read(const std::function<void()>& onClosed) {
         while (std::optional<std::string> frame = m_socket.Receive()) {
             Receive(std::move(*frame));
         }
-    } catch (const std::exception&) { // no frame, or no memory for it
+    } catch (const std::exception&) { // not a frame, or no memory for it
     }
     MarkClosed();
     Insist(onClosed);
@@ -189,7 +189,7 @@ void Link::Receive(std::string frame) {
     const Head head = GetHead(frame);
     if (head.kind == Kind::Answer || head.kind == Kind::NoAnswer) {
         const std::lock_guard lock(m_mutex);
-        for (Waiting* wait : m_waiting) { // one that no longer waits is not there
+        for (Waiting* wait : m_waiting) { // it may not be waiting any more
             if (wait->serial == head.serial) {
                 wait->bAnswered = true;
                 if (head.kind == Kind::Answer) {
@@ -250,7 +250,7 @@ bool Link::RunOnWorker(std::function<void()> work) {
             const std::lock_guard done(m_mutex);
             worker.bDone = true;
         });
-    } catch (const std::exception&) { // no thread, or no memory for one
+    } catch (const std::exception&) { // no thread is available, or no memory for one
         m_workers.pop_back();
         return false;
     }

@@ -1,16 +1,16 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The conversation of the engine with the process of the windows: each end tells the other things,
-// and asks it things. Both ends have one Link.
+// The communication between the engine and the windows' process: each end can tell and ask the
+// other one something. Both ends have one Link.
 //
-// Telling and asking are typed by an Op, so that both ends agree on what is sent. Nothing that is
-// told waits for the other end: it goes into a list that a thread of the link sends from. So a
-// display that hangs never holds up a disc.
+// Telling and asking are typed by an Op, so that both ends agree on the data. Telling never waits
+// for the other end: the data goes into a list from which a thread of the link sends, so that a
+// display that hangs never delays a disc.
 //
-// When the other end goes, or sends what is no frame, or when something can't be said for want of
-// memory, the link is closed: who waits for an answer gets none, and so does who asks later; what
-// is told is dropped. Telling throws nothing; asking throws std::bad_alloc.
+// The link is closed when the other end goes, sends something that is not a frame, or when there is
+// no memory for sending. Then, all questions get no answer, and what is told is dropped. Telling
+// throws nothing; asking throws std::bad_alloc.
 #pragma once
 
 #include "link/codec.h"
@@ -37,8 +37,8 @@ namespace larkspin {
 
 enum class OpId : uint16_t;
 
-// An operation that can be sent: the types of its arguments and of its answer. One that is told
-// has no answer.
+// An operation that can be sent: the types of its arguments and its answer. Operations for telling
+// have no answer.
 template <typename Signature>
 struct Op {
     OpId id;
@@ -48,25 +48,25 @@ class Link {
   public:
     using Post = std::function<void(std::function<void()>)>;
 
-    // On which thread an operation runs that the other end sends.
+    // The thread that handles an operation sent by the other end.
     enum class Where {
-        Reader, // the thread that reads the link: for what neither waits nor asks
-        Main,   // the main thread, by way of `post`
-        Worker, // one of its own: for what waits
-        // The thread that asked for what the other end was doing when it sent this, while it waits
-        // for that. No answer if it no longer does.
+        Reader, // the thread that reads the link: for operations that neither wait nor ask
+        Main,   // the main thread, through `post`
+        Worker, // a new thread: for operations that wait
+        // The thread whose question the other end was handling when it sent this, while that thread
+        // waits for the answer. No answer if it no longer waits.
         Caller,
     };
 
-    // Owns `fd`. `post` runs functions on the main thread, and outlives the link.
+    // Owns `fd`. `post` runs functions on the main thread, and must outlive the link.
     Link(int fd, Post post);
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;
     ~Link() { Close(); }
 
-    // --- what the other end sends. An operation that nobody takes has no answer. ---
+    // --- receiving; an operation without a handler has no answer ---
 
-    // Takes `op` from now on. `function` gets the arguments and returns the answer.
+    // Handles `op` from now on. `function` gets the arguments and returns the answer.
     template <typename Result, typename... Args, typename Function>
     void On(Op<Result(Args...)> op, Where where, Function function);
     // The same with a method of an object.
@@ -75,32 +75,32 @@ class Link {
         On(op, where,
            [&object, method](const Args&... args) -> Result { return (object.*method)(args...); });
     }
-    // Starts reading. `onClosed` is called once on the thread that reads, when the other end has
+    // Starts reading. `onClosed` is called once, on the reading thread, when the other end has
     // gone.
     void Start(std::function<void()> onClosed);
 
-    // --- what is sent; any thread ---
+    // --- sending; any thread ---
 
     template <typename... Args>
     void Tell(Op<void(Args...)> op, const std::type_identity_t<Args>&... args) {
         OrClose([&] { TellLater(op, [values = std::tuple<Args...>(args...)] { return values; }); });
     }
-    // `values` gives the arguments as a tuple when their turn has come, on the thread that sends.
-    // It must own what it uses.
+    // `values` is called on the sending thread when it is its turn, and returns the arguments as a
+    // tuple. It must own what it uses.
     template <typename... Args, typename Values>
     void TellLater(Op<void(Args...)> op, Values values);
     // Asks, and waits for the answer. Empty if the link is or gets closed, if the waits are or get
-    // released, or if the other end has no answer. Not on the thread that reads.
+    // released, or if the other end has no answer. Must not be called on the reading thread.
     template <typename Result, typename... Args>
     std::optional<Result> Ask(Op<Result(Args...)> op, const std::type_identity_t<Args>&... args);
 
-    // Ends all waits, now and from now on. Returns when no thread waits any more.
+    // Ends all waits, current and future. Returns when no thread waits any more.
     void ReleaseWaits();
     bool IsClosed();
-    // Waits until the other end has gone; false if it has not in that time.
+    // Waits until the other end has gone; false if it has not within that time.
     bool WaitClosed(std::chrono::milliseconds time);
-    // Closes the link. What was told before goes out first, if the other end takes it within a
-    // second. No handler runs any more when this returns, but those that have been posted.
+    // Closes the link. Sends what was told before, if the other end accepts it within a second.
+    // When this returns, no handler runs any more, except those that have been posted.
     void Close();
 
   private:
@@ -110,11 +110,11 @@ class Link {
     struct Head {
         Kind kind = Kind::Tell;
         OpId op = {};
-        uint32_t serial = 0; // of the question; 0 for what is told
-        uint32_t parent = 0; // serial of the question that is being answered meanwhile, 0: none
+        uint32_t serial = 0; // of the question; 0 when telling
+        uint32_t parent = 0; // serial of the question that is being handled; 0: none
     };
 
-    // Gives the answer as it travels.
+    // Returns the answer in its transferred form.
     using Handler = std::function<std::string(const std::string& frame)>;
     struct Taken {
         Where where;
@@ -124,7 +124,7 @@ class Link {
         uint32_t serial = 0;
         std::deque<std::function<void()>> work;
         std::optional<std::string> answer; // the frame
-        bool bAnswered = false;            // with or without
+        bool bAnswered = false;            // with or without an answer
     };
     struct Worker {
         std::thread thread;
@@ -135,7 +135,7 @@ class Link {
 
     static void PutHead(std::string& out, const Head& head);
     static Head GetHead(const std::string& frame);
-    // What follows the head.
+    // Everything after the head.
     static std::string_view Body(const std::string& frame);
 
     void Take(OpId op, Where where, Handler handler);
@@ -156,7 +156,7 @@ class Link {
 
     FrameSocket m_socket;
     const Post m_post;
-    std::mutex m_mutex; // guards all below but the threads
+    std::mutex m_mutex; // guards everything below except the threads
     std::condition_variable m_changed;
     std::map<OpId, Taken> m_handlers;
     std::deque<std::function<std::string()>> m_toSend;

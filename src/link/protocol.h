@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// All that the engine and the process of the windows say to each other.
+// Everything that the engine and the windows' process send to each other.
 //
 // To add an operation: a name in OpId and a line in `op`, a method in RemoteUi that tells or asks
-// it, and a line in UiHost that takes it (the other way round for what the windows send). A new
-// record needs a Fields, a new enumeration an IsKnown; a member or a value that is forgotten there
-// does not compile.
+// it, and a line in UiHost that handles it (the other way round for what the windows send). A new
+// record needs a Fields, a new enumeration an IsKnown; forgetting a member or a value there is a
+// compilation error.
 #pragma once
 
 #include "link/link.h"
@@ -103,7 +103,7 @@ inline auto Fields(QueueState& record) {
     return std::tie(version, allAudio, total, discs);
 }
 
-// A drive as the dialogs name it.
+// A drive's names as shown in the dialogs.
 struct DriveNames {
     std::u16string strName;
     std::u16string strLabel;
@@ -174,7 +174,7 @@ using Texts = std::vector<std::u16string>;
 using Key = std::string; // a key path or a value's name in the settings store
 
 // Engine to windows: the life of the windows.
-inline constexpr Op<bool()> kOpenDisplay{OpId::OpenDisplay}; // answers true, or nobody does
+inline constexpr Op<bool()> kOpenDisplay{OpId::OpenDisplay}; // answers true, or not at all
 inline constexpr Op<bool(Text text, Text title)> kShowStopBox{OpId::ShowStopBox}; // when closed
 inline constexpr Op<std::optional<std::string>()> kOpenWindows{
     OpId::OpenWindows}; // answers the text of a failure
@@ -201,7 +201,7 @@ inline constexpr Op<void()> kStopTrayAnimation{OpId::StopTrayAnimation};
 inline constexpr Op<void(bool)> kSetNoProgressReport{OpId::SetNoProgressReport};
 inline constexpr Op<void()> kHideQueueDialog{OpId::HideQueueDialog};
 
-// IMainView. A number tells which run of the timer, and which wish, a tick is the answer to.
+// IMainView. Numbers say which run of the timer, or which request, a tick belongs to.
 inline constexpr Op<void(Text text, Text title, BalloonIcon, uint32_t timeoutMs)> kShowBalloon{
     OpId::ShowBalloon};
 inline constexpr Op<void(uint32_t ms, uint32_t number)> kStartClickTimer{OpId::StartClickTimer};
@@ -215,12 +215,12 @@ inline constexpr Op<void(Text text, Text title)> kShowErrorBox{OpId::ShowErrorBo
 // Windows to engine: what the user did.
 inline constexpr Op<void(JobKind, uint32_t run)> kCancelled{OpId::Cancelled};
 inline constexpr Op<void(uint32_t doubleClickMs)> kTrayLeftClick{OpId::TrayLeftClick};
-inline constexpr Op<void()> kAskIdleMenu{OpId::AskIdleMenu}; // told in turn: kIdleMenu
+inline constexpr Op<void()> kAskIdleMenu{OpId::AskIdleMenu}; // the reply is told: kIdleMenu
 inline constexpr Op<void(uint32_t command)> kMenuChoice{OpId::MenuChoice};
 inline constexpr Op<void(Text path)> kPathDropped{OpId::PathDropped};
 inline constexpr Op<void(uint32_t number)> kClickTick{OpId::ClickTick};
 inline constexpr Op<void(uint32_t number)> kPainted{OpId::Painted};
-inline constexpr Op<void()> kDesktopQuits{OpId::DesktopQuits}; // the session's end
+inline constexpr Op<void()> kDesktopQuits{OpId::DesktopQuits}; // the session is ending
 
 // IDriveCatalog, IQueueModel and ISettingsStore.
 inline constexpr Op<std::vector<DriveNames>()> kDriveNames{OpId::DriveNames};

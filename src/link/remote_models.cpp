@@ -19,7 +19,7 @@ std::vector<double> RemoteCatalog::WriteSpeeds(size_t index) {
         .value_or(std::vector<double>());
 }
 
-// Known to both processes, as it is asked for on the thread that reads the link.
+// Both processes know these: it is called on the thread that reads the link.
 std::u16string RemoteCatalog::DiskTypeName(uint32_t profile) {
     return larkspin::DiskTypeName(profile);
 }

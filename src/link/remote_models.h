@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the dialogs know of drives, queue and settings, asked of the engine over the link. When the
-// engine has gone, the answers are those of an empty queue and an empty store.
+// What the dialogs need to know about drives, queue and settings, requested from the engine over
+// the link. When the engine has gone, the answers are those for an empty queue and an empty store.
 #pragma once
 
 #include "link/link.h"
@@ -17,12 +17,12 @@
 
 namespace larkspin {
 
-// On the worker that serves a job's question only, but DiskTypeName: the job's thread answers.
+// Only on the worker that handles a job's question, except DiskTypeName; the job's thread answers.
 class RemoteCatalog final : public IDriveCatalog {
   public:
     explicit RemoteCatalog(Link& link) : m_link(link) {}
 
-    // Takes the names anew too.
+    // Also requests the names again.
     size_t Count() override;
     std::u16string Name(size_t index) override { return m_drives.at(index).strName; }
     std::u16string Label(size_t index) override { return m_drives.at(index).strLabel; }

@@ -20,12 +20,12 @@ using Where = Link::Where;
 
 constexpr std::chrono::seconds kEndTime{5};
 
-// Where the windows have gone, this is all that is left to tell by.
+// The only way left to tell the user something when the windows have gone.
 void TellTerminal(const std::u16string& text) {
     std::fprintf(stderr, "larkspin: %s\n", ToNative(text).c_str());
 }
 
-// As many of `paths` from the first on as a frame has room for.
+// The first of `paths`, as many as fit into a frame.
 std::vector<std::u16string> FittingPaths(std::vector<std::u16string> paths) {
     constexpr size_t kHead = sizeof(uint32_t);
     size_t left = FrameSocket::kMaxFrame / 2;
@@ -55,7 +55,7 @@ RemoteUi::RemoteUi(Link& link, IDriveCatalog& drives, IQueueModel& queue, ISetti
     if (failure && !*failure) {
         return;
     }
-    CloseWindows(m_link); // nothing of ours may be called any more
+    CloseWindows(m_link); // no callback of ours may be called any more
     if (failure) {
         throw CCDWriterUIException(**failure);
     }

@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The user interface as the engine has it: all that it is told and asked goes to the process of
-// the windows, whose UiHost gives it to the real one.
+// The engine's view of the user interface: every call is sent to the windows' process, whose UiHost
+// passes it to the real one.
 //
-// What jobs look at all the time, the cancel flags and the percentages, is kept here and never
-// waits for the other process; neither does anything that is only shown. When the windows go, the
-// waits end with the cancelled answer, what a job tells goes to standard error, and a Cancel that
-// was confirmed stays.
+// What jobs read all the time, the cancel flags and the percentages, is kept here and never waits
+// for the other process; neither does anything that is only shown. When the windows go, the waits
+// end with the cancelled answer, what a job tells goes to standard error, and a confirmed Cancel
+// stays in effect.
 #pragma once
 
 #include "link/link.h"
@@ -32,12 +32,11 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     struct Loop {
         Link::Post post;                // runs functions on the main thread
         std::function<void()> onQuit;   // on the main thread: RequestExit, or the session's end
-        std::function<void(int)> leave; // ends the main loop with this code
+        std::function<void(int)> leave; // ends the main loop with this exit code
     };
 
-    // Has the windows opened. All references are kept. Throws CCDWriterUIException if a window
-    // can't be made, which the user has been told then, and LinkError if the other process has
-    // gone.
+    // Opens the windows. Keeps all references. Throws CCDWriterUIException if a window can't be
+    // created, which the user has then been told, and LinkError if the other process has gone.
     RemoteUi(Link& link, IDriveCatalog& drives, IQueueModel& queue, ISettingsStore& store,
              Loop loop);
     RemoteUi(const RemoteUi&) = delete;
@@ -45,10 +44,10 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     // Closes the windows and the link.
     ~RemoteUi() override { CloseWindows(m_link); }
 
-    // Tells the other process to end, waits for that a little, and closes the link.
+    // Tells the other process to exit, waits briefly for that, and closes the link.
     static void CloseWindows(Link& link);
 
-    // Ends the waits of any job thread with the cancelled answer, now and from now on, and returns
+    // Ends all waits of job threads, current and future, with the cancelled answer, and returns
     // when none waits any more.
     void ReleaseWaits() { m_link.ReleaseWaits(); }
 
@@ -81,7 +80,7 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     void StartClickTimer(uint32_t ms, std::function<void()> tick) override;
     void KillClickTimer() override;
     void AfterPainting(std::function<void()> work) override;
-    // What the desktop said with the last click.
+    // As reported by the desktop with the last click.
     uint32_t DoubleClickTimeMs() override { return m_nDoubleClickMs; }
     void TrackIdleMenu(const IdleMenuState& state, std::function<void(uint32_t)> command) override;
     void ShowQueueEditor() override;
@@ -90,7 +89,7 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     void Quit(int code) override;
 
   private:
-    // What the engine knows of a progress dialog itself.
+    // What the engine keeps about a progress dialog.
     struct Job {
         explicit Job(JobKind kind) : logic(kind) {}
         CProgressDialog logic;
@@ -113,11 +112,11 @@ class RemoteUi final : public CCDWriterUI, public IMainView {
     std::function<void(uint32_t)> m_menuCommand;
     std::function<void()> m_tick;
     std::function<void()> m_painted;
-    uint32_t m_nNumber = 0; // of the click timer's run, and of the wish in m_painted
+    uint32_t m_nNumber = 0; // of the click timer's run, and of the request in m_painted
     uint32_t m_nTick = 0;
     uint32_t m_nPainted = 0;
     uint32_t m_nDoubleClickMs = 400;
-    bool m_bMenuTracked = false; // by the callback that is running
+    bool m_bMenuTracked = false; // by the running callback
 };
 
 } // namespace larkspin

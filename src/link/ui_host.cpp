@@ -11,7 +11,7 @@ namespace {
 
 using Where = Link::Where;
 
-// The engine answers at once unless it measures a long queue; then the menu is what it was.
+// The engine answers at once unless it is measuring a long queue; then the previous menu is used.
 constexpr std::chrono::milliseconds kMenuTime{250};
 
 } // namespace
@@ -69,7 +69,7 @@ void UiHost::TakeView() {
     m_link.On(op::kShowErrorBox, Where::Main, m_view, &IMainView::ShowErrorBox);
 }
 
-// The view wants its menu filled before this returns, so the answer is waited for, but not long:
+// The view needs its menu filled before this returns, so the answer is awaited, but not for long:
 // the engine may be waiting for something itself.
 void UiHost::OnRightClick() {
     std::unique_lock lock(m_mutex);

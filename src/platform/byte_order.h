@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Numbers at the front of raw bytes, in the byte order that a standard asks for. Each function
+// Numbers at the start of raw bytes, in the byte order that a standard requires. Each function
 // takes the bytes where the number begins and needs 2 or 4 of them (8 for the both-endian form).
 #pragma once
 

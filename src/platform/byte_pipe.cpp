@@ -8,8 +8,8 @@
 
 namespace larkspin {
 
-// Bytes are copied outside the lock: between m_nHead and m_nHead + m_nFilled only the reader
-// touches the ring, and outside that range only the writer.
+// Bytes are copied outside the lock: the range from m_nHead to m_nHead + m_nFilled is only accessed
+// by the reader, and the rest of the ring only by the writer.
 
 BytePipe::BytePipe(size_t capacity)
     : m_nCapacity(std::max<size_t>(capacity, 1)), m_pRing(new std::byte[m_nCapacity]) {}
@@ -20,7 +20,7 @@ std::ptrdiff_t BytePipe::Read(void* buffer, size_t bytes) {
 
 size_t BytePipe::ReadFully(void* buffer, size_t bytes) {
     auto* const to = static_cast<std::byte*>(buffer);
-    // No more than half: a waiting writer and a waiting reader must not wait for each other.
+    // At most half: a waiting writer and a waiting reader must not block each other.
     const size_t half = std::max<size_t>(m_nCapacity / 2, 1);
     size_t filled = 0;
     while (filled < bytes) {
@@ -34,7 +34,7 @@ size_t BytePipe::ReadFully(void* buffer, size_t bytes) {
     return filled;
 }
 
-// Waits until `wanted` bytes are there or no more will come; takes up to `bytes`.
+// Waits for `wanted` bytes or the end of the stream, then takes up to `bytes`.
 size_t BytePipe::Take(void* buffer, size_t bytes, size_t wanted) {
     std::unique_lock lock(m_mutex);
     m_nWanted = wanted;

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The ends of a stream of bytes, and the block device behind a previous session.
+// The ends of a byte stream, and the block device with a previous session.
 //
-// Each object has one user at a time; an implementation that is shared by two threads says so.
+// Each object is used by one thread at a time unless an implementation says otherwise.
 #pragma once
 
 #include <cstddef>
@@ -17,14 +17,14 @@ class IByteSource {
   public:
     virtual ~IByteSource() = default;
 
-    // Reads up to `bytes` bytes and returns the count, which may be short. 0 is the end of the
-    // stream, -1 a failure. Blocks until at least one byte, the end or a failure is there.
+    // Reads up to `bytes` bytes and returns their number, which may be less. 0 is the end of the
+    // stream, -1 a failure. Blocks until there is at least one byte, the end or a failure.
     virtual std::ptrdiff_t Read(void* buffer, size_t bytes) = 0;
 };
 
-// Reads into `buffer` until its first `needed` bytes are there or the source ends, and gives the
-// count of bytes read, which may exceed `needed`; nothing if reading fails. The rest of the buffer
-// stays as it is.
+// Reads into `buffer` until its first `needed` bytes are there or the source ends. Returns the
+// number of bytes read, which may exceed `needed`; nothing if reading fails. The rest of the buffer
+// is not changed.
 std::optional<size_t> ReadUpTo(IByteSource& source, std::span<uint8_t> buffer, size_t needed);
 
 inline std::optional<size_t> ReadUpTo(IByteSource& source, std::span<uint8_t> buffer) {
@@ -35,8 +35,8 @@ class IByteSink {
   public:
     virtual ~IByteSink() = default;
 
-    // Writes all of `bytes` bytes, blocking as needed. False when the reader has gone or the
-    // write failed; what was taken before that is unknown.
+    // Writes all of `bytes` bytes, blocking as needed. False if the reader has gone or the write
+    // failed; how much was written before that is unknown.
     virtual bool Write(const void* data, size_t bytes) = 0;
 };
 

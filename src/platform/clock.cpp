@@ -24,7 +24,7 @@ class RealClock final : public IClock {
     void Sleep(std::chrono::milliseconds time) override { std::this_thread::sleep_for(time); }
 };
 
-// The user's locale for dates only; the process keeps the C locale for everything else.
+// The user's locale, only for dates; otherwise the process uses the C locale.
 locale_t UserTimeLocale() {
     static const locale_t locale = [] {
         const locale_t user = ::newlocale(LC_TIME_MASK | LC_CTYPE_MASK, "", nullptr);
@@ -63,7 +63,7 @@ std::u16string FormatDayMonthYear(int64_t moment) {
 }
 
 std::u16string FormatShortDateTime(int64_t moment) {
-    // %x is the locale's date, %H:%M a time without seconds that every locale reads.
+    // %x is the locale's date; %H:%M is a time without seconds that is readable in every locale.
     return FormatLocal("%x %H:%M", moment);
 }
 

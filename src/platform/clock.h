@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Time and dates, behind an interface so that runs can be repeated to the byte.
+// Time and dates, behind an interface so that runs can be reproduced byte for byte.
 //
-// All operations may be called on any thread.
+// All functions may be called on any thread.
 #pragma once
 
 #include <chrono>
@@ -29,13 +29,13 @@ IClock& SystemClock();
 // A moment (seconds since 1970, UTC) in the process's time zone.
 std::tm LocalTime(int64_t moment);
 
-// Local time minus universal time at that moment, in seconds, daylight saving included.
+// Local time minus UTC at that moment, in seconds, including daylight saving.
 int32_t UtcOffsetSeconds(int64_t moment);
 
-// "dd MMM yyyy" with the month's short name of the user's locale, such as "05 Jul 2008".
+// "dd MMM yyyy" with the short month name of the user's locale, such as "05 Jul 2008".
 std::u16string FormatDayMonthYear(int64_t moment);
 
-// Short date and time without seconds in the user's locale, a blank between them.
+// Short date and time without seconds in the user's locale, separated by a blank.
 std::u16string FormatShortDateTime(int64_t moment);
 
 } // namespace larkspin

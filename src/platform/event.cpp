@@ -19,8 +19,8 @@ bool CEvent::Lock(std::chrono::milliseconds timeout) {
 }
 
 void CEvent::Set() {
-    // Told under the lock: a waiter that destroys the event as soon as it is through gets the lock
-    // only when this call has nothing left to touch but the lock itself.
+    // Notifies under the lock: a waiter that destroys the event right after waking up gets the lock
+    // only when this call will not touch anything but the lock itself.
     const std::lock_guard lock(m_mutex);
     m_bSet = true;
     if (m_reset == Reset::Auto) {

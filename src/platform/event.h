@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Waitable events. CSyncObject is the base of everything that can be waited for; CEvent is the
-// only kind the program needs. All operations may be called on any thread.
+// Waitable events. CSyncObject is the base of everything that can be waited for; CEvent is the only
+// kind that the program needs. All functions may be called on any thread.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,7 @@ class CSyncObject {
 
     virtual ~CSyncObject() = default;
 
-    // Waits until the object is signalled; false if `timeout` runs out first.
+    // Waits until the object is signalled; false if `timeout` expires first.
     virtual bool Lock(std::chrono::milliseconds timeout) = 0;
     virtual bool Unlock() = 0;
 };
@@ -26,7 +26,7 @@ class CEvent final : public CSyncObject {
   public:
     enum class Reset { Manual, Auto };
 
-    // Starts non-signalled. An auto-reset event lets one waiter through for each signal.
+    // Initially not signalled. An auto-reset event releases one waiter for each signal.
     explicit CEvent(Reset reset) : m_reset(reset) {}
 
     bool Lock(std::chrono::milliseconds timeout = kForever) override;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What has to be done although there may be no memory for it right now: unlocking a door, telling
-// of a failure, ending the program.
+// For what must be done even if there is no memory for it right now: unlocking a door, reporting a
+// failure, ending the program.
 #pragma once
 
 #include <chrono>
@@ -12,8 +12,8 @@
 
 namespace larkspin {
 
-// Calls `work` until it finds the memory that it needs, every 100 ms for five seconds. False if it
-// never did, or failed for another reason. On any thread that may sleep.
+// Calls `work` every 100 ms for up to five seconds until it finds the memory that it needs. False
+// if it never did, or failed for another reason. For any thread that may sleep.
 template <typename Work>
 bool Insist(const Work& work) noexcept {
     constexpr int kTries = 50;

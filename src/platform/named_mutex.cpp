@@ -15,8 +15,8 @@ namespace larkspin {
 
 namespace {
 
-// Makes the per-user folder below /tmp. Somebody else's folder of that name is refused, as is one
-// that others may enter: /tmp is open to everybody.
+// Creates the per-user folder below /tmp. It is refused if it belongs to somebody else or is
+// accessible to others: anybody can write to /tmp.
 int MakeOwnFolder(const std::string& folder) {
     if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
         return errno;

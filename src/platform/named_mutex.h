@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A mutex that all processes of one user know by name; it says who came first.
+// A mutex known by name to all processes of one user; it tells who came first.
 //
-// It is an flock(2) on a file in $XDG_RUNTIME_DIR, or, without one, in a folder of the user's own
-// (mode 0700) below /tmp. The kernel lets go of it when the process ends in any way, so a crash
-// leaves nothing behind that keeps the next start out. The file itself stays.
+// It is an flock(2) on a file in $XDG_RUNTIME_DIR, or, without one, in a private folder of the user
+// (mode 0700) below /tmp. The kernel releases it when the process ends in any way, so a crash
+// leaves nothing behind that could block the next start. The file itself stays.
 #pragma once
 
 #include <string>
@@ -27,7 +27,7 @@ class NamedMutex {
     ~NamedMutex();
 
     Result Outcome() const { return m_result; }
-    // The system's text for the error when the outcome is Failed, else empty.
+    // The system's text for the error if the outcome is Failed, else empty.
     const std::string& ErrorText() const { return m_strError; }
 
   private:

@@ -17,7 +17,7 @@ char16_t Lower(char16_t unit) {
     return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;
 }
 
-// Cuts the number in front off, without its leading zeros.
+// Removes the number at the front and returns it without its leading zeros.
 std::u16string_view TakeNumber(std::u16string_view* text) {
     const auto digits =
         static_cast<size_t>(std::ranges::find_if_not(*text, IsDigit) - text->begin());

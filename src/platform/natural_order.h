@@ -8,9 +8,8 @@
 
 namespace larkspin {
 
-// Whether `left` comes before `right` in a list for people: numbers by their value, so that "2" is
-// in front of "10", and the letters A to Z without regard to case. A strict order of different
-// texts.
+// Whether `left` comes before `right` in a list for people: numbers by their value, so that "2"
+// comes before "10", and the letters A to Z regardless of case. Different texts are never equal.
 bool ReadsBefore(std::u16string_view left, std::u16string_view right);
 
 } // namespace larkspin

@@ -7,7 +7,7 @@ namespace larkspin {
 
 namespace {
 
-constexpr size_t kShortestUnseen = 4; // drive-letter paths below this length are taken for roots
+constexpr size_t kShortestUnseen = 4; // shorter drive-letter paths are taken for roots
 
 bool IsRoot(std::u16string_view path) {
     if (IsPosixPath(path)) {

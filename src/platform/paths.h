@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The one place that knows separators.
+// The only code that knows about separators.
 //
 // A path that starts with '/' follows POSIX: the separator is '/', the root is "/". Any other path
-// follows the drive-letter rules: the separator is '\', a root has the form "C:\". Functions look
-// at the text alone, never at the disk, and may be called on any thread.
+// follows the drive-letter rules: the separator is '\', a root has the form "C:\". The functions
+// only look at the text, never at the disk, and may be called on any thread.
 #pragma once
 
 #include <string>
@@ -16,8 +16,8 @@ namespace larkspin {
 bool IsPosixPath(std::u16string_view path);
 char16_t SeparatorOf(std::u16string_view path);
 
-// True for paths that count as folders by their text alone: "/", and any path without a leading
-// '/' that is shorter than 4 units, such as "C:\".
+// True for paths that count as folders by their text alone: "/", and any path without a leading '/'
+// that is shorter than 4 units, such as "C:\".
 bool IsFolderByName(std::u16string_view path);
 
 // The text after the last separator; the whole path if there is none.

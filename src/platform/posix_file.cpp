@@ -56,7 +56,7 @@ void ClosingBatch::Flush() {
         while (end < fds.size() && fds[end] == fds[end - 1] + 1) {
             ++end;
         }
-        // Every number of the range is one of these, so that no other file is meant.
+        // Every number in the range is one of these, so no other file is closed.
         if (::close_range(static_cast<unsigned>(fds[i]), static_cast<unsigned>(fds[end - 1]), 0) !=
             0) { // a kernel before 5.9
             std::for_each(fds.begin() + static_cast<std::ptrdiff_t>(i),
@@ -83,7 +83,7 @@ std::ptrdiff_t PosixFile::Read(void* buffer, size_t bytes) {
         if (got >= 0) {
             return got;
         }
-        m_bWaited = errno == EAGAIN; // else the file system does not tell
+        m_bWaited = errno == EAGAIN; // otherwise the file system does not tell
     }
     for (;;) {
         const ssize_t got = ::read(m_fd, buffer, bytes);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A file of the system, open for reading.
+// A file of the operating system, open for reading.
 #pragma once
 
 #include "platform/files.h"
@@ -15,8 +15,8 @@
 
 namespace larkspin {
 
-// Closes descriptors many at a time, for half of what a small file costs is its system calls:
-// neighbouring numbers with one call. Used by one thread.
+// Closes descriptors in batches, with one call for neighbouring numbers, because system calls are
+// half the cost of a small file. Used by one thread.
 class ClosingBatch {
   public:
     ClosingBatch() = default;
@@ -36,7 +36,7 @@ void TakeStatus(const struct stat& st, FileStatus* status);
 
 class PosixFile final : public ISequentialFile {
   public:
-    // Takes over `fd`, which goes to `closing` in the end unless that is null.
+    // Takes over `fd`. If `closing` is not null, that will close it.
     explicit PosixFile(int fd, std::shared_ptr<ClosingBatch> closing = nullptr)
         : m_fd(fd), m_pClosing(std::move(closing)) {}
     PosixFile(const PosixFile&) = delete;

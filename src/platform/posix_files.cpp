@@ -75,7 +75,7 @@ class PosixFolder final : public IFolder {
     }
 
   private:
-    static constexpr uid_t kNobody = ~uid_t{0}; // no file's owner
+    static constexpr uid_t kNobody = ~uid_t{0}; // owns no file
 
     const int m_fd; // O_PATH
     const std::shared_ptr<ClosingBatch> m_pClosing = std::make_shared<ClosingBatch>();
@@ -113,7 +113,7 @@ class PosixFileSystem final : public IFileSystem {
         struct stat st = {};
         const bool isLink = ::lstat(native.c_str(), &st) == 0;
         if (isLink && ::stat(native.c_str(), &st) == 0) {
-            return Absence::NotThere; // it has come since
+            return Absence::NotThere; // it has appeared since
         }
         switch (errno) {
         case ENOENT:
@@ -143,8 +143,8 @@ class PosixFileSystem final : public IFileSystem {
         if (dir == nullptr) {
             return false;
         }
-        // The end of the list and a failure in the middle of it differ in errno alone. Half a
-        // list must not pass for a whole one: the rest would be missing from the disc.
+        // The end of the list and a failure halfway through differ only in errno. An incomplete
+        // list must not pass for a complete one: the rest would be missing from the disc.
         int error = 0;
         for (;;) {
             errno = 0;

@@ -3,10 +3,10 @@
 //
 // A small store of typed values under key paths, one file for each user.
 //
-// A key path is names joined by '\', such as "Software\Maker\program"; value names are any text.
-// The file lies below $XDG_CONFIG_HOME (or ~/.config) and is written as a whole, atomically, with
-// mode 0600. A file that cannot be parsed means an empty store and is never overwritten: every
-// write to it fails. All operations may be called on any thread.
+// A key path consists of names joined by '\', such as "Software\Maker\program"; value names are any
+// text. The file is below $XDG_CONFIG_HOME (or ~/.config) and is written as a whole, atomically,
+// with mode 0600. A file that can't be parsed is treated as an empty store and never overwritten:
+// every write to it fails. All functions may be called on any thread.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 namespace larkspin {
 
-// Where the program's values stand in the settings store.
+// Where the settings store has the program's values.
 inline constexpr const char* kSettingsKey = "Software\\Quernstone Development\\cdwrite";
 inline constexpr const char* kTitlesKey = "Software\\Quernstone Development\\cdwrite\\titles";
 inline constexpr const char* kShowFileIconsValue = "ShowFileIcons";
@@ -25,7 +25,7 @@ class ISettingsStore {
     virtual ~ISettingsStore() = default;
 
     virtual bool HasKey(const std::string& key) = 0;
-    // Makes the key if it is missing. False if it can't be made.
+    // Creates the key if it is missing. False if that fails.
     virtual bool CreateKey(const std::string& key) = 0;
     // Empty if the key or value is missing or the value has another type.
     virtual std::optional<uint32_t> ReadNumber(const std::string& key, const std::string& name) = 0;

@@ -28,7 +28,7 @@ using Tree = boost::property_tree::ptree;
 constexpr const char* kNumber = "number";
 constexpr const char* kText = "text";
 constexpr size_t kLargestFile = size_t{1} << 20;
-constexpr int kDeepest = 4096; // ours has three levels, but braces in its texts are counted too
+constexpr int kDeepest = 4096; // ours has three levels, but braces in its texts are also counted
 
 class Descriptor {
   public:
@@ -46,7 +46,7 @@ class Descriptor {
     int m_fd;
 };
 
-// The whole file. ENOENT gives an empty text; any other trouble gives nothing.
+// Reads the whole file. ENOENT gives an empty text; any other error gives nothing.
 std::optional<std::string> ReadWhole(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.Get() < 0) {
@@ -69,8 +69,8 @@ std::optional<std::string> ReadWhole(const std::string& path) {
     }
 }
 
-// Whether a file of these contents may be parsed. Others could include further files, or be nested
-// so deeply that the tree, which ends by recursion, overflows the stack.
+// Whether a file with these contents may be parsed. Others might include further files, or be
+// nested so deeply that the recursive destruction of the tree overflows the stack.
 bool IsHarmless(std::string_view contents) {
     int depth = 0;
     for (const char c : contents) {
@@ -111,7 +111,7 @@ bool WriteAll(int fd, std::string_view text) {
     return true;
 }
 
-// Makes the folder that `path` lies in, with its parents.
+// Creates the folder of `path`, including its parents.
 bool MakeParents(const std::string& path) {
     for (size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1)) {
         if (::mkdir(path.substr(0, at).c_str(), 0700) != 0 && errno != EEXIST) {
@@ -125,7 +125,7 @@ bool WriteWhole(const std::string& path, const std::string& contents) {
     if (path.empty() || !MakeParents(path)) {
         return false;
     }
-    std::string temporary = path + ".XXXXXX"; // mkostemp makes it with mode 0600
+    std::string temporary = path + ".XXXXXX"; // created by mkostemp with mode 0600
     bool written = false;
     {
         const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
@@ -141,7 +141,7 @@ bool WriteWhole(const std::string& path, const std::string& contents) {
     return true;
 }
 
-// The child with exactly this name (no dotted path), made if it is missing.
+// The child with exactly this name (not a dotted path); created if it is missing.
 Tree& Child(Tree& tree, const std::string& name) {
     const auto found = tree.find(name);
     return found != tree.not_found() ? found->second : tree.push_back({name, Tree()})->second;
@@ -156,7 +156,7 @@ bool Save(const std::string& path, const Tree& tree) {
     std::ostringstream stream;
     boost::property_tree::write_info(stream, tree);
     const std::string contents = stream.str();
-    // A file that could not be read back must not take the place of one that can.
+    // A file that could not be read back must not replace one that can.
     return IsHarmless(contents) && WriteWhole(path, contents);
 }
 
@@ -184,7 +184,7 @@ bool FileSettingsStore::HasKey(const std::string& key) {
     if (!tree) {
         return false;
     }
-    // A key above another one exists with it.
+    // A key whose descendant exists also exists.
     const std::string below = key + "\\";
     for (const auto& [name, contents] : *tree) {
         if (name == key || name.starts_with(below)) {

@@ -3,14 +3,14 @@
 //
 // The settings store in a file.
 //
-// The file is a property tree in Boost's INFO format, which keeps every byte of names and texts
+// The file is a property tree in Boost's INFO format, which preserves every byte of names and texts
 // and can be edited by hand: one node for each key path, below it one for each value, below that
-// "number" or "text" with the contents. It is read anew at every call, so a change made by hand
-// counts from the next read on.
+// "number" or "text" with the contents. It is read again for every call, so a manual change takes
+// effect with the next read.
 //
-// A write goes to a temporary file beside it that then takes its place, so that a reader sees the
-// old file or the new one. Files above 1 MiB, files that include others, and files that are nested
-// thousands of levels deep count as broken.
+// A write goes to a temporary file beside it, which then replaces it, so that a reader sees either
+// the old or the new file. Files above 1 MiB, files that include others, and files nested thousands
+// of levels deep count as broken.
 #pragma once
 
 #include "platform/settings_store.h"
@@ -22,13 +22,13 @@ namespace larkspin {
 
 class FileSettingsStore final : public ISettingsStore {
   public:
-    // `path` in native form; its folder is made when something is written. An empty path gives a
-    // store that is empty and takes nothing.
+    // `path` is in native form; its folder is created for the first write. With an empty path, the
+    // store is empty and can't be written to.
     explicit FileSettingsStore(std::string path);
 
     // "larkspin/settings.info" below $XDG_CONFIG_HOME, or below ~/.config; empty if neither the
-    // variable nor a home folder is known. A relative $XDG_CONFIG_HOME is ignored, as the XDG Base
-    // Directory Specification asks.
+    // variable nor a home folder is known. A relative $XDG_CONFIG_HOME is ignored, as required by
+    // the XDG Base Directory Specification.
     static std::string DefaultPath();
 
     bool HasKey(const std::string& key) override;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Files that can't be read any more once somebody has asked for a stop: what reads them, be it a
-// library without an end to its search, comes back soon.
+// Files that can't be read any more once a stop has been requested: whatever reads them, such as a
+// library with an endless search, soon returns.
 #pragma once
 
 #include "platform/files.h"
@@ -15,7 +15,7 @@
 
 namespace larkspin {
 
-// Files opened through it may outlive it. They fail, and let no exception through.
+// Files opened through it may outlive it. They fail, and never throw.
 class StoppableFiles final : public IFileSystem {
   public:
     StoppableFiles(IFileSystem& files, std::stop_token stop)

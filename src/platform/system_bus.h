@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Calls to services of the system, such as UDisks2 and logind, over its message bus (D-Bus).
+// Calls to system services, such as UDisks2 and logind, over their message bus (D-Bus).
 //
 // An interface, so that the libraries below the process entry need no toolkit and tests can play
-// the services. Calls block, never longer than their limit, and may come from any thread.
+// the services. Calls block, but never longer than their limit, and may come from any thread.
 #pragma once
 
 #include <chrono>
@@ -28,9 +28,9 @@ struct BusCall {
 };
 
 struct BusReply {
-    std::string error; // D-Bus name of the error, empty after a success
-    std::string text;  // what the error says, for the user
-    // A file descriptor that the service handed over, -1 if there is none. The caller closes it.
+    std::string error; // D-Bus name of the error; empty on success
+    std::string text;  // the error message, for the user
+    // A file descriptor passed by the service, or -1. The caller closes it.
     int descriptor = -1;
 
     bool Failed() const { return !error.empty(); }
@@ -40,8 +40,8 @@ class ISystemBus {
   public:
     virtual ~ISystemBus() = default;
 
-    // A bus that is not there, a service that does not run and a limit that runs out are errors
-    // like those that the service itself gives.
+    // A missing bus, a service that does not run and an expired limit are errors like those from
+    // the service itself.
     virtual BusReply Call(const BusCall& call) = 0;
 };
 

@@ -12,7 +12,7 @@ namespace larkspin {
 
 namespace {
 
-constexpr char16_t kByteSurrogateBase = 0xDC00; // a stray byte b (0x80..0xFF) is kept as base + b
+constexpr char16_t kByteSurrogateBase = 0xDC00; // a stray byte b (0x80..0xFF) becomes base + b
 
 bool IsHighSurrogate(char16_t unit) {
     return unit >= 0xD800 && unit <= 0xDBFF;
