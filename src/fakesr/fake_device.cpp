@@ -37,10 +37,10 @@ constexpr uint32_t kBlockBytes = 2048;
 constexpr unsigned long kGetIdLun = 0x5382;
 constexpr unsigned long kGetBusNumber = 0x5386;
 constexpr int64_t kMaxBlocksPerRead = 32;
-// More attempts would not find another answer: a medium change is reported once.
+// More attempts would give the same answer: a medium change is reported once.
 constexpr int kAttentionRetries = 3;
 
-// Per descriptor: one more than the offset of the next read, 0 if it is none of the device's.
+// Per descriptor: one more than the offset of the next read, 0 if it is not for the device.
 constexpr int kMaxDescriptor = 1024;
 constinit std::array<std::atomic<int64_t>, kMaxDescriptor> g_offsets = {};
 
@@ -110,13 +110,14 @@ CFakeDevice::CFakeDevice() : m_drive(SystemClock()) {
 }
 
 int CFakeDevice::Open(int flags) {
-    // As the kernel does, see to a medium change first; an empty drive opens only unasked.
+    // Like the kernel, looks for a medium change first; an empty drive can only be opened with
+    // O_NONBLOCK.
     const int code = DriveStatus();
     if ((flags & O_NONBLOCK) == 0 && code != CDS_DISC_OK) {
         return Fail(ENOMEDIUM);
     }
-    // A file of its own behind each descriptor: locks on a shared one would keep out the programs
-    // that use another faked drive at the same time.
+    // A separate file for each descriptor: locks on a shared one would keep out programs that use
+    // another fake drive at the same time.
     const int descriptor =
         ::memfd_create("sr0", (flags & O_CLOEXEC) != 0 ? unsigned{MFD_CLOEXEC} : 0U);
     if (descriptor >= kMaxDescriptor) {
@@ -419,7 +420,7 @@ ssize_t CFakeDevice::ReadAt(int64_t offset, void* buffer, size_t bytes) {
                 {0x28, 0, at[0], at[1], at[2], at[3], 0, 0, static_cast<uint8_t>(blockCount), 0},
                 PortDirection::In, blocks.data(), static_cast<uint32_t>(blockCount * kBlockBytes));
         };
-        // As the kernel does, come down to single blocks where a run can't be read.
+        // Like the kernel, tries single blocks if a run can't be read.
         if (read(count) != 0) {
             count = 1;
             if (read(count) != 0) {

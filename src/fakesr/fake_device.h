@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// /dev/sr0 as the kernel's sr driver would show it, over a VirtualDrive.
+// /dev/sr0 as the kernel's sr driver would show it, backed by a VirtualDrive.
 //
-// Environment: LARKSPIN_FAKESR names the folder of the disc in the drive; an empty drive if it is
-// not set or holds no disc. LARKSPIN_FAKESR_LOG names a file to which each command is appended, one
-// a line: opcode and CDB bytes, then "= " and key/ASC/ASCQ.
+// Environment: LARKSPIN_FAKESR is the folder of the disc in the drive, which is empty if the
+// variable is not set or the folder holds no disc. LARKSPIN_FAKESR_LOG is a file to which each
+// command is appended as a line: opcode and CDB bytes, then "= " and key/ASC/ASCQ.
 //
 // May be used on any thread.
 #pragma once
@@ -23,14 +23,14 @@ namespace larkspin {
 
 class CFakeDevice {
   public:
-    // The one device of the process; made at the first call.
+    // The only device in the process; created in the first call.
     static CFakeDevice& Instance();
     static bool IsDevicePath(const char* path);
 
-    // Each call takes the result of the system call of that name: -1 with errno set on failure.
+    // Each function returns the result of the system call of that name: -1 with errno on failure.
     int Open(int flags);
-    // Whether a descriptor stands for the device. These need no device, and make none: they are
-    // asked also while it comes into being.
+    // Whether a descriptor represents the device. These functions neither need nor create the
+    // device: they are also called while it is being created.
     static bool Owns(int descriptor);
     static void Forget(int descriptor);
     static void Duplicated(int oldDescriptor, int newDescriptor);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The C library's calls as a preloaded library sees them: those that name /dev/sr0 or one of its
-// descriptors go to the fake device, all others on to the C library.
+// The C library's functions in a preloaded library: calls that name /dev/sr0 or use one of its
+// descriptors go to the fake device, all others to the C library.
 #include "fakesr/fake_device.h"
 
 #include <cstdarg>
@@ -19,7 +19,7 @@ using larkspin::CFakeDevice;
 
 namespace {
 
-// The next definition of a call behind this library's.
+// The next definition of a function after this library's.
 template <class Call>
 Call Next(const char* name) {
     void* symbol = ::dlsym(RTLD_NEXT, name);
@@ -56,7 +56,7 @@ int DeviceStatus(void* status) {
     return 0;
 }
 
-// A stream over the device, for programs that read it as a file.
+// A stream for the device, for programs that read it as a file.
 struct Stream {
     int64_t offset = 0;
 };
@@ -220,7 +220,7 @@ int dup3(int descriptor, int wanted, int flags) noexcept {
     return Duplicated(descriptor, wanted, next(descriptor, wanted, flags));
 }
 
-// Programs ask for the one true name of the device they were given.
+// Programs ask for the canonical name of the device they were given.
 char* realpath(const char* path, char* resolved) noexcept {
     static const auto next = Next<char* (*)(const char*, char*)>("realpath");
     if (!CFakeDevice::IsDevicePath(path)) {

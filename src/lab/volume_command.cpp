@@ -59,7 +59,7 @@ constexpr char kUsage[] =
 constexpr int kPipeBytes = 1 << 20;
 constexpr int kWrongUsage = 2;
 
-// The command line can't be understood; the text says why.
+// The command line is invalid; the text says why.
 class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -176,7 +176,7 @@ class DescriptorSink final : public IByteSink {
   public:
     explicit DescriptorSink(const std::string& output)
         : m_bOwned(output != "-"), m_fd(m_bOwned ? Open(output) : STDOUT_FILENO) {
-        ::fcntl(m_fd, F_SETPIPE_SZ, kPipeBytes); // no effect on anything but a pipe
+        ::fcntl(m_fd, F_SETPIPE_SZ, kPipeBytes); // only affects pipes
     }
     DescriptorSink(const DescriptorSink&) = delete;
     DescriptorSink& operator=(const DescriptorSink&) = delete;
@@ -331,7 +331,7 @@ void MakeVolume(const Request& request, IFileSystem& files, IClock& clock, IByte
 }
 
 void WriteVolume(const Request& request) {
-    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away is told like any other failure
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away is reported like any other failure
     DescriptorSink sink(request.output);
     if (request.date) {
         FixedClock clock(*request.date);

@@ -24,10 +24,9 @@ constexpr size_t kMaxCdbBytes = 16;
 constexpr size_t kStatusBytes = 13;
 constexpr std::array<uint8_t, 4> kStatusSignature = {'U', 'S', 'B', 'S'};
 
-// More than a READ CD of all blocks that its own length field can ask for sensibly; the drive's
-// memory is not the host's to fill.
+// More than any sensible READ CD can ask for; the host must not fill up the drive's memory.
 constexpr uint32_t kMaxData = 32 * 1024 * 1024;
-// Room beyond what the host wants, so that a drive that wants to say more is noticed (2, 7).
+// Room beyond what the host wants, to notice a drive that has more to send (2, 7).
 constexpr uint32_t kSpareRoom = 64 * 1024;
 
 uint32_t LoadLe32(const uint8_t* bytes) {
@@ -141,7 +140,7 @@ bool CBulkOnly::TakeBack(uint32_t sequence) {
 
 void CBulkOnly::Serve() {
     while (!m_waiting.empty()) {
-        // Less than the host wants: what is left of its transfers is stalled (4, 5).
+        // Less than the host wants: the rest of its transfers is stalled (4, 5).
         if (m_state == State::DataIn && m_sent == m_data.size()) {
             m_state = State::Status;
             m_isInHalted = m_moved < m_expected;

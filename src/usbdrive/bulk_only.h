@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The bulk-only transport of the USB mass storage class, revision 1.0, on the drive's side: command
-// blocks come in, data goes one way or the other, status goes back. The numbers in brackets are
-// those of the class's "thirteen cases" (6.7).
+// The drive's side of the bulk-only transport of the USB mass storage class, revision 1.0: command
+// blocks come in, data goes one way or the other, status goes back. Numbers in brackets refer to
+// the class's "thirteen cases" (6.7).
 //
-// It knows no threads: all calls come from the one that serves the bus. A command runs elsewhere
-// (IScsiUnit) and its end is told with Finish().
+// It has no threads: all calls come from the thread that serves the bus. A command runs elsewhere
+// (IScsiUnit), which reports its end with Finish().
 #pragma once
 
 #include <array>
@@ -20,36 +20,36 @@ namespace larkspin {
 
 // One SCSI command as it came over the bus.
 struct ScsiJob {
-    uint32_t number = 0; // of the command, to tell a stale end
+    uint32_t number = 0; // of the command, to recognise a stale result
     std::vector<uint8_t> cdb;
     bool out = false;          // the host sends data
-    std::vector<uint8_t> data; // what the host sent, or room for the answer
+    std::vector<uint8_t> data; // data from the host, or room for the answer
 };
 
-// What became of it.
+// The result of a command.
 struct ScsiResult {
     enum Status : uint8_t { Passed = 0, Failed = 1, PhaseError = 2 };
 
     uint32_t number = 0;
     Status status = Passed;
-    std::vector<uint8_t> data; // the answer, as long as the drive wants it
+    std::vector<uint8_t> data; // the answer, as long as the drive wants it to be
     uint32_t taken = 0;        // bytes of the host's data that were used
 };
 
-// Runs commands, one at a time, in the order in which they come.
+// Runs commands in order, one at a time.
 class IScsiUnit {
   public:
     virtual ~IScsiUnit() = default;
-    // Does not wait. The end is told to the transport with the job's number.
+    // Does not wait. The result is reported to the transport with the job's number.
     virtual void Start(ScsiJob job) = 0;
 };
 
-// Where answers to the host's transfers go.
+// Receives the answers to the host's transfers.
 class IUsbReplies {
   public:
     virtual ~IUsbReplies() = default;
-    // `status` 0 or a negative errno. Of a transfer to the host `data` is what it gets, of one
-    // from the host `actual` tells how much was taken.
+    // `status` is 0 or a negative errno. For a transfer to the host, `data` is what it gets; for
+    // one from the host, `actual` is how much was used.
     virtual void Reply(uint32_t sequence, int32_t status, std::span<const uint8_t> data,
                        uint32_t actual) = 0;
 };
@@ -61,13 +61,13 @@ class CBulkOnly {
     // Transfers on the two bulk endpoints, by their sequence number.
     void SubmitOut(uint32_t sequence, std::span<const uint8_t> bytes);
     void SubmitIn(uint32_t sequence, uint32_t room);
-    // False if the transfer is not waiting here (any more). It gets no reply then.
+    // False if the transfer is not waiting here any more. Otherwise it gets no reply.
     bool TakeBack(uint32_t sequence);
 
     void Finish(ScsiResult result);
 
     // Bulk-only mass storage reset (3.1), and the start of a configuration: the drive waits for a
-    // command block. A command that still runs goes on, and what it says is forgotten.
+    // command block. A running command continues, but its result is ignored.
     void Reset();
     // Requests for an endpoint's halt feature.
     void SetHalt(bool in);
@@ -76,12 +76,12 @@ class CBulkOnly {
 
   private:
     enum class State : uint8_t {
-        Command, // waits for a command block wrapper
-        DataOut, // takes what the host sends
-        Running, // the command is at work
-        DataIn,  // hands out the answer
-        Status,  // hands out the command status wrapper
-        Broken,  // an invalid wrapper came (6.6.1): nothing but a reset helps
+        Command, // waiting for a command block wrapper
+        DataOut, // receiving data from the host
+        Running, // the command is running
+        DataIn,  // sending the answer
+        Status,  // sending the command status wrapper
+        Broken,  // an invalid wrapper was received (6.6.1): only a reset helps
     };
 
     struct WaitingIn {
@@ -91,7 +91,7 @@ class CBulkOnly {
 
     void TakeWrapper(uint32_t sequence, std::span<const uint8_t> bytes);
     void Run();
-    // Answers waiting transfers to the host as far as there is something for them.
+    // Answers waiting transfers to the host as far as there is data for them.
     void Serve();
     void SendStatus(const WaitingIn& transfer);
 
@@ -102,10 +102,10 @@ class CBulkOnly {
     bool m_isInHalted = false;
     bool m_isOutHalted = false;
 
-    // Of the command on its way.
+    // Of the current command.
     uint32_t m_number = 0;
     std::array<uint8_t, 4> m_tag = {};
-    uint32_t m_expected = 0; // bytes that the host wants to move
+    uint32_t m_expected = 0; // bytes that the host wants to transfer
     bool m_isOut = false;
     std::vector<uint8_t> m_cdb;
     std::vector<uint8_t> m_data; // in either direction

@@ -19,11 +19,11 @@ constexpr uint8_t kRequestSense = 0x03;
 constexpr uint8_t kAbortedCommand = 0x0B;
 constexpr uint8_t kDataPhaseError = 0x4B;
 constexpr uint32_t kSenseBytes = 18;
-// The time-outs of this bus are the host's: it takes its transfers back and resets the drive.
+// Time-outs on this bus are up to the host: it cancels its transfers and resets the drive.
 constexpr uint32_t kNoTimeOut = 24 * 3600;
 
-// A host and a drive that disagree about a command's data are told apart from other refusals
-// (bulk-only transport, 5.2, phase error).
+// A disagreement between host and drive about a command's data is reported differently from other
+// refusals (bulk-only transport, 5.2, phase error).
 bool IsPhaseError(const PortCompletion& completion) {
     return completion.error != PortError::None ||
            ((completion.sense[2] & 0x0F) == kAbortedCommand &&

@@ -61,7 +61,7 @@ struct Options {
     std::deque<std::string> folders;
 };
 
-// The exit code if there is nothing more to do.
+// Returns the exit code if there is nothing more to do.
 std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
@@ -108,8 +108,8 @@ void Tell(const std::string& line) {
     std::fflush(stdout);
 }
 
-// Only the plugging in takes rights: under sudo the rest runs as the user who asked for it, so
-// that discs and log are that user's.
+// Only plugging in needs privileges: under sudo, the rest runs as the user who called it, so that
+// discs and log belong to that user.
 bool BecomeTheCaller() {
     const char* group = std::getenv("SUDO_GID");
     const char* user = std::getenv("SUDO_UID");
@@ -131,7 +131,7 @@ int SignalDescriptor() {
     return ::signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
-// Hands typed lines to the changer. False at the end of the input.
+// Passes typed lines to the changer. False at the end of the input.
 bool ReadLines(CDiscChanger& changer, std::string* rest) {
     std::array<char, 4096> buffer = {};
     const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
@@ -146,12 +146,12 @@ bool ReadLines(CDiscChanger& changer, std::string* rest) {
     return true;
 }
 
-// Until a signal comes or the host lets go.
+// Runs until a signal arrives or the host lets go.
 void Serve(const CVhciPort& port, int signals, VirtualDrive& drive, CDiscChanger& changer,
            std::FILE* log, const std::string& serial) {
     CCommandRunner runner(drive, log);
     CUsbipServer server(port.Socket(), runner, serial);
-    std::string device; // once the kernel has it
+    std::string device; // once the kernel shows it
     std::string typed;
     std::array<pollfd, 4> watched = {pollfd{port.Socket(), POLLIN, 0},
                                      pollfd{runner.Descriptor(), POLLIN, 0},

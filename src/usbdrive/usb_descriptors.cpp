@@ -31,7 +31,7 @@ constexpr uint8_t High(uint16_t value) {
     return static_cast<uint8_t>(value >> 8);
 }
 
-// Numbers set aside for tests and prototypes (pid.codes).
+// Numbers reserved for tests and prototypes (pid.codes).
 constexpr uint16_t kVendor = 0x1209;
 constexpr uint16_t kProductNumber = 0x0001;
 constexpr uint16_t kRelease = 0x0104;

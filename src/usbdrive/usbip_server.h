@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Serves the device over the socket that the kernel's virtual host controller holds the other end
-// of. All calls come from one thread.
+// Serves the device over a socket whose other end is held by the kernel's virtual host controller.
+// All calls come from one thread.
 #pragma once
 
 #include "usbdrive/usb_device.h"
@@ -16,10 +16,10 @@ namespace larkspin {
 
 class CUsbipServer final : public IUsbReplies {
   public:
-    // The socket stays the caller's.
+    // The socket still belongs to the caller.
     CUsbipServer(int socket, IScsiUnit& unit, std::string serial);
 
-    // Takes what has come in. False when the stream has ended or makes no sense: the host is gone.
+    // Handles what has arrived. False when the stream has ended or is invalid: the host has gone.
     bool Receive();
     void Finish(ScsiResult result) { m_device.Finish(std::move(result)); }
 
@@ -27,7 +27,7 @@ class CUsbipServer final : public IUsbReplies {
                uint32_t actual) override;
 
   private:
-    // False if there is no whole message. `consumed` grows by the bytes of the one that was taken.
+    // False if there is no complete message. Adds the size of the message to `consumed`.
     bool TakeMessage(std::span<const uint8_t> bytes, size_t* consumed);
     void Send(std::span<const uint8_t> header, std::span<const uint8_t> data);
 

@@ -20,7 +20,7 @@ enum Command : uint32_t {
 
 constexpr uint32_t kDirectionIn = 1;
 constexpr uint32_t kMaxEndpoint = 15;
-// Longer transfers than any host makes; what asks for more has lost its way in the stream.
+// No host makes longer transfers; such a request means that the stream is out of step.
 constexpr uint32_t kMaxTransfer = 64 * 1024 * 1024;
 
 UsbipHeader Reply(Command command, uint32_t sequence, int32_t status) {

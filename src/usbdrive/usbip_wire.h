@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The USB/IP protocol's messages, as the kernel's vhci-hcd driver speaks them over a socket
-// (Documentation/usb/usbip_protocol): headers of 48 bytes, big-endian, transfer data behind them.
+// The messages of the USB/IP protocol, as used by the kernel's vhci-hcd driver over a socket
+// (Documentation/usb/usbip_protocol): big-endian headers of 48 bytes, followed by transfer data.
 #pragma once
 
 #include <array>
@@ -15,7 +15,7 @@ namespace larkspin {
 constexpr size_t kUsbipHeaderBytes = 48;
 using UsbipHeader = std::array<uint8_t, kUsbipHeaderBytes>;
 
-// A transfer that the host wants, less the bytes that it sends along.
+// A transfer requested by the host, without the bytes that it sends.
 struct UsbSubmit {
     uint32_t sequence = 0;
     uint8_t endpoint = 0; // number without the direction bit
@@ -23,11 +23,11 @@ struct UsbSubmit {
     uint32_t length = 0;  // bytes that the host sends or has room for
     std::array<uint8_t, 8> setup = {};
 
-    // Bytes that follow the header.
+    // Bytes after the header.
     uint32_t PayloadBytes() const { return in ? 0 : length; }
 };
 
-// The host's wish to take a transfer back.
+// A request by the host to cancel a transfer.
 struct UsbUnlink {
     uint32_t sequence = 0; // of this message
     uint32_t victim = 0;   // of the transfer
@@ -38,11 +38,11 @@ struct UsbipMessage {
     std::optional<UsbUnlink> unlink;
 };
 
-// Empty if it is no message that a host sends.
+// Empty if it is not a message that a host sends.
 std::optional<UsbipMessage> ParseUsbip(std::span<const uint8_t, kUsbipHeaderBytes> header);
 
 // Answers. `status` is 0 or a negative errno of Linux's USB core: -EPIPE for a stall, -ECONNRESET
-// for a transfer that was taken back.
+// for a cancelled transfer.
 UsbipHeader PackSubmitReply(uint32_t sequence, int32_t status, uint32_t actualLength);
 UsbipHeader PackUnlinkReply(uint32_t sequence, int32_t status);
 

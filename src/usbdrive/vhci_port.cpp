@@ -111,7 +111,7 @@ std::string CVhciPort::Attach() {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         return Explain(m_folder, errno);
     }
-    // Another process may take a port between the look and the write.
+    // Another process may take a port between reading the table and the write.
     int error = EBUSY;
     for (const int port : FreeVhciPorts(ReadFile(m_folder + "/status"))) {
         std::ostringstream text;
@@ -124,7 +124,7 @@ std::string CVhciPort::Attach() {
             break;
         }
     }
-    ::close(ends[1]); // the kernel has its own hold on it
+    ::close(ends[1]); // the kernel holds its own reference
     m_socket = ends[0];
     if (error == EBUSY) {
         return "All ports of the kernel's virtual USB host controller are taken.";

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // Plugs a device into the kernel's virtual USB host controller (vhci-hcd): finds a free port and
-// hands over one end of a socket pair, over which the kernel then speaks USB/IP.
+// passes one end of a socket pair to the kernel, which then uses it for USB/IP.
 #pragma once
 
 #include <string>
@@ -17,16 +17,16 @@ class CVhciPort {
     explicit CVhciPort(std::string sysfsFolder = kVhciFolder);
     CVhciPort(const CVhciPort&) = delete;
     CVhciPort& operator=(const CVhciPort&) = delete;
-    // Detaches: for the host the plug is pulled.
+    // Detaches: to the host, this looks like pulling the plug.
     ~CVhciPort();
 
-    // Both give an empty text, or one that says what is in the way and what to do. Prepare takes
-    // the rights of root, Attach no more.
+    // Both return nothing, or a text that says what is wrong and what to do. Prepare needs root;
+    // Attach then does not.
     std::string Prepare();
     std::string Attach();
-    // The device's end of the socket pair, -1 before Attach. It ends when the host lets go.
+    // The device's end of the socket pair, -1 before Attach. It is closed when the host lets go.
     int Socket() const { return m_socket; }
-    // How the kernel calls the device ("1-1"), empty until the host has given it an address.
+    // The kernel's name of the device ("1-1"), empty until the host has assigned an address.
     std::string BusId() const;
 
   private:
@@ -40,7 +40,7 @@ class CVhciPort {
 //   hub port sta spd dev      sockfd local_busid
 //   hs  0000 004 000 00000000 000000 0-0
 std::vector<int> FreeVhciPorts(const std::string& table);
-// The device at a port in the same text, empty if none is in use there.
+// The device at a port in the same text, empty if the port is not in use.
 std::string BusIdAtVhciPort(const std::string& table, int port);
 
 } // namespace larkspin

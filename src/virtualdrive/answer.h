@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Builds the data of an answer: a byte row that grows, with big-endian numbers (SPC, MMC).
+// Builds the data of an answer: a growing sequence of bytes, with big-endian numbers (SPC, MMC).
 #pragma once
 
 #include "platform/byte_order.h"
@@ -15,7 +15,7 @@ namespace larkspin {
 
 class CAnswer {
   public:
-    // Starts with `size` zero bytes, to be filled at named offsets.
+    // Starts with `size` zero bytes, to be filled in by offset.
     explicit CAnswer(size_t size = 0) : m_bytes(size) {}
 
     size_t Size() const { return m_bytes.size(); }
@@ -27,7 +27,7 @@ class CAnswer {
     }
     void Set32(size_t offset, uint32_t value) { StoreBe32(&m_bytes[offset], value); }
 
-    // Adds zero bytes; gives the offset of the first.
+    // Appends zero bytes; returns the offset of the first.
     size_t Grow(size_t bytes) {
         m_bytes.resize(m_bytes.size() + bytes);
         return m_bytes.size() - bytes;

@@ -38,7 +38,7 @@ void PutText(CAnswer& answer, size_t offset, std::string_view text) {
     std::ranges::for_each(text, [&](char c) { answer[offset++] = static_cast<uint8_t>(c); });
 }
 
-// One disc information unit; the others are not there.
+// A single disc information unit; there are no others.
 void AppendDiscInformation(const BdFacts& facts, CAnswer& answer) {
     const size_t at = answer.Grow(kDiscInformationBytes);
     PutText(answer, at, "DI");

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What all Blu-ray discs have in common: facts of each size, speeds, spare areas, disc structures.
+// Common to all Blu-ray discs: the facts for each size, speeds, spare areas, disc structures.
 //
-// The smallest unit that a BD records is a cluster of 32 blocks. A format sets clusters aside as
-// spares for those that turn out to be bad; what is left of the disc can hold data. No cluster of
-// the model goes bad, so all spares stay free.
+// The smallest unit that a BD records is a cluster of 32 blocks. A format reserves clusters as
+// spares for defective ones; the rest of the disc can hold data. In this model no cluster becomes
+// defective, so all spares stay free.
 #pragma once
 
 #include "virtualdrive/ecc_medium.h"
@@ -18,7 +18,7 @@ namespace larkspin {
 
 constexpr uint32_t kClusterBlocks = 32;
 
-// Clusters that a format may set aside.
+// Clusters that a format may reserve.
 struct BdSpares {
     uint32_t least = 0;
     uint32_t usual = 0;
@@ -26,8 +26,8 @@ struct BdSpares {
 };
 
 struct BdFacts : EccFacts {
-    uint32_t blocks = 0; // of a disc of usual size without spare areas
-    BdSpares spares;     // of a disc of usual size; a smaller one has as many less
+    uint32_t blocks = 0; // of a disc of the usual size without spare areas
+    BdSpares spares;     // of a disc of the usual size; the difference in size is taken from here
     const char* typeIdentifier = nullptr;
 };
 
@@ -46,10 +46,10 @@ extern const BdFacts kRe;  // 25 GB
 extern const BdFacts kReDl;
 } // namespace bd_facts
 
-// The spares of a disc of that many blocks.
+// The spares of a disc with that many blocks.
 BdSpares SparesOf(const BdFacts& facts, uint32_t blocks);
 
-// READ DISC STRUCTURE of media type 1: formats 00h (disc information), 09h (cartridge) and, of a
+// READ DISC STRUCTURE of media type 1: formats 00h (disc information), 09h (cartridge) and, for a
 // disc with spare areas, 0Ah (spares); FFh lists them. `spareClusters` is empty if the disc has no
 // format yet.
 SenseCode ReadBdStructure(const BdFacts& facts, std::optional<uint32_t> spareClusters,
@@ -58,10 +58,10 @@ SenseCode ReadBdStructure(const BdFacts& facts, std::optional<uint32_t> spareClu
 bool IsBdFeatureCurrent(uint16_t feature, std::optional<uint32_t> spareClusters);
 void AdjustBdFeature(uint16_t feature, std::vector<uint8_t>& payload);
 
-// Kept in the state of a formatted disc: clusters that are set aside.
+// In the state of a formatted disc: the number of reserved clusters.
 constexpr const char* kSpareClusters = "spare-clusters";
 
-// A BD that is written in a way: CSequentialMedium or COverwriteMedium.
+// A BD with one way of recording: CSequentialMedium or COverwriteMedium.
 template <class Way>
 class CBdMedium : public Way {
   public:
@@ -80,7 +80,7 @@ class CBdMedium : public Way {
     }
 
   protected:
-    // Clusters that are set aside; empty if the disc has no format.
+    // The number of reserved clusters; empty if the disc has no format.
     std::optional<uint32_t> SpareClusters() const {
         const auto found = this->State().extra.find(kSpareClusters);
         return found != this->State().extra.end() ? std::optional(found->second) : std::nullopt;
@@ -88,7 +88,7 @@ class CBdMedium : public Way {
     // Blocks of the disc without spare areas.
     uint32_t AllBlocks() const { return Way::Capacity(); }
     BdSpares Spares() const { return SparesOf(m_facts, AllBlocks()); }
-    // Blocks that can hold data with so many spares, no more than Spares() tells.
+    // Blocks that can hold data with that many spares, which must not exceed Spares().
     uint32_t BlocksBeside(uint32_t spareClusters) const {
         return AllBlocks() - spareClusters * kClusterBlocks;
     }

@@ -17,7 +17,7 @@ constexpr uint8_t kTypeFormatted = 2; // of READ FORMAT CAPACITIES, of the curre
 
 constexpr uint8_t kUndefinedDisc = 0xFF;
 
-// A disc takes more ranges, but a table of contents numbers tracks with one byte.
+// A disc can have more ranges, but a table of contents numbers tracks with one byte.
 constexpr uint32_t kMaxBdTracks = 153;
 
 } // namespace

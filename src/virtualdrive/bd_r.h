@@ -3,17 +3,17 @@
 //
 // BD-R in sequential recording mode (SRM), of all sizes.
 //
-// A blank disc takes FORMAT UNIT once: type 00h gives it the usual spare area, 32h with sub-type
-// 01b (SRM without pseudo-overwrite) as many clusters as its type dependent parameter says and its
-// number of blocks leaves. SRM with
-// pseudo-overwrite (00b) and random recording (10b) are refused. A first WRITE to an unformatted
-// disc makes it one without spare area: a spare area is the host's wish, as it costs room and
-// slows the drive down, and nothing but FORMAT UNIT tells it (MMC, "BD-R recording").
+// A blank disc accepts FORMAT UNIT once: type 00h gives it the usual spare area, and 32h with
+// sub-type 01b (SRM without pseudo-overwrite) the number of clusters that follows from its type
+// dependent parameter and number of blocks. SRM with pseudo-overwrite (00b) and random recording
+// (10b) are refused. The first WRITE to an unformatted disc selects SRM without a spare area: a
+// spare area is up to the host, as it costs room and speed, and only FORMAT UNIT asks for one (MMC,
+// "BD-R recording").
 //
-// Tracks are sequential recording ranges, sessions follow each other without a gap, both at whole
-// clusters. CLOSE TRACK/SESSION: 1 closes a track, 2 the session, 6 the disc; a session with an
-// open track is not closed. An empty disc stays empty, with or without format, until something is
-// written.
+// Tracks are sequential recording ranges. Sessions follow each other without a gap. Both are
+// aligned to clusters. CLOSE TRACK/SESSION: 1 closes a track, 2 the session, 6 the disc; a session
+// with an open track can't be closed. An empty disc stays empty, with or without a format, until
+// something is written.
 #pragma once
 
 #include "virtualdrive/bd_medium.h"

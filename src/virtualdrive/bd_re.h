@@ -3,12 +3,12 @@
 //
 // BD-RE.
 //
-// A new disc has no format and takes no data until FORMAT UNIT: type 00h with the usual spare area,
-// 30h with one of the host's choice, 31h without; sub-type 0, 10b (full certification) or 11b
-// (quick certification). The type dependent parameter of 30h is the number of spare clusters, of
-// 31h the size of a block; that of 00h is not looked at. Formatting again takes the data away. A
-// formatted disc is written at any block; the drive reads what is left of a cluster and writes it
-// anew. READ DISC INFORMATION tells a formatted disc as complete, with one complete session.
+// A new disc has no format and accepts no data before FORMAT UNIT: type 00h with the usual spare
+// area, 30h with one chosen by the host, 31h without; sub-type 0, 10b (full certification) or 11b
+// (quick certification). The type dependent parameter of 30h is the number of spare clusters, that
+// of 31h the block size; that of 00h is ignored. Formatting again removes all data. A formatted
+// disc can be written at any block; the drive reads the rest of a cluster and rewrites it. READ
+// DISC INFORMATION reports a formatted disc as complete, with one complete session.
 #pragma once
 
 #include "virtualdrive/bd_medium.h"
@@ -28,7 +28,7 @@ class CBdReMedium final : public CBdMedium<COverwriteMedium> {
     SenseCode FormatMedium(std::span<const uint8_t> parameterList) override;
 
   private:
-    // The spares that a format asks for; empty if it is none of a BD-RE.
+    // The spares that a format asks for; empty if it is not a format of BD-RE.
     std::optional<uint32_t> SparesFor(const FormatDescriptor& descriptor) const;
     uint32_t FormattedBlocks() const override { return SpareClusters() ? Capacity() : 0; }
     SenseCode CheckWrite(int32_t block, uint32_t count) const override;

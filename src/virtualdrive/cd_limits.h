@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What holds for every recordable CD, in blocks (Orange Book, MMC).
+// Limits of every recordable CD, in blocks (Orange Book, MMC).
 #pragma once
 
 #include <cstdint>

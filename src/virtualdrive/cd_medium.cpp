@@ -13,7 +13,7 @@ namespace larkspin {
 
 namespace {
 
-// KB/s of 48x to 4x, rounded up so that a host that truncates the multiple finds it whole.
+// KB/s of 48x to 4x, rounded up so that a host that truncates still gets whole multiples.
 constexpr std::array<uint32_t, 7> kWriteSpeeds = {8468, 7056, 5645, 4234, 2823, 1412, 706};
 constexpr uint32_t kReadSpeed = 8468;
 
@@ -21,10 +21,10 @@ constexpr uint8_t kDataModeUnknown = 15;
 constexpr uint8_t kUndefinedDiscType = 0xFF;
 
 constexpr int32_t kLeadInBlocks = 4500;
-// Where ATIP says that the lead-in of the first session begins, 97:00:00.
+// Where the lead-in of the first session begins according to ATIP, 97:00:00.
 constexpr int32_t kFirstLeadIn = FramesOfMsf(97, 0, 0) - 450'000 - kPregapFrames;
 
-// READ CD, byte 9: user data alone, and all fields of a block.
+// READ CD, byte 9: only user data, or all fields of a block.
 constexpr uint8_t kFieldUserData = 0x10;
 constexpr uint8_t kFieldsAll = 0xF8;
 constexpr uint8_t kExpectAudio = 1;
@@ -33,7 +33,7 @@ constexpr uint8_t kExpectMode1 = 2;
 } // namespace
 
 CCdMedium::CCdMedium(CDiscStore& store) : IMedium(store), m_tracks(store) {
-    // What is still open was cut off with the process that made it.
+    // Anything still open was interrupted along with the process that created it.
     CutOffRecording();
 }
 
@@ -159,8 +159,8 @@ SenseCode CCdMedium::ReadCd(int32_t block, uint32_t count, const ReadCdRequest& 
         (request.expectedType == kExpectMode1 && !isData) || request.expectedType > kExpectMode1) {
         return sense::kIllegalModeForTrack;
     }
-    // A block of CD-DA is user data as a whole, whichever other fields are asked for with it. Sync,
-    // header and parity of data blocks are not kept, so they can't be asked for.
+    // A block of CD-DA consists of user data, whichever other fields are requested with it. Sync,
+    // header and parity of data blocks are not stored, so they can't be requested.
     const uint8_t otherFields = request.fields & ~kFieldUserData;
     if ((request.fields & kFieldUserData) == 0 || (isData && otherFields != 0) ||
         (otherFields & ~kFieldsAll) != 0) {
@@ -204,7 +204,7 @@ SenseCode CCdMedium::Write(const WriteParameters& parameters, int32_t block, uin
         return sense::kCannotWriteIncompatibleMedium;
     }
     const bool inOneGo = parameters.writeType == WriteParameters::SessionAtOnce;
-    // One way of writing at a time: a plan wants its session, a session at once wants a plan.
+    // One way of writing at a time: a plan needs its session, and a session at once needs a plan.
     if (inOneGo != (m_plan != nullptr)) {
         return sense::kCommandSequenceError;
     }
@@ -254,7 +254,7 @@ SenseCode CCdMedium::WriteTrackAtOnce(const WriteParameters& parameters, int32_t
 SenseCode CCdMedium::Flush(const WriteParameters& parameters, Aftermath* aftermath) {
     if (m_plan != nullptr) {
         if (m_nextPlanned < m_plan->LeadOut()) {
-            // The data ran out before the lead-out: the recording is over, and incomplete.
+            // The data ended before the lead-out: the recording is over, and incomplete.
             m_plan.reset();
             CutOffRecording();
             return Keep();

@@ -3,19 +3,18 @@
 //
 // CD-R and CD-RW: track at once and session at once, sessions, the layouts of the Red Book.
 //
-// Track at once lays a track behind the last one with 2 run-out blocks and 150 blocks of pre-gap
-// between them. A session is followed by its lead-out and the next one's lead-in: 11,400 blocks
-// behind the first session and 6,900 behind the others lie between a lead-out's start and the
-// next session's first track (MMC, "Multisession CD"). A track takes at least 300 blocks; unlike
-// drives that pad a shorter one, this one refuses to close it. SYNCHRONIZE CACHE ends a track at
-// once that is long enough. Only closed sessions can be read.
+// Track at once appends a track after the last one, with 2 run-out blocks and 150 blocks of pre-gap
+// between them. A session is followed by its lead-out and the next one's lead-in: from the start of
+// a lead-out to the first track of the next session there are 11,400 blocks after the first session
+// and 6,900 after the others (MMC, "Multisession CD"). A track has at least 300 blocks; whereas
+// real drives may pad a shorter one, this one refuses to close it. SYNCHRONIZE CACHE ends a track
+// at once that is long enough. Only closed sessions can be read.
 //
-// A track or session at once is one pass of the laser: when the drive loses the disc or its power
-// in the middle, what was recorded is damaged and takes no more blocks, and closing is all that can
-// be done.
+// A track or session at once is recorded without interruption: if the drive loses the disc or its
+// power halfway, the recording is damaged, accepts no more blocks, and can only be closed.
 //
-// The next writable address of a blank disc is -150 while the mode page asks for session at once;
-// of a further session it is the track's start either way, as common hosts expect.
+// The next writable address of a blank disc is -150 while the mode page is set to session at once;
+// for a further session it is always the start of the track, as common hosts expect.
 #pragma once
 
 #include "virtualdrive/cd_limits.h"
@@ -54,11 +53,11 @@ class CCdMedium : public IMedium {
 
   protected:
     virtual bool IsErasable() const = 0;
-    // Forgets a recording in progress.
+    // Drops a recording in progress.
     void DropPlan() { m_plan.reset(); }
 
   private:
-    // Blocks from the last lead-out's start to the next session's first track.
+    // Blocks from the start of the last lead-out to the first track of the next session.
     static int32_t SessionGap(size_t closedSessions);
     int32_t NextTrackStart() const;
     int32_t LastLeadOut() const { return static_cast<int32_t>(State().capacity); }
@@ -77,7 +76,7 @@ class CCdMedium : public IMedium {
     void AppendAtip(CAnswer& answer) const;
 
     CTracks m_tracks;
-    // Session at once between the cue sheet and the last block.
+    // A session at once, from its cue sheet to its last block.
     std::unique_ptr<CCuePlan> m_plan;
     int32_t m_nextPlanned = 0;
 };

@@ -72,7 +72,7 @@ SenseCode CCdMedium::WriteSessionAtOnce(int32_t block, uint32_t count,
         if (track.session != m_tracks.OpenSession()) {
             continue;
         }
-        // What lies in front of the first stored block is a pause that nobody reads.
+        // Anything before the first stored block is a pause that nobody reads.
         const int32_t from = std::max(block, track.start - track.pregap);
         const int32_t to = std::min(block + static_cast<int32_t>(count), track.End());
         if (from >= to) {
@@ -98,7 +98,7 @@ SenseCode CCdMedium::EndSessionAtOnce(const WriteParameters& parameters) {
 
 void CCdMedium::CutOffRecording() {
     auto& tracks = State().tracks;
-    // Tracks that were never reached go; the first one stays, for the disc is not blank any more.
+    // Tracks that were never reached are removed, except the first: the disc is not blank any more.
     while (tracks.size() > 1 && !tracks.back().complete && !tracks[tracks.size() - 2].complete &&
            m_tracks.Written(tracks.back()) == 0) {
         tracks.pop_back();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// One command on its way through the drive: its CDB and the host's buffer.
+// A command being run by the drive: its CDB and the host's buffer.
 #pragma once
 
 #include "drive/port.h"
@@ -32,24 +32,24 @@ class CCommand {
     }
     uint32_t Be32(size_t index) const { return LoadBe32(&m_cdb[index]); }
 
-    // What the host sends; empty if the command has no data phase in that direction.
+    // The host's data; empty if the command has no data phase in that direction.
     std::span<const uint8_t> Sent() const {
         return m_direction == PortDirection::Out ? m_buffer : std::span<uint8_t>{};
     }
-    // Where data for the host goes.
+    // The room for data to the host.
     std::span<uint8_t> Room() const {
         return m_direction == PortDirection::In ? m_buffer : std::span<uint8_t>{};
     }
-    // Hands `data` to the host, cut to the allocation length and to its buffer.
+    // Returns `data` to the host, limited to the allocation length and its buffer.
     void Answer(std::span<const uint8_t> data, uint32_t allocation) const {
         const std::span<uint8_t> room = Room();
         const size_t bytes = std::min<size_t>({data.size(), allocation, room.size()});
         std::copy_n(data.begin(), bytes, room.begin());
         Gave(bytes);
     }
-    // The first `bytes` of Room() were filled.
+    // The first `bytes` of Room() have been filled.
     void Gave(size_t bytes) const { m_given = static_cast<uint32_t>(bytes); }
-    // Bytes that went over, if the command succeeded: what was given, or all that the host sent.
+    // Bytes transferred, if the command succeeded: what was returned, or all that the host sent.
     uint32_t Moved() const {
         return m_direction == PortDirection::Out ? static_cast<uint32_t>(m_buffer.size()) : m_given;
     }

@@ -21,8 +21,8 @@ constexpr uint8_t kAdrIsrc = 3;
 // Control bits of one track: four channels (8), data (4), copy permitted (2), pre-emphasis (1).
 constexpr uint8_t kControlData = 4;
 
-// DATA FORM, main channel: what the host sends of each block. No value: a form that the drive
-// does not take (sub-channel data, and raw modes of data blocks).
+// DATA FORM, main channel: the bytes of each block from the host. Nothing for a form that the drive
+// does not support (sub-channel data, and raw modes of data blocks).
 std::optional<uint32_t> HostBytes(uint8_t form) {
     switch (form) {
     case 0x00:
@@ -50,7 +50,7 @@ std::optional<std::vector<CCuePlan::Entry>> CCuePlan::ReadEntries(std::span<cons
     std::vector<Entry> entries;
     for (; !sheet.empty(); sheet = sheet.subspan(kEntryBytes)) {
         const uint8_t adr = sheet[0] & 0x0F;
-        // Catalog number and ISRC are text, two entries each; they do not change the layout.
+        // Catalog number and ISRC are text in two entries each; they do not affect the layout.
         if (adr == kAdrCatalogNumber || adr == kAdrIsrc) {
             continue;
         }
@@ -115,7 +115,7 @@ bool CCuePlan::BuildAreas(std::span<const Entry> entries) {
 }
 
 bool CCuePlan::CheckTracks(std::span<const Entry> entries, const Place& place) const {
-    // The session begins with the pre-gap of its first track, two seconds at least.
+    // The session begins with the pre-gap of its first track, at least two seconds long.
     if (entries[0].track != place.firstTrack || entries[0].index != 0 ||
         entries[0].block != place.start || entries[1].index != 1 ||
         entries[1].block < place.start + kPregapFrames) {
@@ -180,8 +180,8 @@ void CCuePlan::BuildTracks(std::span<const Entry> entries, const Place& place) {
         if (track.IsData()) {
             track.file = Format("track-%02u.iso", track.number);
         } else {
-            // Audio that follows audio goes into one file, so that it plays without gaps. Readers
-            // of disc.cue expect the first one under the same name.
+            // Consecutive audio tracks share a file, so that they play without gaps. Readers of
+            // disc.cue expect the first one under the same name.
             track.file =
                 place.session == 1 ? "disc.bin" : Format("session-%02u.bin", place.session);
             const bool followsAudio = !m_tracks.empty() && !m_tracks.back().IsData();

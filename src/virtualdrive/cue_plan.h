@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A cue sheet (SEND CUE SHEET, MMC) read strictly and turned into the plan of a session-at-once
+// A strict parser for cue sheets (SEND CUE SHEET, MMC); the result is the plan of a session-at-once
 // recording.
 #pragma once
 
@@ -15,11 +15,11 @@
 
 namespace larkspin {
 
-// A run of blocks that the host sends in one form.
+// A range of blocks that the host sends in one form.
 struct CueArea {
     int32_t start = 0;
-    int32_t end = 0;        // behind the last block
-    uint32_t hostBytes = 0; // per block; 0: the drive makes the blocks itself
+    int32_t end = 0;        // one past the last block
+    uint32_t hostBytes = 0; // per block; 0: the drive creates the blocks itself
     bool isData = false;
     uint8_t track = 1;
     bool isPregap = false; // index 0
@@ -27,25 +27,24 @@ struct CueArea {
 
 class CCuePlan {
   public:
-    // Where and how the session must lie.
+    // Where and how the session must be placed.
     struct Place {
         int32_t start = -150; // first block of the first track's pre-gap
         uint8_t firstTrack = 1;
-        int32_t lastLeadOut = 0; // the lead-out may not begin behind it
+        int32_t lastLeadOut = 0; // the latest start of the lead-out
         uint32_t session = 1;
     };
 
-    // Reads a sheet. 5/26/00 for one that does not fit together, 5/63/00 for one that doesn't fit
-    // on the disc.
+    // Parses a sheet. Returns 5/26/00 if it is inconsistent, 5/63/00 if it doesn't fit on the disc.
     SenseCode Parse(std::span<const uint8_t> sheet, const Place& place);
 
     int32_t Start() const { return m_areas.front().start; }
     int32_t LeadOut() const { return m_leadOut; }
-    // The area of a block of the session; null outside it.
+    // The area of a block in the session; null outside it.
     const CueArea* AreaAt(int32_t block) const;
-    // First block at or behind `block` that the host sends; the lead-out if there is none.
+    // First block from `block` on that the host sends; the lead-out if there is none.
     int32_t SkipMadeByDrive(int32_t block) const;
-    // The tracks as they are to be recorded, open, with their files.
+    // The tracks to be recorded, open, with their files.
     std::vector<DiscTrack> Tracks() const { return m_tracks; }
 
   private:

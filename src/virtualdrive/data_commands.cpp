@@ -15,7 +15,7 @@ namespace larkspin {
 
 namespace {
 
-// FORMAT UNIT's parameter list; bits of byte 1 of its header.
+// FORMAT UNIT's parameter list: bits of byte 1 of its header.
 constexpr size_t kFormatListBytes = 12;
 constexpr uint8_t kFormatOptionsValid = 0x80;
 constexpr uint8_t kFormatOptions = 0x78; // DPRY, DCRT, STPF, IP
@@ -86,7 +86,7 @@ SenseCode CDrive::ReadCdMsf(const CCommand& command) {
         return FramesOfMsf(command.Byte(index), second, frame) - kPregapFrames;
     };
     const std::optional<int32_t> begin = blockAt(3);
-    const std::optional<int32_t> end = blockAt(6); // the first that is not read
+    const std::optional<int32_t> end = blockAt(6); // one past the last block read
     if (!begin || !end || *end < *begin) {
         return sense::kInvalidFieldInCdb;
     }
@@ -129,7 +129,7 @@ SenseCode CDrive::Verify(const CCommand& command) {
 }
 
 SenseCode CDrive::CheckWriteParameters() const {
-    // They may stem from before the disc came in.
+    // They may have been set before the disc was inserted.
     return m_medium->CheckParameters(m_pages.CurrentWriteParameters()).IsGood()
                ? sense::kGood
                : sense::kIllegalModeForTrack;
@@ -154,7 +154,7 @@ SenseCode CDrive::WriteBlocks(const CCommand& command, uint32_t count) {
     return code;
 }
 
-// `data` with what the medium holds in place of the blocks that are lost; empty if none is.
+// `data` with the medium's old contents for blocks that are lost; empty if none are.
 std::vector<uint8_t> CDrive::WithoutLost(int32_t first, uint32_t count,
                                          std::span<const uint8_t> data) {
     std::vector<uint8_t> instead;
@@ -205,7 +205,7 @@ SenseCode CDrive::SynchronizeCache(const CCommand& command) {
     } else {
         m_waitMs += drainMs;
     }
-    // The lead-out follows the data by itself, and the host has to ask when it is done.
+    // The lead-out follows the data automatically, and the host has to ask when it is done.
     if (aftermath == Aftermath::LeadOut) {
         BeginLongOperation(sense::kLongWriteInProgress, true);
     }
@@ -236,13 +236,12 @@ SenseCode CDrive::RepairTrack(const CCommand& command) {
     if (!code.IsGood()) {
         return code;
     }
-    // What is written on step by step is never left damaged, and what was to be written in one go
-    // can't be gone on with.
+    // An incremental recording is never left damaged, and one in one go can't be continued.
     return track.damaged ? sense::kIllegalModeForTrack : sense::kGood;
 }
 
 SenseCode CDrive::SendOpc(const CCommand& command) {
-    // Calibration at the drive's own discretion only; no speeds are sent along.
+    // Calibration only at the drive's own discretion, without speeds from the host.
     if (command.Be16(7) != 0) {
         return sense::kInvalidFieldInCdb;
     }
@@ -279,7 +278,7 @@ SenseCode CDrive::FormatUnit(const CCommand& command) {
         return sense::kParameterListLength;
     }
     const std::span<const uint8_t> list = command.Sent().first(kFormatListBytes);
-    // The options of byte 1 mean something only where FOV says so; a try-out is not known.
+    // The options of byte 1 are only valid with FOV; trial formatting is not supported.
     const bool areOptionsGood =
         (list[1] & kFormatTryOut) == 0 &&
         ((list[1] & kFormatOptionsValid) != 0 || (list[1] & kFormatOptions) == 0);

@@ -54,7 +54,7 @@ bool CDefects::ParseBlocks(std::string_view text, Rule* rule) {
     return text == ":" && rule->first <= rule->last;
 }
 
-// A name, with "=" and a number behind some, and "@" and a number behind those of one read.
+// A name, some with "=" and a number, and "@" and a number for a single read.
 bool CDefects::ParseKind(std::string_view text, Rule* rule) {
     constexpr uint64_t kMostMs = 600'000;
     const size_t at = text.find('@');

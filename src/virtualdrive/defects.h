@@ -1,20 +1,18 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Defects of a medium by the addresses of its blocks, from the file defects.txt in the disc's
-// folder.
+// Defects of a medium by block address, from the file defects.txt in the disc's folder.
 //
-// As text, a rule a line; "#" begins a comment:
-//     100: unreadable         a read that needs this block fails
-//     100-199: unreadable     and so with each of these
-//     200: flip=5             bit 5 of the block reads back flipped (bit 0 is the lowest of its
-//     first
-//                             byte); with a range, that of each block
-//     300: lost               what is written there never reaches the medium, which keeps the bytes
-//                             that it had, or zeros
+// One rule per line; "#" begins a comment:
+//     100: unreadable         a read that includes this block fails
+//     100-199: unreadable     the same for each of these
+//     200: flip=5             bit 5 of the block is flipped when read (bit 0 is the lowest of the
+//                             first byte); with a range, that of each block
+//     300: lost               what is written there never reaches the medium, which keeps its old
+//                             bytes, or zeros
 //     400-499: slow=20        each of these blocks takes 20 ms more to read
-// "@N" behind it ("unreadable@2", "flip=5@2") means the Nth read that needs any of these blocks,
-// counted from when the disc came in, and no other.
+// With "@N" at the end ("unreadable@2", "flip=5@2"), the rule only applies to the Nth read that
+// includes any of these blocks since the disc was inserted.
 //
 // Not locked: the drive runs one command at a time.
 #pragma once
@@ -33,14 +31,14 @@ inline constexpr const char* kDefectsName = "defects.txt";
 
 class CDefects {
   public:
-    // Those of the disc in a folder; without the file there are none. False, with what is wrong in
-    // `problem`, if the file is not understood.
+    // Loads the defects of the disc in a folder; without the file there are none. False, with the
+    // reason in `problem`, if the file is invalid.
     bool Load(const std::string& folder, std::string* problem);
 
-    // Spoils what was read, blocks of `blockBytes` from `block` on, and adds the time that it took
-    // to `waitMs`. Not good if a block can't be read.
+    // Corrupts what was read, blocks of `blockBytes` from `block` on, and adds the time that it
+    // took to `waitMs`. Returns an error if a block can't be read.
     SenseCode Read(int32_t block, std::span<uint8_t> data, size_t blockBytes, uint64_t* waitMs);
-    // What is written to the block is lost.
+    // Data written to the block is lost.
     bool IsLost(int32_t block) const;
 
   private:
@@ -51,7 +49,7 @@ class CDefects {
         int32_t last = 0;
         Kind kind = Kind::Unreadable;
         uint32_t value = 0;  // bit of the block, or milliseconds
-        uint64_t onlyAt = 0; // the read that it shows at, from 1; 0: all
+        uint64_t onlyAt = 0; // the read to which it applies, from 1; 0: all
         uint64_t reads = 0;  // so far
     };
 

@@ -80,7 +80,7 @@ SenseCode CDrive::ReadTrackInformation(const CCommand& command) {
 }
 
 SenseCode CDrive::ReadToc(const CCommand& command) {
-    // The format once stood in the top bits of the control byte; hosts still put it there.
+    // The format used to be in the top bits of the control byte, and hosts still put it there.
     uint8_t format = command.Byte(2) & 0x0F;
     if (format == 0) {
         format = command.Byte(9) >> 6;
@@ -112,7 +112,7 @@ SenseCode CDrive::ReadFormatCapacities(const CCommand& command) {
     CAnswer answer(4);
     for (size_t i = 0; i < capacities.size(); ++i) {
         answer.Append32(capacities[i].blocks);
-        // The type of the current capacity sits in the low bits, a format's in the high ones.
+        // The type of the current capacity is in the low bits, that of a format in the high ones.
         const uint32_t type = i == 0 ? capacities[i].type : uint32_t{capacities[i].type} << 2;
         answer.Append32(type << 24 | capacities[i].parameter);
     }
@@ -122,7 +122,7 @@ SenseCode CDrive::ReadFormatCapacities(const CCommand& command) {
 }
 
 SenseCode CDrive::ReadDiscStructure(const CCommand& command) {
-    // From 80h on formats mean the same for all media types.
+    // From 80h on, formats mean the same for all media types.
     if (command.Byte(7) < kFirstCommonStructure &&
         (command.Byte(1) & 0x0F) != m_medium->StructureMediaType()) {
         return sense::kCannotReadIncompatibleMedium;

@@ -92,8 +92,8 @@ std::string ToText(const DiscState& state) {
     return text.str();
 }
 
-// A state that another hand has written could lead out of the folder or make the drive look for
-// what is not there.
+// A state written by somebody else could point outside the folder or make the drive look for
+// something that does not exist.
 bool IsConsistent(const DiscState& state) {
     constexpr uint32_t kMostBlocks = 0x1000'0000;
     uint32_t number = 0;
@@ -120,13 +120,13 @@ bool IsConsistent(const DiscState& state) {
             return false;
         }
     }
-    // Every closed session has its tracks; one more may be open.
+    // Every closed session has tracks; one more may be open.
     const size_t closed = state.sessions.size();
     return state.capacity > 0 && state.capacity <= kMostBlocks &&
            (session == closed || session == closed + 1) && (!state.finalized || session == closed);
 }
 
-// Throws boost::property_tree::ptree_error on anything that is no state.
+// Throws boost::property_tree::ptree_error for anything that is not a state.
 DiscState FromText(const std::string& text) {
     ptree root;
     std::istringstream stream(text);
@@ -170,7 +170,7 @@ bool WriteAll(int descriptor, uint64_t offset, std::span<const uint8_t> bytes) {
     return true;
 }
 
-// Zeros take no room: true if the file system keeps them as a hole.
+// Zeros take no room: true if the file system stores them as a hole.
 bool LeaveHole(int descriptor, uint64_t offset, std::span<const uint8_t> bytes) {
     struct stat status = {};
     const bool areZeros = !bytes.empty() && bytes[0] == 0 &&
@@ -315,7 +315,7 @@ bool CDiscStore::Erase() {
     m_state.tracks.clear();
     m_state.sessions.clear();
     m_state.finalized = false;
-    // The state goes first: files that no track names are no part of the disc.
+    // The state first: files that belong to no track are not part of the disc.
     if (!Save()) {
         return false;
     }

@@ -14,11 +14,11 @@ namespace larkspin {
 
 namespace {
 
-// What an empty drive reads at: the fastest it knows.
+// The read speed of an empty drive: the fastest it supports.
 constexpr uint32_t kDefaultReadKB = 8468;
 
-// A background format of a whole disc takes this many times as long as an operation that is waited
-// for.
+// A background format of a whole disc takes this many times as long as an operation in the
+// foreground.
 constexpr double kBackgroundLength = 20.0;
 
 } // namespace
@@ -317,7 +317,7 @@ SpeedReport CDrive::Speeds() const {
 }
 
 uint32_t CDrive::ClosestWriteSpeed(uint32_t kiloBytes) const {
-    // The fastest one that is not above the wish, or the slowest.
+    // The fastest one not above the requested speed, or else the slowest.
     if (m_medium == nullptr || m_medium->WriteSpeeds().empty()) {
         return 0;
     }

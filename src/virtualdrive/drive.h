@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// The drive's command set: takes a CDB apart, checks the unit (medium, attention, operations in
-// progress) and runs it. One file for each group of commands: unit_commands.cpp (the device, door
-// and events), mode_commands.cpp (mode pages, configuration, speeds), disc_commands.cpp (what is
-// on the disc), data_commands.cpp (reading, writing, closing, erasing).
+// The drive's command set: parses a CDB, checks the unit (medium, attention, operations in
+// progress) and runs the command. One file for each group of commands: unit_commands.cpp (the
+// device, door and events), mode_commands.cpp (mode pages, configuration, speeds),
+// disc_commands.cpp (what is on the disc), data_commands.cpp (reading, writing, closing, erasing).
 //
-// Not locked: VirtualDrive lets one command in at a time.
+// Not locked: VirtualDrive passes one command at a time.
 #pragma once
 
 #include "platform/clock.h"
@@ -29,18 +29,18 @@ class CDrive {
   public:
     explicit CDrive(IClock& clock);
 
-    // What became of a command.
+    // The result of a command.
     struct Outcome {
         SenseCode code;
-        std::optional<uint16_t> progress; // share of 65536 of an operation in progress
+        std::optional<uint16_t> progress; // of an operation in progress, as a fraction of 65536
         uint64_t waitMs = 0;              // the command takes this long
-        uint32_t moved = 0;               // bytes of the host's data, in their direction
+        uint32_t moved = 0;               // bytes of data transferred, in either direction
         bool ejected = false;
     };
     Outcome Run(const CCommand& command);
 
-    // Opens the disc of a folder and closes the tray over it. False if there is none; the old disc
-    // then stays.
+    // Opens the disc of a folder and closes the tray. False if there is none; the old disc then
+    // stays.
     bool Insert(const std::string& folder);
     // Takes the disc out; the tray closes.
     void Remove();
@@ -51,7 +51,7 @@ class CDrive {
     bool PressEject();
     bool HasDisc() const { return m_medium != nullptr; }
     bool IsLocked() const { return m_isLocked; }
-    // Of the disc in the drive or just ejected.
+    // Of the disc in the drive, or the one just ejected.
     const std::string& Folder() const { return m_folder; }
 
     void Configure(const DriveTiming& timing);
@@ -59,13 +59,13 @@ class CDrive {
   private:
     using Handler = SenseCode (CDrive::*)(const CCommand& command);
 
-    // When a command may run.
+    // The conditions for running a command.
     enum Need : uint8_t {
-        Always = 0,        // also with an attention pending and an operation in progress
+        Always = 0,        // even with an attention pending or an operation in progress
         UnitAttention = 1, // reports a pending unit attention first
         Idle = 2,          // not while an operation is in progress
         Medium = 4,        // needs a disc
-        Ready = 8,         // one that is up to speed, if there is one
+        Ready = 8,         // the disc, if any, must be up to speed
         Data = UnitAttention | Idle | Medium | Ready,
     };
     struct Row {
@@ -75,9 +75,9 @@ class CDrive {
     };
     static const Row* FindRow(uint8_t opcode);
 
-    // An operation that goes on after its command was answered.
+    // An operation that continues after its command was answered.
     struct Operation {
-        SenseCode code; // what commands are answered meanwhile
+        SenseCode code; // the answer to commands in the meantime
         uint64_t begin = 0;
         uint64_t end = 0;
     };
@@ -85,21 +85,20 @@ class CDrive {
     enum class MediaEvent : uint8_t { None = 0, EjectRequest = 1, NewMedia = 2, Removal = 3 };
 
     SenseCode Check(const Row& row);
-    // Reports the events that are to be told by unit attention, one at a call and each once; then
-    // nothing (success).
+    // Returns the pending unit attentions one by one, each once, and then success.
     SenseCode TakeAttention();
     bool IsBusy();
     // The disc is not up to speed yet.
     bool IsSpinningUp() const { return SpinUpLeft() > 0; }
     uint64_t SpinUpLeft() const; // milliseconds
     void SpinUp();
-    // Starts the disc if it stands still after a long rest.
+    // Starts the disc if it has stopped after a long rest.
     void Wake();
     uint16_t Progress();
-    // Lets a long operation run, in the background when the command is immediate.
+    // Starts a long operation, in the background if the command is immediate.
     void BeginLongOperation(const SenseCode& code, bool immediate);
     SenseCode NoMedium() const;
-    // Formats and blanks can make another kind of disc of one.
+    // Formatting and blanking can change the kind of a disc.
     void AdoptKind();
     void RunBackground();
     void TakeOut(bool openTray);
@@ -182,14 +181,14 @@ class CDrive {
     std::string m_onTray; // folder of the disc that lies in the open tray
     bool m_isLocked = false;
     bool m_hasAttention = false; // the medium may have changed
-    bool m_hasReset = false;     // and, told before that, the drive was reset
+    bool m_hasReset = false;     // the drive was reset, which is reported first
     MediaEvent m_mediaEvent = MediaEvent::None;
     bool m_hasProfileEvent = false;
     std::optional<Operation> m_operation;
-    uint64_t m_readyTick = 0; // from then on the disc is up to speed
+    uint64_t m_readyTick = 0; // when the disc will be up to speed
     uint64_t m_usedTick = 0;  // when it was last needed
 
-    // Of the command that runs.
+    // Of the running command.
     uint64_t m_waitMs = 0;
     bool m_ejected = false;
 };

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// How the virtual drive behaves in time.
+// The timing of the virtual drive.
 #pragma once
 
 #include <cstdint>
@@ -11,18 +11,18 @@ namespace larkspin {
 struct DriveTiming {
     uint32_t bufferKB = 2048;
     double speedFactor = 0.0; // multiple of the selected write speed; 0: no delays at all
-    // How long blanking, formatting, closing and the writing of a lead-out take. With 0 they are
-    // done before the command is answered.
+    // How long blanking, formatting, closing and writing a lead-out take. 0: they are done before
+    // the command is answered.
     uint32_t longOperationMs = 0;
-    // How long a disc takes to come up to speed when it was put in, when the drive was reset, and
-    // when the drive is woken. The unit is becoming ready meanwhile. 0: no time.
+    // How long a disc takes to spin up after it was inserted, after a reset, and when the drive is
+    // woken. Meanwhile, the unit is becoming ready. 0: no time.
     uint32_t spinUpMs = 0;
-    // After so long without a command that needs the disc it stands still, and the next one wakes
-    // the drive. 0: never.
+    // The disc stops after this time without a command that needs it, and the next one wakes the
+    // drive. 0: never.
     uint32_t restMs = 0;
 };
 
-// Like a real drive, but for the patience of whoever tries the program.
+// Like a real drive, but shortened for those who try the program.
 constexpr uint32_t kQuickSpinUpMs = 1500;
 constexpr uint32_t kUsualRestMs = 10 * 60'000;
 

@@ -90,7 +90,7 @@ void AppendPhysicalFormat(const DvdFacts& facts, const DvdShape& shape, CAnswer&
     // Layer type: recordable or rewritable user area.
     const uint8_t layerType = facts.isRewritable ? 4 : 2;
     answer[at + 2] = static_cast<uint8_t>((facts.layers - 1) << 5 | layerType);
-    // Two layers of recordable discs run in opposite directions: bit 4 tells.
+    // The two layers of recordable discs run in opposite directions, as bit 4 shows.
     if (facts.layers == 2) {
         answer[at + 2] |= 0x10;
     }
@@ -103,7 +103,7 @@ void AppendPhysicalFormat(const DvdFacts& facts, const DvdShape& shape, CAnswer&
 void AppendPreRecorded(CAnswer& answer) {
     const size_t at = answer.Size();
     answer.Append(std::vector<uint8_t>(kPreRecordedBytes));
-    // Fields of 8 bytes, the number of the field in front: 3 and 4 name the manufacturer.
+    // Fields of 8 bytes, each preceded by its number: 3 and 4 are the manufacturer.
     answer[at + 16] = 3;
     PutText(answer, at + 17, "LARKSP");
     answer[at + 24] = 4;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What all DVD media have in common: physical facts, speeds, disc structures.
+// Common to all DVD media: physical facts, speeds, disc structures.
 #pragma once
 
 #include "virtualdrive/ecc_medium.h"
@@ -15,7 +15,7 @@ struct DvdFacts : EccFacts {
     bool isRewritable = false;
 };
 
-// 1x of a DVD is 1385 KB/s. The slowest speed of a kind tells hosts its base: 2x for the dash
+// 1x of a DVD is 1385 KB/s. The slowest speed of a kind shows hosts its base: 2x for the dash
 // family, 2.4x for the plus family.
 namespace dvd_facts {
 extern const DvdFacts kMinusR;
@@ -28,20 +28,20 @@ extern const DvdFacts kPlusRDl;
 extern const DvdFacts kPlusRw;
 } // namespace dvd_facts
 
-// What the structures tell of a disc, in blocks.
+// A disc's dimensions for the structures, in blocks.
 struct DvdShape {
     uint32_t capacity = 0;
-    uint32_t layerBoundary = 0; // blocks in layer 0 of a disc with two layers
+    uint32_t layerBoundary = 0; // blocks in layer 0 of a two-layer disc
     bool isBoundaryFixed = true;
 };
 
-// READ DISC STRUCTURE: formats 00h (physical), 01h (copyright); 0Eh (pre-recorded information) and
-// 10h (physical format of a DVD-R) of the dash family, 11h (ADIP) of the plus family, 20h (layer
-// boundary) of two layers; FFh lists them.
+// READ DISC STRUCTURE: formats 00h (physical) and 01h (copyright); 0Eh (pre-recorded information)
+// and 10h (physical format of a DVD-R) for the dash family, 11h (ADIP) for the plus family, 20h
+// (layer boundary) for two layers; FFh lists them.
 SenseCode ReadDvdStructure(const DvdFacts& facts, const DvdShape& shape, uint8_t format,
                            uint8_t layer, CAnswer& answer);
 
-// A DVD that is written in a way: CSequentialMedium or COverwriteMedium.
+// A DVD with one way of recording: CSequentialMedium or COverwriteMedium.
 template <class Way>
 class CDvdMedium : public Way {
   public:

@@ -15,11 +15,11 @@ namespace {
 constexpr uint8_t kTypeFormatted = 2;
 constexpr uint8_t kTypeOpenSession = 3;
 
-// Kept in the state. A disc that was made in this kind is formatted as a whole.
+// Stored in the state. A disc created as this kind is completely formatted.
 constexpr const char* kFormatted = "formatted-blocks";
 constexpr const char* kSessionOpen = "session-open";
 
-// All but the full format tell the size of a packet, which is an ECC block.
+// All but the full format state the size of a packet, which is an ECC block.
 bool IsParameterGood(const FormatDescriptor& descriptor) {
     return descriptor.type == kFormatFull || descriptor.parameter == kEccBlockBlocks;
 }
@@ -118,7 +118,7 @@ std::vector<FormatCapacity> CDvdMinusRwOverwriteMedium::FormatCapacities() const
 }
 
 SenseCode CDvdMinusRwOverwriteMedium::CheckParameters(const WriteParameters& parameters) const {
-    // A packet size of 0 leaves it to the medium, which knows only one.
+    // A packet size of 0 leaves it to the medium, which only supports one.
     const bool isPacketGood =
         parameters.fixedPacket &&
         (parameters.packetBlocks == 0 || parameters.packetBlocks == kEccBlockBlocks);

@@ -6,9 +6,9 @@
 //
 // Only whole ECC blocks are written. What is formatted and closed can be overwritten anywhere. A
 // quick format (type 15h) or a quick growth (13h) opens the last session: it can then also be
-// written on at its end, block after block, up to the end of the disc, and CLOSE TRACK/SESSION 2
-// closes it there. Full formats (00h, 10h) format and close all that they are asked for, and
-// growth by 11h adds formatted blocks. BLANK makes the disc a sequential one.
+// extended at its end, block after block, up to the end of the disc, and CLOSE TRACK/SESSION 2
+// closes it there. Full formats (00h, 10h) format and close everything requested, and growth by 11h
+// adds formatted blocks. BLANK turns the disc into a sequential one.
 #pragma once
 
 #include "virtualdrive/dvd_medium.h"
@@ -23,19 +23,19 @@ constexpr uint8_t kMinusRwGrow = 0x11;
 constexpr uint8_t kMinusRwQuickGrow = 0x13;
 constexpr uint8_t kMinusRwQuick = 0x15;
 
-// Kept in the state of a sequential disc: it was blanked minimally and takes one go only.
+// In the state of a sequential disc: it was blanked minimally and can only be written in one go.
 constexpr const char* kOneGoOnly = "one-go-only";
 
-// Names of the two ways of recording, as in VirtualDrive::CreateDisc.
+// The names of the two ways of recording, as in VirtualDrive::CreateDisc.
 constexpr const char* kMinusRwSequentialKind = "dvd-rw";
 constexpr const char* kMinusRwOverwriteKind = "dvd-rw-ow";
 
-// The formats that a DVD-RW of any state can be given.
+// The formats that are possible for a DVD-RW in any state.
 void AppendMinusRwFormats(uint32_t capacity, std::vector<FormatCapacity>& capacities);
-// Formats a DVD-RW of any state: it is one in restricted overwrite then, and empty.
+// Formats a DVD-RW in any state: it is then empty, in restricted overwrite.
 SenseCode FormatMinusRw(CDiscStore& store, uint32_t capacity,
                         std::span<const uint8_t> parameterList);
-// Blanks a DVD-RW of any state: it is a sequential one then. Types 0 (all) and 1 (minimal).
+// Blanks a DVD-RW in any state: it is then sequential. Types 0 (all) and 1 (minimal).
 SenseCode BlankMinusRw(CDiscStore& store, uint8_t type);
 
 class CDvdMinusRwOverwriteMedium final : public CDvdMedium<COverwriteMedium> {

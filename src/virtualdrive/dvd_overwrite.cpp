@@ -141,7 +141,7 @@ bool CDvdRamMedium::IsFeatureCurrent(uint16_t code) const {
 }
 
 DiscInformation CDvdRamMedium::Information(const WriteParameters&) const {
-    // Neither empty nor complete once there is data: it can be written at any time.
+    // Neither empty nor complete if there is data: it can be written at any time.
     DiscInformation information;
     information.erasable = true;
     information.status = WrittenBlocks() == 0 ? DiscInformation::Empty : DiscInformation::Others;

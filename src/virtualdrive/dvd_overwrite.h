@@ -3,14 +3,14 @@
 //
 // DVDs that are written in place (overwrite_medium.h): DVD+RW and DVD-RAM.
 //
-// DVD+RW: FORMAT UNIT (type 26h) prepares the lead-in and lets the background format run (status
-// 2); the whole disc can be written meanwhile. It goes on while the drive has time, as far as
-// operations take time at all, and is complete (3) at the end of the disc. CLOSE TRACK/SESSION 0
-// and 2 stop it (1): what lies behind the last block written or formatted is then neither readable
-// nor writable until FORMAT UNIT with the restart bit. A disc that leaves the drive in the middle
-// is stopped in the same way. An unformatted disc takes no data.
+// DVD+RW: FORMAT UNIT (type 26h) prepares the lead-in and starts the background format (status 2);
+// meanwhile, the whole disc can be written. It continues whenever the drive has time, if operations
+// take time at all, and is complete (3) at the end of the disc. CLOSE TRACK/SESSION 0 and 2 stop it
+// (1): what lies after the last block written or formatted can then neither be read nor written
+// until FORMAT UNIT with the restart bit. The same happens to a disc that is removed in the
+// meantime. An unformatted disc accepts no data.
 //
-// DVD-RAM: comes formatted, is written at any block, and knows no sessions and no blanking.
+// DVD-RAM: already formatted, written at any block, without sessions or blanking.
 #pragma once
 
 #include "virtualdrive/dvd_medium.h"
@@ -31,7 +31,7 @@ class CDvdPlusRwMedium final : public CDvdMedium<COverwriteMedium> {
     void RunBackground(double share) override;
 
   private:
-    // As READ DISC INFORMATION reports it.
+    // As reported by READ DISC INFORMATION.
     enum Background : uint8_t { kNone = 0, kInterrupted = 1, kRunning = 2, kComplete = 3 };
 
     Background FormatStatus() const;

@@ -12,7 +12,7 @@ namespace larkspin {
 
 namespace {
 
-// Kept in the state: blocks in layer 0 that the host asked for.
+// Stored in the state: blocks in layer 0, as chosen by the host.
 constexpr const char* kBoundary = "layer-boundary";
 constexpr uint8_t kBoundaryFormat = 0x20;
 
@@ -39,7 +39,7 @@ SenseCode CDvdMinusSequentialMedium::CheckParameters(const WriteParameters& para
     if (!isIncremental) {
         return sense::kGood;
     }
-    // One layer links with 16 blocks and says so; two layers may leave it to the drive.
+    // With one layer, links are 16 blocks and this must be stated; with two, the drive may decide.
     const bool isLinkGood = parameters.linkSizeValid ? parameters.linkSize == kEccBlockBlocks
                                                      : Profile() == dvd_facts::kMinusRDl.profile;
     const bool isPacketGood = parameters.packetBlocks == kEccBlockBlocks ||
@@ -118,7 +118,7 @@ uint32_t CDvdPlusRDlMedium::LayerBoundary() const {
 }
 
 uint32_t CDvdPlusRDlMedium::Capacity() const {
-    // The second layer is no longer than the first.
+    // The second layer is at most as long as the first.
     const uint32_t boundary = Extra(kBoundary);
     return boundary != 0 ? 2 * boundary : CDvdMedium::Capacity();
 }

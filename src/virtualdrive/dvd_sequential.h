@@ -4,15 +4,15 @@
 // DVDs that are written from the inside out (sequential_medium.h): DVD-R, DVD-RW in sequential
 // recording and DVD-R DL; DVD+R and DVD+R DL.
 //
-// Between two sessions lie the border-out and border-in of the dash family or the closure and intro
-// of the plus family; the sizes here are those of the inner part of a disc.
+// Between two sessions there are the border-out and border-in of the dash family, or the closure
+// and intro of the plus family; the sizes here are those of the inner part of a disc.
 //
-// The dash family (MMC, "Write parameters mode page") writes incrementally, with links of 16
-// blocks, or a blank disc in one go (write type 2). RESERVE TRACK is known for one go only; it sets
-// how long the recording will be, and SYNCHRONIZE CACHE ends it. A DVD-RW that was blanked
-// minimally takes only one go, as its feature 21h tells.
+// The dash family (MMC, "Write parameters mode page") is written incrementally, with links of 16
+// blocks, or, if blank, in one go (write type 2). RESERVE TRACK is only supported for one go; it
+// sets the length of the recording, which SYNCHRONIZE CACHE ends. A DVD-RW that was blanked
+// minimally only accepts one go, as its feature 21h shows.
 //
-// The plus family doesn't look at the mode page. A DVD+R DL takes a layer boundary while blank.
+// The plus family ignores the mode page. A DVD+R DL accepts a layer boundary while blank.
 #pragma once
 
 #include "virtualdrive/dvd_medium.h"
@@ -59,7 +59,7 @@ class CDvdMinusRDlMedium final : public CDvdMinusSequentialMedium {
         : CDvdMinusSequentialMedium(store, dvd_facts::kMinusRDl) {}
 };
 
-// BLANK makes it blank; FORMAT UNIT makes it a disc in restricted overwrite (dvd_minus_rw.h).
+// BLANK makes it blank; FORMAT UNIT changes it to restricted overwrite (dvd_minus_rw.h).
 class CDvdMinusRwMedium final : public CDvdMinusSequentialMedium {
   public:
     explicit CDvdMinusRwMedium(CDiscStore& store)

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What DVDs and Blu-ray discs have in common: blocks of 2048 bytes that are recorded many at a
-// time, in the ECC blocks of a DVD (16) or the clusters of a BD (32). Capacities are whole ones.
+// Common to DVDs and Blu-ray discs: blocks of 2048 bytes that are recorded several at a time, in
+// the ECC blocks of a DVD (16) or the clusters of a BD (32). Capacities are multiples of these.
 #pragma once
 
 #include "virtualdrive/medium.h"
@@ -13,11 +13,11 @@
 
 namespace larkspin {
 
-// What tells one kind of disc from another before anything is written.
+// The facts that distinguish kinds of discs before anything is written.
 struct EccFacts {
     uint16_t profile = 0;
     uint16_t readFeature = 0; // current with every disc of the family
-    uint32_t eccBlocks = 0;   // blocks that are recorded as one
+    uint32_t eccBlocks = 0;   // blocks that are recorded as a unit
     uint8_t layers = 1;
     std::span<const uint32_t> writeSpeeds; // KB/s, highest first
     uint32_t readSpeed = 0;                // KB/s
@@ -25,7 +25,7 @@ struct EccFacts {
 
 class CEccMedium : public IMedium {
   public:
-    // `facts` outlive the object.
+    // `facts` must outlive the object.
     CEccMedium(CDiscStore& store, const EccFacts& facts) : IMedium(store), m_facts(facts) {}
 
     uint16_t Profile() const override { return m_facts.profile; }
@@ -41,7 +41,7 @@ class CEccMedium : public IMedium {
     uint32_t RoundUpToEcc(uint32_t blocks) const {
         return (blocks + EccBlocks() - 1) / EccBlocks() * EccBlocks();
     }
-    // A number of `extra` in the state.
+    // A number from `extra` in the state.
     uint32_t Extra(const std::string& name, uint32_t otherwise = 0) const;
 
   private:

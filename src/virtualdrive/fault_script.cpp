@@ -20,8 +20,8 @@ namespace {
 
 constexpr uint64_t kMostTimes = 1'000'000;
 
-// REQUEST SENSE, INQUIRY, GET CONFIGURATION, GET EVENT STATUS NOTIFICATION, REPORT LUNS: they tell
-// of a unit that can't be used, and don't fail with it (SPC, MMC).
+// REQUEST SENSE, INQUIRY, GET CONFIGURATION, GET EVENT STATUS NOTIFICATION, REPORT LUNS: they
+// report on a unit that can't be used, and don't fail with it (SPC, MMC).
 bool IsAnsweredInAnyState(uint8_t opcode) {
     constexpr std::array<uint8_t, 5> kOpcodes = {0x03, 0x12, 0x46, 0x4A, 0xA0};
     return std::find(kOpcodes.begin(), kOpcodes.end(), opcode) != kOpcodes.end();
@@ -32,7 +32,7 @@ class RunningRule {
   public:
     explicit RunningRule(FaultRule rule) : m_rule(std::move(rule)) {}
 
-    // Every command comes by here, in its order. False if this rule says nothing of it.
+    // Called for every command in order. False if this rule does not affect it.
     bool Meets(uint8_t opcode) {
         const bool isOfKind = !m_rule.opcode || *m_rule.opcode == opcode;
         if (!m_hasBegun) {
@@ -142,7 +142,7 @@ InjectedAnswer DriveGoneAnswer() {
 }
 
 VirtualDrive::Script MakeScript(std::vector<FaultRule> rules) {
-    // The drive copies its script; the rules on their way are one.
+    // The drive copies its script, but the state of the rules must be shared.
     auto running = std::make_shared<std::vector<RunningRule>>();
     for (FaultRule& rule : rules) {
         running->emplace_back(std::move(rule));

@@ -13,7 +13,7 @@ namespace larkspin {
 
 namespace {
 
-// Profiles the drive can handle, in the order it prefers them.
+// The profiles supported by the drive, in order of preference.
 constexpr std::array<uint16_t, 16> kProfiles = {0x43, 0x41, 0x40, 0x2B, 0x1B, 0x1A, 0x15, 0x14,
                                                 0x13, 0x12, 0x11, 0x10, 0x0A, 0x09, 0x08, 0x02};
 
@@ -28,9 +28,9 @@ const std::vector<Feature>& Features() {
     static const std::vector<Feature> features = {
         // Physical interface ATAPI; device busy events.
         {feature::kCore, 2, true, {0, 0, 0, 2, 1, 0, 0, 0}},
-        // Operational change events; no asynchronous ones.
+        // Operational change events, but no asynchronous ones.
         {feature::kMorphing, 1, true, {2, 0, 0, 0}},
-        // Tray; ejects, can be locked, is not locked at power on.
+        // Tray; ejects, can be locked, is not locked at power-on.
         {feature::kRemovableMedium, 2, true, {0x29, 0, 0, 0}},
         // 2048 bytes to a block, 1 block to a read unit; the error recovery page is there.
         {feature::kRandomReadable, 0, false, {0, 0, 8, 0, 0, 1, 1, 0}},

@@ -45,14 +45,14 @@ constexpr uint16_t kSerialNumber = 0x0108;
 
 } // namespace feature
 
-// What the drive tells as its serial number, wherever it is asked.
+// The drive's serial number, wherever it is reported.
 constexpr std::array<uint8_t, 8> kDriveSerialNumber = {'L', 'S', 'V', 'D', '0', '0', '0', '1'};
 
-// What the RT field of GET CONFIGURATION asks for.
+// The RT field of GET CONFIGURATION.
 enum class FeatureChoice : uint8_t { All = 0, Current = 1, One = 2 };
 
-// Appends the feature header and the descriptors with codes from `first` on. `medium` is null
-// without a disc.
+// Appends the feature header and the descriptors with codes from `first` on. `medium` is null if
+// there is no disc.
 void AppendConfiguration(const IMedium* medium, FeatureChoice choice, uint16_t first,
                          CAnswer& answer);
 

@@ -11,8 +11,8 @@
 
 namespace larkspin {
 
-// The format type that all but DVD+RW know, and a number of blocks that stands for all
-// there are (MMC, "FORMAT UNIT command").
+// The format type known to all but DVD+RW, and a number of blocks that means all of them (MMC,
+// "FORMAT UNIT command").
 constexpr uint8_t kFormatFull = 0x00;
 constexpr uint32_t kAllBlocks = 0xFFFFFFFF;
 
@@ -24,7 +24,7 @@ struct FormatDescriptor {
     uint32_t parameter = 0; // 24 bits
 };
 
-// The list is a header of 4 and a descriptor of 8 bytes.
+// The list is a header of 4 bytes and a descriptor of 8.
 inline FormatDescriptor ParseFormatList(std::span<const uint8_t> parameterList) {
     FormatDescriptor descriptor;
     descriptor.blocks = LoadBe32(&parameterList[4]);

@@ -27,7 +27,7 @@ std::unique_ptr<IMedium> MakeBd(CDiscStore& store) {
     return std::make_unique<Medium>(store, facts);
 }
 
-// A CD of 80 minutes: the lead-out may begin at 79:59:74.
+// A CD of 80 minutes: the last start of the lead-out is 79:59:74.
 constexpr uint32_t kCdCapacity = 359'849;
 
 // DVD capacities: the 4.7 GB of each family, a DVD-RAM with its usual spare areas, two layers.

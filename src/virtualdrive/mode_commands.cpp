@@ -125,7 +125,7 @@ SenseCode CDrive::GetPerformance(const CCommand& command) {
         }
     } else if (type == kPerformance) {
         const bool isWrite = command.Bit(1, 0x04);
-        if ((command.Byte(1) & 0x03) != 0) { // exceptions: none are kept
+        if ((command.Byte(1) & 0x03) != 0) { // exceptions: none are supported
             answer[4] = 1;
         } else if (!isWrite || m_writeKB != 0) {
             const uint32_t speed = isWrite ? m_writeKB : m_readKB;

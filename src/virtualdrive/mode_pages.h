@@ -5,9 +5,9 @@
 //
 // Pages: 01h error recovery, 05h write parameters, 0Eh CD audio control, 1Ah power condition, 1Dh
 // time-out, 2Ah capabilities (read only; MMC-3 with write speed descriptors), 30h options of this
-// drive: its byte 2 tells which it has (02h buffer underrun protection, 20h speed control by
-// quality), its byte 3 the settings (bit 0 protection on, bit 5 speed control off). Page 05h is
-// called savable, as many drives do: a host that sends that bit back is refused.
+// drive: byte 2 shows which there are (02h buffer underrun protection, 20h speed control by
+// quality), byte 3 their settings (bit 0 protection on, bit 5 speed control off). Page 05h is
+// reported as savable, as by many drives: a host that sends that bit back is refused.
 #pragma once
 
 #include "virtualdrive/medium.h"
@@ -19,9 +19,9 @@
 
 namespace larkspin {
 
-// What page 2Ah tells beside the constants.
+// The variable contents of page 2Ah.
 struct SpeedReport {
-    uint32_t maxReadKB = 0; // KB/s, as all others
+    uint32_t maxReadKB = 0; // KB/s, like all others
     uint32_t currentReadKB = 0;
     uint32_t currentWriteKB = 0;
     std::span<const uint32_t> writeKB; // highest first; empty without a writable medium
@@ -34,16 +34,16 @@ class CModePages {
 
     enum class Control : uint8_t { Current = 0, Changeable = 1, Default = 2, Saved = 3 };
 
-    // Appends the page, or all for 3Fh, as MODE SENSE gives them. False if there is none.
+    // Appends the page, or all for 3Fh, as for MODE SENSE. False if there is none.
     bool Sense(uint8_t page, Control control, const SpeedReport& speeds, CAnswer& answer) const;
-    // Takes the pages behind the header of MODE SELECT, all or none. `medium` may be null.
+    // Applies the pages after the header of MODE SELECT, all or none. `medium` may be null.
     SenseCode Select(std::span<const uint8_t> pages, const IMedium* medium);
 
     WriteParameters CurrentWriteParameters() const;
 
   private:
     struct Page {
-        std::vector<uint8_t> defaults; // from byte 0, the page code, on
+        std::vector<uint8_t> defaults; // starting with byte 0, the page code
         std::vector<uint8_t> current;
         std::vector<uint8_t> changeable; // mask
     };

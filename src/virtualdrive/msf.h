@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
 // Red Book addresses: minute, second, frame of 1/75 second. Block address 0 is 00:02:00; the
-// lead-in of the first session lies below block -150 and counts on towards 99:59:74 (MMC, "CD
-// address form").
+// lead-in of the first session is below block -150, with addresses that continue up to 99:59:74
+// (MMC, "CD address form").
 #pragma once
 
 #include <cstdint>

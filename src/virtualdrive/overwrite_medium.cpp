@@ -74,7 +74,7 @@ SenseCode COverwriteMedium::Read(int32_t block, uint32_t count, std::span<uint8_
 }
 
 SenseCode COverwriteMedium::CheckParameters(const WriteParameters& parameters) const {
-    // The page has no say on these media, but it may not ask for what none of them knows.
+    // The page has no effect on these media, but it must not ask for what none of them supports.
     return parameters.writeType <= WriteParameters::SessionAtOnce
                ? sense::kGood
                : sense::kInvalidFieldInParameterList;

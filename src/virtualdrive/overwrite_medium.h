@@ -4,8 +4,8 @@
 // Discs that are written in place: DVD+RW and DVD-RAM (dvd_overwrite.h), DVD-RW in restricted
 // overwrite (dvd_minus_rw.h), BD-RE (bd_re.h).
 //
-// Such a disc has one session and one track that begins at block 0. Its blocks lie in one sparse
-// file; what was formatted and not written reads as zeros.
+// Such a disc has one session and one track, which begins at block 0. Its blocks are in one sparse
+// file; what was formatted but not written reads as zeros.
 #pragma once
 
 #include "virtualdrive/ecc_medium.h"
@@ -29,7 +29,7 @@ class COverwriteMedium : public CEccMedium {
     bool IsWritable() const override { return true; }
 
   protected:
-    // Blocks from the first on that are formatted; 0 if the disc has no format.
+    // The number of formatted blocks, from the first one on; 0 if the disc has no format.
     virtual uint32_t FormattedBlocks() const = 0;
     // `block` is not negative.
     virtual SenseCode CheckWrite(int32_t block, uint32_t count) const = 0;
@@ -42,7 +42,7 @@ class COverwriteMedium : public CEccMedium {
     }
 };
 
-// The one file and track of a disc that is written in place.
+// The only file and track of a disc that is written in place.
 DiscTrack OverwriteTrack();
 
 } // namespace larkspin

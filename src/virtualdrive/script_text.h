@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What the scripts for the virtual drive have in common: a rule a line, "#" begins a comment.
+// Common to the scripts for the virtual drive: one rule per line, "#" begins a comment.
 #pragma once
 
 #include "platform/text.h"
@@ -17,8 +17,8 @@ namespace larkspin {
 constexpr int kDecimal = 10;
 constexpr int kHex = 16;
 
-// Takes a number off the front of `text`, and `delimiter` behind it unless that is 0. False if
-// there is something else, or if it is above `most`.
+// Removes a number from the front of `text`, and `delimiter` after it unless that is 0. False if
+// there is anything else, or if the number exceeds `most`.
 template <class Number>
 bool TakeNumber(std::string_view& text, int base, uint64_t most, char delimiter, Number* number) {
     uint64_t value = 0;
@@ -38,9 +38,9 @@ bool TakeNumber(std::string_view& text, int base, uint64_t most, char delimiter,
     return true;
 }
 
-// Gives each rule to `parse`: its first word, in which it leaves the word that it does not
-// understand, and a stream of the others. False, with what is wrong in `problem`, when it says
-// false.
+// Passes each rule to `parse`: its first word, which `parse` replaces by the word that is invalid,
+// if any, and a stream of the others. When `parse` returns false, so does this, with the reason in
+// `problem`.
 template <class Parse>
 bool ParseRules(std::string_view text, std::string* problem, Parse parse) {
     std::istringstream lines{std::string(text)};

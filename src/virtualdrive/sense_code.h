@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// Sense codes (SPC, "Sense key and additional sense code definitions") that the drive answers with.
+// The drive's sense codes (SPC, "Sense key and additional sense code definitions").
 #pragma once
 
 #include <cstdint>

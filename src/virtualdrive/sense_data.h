@@ -17,7 +17,7 @@ namespace larkspin {
 
 constexpr size_t kSenseBytes = 18;
 
-// `progress` is the share of 65536 of an operation in progress.
+// `progress` is that of an operation in progress, as a fraction of 65536.
 inline std::array<uint8_t, kSenseBytes> SenseData(const SenseCode& code,
                                                   std::optional<uint16_t> progress) {
     std::array<uint8_t, kSenseBytes> bytes = {};
@@ -33,7 +33,7 @@ inline std::array<uint8_t, kSenseBytes> SenseData(const SenseCode& code,
     return bytes;
 }
 
-// A command that ended with this sense; nothing moved.
+// The completion of a command that ended with this sense; nothing was transferred.
 inline PortCompletion SenseCompletion(const SenseCode& code, std::optional<uint16_t> progress) {
     constexpr uint8_t kCheckCondition = 2;
     PortCompletion completion;

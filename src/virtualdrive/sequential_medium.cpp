@@ -10,8 +10,9 @@ namespace larkspin {
 
 CSequentialMedium::CSequentialMedium(CDiscStore& store, const EccFacts& facts)
     : CEccMedium(store, facts), m_tracks(store) {
-    // What is still open was cut off with the process that made it. In one go it ends there; else
-    // the drive's cache is lost, and writing goes on at the next ECC block.
+    // Anything still open was interrupted along with the process that created it. A recording in
+    // one go ends there; otherwise the drive's cache is lost, and writing continues at the next ECC
+    // block.
     DiscTrack* open = m_tracks.Open();
     if (open == nullptr) {
         return;
@@ -171,8 +172,8 @@ SenseCode CSequentialMedium::FillUp(const DiscTrack& track, uint32_t blocks) {
     if (written >= blocks) {
         return sense::kGood;
     }
-    // What a file leaves out reads as zeros: the last block makes it long enough. The first one may
-    // be there by half, where a process was killed.
+    // What a file leaves out reads as zeros, so writing the last block makes it long enough. The
+    // first one may be incomplete if a process was killed.
     const std::vector<uint8_t> zeros(kDataBlockBytes);
     for (const uint32_t block : {written, blocks - 1}) {
         if (!Store().Write(track.file, uint64_t{block} * kDataBlockBytes, zeros)) {
@@ -228,7 +229,7 @@ SenseCode CSequentialMedium::CloseSession(bool closeDisc) {
     if (m_tracks.HasOpenSession()) {
         return m_tracks.CloseSession(closeDisc);
     }
-    // A blank disc has nothing that could be closed.
+    // A blank disc has nothing to be closed.
     if (!m_tracks.IsBlank()) {
         State().finalized = closeDisc;
     }

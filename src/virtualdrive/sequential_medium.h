@@ -4,17 +4,16 @@
 // Discs that are written from the inside out, track after track: DVD-R and DVD-RW in sequential
 // recording, DVD+R (dvd_sequential.h), BD-R (bd_r.h).
 //
-// A track is written at its next writable address only. What was sent is recorded in whole ECC
-// blocks: SYNCHRONIZE CACHE and closing fill the last one up with zeros. A session is closed by
-// CLOSE TRACK/SESSION. Tracks of an open session can be read as far as they are recorded.
+// A track is written only at its next writable address. Data is recorded in whole ECC blocks:
+// SYNCHRONIZE CACHE and closing pad the last one with zeros. CLOSE TRACK/SESSION closes a session.
+// Tracks of an open session can be read as far as they are recorded.
 //
-// A recording in one go that loses the disc or the power in the middle is damaged: it goes no
-// further than it was written, and closing is all that can be done. Any other goes on at the next
-// ECC block.
+// If a recording in one go loses the disc or the power halfway, it is damaged: it can't be
+// continued, only closed. Any other recording continues at the next ECC block.
 //
-// Unless a kind says otherwise the mode page is not looked at, and RESERVE TRACK sets the length of
-// the next track. A reserved track that is closed early is filled up with zeros; a reservation that
-// no write follows is forgotten with the disc.
+// Unless a kind says otherwise, the mode page is ignored, and RESERVE TRACK sets the length of the
+// next track. A reserved track that is closed early is padded with zeros. A reservation without a
+// following write is dropped when the disc is removed.
 #pragma once
 
 #include "virtualdrive/ecc_medium.h"
@@ -43,10 +42,10 @@ class CSequentialMedium : public CEccMedium {
 
   protected:
     virtual bool IsErasable() const { return false; }
-    // What a track that begins is written as; refuses what the disc does not take now.
+    // Checks whether the disc accepts the beginning of a track now.
     virtual SenseCode CheckTrackBegin(bool) const { return sense::kGood; }
     virtual bool IsInOneGo(const WriteParameters&) const { return false; }
-    // True if tracks that are not written in one go are made of packets.
+    // True if tracks that are not written in one go consist of packets.
     virtual bool HasPackets() const { return false; }
     virtual uint32_t MaxTracks() const = 0;
     // Blocks between a session's end and the next one's start, and between two tracks.
@@ -63,17 +62,17 @@ class CSequentialMedium : public CEccMedium {
 
   private:
     int32_t NextTrackStart() const;
-    // Where a track must end that begins at `start` with a reservation or with none (0).
+    // The end of a track that begins at `start` with a reservation or without (0).
     int32_t TrackEnd(int32_t start, uint32_t reserved) const;
     TrackInformation InvisibleTrack(const WriteParameters& parameters) const;
-    // Blocks that are reserved for the track that begins next; 0 for none.
+    // Blocks reserved for the next track; 0 for none.
     uint32_t Reserved(bool inOneGo) const;
     SenseCode FillUp(const DiscTrack& track, uint32_t blocks);
     SenseCode CompleteTrack(DiscTrack& track);
     SenseCode CloseSession(bool closeDisc);
 
     CTracks m_tracks;
-    uint32_t m_nReserved = 0; // blocks that RESERVE TRACK asked for, until the first write
+    uint32_t m_nReserved = 0; // set by RESERVE TRACK until the first write
 };
 
 } // namespace larkspin

@@ -14,14 +14,14 @@ class CSpeedModel {
   public:
     explicit CSpeedModel(IClock& clock) : m_clock(clock), m_lastTick(clock.TickMs()) {}
 
-    // `factor` is the multiple of the selected speed at which blocks reach the disc; 0: at once.
+    // `factor` times the selected speed is the rate at which blocks reach the disc; 0: at once.
     void Configure(uint32_t bufferKB, double factor);
     // The selected write speed in KB/s of 1000 bytes.
     void SelectWriteSpeed(uint32_t kiloBytes);
 
     uint32_t BufferBytes() const { return m_bufferKB * 1024; }
     uint32_t FreeBytes();
-    // A command larger than the buffer passes through an empty one.
+    // A command larger than the buffer is accepted when that is empty.
     bool HasRoomFor(uint32_t bytes);
     void Take(uint32_t bytes);
     // Milliseconds until the buffer is empty.

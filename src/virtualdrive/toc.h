@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// READ TOC/PMA/ATIP, formats 0 and 1 (MMC), which all media know.
+// READ TOC/PMA/ATIP, formats 0 and 1 (MMC), which all media support.
 #pragma once
 
 #include "virtualdrive/disc_store.h"
@@ -25,7 +25,7 @@ enum TocFormat : uint8_t {
 
 constexpr uint8_t kLeadOutTrack = 0xAA;
 
-// How a table is asked for: addresses as MSF or blocks, and the first track that is wanted.
+// The request: addresses as MSF or blocks, and the first track wanted.
 struct TocRequest {
     bool msf = false;
     uint8_t start = 0;
@@ -34,9 +34,9 @@ struct TocRequest {
 // ADR 1 (position) and the control nibble of a track.
 uint8_t AdrControl(const DiscTrack& track);
 
-// Appends all behind the two length bytes: the readable tracks, not none of them, and the lead-out
-// of the last session, or the first track of that session. A DVD has no addresses of its own in
-// minutes; what lies behind the last one, 99:59:74, is told as that (MMC, fabricated TOC).
+// Appends everything after the two length bytes: the readable tracks, at least one, and the
+// lead-out of the last session, or the first track of that session. A DVD has no addresses in
+// minutes of its own; what lies beyond the last one is reported as 99:59:74 (MMC, fabricated TOC).
 SenseCode AppendToc(uint8_t format, std::span<const DiscTrack> tracks, const DiscSession& last,
                     const TocRequest& request, CAnswer& answer);
 

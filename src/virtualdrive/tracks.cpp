@@ -32,7 +32,7 @@ uint32_t CTracks::Written(const DiscTrack& track) const {
 
 uint32_t CTracks::LastClosedBlock() const {
     const auto& sessions = State().sessions;
-    // A session that was cut off in its first pre-gap has no block.
+    // A session that was interrupted in its first pre-gap has no block.
     return sessions.empty() ? 0 : static_cast<uint32_t>(std::max(sessions.back().leadOut, 1) - 1);
 }
 

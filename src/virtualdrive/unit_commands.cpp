@@ -45,7 +45,7 @@ constexpr uint8_t kSupportedClasses =
 } // namespace
 
 SenseCode CDrive::TestUnitReady(const CCommand&) {
-    return sense::kGood; // the checks of every command have said it all
+    return sense::kGood; // the checks before every command are sufficient
 }
 
 SenseCode CDrive::RequestSense(const CCommand& command) {
@@ -192,7 +192,7 @@ SenseCode CDrive::GetEventStatus(const CCommand& command) {
         answer.Append({1, 1}); // a busy event; the time left in units of 100 ms
         answer.Append16(static_cast<uint32_t>(std::min<uint64_t>(ms / 100, 0xFFFF)));
     } else {
-        // Nothing happened: the state of the first class that was asked for.
+        // Nothing has happened: the state of the first class requested.
         const auto first = static_cast<uint8_t>(std::countr_zero(asked));
         answer[2] = first;
         uint8_t status = 0;

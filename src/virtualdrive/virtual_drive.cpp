@@ -16,7 +16,7 @@ namespace larkspin {
 
 namespace {
 
-// Garbage that is the same in every run: no zeros, and no text that anybody looks for.
+// The same garbage in every run: no zeros, and no text that anybody looks for.
 void FillWithGarbage(std::span<uint8_t> bytes, uint64_t number) {
     uint64_t state = number * 0x9E3779B97F4A7C15 + 1;
     for (uint8_t& byte : bytes) {
@@ -66,7 +66,7 @@ class VirtualDrive::Impl {
     const int m_letterIndex;
     const std::u16string m_displayName;
 
-    std::mutex m_mutex; // guards all below; never held while foreign code runs or time passes
+    std::mutex m_mutex; // guards everything below; never held while other code runs or time passes
     CDrive m_drive;
     Script m_script;
     std::function<void(const std::string&)> m_onEject;

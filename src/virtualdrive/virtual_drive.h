@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: The Larkspin developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A virtual optical drive: the port interface over a disc that lives in a folder.
+// A virtual optical drive: the port interface for a disc that is stored in a folder.
 //
-// It models a strict MMC drive: what a real one refuses is refused here with the sense a real one
-// gives. A disc folder holds data tracks as plain .iso sectors, audio as .bin with a .cue, and the
-// state beside them in a small text file, written so that a killed process leaves a disc that
-// opens, and may hold a file of defects (defects.h). All calls may come from any thread; commands
-// run one at a time, and a call that waits for nothing else never waits for a command that takes
-// its time. A command whose modelled duration exceeds its time-out ends as timed out and the drive
-// is reset, while what it began goes on.
+// It models a strict MMC drive: what a real one refuses is refused here with the same sense. A disc
+// folder holds data tracks as plain .iso sectors, audio as .bin with a .cue, and the state in a
+// small text file, written so that a killed process leaves a disc that can be opened. It may also
+// hold a file of defects (defects.h). All calls may come from any thread. Commands run one at a
+// time, and a call that need not wait for anything else never waits for a slow command. A command
+// whose modelled duration exceeds its time-out ends as timed out and the drive is reset, while the
+// operation that it began continues.
 #pragma once
 
 #include "drive/port.h"
@@ -24,65 +24,63 @@
 
 namespace larkspin {
 
-// What a script makes of one command in place of running it.
+// A script's answer to a command, instead of running it.
 struct InjectedAnswer {
     PortCompletion completion;
-    bool runCommandFirst = false; // run it, then answer as told
-    bool unlessItFails = false;   // having been run, it answers as told only if it succeeded
-    bool garbageData = false;     // fill the data that goes to the host with garbage
-    bool resetsDrive = false;     // as after a command that outlives its time-out
-    // Bytes that go over, and no more than these reach the host. Empty: all that was asked for with
-    // good status or a recovered error, none with another outcome. Takes the place of what
-    // `completion` says.
+    bool runCommandFirst = false; // run it, then give this answer
+    bool unlessItFails = false;   // after running it, give this answer only if it succeeded
+    bool garbageData = false;     // fill the data for the host with garbage
+    bool resetsDrive = false;     // as after a command that timed out
+    // Bytes transferred, and no more than these reach the host. Empty: all that was requested with
+    // good status or a recovered error, otherwise none. Overrides `completion`.
     std::optional<uint32_t> moved;
 };
 
 class VirtualDrive final : public IScsiPort {
   public:
-    // Sees each command before it runs, with its running number from 0; an empty result lets it
-    // run. Called on the thread that sends the command.
+    // Called for each command before it runs, with its number from 0, on the thread that sends it.
+    // With an empty result, the command runs.
     using Script =
         std::function<std::optional<InjectedAnswer>(const PortRequest& request, uint64_t number)>;
 
     using Speed = DriveTiming;
 
-    // The drive sits at `letterIndex` under the name `displayName`.
+    // The drive has the letter index `letterIndex` and the name `displayName`.
     explicit VirtualDrive(IClock& clock, int letterIndex = kFirstLetterIndex,
                           std::u16string displayName = u"sr0");
     VirtualDrive(const VirtualDrive&) = delete;
     VirtualDrive& operator=(const VirtualDrive&) = delete;
     ~VirtualDrive() override;
 
-    // Makes a blank disc of a kind in a folder that is new, or holds nothing but the file of its
-    // defects (defects.h). Kinds: "cd-r", "cd-rw", "dvd-r",
-    // "dvd-rw", "dvd-rw-ow", "dvd-ram", "dvd+r", "dvd+rw", "dvd+r-dl", "dvd-r-dl", "bd-r",
-    // "bd-r-dl", "bd-r-xl", "bd-r-ql", "bd-re", "bd-re-dl". A BD has spare areas only as far as it
-    // is formatted with them. `capacityBlocks` 0 takes the kind's usual one. False if the folder
-    // can't be used.
+    // Creates a blank disc of a kind in a folder that does not exist, or contains only the file of
+    // its defects (defects.h). Kinds: "cd-r", "cd-rw", "dvd-r", "dvd-rw", "dvd-rw-ow", "dvd-ram",
+    // "dvd+r", "dvd+rw", "dvd+r-dl", "dvd-r-dl", "bd-r", "bd-r-dl", "bd-r-xl", "bd-r-ql", "bd-re",
+    // "bd-re-dl". A BD only has spare areas if it is formatted with them. `capacityBlocks` 0
+    // selects the usual capacity of the kind. False if the folder can't be used.
     static bool CreateDisc(const std::string& folder, const std::string& kind,
                            uint32_t capacityBlocks = 0);
 
-    // True if the folder holds a disc that Insert would take.
+    // True if the folder holds a disc that Insert would accept.
     static bool HoldsDisc(const std::string& folder);
 
-    // Puts the disc of a folder into the drive (and takes the old one out): once it is up to speed,
-    // unit attention follows. False if the folder holds no disc.
+    // Inserts the disc of a folder, removing the old one: once it is up to speed, a unit attention
+    // follows. False if the folder holds no disc.
     bool Insert(const std::string& folder);
     void Remove();
     bool HasDisc();
-    // Lays a disc into the open tray: who closes it, the host or CloseTray, takes the disc in.
+    // Puts a disc into the open tray; whoever closes it, the host or CloseTray, inserts the disc.
     // False if the tray is closed.
     bool LayOnTray(const std::string& folder);
-    // As a person closes the tray. False if it is closed.
+    // Closes the tray as a person would. False if it is already closed.
     bool CloseTray();
-    // As at power-on and at a reset of the bus: the door is unlocked, mode pages and speeds are the
-    // default ones, a recording that must not pause is cut off, the disc comes up to speed anew,
-    // and the host is told. What takes long, as blanking, goes on.
+    // Resets the drive as at power-on or by a bus reset: the door is unlocked, mode pages and
+    // speeds return to their defaults, a recording that must not pause is interrupted, the disc
+    // spins up again, and the host is notified. Long operations, such as blanking, continue.
     void Reset();
-    // As a person presses the button: the disc comes out, or, with the door locked, the host gets
-    // an event. False if the tray did not open.
+    // Presses the button as a person would: the disc is ejected, or, if the door is locked, the
+    // host gets an event. False if the tray did not open.
     bool PressEject();
-    // Called when the disc is ejected, with its folder, on the thread of the command or of
+    // Called with the disc's folder when it is ejected, on the thread of the command or of
     // PressEject.
     void SetOnEject(std::function<void(const std::string& folder)> onEject);
     void SetScript(Script script);
@@ -93,11 +91,11 @@ class VirtualDrive final : public IScsiPort {
     bool IsOpticalDrive(int letterIndex) override;
     std::u16string DisplayName(int letterIndex) override;
     std::unique_ptr<IPortDevice> Open(int letterIndex, bool writeAccess) override;
-    // No system mounts this drive's discs, and nobody else has it.
+    // No system mounts this drive's discs, and nobody else uses it.
     LockResult LockAndDismount(int) override { return {}; }
     void Unlock(int) override {}
 
-    // One command, as the port's device runs it.
+    // Runs one command, like the port's device.
     PortCompletion Execute(const PortRequest& request);
 
   private:
