@@ -50,7 +50,7 @@ struct JobEnv {
 // and what has changed since, is shown in the same way before the first block. Nothing is shown
 // twice.
 //
-// Then the disc is checked for what is on it:
+// Then the disc is checked:
 // - A drive that spins up, wakes or was reset is waited for, up to a minute, before its disc is
 //   judged; the other jobs do the same.
 // - A DVD that the drive can't read is not written to: there might be a volume on it. If a disc
@@ -58,15 +58,15 @@ struct JobEnv {
 // - A CD whose last session can't be found is not appended to ("Internal error #176."): a volume on
 //   top of the wrong session would hide the files of the right one. If a drive refuses the settings
 //   for a CD with further sessions, no CD is written.
+// - A DVD-RAM that holds a volume is appended to: it can't be blanked.
 // - If a volume turns out larger than the room left on the disc, the user is told before its first
 //   block, while the queue is still there. If the disc would have room when empty, and can be
-//   emptied, the user may sacrifice its contents; otherwise OK checks the disc again. Right before
-//   the first block, the job's paths are removed from the queue.
-// - A volume cut short, by the user or by a failure of the generator, does not replace the one on a
-//   disc that is written in place.
-// - A DVD-RAM that holds a volume is appended to: it can't be blanked. What only the generator or
-//   the drive knows (why there is no volume, a volume cut short on a DVD, a session that was not
-//   closed) is reported in one box at the end.
+//   emptied, the user may sacrifice its contents; otherwise OK checks the disc again.
+//
+// Right before the first block, the job's paths are removed from the queue. A volume cut short, by
+// the user or by a failure of the generator, does not replace the one on a disc that is written in
+// place. What only the generator or the drive knows (why there is no volume, a volume cut short on
+// a DVD, a session that was not closed) is reported in one box at the end.
 JobEnd DataJob(JobEnv& env);
 
 // Writes the queue as an audio CD, in as many copies as the user wants: a number of 0 or less
