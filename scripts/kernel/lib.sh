@@ -208,17 +208,23 @@ nothing_written() {
     fi
 }
 
-# end_job: answers what the job says with $answer (Return) and waits for the program's end. What it
-# said is in $said, the first line of each message, less the word that a disc is good.
+# end_job: answers what the job says with $answer (Return), the word that a disc is good with Return,
+# and waits for the program's end. What it said is in $said, the first line of each message, less
+# that word.
 end_job() {
-    local told=0 now
+    local told=0 now last
     while ! ended "$program"; do
         now=$(grep -c '^message: ' "$log")
-        ((now < 5)) || fail "Larkspin asks again and again: $(grep '^message: ' "$log" | tail -n 1)"
+        last=$(grep '^message: ' "$log" | tail -n 1)
+        ((now < 5)) || fail "Larkspin asks again and again: $last"
         if ((now > told)); then
             told=$now
             sleep 2 # a question whose Yes can't be taken back is deaf for its first second
-            press "$answer"
+            if [[ $last == 'message: Disc written: '* ]]; then
+                press Return
+            else
+                press "$answer"
+            fi
         fi
         sleep 0.5
     done
