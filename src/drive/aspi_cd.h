@@ -147,11 +147,13 @@ class CAspiCD : public IBlockReader {
     ~CAspiCD() override;
 
     // --- drive discovery (discovery.cpp) ---
-    uint8_t GetDeviceType();      // peripheral device type (SPC), 5 is CD-ROM, 31 none
-    void ReadDriveName();         // fills Name() from INQUIRY
-    char16_t GetDriveLetter();    // 0 if unknown; the system is asked once
-    std::u16string DisplayName(); // the drive's name for the user: "sr0", or the letter
-    uint8_t EjectDisk();
+    // The peripheral device type (SPC): 5 for CD-ROM, 31 for none; 0 without an answer.
+    uint8_t GetDeviceType();
+    void ReadDriveName();      // fills Name() from INQUIRY
+    char16_t GetDriveLetter(); // 0 if unknown
+    // The drive's name for the user: "sr0", or the letter; empty if neither is known.
+    std::u16string DisplayName();
+    uint8_t EjectDisk(); // the SRB status, as of LockDoor; a locked door stays closed
     // Unmounts what is in the drive and keeps everybody else from using the drive until Unlock is
     // called or the transport is destroyed. An ASPI library offers no lock.
     LockResult LockAndDismount();
@@ -185,16 +187,22 @@ class CAspiCD : public IBlockReader {
     int WaitForUnit(CScsiCommand& command, const CancelFunctor* cancel = nullptr);
 
     // --- disc identification (identification.cpp) ---
+    // False for a drive without GET CONFIGURATION. Asks the drive once.
     bool HasCurrentProfile();
     // kUnknownProfile (profiles.h) for a drive without GET CONFIGURATION; 0 if the command fails on
     // a drive that has it.
     uint32_t GetCurrentProfile();
-    bool IsDiskErasable();
+    bool IsDiskErasable(); // false also if the drive fails
+    // Fills Disk(); DiskReport::Knows tells which parts the drive has reported. For an appendable
+    // disc, this selects session at once, on which the next address depends.
     void ReadDiskInfo();
+    // The next writable address of the invisible track, a block; 0 if there is none to write to.
+    // `address` may be null. Returns 0, or 1 if the drive fails.
     int ReadNextWritableAddress(int32_t* address);
+    // The same after selecting session at once.
     int ReadSaoNextAddress(int32_t* address);
-    int32_t ReadLastSessionFirstTrack();
-    int32_t GetDvdCapacity(); // in blocks; -1 if the drive fails, 0 for an unknown kind
+    int32_t ReadLastSessionFirstTrack(); // a track number; 0 if the drive fails
+    int32_t GetDvdCapacity();            // in blocks; -1 if the drive fails, 0 for an unknown kind
 
     enum class DiscPresence {
         None,    // or it can't be read yet, or no answer
@@ -231,28 +239,38 @@ class CAspiCD : public IBlockReader {
     DiscContent LookAtContent(const GoOn& goOn);
 
     // --- write speeds (speeds.cpp) ---
-    std::vector<double> GetWriteSpeeds(); // throws
-    // Returns true when the drive reports an error. 0, or a speed that does not fit into the
-    // command, selects the maximum.
+    // In multiples of the medium's 1x, in the drive's order. Throws CgrowisofsException if
+    // they can't be determined or the medium is of an unknown kind.
+    std::vector<double> GetWriteSpeeds();
+    // `speed` is in multiples of a CD's 1x; 0, or a speed that does not fit into the command,
+    // selects the maximum. Returns true if the drive reports an error.
     bool SetCdSpeed(uint32_t speed);
 
     // --- CD recording (cd_recording.cpp, mode_pages.cpp, cue_sheet.h) ---
-    // `header` and `blockDescriptor` are 8 bytes each, or null. Also returns 1 when the drive
-    // answers with a page other than the one requested.
+    // Reads the current values of a page, as much as fits into `buffer`. `header` and
+    // `blockDescriptor` are 8 bytes each, or null. Returns 0, or 1 if the drive fails or answers
+    // with a page other than the one requested.
     int ModeSense(uint8_t page, std::span<uint8_t> buffer, uint8_t* header = nullptr,
                   uint8_t* blockDescriptor = nullptr);
+    // Sends a page, whose second byte is its length. `header` is the one from ModeSense, or null.
+    // Returns 0, or 1 if the drive fails.
     int ModeSelect(std::span<const uint8_t> page, const uint8_t* header = nullptr);
-    void ReadCapabilities();
+    void ReadCapabilities(); // for the next two; none if the drive fails
+    // Sets buffer underrun protection and speed control on the vendor page of a drive that has
+    // them. Returns 0, also if it has neither, or 1 if the drive fails.
     int SetVendorWriteOptions(bool burnFree, bool speedControl);
-    uint8_t SetBlockSize2048();
+    uint8_t SetBlockSize2048(); // the SRB status
     // Selects track at once, data, with another session allowed. Returns 1 if the drive refuses, or
     // does not report its present settings: writing would then produce another kind of disc.
     int SetTaoParameters();
-    void SendOpc();
+    void SendOpc(); // calibrates the laser; a failure has no consequences
+    // Locks the drive, selects session at once, sends the cue sheet and writes the pre-gap as zeros
+    // of `blockSize` bytes per block. Returns 0, also if the user cancels, or 1 on failure.
     int PrepareSaoWrite(bool burnFree, bool speedControl, std::span<const uint8_t> cueSheet,
                         const CancelFunctor* cancel, uint32_t blockSize);
-    // Returns 1 on failure, and 0 otherwise, also when the user cancels: `address` shows how far it
-    // got. A drive whose buffer is full counts as busy.
+    // Writes `count` blocks of `blockSize` bytes at block `address`, and advances that. Returns 1
+    // on failure, and 0 otherwise, also when the user cancels: `address` shows how far it got. A
+    // drive whose buffer is full counts as busy.
     int WriteBlocks(int32_t* address, const void* buffer, int32_t count,
                     const CancelFunctor* cancel, uint32_t blockSize);
     // Always returns 0; IsCacheLost tells whether blocks that the drive had accepted were lost.
@@ -263,8 +281,10 @@ class CAspiCD : public IBlockReader {
     // drive reports an error or could not empty its cache, or when the wait was given up.
     int FinishSaoWrite(const CancelFunctor* cancel = nullptr);
     int CloseSession(); // 0, or -1 if it failed or the drive did not answer
+    // 0 if the unit is ready or reports a unit attention, 2 if it is not ready, 1 for any other
+    // error or without an answer.
     int TestUnitReady();
-    int GetUnitBusy();
+    int GetUnitBusy(); // the same, but also 2 while a long write or another operation is running
 
     // --- DVD recording (dvd_recording.cpp; the logic: dvd_detail.h) ---
     // A recording consists of ResetDvdState, OpenDvdForWriting, WriteDvdFromHandle or

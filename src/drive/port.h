@@ -89,7 +89,7 @@ class IScsiPort {
   public:
     virtual ~IScsiPort() = default;
 
-    // True if the drive at this letter is an optical one.
+    // True if there is an optical drive at this letter.
     virtual bool IsOpticalDrive(int letterIndex) = 0;
     // The drive's name for the user, such as "sr0"; empty if it has none.
     virtual std::u16string DisplayName(int letterIndex) = 0;

@@ -23,12 +23,13 @@ enum class NoticeReason {
     TooLarge,     // larger than a volume can hold
     OldBroken,    // a file of an earlier session that was cut off, or whose entry is broken
     OldCut,       // everything added by a session that was cut off; has no path
-    // The folder is on the volume, but without what could not be listed:
+    // The folder is on the volume, but empty or incomplete:
     FolderUnreadable,
     FolderIncomplete,
-    FolderTaken, // everything: its contents are elsewhere on the volume
-    LeadsBack,   // everything: it is a link to a folder around the queue item
-    HidesFolder, // a file with the name of a folder that is already on the disc
+    FolderTaken, // its contents are elsewhere on the volume
+    LeadsBack,   // it is a link to a folder around the queue item
+    // The file is not on the volume: a folder of its name is on the disc already.
+    HidesFolder,
     // The folder is on the volume, but players will not accept it as DVD-Video:
     DvdBroken,
     NoDvd, // there is no DVD-Video
