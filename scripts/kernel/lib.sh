@@ -155,10 +155,11 @@ disc_is_known() { blockdev --getsize64 "$device" >/dev/null 2>&1; }
 
 # --- Larkspin ---
 
-window_is_up() { xdotool search --onlyvisible --name '^Larkspin' >/dev/null 2>&1; }
+windows='^Larkspin( [0-9.]+)?$' # those that ask and tell, and not the queue in the tray's place
+window_is_up() { xdotool search --onlyvisible --name "$windows" >/dev/null 2>&1; }
 press() {
     local window
-    window=$(xdotool search --onlyvisible --name '^Larkspin' 2>/dev/null | tail -n 1)
+    window=$(xdotool search --onlyvisible --name "$windows" 2>/dev/null | tail -n 1)
     [[ -n $window ]] && xdotool windowfocus "$window" key "$1" 2>/dev/null
 }
 is_ready() {
