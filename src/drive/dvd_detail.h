@@ -88,6 +88,8 @@ class DvdRecording {
     void SetVelocity(int32_t kilobytesPerSecond);
     std::vector<uint8_t> ReadPage2A(CScsiCommand& command); // mode header and page; throws
     int ReadCurrentPerformance(std::span<const uint8_t> answer, CScsiCommand& command); // throws
+    // Selects the speed nearest to m_dSpeedFactor, if that is set. Returns the speed in KB/s, 0 if
+    // none was selected, or -1 if the drive does not report its speeds.
     int SetDvdWriteSpeed(CScsiCommand& command, bool dashFamily,
                          std::vector<uint8_t>* page2A); // throws
     // What PrepareDvdRecording assumes when SetDvdWriteSpeed returned a negative value.

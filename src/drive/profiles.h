@@ -86,6 +86,7 @@ const MediumTraits& TraitsOf(uint32_t profile);
 // The medium's name for the user, by MMC profile number; empty for an unknown number.
 std::u16string DiskTypeName(uint32_t profile);
 
+// True for the DVDs that the DVD logic records; false for Blu-ray discs.
 bool IsDvdProfile(uint32_t profile);
 
 } // namespace larkspin

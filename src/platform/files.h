@@ -81,6 +81,7 @@ class IFileSystem {
   public:
     virtual ~IFileSystem() = default;
 
+    // False if the path has no status; `status` is then unchanged.
     virtual bool Status(const std::u16string& path, FileStatus* status) = 0;
     // Why Status has just failed.
     virtual Absence WhyAbsent(const std::u16string& /*path*/) { return Absence::NotThere; }

@@ -24,6 +24,7 @@ class ISettingsStore {
   public:
     virtual ~ISettingsStore() = default;
 
+    // True also for a key above an existing one; false if the store can't be read.
     virtual bool HasKey(const std::string& key) = 0;
     // Creates the key if it is missing. False if that fails.
     virtual bool CreateKey(const std::string& key) = 0;
@@ -31,6 +32,7 @@ class ISettingsStore {
     virtual std::optional<uint32_t> ReadNumber(const std::string& key, const std::string& name) = 0;
     virtual std::optional<std::u16string> ReadText(const std::string& key,
                                                    const std::string& name) = 0;
+    // Both create the key if it is missing. False if the store can't be written.
     virtual bool WriteNumber(const std::string& key, const std::string& name, uint32_t value) = 0;
     virtual bool WriteText(const std::string& key, const std::string& name,
                            const std::u16string& value) = 0;

@@ -79,7 +79,7 @@ class CCDWriterUI {
     // question.
     virtual void StartProgress(JobKind kind, uint32_t diskType) = 0;
     virtual void StopProgress(JobKind kind) = 0;
-    virtual bool IsCancelled(JobKind kind) const = 0;
+    virtual bool IsCancelled(JobKind kind) const = 0; // by the user, since the start
 
     // The same by name.
     void StartDataProgress(uint32_t diskType) { StartProgress(JobKind::Data, diskType); }
@@ -97,7 +97,7 @@ class CCDWriterUI {
 
     virtual void SetStatus(JobKind kind, const std::u16string& text) = 0;
     virtual void SetProgress(JobKind kind, int percent) = 0; // limited to 0 to 100
-    virtual int Progress(JobKind kind) const = 0;
+    virtual int Progress(JobKind kind) const = 0;            // in percent
     // The number of bytes that the whole bar stands for, once known; each start resets it.
     virtual void SetAmount(JobKind kind, uint64_t bytes) = 0;
     void SetEraseProgress(int percent) { SetProgress(JobKind::Erase, percent); }
